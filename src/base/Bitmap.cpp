@@ -1,0 +1,148 @@
+#include "base/Bitmap.h"
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "base/NLogger.h"
+#include "base/NRaiiFile.h"
+#include "base/OutputFile.h"
+
+namespace Velk {
+
+namespace {
+
+constexpr uint8_t bmpMagic[2] = {'B', 'M'};
+
+// The headers are written as their fields lie in memory, which is the file's byte order on the machines served here.
+struct BmpHeader {
+    uint32_t uFileSize;
+    uint32_t uReserved;
+    uint32_t uPixelOffset;
+};
+static_assert(sizeof(BmpHeader) == 12, "written byte for byte");
+
+struct BmpInfoHeader {
+    uint32_t uSize;
+    int32_t iWidth;
+    int32_t iHeight;  // positive: the bottom row comes first
+    uint16_t uPlanes;
+    uint16_t uBitsPerPixel;
+    uint32_t uCompression;
+    uint32_t uImageSize;
+    uint32_t uResolutionX;
+    uint32_t uResolutionY;
+    uint32_t uColoursUsed;
+    uint32_t uColoursImportant;
+};
+static_assert(sizeof(BmpInfoHeader) == 40, "written byte for byte");
+
+constexpr BmpHeader bmpHeader{0, 0, 0};
+constexpr BmpInfoHeader bmpInfoHeader{40, 0, 0, 1, 24, 0, 0, 0, 0, 0, 0};
+constexpr uint32_t PIXEL_OFFSET = sizeof(bmpMagic) + sizeof(BmpHeader) + sizeof(BmpInfoHeader);
+
+// Zero bytes that make a row a multiple of four.
+size_t rowPadding(size_t uRowBytes) {
+    return (4 - uRowBytes % 4) % 4;
+}
+
+// True when an image of this size does not fit the 32-bit size and signed dimension fields of the file.
+bool isTooLarge(uint64_t uWidth, uint64_t uHeight) {
+    if (uWidth > INT32_MAX || uHeight > INT32_MAX) return true;
+    const uint64_t uRow = uWidth * 3 + (4 - uWidth * 3 % 4) % 4;
+    return uHeight != 0 && uRow > (UINT32_MAX - PIXEL_OFFSET) / uHeight;
+}
+
+bool writeImage(FILE* pFile, const NBitmap& image) {
+    const size_t uRowBytes = size_t{image.uWidth} * 3;
+    const size_t uPadding = rowPadding(uRowBytes);
+    BmpHeader header = bmpHeader;
+    BmpInfoHeader info = bmpInfoHeader;
+    info.iWidth = static_cast<int32_t>(image.uWidth);
+    info.iHeight = static_cast<int32_t>(image.uHeight);
+    info.uImageSize = static_cast<uint32_t>((uRowBytes + uPadding) * image.uHeight);
+    header.uFileSize = PIXEL_OFFSET + info.uImageSize;
+    header.uPixelOffset = PIXEL_OFFSET;
+    if (!fwrite(bmpMagic, sizeof(bmpMagic), 1, pFile)) return true;
+    if (!fwrite(&header, sizeof(header), 1, pFile)) return true;
+    if (!fwrite(&info, sizeof(info), 1, pFile)) return true;
+    constexpr uint8_t zeros[4] = {};
+    for (uint32_t y = image.uHeight; uRowBytes && y-- > 0;) {
+        if (!fwrite(image.pData + uRowBytes * y, uRowBytes, 1, pFile)) return true;
+        if (uPadding && !fwrite(zeros, uPadding, 1, pFile)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool NBitmap::create(unsigned uNewWidth, unsigned uNewHeight) {
+    uWidth = uNewWidth;
+    uHeight = uNewHeight;
+    if (isTooLarge(uWidth, uHeight)) return true;
+    const uint64_t uBytes = uint64_t{uWidth} * 3 * uHeight;
+    if (uBytes > SIZE_MAX / 2) return true;
+    pData = new (std::nothrow) uint8_t[static_cast<size_t>(uBytes)];
+    if (!pData) return true;
+    uSize = static_cast<uint32_t>(uBytes);
+    return false;
+}
+
+void NBitmap::release() {
+    delete[] pData;
+    pData = nullptr;
+    uSize = uWidth = uHeight = 0;
+}
+
+bool NBitmap::saveToFile(const char* szFile) const {
+    OutputFile file;
+    if (file.open(szFile)) {
+        ReportErrorFormat("Failed to open file: %s", szFile);
+        return true;
+    }
+    if (writeImage(file.stream(), *this) || file.commit()) {
+        ReportError("Failed to write to file");
+        NLogger::LogMessage("No image was written: %s\n", szFile);
+        return true;
+    }
+    return false;
+}
+
+bool NBitmap::loadFromFile(const char* szFile) {
+    const NRaiiFile file(szFile, "rb");
+    if (!file.get()) {
+        ReportErrorFormat("Failed to open file: %s", szFile);
+        return true;
+    }
+    uint8_t magic[2];
+    BmpHeader header;
+    BmpInfoHeader info;
+    if (!fread(magic, sizeof(magic), 1, file.get()) || !fread(&header, sizeof(header), 1, file.get()) ||
+        !fread(&info, sizeof(info), 1, file.get())) {
+        ReportError("Failed to read from file");
+        return true;
+    }
+    const bool bKind = info.uSize == 40 && info.uPlanes == 1 && info.uBitsPerPixel == 24 && info.uCompression == 0;
+    if (!bKind || info.iWidth < 0 || info.iHeight <= 0 || header.uPixelOffset > INT32_MAX) {
+        ReportError("Invalid bitmap");
+        return true;
+    }
+    if (create(static_cast<unsigned>(info.iWidth), static_cast<unsigned>(info.iHeight))) {
+        release();
+        ReportError("Not enough memory for the bitmap");
+        return true;
+    }
+    const size_t uRowBytes = size_t{uWidth} * 3;
+    const long lPadding = static_cast<long>(rowPadding(uRowBytes));
+    bool bFailed = fseek(file.get(), static_cast<long>(header.uPixelOffset), SEEK_SET) != 0;
+    for (uint32_t y = uHeight; uRowBytes && !bFailed && y-- > 0;) {
+        bFailed = !fread(pData + uRowBytes * y, uRowBytes, 1, file.get()) || fseek(file.get(), lPadding, SEEK_CUR) != 0;
+    }
+    if (bFailed) {
+        release();
+        ReportError("Failed to read from file");
+    }
+    return bFailed;
+}
+
+}  // namespace Velk

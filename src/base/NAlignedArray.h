@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace Velk {
+
+/// Fixed-size array of plain records at a given alignment in bytes; elements are not initialised. A plain record
+/// itself: the owner must call Release().
+template <typename T>
+struct NAlignedArray {
+    T* pData = nullptr;
+    uint32_t uCount = 0;
+    uint32_t uAlignment = 0;
+
+    /// Obtains n elements. True on failure; the fields keep their values then.
+    bool allocate(uint32_t n, uint32_t uAlign) {
+        void* pNew = nullptr;
+        if (sizeof(size_t) == 4 && n > SIZE_MAX / sizeof(T)) return true;
+        if (posix_memalign(&pNew, uAlign, size_t{n} * sizeof(T)) || !pNew) return true;
+        pData = static_cast<T*>(pNew);
+        uCount = n;
+        uAlignment = uAlign;
+        return false;
+    }
+
+    void Release() {
+        free(pData);
+        pData = nullptr;
+        uCount = 0;
+    }
+
+    T& operator[](uint32_t u) { return pData[u]; }
+    const T& operator[](uint32_t u) const { return pData[u]; }
+    T* begin() { return pData; }
+    T* end() { return pData + uCount; }
+    const T* begin() const { return pData; }
+    const T* end() const { return pData + uCount; }
+};
+
+}  // namespace Velk

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Velk {
+
+/// The program's log: one text file a run, each message behind a time stamp, optionally echoed to standard output.
+/// Without an open log every message is dropped, its echo included. Messages of several threads do not mix.
+class NLogger {
+ public:
+    /// Opens szFile, emptying it. 0 on success or when a log is open already (which stays), 2 when it cannot be opened.
+    static unsigned InitLogger(const char* szFile, bool bPrint);
+
+    /// Writes a time stamp and the message. No line break is added.
+    static void LogMessage(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// Writes the message alone: it goes on with a line that LogMessage began.
+    static void LogAppend(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// Closes the log; a later InitLogger opens one again.
+    static void Release();
+};
+
+}  // namespace Velk
+
+/// Reports a failure where it happens: source file, function, line and a fixed message. A macro, since the three come
+/// from the place where it stands.
+#define ReportError(szMessage)                                                                                   \
+    Velk::NLogger::LogMessage("[%s | %s | LINE: %d] >> %s\n", __FILE_NAME__, static_cast<const char*>(__func__), \
+                              __LINE__, szMessage)
+
+/// The same with a formatted message, whose format decides whether the line ends.
+#define ReportErrorFormat(...)                                                                                \
+    (Velk::NLogger::LogMessage("[%s | %s | LINE: %d] >> ", __FILE_NAME__, static_cast<const char*>(__func__), \
+                               __LINE__),                                                                     \
+     Velk::NLogger::LogMessage(__VA_ARGS__))
