@@ -1,0 +1,149 @@
+#include "scene/Attributes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "base/LineReader.h"
+#include "base/NLogger.h"
+
+namespace {
+
+enum ValueKind { VALUE_FLOAT, VALUE_COMPLEMENT, VALUE_INTEGER, VALUE_COLOUR, VALUE_SWITCH, VALUE_IGNORED, VALUE_END };
+
+struct Property {
+    const char* szKeyword;
+    ValueKind kind;
+    size_t uOffset;       // of the field in AttributeInstance
+    uint32_t uFlag;       // of a switch
+    const char* szValue;  // turns the switch on
+};
+
+constexpr Property number(const char* szKeyword, size_t uOffset) {
+    return {szKeyword, VALUE_FLOAT, uOffset, 0, ""};
+}
+constexpr Property flag(const char* szKeyword, uint32_t uFlag, const char* szValue) {
+    return {szKeyword, VALUE_SWITCH, 0, uFlag, szValue};
+}
+
+// The first keyword of this list that occurs in a line decides what the line is, so the order matters.
+constexpr Property g_properties[] = {
+    number("kd", offsetof(AttributeInstance, fKd)),
+    number("ks", offsetof(AttributeInstance, fKs)),
+    number("kts", offsetof(AttributeInstance, fKts)),
+    number("ktd", offsetof(AttributeInstance, fKtd)),
+    number("ka", offsetof(AttributeInstance, fKa)),
+    {"kf", VALUE_COMPLEMENT, offsetof(AttributeInstance, fKf), 0, ""},
+    {"gs", VALUE_INTEGER, offsetof(AttributeInstance, iGs), 0, ""},
+    {"gm", VALUE_INTEGER, offsetof(AttributeInstance, iGm), 0, ""},
+    number("SelfLuminance", offsetof(AttributeInstance, fSelfLuminance)),
+    flag("SelfLumDirection", AF_SELF_LUM_POS, "Pos"),
+    number("Ft", offsetof(AttributeInstance, fFt)),
+    flag("OneSheet", AF_ONE_SHEET, "on"),
+    number("eta", offsetof(AttributeInstance, fEta)),
+    {"highlight", VALUE_IGNORED, 0, 0, ""},
+    {"color", VALUE_COLOUR, offsetof(AttributeInstance, v3Color), 0, ""},
+    flag("reflection", AF_REFLECTION, "on"),
+    flag("indirect", AF_INDIRECT, "on"),
+    flag("mirror", AF_MIRROR, "on"),
+    flag("shadowcast", AF_SHADOW_CAST, "on"),
+    flag("shadowfall", AF_SHADOW_FALL, "on"),
+    flag("shading", AF_SMOOTH, "smooth"),
+    {"enddef", VALUE_END, 0, 0, ""},
+};
+
+int32_t toInt(int64_t i) {
+    return static_cast<int32_t>(std::clamp<int64_t>(i, INT32_MIN, INT32_MAX));
+}
+
+template <typename T>
+void store(AttributeInstance& working, size_t uOffset, T value) {
+    memcpy(reinterpret_cast<char*>(&working) + uOffset, &value, sizeof(value));
+}
+
+// Stores the value of one property line. Returns the number of the source line whose check refused it, 0 when it is
+// fine.
+unsigned parseProperty(const Property& property, const char* szLine, AttributeInstance& working) {
+    float f = 0.0f;
+    int64_t i[3];
+    switch (property.kind) {
+        case VALUE_FLOAT:
+        case VALUE_COMPLEMENT:
+            if (Velk::readFloats(Velk::skipWord(szLine), &f, 1) != 1) return __LINE__;
+            store(working, property.uOffset, property.kind == VALUE_FLOAT ? f : 1.0f - f);
+            break;
+        case VALUE_INTEGER:
+            if (Velk::readIntegers(Velk::skipWord(szLine), i, 1) != 1) return __LINE__;
+            store(working, property.uOffset, toInt(i[0]));
+            break;
+        case VALUE_COLOUR: {
+            if (Velk::readIntegers(Velk::skipWord(szLine), i, 3) != 3) return __LINE__;
+            const auto fraction = [](int64_t iPart) {
+                return static_cast<float>(static_cast<uint32_t>(toInt(iPart))) / 255.0f;
+            };
+            store(working, property.uOffset, Velk::NMVector3f{fraction(i[0]), fraction(i[1]), fraction(i[2])});
+            break;
+        }
+        case VALUE_SWITCH:
+            if (strstr(strstr(szLine, property.szKeyword) + strlen(property.szKeyword), property.szValue)) {
+                working.uFlags |= property.uFlag;
+            }
+            break;
+        case VALUE_IGNORED:
+        case VALUE_END:
+            break;
+    }
+    return 0;
+}
+
+const Property* findProperty(const char* szLine) {
+    for (const Property& property : g_properties) {
+        if (strstr(szLine, property.szKeyword)) return &property;
+    }
+    return nullptr;
+}
+
+// Starts a record from the line that names it; returns like parseProperty.
+unsigned parseHeader(const char* szLine, AttributeInstance& working) {
+    working = AttributeInstance{};
+    if (sscanf(szLine, "%*s %39s", working.szName) != 1 || !strstr(szLine, "Attr")) return __LINE__;
+    return 0;
+}
+
+}  // namespace
+
+bool Attributes::loadAttributes(const char* szFile) {
+    vAttributes.create(4, 4);  // without memory every record is dropped, as in any later growth
+    Velk::LineReader reader(szFile);
+    if (!reader.isOpen()) {
+        ReportErrorFormat("Failed to open file: %s", szFile);
+        return true;
+    }
+    AttributeInstance working{};
+    bool bInside = false;
+    while (const char* szLine = reader.nextFilled()) {
+        unsigned uCheck = 0;
+        if (!bInside) {
+            uCheck = parseHeader(szLine, working);
+            bInside = true;
+        } else if (const Property* pProperty = findProperty(szLine)) {
+            uCheck = parseProperty(*pProperty, szLine, working);
+            if (pProperty->kind == VALUE_END) {
+                vAttributes.PushBack(working);
+                bInside = false;
+            }
+        }
+        if (uCheck) {
+            ReportErrorFormat("Error occured while reading line: %u, in Attributes:%u\n", reader.lineNumber(), uCheck);
+            return true;
+        }
+    }
+    bLoaded = true;
+    return false;
+}
+
+void Attributes::releaseAttributes() {
+    vAttributes.Release();
+    bLoaded = false;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/Vectors.h"
+
+/// The viewer: an eye point, a rectangular screen in space and the image's resolution. Pixel (x, y) of a W x H image
+/// looks through corner 0 + (corner 1 - corner 0) * x / W + (corner 2 - corner 0) * y / H.
+class Camera {
+ public:
+    bool bLoaded = false;
+    char szName[32] = "";
+    Velk::NMVector3f v3Position{};
+    Velk::NMVector3f v3Screen[3]{};
+    uint32_t uWidth = 0;   // pixels
+    uint32_t uHeight = 0;  // pixels
+
+    /// Reads a camera file. One that ends early is accepted; what it did not give keeps its value. True on failure,
+    /// which is logged with the line.
+    [[nodiscard]] bool loadCamera(const char* szFile);
+
+    void releaseCamera() { bLoaded = false; }
+
+    /// Scales eye and screen.
+    void applyDomainFactor(float fFactor);
+
+    /// Moves the eye and turns the screen to a new look direction, which is not normalised: its length scales the
+    /// distance of the screen. Requires a loaded camera.
+    void setCamera(const Velk::NMVector3f& v3NewPosition, const Velk::NMVector3f& v3Look);
+
+ private:
+    unsigned parseLine(const char* szLine, unsigned uStep);
+};

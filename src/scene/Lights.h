@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/Vectors.h"
+
+/// One point light.
+struct Light {
+    Velk::NMVector3f v3Position;
+    Velk::NMVector3f v3Direction;  // unit vector; shading does not use it
+    float fFlux;
+};
+static_assert(sizeof(Light) == 28, "two vectors and the flux");
+
+/// The scene's point lights.
+class Lights {
+ public:
+    bool bLoaded = false;
+    Light* pLights = nullptr;  // owned
+    uint32_t uCount = 0;
+
+    Lights() = default;
+    ~Lights() { releaseLights(); }
+    Lights(const Lights&) = delete;
+    Lights& operator=(const Lights&) = delete;
+
+    /// Reads a lights file. Fewer lights than announced are kept with a warning, more are not looked at. True on
+    /// failure, which is logged with the line.
+    [[nodiscard]] bool loadLights(const char* szFile);
+
+    void releaseLights();
+
+    /// Scales the positions.
+    void applyDomainFactor(float fFactor);
+};

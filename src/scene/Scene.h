@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/NAlignedArray.h"
+#include "base/Vectors.h"
+#include "scene/FaceData.h"
+
+/// The triangle mesh that is rendered, and the tests of one ray against one triangle.
+class Scene {
+ public:
+    bool bLoaded = false;
+    char szSceneFile[255] = "";        // path it was loaded from, cut to fit
+    SceneVertex* pVertices = nullptr;  // owned; vertices never move after loading, faces point at them
+    uint32_t uVertexCount = 0;
+    Velk::NAlignedArray<FaceData> vFaces;  // owned, 16-byte aligned
+    Velk::BoxAABB boxScene{};              // bounds with a margin
+    Velk::NMVector3f v3Center{};           // of the bounds
+    float fDiagonal = 0.0f;                // of the bounds, whole
+    float fDomainFactor = 0.0f;            // by which the mesh was scaled
+
+    Scene() = default;
+    ~Scene() { releaseScene(); }
+    Scene(const Scene&) = delete;
+    Scene& operator=(const Scene&) = delete;
+
+    /// Reads a geometry file into an empty scene. A file that ends early is taken with what it had: vertices that never
+    /// came are 0, triangles that never came are dropped, and a warning says so. True on failure, which is logged with
+    /// the line; the scene is empty then.
+    [[nodiscard]] bool loadScene(const char* szFile);
+
+    void releaseScene();
+
+    /// Measures the bounds, scales the mesh into the domain and completes the face records. Once for each loaded scene.
+    void preprocessScene();
+
+    /// Fills boxScene, v3Center and fDiagonal. Requires at least one vertex.
+    void findMinMax();
+
+    /// Scales vertices and bounds so that the longest side of the bounds is 10000 units. Requires the bounds.
+    void fixDomain();
+
+    /// Completes every face record and the vertex normals. Requires vertex normals that are zero.
+    void precalculateFaces();
+
+    /// Tests a ray against a face by projection; true when it is met at 0 <= t <= fMaxT. *pOut may hold values of a
+    /// face that was rejected.
+    bool testTriangle(const FaceData* pFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
+                      float fMaxT, RayTestOutput* pOut) const;
+
+    /// The same for face number uFace, without an upper bound.
+    bool testTriangle(unsigned uFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
+                      RayTestOutput* pOut) const;
+
+    /// Tests by edges, after Möller and Trumbore 1997. Its weights are those of B and C, its front is testTriangle's
+    /// back, and a negative t is not rejected: the searches cannot use it.
+    bool rayTriangleTestFast(const FaceData* pFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
+                             float fMaxT, RayTestOutput* pOut) const;
+    bool rayTriangleTestFast(unsigned uFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
+                             float fMaxT, RayTestOutput* pOut) const;
+};

@@ -1,0 +1,162 @@
+#include <cmath>
+#include <initializer_list>
+#include <limits>
+
+#include "scene/Scene.h"
+
+using Velk::NM_EPSILON_F;
+using Velk::NMVector3f;
+
+namespace {
+
+// The double function, rounded once: the single-precision one differs in the last bit between C libraries.
+float angleBetween(const NMVector3f& v3Edge1, const NMVector3f& v3Edge2) {
+    const float fCosine = dot(v3Edge1, v3Edge2) / (length(v3Edge1) * length(v3Edge2));
+    const float fClamped = fCosine < -1.0f ? -1.0f : fCosine > 1.0f ? 1.0f : fCosine;  // rounding may leave the range
+    return static_cast<float>(acos(static_cast<double>(fClamped)));
+}
+
+uint8_t largestAxis(const NMVector3f& n) {
+    const float fX = fabsf(n.x), fY = fabsf(n.y), fZ = fabsf(n.z);
+    if (fX > fY) return fX > fZ ? 0 : 2;
+    return fY > fZ ? 1 : 2;
+}
+
+struct AngleNormals {
+    NMVector3f v3A, v3B, v3C;
+};
+
+// Fills the record's derived values, and each vertex's share of the face normal.
+void deriveFace(FaceData& face, AngleNormals& normals) {
+    const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
+    const NMVector3f N = cross(B - C, A - C);
+    const float L = length(N);
+    const auto share = [&](float fAngle) { return N * fAngle / L; };
+    normals.v3A = share(angleBetween(B - A, C - A));
+    normals.v3B = share(angleBetween(A - B, C - B));
+    normals.v3C = share(angleBetween(A - C, B - C));
+    const NMVector3f n = N / L;
+    face.v3Normal = n;
+    face.uAxis = largestAxis(n);
+
+    const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+    const NMVector3f e1 = A - C, e2 = B - C;
+    const float fDelta = e1[ku] * e2[kv] - e2[ku] * e1[kv];
+    const float fInverse = 1.0f / fDelta, fNegative = 1.0f / -fDelta;
+    face.fMuV = e1[ku] * fInverse;
+    face.fMuU = e1[kv] * fNegative;
+    face.fLambdaV = e2[ku] * fNegative;
+    face.fLambdaU = e2[kv] * fInverse;
+
+    const float fInverseNormal = 1.0f / n[k];
+    face.fNu = n[ku] * fInverseNormal;
+    face.fNv = n[kv] * fInverseNormal;
+    face.fNd = dot(n, C) * fInverseNormal;
+
+    face.v3Max = maximum(maximum(A, B), C);
+    face.v3Min = minimum(minimum(A, B), C);
+    face.v3TexV = k != 1 ? NMVector3f{0, 1, 0} : n.y > 0 ? NMVector3f{0, 0, -1} : NMVector3f{0, 0, 1};
+    face.v3TexU = cross(n, face.v3TexV);
+    const NMVector3f v3Extent = face.v3Max - face.v3Min;
+    face.fTexUSize = dot(face.v3TexU, v3Extent);
+    face.fTexVSize = dot(face.v3TexV, v3Extent);
+}
+
+bool isSound(const FaceData& face, const AngleNormals& normals) {
+    for (const float f : {face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, face.fNu, face.fNv, face.fNd,
+                          face.fTexUSize, face.fTexVSize}) {
+        if (!std::isfinite(f)) return false;
+    }
+    return isFinite(face.v3Normal) && isFinite(normals.v3A) && isFinite(normals.v3B) && isFinite(normals.v3C);
+}
+
+// Keeps the bounds and makes every ray test fail: t comes out as not a number.
+void makeUnsound(FaceData& face) {
+    face.v3Normal = face.v3TexU = face.v3TexV = NMVector3f{};
+    face.uAxis = 0;
+    face.fLambdaU = face.fLambdaV = face.fMuU = face.fMuV = face.fNu = face.fNv = 0.0f;
+    face.fTexUSize = face.fTexVSize = 0.0f;
+    face.fNd = std::numeric_limits<float>::quiet_NaN();
+}
+
+}  // namespace
+
+void Scene::precalculateFaces() {
+    for (FaceData& face : vFaces) {
+        AngleNormals normals{};
+        deriveFace(face, normals);
+        if (!::isSound(face, normals)) {
+            makeUnsound(face);
+            continue;
+        }
+        const auto add = [this](const SceneVertex* pVertex, const NMVector3f& v3Share) {
+            NMVector3f& v3Sum = pVertices[pVertex - pVertices].v3Normal;
+            v3Sum = v3Sum + v3Share;
+        };
+        add(face.pA, normals.v3A);
+        add(face.pB, normals.v3B);
+        add(face.pC, normals.v3C);
+    }
+    for (uint32_t u = 0; u < uVertexCount; ++u) {
+        NMVector3f& v3Normal = pVertices[u].v3Normal;
+        const float fLength = length(v3Normal);
+        // No sound face here, or faces that cancel each other: no normal is better than one that is not a number.
+        v3Normal = fLength > 0.0f ? v3Normal / fLength : NMVector3f{};
+    }
+}
+
+// Every rejection is written so that a value that is not a number is rejected too.
+bool Scene::testTriangle(const FaceData* pFace, const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxT,
+                         RayTestOutput* pOut) const {
+    const FaceData& face = *pFace;
+    const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+    const float fDenominator = v3Dir[k] + face.fNu * v3Dir[ku] + face.fNv * v3Dir[kv];
+    if (-NM_EPSILON_F < fDenominator && fDenominator < NM_EPSILON_F) return false;
+    pOut->bFrontFace = face.v3Normal[k] * fDenominator < 0.0f;
+    const float t = (face.fNd - v3Origin[k] - face.fNu * v3Origin[ku] - face.fNv * v3Origin[kv]) / fDenominator;
+    pOut->fT = t;
+    if (!(t >= 0.0f && t <= fMaxT)) return false;
+    pOut->v3Hit = v3Origin + v3Dir * t;
+    const float hu = pOut->v3Hit[ku] - face.pC->v3Position[ku];
+    const float hv = pOut->v3Hit[kv] - face.pC->v3Position[kv];
+    const float fLambda = face.fLambdaU * hu + face.fLambdaV * hv;
+    pOut->fU = fLambda;
+    if (!(fLambda >= 0.0f)) return false;
+    const float fMu = face.fMuU * hu + face.fMuV * hv;
+    pOut->fV = fMu;
+    return fMu >= 0.0f && fLambda + fMu <= 1.0f;
+}
+
+bool Scene::testTriangle(unsigned uFace, const NMVector3f& v3Origin, const NMVector3f& v3Dir,
+                         RayTestOutput* pOut) const {
+    return testTriangle(&vFaces[uFace], v3Origin, v3Dir, std::numeric_limits<float>::infinity(), pOut);
+}
+
+bool Scene::rayTriangleTestFast(const FaceData* pFace, const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxT,
+                                RayTestOutput* pOut) const {
+    const NMVector3f A = pFace->pA->v3Position;
+    const NMVector3f E1 = pFace->pB->v3Position - A, E2 = pFace->pC->v3Position - A;
+    const NMVector3f P = cross(v3Dir, E2);
+    const float fDeterminant = dot(E1, P);
+    if (-NM_EPSILON_F < fDeterminant && fDeterminant < NM_EPSILON_F) return false;
+    const float fInverse = 1.0f / fDeterminant;
+    pOut->bFrontFace = fDeterminant > 0.0f;
+    const NMVector3f T = v3Origin - A;
+    const float u = dot(T, P) * fInverse;
+    pOut->fU = u;
+    if (!(u >= 0.0f && u <= 1.0f)) return false;
+    const NMVector3f Q = cross(T, E1);
+    const float v = dot(v3Dir, Q) * fInverse;
+    pOut->fV = v;
+    if (!(v >= 0.0f && u + v <= 1.0f)) return false;
+    const float t = dot(E2, Q) * fInverse;
+    pOut->fT = t;
+    if (!(t <= fMaxT)) return false;
+    pOut->v3Hit = v3Origin + v3Dir * t;
+    return true;
+}
+
+bool Scene::rayTriangleTestFast(unsigned uFace, const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxT,
+                                RayTestOutput* pOut) const {
+    return rayTriangleTestFast(&vFaces[uFace], v3Origin, v3Dir, fMaxT, pOut);
+}
