@@ -1,0 +1,82 @@
+#include "render/RayTracer.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "base/LineReader.h"
+#include "base/NLogger.h"
+
+bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
+    if (szSceneDescFile) {
+        constexpr size_t uSize = sizeof(parameters.szDescFile);
+        if (strnlen(szSceneDescFile, uSize) == uSize || strnlen(parameters.szDescFile, uSize) == uSize) {
+            ReportError("Invalid string: 'szSceneDescFile' or 'parameters.szDescFile'");
+            return true;
+        }
+        Velk::copyText(parameters.szDescFile, uSize, szSceneDescFile);
+    }
+    if (sceneDesc.loadDescription(parameters.szDescFile)) return true;
+    if (!bOnlyDesc) {
+        kdTree.release();
+        scene.releaseScene();
+        attributes.releaseAttributes();
+        lights.releaseLights();
+        if (scene.loadScene(sceneDesc.szSceneFile)) return true;
+        if (attributes.loadAttributes(sceneDesc.szAttributesFile)) return true;
+        if (checkAttributes()) return true;
+        if (lights.loadLights(sceneDesc.szLightsFile)) return true;
+    }
+    if (camera.loadCamera(sceneDesc.szCameraFile)) return true;
+    if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
+    if (!parameters.bCustomResolution) {
+        parameters.uWidth = camera.uWidth;
+        parameters.uHeight = camera.uHeight;
+    }
+    bDescOnly = bOnlyDesc;
+    return false;
+}
+
+// True when a face names a material that is not there.
+bool RayTracer::checkAttributes() const {
+    for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
+        const uint32_t uAttribute = scene.vFaces[u].uAttribute;
+        if (uAttribute < attributes.vAttributes.uSize) continue;
+        if (uAttribute == NO_INDEX) {
+            ReportErrorFormat("Invalid scene: face %u has no attribute index\n", u);
+        } else {
+            ReportErrorFormat("Invalid scene: face %u has attribute index %u, there are %u attributes\n", u, uAttribute,
+                              attributes.vAttributes.uSize);
+        }
+        return true;
+    }
+    return false;
+}
+
+bool RayTracer::preprocessScene() {
+    const auto printLoaded = [](const char* szWhat, bool bLoaded) {
+        printf("%s loaded...%s\n", szWhat, bLoaded ? "OK" : "");
+    };
+    printLoaded("Scene", scene.bLoaded);
+    printLoaded("Camera", camera.bLoaded);
+    printLoaded("Attributes", attributes.bLoaded);
+    printLoaded("Lights", lights.bLoaded);
+    scene.preprocessScene();
+    camera.applyDomainFactor(scene.fDomainFactor);
+    lights.applyDomainFactor(scene.fDomainFactor);
+    if (kdTree.buildTree(&scene, parameters.bResetCache)) return true;
+    fMaxDistance = length(camera.v3Position - scene.v3Center) + scene.fDiagonal;
+    v3Eye = camera.v3Position;
+    v3ImageOrigin = camera.v3Screen[0];
+    v3ImageSpanX = camera.v3Screen[1] - camera.v3Screen[0];
+    v3ImageSpanY = camera.v3Screen[2] - camera.v3Screen[0];
+    return false;
+}
+
+void RayTracer::release() {
+    if (bDescOnly) return;
+    image.release();
+    scene.releaseScene();
+    attributes.releaseAttributes();
+    lights.releaseLights();
+    kdTree.release();
+}

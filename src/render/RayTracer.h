@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/KDTree.h"
+#include "base/Bitmap.h"
+#include "base/Vectors.h"
+#include "render/RaytracerParameters.h"
+#include "scene/Attributes.h"
+#include "scene/Camera.h"
+#include "scene/Lights.h"
+#include "scene/Scene.h"
+#include "scene/SceneDesc.h"
+
+/// The renderer: owns everything that one render needs. Order of calls: load, preprocessScene, any number of run or
+/// calculatePack, release. One thread at a time.
+class RayTracer {
+ public:
+    static constexpr unsigned MAX_RECURSION = 4;  // deepest ray that still reflects and refracts is one less
+
+    Velk::NBitmap image;
+    SceneDesc sceneDesc;
+    Scene scene;
+    Camera camera;
+    Attributes attributes;
+    Lights lights;
+    KDTree kdTree;
+    float fMaxDistance = 0.0f;  // longest ray
+    bool bDescOnly = false;     // only description and camera were loaded
+    Velk::NMVector3f v3Eye{};
+    Velk::NMVector3f v3ImageOrigin{};  // the point that pixel (0, 0) looks at
+    Velk::NMVector3f v3ImageSpanX{};   // over all columns
+    Velk::NMVector3f v3ImageSpanY{};   // over all rows
+    RaytracerParameters parameters;
+
+    /// Reads the scene that parameters.szDescFile names, or szSceneDescFile when it is not null; with bOnlyDesc only
+    /// the description and the camera, for the image's size. True on failure, which is logged.
+    [[nodiscard]] bool load(const char* szSceneDescFile, bool bOnlyDesc);
+
+    /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Requires a full
+    /// load. True when there is no memory for the tree, which is logged.
+    [[nodiscard]] bool preprocessScene();
+
+    /// Frees what was loaded, unless only the description was.
+    void release();
+
+    /// Renders the image and writes it to parameters.szOutFile. True on failure, which is logged; nothing is rendered
+    /// when there is no memory for the image.
+    [[nodiscard]] bool run();
+
+    /// Renders the tile of uPackSize pixels whose first pixel is (x, y), cut at the image's edges, into a buffer of the
+    /// caller: row by row without gaps, 3 bytes a pixel (blue, green, red).
+    void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer);
+
+    /// The colour seen along a ray that travels in a medium of the given refractive index; 0 to 255 is the visible
+    /// range. uDepth counts the reflections and refractions before it.
+    Velk::NMVector3f traceRay(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction, unsigned uDepth,
+                              float fRefractiveIndex);
+
+    /// Colour and shading normal of a face with the brick texture at a hit. May change the attribute's fKts.
+    Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
+                                    Velk::NMVector3f* pNormal, AttributeInstance* pAttribute) const;
+
+    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance; the judge of kdTree.
+    const FaceData* dummyFindTriangle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
+                                      RayTestOutput* pOut) const;
+
+    /// True when a face other than pExclude is hit within fMaxDist, by a search over all faces.
+    bool dummyFindObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
+                           const FaceData* pExclude, float fMaxDist) const;
+
+ private:
+    bool checkAttributes() const;
+    void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst, size_t uStride);
+    float sumLights(const RayTestOutput& hit, const Velk::NMVector3f& v3Direction, const Velk::NMVector3f& v3Normal,
+                    const AttributeInstance& attribute);
+};
