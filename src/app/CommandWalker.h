@@ -1,0 +1,39 @@
+#pragma once
+
+#include "app/Arguments.h"
+
+/// Handler of an option, called with the cursor on the option's word; it leaves the cursor on the last value that it
+/// read. True refuses the command line.
+using CommandHandler = bool (*)(Arguments&);
+
+/// One option. Name and description are not copied.
+struct Command {
+    const char* szName;
+    const char* szDescription;
+    CommandHandler pfnHandler;
+};
+
+/// Turns the arguments into calls of option handlers. An option is selected by an argument that begins with its name.
+class CommandWalker : public Arguments {
+ public:
+    Velk::NDataVector<Command> vCommands;
+    CommandHandler pfnDefault = nullptr;
+
+    CommandWalker(int argc, const char** argv);
+    ~CommandWalker() { vCommands.Release(); }
+
+    /// Registers an option; the first one that matches is taken.
+    void AddCommand(const char* szName, const char* szDescription, CommandHandler pfnHandler);
+
+    /// Sets the handler of arguments that match no option.
+    void AddDefault(CommandHandler pfnHandler) { pfnDefault = pfnHandler; }
+
+    /// Walks the arguments from the cursor on. True as soon as a handler refuses.
+    [[nodiscard]] bool ParseCommands();
+
+    /// Prints the table of options.
+    void PrintCommands() const;
+
+ private:
+    CommandHandler findHandler(const char* szArgument) const;
+};

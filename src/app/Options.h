@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+#include "app/CommandWalker.h"
+#include "render/RayTracer.h"
+
+enum RunMode : uint32_t { MODE_LOCAL = 0, MODE_SERVER = 1, MODE_CLIENT = 2 };
+
+// What the command line decides. The handlers write straight into g_rt's settings and these.
+extern RayTracer g_rt;       // the one renderer
+extern uint32_t g_uOption;   // RunMode
+extern uint16_t g_port;      // of server and client mode
+extern const char* g_szIP;   // server's address for client mode, an argument's text
+extern uint32_t g_uMaxConn;  // clients served at the same time
+
+/// Registers the twelve options, and the scene's name as the default.
+void addOptions(CommandWalker& walker);
+
+/// Prints how the program is called.
+void printUsage(const CommandWalker& walker);

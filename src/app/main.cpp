@@ -1,0 +1,46 @@
+#include <cstdio>
+#include <ctime>
+
+#include "app/Options.h"
+#include "base/NLogger.h"
+
+using Velk::NLogger;
+
+namespace {
+
+timespec g_ts{};
+
+int64_t readClock() {
+    clock_gettime(CLOCK_REALTIME, &g_ts);
+    return int64_t{g_ts.tv_sec} * 1000000000 + g_ts.tv_nsec;
+}
+
+// Loads, preprocesses and renders one scene on this machine.
+void runLocal() {
+    if (g_rt.load(nullptr, false) || g_rt.preprocessScene()) return;
+    printf("Preprocess done\n");
+    const int64_t iStart = readClock();
+    if (g_rt.run()) return;
+    const double dSeconds = static_cast<double>(static_cast<uint64_t>(readClock() - iStart)) / 1000000000.0;
+    printf("Time: %f\n", dSeconds);
+    NLogger::LogMessage("Time: %f\n", dSeconds);
+    g_rt.release();
+}
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+    NLogger::InitLogger("RayTracer.log", true);  // without a log file the program runs on silently
+    CommandWalker walker(argc, argv);
+    addOptions(walker);
+    if (walker.ParseCommands() || (g_uOption != MODE_CLIENT && !*g_rt.parameters.szDescFile)) {
+        printUsage(walker);
+        return 0;
+    }
+    if (g_uOption == MODE_LOCAL) {
+        runLocal();
+    } else {
+        ReportError("Server and client mode are not available yet");
+    }
+    return 1;  // of every completed mode
+}
