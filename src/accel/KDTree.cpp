@@ -18,7 +18,7 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     uFreeListHead = NO_INDEX;
     printf("Loading kdtree from file...");
     Velk::NDataVector<KDTreeNode> nodes;
-    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
+    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes) || makeRecords();
     nodes.Release();
     if (bFailed) {
         ReportError("Not enough memory for the kdtree");
@@ -54,6 +54,7 @@ void KDTree::release() {
     vNodes.Release();
     vStack.Release();
     vFacesList.Release();
+    vRecords.Release();
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }

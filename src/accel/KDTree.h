@@ -3,6 +3,9 @@
 #include <cstdint>
 
 #include "accel/KDTreeNode.h"
+#include "accel/LeafFace.h"
+#include "accel/PacketKernel.h"
+#include "accel/RayStream.h"
 #include "base/NAlignedArray.h"
 #include "base/NAlignedDataVector.h"
 #include "base/NDataVector.h"
@@ -31,6 +34,8 @@ class KDTree {
     Velk::NAlignedArray<StackEntry> vStack;
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
+    Velk::NAlignedArray<LeafFace> vRecords;       // the leaves' faces as the packet kernels read them
+    const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
 
     KDTree() = default;
     ~KDTree() { release(); }
@@ -51,6 +56,13 @@ class KDTree {
 
     /// True when any face is hit at 0 <= t <= fMaxDist.
     bool findObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
+
+    /// findNearestFace for every ray of a stream: the hit face's index or NO_INDEX in pFaces[ray], and the hit record
+    /// of a ray that hit in pHits[ray]. Faster than one by one, with the same answers to the last bit.
+    void findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const;
+
+    /// findObstacle for every ray of a stream, in pBlocked[ray].
+    void findObstacles(const RayStream& stream, bool* pBlocked) const;
 
     /// Reads the cache file into nodes (index form) and vFacesList. TRUE on success. A file that is for another scene
     /// or breaks any rule of a tree is not taken.
@@ -73,6 +85,8 @@ class KDTree {
  private:
     bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
+    bool makeRecords();
+    PacketTree packetTree() const;
     bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
 
     template <typename VisitLeaf>

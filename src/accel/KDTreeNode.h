@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "scene/FaceData.h"
 
@@ -17,8 +18,9 @@ struct KDTreeNode {
     static constexpr uint32_t LEAF_FLAG = 4;
     static constexpr uint32_t MAX_INDEX = 0x1FFFFFFEu;  // the largest index whose complement is not zero
 
-    unsigned axis() const { return uData & 3; }
-    bool isLeaf() const { return (uData & LEAF_FLAG) != 0; }
+    // Inlined without exception: the packet kernels are compiled for instruction sets that not every machine has.
+    [[gnu::always_inline]] unsigned axis() const { return uData & 3; }
+    [[gnu::always_inline]] bool isLeaf() const { return (uData & LEAF_FLAG) != 0; }
     bool hasReference() const { return uData >> 3 != 0; }
 
     /// Index form. Requires hasReference() for a leaf.
@@ -28,8 +30,17 @@ struct KDTreeNode {
     void setList(uint32_t uFirstEntry) { uData = (~uFirstEntry << 3) | (uData & 7); }
 
     /// Linked form. An interior node's first child, a leaf's first list entry; the latter requires hasReference().
-    uint32_t child() const { return uData >> 3; }
+    [[gnu::always_inline]] uint32_t child() const { return uData >> 3; }
     uint32_t list() const { return (uData >> 3) - 1; }
+
+    /// Linked form of a leaf: index of its first record for the packet kernels, NO_INDEX when it has none. It lies
+    /// where an interior node has its plane.
+    [[gnu::always_inline]] uint32_t records() const {
+        uint32_t uFirst;
+        memcpy(&uFirst, &fSplit, sizeof(uFirst));
+        return uFirst;
+    }
+    void setRecords(uint32_t uFirst) { memcpy(&fSplit, &uFirst, sizeof(uFirst)); }
 
     /// Turns the index form into the linked form.
     void link() {

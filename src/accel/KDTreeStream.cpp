@@ -1,0 +1,86 @@
+#include <algorithm>
+#include <limits>
+
+#include "accel/KDTree.h"
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr uint32_t RECORD_ALIGNMENT = 64;
+
+LeafFace makeRecord(const FaceData& face, uint32_t uFace) {
+    const unsigned ku = g_modulo[face.uAxis + 1], kv = g_modulo[face.uAxis + 2];
+    const Velk::NMVector3f& C = face.pC->v3Position;
+    return {face.fNu,      face.fNv,  face.fNd,  C[ku], C[kv],      face.fLambdaU,
+            face.fLambdaV, face.fMuU, face.fMuV, uFace, face.uAxis, 0};
+}
+
+// Calls visit(lanes' first ray, their mask) for each packet of a stream.
+template <typename Visit>
+void forEachPacket(const RayStream& stream, unsigned uLanes, const Visit& visit) {
+    for (uint32_t u = 0; u < stream.uCount; u += uLanes) {
+        const uint32_t uUsed = std::min<uint32_t>(uLanes, stream.uCount - u);
+        visit(u, uUsed == 64 ? ~uint64_t{0} : (uint64_t{1} << uUsed) - 1);
+    }
+}
+
+PacketRays raysFrom(const RayStream& stream, uint32_t u) {
+    return {{stream.fOrigin[0] + u, stream.fOrigin[1] + u, stream.fOrigin[2] + u},
+            {stream.fDir[0] + u, stream.fDir[1] + u, stream.fDir[2] + u},
+            stream.fMaxDist + u};
+}
+
+}  // namespace
+
+// Lays the leaves' faces out one behind the other. Unsound faces are left out: they never hit.
+bool KDTree::makeRecords() {
+    const auto forEachFace = [this](const KDTreeNode& leaf, const auto& visit) {
+        if (!leaf.hasReference()) return;
+        for (uint32_t u = leaf.list(); u != NO_INDEX; u = vFacesList[u].next) {
+            const uint32_t uFace = vFacesList[u].uFace;
+            if (pScene->vFaces[uFace].isSound()) visit(uFace);
+        }
+    };
+    uint64_t uTotal = 0;
+    for (const KDTreeNode& node : vNodes) {
+        if (node.isLeaf()) forEachFace(node, [&uTotal](uint32_t) { ++uTotal; });
+    }
+    if (uTotal >= NO_INDEX || vRecords.allocate(static_cast<uint32_t>(uTotal), RECORD_ALIGNMENT)) return true;
+    uint32_t uNext = 0;
+    for (KDTreeNode& node : vNodes) {
+        if (!node.isLeaf()) continue;
+        const uint32_t uFirst = uNext;
+        forEachFace(node, [&](uint32_t uFace) { vRecords[uNext++] = makeRecord(pScene->vFaces[uFace], uFace); });
+        node.setRecords(uNext == uFirst ? NO_INDEX : uFirst);
+        if (uNext != uFirst) vRecords[uFirst].uLeafCount = uNext - uFirst;
+    }
+    return false;
+}
+
+PacketTree KDTree::packetTree() const {
+    const Velk::BoxAABB& box = pScene->boxScene;
+    return {pRoot, vRecords.pData, {box.v3Min.x, box.v3Min.y, box.v3Min.z}, {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
+}
+
+void KDTree::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
+    std::fill_n(pFaces, stream.uCount, NO_INDEX);
+    if (!pRoot) return;
+    const PacketTree tree = packetTree();
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t u, uint64_t uMask) {
+        pKernel->pfnNearest(tree, raysFrom(stream, u), uMask, pFaces + u);
+    });
+    // The scalar test again for the winners fills the whole record; its values do not depend on the bound.
+    for (uint32_t u = 0; u < stream.uCount; ++u) {
+        if (pFaces[u] != NO_INDEX) pScene->testTriangle(pFaces[u], stream.origin(u), stream.dir(u), &pHits[u]);
+    }
+}
+
+void KDTree::findObstacles(const RayStream& stream, bool* pBlocked) const {
+    std::fill_n(pBlocked, stream.uCount, false);
+    if (!pRoot) return;
+    const PacketTree tree = packetTree();
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t u, uint64_t uMask) {
+        uint64_t uHits = pKernel->pfnObstacles(tree, raysFrom(stream, u), uMask);
+        for (; uHits; uHits &= uHits - 1) pBlocked[u + static_cast<unsigned>(__builtin_ctzll(uHits))] = true;
+    });
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/Vectors.h"
+
+/// Rays for the stream queries of KDTree, component by component, so that several are traced at once. Rays that lie
+/// near each other should stand near each other. Room for CAPACITY rays and a packet of padding, about 30 kB.
+struct RayStream {
+    static constexpr uint32_t CAPACITY = 1024;
+    static constexpr uint32_t MAX_LANES = 64;  // rays that one packet may hold
+    static constexpr uint32_t ROOM = CAPACITY + MAX_LANES;
+
+    alignas(64) float fOrigin[3][ROOM];
+    alignas(64) float fDir[3][ROOM];
+    alignas(64) float fMaxDist[ROOM];
+    uint32_t uCount = 0;
+
+    void add(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fDistance) {
+        for (unsigned a = 0; a < 3; ++a) {
+            fOrigin[a][uCount] = v3Origin[a];
+            fDir[a][uCount] = v3Dir[a];
+        }
+        fMaxDist[uCount++] = fDistance;
+    }
+
+    Velk::NMVector3f origin(uint32_t u) const { return {fOrigin[0][u], fOrigin[1][u], fOrigin[2][u]}; }
+    Velk::NMVector3f dir(uint32_t u) const { return {fDir[0][u], fDir[1][u], fDir[2][u]}; }
+};
