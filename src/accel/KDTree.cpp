@@ -55,6 +55,7 @@ void KDTree::release() {
     vStack.Release();
     vFacesList.Release();
     vRecords.Release();
+    std::vector<LeafBox>().swap(vBoxes);
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "accel/KDTreeNode.h"
 #include "accel/LeafFace.h"
@@ -34,6 +35,8 @@ class KDTree {
     Velk::NAlignedArray<StackEntry> vStack;
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
+    std::vector<LeafBox> vBoxes;
+    float fOriginLimit = 0.0f;                    // the boxes' validity, see LeafBoxes
     Velk::NAlignedArray<LeafFace> vRecords;       // the leaves' faces as the packet kernels read them
     const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
 

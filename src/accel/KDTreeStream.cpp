@@ -8,11 +8,11 @@ namespace {
 
 constexpr uint32_t RECORD_ALIGNMENT = 64;
 
-LeafFace makeRecord(const FaceData& face, uint32_t uFace) {
+LeafFace makeRecord(const FaceData& face, uint32_t uFace, uint32_t uPlace) {
     const unsigned ku = g_modulo[face.uAxis + 1], kv = g_modulo[face.uAxis + 2];
     const Velk::NMVector3f& C = face.pC->v3Position;
     return {face.fNu,      face.fNv,  face.fNd,  C[ku], C[kv],      face.fLambdaU,
-            face.fLambdaV, face.fMuU, face.fMuV, uFace, face.uAxis, 0};
+            face.fLambdaV, face.fMuU, face.fMuV, uFace, face.uAxis, uPlace};
 }
 
 // Calls visit(lanes' first ray, their mask) for each packet of a stream.
@@ -45,21 +45,37 @@ bool KDTree::makeRecords() {
     for (const KDTreeNode& node : vNodes) {
         if (node.isLeaf()) forEachFace(node, [&uTotal](uint32_t) { ++uTotal; });
     }
-    if (uTotal >= NO_INDEX || vRecords.allocate(static_cast<uint32_t>(uTotal), RECORD_ALIGNMENT)) return true;
+    if (uTotal >= KDTreeNode::HAS_BOXES || vRecords.allocate(static_cast<uint32_t>(uTotal), RECORD_ALIGNMENT))
+        return true;
+    LeafBoxes boxes(*pScene);
+    fOriginLimit = boxes.originLimit();
     uint32_t uNext = 0;
     for (KDTreeNode& node : vNodes) {
         if (!node.isLeaf()) continue;
         const uint32_t uFirst = uNext;
-        forEachFace(node, [&](uint32_t uFace) { vRecords[uNext++] = makeRecord(pScene->vFaces[uFace], uFace); });
-        node.setRecords(uNext == uFirst ? NO_INDEX : uFirst);
-        if (uNext != uFirst) vRecords[uFirst].uLeafCount = uNext - uFirst;
+        forEachFace(node, [&](uint32_t uFace) {
+            vRecords[uNext] = makeRecord(pScene->vFaces[uFace], uFace, uNext - uFirst);
+            ++uNext;
+        });
+        const uint32_t uCount = uNext - uFirst;
+        if (uCount > LeafBoxes::LARGE_LEAF) {
+            node.setRecords(boxes.build(&vRecords[uFirst], uCount, uFirst, vBoxes) | KDTreeNode::HAS_BOXES);
+        } else {
+            node.setRecords(uCount ? uFirst : NO_INDEX);
+            if (uCount) vRecords[uFirst].uPlace = uCount;
+        }
     }
     return false;
 }
 
 PacketTree KDTree::packetTree() const {
     const Velk::BoxAABB& box = pScene->boxScene;
-    return {pRoot, vRecords.pData, {box.v3Min.x, box.v3Min.y, box.v3Min.z}, {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
+    return {pRoot,
+            vRecords.pData,
+            vBoxes.data(),
+            fOriginLimit,
+            {box.v3Min.x, box.v3Min.y, box.v3Min.z},
+            {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }
 
 void KDTree::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {

@@ -3,13 +3,16 @@
 #include <cstdint>
 
 #include "accel/KDTreeNode.h"
+#include "accel/LeafBoxes.h"
 #include "accel/LeafFace.h"
 
 /// What a kernel needs to know of a tree: plain pointers, owned by the tree.
 struct PacketTree {
-    const KDTreeNode* pNodes;  // linked form; a leaf's second word is the index of its first record
+    const KDTreeNode* pNodes;  // linked form; a leaf's second word leads to its records or boxes
     const LeafFace* pFaces;
-    float fBoxMin[3];  // the scene's box
+    const LeafBox* pBoxes;
+    float fOriginLimit;  // the boxes hold for rays whose origin has no larger coordinate
+    float fBoxMin[3];    // the scene's box
     float fBoxMax[3];
 };
 

@@ -33,6 +33,9 @@ struct Float8 {
     static Float8 select(Mask m, Float8 a, Float8 b) { return {_mm256_blendv_ps(b.v, a.v, m.m)}; }
     static Mask select(Mask m, Mask a, Mask b) { return {_mm256_blendv_ps(b.m, a.m, m.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm256_andnot_ps(no.m, yes.m)}; }
+    // Of a pair with a value that is not a number the second counts.
+    static Float8 min(Float8 a, Float8 b) { return {_mm256_min_ps(a.v, b.v)}; }
+    static Float8 max(Float8 a, Float8 b) { return {_mm256_max_ps(a.v, b.v)}; }
     static unsigned bits(Mask m) { return static_cast<unsigned>(_mm256_movemask_ps(m.m)); }
     static Mask mask(unsigned uBits) {
         const __m256i lanes = _mm256_set_epi32(128, 64, 32, 16, 8, 4, 2, 1);

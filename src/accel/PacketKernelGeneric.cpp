@@ -52,6 +52,13 @@ struct FloatAny {
     friend Mask operator==(const FloatAny& a, const FloatAny& b) {
         return test(a, b, [](float x, float y) { return x == y; });
     }
+    // Of a pair with a value that is not a number the second counts.
+    static FloatAny min(const FloatAny& a, const FloatAny& b) {
+        return each(a, b, [](float x, float y) { return x < y ? x : y; });
+    }
+    static FloatAny max(const FloatAny& a, const FloatAny& b) {
+        return each(a, b, [](float x, float y) { return x > y ? x : y; });
+    }
     static FloatAny select(Mask m, const FloatAny& a, const FloatAny& b) {
         FloatAny result;
         for (unsigned i = 0; i < WIDTH; ++i) result.v[i] = m.m >> i & 1 ? a.v[i] : b.v[i];

@@ -34,6 +34,9 @@ struct Float4 {
     static Float4 select(Mask m, Float4 a, Float4 b) { return {blend(m.m, a.v, b.v)}; }
     static Mask select(Mask m, Mask a, Mask b) { return {blend(m.m, a.m, b.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm_andnot_ps(no.m, yes.m)}; }
+    // Of a pair with a value that is not a number the second counts.
+    static Float4 min(Float4 a, Float4 b) { return {_mm_min_ps(a.v, b.v)}; }
+    static Float4 max(Float4 a, Float4 b) { return {_mm_max_ps(a.v, b.v)}; }
     static unsigned bits(Mask m) { return static_cast<unsigned>(_mm_movemask_ps(m.m)); }
     static Mask mask(unsigned uBits) {
         const __m128i lanes = _mm_set_epi32(8, 4, 2, 1);

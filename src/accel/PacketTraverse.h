@@ -132,7 +132,7 @@ class PacketTraversal {
             if (now.uMask) {
                 while (!now.pNode->isLeaf()) step(now, uStack);
                 const uint32_t uFirst = now.pNode->records();
-                if (uFirst != NO_INDEX) visit<NEAREST>(now, tree.pFaces + uFirst);
+                if (uFirst != NO_INDEX) visit<NEAREST>(now, uFirst);
             }
             do {
                 if (!uStack) return;
@@ -215,43 +215,145 @@ class PacketTraversal {
         near.uTop = uFirst + 2 * uGroups;
     }
 
-    // Tests a leaf's faces. One test reads the face's 48 bytes once and six ray components for each group.
-    template <bool NEAREST>
-    void visit(const Entry& now, const LeafFace* pFirst) {
+    // The lanes at a leaf: which are left, which have hit, how far each looks, and the place of its hit in the list.
+    struct Leaf {
+        uint64_t uMask;
+        uint64_t uHits = 0;
         alignas(64) float bound[LANES];
+        uint32_t uPlace[LANES];
+    };
+
+    template <bool NEAREST>
+    void visit(const Entry& now, uint32_t uFirst) {
+        Leaf leaf;
+        leaf.uMask = now.uMask;
         for (unsigned g = 0; g < GROUPS; ++g) {
-            F::load(NEAREST ? blocks[now.uExit[g]].t : rays.pMaxDist + g * W).store(bound + g * W);
+            F::load(NEAREST ? blocks[now.uExit[g]].t : rays.pMaxDist + g * W).store(leaf.bound + g * W);
         }
-        uint64_t uMask = now.uMask, uHits = 0;
-        for (const LeafFace *pFace = pFirst, *pEnd = pFirst + pFirst->uLeafCount; pFace != pEnd; ++pFace) {
+        if (!(uFirst & KDTreeNode::HAS_BOXES)) {
+            const LeafFace* pFirst = tree.pFaces + uFirst;
+            testFaces<NEAREST, false>(leaf, leaf.uMask, pFirst, pFirst + pFirst->uPlace);
+        } else {
+            visitBoxes<NEAREST>(leaf, uFirst & ~KDTreeNode::HAS_BOXES);
+        }
+        uDone |= leaf.uHits;
+    }
+
+    // Tests faces against the lanes of uMask. One test reads the face's 48 bytes once and six ray components for each
+    // group. Without ORDERED the faces come in list order, and of equal hits the later one simply stays.
+    template <bool NEAREST, bool ORDERED>
+    void testFaces(Leaf& leaf, uint64_t uMask, const LeafFace* pFace, const LeafFace* pEnd) {
+        for (; pFace != pEnd; ++pFace) {
             const unsigned k = pFace->uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
             for (unsigned g = 0; g < GROUPS; ++g) {
                 const unsigned uActive = groupBits(uMask, g);
                 if (!uActive) continue;
-                const unsigned uHit = test<NEAREST>(*pFace, k, ku, kv, g, uActive, bound + g * W);
+                const unsigned uHit = test<NEAREST, ORDERED>(*pFace, k, ku, kv, g, uActive, leaf);
                 if (!uHit) continue;
-                uHits |= uint64_t{uHit} << (g * W);
+                leaf.uHits |= uint64_t{uHit} << (g * W);
                 if (!NEAREST) continue;
-                for (unsigned u = uHit; u; u &= u - 1)
-                    pFaces[g * W + static_cast<unsigned>(__builtin_ctz(u))] = pFace->uFace;
+                for (unsigned u = uHit; u; u &= u - 1) {
+                    const unsigned uLane = g * W + static_cast<unsigned>(__builtin_ctz(u));
+                    pFaces[uLane] = pFace->uFace;
+                    if (ORDERED) leaf.uPlace[uLane] = pFace->uPlace;
+                }
             }
             if (!NEAREST) {
-                uMask &= ~uHits;
+                uMask &= ~leaf.uHits;
                 if (!uMask) break;
             }
         }
-        uDone |= uHits;
+    }
+
+    // Walks the boxes of a large leaf, the nearer child first. Only lanes that meet a box, from their origin up to
+    // their bound, go on below it; the boxes hold every accepted hit, so no answer changes.
+    template <bool NEAREST>
+    void visitBoxes(Leaf& leaf, uint32_t uRoot) {
+        if (!bReciprocals) prepareBoxes();
+        uint32_t uNode[PACKET_STACK];
+        uint64_t uMasks[PACKET_STACK];
+        unsigned uSize = 1;
+        uNode[0] = uRoot;
+        uMasks[0] = leaf.uMask;
+        while (uSize) {
+            const LeafBox& box = tree.pBoxes[uNode[--uSize]];
+            const uint64_t uLeft = NEAREST ? uMasks[uSize] : uMasks[uSize] & ~leaf.uHits;
+            const uint64_t uMask = meets(box, uLeft, leaf);
+            if (!uMask) continue;
+            if (box.uCount) {
+                const LeafFace* pFace = tree.pFaces + box.uFirst;
+                testFaces<NEAREST, true>(leaf, uMask, pFace, pFace + box.uCount);
+                continue;
+            }
+            // Which child is nearer: seen along the first lane, by the distance between their centres.
+            const LeafBox &first = tree.pBoxes[box.uFirst], &second = tree.pBoxes[box.uFirst + 1];
+            const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uMask));
+            float fAhead = 0.0f;
+            for (unsigned a = 0; a < 3; ++a) {
+                const float fBetween = (second.fMin[a] - first.fMin[a]) + (second.fMax[a] - first.fMax[a]);
+                fAhead += fBetween * rays.pDir[a][uLane];
+            }
+            const unsigned uNearer = fAhead >= 0.0f ? 0 : 1;
+            uNode[uSize] = box.uFirst + 1 - uNearer;
+            uMasks[uSize++] = uMask;
+            uNode[uSize] = box.uFirst + uNearer;
+            uMasks[uSize++] = uMask;
+        }
+    }
+
+    // The lanes of uMask that meet a box between their origin and their bound; all that the boxes do not hold for.
+    uint64_t meets(const LeafBox& box, uint64_t uMask, const Leaf& leaf) const {
+        uint64_t uMet = uMask & uUncontained;
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uActive = groupBits(uMask, g);
+            if (!uActive) continue;
+            F enter = F::set(0.0f), leave = F::load(leaf.bound + g * W);
+            for (unsigned a = 0; a < 3; ++a) {
+                const F o = origin(a, g), reciprocal = F::load(fReciprocal[a] + g * W);
+                const F t0 = (F::set(box.fMin[a]) - o) * reciprocal, t1 = (F::set(box.fMax[a]) - o) * reciprocal;
+                enter = F::max(enter, F::min(t0, t1));
+                leave = F::min(leave, F::max(t0, t1));
+            }
+            uMet |= uint64_t{F::bits(enter <= leave) & uActive} << (g * W);
+        }
+        return uMet;
+    }
+
+    // Finds the lanes that the boxes do not hold for, and the reciprocals of the directions. A direction of almost zero
+    // is made a little larger: the boxes' margin is wide enough for that, and no product becomes zero times infinity.
+    void prepareBoxes() {
+        constexpr float SMALLEST = 1e-20f;
+        bReciprocals = true;
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            F largestOrigin = F::set(0.0f), largestDir = F::set(0.0f);
+            const F zero = F::set(0.0f), small = F::set(SMALLEST);
+            typename F::Mask number = zero <= zero;
+            for (unsigned a = 0; a < 3; ++a) {
+                const F o = origin(a, g), d = dir(a, g);
+                const F absOrigin = F::max(o, zero - o), absDir = F::max(d, zero - d);
+                number = number & (o == o) & (d == d);
+                largestOrigin = F::max(largestOrigin, absOrigin);
+                largestDir = F::max(largestDir, absDir);
+                const F away = F::select(d < zero, zero - small, small);
+                (F::set(1.0f) / F::select(absDir < small, away, d)).store(fReciprocal[a] + g * W);
+            }
+            const typename F::Mask holds = number & (largestOrigin <= F::set(tree.fOriginLimit)) &
+                                           (largestDir <= F::set(LeafBoxes::DIR_MAX)) &
+                                           (largestDir >= F::set(LeafBoxes::DIR_MIN));
+            uUncontained |= uint64_t{~F::bits(holds) & static_cast<unsigned>(GROUP_MASK)} << (g * W);
+        }
     }
 
     // Scene::testTriangle for the lanes of a group. Returns those that hit; with NEAREST the bound becomes their t.
-    template <bool NEAREST>
+    template <bool NEAREST, bool ORDERED>
     unsigned test(const LeafFace& face, unsigned k, unsigned ku, unsigned kv, unsigned g, unsigned uActive,
-                  float* pBound) {
+                  Leaf& leaf) {
         const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv);
         const F ok = origin(k, g), ou = origin(ku, g), ov = origin(kv, g);
         const F dk = dir(k, g), du = dir(ku, g), dv = dir(kv, g);
         const F denominator = dk + nu * du + nv * dv;
         const F t = (F::set(face.fNd) - ok - nu * ou - nv * ov) / denominator;
+        float* pBound = leaf.bound + g * W;
         const F bound = F::load(pBound);
         const typename F::Mask parallel = (F::set(-PARALLEL) < denominator) & (denominator < F::set(PARALLEL));
         const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
@@ -260,8 +362,17 @@ class PacketTraversal {
         const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
         const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
         const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
-        const unsigned uHit = F::bits(hit) & uActive;
-        if (NEAREST && uHit) F::select(hit, t, bound).store(pBound);
+        unsigned uHit = F::bits(hit) & uActive;
+        if (!NEAREST || !uHit) return uHit;
+        if (ORDERED) {
+            // Out of list order, an equal hit replaces an earlier one only if it stands behind it in the list.
+            const unsigned uBefore = groupBits(leaf.uHits, g);
+            for (unsigned u = uHit & uBefore & F::bits(t == bound); u; u &= u - 1) {
+                const unsigned uLane = static_cast<unsigned>(__builtin_ctz(u));
+                if (face.uPlace < leaf.uPlace[g * W + uLane]) uHit &= ~(1u << uLane);
+            }
+        }
+        F::select(F::mask(uHit), t, bound).store(pBound);
         return uHit;
     }
 
@@ -269,6 +380,9 @@ class PacketTraversal {
     const PacketRays& rays;
     uint32_t* pFaces = nullptr;
     uint64_t uDone = 0;
+    bool bReciprocals = false;  // the two below are filled
+    uint64_t uUncontained = 0;  // lanes that the boxes do not hold for
+    alignas(64) float fReciprocal[3][LANES];
     Entry stack[PACKET_STACK];
     Point blocks[BLOCKS];
 };

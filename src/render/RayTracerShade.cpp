@@ -67,7 +67,7 @@ float RayTracer::sumLights(const RayTestOutput& hit, const NMVector3f& D, const 
         const float fDistance = length(L);
         L = L / fDistance;
         const float fCosine = dot(N, L) * s;
-        if (fCosine < 0.0f) continue;
+        if (!(fCosine >= 0.0f)) continue;
         if (kdTree.findObstacle(P + L, L, fDistance)) continue;
         const float a = scene.fDomainFactor / fDistance;
         const NMVector3f H = normalize(L - D);
