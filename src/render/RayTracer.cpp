@@ -5,6 +5,10 @@
 
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "render/StreamTracer.h"
+
+RayTracer::RayTracer() = default;
+RayTracer::~RayTracer() = default;
 
 bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     if (szSceneDescFile) {
@@ -79,4 +83,5 @@ void RayTracer::release() {
     attributes.releaseAttributes();
     lights.releaseLights();
     kdTree.release();
+    pStreamTracer.reset();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "accel/KDTree.h"
 #include "base/Bitmap.h"
@@ -12,11 +13,16 @@
 #include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 
+class StreamTracer;
+
 /// The renderer: owns everything that one render needs. Order of calls: load, preprocessScene, any number of run or
 /// calculatePack, release. One thread at a time.
 class RayTracer {
  public:
     static constexpr unsigned MAX_RECURSION = 4;  // deepest ray that still reflects and refracts is one less
+
+    RayTracer();
+    ~RayTracer();
 
     Velk::NBitmap image;
     SceneDesc sceneDesc;
@@ -71,7 +77,9 @@ class RayTracer {
 
  private:
     bool checkAttributes() const;
+    void renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst, size_t uStride);
     void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst, size_t uStride);
-    float sumLights(const RayTestOutput& hit, const Velk::NMVector3f& v3Direction, const Velk::NMVector3f& v3Normal,
-                    const AttributeInstance& attribute);
+    StreamTracer& streamTracer();
+
+    std::unique_ptr<StreamTracer> pStreamTracer;  // made when the first ray is traced
 };

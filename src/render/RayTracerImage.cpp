@@ -3,6 +3,7 @@
 
 #include "base/NLogger.h"
 #include "render/RayTracer.h"
+#include "render/StreamTracer.h"
 
 using Velk::NMVector3f;
 
@@ -12,6 +13,28 @@ namespace {
 unsigned char toByte(float c) {
     const float fLimited = c < 255.0f ? c : 255.0f;
     return static_cast<unsigned char>(fLimited > 0.0f ? fLimited : 0.0f);
+}
+
+constexpr unsigned BLOCK_EDGE = 32;
+static_assert(BLOCK_EDGE * BLOCK_EDGE <= RayStream::CAPACITY, "a block is one stream");
+
+// Every second bit of a number, from the lowest on.
+unsigned everySecondBit(unsigned u) {
+    unsigned uResult = 0;
+    for (unsigned i = 0; u >> (2 * i); ++i) uResult |= (u >> (2 * i) & 1) << i;
+    return uResult;
+}
+
+// Visits the pixels of a block along the Z-order curve: any power of two of neighbours on it makes a square or two, so
+// packets of every size are compact.
+template <typename Visit>
+void forEachPixel(unsigned uColumns, unsigned uRows, const Visit& visit) {
+    unsigned uEdge = 1;
+    while (uEdge < std::max(uColumns, uRows)) uEdge *= 2;
+    for (unsigned u = 0; u < uEdge * uEdge; ++u) {
+        const unsigned uColumn = everySecondBit(u), uRow = everySecondBit(u >> 1);
+        if (uColumn < uColumns && uRow < uRows) visit(uColumn, uRow);
+    }
 }
 
 }  // namespace
@@ -45,20 +68,41 @@ void RayTracer::calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) {
     renderTile(x, y, uColumns, uRows, pBuffer, size_t{uColumns} * 3);
 }
 
-// Renders uColumns x uRows pixels from (x, y) on into rows of uStride bytes.
+// Renders uColumns x uRows pixels from (x, y) on into rows of uStride bytes, in blocks that fill a stream.
 void RayTracer::renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
                            size_t uStride) {
-    const float fWidth = static_cast<float>(parameters.uWidth), fHeight = static_cast<float>(parameters.uHeight);
-    for (unsigned uRow = 0; uRow < uRows; ++uRow) {
-        const float fy = static_cast<float>(y + uRow) / fHeight;
-        unsigned char* pPixel = pFirst + uRow * uStride;
-        for (unsigned uColumn = 0; uColumn < uColumns; ++uColumn, pPixel += 3) {
-            const float fx = static_cast<float>(x + uColumn) / fWidth;
-            const NMVector3f v3Target = v3ImageOrigin + v3ImageSpanX * fx + v3ImageSpanY * fy;
-            const NMVector3f v3Colour = traceRay(v3Eye, normalize(v3Target - v3Eye), 0, 1.0f);
-            pPixel[0] = toByte(v3Colour.z);
-            pPixel[1] = toByte(v3Colour.y);
-            pPixel[2] = toByte(v3Colour.x);
+    for (unsigned uRow = 0; uRow < uRows; uRow += std::min(BLOCK_EDGE, uRows - uRow)) {
+        for (unsigned uColumn = 0; uColumn < uColumns; uColumn += std::min(BLOCK_EDGE, uColumns - uColumn)) {
+            renderBlock(x + uColumn, y + uRow, std::min(BLOCK_EDGE, uColumns - uColumn),
+                        std::min(BLOCK_EDGE, uRows - uRow), pFirst + uRow * uStride + size_t{uColumn} * 3, uStride);
         }
     }
+}
+
+// Renders a block of at most BLOCK_EDGE pixels each way.
+void RayTracer::renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
+                            size_t uStride) {
+    const float fWidth = static_cast<float>(parameters.uWidth), fHeight = static_cast<float>(parameters.uHeight);
+    NMVector3f v3Across[BLOCK_EDGE], v3Down[BLOCK_EDGE];
+    for (unsigned u = 0; u < uColumns; ++u) {
+        v3Across[u] = v3ImageOrigin + v3ImageSpanX * (static_cast<float>(x + u) / fWidth);
+    }
+    for (unsigned u = 0; u < uRows; ++u) v3Down[u] = v3ImageSpanY * (static_cast<float>(y + u) / fHeight);
+
+    StreamTracer& tracer = streamTracer();
+    RayStream& rays = tracer.rays(0);
+    rays.uCount = 0;
+    forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
+        const NMVector3f v3Target = v3Across[uColumn] + v3Down[uRow];
+        tracer.setMedium(0, rays.uCount, 1.0f);
+        rays.add(v3Eye, normalize(v3Target - v3Eye), fMaxDistance);
+    });
+    const NMVector3f* pColour = tracer.trace(0);
+    forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
+        unsigned char* pPixel = pFirst + uRow * uStride + size_t{uColumn} * 3;
+        pPixel[0] = toByte(pColour->z);
+        pPixel[1] = toByte(pColour->y);
+        pPixel[2] = toByte(pColour->x);
+        ++pColour;
+    });
 }

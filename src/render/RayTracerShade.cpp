@@ -1,80 +1,24 @@
-// The names O, D, N, P, L, H and so on are those of the shading formulas: origin, direction, normal, point, to the
-// light, half-way vector.
-#include <cmath>
+#include <algorithm>
 
 #include "render/BrickWall.h"
 #include "render/RayTracer.h"
+#include "render/StreamTracer.h"
 
 using Velk::NMVector3f;
 
-namespace {
-
-const NMVector3f g_v3Background{1.0f, 0.0f, 1.0f};  // seen where a ray leaves the scene
-constexpr float BRIGHTNESS_EXPONENT = 0.7f;
-
-// The fixed curve from the light sum to a multiple of the material's colour.
-float brightness(float fSum) {
-    const double d = static_cast<double>(fSum);
-    const double dLog = 30.0 * log(d);
-    return static_cast<float>(pow(d, static_cast<double>(BRIGHTNESS_EXPONENT)) + (dLog > 0.0 ? dLog : 0.0));
+NMVector3f RayTracer::traceRay(const NMVector3f& v3Origin, const NMVector3f& v3Direction, unsigned uDepth,
+                               float fRefractiveIndex) {
+    uDepth = std::min(uDepth, MAX_RECURSION);  // no ray goes on from there
+    RayStream& rays = streamTracer().rays(uDepth);
+    rays.uCount = 0;
+    rays.add(v3Origin, v3Direction, fMaxDistance);
+    streamTracer().setMedium(uDepth, 0, fRefractiveIndex);
+    return *streamTracer().trace(uDepth);
 }
 
-}  // namespace
-
-NMVector3f RayTracer::traceRay(const NMVector3f& O, const NMVector3f& D, unsigned uDepth, float fRefractiveIndex) {
-    RayTestOutput hit;
-    const FaceData* pFace = kdTree.findNearestFace(O, D, fMaxDistance, &hit);
-    if (!pFace) return g_v3Background;
-    AttributeInstance attribute = attributes.vAttributes[pFace->uAttribute];  // a copy: the texture may change it
-    const NMVector3f P = hit.v3Hit;
-    NMVector3f N = pFace->v3Normal;
-    NMVector3f S = attribute.v3Color;
-    if (attribute.uFlags & AF_SMOOTH) {
-        N = pFace->pA->v3Normal * hit.fU + pFace->pB->v3Normal * hit.fV +
-            pFace->pC->v3Normal * (1.0f - hit.fU - hit.fV);
-    }
-    if (pFace->uAttribute == parameters.uTexturedAttribute) S = procedeTexture(pFace, hit, P, &N, &attribute);
-
-    NMVector3f C = NMVector3f{} + S * brightness(sumLights(hit, D, N, attribute));
-    if (uDepth >= MAX_RECURSION) return C;
-    if (attribute.fKts > 0.0f) {
-        const NMVector3f R = D - N * (2.0f * dot(N, D));
-        const NMVector3f RC = traceRay(P + R, R, uDepth + 1, fRefractiveIndex);
-        C = C * (1.0f - attribute.fKts) + multiply(S, RC) * attribute.fKts;
-    }
-    if (attribute.fKf > 0.0f && attribute.fEta != 0.0f) {
-        const float r = fRefractiveIndex / attribute.fEta;
-        const NMVector3f v3Side = N * (attribute.fEta > fRefractiveIndex ? 1.0f : -1.0f);
-        const float c = dot(D, v3Side);
-        const float k = 1.0f - r * r * (1.0f - c * c);
-        if (k > 0.0f) {
-            const NMVector3f T = D * r + v3Side * (c * r - sqrtf(k));
-            C = C + multiply(S, traceRay(P + T, T, uDepth + 1, attribute.fEta)) * attribute.fKf;
-        }
-    }
-    return C;
-}
-
-float RayTracer::sumLights(const RayTestOutput& hit, const NMVector3f& D, const NMVector3f& N,
-                           const AttributeInstance& attribute) {
-    const NMVector3f P = hit.v3Hit;
-    const float s = hit.bFrontFace ? 1.0f : -1.0f;
-    const float fExponent = static_cast<float>(static_cast<uint32_t>(attribute.iGs));
-    float fSum = 0.0f;
-    for (uint32_t u = 0; u < lights.uCount; ++u) {
-        const Light& light = lights.pLights[u];
-        NMVector3f L = light.v3Position - P;
-        const float fDistance = length(L);
-        L = L / fDistance;
-        const float fCosine = dot(N, L) * s;
-        if (!(fCosine >= 0.0f)) continue;
-        if (kdTree.findObstacle(P + L, L, fDistance)) continue;
-        const float a = scene.fDomainFactor / fDistance;
-        const NMVector3f H = normalize(L - D);
-        const float fSpecular = powf(dot(H, N) * s, fExponent);
-        fSum = fSum + light.fFlux * a * a * (attribute.fKd * fCosine + attribute.fKs * fSpecular);
-    }
-    return fSum;
+StreamTracer& RayTracer::streamTracer() {
+    if (!pStreamTracer) pStreamTracer.reset(new StreamTracer(*this));
+    return *pStreamTracer;
 }
 
 NMVector3f RayTracer::procedeTexture(const FaceData* pFace, const RayTestOutput&, NMVector3f v3Point,
