@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "base/LargeBlock.h"
+
 namespace Velk {
 
 /// Fixed-size array of plain records at a given alignment in bytes; elements are not initialised. A plain record
@@ -18,6 +20,7 @@ struct NAlignedArray {
         void* pNew = nullptr;
         if (sizeof(size_t) == 4 && n > SIZE_MAX / sizeof(T)) return true;
         if (posix_memalign(&pNew, uAlign, size_t{n} * sizeof(T)) || !pNew) return true;
+        preferLargePages(pNew, size_t{n} * sizeof(T));
         pData = static_cast<T*>(pNew);
         uCount = n;
         uAlignment = uAlign;

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "base/LargeBlock.h"
+
 namespace Velk {
 
 /// NDataVector with storage at a given alignment in bytes; new slots are not initialised. Same rules of ownership.
@@ -39,6 +41,7 @@ struct NAlignedDataVector {
         void* pNew = nullptr;
         if (sizeof(size_t) == 4 && uNew > SIZE_MAX / sizeof(T)) return true;
         if (posix_memalign(&pNew, uAlignment, size_t{uNew} * sizeof(T))) return true;
+        preferLargePages(pNew, size_t{uNew} * sizeof(T));
         if (uSize) memcpy(pNew, pData, size_t{uSize} * sizeof(T));
         free(pData);
         pData = static_cast<T*>(pNew);

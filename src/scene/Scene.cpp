@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/LargeBlock.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 
@@ -79,8 +80,10 @@ class SceneParser {
         uint32_t uCount = 0;
         if (readCount(szLine, "vertices", uCount)) return __LINE__;
         if (sizeof(size_t) == 4 && uCount > SIZE_MAX / sizeof(SceneVertex)) return __LINE__;
-        scene.pVertices = new (std::nothrow) SceneVertex[uCount]();
+        scene.pVertices = new (std::nothrow) SceneVertex[uCount];
         if (!scene.pVertices) return __LINE__;
+        Velk::preferLargePages(scene.pVertices, size_t{uCount} * sizeof(SceneVertex));
+        std::fill_n(scene.pVertices, uCount, SceneVertex{});
         scene.uVertexCount = uCount;
         enter(VERTICES);
         return 0;
