@@ -18,9 +18,9 @@ struct Float8 {
     };
     __m256 v;
 
-    static Float8 load(const float* p) { return {_mm256_loadu_ps(p)}; }
+    static Float8 load(const float* p) { return {_mm256_load_ps(p)}; }
     static Float8 set(float f) { return {_mm256_set1_ps(f)}; }
-    void store(float* p) const { _mm256_storeu_ps(p, v); }
+    void store(float* p) const { _mm256_store_ps(p, v); }
     friend Float8 operator+(Float8 a, Float8 b) { return {_mm256_add_ps(a.v, b.v)}; }
     friend Float8 operator-(Float8 a, Float8 b) { return {_mm256_sub_ps(a.v, b.v)}; }
     friend Float8 operator*(Float8 a, Float8 b) { return {_mm256_mul_ps(a.v, b.v)}; }
@@ -33,6 +33,7 @@ struct Float8 {
     static Float8 select(Mask m, Float8 a, Float8 b) { return {_mm256_blendv_ps(b.v, a.v, m.m)}; }
     static Mask select(Mask m, Mask a, Mask b) { return {_mm256_blendv_ps(b.m, a.m, m.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm256_andnot_ps(no.m, yes.m)}; }
+    static Float8 abs(Float8 a) { return {_mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v)}; }
     // Of a pair with a value that is not a number the second counts.
     static Float8 min(Float8 a, Float8 b) { return {_mm256_min_ps(a.v, b.v)}; }
     static Float8 max(Float8 a, Float8 b) { return {_mm256_max_ps(a.v, b.v)}; }

@@ -18,9 +18,9 @@ struct Float16 {
     };
     __m512 v;
 
-    static Float16 load(const float* p) { return {_mm512_loadu_ps(p)}; }
+    static Float16 load(const float* p) { return {_mm512_load_ps(p)}; }
     static Float16 set(float f) { return {_mm512_set1_ps(f)}; }
-    void store(float* p) const { _mm512_storeu_ps(p, v); }
+    void store(float* p) const { _mm512_store_ps(p, v); }
     friend Float16 operator+(Float16 a, Float16 b) { return {_mm512_add_ps(a.v, b.v)}; }
     friend Float16 operator-(Float16 a, Float16 b) { return {_mm512_sub_ps(a.v, b.v)}; }
     friend Float16 operator*(Float16 a, Float16 b) { return {_mm512_mul_ps(a.v, b.v)}; }
@@ -33,6 +33,7 @@ struct Float16 {
     static Float16 select(Mask m, Float16 a, Float16 b) { return {_mm512_mask_blend_ps(m.m, b.v, a.v)}; }
     static Mask select(Mask m, Mask a, Mask b) { return {static_cast<__mmask16>((m.m & a.m) | (~m.m & b.m))}; }
     static Mask andNot(Mask no, Mask yes) { return {static_cast<__mmask16>(~no.m & yes.m)}; }
+    static Float16 abs(Float16 a) { return {_mm512_abs_ps(a.v)}; }
     // Masked forms: the plain ones of GCC 12 warn of an uninitialised value.
     // Of a pair with a value that is not a number the second counts.
     static Float16 min(Float16 a, Float16 b) { return {_mm512_maskz_min_ps(0xFFFF, a.v, b.v)}; }

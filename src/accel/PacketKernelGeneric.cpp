@@ -52,6 +52,9 @@ struct FloatAny {
     friend Mask operator==(const FloatAny& a, const FloatAny& b) {
         return test(a, b, [](float x, float y) { return x == y; });
     }
+    static FloatAny abs(const FloatAny& a) {
+        return each(a, a, [](float x, float) { return x < 0.0f ? -x : x; });
+    }
     // Of a pair with a value that is not a number the second counts.
     static FloatAny min(const FloatAny& a, const FloatAny& b) {
         return each(a, b, [](float x, float y) { return x < y ? x : y; });

@@ -18,9 +18,9 @@ struct Float4 {
     };
     __m128 v;
 
-    static Float4 load(const float* p) { return {_mm_loadu_ps(p)}; }
+    static Float4 load(const float* p) { return {_mm_load_ps(p)}; }
     static Float4 set(float f) { return {_mm_set1_ps(f)}; }
-    void store(float* p) const { _mm_storeu_ps(p, v); }
+    void store(float* p) const { _mm_store_ps(p, v); }
     friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
     friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
     friend Float4 operator*(Float4 a, Float4 b) { return {_mm_mul_ps(a.v, b.v)}; }
@@ -34,6 +34,7 @@ struct Float4 {
     static Float4 select(Mask m, Float4 a, Float4 b) { return {blend(m.m, a.v, b.v)}; }
     static Mask select(Mask m, Mask a, Mask b) { return {blend(m.m, a.m, b.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm_andnot_ps(no.m, yes.m)}; }
+    static Float4 abs(Float4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
     // Of a pair with a value that is not a number the second counts.
     static Float4 min(Float4 a, Float4 b) { return {_mm_min_ps(a.v, b.v)}; }
     static Float4 max(Float4 a, Float4 b) { return {_mm_max_ps(a.v, b.v)}; }

@@ -36,7 +36,15 @@ class PacketTraversal {
     static constexpr unsigned LANES = W * GROUPS;
     static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
 
-    PacketTraversal(const PacketTree& sourceTree, const PacketRays& sourceRays) : tree(sourceTree), rays(sourceRays) {}
+    PacketTraversal(const PacketTree& sourceTree, const PacketRays& source) : tree(sourceTree) {
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            for (unsigned a = 0; a < 3; ++a) {
+                F::load(source.pOrigin[a] + g * W).store(ray.origin[a] + g * W);
+                F::load(source.pDir[a] + g * W).store(ray.dir[a] + g * W);
+            }
+            F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
+        }
+    }
 
     void findNearest(uint64_t uMask, uint32_t* pHitFaces) {
         pFaces = pHitFaces;
@@ -50,7 +58,7 @@ class PacketTraversal {
     uint64_t findObstacles(uint64_t uMask) {
         for (unsigned g = 0; g < GROUPS; ++g) {
             if (!groupBits(uMask, g)) continue;
-            const F maxDist = F::load(rays.pMaxDist + g * W);
+            const F maxDist = F::load(ray.maxDist + g * W);
             Point &entry = blocks[2 * g], &exit = blocks[2 * g + 1];
             maxDist.store(exit.t);
             for (unsigned a = 0; a < 3; ++a) {
@@ -81,14 +89,14 @@ class PacketTraversal {
     static unsigned groupBits(uint64_t uMask, unsigned g) {
         return static_cast<unsigned>((uMask >> (g * W)) & GROUP_MASK);
     }
-    F origin(unsigned a, unsigned g) const { return F::load(rays.pOrigin[a] + g * W); }
-    F dir(unsigned a, unsigned g) const { return F::load(rays.pDir[a] + g * W); }
+    F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
+    F dir(unsigned a, unsigned g) const { return F::load(ray.dir[a] + g * W); }
 
     // Clips the rays of a group to the scene's box, as KDTree::clip does, and sets up both ends. Returns the lanes that
     // meet the box.
     unsigned clip(unsigned g) {
         const F zero = F::set(0.0f);
-        F entryT = zero, exitT = F::load(rays.pMaxDist + g * W);
+        F entryT = zero, exitT = F::load(ray.maxDist + g * W);
         typename F::Mask missed = zero < zero;
         for (unsigned a = 0; a < 3; ++a) {
             const F o = origin(a, g), d = dir(a, g);
@@ -147,25 +155,40 @@ class PacketTraversal {
         const unsigned a = now.pNode->axis();
         const KDTreeNode* pLow = tree.pNodes + now.pNode->child();
         const F s = F::set(now.pNode->fSplit);
-        uint64_t uLow = 0, uHigh = 0, uBelow = 0;  // low child only, high child only, entry at or below the plane
+        uint64_t uBelow = 0, uExitBelow = 0, uExitAbove = 0;  // entry at or below the plane, exit below, exit above
         for (unsigned g = 0; g < GROUPS; ++g) {
             if (!groupBits(now.uMask, g)) continue;
             const F e = F::load(blocks[now.uEntry[g]].p[a]), x = F::load(blocks[now.uExit[g]].p[a]);
-            const typename F::Mask below = e <= s;
-            uLow |= uint64_t{F::bits(below & (x < s))} << (g * W);
-            uHigh |= uint64_t{F::bits(F::select(below, x == s, x > s))} << (g * W);
-            uBelow |= uint64_t{F::bits(below)} << (g * W);
+            uBelow |= uint64_t{F::bits(e <= s)} << (g * W);
+            uExitBelow |= uint64_t{F::bits(x < s)} << (g * W);
+            uExitAbove |= uint64_t{F::bits(x > s)} << (g * W);
         }
-        uLow &= now.uMask;
-        uHigh &= now.uMask;
+        const uint64_t uLow = uBelow & uExitBelow & now.uMask;  // lanes that visit the low child only
         if (uLow == now.uMask) {
             now.pNode = pLow;
             return;
         }
+        uint64_t uHigh = ~uBelow & uExitAbove & now.uMask;  // lanes that visit the high child only
+        if (uBelow & ~(uExitBelow | uExitAbove) & now.uMask) uHigh |= endingOn(now, a, s) & uBelow;
         if (uHigh == now.uMask) {
             now.pNode = pLow + 1;
             return;
         }
+        part(now, uStack, pLow, a, s, uLow, uHigh, uBelow);
+    }
+
+    // The lanes whose segment ends exactly on the plane. (Others that end neither below nor above it end on no number.)
+    uint64_t endingOn(const Entry& now, unsigned a, F s) const {
+        uint64_t uOn = 0;
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            uOn |= uint64_t{F::bits(F::load(blocks[now.uExit[g]].p[a]) == s)} << (g * W);
+        }
+        return uOn & now.uMask;
+    }
+
+    // Sends the lanes to the sides of the plane that they belong to: on with the near child, the rest on the stack.
+    void part(Entry& now, unsigned& uStack, const KDTreeNode* pLow, unsigned a, F s, uint64_t uLow, uint64_t uHigh,
+              uint64_t uBelow) {
         uint64_t uBoth = now.uMask & ~(uLow | uHigh);
         if ((uBoth & uBelow) && (uBoth & ~uBelow)) {
             stack[uStack] = now;
@@ -183,81 +206,76 @@ class PacketTraversal {
     }
 
     // Computes the points where the lanes of uBoth cross the plane: the ends of their near segments and the beginnings
-    // of their far ones.
+    // of their far ones. A group that is cut as a whole needs one block for both, others one with each side's points.
     void cut(Entry& near, Entry& far, uint64_t uBoth, unsigned a, F s) {
         const unsigned b = g_modulo[a + 1], c = g_modulo[a + 2];
-        uint32_t uTop = near.uTop;
-        const uint32_t uFirst = uTop;
-        unsigned uGroups = 0;
-        for (unsigned g = 0; g < GROUPS; ++g) uGroups += groupBits(uBoth, g) != 0;
+        uint32_t uTop = near.uTop, uNearTop = near.uTop + GROUPS;
         for (unsigned g = 0; g < GROUPS; ++g) {
             const unsigned uBits = groupBits(uBoth, g);
             if (!uBits) continue;
-            const Point &entry = blocks[near.uEntry[g]], &exit = blocks[near.uExit[g]];
-            Point &farEntry = blocks[uTop], &nearExit = blocks[uTop + uGroups];
-            const typename F::Mask both = F::mask(uBits);
             const F t = (s - origin(a, g)) / dir(a, g);
             const F pb = origin(b, g) + dir(b, g) * t, pc = origin(c, g) + dir(c, g) * t;
-            const auto put = [&](const F& cutValue, const float* pEntry, const float* pExit, float* pFar,
-                                 float* pNear) {
-                F::select(both, cutValue, F::load(pEntry)).store(pFar);
-                F::select(both, cutValue, F::load(pExit)).store(pNear);
-            };
-            put(t, entry.t, exit.t, farEntry.t, nearExit.t);
-            put(s, entry.p[a], exit.p[a], farEntry.p[a], nearExit.p[a]);
-            put(pb, entry.p[b], exit.p[b], farEntry.p[b], nearExit.p[b]);
-            put(pc, entry.p[c], exit.p[c], farEntry.p[c], nearExit.p[c]);
-            far.uEntry[g] = static_cast<uint16_t>(uTop);
-            near.uExit[g] = static_cast<uint16_t>(uTop + uGroups);
-            ++uTop;
+            Point& farEntry = blocks[uTop];
+            const unsigned uOthers = groupBits(near.uMask | far.uMask, g) & ~uBits;
+            if (!uOthers) {
+                t.store(farEntry.t);
+                s.store(farEntry.p[a]);
+                pb.store(farEntry.p[b]);
+                pc.store(farEntry.p[c]);
+                near.uExit[g] = static_cast<uint16_t>(uTop);
+            } else {
+                const Point &entry = blocks[near.uEntry[g]], &exit = blocks[near.uExit[g]];
+                Point& nearExit = blocks[uNearTop];
+                const typename F::Mask both = F::mask(uBits);
+                const auto put = [&](F value, const float* pEntry, const float* pExit, float* pFar, float* pNear) {
+                    F::select(both, value, F::load(pEntry)).store(pFar);
+                    F::select(both, value, F::load(pExit)).store(pNear);
+                };
+                put(t, entry.t, exit.t, farEntry.t, nearExit.t);
+                put(s, entry.p[a], exit.p[a], farEntry.p[a], nearExit.p[a]);
+                put(pb, entry.p[b], exit.p[b], farEntry.p[b], nearExit.p[b]);
+                put(pc, entry.p[c], exit.p[c], farEntry.p[c], nearExit.p[c]);
+                near.uExit[g] = static_cast<uint16_t>(uNearTop++);
+            }
+            far.uEntry[g] = static_cast<uint16_t>(uTop++);
         }
-        far.uTop = uFirst + uGroups;
-        near.uTop = uFirst + 2 * uGroups;
+        far.uTop = uTop;
+        near.uTop = uNearTop;
     }
 
-    // The lanes at a leaf: which are left, which have hit, how far each looks, and the place of its hit in the list.
+    // The lanes at a leaf: which have hit, and for the nearest hit how far each looks and its hit's place in the list.
     struct Leaf {
-        uint64_t uMask;
         uint64_t uHits = 0;
         alignas(64) float bound[LANES];
         uint32_t uPlace[LANES];
     };
 
     template <bool NEAREST>
+    const float* bound(const Leaf& leaf, unsigned g) const {
+        return (NEAREST ? leaf.bound : ray.maxDist) + g * W;
+    }
+
+    template <bool NEAREST>
     void visit(const Entry& now, uint32_t uFirst) {
         Leaf leaf;
-        leaf.uMask = now.uMask;
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            F::load(NEAREST ? blocks[now.uExit[g]].t : rays.pMaxDist + g * W).store(leaf.bound + g * W);
+        if (NEAREST) {
+            for (unsigned g = 0; g < GROUPS; ++g) F::load(blocks[now.uExit[g]].t).store(leaf.bound + g * W);
         }
         if (!(uFirst & KDTreeNode::HAS_BOXES)) {
             const LeafFace* pFirst = tree.pFaces + uFirst;
-            testFaces<NEAREST, false>(leaf, leaf.uMask, pFirst, pFirst + pFirst->uPlace);
+            testFaces<NEAREST, false>(leaf, now.uMask, pFirst, pFirst + pFirst->uPlace);
         } else {
-            visitBoxes<NEAREST>(leaf, uFirst & ~KDTreeNode::HAS_BOXES);
+            visitBoxes<NEAREST>(leaf, now.uMask, uFirst & ~KDTreeNode::HAS_BOXES);
         }
         uDone |= leaf.uHits;
     }
 
-    // Tests faces against the lanes of uMask. One test reads the face's 48 bytes once and six ray components for each
-    // group. Without ORDERED the faces come in list order, and of equal hits the later one simply stays.
+    // Tests faces against the lanes of uMask. Without ORDERED the faces come in list order, and of equal hits the later
+    // one simply stays.
     template <bool NEAREST, bool ORDERED>
     void testFaces(Leaf& leaf, uint64_t uMask, const LeafFace* pFace, const LeafFace* pEnd) {
         for (; pFace != pEnd; ++pFace) {
-            const unsigned k = pFace->uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
-            for (unsigned g = 0; g < GROUPS; ++g) {
-                const unsigned uActive = groupBits(uMask, g);
-                if (!uActive) continue;
-                const unsigned uHit = test<NEAREST, ORDERED>(*pFace, k, ku, kv, g, uActive, leaf);
-                if (!uHit) continue;
-                leaf.uHits |= uint64_t{uHit} << (g * W);
-                if (!NEAREST) continue;
-                for (unsigned u = uHit; u; u &= u - 1) {
-                    const unsigned uLane = g * W + static_cast<unsigned>(__builtin_ctz(u));
-                    pFaces[uLane] = pFace->uFace;
-                    if (ORDERED) leaf.uPlace[uLane] = pFace->uPlace;
-                }
-            }
+            test<NEAREST, ORDERED>(*pFace, uMask, leaf);
             if (!NEAREST) {
                 uMask &= ~leaf.uHits;
                 if (!uMask) break;
@@ -268,17 +286,17 @@ class PacketTraversal {
     // Walks the boxes of a large leaf, the nearer child first. Only lanes that meet a box, from their origin up to
     // their bound, go on below it; the boxes hold every accepted hit, so no answer changes.
     template <bool NEAREST>
-    void visitBoxes(Leaf& leaf, uint32_t uRoot) {
+    void visitBoxes(Leaf& leaf, uint64_t uAll, uint32_t uRoot) {
         if (!bReciprocals) prepareBoxes();
         uint32_t uNode[PACKET_STACK];
         uint64_t uMasks[PACKET_STACK];
         unsigned uSize = 1;
         uNode[0] = uRoot;
-        uMasks[0] = leaf.uMask;
+        uMasks[0] = uAll;
         while (uSize) {
             const LeafBox& box = tree.pBoxes[uNode[--uSize]];
             const uint64_t uLeft = NEAREST ? uMasks[uSize] : uMasks[uSize] & ~leaf.uHits;
-            const uint64_t uMask = meets(box, uLeft, leaf);
+            const uint64_t uMask = meets<NEAREST>(box, uLeft, leaf);
             if (!uMask) continue;
             if (box.uCount) {
                 const LeafFace* pFace = tree.pFaces + box.uFirst;
@@ -291,7 +309,7 @@ class PacketTraversal {
             float fAhead = 0.0f;
             for (unsigned a = 0; a < 3; ++a) {
                 const float fBetween = (second.fMin[a] - first.fMin[a]) + (second.fMax[a] - first.fMax[a]);
-                fAhead += fBetween * rays.pDir[a][uLane];
+                fAhead += fBetween * ray.dir[a][uLane];
             }
             const unsigned uNearer = fAhead >= 0.0f ? 0 : 1;
             uNode[uSize] = box.uFirst + 1 - uNearer;
@@ -302,12 +320,13 @@ class PacketTraversal {
     }
 
     // The lanes of uMask that meet a box between their origin and their bound; all that the boxes do not hold for.
+    template <bool NEAREST>
     uint64_t meets(const LeafBox& box, uint64_t uMask, const Leaf& leaf) const {
         uint64_t uMet = uMask & uUncontained;
         for (unsigned g = 0; g < GROUPS; ++g) {
             const unsigned uActive = groupBits(uMask, g);
             if (!uActive) continue;
-            F enter = F::set(0.0f), leave = F::load(leaf.bound + g * W);
+            F enter = F::set(0.0f), leave = F::load(bound<NEAREST>(leaf, g));
             for (unsigned a = 0; a < 3; ++a) {
                 const F o = origin(a, g), reciprocal = F::load(fReciprocal[a] + g * W);
                 const F t0 = (F::set(box.fMin[a]) - o) * reciprocal, t1 = (F::set(box.fMax[a]) - o) * reciprocal;
@@ -330,7 +349,7 @@ class PacketTraversal {
             typename F::Mask number = zero <= zero;
             for (unsigned a = 0; a < 3; ++a) {
                 const F o = origin(a, g), d = dir(a, g);
-                const F absOrigin = F::max(o, zero - o), absDir = F::max(d, zero - d);
+                const F absOrigin = F::abs(o), absDir = F::abs(d);
                 number = number & (o == o) & (d == d);
                 largestOrigin = F::max(largestOrigin, absOrigin);
                 largestDir = F::max(largestDir, absDir);
@@ -344,40 +363,60 @@ class PacketTraversal {
         }
     }
 
-    // Scene::testTriangle for the lanes of a group. Returns those that hit; with NEAREST the bound becomes their t.
+    // Scene::testTriangle for one face and the lanes of uMask, after which the bound of a lane that hits becomes its t.
+    // One test reads the face's 48 bytes once, and six ray components and the bound for each group.
     template <bool NEAREST, bool ORDERED>
-    unsigned test(const LeafFace& face, unsigned k, unsigned ku, unsigned kv, unsigned g, unsigned uActive,
-                  Leaf& leaf) {
-        const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv);
-        const F ok = origin(k, g), ou = origin(ku, g), ov = origin(kv, g);
-        const F dk = dir(k, g), du = dir(ku, g), dv = dir(kv, g);
-        const F denominator = dk + nu * du + nv * dv;
-        const F t = (F::set(face.fNd) - ok - nu * ou - nv * ov) / denominator;
-        float* pBound = leaf.bound + g * W;
-        const F bound = F::load(pBound);
-        const typename F::Mask parallel = (F::set(-PARALLEL) < denominator) & (denominator < F::set(PARALLEL));
-        const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
-        if (!(F::bits(within) & uActive)) return 0;
-        const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
-        const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
-        const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
-        const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
-        unsigned uHit = F::bits(hit) & uActive;
-        if (!NEAREST || !uHit) return uHit;
+    void test(const LeafFace& face, uint64_t uMask, Leaf& leaf) {
+        const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+        const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv), nd = F::set(face.fNd);
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uActive = groupBits(uMask, g);
+            if (!uActive) continue;
+            const F ou = origin(ku, g), ov = origin(kv, g), du = dir(ku, g), dv = dir(kv, g);
+            const F denominator = dir(k, g) + nu * du + nv * dv;
+            const F t = (nd - origin(k, g) - nu * ou - nv * ov) / denominator;
+            const F limit = F::load(bound<NEAREST>(leaf, g));
+            const typename F::Mask parallel = F::abs(denominator) < F::set(PARALLEL);
+            const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= limit));
+            if (!(F::bits(within) & uActive)) continue;
+            const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
+            const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
+            const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
+            const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
+            unsigned uHit = F::bits(hit) & uActive;
+            if (!uHit) continue;
+            if (NEAREST) uHit = keep<ORDERED>(face, g, uHit, t, limit, leaf);
+            leaf.uHits |= uint64_t{uHit} << (g * W);
+        }
+    }
+
+    // Notes the hits of a group. Out of list order, a hit as near as an earlier one replaces it only if its face stands
+    // behind the other in the list. Returns the hits that are kept.
+    template <bool ORDERED>
+    unsigned keep(const LeafFace& face, unsigned g, unsigned uHit, F t, F limit, Leaf& leaf) {
         if (ORDERED) {
-            // Out of list order, an equal hit replaces an earlier one only if it stands behind it in the list.
             const unsigned uBefore = groupBits(leaf.uHits, g);
-            for (unsigned u = uHit & uBefore & F::bits(t == bound); u; u &= u - 1) {
+            for (unsigned u = uHit & uBefore & F::bits(t == limit); u; u &= u - 1) {
                 const unsigned uLane = static_cast<unsigned>(__builtin_ctz(u));
                 if (face.uPlace < leaf.uPlace[g * W + uLane]) uHit &= ~(1u << uLane);
             }
         }
-        F::select(F::mask(uHit), t, bound).store(pBound);
+        F::select(F::mask(uHit), t, limit).store(leaf.bound + g * W);
+        for (unsigned u = uHit; u; u &= u - 1) {
+            const unsigned uLane = g * W + static_cast<unsigned>(__builtin_ctz(u));
+            pFaces[uLane] = face.uFace;
+            if (ORDERED) leaf.uPlace[uLane] = face.uPlace;
+        }
         return uHit;
     }
 
     const PacketTree& tree;
-    const PacketRays& rays;
+    // The rays, copied so that one base and the axis give the address of any component.
+    struct {
+        alignas(64) float origin[3][LANES];
+        float dir[3][LANES];
+        float maxDist[LANES];
+    } ray;
     uint32_t* pFaces = nullptr;
     uint64_t uDone = 0;
     bool bReciprocals = false;  // the two below are filled
