@@ -1,171 +1,78 @@
 #include "accel/KDTreeBuilder.h"
 
 #include <algorithm>
-#include <limits>
 
-#include "accel/TriBoxIntersection.h"
 #include "scene/Scene.h"
 
 using Velk::BoxAABB;
-using Velk::NMVector3f;
 
 namespace {
 
-// Tuning of the search; the cost of a leaf is its number of faces.
-constexpr float TRAVERSAL_COST = 0.3f;  // of one interior node
-constexpr float BOX_HALF = 0.51f;       // of a box's extent: boxes are enlarged by 2% so that no face falls between two
-constexpr uint32_t SMALL_LEAF = 2;      // faces that are never split further
+constexpr uint32_t SMALL_LEAF = 2;  // faces that are never split further
 constexpr uint32_t LIST_ALIGNMENT = 32;
-
-unsigned longestAxis(const BoxAABB& box) {
-    const NMVector3f d = box.v3Max - box.v3Min;
-    if (d.x >= d.y && d.x >= d.z) return 0;
-    return d.y >= d.x && d.y >= d.z ? 1 : 2;
-}
-
-float halfArea(const BoxAABB& box) {
-    const NMVector3f d = box.v3Max - box.v3Min;
-    return d.x * (d.y + d.z) + d.y * d.z;
-}
-
-bool overlaps(const FaceData& face, const BoxAABB& box) {
-    const NMVector3f v3Centre = (box.v3Min + box.v3Max) / 2.0f;
-    const NMVector3f v3Half = (box.v3Max - box.v3Min) * BOX_HALF;
-    return TriBoxIntersection(v3Centre, v3Half, face.pA->v3Position, face.pB->v3Position, face.pC->v3Position);
-}
-
-BoxAABB lowPart(const BoxAABB& box, unsigned uAxis, float fPos) {
-    BoxAABB part = box;
-    part.v3Max[uAxis] = fPos;
-    return part;
-}
-
-BoxAABB highPart(const BoxAABB& box, unsigned uAxis, float fPos) {
-    BoxAABB part = box;
-    part.v3Min[uAxis] = fPos;
-    return part;
-}
 
 }  // namespace
 
-// A node's faces in list order, and the candidate positions among their vertices.
-struct KDTreeBuilder::NodeFaces {
-    struct Item {
-        uint32_t uFace;
-        float fMin, fMax;  // vertex range on the split axis
-    };
-    std::vector<Item> vItems;
-    std::vector<float> vPositions;  // in order of appearance
-};
-
 bool KDTreeBuilder::build() {
     const uint32_t uFaces = tree.pScene->vFaces.uCount;
-    if (tree.vFacesList.create(std::max(4u, uFaces), 4, LIST_ALIGNMENT) || nodes.create(4, 4)) return true;
+    const uint32_t uRoom = std::max(4u, uFaces);
+    if (tree.vFacesList.create(uRoom, uRoom, LIST_ALIGNMENT) || nodes.create(uRoom, uRoom)) return true;
     for (uint32_t u = 0; u < uFaces; ++u) tree.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
     KDTreeNode root;
     if (uFaces) root.setList(0);
     nodes.PushBack(root);
-    return uFaces > 0 && subdivide(0, tree.pScene->boxScene, 0, uFaces);
-}
-
-void KDTreeBuilder::collectFaces(uint32_t uNode, unsigned uAxis, const BoxAABB& box, NodeFaces& faces) const {
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
-        const FaceData& face = tree.pScene->vFaces[tree.vFacesList[u].uFace];
-        const float a = face.pA->v3Position[uAxis], b = face.pB->v3Position[uAxis], c = face.pC->v3Position[uAxis];
-        faces.vItems.push_back({tree.vFacesList[u].uFace, std::min({a, b, c}), std::max({a, b, c})});
-        for (const float v : {a, b, c}) {
-            if (fLow <= v && v <= fHigh) faces.vPositions.push_back(v);
-        }
-    }
-}
-
-// The plain sweep: every face against every candidate. A face that misses the high part at one position lies wholly
-// below every later position, so it counts low from then on without a test.
-void KDTreeBuilder::countFaces(const NodeFaces& faces, unsigned uAxis, const BoxAABB& box,
-                               std::vector<SplitCandidate>& vCandidates) const {
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    std::vector<char> vMark(faces.vItems.size(), 1);
-    for (SplitCandidate& candidate : vCandidates) {
-        const float p = candidate.fPos;
-        const BoxAABB low = lowPart(box, uAxis, p), high = highPart(box, uAxis, p);
-        for (size_t i = 0; i < faces.vItems.size(); ++i) {
-            const NodeFaces::Item& item = faces.vItems[i];
-            const FaceData& face = tree.pScene->vFaces[item.uFace];
-            if (!vMark[i]) {
-                ++candidate.uLeft;
-                continue;
-            }
-            if (item.fMin <= p && fLow <= item.fMax && overlaps(face, low)) ++candidate.uLeft;
-            if (item.fMin <= fHigh && p <= item.fMax) {
-                if (overlaps(face, high)) {
-                    ++candidate.uRight;
-                } else {
-                    vMark[i] = 0;
-                }
-            }
-        }
-    }
+    return uFaces > 0 && (search.create(*tree.pScene) || subdivide(0, tree.pScene->boxScene, 0, uFaces));
 }
 
 bool KDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDepth, uint32_t uFaceCount) {
-    const unsigned uAxis = longestAxis(box);
-    nodes[uNode].setAxis(uAxis);
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    NodeFaces faces;
-    collectFaces(uNode, uAxis, box, faces);
-
-    // Of equal positions the first one stays: 0 and -0 are equal and print differently.
-    std::vector<SplitCandidate> vCandidates;
-    std::stable_sort(faces.vPositions.begin(), faces.vPositions.end());
-    for (const float p : faces.vPositions) {
-        if (vCandidates.empty() || vCandidates.back().fPos != p) vCandidates.push_back({p, 0, 0});
+    const SplitFrame frame(box);
+    nodes[uNode].setAxis(frame.uAxis);
+    uint32_t* pFaces = search.faces();
+    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
+        *pFaces++ = tree.vFacesList[u].uFace;
     }
-    countFaces(faces, uAxis, box, vCandidates);
+    KDTreeSplitSearch::Split split;
+    if (search.find(frame, uFaceCount, uDepth > 0, split)) return true;
+    if (!(split.fCost <= static_cast<float>(uFaceCount))) return false;
 
-    float fBestCost = std::numeric_limits<float>::infinity();
-    const SplitCandidate* pBest = nullptr;
-    for (const SplitCandidate& candidate : vCandidates) {
-        const float fAreaLow = halfArea(lowPart(box, uAxis, candidate.fPos));
-        const float fAreaHigh = halfArea(highPart(box, uAxis, candidate.fPos));
-        const float fCost =
-            (fAreaLow * static_cast<float>(candidate.uLeft) + static_cast<float>(candidate.uRight) * fAreaHigh) *
-                ((0.5f / halfArea(box)) * 2.0f) +
-            TRAVERSAL_COST;
-        if (fCost < fBestCost) {
-            fBestCost = fCost;
-            pBest = &candidate;
-        }
-    }
-    if (!pBest || static_cast<float>(uFaceCount) < fBestCost) return false;
-
-    const float p = pBest->fPos;
-    const BoxAABB low = lowPart(box, uAxis, p), high = highPart(box, uAxis, p);
-    uint32_t uLowHead = NO_INDEX, uHighHead = NO_INDEX, uLow = 0, uHigh = 0;
-    for (const NodeFaces::Item& item : faces.vItems) {
-        const FaceData& face = tree.pScene->vFaces[item.uFace];
-        const auto add = [&](uint32_t& uHead, uint32_t& uCount) {
-            const uint32_t uEntry = tree.getNewObjectListNode();
-            if (uEntry == NO_INDEX) return true;
-            tree.vFacesList[uEntry] = {item.uFace, uHead};
-            uHead = uEntry;
-            ++uCount;
-            return false;
-        };
-        if (item.fMin <= p && fLow <= item.fMax && overlaps(face, low) && add(uLowHead, uLow)) return true;
-        if (item.fMin <= fHigh && p <= item.fMax && overlaps(face, high) && add(uHighHead, uHigh)) return true;
-    }
+    ChildList lists[2];
+    if (distribute(frame, split.fPos, uFaceCount, lists)) return true;
     tree.freeObjectListNodes(nodes[uNode].index());
-
     const uint32_t uChild = nodes.uSize;
-    nodes[uNode].makeInterior(uChild, uAxis);
-    nodes[uNode].fSplit = p;
-    for (const uint32_t uHead : {uLowHead, uHighHead}) {
+    nodes[uNode].makeInterior(uChild, frame.uAxis);
+    nodes[uNode].fSplit = split.fPos;
+    if (addChildren(lists)) return true;
+    if (uDepth >= KDTree::MAX_DEPTH) return false;
+    const BoxAABB parts[2] = {frame.lowPart(split.fPos), frame.highPart(split.fPos)};
+    for (unsigned k = 0; k < 2; ++k) {
+        if (lists[k].uCount > SMALL_LEAF && subdivide(uChild + k, parts[k], uDepth + 1, lists[k].uCount)) return true;
+    }
+    return false;
+}
+
+bool KDTreeBuilder::distribute(const SplitFrame& frame, float fPos, uint32_t uFaceCount, ChildList (&lists)[2]) {
+    const uint32_t* pFaces = search.faces();
+    for (uint32_t u = 0; u < uFaceCount; ++u) {
+        if (search.isLow(frame, u, fPos) && add(lists[0], pFaces[u])) return true;
+        if (search.isHigh(frame, u, fPos) && add(lists[1], pFaces[u])) return true;
+    }
+    return false;
+}
+
+bool KDTreeBuilder::add(ChildList& list, uint32_t uFace) {
+    const uint32_t uEntry = tree.getNewObjectListNode();
+    if (uEntry == NO_INDEX) return true;
+    tree.vFacesList[uEntry] = {uFace, list.uHead};
+    list.uHead = uEntry;
+    ++list.uCount;
+    return false;
+}
+
+bool KDTreeBuilder::addChildren(const ChildList (&lists)[2]) {
+    for (const ChildList& list : lists) {
         KDTreeNode child;
-        if (uHead != NO_INDEX) child.setList(uHead);
+        if (list.uHead != NO_INDEX) child.setList(list.uHead);
         if (nodes.PushBack(child)) return true;
     }
-    if (uDepth >= KDTree::MAX_DEPTH) return false;
-    if (uLow > SMALL_LEAF && subdivide(uChild, low, uDepth + 1, uLow)) return true;
-    return uHigh > SMALL_LEAF && subdivide(uChild + 1, high, uDepth + 1, uHigh);
+    return false;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "accel/KDTree.h"
+#include "accel/KDTreeSplitSearch.h"
 #include "base/Vectors.h"
 
 /// Builds a kd-tree by a surface-area-heuristic search (MacDonald and Booth 1990) over the vertex coordinates of the
@@ -16,18 +16,18 @@ class KDTreeBuilder {
     [[nodiscard]] bool build();
 
  private:
-    struct SplitCandidate {
-        float fPos;
-        uint32_t uLeft;   // faces on the low side
-        uint32_t uRight;  // faces on the high side
+    /// A face list under construction; faces are put in front.
+    struct ChildList {
+        uint32_t uHead = NO_INDEX;
+        uint32_t uCount = 0;
     };
-    struct NodeFaces;
 
     bool subdivide(uint32_t uNode, const Velk::BoxAABB& box, unsigned uDepth, uint32_t uFaceCount);
-    void collectFaces(uint32_t uNode, unsigned uAxis, const Velk::BoxAABB& box, NodeFaces& faces) const;
-    void countFaces(const NodeFaces& faces, unsigned uAxis, const Velk::BoxAABB& box,
-                    std::vector<SplitCandidate>& vCandidates) const;
+    bool distribute(const SplitFrame& frame, float fPos, uint32_t uFaceCount, ChildList (&lists)[2]);
+    bool add(ChildList& list, uint32_t uFace);
+    bool addChildren(const ChildList (&lists)[2]);
 
     KDTree& tree;
     Velk::NDataVector<KDTreeNode>& nodes;
+    KDTreeSplitSearch search;
 };

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "accel/FaceSteps.h"
+#include "accel/SplitBins.h"
+#include "accel/SplitFrame.h"
+#include "base/NDataVector.h"
+
+class Scene;
+
+/// The search for the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to
+/// the bit, as trying every face against every position. All its memory is for the largest node, the root, and is used
+/// again by every node.
+class KDTreeSplitSearch {
+ public:
+    struct Split {
+        float fPos;
+        float fCost;  // infinity when there is no position
+    };
+
+    KDTreeSplitSearch() = default;
+    ~KDTreeSplitSearch();
+    KDTreeSplitSearch(const KDTreeSplitSearch&) = delete;
+    KDTreeSplitSearch& operator=(const KDTreeSplitSearch&) = delete;
+
+    /// Makes room for the scene's faces and copies their corners. True when there is not enough memory.
+    [[nodiscard]] bool create(const Scene& scene);
+
+    /// Where the caller puts the face numbers of the next node, in list order.
+    uint32_t* faces() { return steps.pFace; }
+
+    /// Finds the split of a node with uCount > 0 faces. bTested as for FaceSteps. True when there is not enough memory.
+    [[nodiscard]] bool find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split);
+
+    /// True when face number u of the last node belongs to the low, the high child of a split at fPos, a candidate.
+    bool isLow(const SplitFrame& frame, uint32_t u, float fPos) const {
+        return fPos >= steps.pLowSure[u] || (fPos >= steps.pLowMaybe[u] && overlapsLow(frame, u, fPos));
+    }
+    bool isHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
+        return fPos <= steps.pHighSure[u] || (fPos <= steps.pHighMaybe[u] && overlapsHigh(frame, u, fPos));
+    }
+
+ private:
+    bool overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const;
+    bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
+    bool gather(uint32_t uCount);
+    void count(const SplitFrame& frame, uint32_t uCount);
+    void countFace(const SplitFrame& frame, uint32_t u);
+    uint32_t firstFrom(float fPos, uint32_t uBin) const;
+    uint32_t firstAfter(float fPos, uint32_t uBin) const;
+    Split cheapest(const SplitFrame& frame, uint32_t uCount) const;
+    float firstZero(const SplitFrame& frame, uint32_t uCount) const;
+
+    std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene
+    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the steps
+    std::unique_ptr<float[]> pValues;
+    FaceSteps steps{};
+    bool bTame = false;  // box and corners are of a size for which FaceSteps and SplitBins can answer
+    SplitBins bins;
+    uint32_t uFirst[SplitBins::MAX_BINS + 2] = {};  // first candidate in this bin or behind it
+
+    // The candidates that are left, ascending, and the changes of their counts from one to the next.
+    Velk::NDataVector<float> vPositions;
+    Velk::NDataVector<uint32_t> vLeft, vRight;  // one element more; faces from here on; faces no longer
+};
