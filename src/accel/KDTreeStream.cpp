@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <limits>
+#include <cstring>
 
 #include "accel/KDTree.h"
 #include "scene/Scene.h"
@@ -11,8 +11,9 @@ constexpr uint32_t RECORD_ALIGNMENT = 64;
 LeafFace makeRecord(const FaceData& face, uint32_t uFace, uint32_t uPlace) {
     const unsigned ku = g_modulo[face.uAxis + 1], kv = g_modulo[face.uAxis + 2];
     const Velk::NMVector3f& C = face.pC->v3Position;
-    return {face.fNu,      face.fNv,  face.fNd,  C[ku], C[kv],      face.fLambdaU,
-            face.fLambdaV, face.fMuU, face.fMuV, uFace, face.uAxis, uPlace};
+    return {face.fNu,      face.fNv,      face.fNd,  C[ku],     C[kv],
+            face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, 2 * uFace + (face.v3Normal[face.uAxis] < 0.0f),
+            face.uAxis,    uPlace};
 }
 
 // Calls visit(lanes' first ray, their mask) for each packet of a stream.
@@ -82,13 +83,19 @@ void KDTree::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTest
     std::fill_n(pFaces, stream.uCount, NO_INDEX);
     if (!pRoot) return;
     const PacketTree tree = packetTree();
-    forEachPacket(stream, pKernel->uLanes, [&](uint32_t u, uint64_t uMask) {
-        pKernel->pfnNearest(tree, raysFrom(stream, u), uMask, pFaces + u);
+    PacketHits hits{};
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
+        uint64_t uHits = pKernel->pfnNearest(tree, raysFrom(stream, uFirst), uMask, hits);
+        for (; uHits; uHits &= uHits - 1) {
+            const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uHits));
+            const uint32_t uRay = uFirst + uLane;
+            uint32_t uFaceFront;
+            memcpy(&uFaceFront, &hits.fFaceFront[uLane], sizeof(uFaceFront));
+            pFaces[uRay] = uFaceFront / 2;
+            pHits[uRay] = {stream.origin(uRay) + stream.dir(uRay) * hits.fT[uLane], hits.fT[uLane],
+                           (uFaceFront & 1) != 0, hits.fU[uLane], hits.fV[uLane]};
+        }
     });
-    // The scalar test again for the winners fills the whole record; its values do not depend on the bound.
-    for (uint32_t u = 0; u < stream.uCount; ++u) {
-        if (pFaces[u] != NO_INDEX) pScene->testTriangle(pFaces[u], stream.origin(u), stream.dir(u), &pHits[u]);
-    }
 }
 
 void KDTree::findObstacles(const RayStream& stream, bool* pBlocked) const {

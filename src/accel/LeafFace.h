@@ -10,8 +10,8 @@ struct LeafFace {
     float fCu, fCv;
     float fLambdaU, fLambdaV;
     float fMuU, fMuV;
-    uint32_t uFace;   // index in the scene's faces
-    uint32_t uAxis;   // k
-    uint32_t uPlace;  // place in the leaf's list; in the first record of a leaf without boxes the number of faces
+    uint32_t uFaceSide;  // twice the index in the scene's faces, plus 1 when the normal points down axis k
+    uint32_t uAxis;      // k
+    uint32_t uPlace;     // place in the leaf's list; in the first record of a leaf without boxes the number of faces
 };
 static_assert(sizeof(LeafFace) == 48, "a face test reads 48 bytes");

@@ -23,13 +23,21 @@ struct PacketRays {
     const float* pMaxDist;
 };
 
+/// What the rays of a packet hit. Lanes without a hit keep what stands there.
+struct PacketHits {
+    alignas(64) float fT[64];
+    float fU[64];
+    float fV[64];
+    float fFaceFront[64];  // the bits of a number: twice the face's index, plus 1 when its front was hit
+};
+
 /// The packet queries for one instruction set. They answer for the rays of uMask, bit i for lane i.
 struct PacketKernel {
     const char* szName;
     unsigned uLanes;  // rays of one packet, at most 64
 
-    /// The nearest face of each ray in pFaces[lane]; lanes without a hit keep what stands there.
-    void (*pfnNearest)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, uint32_t* pFaces);
+    /// The nearest hit of each ray. Returns the lanes that hit.
+    uint64_t (*pfnNearest)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, PacketHits& hits);
 
     /// The rays that any face blocks within their maximal distance.
     uint64_t (*pfnObstacles)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask);

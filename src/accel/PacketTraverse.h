@@ -46,13 +46,14 @@ class PacketTraversal {
         }
     }
 
-    void findNearest(uint64_t uMask, uint32_t* pHitFaces) {
-        pFaces = pHitFaces;
+    uint64_t findNearest(uint64_t uMask, PacketHits& hits) {
+        pHits = &hits;
         uint64_t uInside = 0;
         for (unsigned g = 0; g < GROUPS; ++g) {
             if (groupBits(uMask, g)) uInside |= uint64_t{clip(g)} << (g * W);
         }
         walk<true>(uMask & uInside);
+        return uDone;
     }
 
     uint64_t findObstacles(uint64_t uMask) {
@@ -88,6 +89,11 @@ class PacketTraversal {
 
     static unsigned groupBits(uint64_t uMask, unsigned g) {
         return static_cast<unsigned>((uMask >> (g * W)) & GROUP_MASK);
+    }
+    static F patternOf(uint32_t u) {
+        float f;
+        memcpy(&f, &u, sizeof(f));
+        return F::set(f);
     }
     F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
     F dir(unsigned a, unsigned g) const { return F::load(ray.dir[a] + g * W); }
@@ -385,7 +391,7 @@ class PacketTraversal {
             const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
             unsigned uHit = F::bits(hit) & uActive;
             if (!uHit) continue;
-            if (NEAREST) uHit = keep<ORDERED>(face, g, uHit, t, limit, leaf);
+            if (NEAREST) uHit = keep<ORDERED>(face, g, uHit, t, lambda, mu, denominator, leaf);
             leaf.uHits |= uint64_t{uHit} << (g * W);
         }
     }
@@ -393,20 +399,28 @@ class PacketTraversal {
     // Notes the hits of a group. Out of list order, a hit as near as an earlier one replaces it only if its face stands
     // behind the other in the list. Returns the hits that are kept.
     template <bool ORDERED>
-    unsigned keep(const LeafFace& face, unsigned g, unsigned uHit, F t, F limit, Leaf& leaf) {
+    unsigned keep(const LeafFace& face, unsigned g, unsigned uHit, F t, F lambda, F mu, F denominator, Leaf& leaf) {
+        const F limit = F::load(leaf.bound + g * W);
         if (ORDERED) {
             const unsigned uBefore = groupBits(leaf.uHits, g);
             for (unsigned u = uHit & uBefore & F::bits(t == limit); u; u &= u - 1) {
                 const unsigned uLane = static_cast<unsigned>(__builtin_ctz(u));
                 if (face.uPlace < leaf.uPlace[g * W + uLane]) uHit &= ~(1u << uLane);
             }
+            for (unsigned u = uHit; u; u &= u - 1) {
+                leaf.uPlace[g * W + static_cast<unsigned>(__builtin_ctz(u))] = face.uPlace;
+            }
         }
-        F::select(F::mask(uHit), t, limit).store(leaf.bound + g * W);
-        for (unsigned u = uHit; u; u &= u - 1) {
-            const unsigned uLane = g * W + static_cast<unsigned>(__builtin_ctz(u));
-            pFaces[uLane] = face.uFace;
-            if (ORDERED) leaf.uPlace[uLane] = face.uPlace;
-        }
+        const typename F::Mask hit = F::mask(uHit);
+        const auto put = [&](F value, float* p) { F::select(hit, value, F::load(p)).store(p); };
+        put(t, leaf.bound + g * W);
+        put(t, pHits->fT + g * W);
+        put(lambda, pHits->fU + g * W);
+        put(mu, pHits->fV + g * W);
+        // The normal's sign on axis k and the denominator's differ where the front is hit.
+        const F faceFront =
+            F::select(denominator < F::set(0.0f), patternOf(face.uFaceSide ^ 1), patternOf(face.uFaceSide));
+        put(faceFront, pHits->fFaceFront + g * W);
         return uHit;
     }
 
@@ -417,7 +431,7 @@ class PacketTraversal {
         float dir[3][LANES];
         float maxDist[LANES];
     } ray;
-    uint32_t* pFaces = nullptr;
+    PacketHits* pHits = nullptr;
     uint64_t uDone = 0;
     bool bReciprocals = false;  // the two below are filled
     uint64_t uUncontained = 0;  // lanes that the boxes do not hold for
@@ -427,8 +441,8 @@ class PacketTraversal {
 };
 
 template <typename F>
-void nearestFaces(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, uint32_t* pFaces) {
-    PacketTraversal<F>(tree, rays).findNearest(uMask, pFaces);
+uint64_t nearestFaces(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, PacketHits& hits) {
+    return PacketTraversal<F>(tree, rays).findNearest(uMask, hits);
 }
 
 template <typename F>
