@@ -427,7 +427,7 @@ def room(root):
     mesh.cylinder((3.1, HEIGHT - 0.03, 2.0), 0.05, 0.04, "brass")
     lights = [(OUTSIDE + 0.2, 3.05, 1.2, 60000),             # the sun, above the shelf that hides it from the sky
               (-0.6, 0.25, -0.2, 3500), (-0.5, 0.3, -1.2, 1200),  # the garden's own, under the ledge of the window
-              (3.1, rim + 0.025, 2.0, 700),                  # pendant, under its bulb
+              (3.103, rim + 0.025, 2.0, 700),                # pendant, under its bulb; off the seam of its shade
               (2.22, 1.56, 0.42, 260),                       # floor lamp, over its bulb
               (4.6, 1.9, 4.6, 2200), (1.9, 2.0, 4.9, 1600),  # daylight from behind the viewer
               (2.5, 0.4, 3.3, 120), (0.5, 0.45, 3.5, 60)]    # what the floor throws back, into the deep shadows
