@@ -85,7 +85,7 @@ class SceneParser {
         Velk::preferLargePages(scene.pVertices, size_t{uCount} * sizeof(SceneVertex));
         std::fill_n(scene.pVertices, uCount, SceneVertex{});
         scene.uVertexCount = uCount;
-        enter(VERTICES);
+        enter(uCount ? VERTICES : FINISHED);  // nothing behind could be rendered
         return 0;
     }
 
