@@ -1,0 +1,75 @@
+#include "support/FileTest.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "base/NLogger.h"
+
+namespace fs = std::filesystem;
+
+// Tests of refused sizes let allocations fail on purpose.
+extern "C" const char* __asan_default_options();
+extern "C" const char* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+
+// Thousands of small files are written over and over: many times faster in memory than on a disk.
+static std::string temporaryRoot() {
+    const char* szMemory = "/dev/shm";
+    return getenv("TMPDIR") || access(szMemory, W_OK | X_OK) ? fs::temp_directory_path().string() : szMemory;
+}
+
+FileTest::FileTest() : sOldDirectory(fs::current_path()), sDirectory(temporaryRoot() + "/rt_tests-XXXXXX") {
+    if (!mkdtemp(sDirectory.data())) abort();
+    fs::current_path(sDirectory);
+    EXPECT_EQ(Velk::NLogger::InitLogger("test.log", false), 0u);
+}
+
+FileTest::~FileTest() {
+    Velk::NLogger::Release();
+    fs::current_path(sOldDirectory);
+    fs::remove_all(sDirectory);
+}
+
+std::string FileTest::takeLog() {
+    const std::string sAll = readFile(sDirectory + "/test.log");
+    const size_t uFrom = std::min(uLogRead, sAll.size());
+    uLogRead = sAll.size();
+    return sAll.substr(uFrom);
+}
+
+std::vector<std::string> FileTest::list() {
+    std::vector<std::string> vNames;
+    for (const fs::directory_entry& entry : fs::directory_iterator(".")) {
+        if (entry.path().filename() != "test.log") vNames.push_back(entry.path().filename());
+    }
+    std::sort(vNames.begin(), vNames.end());
+    return vNames;
+}
+
+void writeFile(const std::string& sFile, const std::string& sText) {
+    const fs::path directory = fs::path(sFile).parent_path();
+    if (!directory.empty()) fs::create_directories(directory);
+    std::ofstream(sFile, std::ios::binary) << sText;
+}
+
+std::string readFile(const std::string& sFile) {
+    std::stringstream text;
+    text << std::ifstream(sFile, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+bool contains(const std::string& sText, const std::string& sPhrase) {
+    return sText.find(sPhrase) != std::string::npos;
+}
+
+uint64_t hashOf(const std::string& sBytes) {
+    uint64_t uHash = 14695981039346656037u;
+    for (const char c : sBytes) uHash = (uHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
+    return uHash;
+}
