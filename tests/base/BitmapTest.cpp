@@ -1,0 +1,107 @@
+#include "base/Bitmap.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+namespace {
+
+using Velk::NBitmap;
+
+class BitmapTest : public FileTest {
+ protected:
+    static std::string save(NBitmap& image, unsigned uWidth, unsigned uHeight, uint32_t uSeed) {
+        Random random(uSeed);
+        EXPECT_FALSE(image.create(uWidth, uHeight));
+        for (unsigned y = 0; y < uHeight; ++y) {
+            for (unsigned x = 0; x < uWidth; ++x) image.setPixel(x, y, random.below(0xFFFFFFFFu));
+        }
+        EXPECT_FALSE(image.saveToFile("image.bmp"));
+        return readFile("image.bmp");
+    }
+};
+
+TEST_F(BitmapTest, OnePixelIsFiftyEightKnownBytes) {
+    NBitmap image;
+    ASSERT_FALSE(image.create(1, 1));
+    image.setPixel(0, 0, 0xFF112233);
+    EXPECT_EQ(image.getPixel(0, 0), 0x112233u);
+    ASSERT_FALSE(image.saveToFile("one.bmp"));
+    const char expected[] =
+        "BM\x3A\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\x01\0\0\0\x01\0\0\0\x01\0\x18\0\0\0\0\0\x04\0\0\0"
+        "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x33\x22\x11";
+    EXPECT_EQ(readFile("one.bmp"), std::string(expected, sizeof(expected)));
+}
+
+TEST_F(BitmapTest, RowsArePaddedBottomFirstAndLoadAgain) {
+    for (const auto& [uWidth, uHeight] : {std::pair{3u, 2u}, {4u, 1u}, {5u, 3u}, {2u, 7u}, {64u, 33u}}) {
+        NBitmap image, copy;
+        const std::string sFile = save(image, uWidth, uHeight, uWidth);
+        const size_t uRow = (uWidth * 3 + 3) / 4 * 4;
+        ASSERT_EQ(sFile.size(), 54 + uRow * uHeight);
+        for (unsigned y = 0; y < uHeight; ++y) {
+            std::string sRow(reinterpret_cast<const char*>(image.pData) + y * uWidth * 3, uWidth * 3);
+            sRow.resize(uRow);
+            EXPECT_EQ(sFile.substr(54 + uRow * (uHeight - 1 - y), uRow), sRow);
+        }
+        ASSERT_FALSE(copy.loadFromFile("image.bmp"));
+        EXPECT_TRUE(copy.uWidth == uWidth && copy.uHeight == uHeight && copy.uSize == image.uSize);
+        EXPECT_EQ(memcmp(copy.pData, image.pData, image.uSize), 0);
+    }
+}
+
+TEST_F(BitmapTest, BrokenFilesAreRefused) {
+    NBitmap image;
+    const std::string sGood = save(image, 5, 3, 1);
+    const auto isRefused = [&](const std::string& sFile) {
+        writeFile("bad.bmp", sFile);
+        NBitmap bad;
+        const bool bFailed = bad.loadFromFile("bad.bmp");
+        EXPECT_EQ(bFailed, !bad.pData);
+        return bFailed;
+    };
+    for (size_t u = 0; u < sGood.size() - 1; ++u) EXPECT_TRUE(isRefused(sGood.substr(0, u))) << "cut at " << u;
+    EXPECT_FALSE(isRefused(sGood));
+    const struct {
+        size_t uOffset;
+        uint8_t uByte;
+        int iCount;  // of bytes with this value
+        const char* szReport;
+    } patches[] = {
+        // clang-format off
+        // Another header, two planes, 32 bits a pixel, compressed; negative sizes, no rows, pixels nowhere; pixels and
+        // rows beyond the end; 2 billion columns, rows.
+        {14, 108, 1, "Invalid bitmap"}, {26, 2, 1, "Invalid bitmap"}, {28, 32, 1, "Invalid bitmap"},
+        {30, 1, 1, "Invalid bitmap"}, {18, 0xFF, 4, "Invalid bitmap"}, {22, 0xFF, 4, "Invalid bitmap"},
+        {22, 0, 4, "Invalid bitmap"}, {10, 0xFF, 4, "Invalid bitmap"}, {12, 1, 1, "Failed to read from file"},
+        {22, 4, 1, "Failed to read from file"}, {21, 0x7F, 1, "Not enough memory"}, {25, 0x7F, 1, "Not enough memory"},
+        // clang-format on
+    };
+    for (const auto& patch : patches) {
+        std::string sBad = sGood;
+        memset(sBad.data() + patch.uOffset, patch.uByte, static_cast<size_t>(patch.iCount));
+        EXPECT_TRUE(isRefused(sBad)) << patch.uOffset;
+        EXPECT_TRUE(contains(takeLog(), patch.szReport)) << patch.uOffset << " " << patch.szReport;
+    }
+}
+
+TEST_F(BitmapTest, ImagesThatCannotBeAreRefused) {
+    for (const auto& [uWidth, uHeight] : {std::pair{40000u, 40000u}, {0xFFFFFFFFu, 1u}, {1u, 0xFFFFFFFFu}}) {
+        NBitmap image;
+        EXPECT_TRUE(image.create(uWidth, uHeight)) << uWidth << " x " << uHeight;
+        EXPECT_EQ(image.pData, nullptr);
+    }
+    NBitmap image;
+    save(image, 300, 300, 1);
+    ASSERT_EQ(symlink("/dev/full", "full.bmp"), 0);
+    for (const std::string sFile : {"missing/x.bmp", "full.bmp", "/dev/full", "", "."}) {
+        EXPECT_TRUE(image.saveToFile(sFile.c_str())) << sFile;
+        EXPECT_TRUE(contains(takeLog(), sFile + (contains(sFile, "full") ? "\n" : ""))) << sFile;
+    }
+    EXPECT_EQ(list(), (std::vector<std::string>{"full.bmp", "image.bmp"})) << "nothing half-written is left";
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include <cstring>
+
+#include "base/LineReader.h"
+#include "base/NRaiiFile.h"
+#include "base/TextWriter.h"
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+namespace {
+
+using TextTest = FileTest;
+using Velk::LineReader;
+
+TEST_F(TextTest, LinesAreThoseOfFgetsWithoutComments) {
+    const char* const szEnds[] = {"\n", "\r\n", "\n\n", "\n \n", ""};
+    const char* const szStarts[] = {"", "//", ";;", "/", " //", "\t"};
+    for (uint32_t uSeed = 0; uSeed < 40; ++uSeed) {
+        SCOPED_TRACE(uSeed);
+        Random random(uSeed);
+        std::string sText;
+        for (uint32_t u = random.below(200); u > 0; --u) {
+            sText += szStarts[random.below(6)];
+            sText.append(random.below(4) ? random.below(30) : 2030 + random.below(random.below(2) ? 40 : 9000), 'x');
+            sText.append(random.below(20) ? 0 : 1, '\0');
+            sText += szEnds[random.below(5)];
+        }
+        writeFile("text", sText);
+        LineReader reader("text");
+        const Velk::NRaiiFile judge("text", "r");
+        char szLine[2048];
+        for (unsigned uLine = 1; fgets(szLine, sizeof(szLine), judge.get()); ++uLine) {
+            if (LineReader::isComment(szLine)) continue;
+            ASSERT_STREQ(reader.next(), szLine) << uLine;
+            ASSERT_EQ(reader.lineNumber(), uLine);
+        }
+        for (int i = 0; i < 2; ++i) EXPECT_EQ(reader.next(), nullptr);
+    }
+    EXPECT_FALSE(LineReader("missing").isOpen());
+    EXPECT_EQ(LineReader(".").next(), nullptr) << "a directory opens but cannot be read";
+}
+
+TEST_F(TextTest, NumbersAreThoseOfSscanf) {
+    const char* const szPieces[] = {"1",        "25",    "007",      "0x",    ".",    "-",     "+",     "e",
+                                    "E-",       "e+3",   "1p3",      "nan",   "inf",  " ",     " ",     "\t",
+                                    "\n",       ",",     "x",        "1e9",   "1e39", "1e-44", "1e-60", " -2.5 ",
+                                    "16777217", "99999", "infinity", " 0.1 ", "(1)",  ""};
+    for (uint32_t uSeed = 0; uSeed < 20000; ++uSeed) {
+        Random random(uSeed);
+        std::string s;
+        for (uint32_t u = 1 + random.below(12); u > 0; --u) s += szPieces[random.below(30)];
+        SCOPED_TRACE(std::to_string(uSeed) + ": " + s);
+        float f[7] = {}, g[7] = {};
+        const unsigned uMax = 1 + random.below(7);
+        int iJudge = sscanf(s.c_str(), "%f %f %f %f %f %f %f", g, g + 1, g + 2, g + 3, g + 4, g + 5, g + 6);
+        const unsigned uExpected = std::min(uMax, static_cast<unsigned>(std::max(iJudge, 0)));
+        ASSERT_EQ(Velk::readFloats(s.c_str(), f, uMax), uExpected);
+        std::fill(g + uExpected, g + 7, 0.0f);
+        ASSERT_EQ(memcmp(f, g, sizeof(f)), 0);
+        int64_t i[3] = {};
+        long long j[3] = {};
+        iJudge = sscanf(s.c_str(), "%lld %lld %lld", j, j + 1, j + 2);
+        ASSERT_EQ(Velk::readIntegers(s.c_str(), i, 3), static_cast<unsigned>(std::max(iJudge, 0)));
+        for (int k = 0; k < iJudge; ++k) ASSERT_EQ(i[k], std::max<int64_t>(j[k], -INT64_MAX));
+    }
+}
+
+TEST_F(TextTest, WrittenNumbersAreThoseOfPrintf) {
+    Random random(3);
+    std::string sExpected;
+    {
+        const Velk::NRaiiFile file("text", "w");
+        Velk::TextWriter writer(file.get());
+        for (uint32_t u = 0; u < 20000; ++u) {
+            const uint32_t uBits = u < 2 ? u << 31 : random.below(0xFFFFFFFFu);
+            float f;
+            memcpy(&f, &uBits, sizeof(f));
+            if (f != f) continue;
+            char sz[128];
+            snprintf(sz, sizeof(sz), "%u %f\n", uBits, static_cast<double>(f));
+            sExpected += sz;
+            writer.number(uBits).text(" ").number(f).text("\n");
+        }
+        writer.text(sExpected.c_str());
+        sExpected += sExpected;
+    }
+    EXPECT_EQ(readFile("text"), sExpected);
+}
+
+}  // namespace
