@@ -1,0 +1,93 @@
+#include "scene/Attributes.h"
+
+#include <cstring>
+
+#include "support/FileTest.h"
+
+namespace {
+
+using AttributesTest = FileTest;
+
+bool load(Attributes& attributes, const std::string& sText) {
+    writeFile("a.atr", sText);
+    return attributes.loadAttributes("a.atr");
+}
+
+// One line for every keyword, and what it sets.
+template <typename T>
+struct Keyword {
+    const char* szLine;
+    T AttributeInstance::*pField;
+    T value;
+};
+using A = AttributeInstance;
+const Keyword<float> NUMBERS[] = {
+    // clang-format off
+    {"kd 0.5", &A::fKd, 0.5f}, {"ks .25", &A::fKs, 0.25f}, {"kts 1e-1", &A::fKts, 0.1f}, {"ktd 2", &A::fKtd, 2.0f},
+    {"ka -1", &A::fKa, -1.0f}, {"kf 0.25", &A::fKf, 0.75f}, {"SelfLuminance 7", &A::fSelfLuminance, 7.0f},
+    {"Ft 3", &A::fFt, 3.0f}, {"eta 1.5", &A::fEta, 1.5f}, {"my_ks 2 on reflection", &A::fKs, 2.0f},
+    {"highlight x y\nmirror off\nshading on\non mirror\nnothing known 5\nKd 5", &A::fKd, 0.0f},
+    // clang-format on
+};
+const Keyword<int32_t> INTEGERS[] = {
+    {"gs 20.9", &A::iGs, 20}, {"gm -3", &A::iGm, -3}, {"gs 99999999999", &A::iGs, INT32_MAX}};
+const Keyword<uint32_t> SWITCHES[] = {
+    // clang-format off
+    {"SelfLumDirection Pos", &A::uFlags, 0x01}, {"OneSheet on", &A::uFlags, 0x02}, {"reflection on", &A::uFlags, 0x04},
+    {"indirect on", &A::uFlags, 0x08}, {"mirror on", &A::uFlags, 0x10}, {"shadowcast on", &A::uFlags, 0x20},
+    {"shadowfall on", &A::uFlags, 0x40}, {"shading smooth", &A::uFlags, 0x80},
+    // clang-format on
+};
+const Keyword<Velk::NMVector3f> COLOURS[] = {{"color 255 128 0", &A::v3Color, {1.0f, 128.0f / 255.0f, 0.0f}},
+                                             {"color -1 0 510", &A::v3Color, {4294967295.0f / 255.0f, 0.0f, 2.0f}}};
+
+template <typename Table>
+void checkTable(const Table& table) {
+    for (const auto& keyword : table) {
+        AttributeInstance expected{};
+        strcpy(expected.szName, "brick");
+        expected.*keyword.pField = keyword.value;
+        for (const char* szIndent : {"", " \t"}) {
+            Attributes attributes;
+            ASSERT_FALSE(load(attributes, std::string("Attr brick\n") + szIndent + keyword.szLine + "\nenddef\n"));
+            ASSERT_EQ(attributes.vAttributes.uSize, 1u);
+            EXPECT_EQ(memcmp(&attributes.vAttributes[0], &expected, sizeof(expected)), 0) << keyword.szLine;
+        }
+    }
+}
+
+TEST_F(AttributesTest, EveryKeywordSetsItsFieldAndNothingElse) {
+    checkTable(NUMBERS);
+    checkTable(INTEGERS);
+    checkTable(SWITCHES);
+    checkTable(COLOURS);
+}
+
+TEST_F(AttributesTest, MissingValuesAreReported) {
+    for (const char* sz : {"kd", "ks x", "kts", "ktd", "ka", "kf", "gs x", "gm", "SelfLuminance", "Ft", "eta",
+                           "color 1 2", "mirror eta"}) {
+        Attributes attributes;
+        EXPECT_TRUE(load(attributes, std::string("Attr a\nenddef\n\nAttr b\n") + sz + "\n")) << sz;
+        EXPECT_TRUE(contains(takeLog(), "Error occured while reading line: 5, in Attributes:")) << sz;
+        EXPECT_TRUE(!attributes.bLoaded && attributes.vAttributes.uSize == 1) << "records before the error stay";
+    }
+}
+
+TEST_F(AttributesTest, BlocksBecomeRecordsInTheirOrder) {
+    std::string sText;
+    for (char c = '0'; c <= '9'; ++c) {
+        sText +=
+            std::string("// block\n\n  Attr n") + c + " x\nkd 9\nkd " + c + "\nmirror on\nmirror off\n\nenddef\r\n";
+    }
+    Attributes attributes;
+    ASSERT_FALSE(load(attributes, sText + "New_Attr " + std::string(60, 'n') + "\nenddef\nAttr open\nkd 1\n"));
+    ASSERT_EQ(attributes.vAttributes.uSize, 11u) << "the open block is dropped";
+    for (uint32_t u = 0; u < 10; ++u) {
+        EXPECT_EQ(attributes.vAttributes[u].szName, "n" + std::to_string(u));
+        EXPECT_EQ(attributes.vAttributes[u].fKd, static_cast<float>(u)) << "the last line counts";
+        EXPECT_EQ(attributes.vAttributes[u].uFlags, AF_MIRROR) << "a switch once set stays set";
+    }
+    EXPECT_EQ(attributes.vAttributes[10].szName, std::string(39, 'n')) << "cut to its field";
+}
+
+}  // namespace

@@ -1,0 +1,96 @@
+#include "scene/Scene.h"
+#include "support/FileTest.h"
+
+namespace {
+
+// A quad of two triangles.
+const std::string VERTICES = "0 0 0\n1 0 0\n1 1 0.5\n0 1 0\n", TRIANGLES = "0 1 2\n0 2 3\n";
+const std::string QUAD = "vertices 4\n" + VERTICES + "\ntriangles 2\n" + TRIANGLES + "\n5 6\n";
+
+class GeometryFileTest : public FileTest {
+ protected:
+    static bool load(Scene& scene, const std::string& sText, const std::string& sFile = "mesh.brs") {
+        writeFile(sFile, sText);
+        return scene.loadScene(sFile.c_str());
+    }
+};
+
+TEST_F(GeometryFileTest, AllFormsOfOneMeshLoadTheSame) {
+    std::string sWindows;
+    for (const char c : QUAD) sWindows += c == '\n' ? "\r\n" : std::string(1, c);
+    for (const std::string& sText :
+         {QUAD, QUAD + "\nwhatever follows is not read\n", QUAD.substr(0, QUAD.size() - 1), sWindows,
+          "// mesh\n\n4\n\n;; x y z\n" + VERTICES + "// end\n\n\n\n2\n\n" + TRIANGLES + "\n\r\n5\nno number\n6\n",
+          std::string("vertices   +4 of them\n 0\t0 0 9\n1e0 0 0\n+1 1 .5e0\n0 0x1 -0\n\ntriangles 2\n+0 1 2 7\n0 2 "
+                      "3\n\n 5 6 x")}) {
+        SCOPED_TRACE(sText);
+        Scene scene;
+        ASSERT_FALSE(load(scene, sText));
+        ASSERT_TRUE(scene.bLoaded && scene.uVertexCount == 4 && scene.vFaces.uCount == 2);
+        EXPECT_STREQ(scene.szSceneFile, "mesh.brs");
+        EXPECT_EQ(scene.pVertices[2].v3Position.z, 0.5f);
+        EXPECT_EQ(scene.pVertices[3].v3Position.y, 1.0f);
+        for (uint32_t u = 0; u < 2; ++u) {
+            const FaceData& face = scene.vFaces[u];
+            EXPECT_TRUE(face.pA == scene.pVertices && face.pB == face.pA + 1 + u && face.pC == face.pB + 1);
+            EXPECT_EQ(face.uAttribute, 5 + u);
+        }
+    }
+    Scene scene;
+    const std::string sLong = std::string(150, 'd') + "/" + std::string(150, 'f');
+    ASSERT_FALSE(load(scene, QUAD, sLong));
+    EXPECT_EQ(scene.szSceneFile, sLong.substr(0, 254)) << "cut to its field";
+    EXPECT_FALSE(contains(takeLog(), ">>"));
+}
+
+TEST_F(GeometryFileTest, FilesThatEndEarlyGiveWhatTheyHad) {
+    const struct {
+        const char* szText;
+        uint32_t uVertices, uFaces;
+        const char* szWarning;
+    } cases[] = {
+        {"3\n1 2 3\n", 3, 0, "1 of 3 vertices, 0 of 0 triangles"},
+        {"3\n1 2 3\n\n2\n0 1 2\n", 3, 1, "1 of 3 vertices, 1 of 2 triangles"},
+        {"1\n1 2 3\n\n2\n0 0 0\n\n0 1\n", 1, 1, "1 of 1 vertices, 1 of 2 triangles"},
+        {"1\n1 2 3\n\n0\n", 1, 0, nullptr},
+        {"2\n1\n1 2\n\n1\n1\n\n0\n", 2, 1, nullptr},  // missing components are 0
+    };
+    for (const auto& c : cases) {
+        Scene scene;
+        ASSERT_FALSE(load(scene, c.szText)) << c.szText;
+        EXPECT_TRUE(scene.uVertexCount == c.uVertices && scene.vFaces.uCount == c.uFaces) << c.szText;
+        EXPECT_EQ(scene.pVertices[c.uVertices - 1].v3Position.z, c.uVertices == 1 ? 3.0f : 0.0f);
+        const std::string sLog = takeLog();
+        EXPECT_EQ(contains(sLog, "Warning"), c.szWarning != nullptr) << sLog;
+        EXPECT_TRUE(!c.szWarning || contains(sLog, c.szWarning)) << sLog;
+    }
+    for (const char* szText : {"", "// nothing\n", "0\n", "vertices 0\n\ntriangles 0\n"}) {
+        Scene scene;
+        EXPECT_TRUE(load(scene, szText));
+        EXPECT_TRUE(contains(takeLog(), "No vertices in file: mesh.brs")) << szText;
+    }
+}
+
+TEST_F(GeometryFileTest, AttributeLinesMayHaveAnyLength) {
+    std::string sText = "1\n0 0 0\n\n24\n";
+    for (int i = 0; i < 24; ++i) sText += "0 0 0\n";
+    Scene scene;
+    ASSERT_FALSE(load(scene, sText + "\n0 1 2 3 4 5 6 7 8 9\n10 11 12 13 14 15 16 17 18 19 999\n20 21 22 23\n"));
+    for (uint32_t u = 0; u < 24; ++u) EXPECT_EQ(scene.vFaces[u].uAttribute, u);
+}
+
+TEST_F(GeometryFileTest, BoundsHaveAMarginAndFillTheDomain) {
+    Scene scene;
+    ASSERT_FALSE(load(scene, "3\n1 2 0\n5 2 0\n1 4 0\n\n1\n0 1 2\n\n0\n"));
+    scene.findMinMax();
+    EXPECT_FLOAT_EQ(scene.boxScene.v3Max.z - scene.boxScene.v3Min.z, 0.2f);
+    EXPECT_FLOAT_EQ(scene.v3Center.x, 3.0f);
+    EXPECT_FLOAT_EQ(scene.fDiagonal, sqrtf(4.2f * 4.2f + 2.2f * 2.2f + 0.2f * 0.2f));
+    scene.fixDomain();
+    EXPECT_FLOAT_EQ(scene.boxScene.v3Max.x - scene.boxScene.v3Min.x, 10000.0f);
+    EXPECT_FLOAT_EQ(scene.fDomainFactor, 10000.0f / 4.2f);
+    EXPECT_FLOAT_EQ(scene.pVertices[1].v3Position.x, 5.0f * scene.fDomainFactor);
+    EXPECT_NEAR(scene.v3Center.y, (scene.boxScene.v3Min.y + scene.boxScene.v3Max.y) / 2.0f, 0.01f);
+}
+
+}  // namespace

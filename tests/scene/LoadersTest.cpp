@@ -1,0 +1,113 @@
+#include "scene/Attributes.h"
+#include "scene/Camera.h"
+#include "scene/Lights.h"
+#include "scene/Scene.h"
+#include "scene/SceneDesc.h"
+#include "support/FileTest.h"
+
+// What the loaders have in common: a refused text is reported with the line of the file.
+
+namespace {
+
+using LoadersTest = FileTest;
+
+// Loads a file and checks that nothing of a failure stays.
+using Loader = bool (*)(const char*);
+bool mesh(const char* szFile) {
+    Scene scene;
+    const bool bFailed = scene.loadScene(szFile);
+    EXPECT_EQ(bFailed, !scene.bLoaded && !scene.pVertices && !scene.uVertexCount && !scene.vFaces.uCount);
+    return bFailed;
+}
+template <typename T, bool (T::*pfnLoad)(const char*)>
+bool load(const char* szFile) {
+    T object;
+    const bool bFailed = (object.*pfnLoad)(szFile);
+    EXPECT_EQ(bFailed, !object.bLoaded);
+    return bFailed;
+}
+const Loader camera = load<Camera, &Camera::loadCamera>, lights = load<Lights, &Lights::loadLights>;
+const Loader materials = load<Attributes, &Attributes::loadAttributes>;
+
+TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
+    const std::string sMesh = "3\n0 0 0\n1 0 0\n0 1 0\n\n",
+                      sCamera = "Camera c\nviewpoint 1 2 3\nscreen\n1 2 3\n1 2 3\n";
+    const struct {
+        Loader pfnLoad;
+        std::string sText;
+        unsigned uLine;
+    } cases[] = {
+        // clang-format off
+        {mesh, "vertices\n", 1}, {mesh, "\n// count\nmany\n", 3}, {mesh, "-1\n", 1}, {mesh, "4294967295\n0 0 0\n", 1},
+        {mesh, "99999999999999999999\n", 1}, {mesh, "2000000000\n0 0 0\n", 1}, {mesh, "3\n0 0 0\n1 0 0\nabc\n", 4},
+        {mesh, "3\n0 0 0\n \n", 3}, {mesh, "3\n0 0 0\n1 nan 0\n", 3}, {mesh, "3\n0 0 0\n1 0 -inf\n", 3},
+        {mesh, "3\n0 0 1e39\n", 2}, {mesh, "2\n0 0 0\n1 0 0\n0 1 0\n", 4}, {mesh, sMesh + "triangles -1\n", 6},
+        {mesh, sMesh + "triangles 4000000000\n", 6}, {mesh, sMesh + "1\nx\n", 7}, {mesh, sMesh + "1\n0 1 3\n", 7},
+        {mesh, sMesh + "1\n0 -1 2\n", 7}, {mesh, sMesh + "1\n0 1 4294967296\n", 7},
+        {mesh, sMesh + "1\n0 1 2\n0 1 2\n", 8}, {mesh, sMesh + "1\n0 1 2\n\n0\n0\n", 10},
+        {mesh, sMesh + "1\n0 1 2\n\n0 0\n", 9}, {mesh, sMesh + "1\n0 1 2\n\n4294967296\n", 9}, {camera, "Camera\n", 1},
+        {camera, "Kamera front\n", 1}, {camera, "Camera c\n// eye\n\nviewpoint 1 2\n", 4},
+        {camera, "Camera c\nview 1 2 3\n", 2}, {camera, "Camera c\nviewpoint 1 2 3\n \n", 3},
+        {camera, sCamera + "1 2 x\n", 6}, {camera, sCamera + "1 2 3\nresolution 3\n", 7},
+        {camera, sCamera + "1 2 3\nsize 3 4\n", 7}, {materials, "Attr\n", 1}, {materials, "\nMaterial x\n", 2},
+        {materials, "Attr a\nenddef\nkd 1\n", 3}, {lights, "none\n", 1}, {lights, "// n\n-1\n", 2},
+        {lights, "4294967295\n", 1}, {lights, "2000000000\n1 2 3 4 5 6 7\n", 1},
+        {lights, "2\n1 2 3 4 5 6 7\n1 2 3 4 5 6\n", 3},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        writeFile("file", c.sText);
+        EXPECT_TRUE(c.pfnLoad("file")) << c.sText;
+        const std::string sLog = takeLog(), sLine = std::to_string(c.uLine);
+        const bool bNumbered = c.pfnLoad == camera || c.pfnLoad == materials;
+        EXPECT_TRUE(
+            contains(sLog, bNumbered ? "Error occured while reading line: " + sLine + ", in " : ">> Invalid file\n"))
+            << sLog << c.sText;
+        EXPECT_TRUE(bNumbered || contains(sLog, ", file line: " + sLine + "\n")) << sLog << c.sText;
+    }
+    for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials}) {
+        EXPECT_TRUE(pfnLoad("missing.txt"));
+        EXPECT_TRUE(contains(takeLog(), "Failed to open file: missing.txt"));
+    }
+}
+
+TEST_F(LoadersTest, LightsAreReadAsFarAsAnnounced) {
+    Lights few;
+    writeFile("file", "// lights\n\n 2 of them\n1 2 3 100 0 0 5\n\n;; next\n-1 0 +.5 1e2 3 0 4 rest\nnot examined\n");
+    ASSERT_FALSE(few.loadLights("file"));
+    ASSERT_EQ(few.uCount, 2u);
+    few.applyDomainFactor(10.0f);
+    const Light& first = few.pLights[0];
+    EXPECT_TRUE(first.v3Position.x == 10 && first.v3Position.z == 30 && first.fFlux == 100 && first.v3Direction.z == 1);
+    EXPECT_FLOAT_EQ(few.pLights[1].v3Direction.x, 0.6f);
+    for (const auto& [szText, uCount] :
+         {std::pair{"", 0u}, {"0\nx\n", 0u}, {"3\n1 2 3 4 0 1 0\n", 1u}, {"1000\n", 0u}}) {
+        few.releaseLights();
+        writeFile("file", szText);
+        ASSERT_FALSE(few.loadLights("file"));
+        EXPECT_EQ(few.uCount, uCount) << szText;
+        EXPECT_EQ(contains(takeLog(), "Warning"), *szText && *szText != '0') << szText;
+    }
+}
+
+TEST_F(LoadersTest, FourLinesOfADescriptionNameTheFiles) {
+    SceneDesc desc;
+    for (const char* szText : {"a b.brs\nc.cam\nd.atr\ne.lgt", "a b.brs\r\nc.cam\r\nd.atr\r\ne.lgt\r\nmore\r\n"}) {
+        writeFile("file", szText);
+        desc = SceneDesc{};
+        ASSERT_FALSE(desc.loadDescription("file"));
+        EXPECT_EQ(std::string(desc.szSceneFile) + desc.szCameraFile + desc.szAttributesFile + desc.szLightsFile,
+                  "a b.brsc.camd.atre.lgt");
+    }
+    writeFile("file", std::string(255, 'p') + "rest\n\n");
+    ASSERT_FALSE(desc.loadDescription("file"));
+    EXPECT_EQ(desc.szSceneFile, std::string(255, 'p'));
+    EXPECT_STREQ(desc.szCameraFile, "rest") << "what is too long goes on as the next line";
+    EXPECT_STREQ(desc.szLightsFile, "e.lgt") << "a missing line leaves its field alone";
+    for (const size_t uLength : {size_t{255}, size_t{256}}) {
+        EXPECT_TRUE(desc.loadDescription(std::string(uLength, 'p').c_str()));
+        EXPECT_TRUE(contains(takeLog(), uLength < 256 ? "Failed to open file: pp" : ">> Invalid string: 'szFile'\n"));
+    }
+}
+
+}  // namespace
