@@ -1,0 +1,173 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "accel/KDTree.h"
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+namespace {
+
+using Velk::NMVector3f;
+
+const std::string OK = "Loading kdtree from file... OK\n", BUILDING = "Building kdtree...\n";
+const std::string FAILED = "Loading kdtree from file... FAILED\n" + BUILDING;
+const std::string RESET = "Loading kdtree from file... RESET\n" + BUILDING;
+
+class KDTreeCacheTest : public FileTest {
+ protected:
+    void makeScene(uint32_t uFaces) {
+        Random random(3);
+        loadMesh(scene, makeSoup(random, uFaces, 3.0f));
+    }
+
+    // What buildTree prints.
+    std::string build(bool bReset = false) {
+        tree.release();
+        testing::internal::CaptureStdout();
+        EXPECT_FALSE(tree.buildTree(&scene, bReset));
+        return testing::internal::GetCapturedStdout();
+    }
+
+    std::string build(const std::string& sFile) {
+        writeFile("kdtree.tmp", sFile);
+        return build();
+    }
+
+    // The answers to a bundle of rays, each of which must end, whatever the tree looks like.
+    std::string trace() {
+        Random random(7);
+        std::string sHits;
+        for (int i = 0; i < 200; ++i) {
+            const NMVector3f v3Origin = random.vector(20000.0f), v3Dir = random.inside(scene.boxScene) - v3Origin;
+            RayTestOutput hit{};
+            const FaceData* pFace = tree.findNearestFace(v3Origin, v3Dir, 9.0f, &hit);
+            sHits += std::to_string(pFace ? pFace - scene.vFaces.pData : -1);
+            sHits += tree.findObstacle(v3Origin, v3Dir, 0.9f) ? "+" : "-";
+        }
+        return sHits;
+    }
+
+    Scene scene;
+    KDTree tree;
+};
+
+TEST_F(KDTreeCacheTest, AReloadedTreeGivesTheSameAnswersAndFile) {
+    makeScene(300);
+    EXPECT_EQ(build(), FAILED);
+    const std::string sHits = trace(), sFile = readFile("kdtree.tmp");
+    EXPECT_EQ(build(), OK);
+    EXPECT_EQ(trace(), sHits);
+    Velk::NDataVector<KDTreeNode> nodes;
+    tree.vFacesList.Release();
+    ASSERT_TRUE(tree.loadTree("kdtree.tmp", &nodes));
+    EXPECT_EQ(tree.saveTree("copy.tmp", nodes), 0);
+    nodes.Release();
+    EXPECT_EQ(readFile("copy.tmp"), sFile);
+    for (const char* szLine : {"SceneFile other.brs", "SceneFile mesh.brs ", "sceneFile mesh.brs", "SceneFile mesh"}) {
+        EXPECT_EQ(build(szLine + sFile.substr(sFile.find('\n'))), FAILED) << szLine;
+        EXPECT_EQ(readFile("kdtree.tmp"), sFile) << "built and saved anew";
+    }
+    EXPECT_EQ(build(true), RESET);
+    EXPECT_EQ(readFile("kdtree.tmp"), sFile);
+    EXPECT_EQ(list(), (std::vector<std::string>{"copy.tmp", "kdtree.tmp", "mesh.brs"}));
+}
+
+TEST_F(KDTreeCacheTest, TheLastFaceOfAListWinsATie) {
+    Mesh mesh;
+    for (int i = 0; i < 2; ++i) mesh.addQuad({0, 0, 0}, {4, 0, 0}, {0, 4, 0});  // faces 0 and 2 coincide
+    loadMesh(scene, mesh);
+    const NMVector3f v3Origin = scene.pVertices[0].v3Position + NMVector3f{2000, 1000, -500};
+    for (const auto& [szList, iFace] :
+         {std::pair{"0 1\n1 2\n2 3\n3 4294967295\n", 2}, {"2 1\n3 2\n0 3\n1 4294967295\n", 0}}) {
+        RayTestOutput hit;
+        EXPECT_EQ(build(std::string("SceneFile mesh.brs\nKDNodes 1\n4294967294 0\n\nObjectList 4\n") + szList), OK);
+        EXPECT_EQ(tree.findNearestFace(v3Origin, {0, 0, 1}, 1e5f, &hit), &scene.vFaces[static_cast<uint32_t>(iFace)]);
+    }
+}
+
+TEST_F(KDTreeCacheTest, BrokenFilesAreRefusedOrHarmless) {
+    makeScene(12);
+    build();
+    const std::string sGood = readFile("kdtree.tmp");
+    const auto isTaken = [&](const std::string& sBad) {
+        const std::string sOutput = build(sBad);
+        trace();
+        EXPECT_TRUE(sOutput == OK || (sOutput == FAILED && readFile("kdtree.tmp") == sGood)) << sOutput << sBad;
+        return sOutput == OK;
+    };
+    for (size_t u = 0; u < sGood.size(); ++u) EXPECT_FALSE(isTaken(sGood.substr(0, u))) << "cut at byte " << u;
+    unsigned uTaken = 0, uRefused = 0;
+    for (size_t uEnd = sGood.find('\n'), u; (u = sGood.find_first_of("-0123456789", uEnd)) != std::string::npos;) {
+        uEnd = sGood.find_first_not_of("-.0123456789", u);
+        const unsigned long ulOld = strtoul(sGood.c_str() + u, nullptr, 10);
+        for (const std::string sNew : {"-1", "3", "4294967295", "99999999999", "1e30", "nan", "next", "previous"}) {
+            const std::string sNumber = std::to_string(sNew == "next" ? ulOld + 1 : ulOld - 8);
+            std::string sBad = sGood;
+            ++(isTaken(sBad.replace(u, uEnd - u, sNew < "next" ? sNew : sNumber)) ? uTaken : uRefused);
+        }
+    }
+    EXPECT_GT(std::min(uTaken, uRefused), 100u);
+}
+
+// Each breaks one rule that no single number shows.
+TEST_F(KDTreeCacheTest, FilesThatBreakARuleOfATreeAreRefused) {
+    makeScene(3);
+    const auto interior = [](uint32_t uChild) { return std::to_string(~uChild << 3) + " 1.0\n"; };
+    const auto leaf = [](uint32_t uEntry) { return std::to_string((~uEntry << 3) | 6u) + " 0\n"; };
+    const std::string sEmpty = "6 0\n", sTwo = "2\n0 4294967295\n1 4294967295\n";
+    std::string sDeep = interior(1);  // a chain of 21 interior nodes, each the low child of the one before
+    for (uint32_t u = 1; u < 21; ++u) sDeep += interior(2 * u + 1) + sEmpty;
+    const struct {
+        std::string sNodes, sList;
+        bool bGood;
+        const char* szWhat;
+    } cases[] = {
+        {"3\n" + interior(1) + leaf(0) + leaf(1), sTwo, true, "a small tree"},
+        {"0\n", sTwo, false, "no nodes"},
+        {"2\n" + interior(1) + leaf(0), sTwo, false, "a child beyond the end"},
+        {"3\n" + interior(0) + leaf(0) + leaf(1), sTwo, false, "a node that is its own child"},
+        {"5\n" + interior(1) + interior(3) + interior(3) + leaf(0) + leaf(1), sTwo, false, "children of two parents"},
+        {"5\n" + interior(3) + sEmpty + sEmpty + leaf(0) + leaf(1), sTwo, false, "nodes without a parent"},
+        {"43\n" + sDeep + sEmpty + sEmpty, sTwo, true, "the deepest tree"},
+        {"45\n" + sDeep + interior(43) + sEmpty + sEmpty + sEmpty, sTwo, false, "a tree that is too deep"},
+        {"3\n" + interior(1) + leaf(0) + leaf(2), sTwo, false, "a list that starts beyond the pool"},
+        {"3\n" + interior(1) + leaf(0) + leaf(0), sTwo, false, "a list in two leaves"},
+        {"1\n" + leaf(0), "2\n0 1\n1 0\n", false, "a list in a circle"},
+        {"1\n" + leaf(0), "2\n0 2\n1 4294967295\n", false, "a list that runs out of the pool"},
+        {"1\n" + leaf(0), "1\n3 4294967295\n", false, "a face that is not there"},
+        {"1\n7 0\n", sTwo, false, "an axis that is none"},
+        {"1000000000\n" + leaf(0), sTwo, false, "far more nodes announced than there are"},
+        {"1\n" + leaf(0), "536870910\n0 4294967295\n", false, "far more entries announced than there are"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(build("SceneFile mesh.brs\nKDNodes " + c.sNodes + "\nObjectList " + c.sList), c.bGood ? OK : FAILED)
+            << c.szWhat;
+        trace();
+    }
+}
+
+TEST_F(KDTreeCacheTest, ANewerMeshIsWarnedOf) {
+    makeScene(20);
+    build();
+    takeLog();
+    EXPECT_EQ(build(), OK);
+    EXPECT_EQ(takeLog(), "");
+    std::filesystem::last_write_time("mesh.brs",
+                                     std::filesystem::last_write_time("kdtree.tmp") + std::chrono::seconds(1));
+    EXPECT_EQ(build(), OK);
+    const std::string sLog = takeLog();
+    EXPECT_TRUE(contains(sLog, "mesh.brs") && contains(sLog, "kdtree.tmp") && contains(sLog, "--resetcache")) << sLog;
+}
+
+TEST_F(KDTreeCacheTest, ATreeIsBuiltEvenIfItCannotBeSavedOrFound) {
+    makeScene(20);
+    ASSERT_EQ(mkdir("kdtree.tmp", 0777), 0);
+    EXPECT_EQ(build(), FAILED);
+    EXPECT_TRUE(contains(takeLog(), "Failed to open file: kdtree.tmp"));
+    EXPECT_TRUE(contains(trace(), "+"));
+    std::filesystem::remove("kdtree.tmp");
+    strcpy(scene.szSceneFile, "my mesh.brs");
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(build(), FAILED) << "a path with white space never matches";
+}
+
+}  // namespace
