@@ -1,0 +1,38 @@
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+using KnownBytesTest = FileTest;
+
+// What an independent program writes for the same scenes. Every build must write these bytes: 32 and 64 bits, any
+// compiler, with and without optimisation.
+TEST_F(KnownBytesTest, ImagesAndCachesAreTheSameEverywhere) {
+    Random random(11);
+    const Mesh soup = makeSoup(random, 250, 5.0f), planes = makePlanes(random, 120);
+    Mesh hard = makeSlivers(random, 150);
+    hard.addSphere({0, 0, 0}, 6.0f, 2, 3);
+    const struct {
+        const char* szName;
+        const Mesh mesh;
+        uint64_t uImage, uTree;
+    } cases[] = {{"soup", soup, 10551786435860012169u, 5371272202505712542u},
+                 {"planes", planes, 6470168140748049158u, 4726913582870683371u},
+                 {"hard", hard, 13055404543418885777u, 10336054547392852219u},
+                 {"showcase", makeShowcase(), 11420774997560287606u, 1420309565062153177u}};
+    for (const auto& c : cases) {
+        makeScene(c.mesh, 96, 72).write(c.szName);
+        RayTracer rayTracer;
+        rayTracer.parameters.uTexturedAttribute = 1;
+        rayTracer.parameters.bDirt = true;
+        testing::internal::CaptureStdout();
+        const bool bFailed = rayTracer.load((std::string("Scenes/scene_descs/") + c.szName + ".txt").c_str(), false) ||
+                             rayTracer.preprocessScene() || rayTracer.run();
+        testing::internal::GetCapturedStdout();
+        ASSERT_FALSE(bFailed);
+        EXPECT_EQ(hashOf(readFile("out_tex.bmp")), c.uImage) << c.szName;
+        EXPECT_EQ(hashOf(readFile("kdtree.tmp")), c.uTree) << c.szName;
+    }
+}
+
+}  // namespace

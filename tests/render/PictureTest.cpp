@@ -1,0 +1,105 @@
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+using Velk::NMVector3f;
+
+class PictureTest : public FileTest {
+ protected:
+    PictureTest() { testing::internal::CaptureStdout(); }
+    ~PictureTest() override { testing::internal::GetCapturedStdout(); }
+
+    static void prepare(RayTracer& rayTracer, const SceneText& text, bool bReset = true) {
+        text.write("test");
+        rayTracer.parameters.bResetCache = bReset;
+        ASSERT_FALSE(rayTracer.load("Scenes/scene_descs/test.txt", false));
+        ASSERT_FALSE(rayTracer.preprocessScene());
+    }
+};
+
+Mesh makeSeen(const char* szKind) {
+    Random random(5);
+    return *szKind == 's' ? makeSoup(random, 300, 4.0f) : makeShowcase();
+}
+
+// The judge's tree is one leaf with all faces in their order: every ray is tested against every face.
+TEST_F(PictureTest, IsTheOneOfASearchOverAllFaces) {
+    for (const char* szKind : {"soup", "showcase"}) {
+        const Mesh mesh = makeSeen(szKind);
+        const SceneText text = makeScene(mesh, 80, 60);
+        std::string sPictures[2], sTree = "SceneFile Scenes/test/test.brs\nKDNodes 1\n4294967294 0\n\nObjectList ";
+        sTree += std::to_string(mesh.vTriangles.size()) + "\n";
+        for (size_t u = 0; u < mesh.vTriangles.size(); ++u) {
+            sTree += std::to_string(u) + " " + (u + 1 < mesh.vTriangles.size() ? std::to_string(u + 1) : "4294967295") +
+                     "\n";
+        }
+        for (const int i : {0, 1}) {
+            RayTracer rayTracer;
+            rayTracer.parameters.uTexturedAttribute = 1;
+            rayTracer.parameters.bDirt = true;
+            if (i) writeFile("kdtree.tmp", sTree);
+            prepare(rayTracer, text, !i);
+            EXPECT_EQ(rayTracer.kdTree.vNodes.uCount == 1, i == 1);
+            sPictures[i] = renderPacks(rayTracer, 16);
+        }
+        EXPECT_EQ(sPictures[0], sPictures[1]) << szKind;
+    }
+}
+
+TEST_F(PictureTest, QueriesAgreeWithTheBruteForceOnes) {
+    for (const char* szKind : {"soup", "showcase"}) {
+        RayTracer rayTracer;
+        prepare(rayTracer, makeScene(makeSeen(szKind), 40, 30));
+        Random random(1);
+        for (int i = 0; i < 5000; ++i) {
+            const NMVector3f v3Dir = normalize(random.inside(rayTracer.scene.boxScene) - rayTracer.v3Eye);
+            RayTestOutput hit{}, judge{};
+            const FaceData* pFace =
+                rayTracer.kdTree.findNearestFace(rayTracer.v3Eye, v3Dir, rayTracer.fMaxDistance, &hit);
+            ASSERT_EQ(rayTracer.dummyFindTriangle(rayTracer.v3Eye, v3Dir, &judge), pFace) << szKind << i;
+            if (!pFace) continue;
+            ASSERT_EQ(hit.fT, judge.fT);
+            const NMVector3f L = normalize(random.vector(1.0f)), P = hit.v3Hit + L;
+            const float fDistance = random.between(0, 9000);
+            ASSERT_EQ(rayTracer.kdTree.findObstacle(P, L, fDistance),
+                      rayTracer.dummyFindObstacle(P, L, nullptr, fDistance));
+            ASSERT_EQ(rayTracer.dummyFindObstacle(rayTracer.v3Eye, v3Dir, pFace, hit.fT), false)
+                << "the face is excluded";
+        }
+    }
+}
+
+TEST_F(PictureTest, PacksOfAnySizeMakeTheImageOfRun) {
+    RayTracer rayTracer;
+    prepare(rayTracer, makeScene(makeShowcase(), 37, 23));
+    ASSERT_FALSE(rayTracer.run());
+    const std::string sImage(reinterpret_cast<const char*>(rayTracer.image.pData), rayTracer.image.uSize);
+    Velk::NBitmap saved;
+    ASSERT_FALSE(saved.loadFromFile("out_tex.bmp"));
+    EXPECT_EQ(sImage, std::string(reinterpret_cast<const char*>(saved.pData), saved.uSize));
+    for (const unsigned uPackSize : {1u, 7u, 23u, 37u, 1000u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(renderPacks(rayTracer, std::min(uPackSize, 100u)), sImage) << uPackSize;
+        rayTracer.parameters.uPackSize = uPackSize;
+        rayTracer.calculatePack(37, 0, nullptr);  // packs outside the image are empty
+        rayTracer.calculatePack(0xFFFFFFFFu, 23, nullptr);
+        ASSERT_FALSE(rayTracer.run());
+        EXPECT_EQ(memcmp(rayTracer.image.pData, sImage.data(), sImage.size()), 0) << uPackSize;
+    }
+    rayTracer.release();
+    EXPECT_TRUE(!rayTracer.image.pData && !rayTracer.scene.bLoaded && !rayTracer.kdTree.pRoot);
+}
+
+TEST_F(PictureTest, TheServerNeedsOnlyDescriptionAndCamera) {
+    writeFile("d.txt", "missing.brs\nc.cam\nmissing.atr\nmissing.lgt\n");
+    writeFile("c.cam", makeScene({}, 37, 23).sCamera);
+    RayTracer rayTracer;
+    ASSERT_FALSE(rayTracer.load("d.txt", true));
+    EXPECT_TRUE(rayTracer.parameters.uWidth == 37 && rayTracer.bDescOnly);
+    EXPECT_TRUE(rayTracer.load("d.txt", false));
+    EXPECT_TRUE(contains(takeLog(), "Failed to open file: missing.brs"));
+    EXPECT_TRUE(rayTracer.load(std::string(256, 'p').c_str(), false));
+    EXPECT_TRUE(contains(takeLog(), "Invalid string: 'szSceneDescFile' or 'parameters.szDescFile'\n"));
+}
+
+}  // namespace
