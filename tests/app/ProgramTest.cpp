@@ -1,0 +1,165 @@
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+const std::string USAGE =
+    // clang-format off
+    "RayTracer.exe <commands> [file]\n\n[file] - scene name (without .txt), see Scenes/scene_descs/ dir\n\nCommand list:\n"
+    "'--camera'\t\tCustom camera\n\t\t\t<position x y z> <look x y z>\n'--texattr'\t\tSet textured attribute:\n\t\t\t<index>\n"
+    "'--resetcache'\t\tReset space subdivision cache\n"
+    "'--brick'\t\tSet brick parameters:\n\t\t\t<width: 600> <height: 125> <mortar_width: 20>\n"
+    "'--out'\t\t\tSet output filename:\n\t\t\t<filename: out_tex.bmp>\n"
+    "'--resolution'\t\tSet output resolution:\n\t\t\t<width> <height>\n"
+    "'--angle'\t\tSet angle coefficient:\n\t\t\t<angle coeff: 0.125>\n"
+    "'--dirt'\t\tSet dirt on\n'--packsize'\t\tSet pack size\n'--help'\t\tDisplays this help\n"
+    "'--client'\t\tSelect client mode (no need for [file]):\n\t\t\t<IP> <port>\n"
+    "'--server'\t\tSelect server mode:\n\t\t\t<port> <max connections>\n\nExample:\n\tRayTracer --texattr 7 room_vn\n\n";
+// clang-format on
+
+// Runs the program as a user would, with a scene called "test" of 24 x 18 pixels at hand.
+class ProgramTest : public FileTest {
+ protected:
+    ProgramTest() {
+        SceneText text = makeScene(makeShowcase(), 24, 18);
+        text.write("test");
+    }
+
+    // Exit status; the output is in sOutput.
+    int run(const std::string& sArguments) {
+        const int iStatus = system((RT_PROGRAM " " + sArguments + " >out.txt 2>&1").c_str());
+        sOutput = readFile("out.txt");
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+    }
+
+    // True when the program printed the usage text last and left with 0.
+    bool isRefused(const std::string& sArguments) {
+        return run(sArguments) == 0 && sOutput.size() >= USAGE.size() &&
+               sOutput.substr(sOutput.size() - USAGE.size()) == USAGE;
+    }
+
+    std::string sOutput;
+};
+
+TEST_F(ProgramTest, RefusedCommandLinesPrintTheUsageText) {
+    for (const std::string& s : {
+             // clang-format off
+             ""s, "--help"s, "--help test"s, "test --helpme --out"s, "-x"s, "test -1"s, "--camera 1 2 3 4 5"s, "--texattr"s,
+             "test --texattr x"s, "--texattr 99999999999 test"s, "--brick 1 2"s, "--brick 1 x 3 test"s, "--out"s,
+             "--resolution 5"s, "--resolution 5 x test"s, "--resolution 0 5 test"s, "--resolution 5 0 test"s, "--angle"s,
+             "--angle x test"s, "--packsize x test"s, "--packsize 0 test"s, "--client 127.0.0.1"s, "--server 5000"s,
+             "--server 5000 4"s, "--server 5000 0 test"s, "--server 5000 -1 test"s, std::string(233, 's'),
+             "--out " + std::string(256, 'o') + " test",
+             // clang-format on
+         }) {
+        EXPECT_TRUE(isRefused(s)) << s << "\n" << sOutput;
+        const bool bLong = s.size() > 200;
+        EXPECT_EQ(contains(sOutput, ">> "), bLong) << s;
+        EXPECT_TRUE(!bLong || contains(readFile("RayTracer.log"),
+                                       s[0] == '-' ? ">> Invalid string: 'szFile'\n" : ">> Invalid scene\n"));
+        EXPECT_EQ(readFile("kdtree.tmp") + readFile("out_tex.bmp"), "") << "nothing is rendered";
+    }
+}
+
+TEST_F(ProgramTest, LocalModeReportsWhatItDoes) {
+    for (const std::string sCache : {"FAILED\nBuilding kdtree...", "OK", "RESET\nBuilding kdtree..."}) {
+        EXPECT_EQ(run("--packsize 10 test" + std::string(sCache[0] == 'R' ? " --resetcache" : "")), 1);
+        const size_t uTime = sOutput.find("Time: ");
+        ASSERT_NE(uTime, std::string::npos) << sOutput;
+        EXPECT_EQ(sOutput.substr(sOutput.find('\n') + 1, uTime - sOutput.find('\n') - 1),
+                  "Scene loaded...OK\nCamera loaded...OK\nAttributes loaded...OK\nLights loaded...OK\n"
+                  "Loading kdtree from file... " +
+                      sCache + "\nPreprocess done\nwidth: 24, height: 18\n0\n10\n");
+        EXPECT_TRUE(contains(sOutput.substr(0, sOutput.find('\n')), " ] RayTracer.log")) << sOutput;
+        const std::string sTime = sOutput.substr(uTime, sOutput.find('\n', uTime) + 1 - uTime),
+                          sLog = readFile("RayTracer.log");
+        EXPECT_TRUE(contains(sLog, " ] " + sTime) && contains(sOutput.substr(uTime + 1), " ] " + sTime))
+            << sLog << sOutput;
+        EXPECT_EQ(readFile("out_tex.bmp").size(), 54u + 24 * 3 * 18);
+    }
+}
+
+TEST_F(ProgramTest, EveryOptionChangesThePictureItShould) {
+    const auto picture = [&](const std::string& sArguments) {
+        EXPECT_EQ(run(sArguments), 1) << sOutput;
+        return readFile("out_tex.bmp");
+    };
+    const std::string sPlain = picture("test"), sBricks = picture("test --texattr 1"),
+                      sDirt = picture("--dirt --texattr 1x test");
+    const std::string sBack = picture("--camera 0 0 12 0 0 -1 test");
+    std::vector<std::string> vAll = {sPlain,
+                                     sBricks,
+                                     sDirt,
+                                     sBack,
+                                     picture("--texattr 1 --brick 900 200 50 test"),
+                                     picture("--texattr 1 --angle 2 test"),
+                                     picture("--resolution 30 18 test")};
+    for (size_t u = 0; u < vAll.size(); ++u) {
+        for (size_t v = 0; v < u; ++v) EXPECT_NE(vAll[u], vAll[v]) << u << " " << v;
+    }
+    const std::pair<const char*, const std::string&> same[] = {
+        {"other test", sPlain},  // the last name counts
+        {"test --texattr 4294967295", sPlain},
+        {"--dirt test --brick 1 2 3 --angle -4", sPlain},  // nothing is textured
+        {"--camera 1 2 x 4 5 6 test", sPlain},             // a camera that does not read is none
+        {"--texattr 0 --texattr 1 test", sBricks},
+        {"--brick 600.0 1.25e2 20 --angle .125 --texattr 1 test", sBricks},
+        {"--packsize 16x test", sPlain},
+        {"--packsize 4294967295 --resetcache test", sPlain},
+        {"--dirty --texattribute 1 test", sDirt},  // a name is a prefix of its argument
+    };
+    for (const auto& [szArguments, sPicture] : same) EXPECT_TRUE(picture(szArguments) == sPicture) << szArguments;
+    EXPECT_EQ(run("--out other.bmp test"), 1);
+    EXPECT_EQ(readFile("other.bmp"), sPlain);
+}
+
+TEST_F(ProgramTest, LongestNamesAreTaken) {
+    const std::string sName(232, 'n'), sImage(255, 'o');
+    writeFile("Scenes/scene_descs/" + sName + ".txt", readFile("Scenes/scene_descs/test.txt"));
+    EXPECT_EQ(run("--out " + sImage + " " + sName), 1);
+    EXPECT_TRUE(contains(readFile(sImage), "BM")) << sOutput;
+}
+
+TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
+    ASSERT_EQ(mkdir("kdtree.tmp", 0777), 0);
+    const struct {
+        const char *szArguments, *szReport;
+    } cases[] = {{"nowhere", "Failed to open file: Scenes/scene_descs/nowhere.txt"},
+                 {"--resolution 100000 100000 test", "Image too large: 100000 x 100000 pixels\n"},
+                 {"--out missing/x.bmp test", "Failed to open file: missing/x.bmp"},
+                 {"--out /dev/full test", "No image was written: /dev/full\n"},
+                 {"--out Scenes test", "Failed to open file: Scenes"}};
+    const std::vector<std::string> vNames = {"RayTracer.log", "Scenes", "kdtree.tmp", "out.txt"};
+    for (const auto& c : cases) {
+        EXPECT_EQ(run(c.szArguments), 1);
+        EXPECT_TRUE(contains(readFile("RayTracer.log"), c.szReport) && contains(sOutput, c.szReport))
+            << c.szArguments << "\n"
+            << sOutput;
+        EXPECT_EQ(list(), vNames) << c.szArguments;
+    }
+    EXPECT_EQ(run("test"), 1);
+    EXPECT_TRUE(contains(sOutput, "Failed to open file: kdtree.tmp") && contains(sOutput, "Time: "))
+        << "the render goes on";
+    EXPECT_TRUE(contains(readFile("out_tex.bmp"), "BM"));
+    writeFile("Scenes/scene_descs/test.txt", "Scenes/test/test.brs\nScenes/test/test.cam\nScenes/test/test.atr\n");
+    EXPECT_EQ(run("test"), 1);
+    EXPECT_TRUE(contains(sOutput, "Failed to open file: ")) << "no lights file";
+}
+
+TEST_F(ProgramTest, RunsSilentlyWithoutALog) {
+    ASSERT_EQ(mkdir("RayTracer.log", 0777), 0);
+    EXPECT_EQ(run("nowhere"), 1);
+    EXPECT_EQ(sOutput, "");
+    EXPECT_EQ(run("test"), 1);
+    EXPECT_EQ(sOutput.substr(0, 17), "Scene loaded...OK");
+    EXPECT_TRUE(contains(readFile("out_tex.bmp"), "BM"));
+}
+
+}  // namespace
