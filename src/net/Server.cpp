@@ -1,0 +1,181 @@
+#include "net/Server.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "base/NLogger.h"
+#include "net/ParkedClients.h"
+#include "net/Protocol.h"
+
+using Velk::NLogger;
+
+namespace {
+
+constexpr ParametersPacket serverFilename{{PACKET_SERVER_PARAMETERS, 12}, sizeof(RaytracerParameters)};
+constexpr TaskPacket packetTask{{PACKET_SERVER_TASK, 32}, 0, 0, 0, 0, 0, 0};
+constexpr PacketHeader packetDone{PACKET_SERVER_DONE, 8};
+
+constexpr int ACCEPT_PAUSE = 100;  // milliseconds between two connections
+
+}  // namespace
+
+void RSIServer::init(const RaytracerParameters& parameters, SocketClient& client) {
+    pParameters = &parameters;
+    pClient = &client;
+    uState = PACKET_CLIENT_READY;
+}
+
+bool RSIServer::run(Task& task) {
+    uState = PACKET_CLIENT_READY;
+    while (!task.bDone) {
+        if (getResponse()) return true;
+        switch (uState) {
+            case PACKET_CLIENT_REQUEST:
+                clientRequest();
+                break;
+            case PACKET_CLIENT_READY:
+                clientTask(task);
+                break;
+            case PACKET_CLIENT_RESULT:
+                if (clientResult(task)) return true;
+                break;
+            case PACKET_CLIENT_DONE:
+                return true;
+            default:
+                break;  // a valid header without a meaning for the server
+        }
+    }
+    return false;
+}
+
+bool RSIServer::getResponse() {
+    PacketHeader header{};
+    if (pClient->getResponse(&header, sizeof(header), bClientWorks ? WAIT_FOREVER : WAIT_STALL_LIMIT)) {
+        ReportError("getResponse() failed\n");
+        uState = PACKET_CLIENT_DONE;
+        return true;
+    }
+    if (!isValidHeader(header)) return true;
+    uState = header.uType;
+    return false;
+}
+
+// A send that fails is reported by the next read.
+void RSIServer::clientRequest() {
+    pClient->sendPacket(&serverFilename, sizeof(serverFilename), pParameters, sizeof(*pParameters));
+    bClientWorks = true;
+    NLogger::LogMessage("Server ready for tasks\n");
+}
+
+void RSIServer::clientTask(const Task& task) {
+    TaskPacket packet = packetTask;
+    packet.uId = task.uId;
+    packet.uX = task.uX;
+    packet.uY = task.uY;
+    packet.uColumns = task.uColumns;
+    packet.uRows = task.uRows;
+    packet.uPackSize = pParameters->uPackSize;
+    pClient->sendPacket(&packet, sizeof(packet));
+    bClientWorks = true;
+}
+
+// Receives the pixels straight into the image: an exchange that fails on the way leaves bytes that the next holder of
+// the task overwrites. True when the exchange failed.
+bool RSIServer::clientResult(Task& task) {
+    uint32_t fields[2];  // task number and length of the pixels
+    if (pClient->getResponse(fields, sizeof(fields))) {
+        ReportError("The connection was lost in a result");
+        return true;
+    }
+    const auto [uId, uLength] = fields;
+    if (uId != task.uId) {
+        if (dropPixels(uLength)) return true;
+        uState = PACKET_CLIENT_READY;
+        clientTask(task);
+        return false;
+    }
+    const size_t uRowBytes = size_t{task.uColumns} * 3;
+    if (uLength != uint64_t{uRowBytes} * task.uRows) {
+        ReportErrorFormat("Invalid length of the result of task %u: %u bytes for %u x %u pixels\n", uId, uLength,
+                          task.uColumns, task.uRows);
+        return true;
+    }
+    if (pClient->getRows(task.pDestination, uRowBytes, task.uRows, task.uStride)) {
+        ReportErrorFormat("The connection was lost in the result of task %u\n", uId);
+        return true;
+    }
+    NLogger::LogMessage("task %d result received\n", static_cast<int>(uId));
+    bClientWorks = false;
+    task.bDone = true;
+    return false;
+}
+
+// Reads and forgets the pixels of another task. True when they cannot be a tile's, or the connection was lost.
+bool RSIServer::dropPixels(uint32_t uLength) {
+    const uint64_t uPackSize = pParameters->uPackSize;
+    if (uLength / 3 > uPackSize * uPackSize) {
+        ReportErrorFormat("Invalid length of a result for another task: %u bytes\n", uLength);
+        return true;
+    }
+    uint8_t pixels[4096];
+    for (uint32_t uPart = 0; uLength; uLength -= uPart) {
+        uPart = std::min(uLength, uint32_t{sizeof(pixels)});
+        if (pClient->getResponse(pixels, uPart)) {
+            ReportError("The connection was lost in a result for another task");
+            return true;
+        }
+    }
+    return false;
+}
+
+void RSIServer::done() {
+    pClient->sendPacket(&packetDone, sizeof(packetDone));
+    uState = PACKET_SERVER_DONE;
+}
+
+void* ServerProc(void* pSlot) {
+    ClientSlot& slot = *static_cast<ClientSlot*>(pSlot);
+    TaskBoard& board = *slot.pBoard;
+    RSIServer server;
+    server.init(*board.pParameters, slot.client);
+    while (Task* pTask = board.takeTask()) {
+        printf("Current task: %d/%d\n", static_cast<int>(pTask->uId + 1), static_cast<int>(board.vTasks.uSize));
+        if (server.run(*pTask)) {
+            board.giveBack(*pTask);
+            break;
+        }
+        board.finishTask();
+    }
+    server.done();
+    board.leave(slot);
+    return nullptr;
+}
+
+bool startClient(TaskBoard& board, int iSocket, const sockaddr_in& address) {
+    ClientSlot* pSlot = board.admit(iSocket, address);
+    if (!pSlot) return true;
+    const int iConnection = static_cast<int>(pSlot->uConnection);
+    NLogger::LogMessage("Client %d connected\n", iConnection);
+    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // it has left the slot, so it is about to end
+    pSlot->bHasThread = !pthread_create(&pSlot->thread, nullptr, ServerProc, pSlot);
+    if (pSlot->bHasThread) {
+        NLogger::LogMessage("Client %d created\n", iConnection);
+    } else {
+        ReportError("pthread_create() failed");
+        board.leave(*pSlot);
+    }
+    return false;
+}
+
+bool serveClients(SocketServer& server, TaskBoard& board, Wakeup& wakeup) {
+    ParkedClients parked;
+    while (!board.isDone() && !wakeup.isStopRequested()) {
+        const bool bNone = server.checkRequest(wakeup.file());
+        if (!bNone && startClient(board, server.iClientSocket, server.sClientAddress)) {
+            parked.add(server.iClientSocket);
+        }
+        parked.dropClosed();
+        wakeup.waitFor(ACCEPT_PAUSE);
+    }
+    return !board.isDone();
+}
