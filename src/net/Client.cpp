@@ -1,0 +1,185 @@
+#include "net/Client.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "base/NLogger.h"
+
+using Velk::NLogger;
+
+namespace {
+
+constexpr PacketHeader clientRequest{PACKET_CLIENT_REQUEST, 8};
+constexpr PacketHeader ready{PACKET_CLIENT_READY, 8};
+constexpr ResultPacket result{{PACKET_CLIENT_RESULT, 16}, 0, 0};
+constexpr PacketHeader end{PACKET_CLIENT_DONE, 8};
+
+bool isText(const uint8_t* pField, size_t uSize) {
+    return memchr(pField, 0, uSize) != nullptr;
+}
+
+}  // namespace
+
+bool RSIClient::init(SocketClient& client, RayTracer& rayTracer) {
+    pClient = &client;
+    pRayTracer = &rayTracer;
+    uState = PACKET_CLIENT_REQUEST;
+    bSceneReady = false;
+    return sendClientRequest();
+}
+
+void RSIClient::run() {
+    bool bOver = uState == PACKET_SERVER_DONE;
+    while (!bOver && !getResponse()) {
+        switch (uState) {
+            case PACKET_SERVER_PARAMETERS:
+                bOver = serverRaytracerParams();
+                break;
+            case PACKET_SERVER_TASK:
+                bOver = serverTask();
+                break;
+            case PACKET_SERVER_DONE:
+                bOver = true;
+                break;
+            default:
+                break;  // a valid header without a meaning for the client
+        }
+    }
+    uState = PACKET_SERVER_DONE;
+    pRayTracer->release();
+    pClient->release();
+}
+
+// Reads until a valid header came; an invalid one makes the server start the exchange anew. True when the connection
+// is lost.
+bool RSIClient::getResponse() {
+    PacketHeader header{};
+    for (;;) {
+        if (pClient->getResponse(&header, sizeof(header), WAIT_FOREVER)) {
+            ReportError("getResponse() failed\n");
+            return true;
+        }
+        if (isValidHeader(header)) break;
+        if (sendClientRequest()) {
+            ReportError("Invalid header, and the connection is lost");
+            return true;
+        }
+    }
+    uState = header.uType;
+    return false;
+}
+
+// True when the exchange is over, which the server is told: it gives the task to another client.
+bool RSIClient::serverRaytracerParams() {
+    uint32_t uLength = 0;
+    if (pClient->getResponse(&uLength, sizeof(uLength))) return false;  // the next read reports the loss
+    if (uLength != sizeof(RaytracerParameters)) {
+        ReportError("Invalid raytracer parameters");
+        return false;
+    }
+    bSceneReady = false;
+    if (readParameters() || pRayTracer->load(nullptr, false) || pRayTracer->preprocessScene()) {
+        ReportError("No scene to render, this client gives up");
+        clientDone();
+        return true;
+    }
+    bSceneReady = true;
+    sendClientReady();
+    return false;
+}
+
+// Replaces the renderer's settings. True when the record cannot be used.
+bool RSIClient::readParameters() {
+    uint8_t record[sizeof(RaytracerParameters)];
+    if (pClient->getResponse(record, sizeof(record))) {
+        ReportError("The connection was lost in the raytracer parameters");
+        return true;
+    }
+    // Anything but 0 and 1 is no bool.
+    for (size_t u = offsetof(RaytracerParameters, bDirt); u <= offsetof(RaytracerParameters, bResetCache); ++u) {
+        record[u] = record[u] != 0;
+    }
+    RaytracerParameters& parameters = pRayTracer->parameters;
+    const bool bTexts = isText(record + offsetof(RaytracerParameters, szDescFile), sizeof(parameters.szDescFile)) &&
+                        isText(record + offsetof(RaytracerParameters, szOutFile), sizeof(parameters.szOutFile));
+    uint32_t uPackSize = 0;
+    memcpy(&uPackSize, record + offsetof(RaytracerParameters, uPackSize), sizeof(uPackSize));
+    if (!bTexts || !uPackSize) {
+        ReportError("Invalid raytracer parameters");
+        return true;
+    }
+    memcpy(&parameters, record, sizeof(record));
+    return false;
+}
+
+// True when the tile is not the one that the renderer would make of it.
+bool RSIClient::checkTask(const TaskPacket& task) const {
+    if (!bSceneReady) {
+        ReportError("A task came before a scene");
+        return true;
+    }
+    const RaytracerParameters& own = pRayTracer->parameters;
+    const bool bInside = task.uX < own.uWidth && task.uY < own.uHeight;
+    if (!bInside || task.uColumns != std::min(own.uPackSize, own.uWidth - task.uX) ||
+        task.uRows != std::min(own.uPackSize, own.uHeight - task.uY)) {
+        ReportErrorFormat(
+            "Task %u does not fit: %u x %u pixels at ( %u, %u ), here the image has %u x %u pixels. Are the scene "
+            "files "
+            "the same as the server's?\n",
+            task.uId, task.uColumns, task.uRows, task.uX, task.uY, own.uWidth, own.uHeight);
+        return true;
+    }
+    return false;
+}
+
+// True when the exchange is over.
+bool RSIClient::serverTask() {
+    TaskPacket task{};
+    if (pClient->getResponse(&task.uId, sizeof(task) - sizeof(task.header))) return false;  // the next read reports it
+    if (task.uPackSize < task.uColumns || task.uPackSize < task.uRows) {
+        ReportError("Invalid header\n");
+        return true;
+    }
+    if (checkTask(task)) {
+        clientDone();
+        return true;
+    }
+    const uint64_t uLength = uint64_t{task.uColumns} * 3 * task.uRows;
+    std::unique_ptr<uint8_t[]> pPixels;
+    if (uLength <= std::min<uint64_t>(UINT32_MAX, SIZE_MAX / 2)) {
+        pPixels.reset(new (std::nothrow) uint8_t[static_cast<size_t>(uLength)]);
+    }
+    if (!pPixels) {
+        ReportErrorFormat("Not enough memory for a tile of %u x %u pixels\n", task.uColumns, task.uRows);
+        clientDone();
+        return true;
+    }
+    NLogger::LogMessage("Task %d received, ( %d, %d ) -> ", static_cast<int>(task.uId), static_cast<int>(task.uX),
+                        static_cast<int>(task.uY));
+    pRayTracer->calculatePack(task.uX, task.uY, pPixels.get());
+    ResultPacket packet = result;
+    packet.uId = task.uId;
+    packet.uLength = static_cast<uint32_t>(uLength);
+    NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
+                       static_cast<int>(packet.uLength));
+    pClient->sendPacket(&packet, sizeof(packet), pPixels.get(), packet.uLength);
+    NLogger::LogAppend("OK\n");
+    sendClientReady();
+    uState = PACKET_CLIENT_READY;
+    return false;
+}
+
+bool RSIClient::sendClientRequest() {
+    return pClient->sendPacket(&clientRequest, sizeof(clientRequest));
+}
+
+// A send that fails is reported by the next read.
+bool RSIClient::sendClientReady() {
+    return pClient->sendPacket(&ready, sizeof(ready));
+}
+
+void RSIClient::clientDone() {
+    pClient->sendPacket(&end, sizeof(end));
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+#include "net/Protocol.h"
+#include "net/Sockets.h"
+#include "render/RayTracer.h"
+
+/// The client's end of the exchange: a render worker for one server. One thread.
+class RSIClient {
+ public:
+    SocketClient* pClient = nullptr;
+    RayTracer* pRayTracer = nullptr;  // its settings are replaced by the server's
+    uint32_t uState = 0;              // PacketType of the last valid header; 2 after a result, 5 when all is over
+    bool bSceneReady = false;         // loaded and preprocessed as the server asked
+
+    /// Keeps both, which must outlive this object, and asks for the settings. True when that could not be sent; run()
+    /// then reports the loss.
+    bool init(SocketClient& client, RayTracer& rayTracer);
+
+    /// Renders tiles until the server has no more or the exchange fails, which is logged. Releases both at the end.
+    void run();
+
+ private:
+    [[nodiscard]] bool getResponse();
+    [[nodiscard]] bool serverRaytracerParams();
+    [[nodiscard]] bool readParameters();
+    [[nodiscard]] bool serverTask();
+    [[nodiscard]] bool checkTask(const TaskPacket& task) const;
+    bool sendClientRequest();
+    bool sendClientReady();
+    void clientDone();
+};
