@@ -7,6 +7,7 @@
 
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "net/Sockets.h"
 
 RayTracer g_rt;
 uint32_t g_uOption = MODE_LOCAL;
@@ -15,8 +16,6 @@ const char* g_szIP = nullptr;
 uint32_t g_uMaxConn = 0;
 
 namespace {
-
-constexpr size_t HOST_TEXT_SIZE = 30;  // of the field that keeps a host text, its NUL included
 
 // Reads the next value as "%f" does. True when it is missing or no number.
 bool readFloat(Arguments& arguments, float& f) {
@@ -107,7 +106,7 @@ bool client(Arguments& arguments) {
     if (!arguments.Next()) return true;
     g_port = static_cast<uint16_t>(toInt(arguments.Current()));
     g_uOption = MODE_CLIENT;
-    return strlen(g_szIP) >= HOST_TEXT_SIZE;
+    return strlen(g_szIP) >= sizeof(SocketClient::szIP);
 }
 
 bool server(Arguments& arguments) {

@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "app/FarmModes.h"
 #include "app/Options.h"
 #include "base/NLogger.h"
 
@@ -37,10 +38,16 @@ int main(int argc, const char** argv) {
         printUsage(walker);
         return 0;
     }
-    if (g_uOption == MODE_LOCAL) {
-        runLocal();
-    } else {
-        ReportError("Server and client mode are not available yet");
+    switch (g_uOption) {
+        case MODE_SERVER:
+            runServer();
+            break;
+        case MODE_CLIENT:
+            runClient();
+            break;
+        default:
+            runLocal();
+            break;
     }
     return 1;  // of every completed mode
 }
