@@ -1,0 +1,138 @@
+#include <sys/socket.h>
+
+#include <thread>
+#include <vector>
+
+#include "net/Client.h"
+#include "net/Peer.h"
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+/// A client on a small scene; the test plays its server.
+class ClientTest : public FileTest {
+ protected:
+    RayTracer rayTracer;  // the client's
+    SocketClient client;
+    RaytracerParameters parameters;  // to be sent
+
+    ClientTest() {
+        makeScene(makeShowcase(), 21, 10).write("test");
+        snprintf(parameters.szDescFile, sizeof(parameters.szDescFile), "Scenes/scene_descs/test.txt");
+        parameters.uPackSize = 8;
+        testing::internal::CaptureStdout();
+    }
+    ~ClientTest() override { testing::internal::GetCapturedStdout(); }
+
+    // Runs a client to its end against a server's behaviour.
+    template <typename Behaviour>
+    void run(const Behaviour& behave) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+        client.initClient(ends[0], {});
+        std::thread worker([this] {
+            RSIClient rsiClient;
+            rsiClient.init(client, rayTracer);
+            rsiClient.run();
+        });
+        {
+            const Peer server(ends[1]);
+            EXPECT_EQ(server.receive(8), words({0, 8}));
+            behave(server);
+        }
+        worker.join();
+        EXPECT_EQ(client.iSocket, -1);
+        EXPECT_EQ(rayTracer.scene.pVertices, nullptr);
+    }
+
+    std::string parametersPacket() const { return words({1, 12, 572}) + bytesOf(parameters); }
+};
+
+TEST_F(ClientTest, ExchangeIsTheRecordedOne) {
+    RayTracer judge;
+    judge.parameters.uPackSize = 8;
+    ASSERT_FALSE(judge.load(parameters.szDescFile, false) || judge.preprocessScene());
+    std::string sInner(8 * 8 * 3, '?'), sCorner(5 * 2 * 3, '?');
+    judge.calculatePack(8, 0, reinterpret_cast<unsigned char*>(sInner.data()));
+    judge.calculatePack(16, 8, reinterpret_cast<unsigned char*>(sCorner.data()));
+    run([&](const Peer& server) {
+        server.send(parametersPacket().substr(0, 100));  // a packet may come in pieces
+        server.send(parametersPacket().substr(100));
+        EXPECT_EQ(server.receive(8), words({2, 8}));
+        server.send(words({3, 32, 7, 8, 0, 8, 8, 8}));
+        EXPECT_EQ(server.receive(16 + 192 + 8), words({4, 16, 7, 192}) + sInner + words({2, 8}));
+        server.send(words({0, 8, 2, 8, 6, 8, 7, 8, 4, 16}));  // without a meaning for the client
+        server.send(words({99, 8}));                          // makes it ask again
+        EXPECT_EQ(server.receive(8), words({0, 8}));
+        server.send(parametersPacket());
+        EXPECT_EQ(server.receive(8), words({2, 8}));
+        server.send(words({3, 32, 5, 16, 8, 5, 2, 8}));
+        EXPECT_EQ(server.receive(16 + 30 + 8), words({4, 16, 5, 30}) + sCorner + words({2, 8}));
+        server.send(words({5, 8}));
+        EXPECT_TRUE(server.isClosed());
+    });
+    const std::string sLog = takeLog();
+    EXPECT_NE(sLog.find("Task 5 received, ( 16, 8 ) -> Sending answer, task: 5, buffer size: 30...OK\n"),
+              std::string::npos);
+    EXPECT_EQ(sLog.find("LINE"), std::string::npos);
+}
+
+TEST_F(ClientTest, LostServersEndItWithAnError) {
+    for (const size_t uBytes : {0u, 4u, 8u, 11u, 12u, 300u, 584u, 588u, 600u}) {
+        SCOPED_TRACE(uBytes);
+        const std::string sAll = parametersPacket() + words({3, 32, 7, 8, 0, 8, 8, 8});
+        run([&](const Peer& server) { server.send(sAll.substr(0, uBytes)); });
+        EXPECT_NE(takeLog().find("[Client.cpp | "), std::string::npos);
+    }
+    client.iStallLimit = 20;
+    run([&](const Peer& server) {
+        server.send("half");
+        EXPECT_TRUE(server.isClosed());
+    });
+    EXPECT_NE(takeLog().find("[Client.cpp | getResponse | "), std::string::npos);
+}
+
+struct Refusal {
+    const char* szWhat;
+    std::string sBytes;
+    std::string sAnswer;  // all that the client sends before it closes
+    const char* szLog;
+};
+
+TEST_F(ClientTest, ChecksWhatItIsSent) {
+    const std::string sGood = parametersPacket(), sReady = words({2, 8}), sDone = words({6, 8});
+    const auto with = [&sGood](size_t uOffset, const std::string& sField) {
+        return std::string(sGood).replace(12 + uOffset, sField.size(), sField);
+    };
+    const Refusal vCases[] = {
+        {"length, then the end", words({1, 12, 571, 5, 8}), "", "serverRaytracerParams | LINE"},
+        {"path without an end", with(0, std::string(256, 'x')), sDone, "Invalid raytracer parameters"},
+        {"name without an end", with(256, std::string(256, 'x')), sDone, "Invalid raytracer parameters"},
+        {"pack size 0", with(512, words({0})), sDone, "Invalid raytracer parameters"},
+        {"no such scene", with(0, "nothing"), sDone, "nothing"},
+        {"task larger than the pack", sGood + words({3, 32, 7, 0, 0, 8, 8, 7}), sReady, "serverTask | LINE"},
+        {"task before a scene", words({3, 32, 7, 0, 0, 8, 8, 8}), sDone, "before a scene"},
+        {"task outside the image", sGood + words({3, 32, 7, 24, 0, 8, 8, 8}), sReady + sDone, "does not fit"},
+        {"tile cut here but not there", sGood + words({3, 32, 7, 16, 0, 8, 8, 8}), sReady + sDone, "does not fit"},
+        {"smaller than is rendered", sGood + words({3, 32, 7, 0, 0, 7, 8, 8}), sReady + sDone, "does not fit"},
+        {"no pixels", sGood + words({3, 32, 7, 0, 0, 0, 0, 0}), sReady + sDone, "does not fit"},
+        {"row beyond 32 bits", sGood + words({3, 32, 7, 0, 0xFFFFFFF8, 8, 8, 8}), sReady + sDone, "does not fit"},
+        {"immense image",
+         with(512, words({0xFFFFFFFF}))
+                 .replace(12 + 536, 4, std::string("\2\0\3\1", 4))
+                 .replace(12 + 564, 8, words({70000, 70000})) +
+             words({3, 32, 7, 0, 0, 70000, 70000, 70000}),
+         sReady + sDone, "Not enough memory"},
+    };
+    for (const Refusal& refusal : vCases) {
+        SCOPED_TRACE(refusal.szWhat);
+        run([&](const Peer& server) {
+            server.send(refusal.sBytes);
+            EXPECT_EQ(server.receive(10000), refusal.sAnswer);
+        });
+        EXPECT_NE(takeLog().find(refusal.szLog), std::string::npos);
+    }
+}
+
+}  // namespace

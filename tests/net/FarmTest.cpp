@@ -1,0 +1,200 @@
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "net/Peer.h"
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+/// The program, running in a directory of its own that sees the test's scenes.
+class Process {
+ public:
+    Process(const std::string& sName, std::vector<std::string> vArguments) : sDirectory(sName) {
+        std::filesystem::create_directory(sName);
+        std::filesystem::create_symlink("../Scenes", sName + "/Scenes");
+        vArguments.insert(vArguments.begin(), RT_PROGRAM);
+        std::vector<char*> vPointers;
+        for (std::string& sArgument : vArguments) vPointers.push_back(sArgument.data());
+        vPointers.push_back(nullptr);
+        iProcess = fork();
+        if (iProcess) return;
+        if (chdir(sName.c_str()) || !freopen("stdout", "w", stdout)) _exit(99);
+        execv(RT_PROGRAM, vPointers.data());
+        _exit(99);
+    }
+    ~Process() {
+        if (iProcess == -1) return;
+        send(SIGKILL);
+        end();
+    }
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    void send(int iSignal) const { kill(iProcess, iSignal); }
+
+    // The exit status once the process has ended, -1 for a signal.
+    int end() {
+        int iStatus = 0;
+        waitpid(std::exchange(iProcess, -1), &iStatus, 0);
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+    }
+
+    std::string log() const { return readFile(sDirectory + "/RayTracer.log"); }
+    std::string image() const { return readFile(sDirectory + "/out_tex.bmp"); }
+    size_t openFiles() const {
+        const std::filesystem::directory_iterator files("/proc/" + std::to_string(iProcess) + "/fd");
+        return static_cast<size_t>(std::distance(files, {}));
+    }
+    bool waitFor(const std::string& sText) const {
+        return waitUntil([&] { return log().find(sText) != std::string::npos; });
+    }
+
+ private:
+    std::string sDirectory;
+    pid_t iProcess;
+};
+
+class FarmTest : public FileTest {
+ protected:
+    std::string sPicture;  // as local mode renders it
+
+    void render(const std::vector<std::string>& vOptions) {
+        makeScene(makeShowcase(), 90, 70).write("test");
+        vSettings = vOptions;
+        vSettings.push_back("test");
+        Process local("local", vSettings);
+        EXPECT_EQ(local.end(), 1);
+        sPicture = local.image();
+        EXPECT_FALSE(sPicture.empty());
+    }
+
+    std::unique_ptr<Process> startServer(const std::string& sName, const std::string& sOn, const std::string& sMax) {
+        std::vector<std::string> vArguments{"--server", sOn, sMax};
+        vArguments.insert(vArguments.end(), vSettings.begin(), vSettings.end());
+        auto pServer = std::make_unique<Process>(sName, vArguments);
+        if (sOn != "0") return pServer;
+        EXPECT_TRUE(pServer->waitFor("Waiting for clients"));
+        sPort = std::to_string(numberBehind(pServer->log(), "Listening on port "));
+        return pServer;
+    }
+
+    std::unique_ptr<Process> startClient(const std::string& sName) const {
+        return std::make_unique<Process>(sName, std::vector<std::string>{"--client", "127.0.0.1", sPort});
+    }
+
+    // A connection to the server, -1 when there is none.
+    int connectHere() const {
+        SocketClient client;
+        EXPECT_FALSE(client.initClient("127.0.0.1", static_cast<uint16_t>(std::stoul(sPort))));
+        return std::exchange(client.iSocket, -1);
+    }
+
+    std::string sPort;
+
+ private:
+    std::vector<std::string> vSettings;
+};
+
+TEST_F(FarmTest, OneAndThreeClientsRenderThePictureOfLocalMode) {
+    render({"--texattr", "1", "--dirt", "--packsize", "9", "--resolution", "200", "150"});
+    for (const unsigned uClients : {1u, 3u}) {
+        const std::string sName = std::to_string(uClients);
+        const auto pServer = startServer("server" + sName, "0", "3");
+        std::vector<std::unique_ptr<Process>> vClients;
+        for (unsigned u = 0; u < uClients; ++u) vClients.push_back(startClient(sName + "client" + std::to_string(u)));
+        EXPECT_EQ(pServer->end(), 1);
+        EXPECT_TRUE(pServer->image() == sPicture);
+        for (const auto& pClient : vClients) {
+            if (uClients > 1) pClient->send(SIGTERM);  // one that came too late would try on for ever
+            EXPECT_EQ(pClient->end(), 1);
+        }
+        EXPECT_TRUE(uClients > 1 || vClients[0]->log().find("LINE") == std::string::npos);
+    }
+}
+
+TEST_F(FarmTest, AKilledClientsTaskGoesToAnother) {
+    render({"--packsize", "1000", "--resolution", "320", "240"});
+    const auto pServer = startServer("server", "0", "2");
+    const auto pFirst = startClient("first");
+    EXPECT_TRUE(pFirst->waitFor("Task 0 received"));
+    pFirst->send(SIGKILL);
+    EXPECT_EQ(pFirst->end(), -1);
+    EXPECT_EQ(pFirst->log().find("OK\n"), std::string::npos);  // it was in the middle of it
+    EXPECT_TRUE(pServer->waitFor("getResponse() failed"));
+    const auto pSecond = startClient("second");
+    EXPECT_EQ(pServer->end(), 1);
+    EXPECT_TRUE(pServer->image() == sPicture);
+}
+
+TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
+    render({"--packsize", "1000", "--resolution", "320", "240"});
+    SocketServer probe;  // for a port that is free
+    ASSERT_FALSE(probe.initServer(0, 1));
+    sPort = std::to_string(probe.uPort);
+    const auto pOccupied = startServer("occupied", sPort, "1");
+    EXPECT_EQ(pOccupied->end(), 1);
+    EXPECT_NE(pOccupied->log().find(">> bind() failed!"), std::string::npos);
+    probe.release();
+    const auto pClient = startClient("client");
+    EXPECT_TRUE(pClient->waitFor("connect() failed"));
+    const auto pServer = startServer("server", sPort, "1");
+    EXPECT_TRUE(pClient->waitFor("Task 0 received"));
+    pServer->send(SIGKILL);
+    pServer->end();
+    EXPECT_EQ(pClient->end(), 1);
+    EXPECT_NE(pClient->log().find("[Client.cpp | getResponse | LINE: "), std::string::npos);
+}
+
+TEST_F(FarmTest, AClientBeyondTheLimitWaitsUntilTheServerEnds) {
+    render({"--packsize", "16"});
+    const auto pServer = startServer("server", "0", "1");
+    Peer first(connectHere());
+    EXPECT_TRUE(pServer->waitFor("Client 0 created"));
+    const size_t uFiles = pServer->openFiles();
+    const Peer second(connectHere());
+    EXPECT_TRUE(waitUntil([&] { return pServer->openFiles() > uFiles; }));
+    first.close();
+    EXPECT_TRUE(pServer->waitFor("getResponse() failed"));
+    const auto pClient = startClient("client");
+    EXPECT_EQ(pServer->end(), 1);
+    EXPECT_TRUE(pServer->image() == sPicture);
+    EXPECT_EQ(pClient->end(), 1);
+    EXPECT_TRUE(second.isClosed());
+}
+
+TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
+    render({});
+    const auto pServer = startServer("server", "0", "4");
+    const Peer silent(connectHere());
+    EXPECT_TRUE(pServer->waitFor("Client 0 created"));
+    pServer->send(SIGTERM);
+    EXPECT_EQ(silent.receive(8), words({5, 8}));
+    EXPECT_EQ(pServer->end(), 1);
+    EXPECT_NE(pServer->log().find("Stopped by a signal, 0 of 9 tasks done"), std::string::npos);
+    EXPECT_TRUE(pServer->image().empty());
+    const auto pClient = startClient("client");  // nobody listens any more
+    EXPECT_TRUE(pClient->waitFor("connect() failed"));
+    pClient->send(SIGINT);
+    EXPECT_EQ(pClient->end(), 1);
+    EXPECT_NE(pClient->log().find("Stopped by a signal"), std::string::npos);
+}
+
+TEST_F(FarmTest, APictureThatCannotBeIsRefusedBeforeTheFirstClient) {
+    makeScene(makeShowcase(), 90, 70).write("test");
+    Process large("large", {"--server", "0", "1", "--resolution", "60000", "60000", "test"});
+    EXPECT_EQ(large.end(), 1);
+    EXPECT_NE(large.log().find("Image too large: 60000 x 60000"), std::string::npos);
+    Process lost("lost", {"--server", "0", "1", "--out", "no/such/directory.bmp", "test"});
+    EXPECT_EQ(lost.end(), 1);
+    EXPECT_NE(lost.log().find("Failed to open file: no/such/directory.bmp"), std::string::npos);
+    EXPECT_EQ(lost.log().find("Waiting"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,118 @@
+#include "net/Peer.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+constexpr int GENEROUS_SECONDS = 60;
+
+std::string words(std::initializer_list<uint32_t> vWords) {
+    return {reinterpret_cast<const char*>(vWords.begin()), vWords.size() * 4};
+}
+
+bool waitUntil(const std::function<bool()>& pfnCondition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(GENEROUS_SECONDS);
+    while (!pfnCondition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+void Peer::send(const std::string& sBytes) const {
+    // The other end may have closed already; what it sent before tells.
+    [[maybe_unused]] const ssize_t iSent = ::send(iSocket, sBytes.data(), sBytes.size(), MSG_NOSIGNAL);
+}
+
+std::string Peer::receive(size_t uBytes) const {
+    std::string sBytes(uBytes, '\0');
+    size_t uHave = 0;
+    for (ssize_t iPart = 1; uHave < uBytes && iPart > 0; uHave += static_cast<size_t>(std::max<ssize_t>(iPart, 0))) {
+        pollfd file{iSocket, POLLIN, 0};
+        bTimeout = poll(&file, 1, GENEROUS_SECONDS * 1000) < 1;
+        iPart = bTimeout ? 0 : recv(iSocket, &sBytes[uHave], uBytes - uHave, 0);
+    }
+    sBytes.resize(uHave);
+    return sBytes;
+}
+
+void Peer::close() {
+    if (iSocket != -1) ::close(iSocket);
+    iSocket = -1;
+}
+
+TestServer::TestServer(uint32_t uWidth, uint32_t uHeight, uint32_t uPackSize, uint32_t uSlots) {
+    parameters.uWidth = uWidth;
+    parameters.uHeight = uHeight;
+    parameters.uPackSize = uPackSize;
+    EXPECT_FALSE(wakeup.init() || image.create(uWidth, uHeight));
+    memset(image.pData, 0, image.uSize);
+    EXPECT_FALSE(board.create(parameters, image, uSlots, wakeup));
+}
+
+int TestServer::connect() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends)) return -1;
+    if (!startClient(board, ends[0], {})) return ends[1];
+    close(ends[0]);
+    close(ends[1]);
+    return -1;
+}
+
+int TestServer::connectWhenFree() {
+    int iEnd = -1;
+    EXPECT_TRUE(waitUntil([&] { return (iEnd = connect()) != -1; }));
+    return iEnd;
+}
+
+void TestServer::finish() {
+    while (!board.isDone()) {
+        const int iEnd = connect();
+        if (iEnd != -1) deliver(Peer(iEnd), UINT32_MAX);
+    }
+}
+
+std::string TestServer::pixels(const Task& task) const {
+    std::string sPixels;
+    for (uint32_t y = task.uY; y < task.uY + task.uRows; ++y) {
+        for (uint32_t x = 3 * task.uX; x < 3 * (task.uX + task.uColumns); ++x) {
+            sPixels += static_cast<char>(1 + (x * 7 + y * 31) % 255);
+        }
+    }
+    return sPixels;
+}
+
+unsigned TestServer::deliver(const Peer& peer, unsigned uTiles) const {
+    peer.send(words({0, 8}));
+    const std::string sFirst = peer.receive(8);
+    if (sFirst == words({5, 8})) return 0;  // the last task was taken meanwhile
+    EXPECT_EQ(sFirst, words({1, 12}));
+    EXPECT_EQ(peer.receive(576), words({572}) + bytesOf(parameters));
+    unsigned uDone = 0;
+    for (peer.send(words({2, 8})); uDone < uTiles; ++uDone, peer.send(words({2, 8}))) {
+        const std::string sHeader = peer.receive(8);
+        if (sHeader == words({5, 8})) break;
+        EXPECT_EQ(sHeader, words({3, 32}));
+        uint32_t task[6] = {};
+        memcpy(task, peer.receive(24).data(), 24);
+        const std::string sPixels = pixels(board.vTasks[task[0]]);
+        peer.send(words({4, 16, task[0], static_cast<uint32_t>(sPixels.size())}) + sPixels);
+    }
+    return uDone;
+}
+
+bool TestServer::isComplete() const {
+    for (const Task& task : board.vTasks) {
+        const std::string sPixels = pixels(task);
+        for (uint32_t y = 0; y < task.uRows; ++y) {
+            const size_t uRow = size_t{3} * task.uColumns;
+            if (memcmp(task.pDestination + size_t{y} * task.uStride, &sPixels[y * uRow], uRow)) return false;
+        }
+    }
+    return true;
+}

@@ -1,0 +1,153 @@
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "net/Peer.h"
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+namespace {
+
+using ServerTest = FileTest;
+
+TEST_F(ServerTest, ExchangeIsTheRecordedOne) {
+    TestServer server(5, 3, 4, 1);
+    const Peer peer(server.connect());
+    peer.send(words({0, 8}));
+    EXPECT_EQ(peer.receive(584), words({1, 12, 572}) + bytesOf(server.parameters));
+    peer.send(words({2, 8}));
+    EXPECT_EQ(peer.receive(32), words({3, 32, 0, 0, 0, 4, 3, 4}));
+    // Headers without a meaning for the server pass; a result for another task is dropped and the task sent again.
+    peer.send(words({7, 8, 5, 8, 4, 16, 1, 9}) + "123456789");
+    EXPECT_EQ(peer.receive(32), words({3, 32, 0, 0, 0, 4, 3, 4}));
+    peer.send(words({4, 16, 0, 36}) + server.pixels(server.board.vTasks[0]) + words({2, 8}));
+    EXPECT_EQ(peer.receive(32), words({3, 32, 1, 4, 0, 1, 3, 4}));
+    peer.send(words({0, 8}));  // at any time
+    EXPECT_EQ(peer.receive(584), words({1, 12, 572}) + bytesOf(server.parameters));
+    peer.send(words({4, 16, 1, 9}) + server.pixels(server.board.vTasks[1]) + words({2, 8}));
+    EXPECT_EQ(peer.receive(8), words({5, 8}));
+    EXPECT_TRUE(peer.isClosed());
+    EXPECT_TRUE(server.isComplete());
+    EXPECT_TRUE(server.board.isDone());
+}
+
+struct Misbehaviour {
+    const char* szWhat;
+    std::string sBytes;
+    bool bCloses;  // the client hangs up; else the server does, after a farewell
+};
+
+TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
+    const std::string sStart = words({0, 8, 2, 8});
+    const Misbehaviour vCases[] = {
+        {"result too short", sStart + words({4, 16, 1, 3}) + "123", false},
+        {"result too long", sStart + words({4, 16, 1, 4096}) + std::string(4096, 'x'), false},
+        {"huge result", sStart + words({4, 16, 1, 0xFFFFFFFF}), false},
+        {"huge result for another task", sStart + words({4, 16, 77, 0xFFFFFFFF}), false},
+        {"wrong header size", words({3, 33}), false},
+        {"unknown type", words({9, 8}), false},
+        {"another protocol", "GET / HTTP/1.1\r\n\r\n", false},
+        {"task refused", sStart + words({6, 8}), false},
+        {"silence", "", false},
+        {"half a header", words({0}), false},
+        {"half a result", sStart + words({4, 16, 1, 48}) + "half", false},
+        {"half a dropped result", sStart + words({4, 16, 9, 48}) + "half", false},
+        {"gone at once", "", true},
+        {"gone in a header", words({4}), true},
+        {"gone in a result", sStart + words({4, 16, 1}), true},
+        {"gone in the pixels", sStart + words({4, 16, 1, 48}) + "half", true},
+    };
+    TestServer server(32, 16, 4, 2);
+    const Peer good(server.connect());  // takes the first slot and task 0; the others find task 1
+    server.board.vClients[1].client.iStallLimit = 20;
+    for (const Misbehaviour& misbehaviour : vCases) {
+        SCOPED_TRACE(misbehaviour.szWhat);
+        Peer bad(server.connectWhenFree());  // so the one before has left its slot
+        bad.send(misbehaviour.sBytes);
+        if (misbehaviour.bCloses) {
+            bad.close();
+        } else {
+            // What the server answered before, then its farewell.
+            const std::string sAll = bad.receive(100000);
+            ASSERT_GE(sAll.size(), 8u);
+            EXPECT_EQ(sAll.substr(sAll.size() - 8), words({5, 8}));
+        }
+    }
+    EXPECT_GT(server.deliver(good, 1000), 0u);
+    server.finish();
+    EXPECT_TRUE(server.isComplete());
+}
+
+TEST_F(ServerTest, HundredClientsComeAndGoAndEveryTileArrivesOnce) {
+    constexpr uint32_t SEED = 5;
+    SCOPED_TRACE(SEED);
+    Random random(SEED);
+    TestServer server(61, 61, 2, 8);  // 961 tiles
+    std::vector<std::thread> vClients;
+    for (int i = 0; i < 100; ++i) {
+        const int iEnd = server.connectWhenFree();
+        const unsigned uTiles = random.below(10);
+        const std::string sFarewell[] = {"", words({6, 8}), words({4, 16}), "?", words({9, 9})};
+        vClients.emplace_back([&server, iEnd, uTiles, sLast = sFarewell[random.below(5)]] {
+            const Peer peer(iEnd);
+            server.deliver(peer, uTiles);
+            peer.send(sLast);
+        });
+    }
+    for (std::thread& client : vClients) client.join();
+    EXPECT_FALSE(server.board.isDone());
+    server.finish();
+    EXPECT_TRUE(server.isComplete());
+}
+
+TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
+    TestServer server(4, 1, 1, 1);
+    TaskBoard& board = server.board;
+    Task* pTasks[4];
+    for (Task*& pTask : pTasks) pTask = board.takeTask();
+    EXPECT_EQ(board.takeTask(), nullptr);
+    EXPECT_EQ(board.admit(-1, {}), nullptr);  // nothing to do for a client
+    board.giveBack(*pTasks[1]);
+    board.giveBack(*pTasks[3]);
+    EXPECT_EQ(board.takeTask(), pTasks[3]);
+    ClientSlot* pSlot = board.admit(-1, {});
+    ASSERT_NE(pSlot, nullptr);
+    pSlot->client.bConnected = false;  // a send failed; the client's thread has not noticed yet
+    EXPECT_EQ(board.admit(-1, {}), nullptr);
+    board.leave(*pSlot);
+    EXPECT_EQ(board.admit(-1, {}), pSlot);
+    board.leave(*pSlot);
+    EXPECT_EQ(board.takeTask(), pTasks[1]);
+    EXPECT_EQ(board.takeTask(), nullptr);
+}
+
+TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {
+    for (const bool bStop : {false, true}) {
+        TestServer test(8, 8, 8, 2);
+        SocketServer listener;
+        ASSERT_FALSE(listener.initServer(0, 2));
+        bool bStopped = false;
+        std::thread loop([&] { bStopped = serveClients(listener, test.board, test.wakeup); });
+        SocketClient first, second;
+        ASSERT_FALSE(first.initClient("127.0.0.1", listener.uPort));
+        first.sendPacket(words({0, 8}).data(), 8);
+        char answer[584];
+        ASSERT_FALSE(first.getResponse(answer, sizeof(answer)));
+        ASSERT_FALSE(second.initClient("127.0.0.1", listener.uPort));  // the only task is taken
+        const Peer served(std::exchange(first.iSocket, -1)), waiting(std::exchange(second.iSocket, -1));
+        if (bStop) {
+            test.wakeup.requestStop();
+        } else {
+            served.send(words({4, 16, 0, 192}) + test.pixels(test.board.vTasks[0]));
+        }
+        EXPECT_EQ(served.receive(8), words({5, 8}));
+        EXPECT_TRUE(served.isClosed());
+        loop.join();
+        listener.release();
+        EXPECT_TRUE(waiting.isClosed());
+        EXPECT_EQ(bStopped, bStop);
+        EXPECT_EQ(test.isComplete(), !bStop);
+    }
+}
+
+}  // namespace
