@@ -164,9 +164,9 @@ bool RSIClient::serverTask() {
     packet.uLength = static_cast<uint32_t>(uLength);
     NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
                        static_cast<int>(packet.uLength));
-    pClient->sendPacket(&packet, sizeof(packet), pPixels.get(), packet.uLength);
+    // Ready for the next one: in the same call, so that the server wakes up once for both.
+    pClient->sendPacket(&packet, sizeof(packet), pPixels.get(), packet.uLength, &ready, sizeof(ready));
     NLogger::LogAppend("OK\n");
-    sendClientReady();
     uState = PACKET_CLIENT_READY;
     return false;
 }

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include "base/NLogger.h"
 
@@ -33,16 +34,17 @@ void setOption(int iSocket, int iLevel, int iName, int iValue) {
     setsockopt(iSocket, iLevel, iName, &iValue, sizeof(iValue));
 }
 
-// Steps over the bytes that are through. Requires at most as many bytes as the pieces hold.
-void advance(iovec*& pPieces, size_t& uPieces, size_t uBytes) {
+// Steps over the bytes that are through. Returns how many of them lie behind the last piece.
+size_t advance(iovec*& pPieces, size_t& uPieces, size_t uBytes) {
     while (uPieces && uBytes >= pPieces->iov_len) {
         uBytes -= pPieces->iov_len;
         ++pPieces;
         --uPieces;
     }
-    if (!uPieces) return;
+    if (!uPieces) return uBytes;
     pPieces->iov_base = static_cast<uint8_t*>(pPieces->iov_base) + uBytes;
     pPieces->iov_len -= uBytes;
+    return 0;
 }
 
 // The number goes first, so that nobody ever sees one that is closed already.
@@ -178,12 +180,26 @@ bool SocketClient::isStopped() const {
     return poll(&file, 1, 0) > 0;
 }
 
+// Hands out what was read ahead.
+void SocketClient::takeAhead(iovec*& pPieces, size_t& uPieces) {
+    while (uPieces && uAheadStart < uAheadEnd) {
+        const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, pPieces->iov_len);
+        memcpy(pPieces->iov_base, ahead + uAheadStart, uBytes);
+        uAheadStart += static_cast<uint32_t>(uBytes);
+        advance(pPieces, uPieces, uBytes);
+    }
+}
+
+// Fills the pieces. Requires room for one more behind them: what comes behind the wanted bytes is read ahead with them,
+// so that a small message, or a result of a usual tile, costs one call.
 bool SocketClient::receive(iovec* pPieces, size_t uPieces, WaitLimit limit) {
-    int iWait = limit == WAIT_FOREVER ? -1 : iStallLimit;
+    int iWait = limit == WAIT_FOREVER && uAheadStart == uAheadEnd ? -1 : iStallLimit;
+    takeAhead(pPieces, uPieces);
     while (uPieces) {
+        pPieces[uPieces] = {ahead, sizeof(ahead)};
         msghdr message{};
         message.msg_iov = pPieces;
-        message.msg_iovlen = uPieces;
+        message.msg_iovlen = uPieces + 1;
         ssize_t iReceived = -1;
         if (iSocket != -1 && !awaitData(iWait)) {
             iReceived = recvmsg(iSocket, &message, MSG_NOSIGNAL);
@@ -193,21 +209,22 @@ bool SocketClient::receive(iovec* pPieces, size_t uPieces, WaitLimit limit) {
             bConnected = false;
             return true;
         }
-        advance(pPieces, uPieces, static_cast<size_t>(iReceived));
+        uAheadStart = 0;
+        uAheadEnd = static_cast<uint32_t>(advance(pPieces, uPieces, static_cast<size_t>(iReceived)));
         iWait = iStallLimit;
     }
     return false;
 }
 
 bool SocketClient::getResponse(void* pBuffer, unsigned uSize, WaitLimit limit) {
-    iovec piece{pBuffer, uSize};
-    return receive(&piece, uSize ? 1 : 0, limit);
+    iovec pieces[2] = {{pBuffer, uSize}, {}};
+    return receive(pieces, uSize ? 1 : 0, limit);
 }
 
 bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride) {
     while (uRows) {
         const uint32_t uCount = std::min(uRows, ROWS_PER_CALL);
-        iovec pieces[ROWS_PER_CALL];
+        iovec pieces[ROWS_PER_CALL + 1];
         for (uint32_t u = 0; u < uCount; ++u) pieces[u] = {pFirst + u * uStride, uRowBytes};
         if (receive(pieces, uCount, WAIT_STALL_LIMIT)) return true;
         pFirst += uCount * uStride;
@@ -216,10 +233,14 @@ bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, si
     return false;
 }
 
-bool SocketClient::sendPacket(const void* pFixed, size_t uFixed, const void* pPayload, size_t uPayload) {
-    iovec pieces[2] = {{const_cast<void*>(pFixed), uFixed}, {const_cast<void*>(pPayload), uPayload}};
+bool SocketClient::sendPacket(const void* pFixed, size_t uFixed, const void* pPayload, size_t uPayload,
+                              const void* pNext, size_t uNext) {
+    // The calls only read them.
+    iovec pieces[3] = {{const_cast<void*>(pFixed), uFixed},
+                       {const_cast<void*>(pPayload), uPayload},
+                       {const_cast<void*>(pNext), uNext}};
     iovec* pPieces = pieces;
-    size_t uPieces = uPayload ? 2 : 1;
+    size_t uPieces = std::size(pieces);
     bool bStarted = false;
     bConnected = true;
     while (uPieces && bConnected) {
@@ -241,4 +262,5 @@ bool SocketClient::sendPacket(const void* pFixed, size_t uFixed, const void* pPa
 void SocketClient::release() {
     closeOnce(iSocket);
     bConnected = false;
+    uAheadStart = uAheadEnd = 0;
 }

@@ -67,17 +67,24 @@ class SocketClient {
     /// Receives uRows rows of uRowBytes bytes straight into rows that lie uStride bytes apart. True on failure.
     [[nodiscard]] bool getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride);
 
-    /// Sends a packet's fixed part and what follows it, all of it or the connection is given up. True on failure.
-    bool sendPacket(const void* pFixed, size_t uFixed, const void* pPayload = nullptr, size_t uPayload = 0);
+    /// Sends a packet's fixed part, what follows it, and the next packet with them, all of it or the connection is
+    /// given up. True on failure.
+    bool sendPacket(const void* pFixed, size_t uFixed, const void* pPayload = nullptr, size_t uPayload = 0,
+                    const void* pNext = nullptr, size_t uNext = 0);
 
     /// Closes the socket; harmless when it is closed.
     void release();
 
  private:
+    void takeAhead(iovec*& pPieces, size_t& uPieces);
     bool receive(iovec* pPieces, size_t uPieces, WaitLimit limit);
     bool awaitData(int iMilliseconds) const;
     bool isStopped() const;
     void tune() const;
+
+    uint32_t uAheadStart = 0;  // of what was read ahead and not handed out
+    uint32_t uAheadEnd = 0;
+    uint8_t ahead[4096];  // the result of a tile of 32 x 32 pixels, and a little more
 };
 
 /// Lets the system notice by itself, within half a minute, that the peer of a connection vanished without closing it.
