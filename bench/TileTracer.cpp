@@ -1,0 +1,36 @@
+#include "TileTracer.h"
+
+TreeTracer::TreeTracer(KDTree& tracedTree, const PacketKernel* pItsKernel)
+    : tree(tracedTree),
+      pKernel(pItsKernel),
+      vFaces(RayStream::CAPACITY),
+      vHits(RayStream::CAPACITY),
+      pBlocked(std::make_unique<bool[]>(RayStream::CAPACITY)) {}
+
+void TreeTracer::prepare(const std::vector<Ray>& vRays) {
+    pRays->uCount = 0;
+    for (const Ray& ray : vRays) pRays->add(ray.v3Origin, ray.v3Dir, ray.fMaxDist);
+}
+
+void TreeTracer::findNearest() {
+    if (pKernel) {
+        tree.pKernel = pKernel;
+        tree.findNearestFaces(*pRays, vFaces.data(), vHits.data());
+        return;
+    }
+    for (uint32_t u = 0; u < pRays->uCount; ++u) {
+        const FaceData* pFace = tree.findNearestFace(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u], &vHits[u]);
+        vFaces[u] = pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX;
+    }
+}
+
+void TreeTracer::findObstacles() {
+    if (pKernel) {
+        tree.pKernel = pKernel;
+        tree.findObstacles(*pRays, pBlocked.get());
+        return;
+    }
+    for (uint32_t u = 0; u < pRays->uCount; ++u) {
+        pBlocked[u] = tree.findObstacle(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u]);
+    }
+}
