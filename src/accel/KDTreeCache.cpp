@@ -1,11 +1,10 @@
-#include <sys/stat.h>
-
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
+#include "accel/CacheFile.h"
 #include "accel/KDTree.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
@@ -67,15 +66,6 @@ const char* readUnsigned(const char* sz, uint32_t& u, char cEnd) {
     return result.ec == std::errc() && *result.ptr == cEnd ? result.ptr + 1 : nullptr;
 }
 
-bool isSameScene(Velk::LineReader& reader, const Scene& scene) {
-    const char* szLine = reader.next();
-    constexpr char szKeyword[] = "SceneFile ";
-    const size_t uKeyword = strlen(szKeyword), uPath = strlen(scene.szSceneFile);
-    // The path is read as one word, so one with white space in it never matches.
-    return szLine && strcspn(scene.szSceneFile, " \t\n\v\f\r") == uPath && !strncmp(szLine, szKeyword, uKeyword) &&
-           !strncmp(szLine + uKeyword, scene.szSceneFile, uPath) && !strcmp(szLine + uKeyword + uPath, "\n");
-}
-
 bool readNodes(Velk::LineReader& reader, Velk::NDataVector<KDTreeNode>& nodes) {
     uint32_t uCount = 0;
     if (readCount(reader, "KDNodes ", uCount) || nodes.create(uCount, 4)) return true;
@@ -101,23 +91,12 @@ bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVecto
     return false;
 }
 
-// The cache is keyed by the path alone, so a newer mesh under the old name would be rendered with the old tree.
-void warnIfOutdated(const char* szCache, const char* szScene) {
-    struct stat cache {
-    }, scene{};
-    if (stat(szCache, &cache) || stat(szScene, &scene)) return;
-    const auto isNewer = [](const timespec& a, const timespec& b) {
-        return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
-    };
-    if (!isNewer(scene.st_mtim, cache.st_mtim)) return;
-    Velk::NLogger::LogMessage("Warning: %s is newer than %s, use --resetcache if it has changed\n", szScene, szCache);
-}
-
 }  // namespace
 
 bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes) {
     Velk::LineReader reader(szPath);
-    if (!reader.isOpen() || !isSameScene(reader, *pScene)) return false;
+    const char* szFirstLine = reader.isOpen() ? reader.next() : nullptr;
+    if (!szFirstLine || !isCacheOf(*pScene, szFirstLine)) return false;
     const bool bBroken = readNodes(reader, *pNodes) || readList(reader, pScene->vFaces.uCount, vFacesList) ||
                          !isTree(*pNodes, vFacesList.uSize) || !areLists(*pNodes, vFacesList);
     if (bBroken) {
@@ -125,7 +104,7 @@ bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes)
         vFacesList.Release();
         return false;
     }
-    warnIfOutdated(szPath, pScene->szSceneFile);
+    warnIfOutdated(szPath, *pScene);
     return true;
 }
 
@@ -137,7 +116,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     }
     {
         Velk::TextWriter writer(file.stream());
-        writer.text("SceneFile ").text(pScene->szSceneFile).text("\nKDNodes ").number(nodes.uSize).text("\n");
+        writer.text(cacheHeadline(*pScene).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
         for (const KDTreeNode& node : nodes) writer.number(node.uData).text(" ").number(node.fSplit).text("\n");
         writer.text("\nObjectList ").number(vFacesList.uSize).text("\n");
         for (const FacesListNode& entry : vFacesList) {

@@ -1,0 +1,29 @@
+#include "accel/CacheFile.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "base/NLogger.h"
+#include "scene/Scene.h"
+
+std::string cacheHeadline(const Scene& scene) {
+    return std::string("SceneFile ") + scene.szSceneFile + "\n";
+}
+
+bool isCacheOf(const Scene& scene, const char* szFirstLine) {
+    const bool bOneWord = strcspn(scene.szSceneFile, " \t\n\v\f\r") == strlen(scene.szSceneFile);
+    return bOneWord && cacheHeadline(scene) == szFirstLine;
+}
+
+void warnIfOutdated(const char* szCache, const Scene& scene) {
+    struct stat cacheStatus {
+    }, sceneStatus{};
+    if (stat(szCache, &cacheStatus) || stat(scene.szSceneFile, &sceneStatus)) return;
+    const auto isNewer = [](const timespec& a, const timespec& b) {
+        return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
+    };
+    if (!isNewer(sceneStatus.st_mtim, cacheStatus.st_mtim)) return;
+    Velk::NLogger::LogMessage("Warning: %s is newer than %s, use --resetcache if it has changed\n", scene.szSceneFile,
+                              szCache);
+}
