@@ -10,6 +10,7 @@ namespace {
 
 FILE* g_pFile = nullptr;
 bool g_bPrint = false;
+bool g_bBorrowed = false;  // g_pFile is the caller's
 
 // The stream lock holds the pieces of one message together when several threads log.
 class StreamLock {
@@ -51,6 +52,13 @@ unsigned NLogger::InitLogger(const char* szFile, bool bPrint) {
     return 0;
 }
 
+void NLogger::LogToStream(FILE* pStream) {
+    Release();
+    g_pFile = pStream;
+    g_bPrint = false;
+    g_bBorrowed = true;
+}
+
 void NLogger::LogMessage(const char* szFormat, ...) {
     if (!g_pFile) return;
     const StreamLock lock;
@@ -71,8 +79,9 @@ void NLogger::LogAppend(const char* szFormat, ...) {
 }
 
 void NLogger::Release() {
-    if (g_pFile) fclose(g_pFile);
+    if (g_pFile && !g_bBorrowed) fclose(g_pFile);
     g_pFile = nullptr;
+    g_bBorrowed = false;
 }
 
 }  // namespace Velk
