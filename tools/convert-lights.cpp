@@ -1,0 +1,24 @@
+#include <cstdio>
+#include <cstring>
+
+#include "base/NLogger.h"
+#include "scene/OldLights.h"
+
+int main(int argc, char** argv) {
+    const bool bHelp = argc == 2 && (!strcmp(argv[1], "--help") || !strcmp(argv[1], "-h"));
+    if (argc != 3) {
+        fprintf(bHelp ? stdout : stderr,
+                "Usage: convert-lights OLD NEW\n"
+                "Reads a lights file of the older format, with definitions and fixtures, and writes the lights to NEW "
+                "in the current format.\n");
+        return bHelp ? 0 : 1;
+    }
+    Velk::NLogger::LogToStream(stderr);
+    OldLights lights;
+    if (lights.loadLights(argv[1]) || lights.saveLights(argv[2])) {
+        fputs("\nNothing was converted.\n", stderr);
+        return 1;
+    }
+    printf("%s: %u lights\n", argv[2], lights.uCount);
+    return 0;
+}
