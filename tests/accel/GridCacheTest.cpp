@@ -1,0 +1,143 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "accel/KDTree.h"
+#include "accel/UniformSpaceSubdivision.h"
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+namespace {
+
+using Grid = UniformSpaceSubdivision;
+
+// The code block of a documentation page that begins with this text.
+std::string documentedExample(const char* szPage, const std::string& sStart) {
+    const std::string sPage = readFile(std::string(RT_SOURCE_DIR) + "/docs/" + szPage);
+    const std::string sFence = "```text\n";
+    const size_t uFrom = sPage.find(sFence + sStart);
+    if (uFrom == std::string::npos) return "";
+    const size_t uText = uFrom + sFence.size();
+    return sPage.substr(uText, sPage.find("```\n", uText) - uText);
+}
+
+// A fresh grid's view of the cache file; one that is taken must also be safe to search.
+bool loads(const Scene& scene) {
+    Grid grid;
+    grid.pScene = &scene;
+    if (!grid.loadSubdivision("uss.tmp")) return false;
+    Random random(7);
+    for (unsigned u = 0; u < 20; ++u) {
+        RayTestOutput hit;
+        grid.findNearestFace(pointInside(random, scene.boxScene), random.vector(1.0f), 1e30f, &hit);
+    }
+    return true;
+}
+
+}  // namespace
+
+class GridCache : public FileTest {
+ protected:
+    GridCache() {
+        Random random(6);
+        loadMesh(scene, makeSoup(random, 6, 8.0f));
+        EXPECT_FALSE(Grid().createSubdivision(&scene, true));
+        sCache = readFile("uss.tmp");
+    }
+
+    Scene scene;
+    std::string sCache;
+};
+
+TEST_F(GridCache, LoadsWhatItSavedAndSavesItAgain) {
+    Grid grid;
+    grid.pScene = &scene;
+    ASSERT_TRUE(grid.loadSubdivision("uss.tmp"));
+    EXPECT_EQ(grid.saveSubdivision("again.tmp"), 0);
+    EXPECT_EQ(readFile("again.tmp"), sCache);
+    EXPECT_NE(grid.saveSubdivision("no/such/directory"), 0);
+    EXPECT_NE(takeLog().find("Failed to open file: no/such/directory"), std::string::npos);
+}
+
+TEST_F(GridCache, ALineMayBeLongerThanAnyBuffer) {
+    Mesh mesh;
+    for (unsigned u = 0; u < 3000; ++u) mesh.add({0, 0, 0}, {1, 0, 0}, {0, 1, 1});
+    Scene pile;
+    loadMesh(pile, mesh);
+    ASSERT_FALSE(Grid().createSubdivision(&pile, true));
+    EXPECT_TRUE(loads(pile));
+}
+
+TEST_F(GridCache, AFileCutAnywhereIsRefusedAndBuiltAnew) {
+    for (size_t u = 0; u < sCache.size(); ++u) {
+        writeFile("uss.tmp", sCache.substr(0, u));
+        ASSERT_FALSE(loads(scene)) << "cut at " << u;
+    }
+    Grid grid;
+    ASSERT_FALSE(grid.createSubdivision(&scene, false));
+    EXPECT_EQ(readFile("uss.tmp"), sCache);
+    EXPECT_EQ(list(), (std::vector<std::string>{"mesh.brs", "uss.tmp"}));
+}
+
+TEST_F(GridCache, AFileWithAnythingChangedIsRefusedOrSafe) {
+    for (size_t u = 0; u < sCache.size(); ++u) {
+        for (const char* sz : {"", "-", "9"}) {
+            std::string sBroken = sCache;
+            writeFile("uss.tmp", sBroken.replace(u, 1, sz));
+            static_cast<void>(loads(scene));
+        }
+    }
+    const size_t uCells = sCache.find("cells "), uColon = sCache.find(": ", uCells);
+    const std::pair<size_t, const char*> changes[] = {
+        {sCache.find("subdivDim ") + 10, "65536 65536 "},
+        {sCache.find("hashes ") + 7, "4000000000"},
+        {uCells + 6, "4000000000"},
+        {sCache.find('\n', uCells) + 1, "4000000000"},
+        {uColon + 2, "6 "},
+        {uColon + 2, "5 5 "},
+        {sCache.find("v3Min ") + 6, "nan "},
+        {sCache.find("v3Size ") + 7, "-1 "},
+        {sCache.size(), "\n"},
+    };
+    for (const auto& [uAt, sz] : changes) {
+        std::string sBroken = sCache;
+        writeFile("uss.tmp", sBroken.insert(uAt, sz));
+        EXPECT_FALSE(loads(scene)) << sz << " at " << uAt;
+    }
+}
+
+TEST_F(GridCache, IsKeyedByThePathAloneAndWarnsWhenOutdated) {
+    Scene other, spaced;
+    writeFile("other.brs", readFile("mesh.brs"));
+    writeFile("with space.brs", readFile("mesh.brs"));
+    ASSERT_FALSE(other.loadScene("other.brs") || spaced.loadScene("with space.brs"));
+    other.preprocessScene();
+    spaced.preprocessScene();
+    EXPECT_FALSE(loads(other));
+    ASSERT_FALSE(Grid().createSubdivision(&spaced, true));
+    EXPECT_FALSE(loads(spaced));
+
+    writeFile("uss.tmp", sCache);
+    const auto timeOf = [](const char* sz) { return std::filesystem::last_write_time(sz); };
+    std::filesystem::last_write_time("mesh.brs", timeOf("uss.tmp") - std::chrono::seconds(5));
+    takeLog();
+    EXPECT_TRUE(loads(scene));
+    EXPECT_EQ(takeLog(), "");
+    std::filesystem::last_write_time("mesh.brs", timeOf("uss.tmp") + std::chrono::seconds(5));
+    EXPECT_TRUE(loads(scene));
+    EXPECT_NE(takeLog().find("--resetcache"), std::string::npos);
+}
+
+TEST_F(GridCache, TheDocumentedExamplesAreWhatTheDocumentedSceneGives) {
+    writeFile("Scenes/roofs.brs", documentedExample("caches.md", "vertices"));
+    Scene roofs;
+    ASSERT_FALSE(roofs.loadScene("Scenes/roofs.brs"));
+    roofs.preprocessScene();
+    Grid grid;
+    KDTree tree;
+    ASSERT_FALSE(grid.createSubdivision(&roofs, true) || tree.buildTree(&roofs, true));
+    const std::string sHead = "SceneFile Scenes/roofs.brs\n";
+    EXPECT_EQ(readFile("uss.tmp"), documentedExample("caches.md", sHead + "v3Min"));
+    EXPECT_EQ(readFile("kdtree.tmp"), documentedExample("caches.md", sHead + "KDNodes"));
+    EXPECT_TRUE(loads(roofs));
+}

@@ -1,0 +1,291 @@
+#include <algorithm>
+#include <limits>
+
+#include "accel/TriBoxIntersection.h"
+#include "accel/UniformSpaceSubdivision.h"
+#include "support/FileTest.h"
+#include "support/Meshes.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+using Grid = UniformSpaceSubdivision;
+
+struct Ray {
+    NMVector3f v3Origin, v3Dir;
+};
+
+// Tests every face against every voxel, whose bounds are running sums.
+void expectLiteralRecords(const Grid& grid) {
+    const NMVector3f &v3Min = grid.v3Min, &v3Size = grid.v3Size;
+    uint32_t uVoxel = 0, uRecords = 0;
+    NMVector3f v3Lo = v3Min;
+    for (int y = 0; y < grid.subdivDim[1]; ++y, v3Lo.y += v3Size.y) {
+        v3Lo.z = v3Min.z;
+        for (int z = 0; z < grid.subdivDim[2]; ++z, v3Lo.z += v3Size.z) {
+            v3Lo.x = v3Min.x;
+            for (int x = 0; x < grid.subdivDim[0]; ++x, v3Lo.x += v3Size.x, ++uVoxel) {
+                const NMVector3f v3Hi = v3Lo + v3Size;
+                std::vector<unsigned int> vFaces;
+                for (const FaceData& face : grid.pScene->vFaces) {
+                    if (TriBoxIntersection((v3Lo + v3Hi) * 0.5f, (v3Hi - v3Lo) * 0.5f, face.pA->v3Position,
+                                           face.pB->v3Position, face.pC->v3Position)) {
+                        vFaces.push_back(static_cast<unsigned int>(&face - grid.pScene->vFaces.pData));
+                    }
+                }
+                ASSERT_EQ(grid.hashes[uVoxel], vFaces.empty() ? NO_INDEX : uRecords++);
+                const Grid::FaceIndices* pFaces = grid.getTriangles(uVoxel);
+                ASSERT_EQ(pFaces ? std::vector<unsigned int>(pFaces->begin(), pFaces->end()) : vFaces, vFaces);
+            }
+        }
+    }
+    ASSERT_EQ(grid.hashes.uCount, uVoxel);
+    ASSERT_EQ(grid.cells.uSize, uRecords);
+}
+
+Mesh scaled(Mesh mesh, float fFactor) {
+    for (NMVector3f& v3 : mesh.vVertices) v3 = v3 * fFactor;
+    return mesh;
+}
+
+// Squares of one lattice cell each, so that a grid of the lattice's pitch has every face between two voxels.
+Mesh makeLattice(Random& random, uint32_t uSquares) {
+    Mesh mesh;
+    for (uint32_t u = 0; u < uSquares; ++u) {
+        NMVector3f v3Corner{}, v3Edge[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+        for (unsigned a = 0; a < 3; ++a) v3Corner[a] = static_cast<float>(random.below(7));
+        const unsigned uAxis = random.below(3);
+        mesh.addQuad(v3Corner, v3Edge[(uAxis + 1) % 3], v3Edge[(uAxis + 2) % 3]);
+    }
+    return mesh;
+}
+
+std::vector<Mesh> makeMeshes(Random& random) {
+    std::vector<Mesh> vMeshes = {makeSoup(random, 300, 3.0f), makePlanes(random, 120), makeLattice(random, 250),
+                                 scaled(makePlanes(random, 120), 1e8f)};  // too large for its bounds to have a margin
+    Mesh ball, flat, single, slivers = makeSlivers(random, 100);
+    ball.addSphere({3, -2, 1}, 5.0f, 3);
+    ball.addQuad({-8, -7, -8}, {20, 0, 0}, {0, 0, 20});
+    for (unsigned u = 0; u < 100; ++u) {
+        flat.addQuad({random.between(0, 90), 0, random.between(0, 90)}, {3, 0, 0}, {0, random.between(0, 0.1f), 3});
+    }
+    single.add({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+    vMeshes.insert(vMeshes.end(), {ball, flat, single, slivers});
+    return vMeshes;
+}
+
+// A coordinate on a boundary between voxels, by product or by sum.
+float boundary(Random& random, const Grid& grid, unsigned a) {
+    const uint32_t uVoxels = random.below(static_cast<uint32_t>(grid.subdivDim[a]) + 1);
+    float fSum = grid.v3Min[a];
+    for (uint32_t u = 0; u < uVoxels; ++u) fSum += grid.v3Size[a];
+    return random.below(2) ? fSum : grid.v3Min[a] + static_cast<float>(uVoxels) * grid.v3Size[a];
+}
+
+constexpr unsigned RAY_KINDS = 10;
+
+Ray makeRay(Random& random, const Grid& grid, unsigned uKind) {
+    const Velk::BoxAABB box{grid.v3Min, grid.v3Max};
+    const FaceData& face = grid.pScene->vFaces[random.below(grid.pScene->vFaces.uCount)];
+    const NMVector3f v3Inside = pointInside(random, box), v3Dir = normalize(random.vector(1.0f));
+    const NMVector3f v3OnFace = face.pA->v3Position * 0.2f + face.pB->v3Position * 0.5f + face.pC->v3Position * 0.3f;
+    const NMVector3f v3Corner{boundary(random, grid, 0), boundary(random, grid, 1), boundary(random, grid, 2)};
+    const unsigned a = random.below(3);
+    NMVector3f v3Axis{}, v3OnBoundary = v3Inside, v3InPlane = v3Dir;
+    v3Axis[a] = random.below(2) ? 1.0f : -1.0f;
+    v3OnBoundary[a] = v3Corner[a];
+    v3InPlane[a] = random.below(2) ? 0.0f : -0.0f;
+    switch (uKind) {
+        case 0:  // inside
+            return {v3Inside, v3Dir};
+        case 1:  // from a face to a vertex
+            return {v3OnFace, face.pB->v3Position - v3Inside};
+        case 2: {  // outside
+            const NMVector3f v3Origin = pointOutside(random, box);
+            return {v3Origin, (random.below(2) ? v3OnFace : v3Inside) - v3Origin};
+        }
+        case 3: {  // far outside
+            const NMVector3f v3Way = v3Dir * powf(10.0f, random.between(5.0f, 9.0f));
+            return {v3OnFace - v3Way, v3Way * 1e-4f};
+        }
+        case 4: {  // on the box, perhaps along it
+            NMVector3f v3Origin = v3Inside;
+            v3Origin[a] = random.below(2) ? box.v3Min[a] : box.v3Max[a];
+            return {v3Origin, random.below(2) ? v3OnFace - v3Origin : v3InPlane};
+        }
+        case 5:  // along one axis, from inside and outside, also between voxels
+            return {(random.below(2) ? v3OnFace : v3Corner) - v3Axis * random.between(0.0f, 20000.0f), v3Axis};
+        case 6:  // along two axes, also between voxels
+            return {random.below(2) ? v3Inside : v3OnBoundary, v3InPlane};
+        case 7: {  // nearly between voxels
+            NMVector3f v3Near = v3InPlane;
+            v3OnBoundary[a] += random.between(-0.02f, 0.02f);
+            v3Near[a] = v3Dir[a] * powf(10.0f, -random.between(0.0f, 8.0f));
+            return {v3OnBoundary, v3Near};
+        }
+        case 8:  // through a corner, from a vertex or from anywhere
+            return random.below(2) ? Ray{v3Inside, v3Corner - v3Inside}
+                                   : Ray{v3Corner * 2.0f - face.pA->v3Position, face.pA->v3Position - v3Corner};
+        default: {  // through corner after corner
+            NMVector3f v3Diagonal = grid.v3Size;
+            v3Diagonal[a] = -v3Diagonal[a];
+            return {v3Corner - v3Diagonal * static_cast<float>(random.below(20)), v3Diagonal};
+        }
+    }
+}
+
+// The nearest t, negative without a hit.
+float bruteForce(const Scene& scene, const Ray& ray, float fMaxDist) {
+    float fNearest = -1.0f;
+    for (const FaceData& face : scene.vFaces) {
+        RayTestOutput hit;
+        if (!scene.testTriangle(&face, ray.v3Origin, ray.v3Dir, fMaxDist, &hit)) continue;
+        fNearest = fMaxDist = hit.fT;
+    }
+    return fNearest;
+}
+
+void expectExactAnswers(Random& random, Grid& grid, const Ray& ray) {
+    constexpr float MAX_DISTANCE = 1e30f;
+    const Scene& scene = *grid.pScene;
+    const float fNearest = bruteForce(scene, ray, MAX_DISTANCE);
+    RayTestOutput hit{}, again{};
+    const FaceData* pFace = grid.findNearestFace(ray.v3Origin, ray.v3Dir, MAX_DISTANCE, &hit);
+    ASSERT_EQ(hit.fT, fNearest < 0.0f ? MAX_DISTANCE : fNearest);
+    ASSERT_EQ(pFace != nullptr, fNearest >= 0.0f);
+    if (pFace) {
+        ASSERT_TRUE(scene.testTriangle(pFace, ray.v3Origin, ray.v3Dir, fNearest, &again));
+        ASSERT_EQ(memcmp(&hit.v3Hit, &again.v3Hit, sizeof(hit.v3Hit)), 0);
+        ASSERT_TRUE(grid.findObstacle(ray.v3Origin, ray.v3Dir, fNearest));
+        ASSERT_FALSE(fNearest > 0.0f && grid.findObstacle(ray.v3Origin, ray.v3Dir, std::nextafter(fNearest, 0.0f)));
+    }
+    const float fAny = fabsf(fNearest) * random.between(0.0f, 2.0f);
+    ASSERT_EQ(grid.findObstacle(ray.v3Origin, ray.v3Dir, fAny), fNearest >= 0.0f && fNearest <= fAny);
+}
+
+}  // namespace
+
+class UniformGrid : public FileTest {};
+
+TEST_F(UniformGrid, BuildIsThatOfEveryFaceAgainstEveryVoxel) {
+    Random random(1);
+    for (const Mesh& mesh : makeMeshes(random)) {
+        Scene scene;
+        loadMesh(scene, mesh);
+        Grid grid;
+        ASSERT_FALSE(grid.createSubdivision(&scene, true));
+        expectLiteralRecords(grid);
+    }
+}
+
+TEST_F(UniformGrid, AnswersAgreeExactlyWithBruteForce) {
+    Random random(2);
+    std::vector<Mesh> vMeshes = makeMeshes(random);
+    vMeshes.pop_back();  // of slivers a ray test accepts points far from the face
+    for (size_t uMesh = 0; uMesh < vMeshes.size(); ++uMesh) {
+        Scene scene;
+        loadMesh(scene, vMeshes[uMesh]);
+        Grid built, loaded;
+        ASSERT_FALSE(built.createSubdivision(&scene, true));
+        ASSERT_FALSE(loaded.createSubdivision(&scene, false));
+        for (unsigned u = 0; u < 400 * RAY_KINDS; ++u) {
+            const Ray ray = makeRay(random, built, u % RAY_KINDS);
+            SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", ray " << u << " of seed 2");
+            expectExactAnswers(random, built, ray);
+            if (uMesh != 3) expectExactAnswers(random, loaded, ray);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+// Every coordinate is a small whole number, so whether the ray touches the box can be told without rounding.
+TEST_F(UniformGrid, RaysThatMissTheBoxAreRejectedExactly) {
+    Random random(3);
+    Grid grid;
+    grid.v3Max = {8, 8, 8};
+    grid.v3Size = {1, 2, 4};
+    for (unsigned a = 0; a < 3; ++a) grid.subdivDim[a] = 8 >> a;
+    unsigned uMet = 0;
+    for (unsigned uRay = 0; uRay < 20000; ++uRay) {
+        int o[3], d[3];
+        for (unsigned a = 0; a < 3; ++a) {
+            o[a] = static_cast<int>(random.below(41)) - 16;
+            d[a] = static_cast<int>(random.below(9)) - 4;
+        }
+        // A ray that meets the box starts inside or meets the plane of a side at a point of the box.
+        const auto isInside = [&](int n, int m) {  // at t = n / m, m > 0
+            return std::all_of(std::begin(g_modulo), std::begin(g_modulo) + 3,
+                               [&](unsigned a) { return o[a] * m + d[a] * n >= 0 && o[a] * m + d[a] * n <= 8 * m; });
+        };
+        bool bMeets = isInside(0, 1);
+        for (unsigned a = 0; a < 3; ++a) {
+            for (const int iPlane : {0, 8}) {
+                const int n = d[a] < 0 ? o[a] - iPlane : iPlane - o[a];
+                bMeets = bMeets || (d[a] && n >= 0 && isInside(n, abs(d[a])));
+            }
+        }
+        const auto vector = [](const int* p) {
+            return NMVector3f{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+        };
+        ASSERT_EQ(grid.setUpTriangleSearch(vector(o), vector(d)), bMeets) << "ray " << uRay << " of seed 3";
+        if (!bMeets) continue;
+        ++uMet;
+        for (unsigned a = 0; a < 3; ++a) ASSERT_TRUE(grid.vVoxel[a] >= 0 && grid.vVoxel[a] < grid.subdivDim[a]);
+    }
+    EXPECT_GT(uMet, 500u);
+}
+
+TEST_F(UniformGrid, WalkTakesZBeforeYBeforeXAtACornerAndEndsAtTheBound) {
+    Grid grid;  // of 27 unit voxels, none of them empty
+    grid.v3Max = {3, 3, 3};
+    grid.v3Size = {1, 1, 1};
+    for (int32_t& iDim : grid.subdivDim) iDim = 3;
+    ASSERT_FALSE(grid.hashes.allocate(27, 32) || grid.cells.create(4, 10) || grid.cells.PushBack({}));
+    for (uint32_t& uHash : grid.hashes) uHash = 0;
+    ASSERT_TRUE(grid.setUpTriangleSearch({0.5f, 0.5f, 0.5f}, {1, 1, 1}));
+    EXPECT_TRUE(grid.checkPointInVoxel({1, 0, 1}));
+    std::string sOrder;
+    for (unsigned u = 0; u < 6; ++u) {
+        const int32_t iOld[3] = {grid.vVoxel[0], grid.vVoxel[1], grid.vVoxel[2]};
+        ASSERT_TRUE(u < 3 ? grid.findNextVoxel() : grid.findNextVoxel(1.6f));
+        for (unsigned a = 0; a < 3; ++a)
+            sOrder += iOld[a] == grid.vVoxel[a] ? "" : std::string(1, static_cast<char>('x' + a));
+    }
+    EXPECT_EQ(sOrder, "zyxzyx");
+    EXPECT_TRUE(grid.checkPointInVoxel({2, 2.5f, 3}));
+    EXPECT_FALSE(grid.checkPointInVoxel({1.9f, 2.5f, 3}));
+    EXPECT_FALSE(grid.findNextVoxel(2.5f));
+}
+
+TEST_F(UniformGrid, HostileMeshesAndRaysAreAnswered) {
+    constexpr float INF = std::numeric_limits<float>::infinity(), NOT = std::numeric_limits<float>::quiet_NaN();
+    Random random(5);
+    Mesh point, line, empty, wide, far = makeSoup(random, 100, 3.0f);
+    point.add({1, 2, 3}, {1, 2, 3}, {1, 2, 3});
+    for (const float x : {0.0f, 2e12f}) line.add({x, 0, 0}, {x, 1, 0}, {x, 0, 0.1f});
+    empty.vVertices = {{0, 0, 0}, {1, 1, 1}};
+    wide.add({-3e38f, 0, 0}, {3e38f, 0, 0}, {0, 3e38f, 1});
+    far.vVertices.push_back({3e38f, 3e38f, 3e38f});
+    for (NMVector3f& v3 : far.vVertices) v3 = v3 + NMVector3f{1e7f, 0, -1e7f};
+    for (const Mesh& mesh : {point, line, empty, wide, far}) {
+        Scene scene;
+        loadMesh(scene, mesh);
+        Grid grid;
+        ASSERT_FALSE(grid.createSubdivision(&scene, true));
+        EXPECT_LE(grid.hashes.uCount, 1u << 22);
+        for (const NMVector3f& v3 : {NMVector3f{0, 0, 0}, NMVector3f{NOT, 1, NOT}, NMVector3f{INF, 0, -INF},
+                                     NMVector3f{1e-38f, 1, 0}, NMVector3f{3e38f, -3e38f, 1}}) {
+            for (const NMVector3f& v3Origin : {v3, scene.v3Center - v3}) {
+                RayTestOutput hit;
+                const FaceData* pFace = grid.findNearestFace(v3Origin, v3, INF, &hit);
+                EXPECT_EQ(pFace != nullptr, grid.findObstacle(v3Origin, v3, INF));
+            }
+        }
+        grid.releaseSubdivision();
+        RayTestOutput hit;
+        EXPECT_EQ(grid.findNearestFace({0, 0, 0}, {1, 0, 0}, 7.0f, &hit), nullptr);
+        EXPECT_EQ(hit.fT, 7.0f);
+        EXPECT_FALSE(grid.findObstacle({0, 0, 0}, {1, 0, 0}, 7.0f));
+    }
+}
