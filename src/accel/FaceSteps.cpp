@@ -44,7 +44,8 @@ namespace {
 
 using Lanes = float __attribute__((vector_size(16)));
 using Mask = int32_t __attribute__((vector_size(16)));
-static_assert(sizeof(Lanes) == FaceSteps::UNIT * sizeof(float), "a unit fills the lanes");
+constexpr uint32_t WIDTH = sizeof(Lanes) / sizeof(float);
+static_assert(FaceSteps::UNIT % WIDTH == 0, "whole lanes");
 
 constexpr float ROUND = 0x1p-24f;
 constexpr float NEVER = 1e30f;                                // never reached
@@ -66,7 +67,18 @@ inline Lanes larger(Lanes a, Lanes b) {
     return a > b ? a : b;
 }
 inline Lanes absolute(Lanes a) {
-    return larger(a, -a);
+    return reinterpret_cast<Lanes>(reinterpret_cast<Mask>(a) & Mask{INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX});
+}
+
+// f where the mask is set, else 0.
+inline Lanes only(Mask mask, Lanes f) {
+    return reinterpret_cast<Lanes>(mask & reinterpret_cast<Mask>(f));
+}
+
+// f, negated where a is negative.
+inline Lanes withSignOf(Lanes a, Lanes f) {
+    const Mask sign = reinterpret_cast<Mask>(a) & Mask{INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN};
+    return reinterpret_cast<Lanes>(sign ^ reinterpret_cast<Mask>(f));
 }
 
 // The range [G, F] of a triangle, each end between two bounds.
@@ -74,18 +86,16 @@ struct Range {
     Lanes gMaybe, gSure;  // below, above G
     Lanes fSure, fMaybe;  // below, above F
 
-    // Narrows the range by [g, f] / d with an error of at most e on g and f; lanes in bFree are left as they are.
+    // Narrows the range by [g, f] / d with an error of at most e on g and f; lanes in bFree, which have d = 0, are left
+    // as they are.
     void narrow(Lanes d, Lanes g, Lanes f, Lanes e, Mask bFree) {
-        const Mask bUsable = d >= SMALL;
-        const Lanes inverse = 1.0f / (bUsable ? d : all(1.0f));
-        const Lanes huge = all(NEVER);
-        const auto bound = [&](Lanes value, Lanes unusable, Lanes free) {
-            return bFree ? free : (bUsable ? value * inverse : unusable);
-        };
-        gMaybe = larger(gMaybe, bound(g - e, -huge, -huge));
-        gSure = larger(gSure, bound(g + e, huge, -huge));
-        fSure = smaller(fSure, bound(f - e, -huge, huge));
-        fMaybe = smaller(fMaybe, bound(f + e, huge, huge));
+        const Lanes inverse = 1.0f / larger(d, all(SMALL));
+        const Lanes eMaybe = larger(e, only(d < SMALL, all(NEVER)));
+        const Lanes eSure = withSignOf(only(bFree, all(-1.0f)), eMaybe);
+        gMaybe = larger(gMaybe, (g - eMaybe) * inverse);
+        gSure = larger(gSure, (g + eSure) * inverse);
+        fSure = smaller(fSure, (f - eSure) * inverse);
+        fMaybe = smaller(fMaybe, (f + eMaybe) * inverse);
     }
 };
 
@@ -109,7 +119,7 @@ struct Frame {
 
 // A unit of faces, relative to the node.
 struct Unit {
-    Lanes s[3];            // corners on the split axis
+    Lanes s[3], x[3];      // corners on the split axis
     Lanes t[2][3];         // on the other axes, from the centre
     Lanes eS[3], e[2][3];  // edges
     Lanes fMin, fMid, fMax;
@@ -119,6 +129,7 @@ struct Unit {
     Unit(const Frame& frame, const float* const* pFaces) {
         for (unsigned i = 0; i < 3; ++i) {
             s[i] = gather(pFaces, 3 * i + frame.uAxis);
+            x[i] = s[i] - frame.fLow;
             for (unsigned k = 0; k < 2; ++k) t[k][i] = gather(pFaces, 3 * i + frame.uOther[k]) - frame.fCentre[k];
         }
         for (unsigned i = 0; i < 3; ++i) {
@@ -146,18 +157,20 @@ struct Unit {
 };
 
 inline void narrowByEdges(const Frame& frame, const Unit& unit, Range& range) {
+    const Lanes errorOfLength = ROUND * (frame.fReach + 24.0f * unit.fSpan);
+#pragma GCC unroll 2
     for (unsigned k = 0; k < 2; ++k) {
         const uint8_t(*pProjected)[2] = PROJECTED[frame.uOther[1 - k]];
-        const Lanes errorOfLength = ROUND * (frame.fReach + 24.0f * unit.fSpan);
         const Lanes errorOfEdge = 64.0f * ROUND * unit.fSpan * unit.fOther[k];
+#pragma GCC unroll 3
         for (unsigned i = 0; i < 3; ++i) {
             const Lanes d = absolute(unit.e[k][i]);
-            const Lanes slope = unit.e[k][i] < 0.0f ? -unit.eS[i] : unit.eS[i];
+            const Lanes slope = withSignOf(unit.e[k][i], unit.eS[i]);
             const unsigned a = pProjected[i][0], b = pProjected[i][1];
-            const Lanes qA = d * (unit.s[a] - frame.fLow) - slope * unit.t[k][a];
-            const Lanes qB = d * (unit.s[b] - frame.fLow) - slope * unit.t[k][b];
+            const Lanes qA = d * unit.x[a] - slope * unit.t[k][a];
+            const Lanes qB = d * unit.x[b] - slope * unit.t[k][b];
             const Lanes radius = absolute(slope) * frame.fHalf[k];
-            const Lanes error = d * errorOfLength + (slope != 0.0f ? errorOfEdge : all(0.0f)) + TINY;
+            const Lanes error = d * errorOfLength + only(slope != 0.0f, errorOfEdge) + TINY;
             range.narrow(d, smaller(qA, qB) - radius, larger(qA, qB) + radius, error, d == 0.0f);
         }
     }
@@ -170,7 +183,7 @@ inline void narrowByPlane(const Frame& frame, const Unit& unit, Range& range) {
     const Lanes n2 = eS[0] * e1[1] - e1[0] * eS[1];
     const Lanes d = absolute(nS);
     const Lanes across = n1 * unit.t[0][0] + n2 * unit.t[1][0];
-    const Lanes q = d * (unit.s[0] - frame.fLow) + (nS < 0.0f ? -across : across);
+    const Lanes q = d * unit.x[0] + withSignOf(nS, across);
     const Lanes radius = absolute(n1) * frame.fHalf[0] + absolute(n2) * frame.fHalf[1];
     const Lanes edges =
         unit.fOther[0] * (absolute(e2[0]) + absolute(e2[1])) + unit.fOther[1] * (absolute(e1[0]) + absolute(e1[1]));
@@ -206,7 +219,7 @@ inline void place(const Frame& frame, const Unit& unit, const Turn& turn, float 
 }
 
 inline void store(float* p, Lanes lanes) {
-    for (unsigned u = 0; u < FaceSteps::UNIT; ++u) p[u] = lanes[u];
+    for (unsigned u = 0; u < WIDTH; ++u) p[u] = lanes[u];
 }
 
 }  // namespace
@@ -215,10 +228,10 @@ void FaceSteps::measure(const SplitFrame& splitFrame, const FaceCorners* pCorner
                         bool bTame) {
     const Frame frame(splitFrame);
     const Lanes infinite = all(std::numeric_limits<float>::infinity());
-    for (uint32_t u = uCount; u % UNIT; ++u) pFace[u] = pFace[uCount - 1];
-    for (uint32_t u = 0; u < uCount; u += UNIT) {
-        const float* pFaces[UNIT];
-        for (unsigned i = 0; i < UNIT; ++i) pFaces[i] = &pCorners[pFace[u + i]].v3Corner[0].x;
+    for (uint32_t u = uCount; u % WIDTH; ++u) pFace[u] = pFace[uCount - 1];
+    for (uint32_t u = 0; u < uCount; u += WIDTH) {
+        const float* pFaces[WIDTH];
+        for (unsigned i = 0; i < WIDTH; ++i) pFaces[i] = &pCorners[pFace[u + i]].v3Corner[0].x;
         const Unit unit(frame, pFaces);
         const Lanes error = ROUND * (frame.fReach + 8.0f * unit.fSpan) + TINY;
         const Lanes first = unit.fMin - frame.fLow, last = unit.fMax - frame.fLow;

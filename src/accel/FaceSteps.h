@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "accel/SplitFrame.h"
@@ -10,6 +11,22 @@ struct FaceCorners {
 };
 static_assert(sizeof(FaceCorners) == 36, "nine floats");
 
+/// One array a value, one element a face of the current node.
+template <typename T>
+struct FaceValues {
+    static constexpr unsigned ARRAYS = 7;
+    T *pMin, *pMid, *pMax;  // the face's vertices on the split axis, sorted
+    T *pLowMaybe, *pLowSure, *pHighSure, *pHighMaybe;
+
+    /// Puts the arrays into a block of ARRAYS * uElements elements.
+    void divide(T* pBlock, size_t uElements) {
+        for (T** pp : {&pMin, &pMid, &pMax, &pLowMaybe, &pLowSure, &pHighSure, &pHighMaybe}) {
+            *pp = pBlock;
+            pBlock += uElements;
+        }
+    }
+};
+
 /// For the faces of one node, the positions p on the split axis at which the answers of the two overlap tests turn. As
 /// p grows, "overlaps the enlarged low part" turns from no to yes, "overlaps the enlarged high part" from yes to no:
 ///
@@ -19,18 +36,14 @@ static_assert(sizeof(FaceCorners) == 36, "nine floats");
 ///             p > pHighMaybe   the high test is not made or says no
 ///
 /// for every candidate p of the box, whatever rounding does to single answers. In between only the test itself can
-/// tell. Tests are not made for candidates off the face's range on the axis. One array a value, UNIT faces at a time;
-/// the arrays have room for a whole last unit.
-struct FaceSteps {
-    static constexpr uint32_t UNIT = 4;
+/// tell. Tests are not made for candidates off the face's range on the axis.
+struct FaceSteps : FaceValues<float> {
+    static constexpr uint32_t UNIT = 8;  // faces at a time; all arrays have room for a whole last unit
+    static constexpr float LARGEST = 2e11f;
 
-    uint32_t* pFace;            // input: index into the corners
-    float *pMin, *pMid, *pMax;  // the face's vertices on the split axis, sorted
-    float *pLowMaybe, *pLowSure, *pHighSure, *pHighMaybe;
+    uint32_t* pFace;  // input: index into the corners
 
-    /// Fills all arrays but pFace for uCount > 0 faces. bTested: every face is known to overlap the enlarged box (by
-    /// the very same test). bTame: box and corners are finite and below LARGEST.
+    /// Fills all values for uCount > 0 faces. bTested: every face is known to overlap the enlarged box (by the very
+    /// same test). bTame: box and corners are finite and below LARGEST.
     void measure(const SplitFrame& frame, const FaceCorners* pCorners, uint32_t uCount, bool bTested, bool bTame);
-
-    static constexpr float LARGEST = 1e12f;
 };

@@ -9,6 +9,25 @@
 
 using Velk::NMVector3f;
 
+namespace {
+
+constexpr uint32_t FEW_CANDIDATES = 16;  // searched and sorted in the simplest way
+
+void sortFew(float* pBegin, float* pEnd) {
+    if (pEnd - pBegin > FEW_CANDIDATES) {
+        std::sort(pBegin, pEnd);
+        return;
+    }
+    for (float* p = pBegin + 1; p < pEnd; ++p) {
+        const float f = *p;
+        float* pHole = p;
+        for (; pHole > pBegin && pHole[-1] > f; --pHole) *pHole = pHole[-1];
+        *pHole = f;
+    }
+}
+
+}  // namespace
+
 KDTreeSplitSearch::~KDTreeSplitSearch() {
     vPositions.Release();
     vLeft.Release();
@@ -19,17 +38,13 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
     const size_t uFaces = scene.vFaces.uCount;
     const size_t uRoom = (uFaces + FaceSteps::UNIT - 1) / FaceSteps::UNIT * FaceSteps::UNIT;
     corners.reset(new (std::nothrow) FaceCorners[uFaces]);
-    bins.pFaces.reset(new (std::nothrow) SplitBins::FaceBins[uFaces]);
     pNumbers.reset(new (std::nothrow) uint32_t[uRoom]);
-    pValues.reset(new (std::nothrow) float[7 * uRoom]);
-    if (!corners || !bins.pFaces || !pNumbers || !pValues) return true;
+    pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);
+    pBins.reset(new (std::nothrow) uint16_t[FaceSteps::ARRAYS * uRoom]);
+    if (!corners || !pNumbers || !pValues || !pBins) return true;
     steps.pFace = pNumbers.get();
-    float* pNext = pValues.get();
-    for (float** pp : {&steps.pMin, &steps.pMid, &steps.pMax, &steps.pLowMaybe, &steps.pLowSure, &steps.pHighSure,
-                       &steps.pHighMaybe}) {
-        *pp = pNext;
-        pNext += uRoom;
-    }
+    steps.divide(pValues.get(), uRoom);
+    bins.faces.divide(pBins.get(), uRoom);
 
     const auto isTame = [](const NMVector3f& v) {
         return std::fabs(v.x) < FaceSteps::LARGEST && std::fabs(v.y) < FaceSteps::LARGEST &&
@@ -57,89 +72,112 @@ bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTes
 
 // Collects the candidates of the chosen bins, ascending and each once.
 bool KDTreeSplitSearch::gather(uint32_t uCount) {
-    uint32_t uRoom = 3;
-    for (uint32_t u = 0; u < bins.bins(); ++u) uRoom += bins.isChosen(u) ? bins.uCandidates[u] : 0;
-    if (uRoom > vPositions.uCapacity) {
-        for (auto* p : {&vLeft, &vRight}) {
-            p->Release();
-            if (p->create(uRoom, 0)) return true;
-        }
-        vPositions.Release();
-        if (vPositions.create(uRoom, 0)) return true;
+    // Each bin gets its place; the vertices of the others all go to the last place.
+    uint32_t uPlaces = 0;
+    for (uint32_t u = 0; u < bins.bins(); ++u) uPlaces += bins.isChosen(u) ? bins.candidates(u) : 0;
+    if (uPlaces >= vPositions.uCapacity && makeRoom(uPlaces + 1)) return true;
+    uint32_t uNext[SplitBins::MAX_BINS + 1];
+    for (uint32_t u = 0, uPlace = 0; u <= bins.bins(); ++u) {
+        uNext[u] = bins.isChosen(u) ? uPlace : uPlaces;
+        uPlace += bins.isChosen(u) ? bins.candidates(u) : 0;
     }
-    float* pEnd = vPositions.pData;
+    float* const pPositions = vPositions.pData;
+    const auto put = [&](float f, uint32_t uBin) {
+        pPositions[uNext[uBin]] = f;
+        uNext[uBin] += bins.isChosen(uBin);
+    };
     for (uint32_t u = 0; u < uCount; ++u) {
-        const uint16_t* pBins = bins.pFaces[u].uVertex;
-        const float fVertex[3] = {steps.pMin[u], steps.pMid[u], steps.pMax[u]};
-        for (unsigned k = 0; k < 3; ++k) {
-            *pEnd = fVertex[k];
-            pEnd += bins.isChosen(pBins[k]);
+        put(steps.pMin[u], bins.faces.pMin[u]);
+        put(steps.pMid[u], bins.faces.pMid[u]);
+        put(steps.pMax[u], bins.faces.pMax[u]);
+    }
+    uint32_t uEnd = 0;
+    for (uint32_t u = 0; u < bins.bins(); ++u) {
+        uFirst[u] = uEnd;
+        if (!bins.isChosen(u)) continue;
+        float *const pEnd = pPositions + uNext[u], *const pBegin = pEnd - bins.candidates(u);
+        sortFew(pBegin, pEnd);
+        for (const float* p = pBegin; p < pEnd; ++p) {
+            if (uEnd == uFirst[u] || pPositions[uEnd - 1] != *p) pPositions[uEnd++] = *p;
         }
     }
-    std::sort(vPositions.pData, pEnd);
-    vPositions.uSize = static_cast<uint32_t>(std::unique(vPositions.pData, pEnd) - vPositions.pData);
-
-    // Where the candidates from each bin on begin.
-    uint32_t uBin = 0;
-    for (uint32_t u = 0; u < vPositions.uSize; ++u) {
-        for (const uint32_t uOwn = bins.of(vPositions[u]); uBin <= uOwn; ++uBin) uFirst[uBin] = u;
-    }
-    for (; uBin <= bins.bins() + 1; ++uBin) uFirst[uBin] = vPositions.uSize;
+    uFirst[bins.bins()] = uFirst[bins.bins() + 1] = uEnd;
+    vPositions.uSize = uEnd;
     return false;
 }
 
+bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
+    for (auto* p : {&vLeft, &vRight}) {
+        p->Release();
+        if (p->create(uCandidates, 0)) return true;
+    }
+    vPositions.Release();
+    return vPositions.create(uCandidates, 0);
+}
+
+// The first candidate of the bin that is not below, is above fPos; the next bin's first when there is none.
 uint32_t KDTreeSplitSearch::firstFrom(float fPos, uint32_t uBin) const {
-    const float *pBegin = vPositions.pData + uFirst[uBin], *pEnd = vPositions.pData + uFirst[uBin + 1];
-    return static_cast<uint32_t>(std::lower_bound(pBegin, pEnd, fPos) - vPositions.pData);
+    uint32_t u = uFirst[uBin], uEnd = uFirst[uBin + 1];
+    if (uEnd - u > FEW_CANDIDATES) {
+        const float* pFrom = std::lower_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
+        return static_cast<uint32_t>(pFrom - vPositions.pData);
+    }
+    while (u < uEnd && vPositions[u] < fPos) ++u;
+    return u;
 }
 
 uint32_t KDTreeSplitSearch::firstAfter(float fPos, uint32_t uBin) const {
-    const float *pBegin = vPositions.pData + uFirst[uBin], *pEnd = vPositions.pData + uFirst[uBin + 1];
-    return static_cast<uint32_t>(std::upper_bound(pBegin, pEnd, fPos) - vPositions.pData);
+    uint32_t u = uFirst[uBin], uEnd = uFirst[uBin + 1];
+    if (uEnd - u > FEW_CANDIDATES) {
+        const float* pFrom = std::upper_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
+        return static_cast<uint32_t>(pFrom - vPositions.pData);
+    }
+    while (u < uEnd && vPositions[u] <= fPos) ++u;
+    return u;
 }
 
 void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
     for (uint32_t u = 0; u <= vPositions.uSize; ++u) vLeft[u] = vRight[u] = 0;
     vRight[0] = uCount;
     for (uint32_t u = 0; u < uCount; ++u) {
-        const SplitBins::FaceBins& face = bins.pFaces[u];
-        if (bins.isAnyChosen(face.uLowMaybe, face.uLowSure) ||
-            bins.isAnyChosen(face.uHighSure, std::max(face.uHighMaybe, face.uLowSure))) {
-            --bins.uLowSure[face.uLowSure];
-            --bins.uHighSure[face.uHighSure];
+        const uint32_t uLowSure = bins.faces.pLowSure[u], uHighSure = bins.faces.pHighSure[u];
+        const uint32_t uHighEnd = std::max<uint32_t>(bins.faces.pHighMaybe[u], uLowSure);
+        if (bins.isAnyChosen(bins.faces.pLowMaybe[u], uLowSure) || bins.isAnyChosen(uHighSure, uHighEnd)) {
+            --bins.lowSure(uLowSure);
+            --bins.highSure(uHighSure);
             countFace(frame, u);
         }
     }
     // The others turn between the candidates.
     for (uint32_t u = 0; u <= bins.bins(); ++u) {
-        vLeft[uFirst[u]] += bins.uLowSure[u];
-        vRight[uFirst[u]] -= bins.uHighSure[u];
+        vLeft[uFirst[u]] += bins.lowSure(u);
+        vRight[uFirst[u]] -= bins.highSure(u);
     }
 }
 
 void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
-    const SplitBins::FaceBins& face = bins.pFaces[u];
-    const uint32_t uLowSure = firstFrom(steps.pLowSure[u], face.uLowSure);
-    const uint32_t uHighEnd = firstAfter(steps.pHighSure[u], face.uHighSure);
+    const float fLowMaybe = steps.pLowMaybe[u], fLowSure = steps.pLowSure[u];
+    const uint32_t uLowSure = firstFrom(fLowSure, bins.faces.pLowSure[u]);
+    const uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
     --vRight[uHighEnd];
     const auto addOne = [](Velk::NDataVector<uint32_t>& vCounts, uint32_t uAt) {
         ++vCounts[uAt];
         --vCounts[uAt + 1];
     };
     // Unmarked, the low answer open.
-    const uint32_t uLowMaybe = face.uLowMaybe == face.uLowSure && steps.pLowMaybe[u] == steps.pLowSure[u]
-                                   ? uLowSure
-                                   : firstFrom(steps.pLowMaybe[u], face.uLowMaybe);
-    for (uint32_t j = uLowMaybe; j < std::min(uLowSure, uHighEnd); ++j) {
-        if (overlapsLow(frame, u, vPositions[j])) addOne(vLeft, j);
+    if (fLowMaybe < fLowSure) {
+        const uint32_t uEnd = std::min(uLowSure, uHighEnd);
+        for (uint32_t j = firstFrom(fLowMaybe, bins.faces.pLowMaybe[u]); j < uEnd; ++j) {
+            if (overlapsLow(frame, u, vPositions[j])) addOne(vLeft, j);
+        }
     }
     // The high answer, and so the mark, open.
-    const uint32_t uOpenEnd = std::max({uHighEnd, uLowSure, firstAfter(steps.pHighMaybe[u], face.uHighMaybe)});
+    const uint32_t uOpenEnd = std::max({uHighEnd, uLowSure, firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u])});
     const bool bLowOpen = uLowSure > uHighEnd;
     bool bMarked = false;
     for (uint32_t j = uHighEnd; j < uOpenEnd; ++j) {
         const float p = vPositions[j];
-        if (bLowOpen && (bMarked || p >= steps.pLowSure[u] || isLow(frame, u, p))) addOne(vLeft, j);
+        if (bLowOpen && (bMarked || p >= fLowSure || isLow(frame, u, p))) addOne(vLeft, j);
         if (bMarked || p > steps.pMax[u] || steps.pMin[u] > frame.fHigh) continue;
         if (p <= steps.pHighMaybe[u] && overlapsHigh(frame, u, p)) {
             addOne(vRight, j);

@@ -6,124 +6,157 @@
 
 namespace {
 
-constexpr uint32_t FEW_FACES = 8;  // all their candidates are looked at
+constexpr uint32_t FEW_FACES = 4;  // all their candidates are looked at
 
 }  // namespace
 
-void SplitBins::fill(const SplitFrame& frame, const FaceSteps& steps, uint32_t uCount, bool bTame) {
+void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame) {
     fLow = frame.fLow;
     fHigh = frame.fHigh;
-    const float fArea = SplitFrame::halfArea(frame.box);
     uBins = 1;
-    if (bTame && fArea > 1e-25f && uCount > FEW_FACES) {
-        while (uBins < 2 * uCount && uBins < MAX_BINS) uBins *= 2;
+    if (bTame && uCount > FEW_FACES && SplitFrame::halfArea(frame.box) > 1e-25f) {
+        while (uBins < uCount && uBins < MAX_BINS) uBins *= 2;
+        fScale = static_cast<float>(uBins) / (fHigh - fLow);
+        if (!(fScale < 1e25f)) uBins = 1;
     }
-    fScale = static_cast<float>(uBins) / (fHigh - fLow);
-    if (uBins == 1 || !(fScale < 1e25f)) {
-        uBins = 1;
-        fScale = 0.0f;
-    }
-    fLastBin = static_cast<float>(uBins - 1);
-    bHistory = false;
-    for (uint32_t* p : {uCandidates, uLowMaybe, uLowSure, uHighSure, uHighMaybe}) {
-        memset(p, 0, (uBins + 1) * sizeof(uint32_t));
-    }
+    if (uBins == 1) fScale = 0.0f;
+    const uint32_t uRow = uBins + 1;
+    pCandidates = uCounts;
+    pLowMaybe = pCandidates + uRow;
+    pLowSure = pLowMaybe + uRow;
+    pHighSure = pLowSure + uRow;
+    pHighMaybe = pHighSure + uRow;
+    memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
+
+    constexpr float EVERYWHERE = -std::numeric_limits<float>::infinity();
+    place(steps.pMin, faces.pMin, uCount, fLow);
+    place(steps.pMid, faces.pMid, uCount, fLow);
+    place(steps.pMax, faces.pMax, uCount, fLow);
+    place(steps.pLowMaybe, faces.pLowMaybe, uCount, EVERYWHERE);
+    place(steps.pLowSure, faces.pLowSure, uCount, EVERYWHERE);
+    place(steps.pHighSure, faces.pHighSure, uCount, EVERYWHERE);
+    place(steps.pHighMaybe, faces.pHighMaybe, uCount, EVERYWHERE);
+    uint32_t uHistory = 0;
     for (uint32_t u = 0; u < uCount; ++u) {
-        const float* const pVertex[3] = {steps.pMin + u, steps.pMid + u, steps.pMax + u};
-        FaceBins& face = pFaces[u];
-        for (unsigned k = 0; k < 3; ++k) {
-            face.uVertex[k] = static_cast<uint16_t>(*pVertex[k] >= fLow ? of(*pVertex[k]) : uBins);
-            ++uCandidates[face.uVertex[k]];
-        }
-        face.uLowMaybe = static_cast<uint16_t>(of(steps.pLowMaybe[u]));
-        face.uLowSure = static_cast<uint16_t>(of(steps.pLowSure[u]));
-        face.uHighSure = static_cast<uint16_t>(of(steps.pHighSure[u]));
-        face.uHighMaybe = static_cast<uint16_t>(of(steps.pHighMaybe[u]));
-        ++uLowMaybe[std::min(face.uLowMaybe, face.uHighSure)];
-        ++uLowSure[face.uLowSure];
-        ++uHighSure[face.uHighSure];
-        ++uHighMaybe[face.uHighMaybe];
-        bHistory |= face.uHighSure < std::max(face.uHighMaybe, face.uLowSure);
+        ++pCandidates[faces.pMin[u]];
+        ++pCandidates[faces.pMid[u]];
+        ++pCandidates[faces.pMax[u]];
+        const uint32_t uLowSure = faces.pLowSure[u], uHighSure = faces.pHighSure[u], uHighMaybe = faces.pHighMaybe[u];
+        ++pLowMaybe[std::min<uint32_t>(faces.pLowMaybe[u], uHighSure)];  // a mark counts low, too
+        ++pLowSure[uLowSure];
+        ++pHighSure[uHighSure];
+        ++pHighMaybe[uHighMaybe];
+        uHistory |= uHighSure < std::max(uHighMaybe, uLowSure);
     }
-    uCandidates[uBins] = 0;
+    bHistory = uHistory != 0;
+    pCandidates[uBins] = 0;
+}
+
+// The bins of values from fFirst on; the others are behind the box. Rounding keeps the order of values.
+void SplitBins::place(const float* pValues, uint16_t* pBins, uint32_t uCount, float fFirst) const {
+    using Lanes = float __attribute__((vector_size(16)));
+    using Bins = uint16_t __attribute__((vector_size(8)));
+    using Mask = int32_t __attribute__((vector_size(16)));
+    const float fLastBin = static_cast<float>(uBins - 1);
+    const int32_t iBehind = static_cast<int32_t>(uBins);
+    const Lanes zero{}, last{fLastBin, fLastBin, fLastBin, fLastBin};
+    const Mask behind{iBehind, iBehind, iBehind, iBehind};
+    for (uint32_t u = 0; u < uCount; u += 4) {
+        Lanes value;
+        memcpy(&value, pValues + u, sizeof(value));
+        Lanes bin = (value - fLow) * fScale;
+        bin = bin > zero ? bin : zero;
+        bin = bin < last ? bin : last;
+        const Mask outside = (value > fHigh) | (value < fFirst);
+        const Bins bins = __builtin_convertvector(outside ? behind : __builtin_convertvector(bin, Mask), Bins);
+        memcpy(pBins + u, &bins, sizeof(bins));
+    }
 }
 
 bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
-    bChosen[uBins] = 0;
-    if (uBins == 1) {
-        bChosen[0] = uCandidates[0] != 0;
-        return countChosen();
+    if (uBins > 1) {
+        chooseCheap(frame, uCount);
+    } else {
+        bChosen[0] = pCandidates[0] != 0;
     }
-    if (!chooseCheap(frame, uCount)) return false;
-    if (bHistory) addMarkHistory(uCount);
+    bChosen[uBins] = 0;
+    if (!countChosen()) return false;
+    if (uBins > 1 && bHistory) addMarkHistory(uCount);
     return true;
 }
 
-// Every candidate of a bin costs at least what the bin's low end and its surely counted faces give, and at most what
-// its high end and all possible ones give.
-bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
+// The bounds are off by a few roundings of costs up to twice the number of faces; 2^-16 of it is more.
+void SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
-    const float fSlope = (fWhole - fEnd) / static_cast<float>(uBins);  // area a bin
-    const float fInverse = 1.0f / fWhole;
-    float fFloor[MAX_BINS];
-    float fLimit = static_cast<float>(uCount);
+    const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
+    const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
+    int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];                             // surely, possibly
     uint32_t uLeft = 0, uLeftMaybe = 0, uRight = uCount, uRightMaybe = uCount;
     for (uint32_t u = 0; u < uBins; ++u) {
-        uLeftMaybe += uLowMaybe[u];
-        uRight -= uHighSure[u];
-        const float fLowArea = fEnd + fSlope * static_cast<float>(u);
-        const float fHighArea = fEnd + fSlope * static_cast<float>(uBins - u);
-        fFloor[u] = (fLowArea * static_cast<float>(static_cast<int32_t>(uLeft)) +
-                     (fHighArea - fSlope) * static_cast<float>(static_cast<int32_t>(uRight))) *
-                        fInverse +
-                    SplitFrame::TRAVERSAL_COST;
-        const float fCeiling = ((fLowArea + fSlope) * static_cast<float>(static_cast<int32_t>(uLeftMaybe)) +
-                                fHighArea * static_cast<float>(static_cast<int32_t>(uRightMaybe))) *
-                                   fInverse +
-                               SplitFrame::TRAVERSAL_COST;
-        if (uCandidates[u]) fLimit = std::min(fLimit, fCeiling);
-        uLeft += uLowSure[u];
-        uRightMaybe -= uHighMaybe[u];
+        uLeftMaybe += pLowMaybe[u];
+        uRight -= pHighSure[u];
+        iLeft[0][u] = static_cast<int32_t>(uLeft);
+        iLeft[1][u] = static_cast<int32_t>(uLeftMaybe);
+        iRight[0][u] = static_cast<int32_t>(uRight);
+        iRight[1][u] = static_cast<int32_t>(uRightMaybe);
+        uLeft += pLowSure[u];
+        uRightMaybe -= pHighMaybe[u];
     }
-    fLimit += static_cast<float>(uCount) * 0x1p-16f;
-    for (uint32_t u = 0; u < uBins; ++u) bChosen[u] = uCandidates[u] != 0 && fFloor[u] <= fLimit;
-    return countChosen();
+    float fFloor[MAX_BINS], fCeiling[MAX_BINS];
+    for (uint32_t u = 0; u < uBins; ++u) {
+        const float fAreaLow = fStart + fStep * static_cast<float>(static_cast<int32_t>(u));
+        const float fAreaHigh = fStart + fStep * static_cast<float>(static_cast<int32_t>(uBins - u));
+        fFloor[u] = fAreaLow * static_cast<float>(iLeft[0][u]) + (fAreaHigh - fStep) * static_cast<float>(iRight[0][u]);
+        fCeiling[u] =
+            (fAreaLow + fStep) * static_cast<float>(iLeft[1][u]) + fAreaHigh * static_cast<float>(iRight[1][u]);
+    }
+    const float fFaces = static_cast<float>(uCount);
+    float fLimit = fFaces - SplitFrame::TRAVERSAL_COST;
+    for (uint32_t u = 0; u < uBins; ++u) fLimit = pCandidates[u] && fCeiling[u] < fLimit ? fCeiling[u] : fLimit;
+    fLimit += fFaces * 0x1p-16f;
+    for (uint32_t u = 0; u < uBins; ++u) bChosen[u] = pCandidates[u] != 0 && fFloor[u] <= fLimit;
 }
 
 bool SplitBins::countChosen() {
-    uChosenBefore[0] = 0;
-    for (uint32_t u = 0; u <= uBins; ++u) uChosenBefore[u + 1] = uChosenBefore[u] + bChosen[u];
-    return uChosenBefore[uBins] != 0;
+    uint32_t uChosen = 0;
+    for (uint32_t u = 0; u <= uBins; ++u) {
+        uChosenBefore[u] = uChosen;
+        uChosen += bChosen[u];
+    }
+    uChosenBefore[uBins + 1] = uChosen;
+    return uChosen != 0;
 }
 
+// A face may be marked at any candidate p > highSure, and its mark matters at p <= highMaybe (is it still counted
+// high?) and at p < lowSure (is it counted low without a test?). So where a candidate in between is looked at, all from
+// highSure to there must be. That may add candidates in between for other faces; repeated until nothing is missing.
 void SplitBins::addMarkHistory(uint32_t uCount) {
-    uint32_t uLastChosen[MAX_BINS];   // chosen bin at or before this one
-    uint32_t uMissing[MAX_BINS + 1];  // bins with candidates before this one that are not chosen
-    int32_t iCover[MAX_BINS + 1];
+    uint32_t uLastChosen[MAX_BINS];   // at or before this bin
+    uint32_t uMissing[MAX_BINS + 1];  // bins before this one that have candidates and are not chosen
+    int32_t iCover[MAX_BINS];
     for (bool bChanged = true; bChanged;) {
         bChanged = false;
         uMissing[0] = 0;
         for (uint32_t u = 0, uLast = 0; u < uBins; ++u) {
             if (bChosen[u]) uLast = u;
             uLastChosen[u] = uLast;
-            uMissing[u + 1] = uMissing[u] + (uCandidates[u] != 0 && !bChosen[u]);
+            uMissing[u + 1] = uMissing[u] + (pCandidates[u] != 0 && !bChosen[u]);
             iCover[u] = 0;
         }
         for (uint32_t u = 0; u < uCount; ++u) {
-            const FaceBins& face = pFaces[u];
-            const uint32_t uFirst = face.uHighSure;
-            const uint32_t uLast = std::min<uint32_t>(std::max(face.uHighMaybe, face.uLowSure), uBins - 1);
-            if (uFirst >= uLast) continue;
-            const uint32_t uChosen = uLastChosen[uLast];
-            if (uChosen <= uFirst || uMissing[uChosen] == uMissing[uFirst]) continue;
+            const uint32_t uFirst = faces.pHighSure[u];
+            const uint32_t uEnd = std::min<uint32_t>(std::max(faces.pHighMaybe[u], faces.pLowSure[u]), uBins - 1);
+            if (uFirst >= uEnd) continue;
+            const uint32_t uLast = uLastChosen[uEnd];
+            if (uLast <= uFirst || uMissing[uLast] == uMissing[uFirst]) continue;
             ++iCover[uFirst];
-            --iCover[uChosen];
+            --iCover[uLast];
             bChanged = true;
         }
         int32_t iCovered = 0;
         for (uint32_t u = 0; u < uBins && bChanged; ++u) {
             iCovered += iCover[u];
-            if (iCovered && uCandidates[u]) bChosen[u] = 1;
+            if (iCovered && pCandidates[u]) bChosen[u] = 1;
         }
     }
     countChosen();

@@ -1,29 +1,29 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "accel/FaceSteps.h"
 #include "accel/SplitFrame.h"
 
 /// The candidates of a node in equal intervals of the split axis, and which intervals can hold the cheapest.
+///
+/// A face's counts change at its steps only, and costs grow with counts and areas. So the faces whose steps lie in the
+/// bins before and after one bound the cost of every candidate in it, from below and from above. A bin whose lower
+/// bound is above some other's upper bound, or above the cost of a leaf, cannot hold the choice, and nothing more needs
+/// to be known of its candidates.
 class SplitBins {
  public:
     static constexpr uint32_t MAX_BINS = 1024;
 
-    /// The bins of one face's values; bin uBins() stands for "behind the box", for a vertex also "no candidate".
-    struct FaceBins {
-        uint16_t uVertex[3];
-        uint16_t uLowMaybe, uLowSure, uHighSure, uHighMaybe;
-    };
+    /// The bin of each value of each face; bins() stands for "behind the box", for a vertex also "no candidate". Made
+    /// by the owner, with room for a whole last unit.
+    FaceValues<uint16_t> faces{};
 
-    std::unique_ptr<FaceBins[]> pFaces;  // room for every face of the node, made by the owner
+    /// Sorts uCount faces into bins.
+    void fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame);
 
-    /// Sorts the faces into bins. bTame as for FaceSteps.
-    void fill(const SplitFrame& frame, const FaceSteps& steps, uint32_t uCount, bool bTame);
-
-    /// Chooses the bins whose candidates must be looked at: all that may hold the cheapest candidate of at most uCount,
-    /// and those needed to know the marks there. False when there are none.
+    /// Chooses the bins whose candidates must be looked at: all that may hold the cheapest candidate at a cost of at
+    /// most uCount, and those needed to know the marks there. False when there are none.
     bool choose(const SplitFrame& frame, uint32_t uCount);
 
     uint32_t bins() const { return uBins; }
@@ -33,27 +33,25 @@ class SplitBins {
         return uChosenBefore[uLast + 1] != uChosenBefore[uFirst];
     }
 
-    uint32_t of(float f) const {
-        float fBin = (f - fLow) * fScale;
-        fBin = fBin > 0.0f ? fBin : 0.0f;
-        fBin = fBin < fLastBin ? fBin : fLastBin;
-        return f > fHigh ? uBins : static_cast<uint32_t>(static_cast<int32_t>(fBin));
-    }
+    /// Vertices in a bin, repetitions included.
+    uint32_t candidates(uint32_t uBin) const { return pCandidates[uBin]; }
 
-    uint32_t uCandidates[MAX_BINS + 1];  // with repetitions
-    uint32_t uLowSure[MAX_BINS + 1];     // faces by the bin of each step
-    uint32_t uHighSure[MAX_BINS + 1];
+    /// Faces by the bin of their steps.
+    uint32_t& lowSure(uint32_t uBin) { return pLowSure[uBin]; }
+    uint32_t& highSure(uint32_t uBin) { return pHighSure[uBin]; }
 
  private:
-    bool chooseCheap(const SplitFrame& frame, uint32_t uCount);
+    void place(const float* pValues, uint16_t* pBins, uint32_t uCount, float fFirst) const;
+    void chooseCheap(const SplitFrame& frame, uint32_t uCount);
     void addMarkHistory(uint32_t uCount);
     bool countChosen();
 
     uint32_t uBins = 1;
-    float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f, fLastBin = 0.0f;
-    bool bHistory = false;  // some face's marks depend on more than one bin
-    uint32_t uLowMaybe[MAX_BINS + 1];
-    uint32_t uHighMaybe[MAX_BINS + 1];
+    float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f;
+    bool bHistory = false;  // the marks of some face depend on more than one bin
+    uint32_t uCounts[5 * (MAX_BINS + 1)];
+    uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts
+    uint32_t *pHighSure = nullptr, *pHighMaybe = nullptr;
     uint8_t bChosen[MAX_BINS + 1];
     uint32_t uChosenBefore[MAX_BINS + 2];
 };
