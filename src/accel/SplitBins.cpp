@@ -8,6 +8,56 @@ namespace {
 
 constexpr uint32_t FEW_FACES = 4;  // all their candidates are looked at
 
+// Puts a unit of values into bins. Rounding keeps the order of values, so bins are in order, too.
+class Placement {
+ public:
+    Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
+        : low(all(fLow)), high(all(fHigh)), scale(all(fScale)), last(all(static_cast<float>(uBins - 1))) {
+        const int32_t iBins = static_cast<int32_t>(uBins);
+        behind = Numbers{iBins, iBins, iBins, iBins};
+    }
+
+    void placeSteps(const float* pValues, uint16_t* pBins) const {
+        store(binOf(load(pValues)), binOf(load(pValues + 4)), pBins);
+    }
+
+    // Vertices before the box are no candidates and go behind it.
+    void placeVertices(const float* pValues, uint16_t* pBins) const {
+        const Lanes a = load(pValues), b = load(pValues + 4);
+        store(binOf(a) | ((a < low) & behind), binOf(b) | ((b < low) & behind), pBins);
+    }
+
+ private:
+    using Lanes = float __attribute__((vector_size(16)));
+    using Numbers = int32_t __attribute__((vector_size(16)));
+    using Shorts = uint16_t __attribute__((vector_size(16)));
+    static_assert(FaceSteps::UNIT == 8, "two rows of lanes");
+
+    static Lanes all(float f) { return Lanes{f, f, f, f}; }
+
+    static Lanes load(const float* p) {
+        Lanes value;
+        memcpy(&value, p, sizeof(value));
+        return value;
+    }
+
+    static void store(Numbers a, Numbers b, uint16_t* pBins) {
+        constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;  // half of each number
+        const Shorts even = __builtin_shufflevector(reinterpret_cast<Shorts>(a), reinterpret_cast<Shorts>(b), LOW,
+                                                    LOW + 2, LOW + 4, LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
+        memcpy(pBins, &even, sizeof(even));
+    }
+
+    Numbers binOf(Lanes value) const {
+        const Lanes zero{}, bin = (value - low) * scale;
+        const Lanes positive = bin > zero ? bin : zero;
+        return __builtin_convertvector(positive < last ? positive : last, Numbers) - (value > high);
+    }
+
+    Lanes low, high, scale, last;
+    Numbers behind;
+};
+
 }  // namespace
 
 void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame) {
@@ -28,14 +78,7 @@ void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, ui
     pHighMaybe = pHighSure + uRow;
     memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
 
-    constexpr float EVERYWHERE = -std::numeric_limits<float>::infinity();
-    place(steps.pMin, faces.pMin, uCount, fLow);
-    place(steps.pMid, faces.pMid, uCount, fLow);
-    place(steps.pMax, faces.pMax, uCount, fLow);
-    place(steps.pLowMaybe, faces.pLowMaybe, uCount, EVERYWHERE);
-    place(steps.pLowSure, faces.pLowSure, uCount, EVERYWHERE);
-    place(steps.pHighSure, faces.pHighSure, uCount, EVERYWHERE);
-    place(steps.pHighMaybe, faces.pHighMaybe, uCount, EVERYWHERE);
+    place(steps, uCount);
     uint32_t uHistory = 0;
     for (uint32_t u = 0; u < uCount; ++u) {
         ++pCandidates[faces.pMin[u]];
@@ -52,24 +95,18 @@ void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, ui
     pCandidates[uBins] = 0;
 }
 
-// The bins of values from fFirst on; the others are behind the box. Rounding keeps the order of values.
-void SplitBins::place(const float* pValues, uint16_t* pBins, uint32_t uCount, float fFirst) const {
-    using Lanes = float __attribute__((vector_size(16)));
-    using Bins = uint16_t __attribute__((vector_size(8)));
-    using Mask = int32_t __attribute__((vector_size(16)));
-    const float fLastBin = static_cast<float>(uBins - 1);
-    const int32_t iBehind = static_cast<int32_t>(uBins);
-    const Lanes zero{}, last{fLastBin, fLastBin, fLastBin, fLastBin};
-    const Mask behind{iBehind, iBehind, iBehind, iBehind};
-    for (uint32_t u = 0; u < uCount; u += 4) {
-        Lanes value;
-        memcpy(&value, pValues + u, sizeof(value));
-        Lanes bin = (value - fLow) * fScale;
-        bin = bin > zero ? bin : zero;
-        bin = bin < last ? bin : last;
-        const Mask outside = (value > fHigh) | (value < fFirst);
-        const Bins bins = __builtin_convertvector(outside ? behind : __builtin_convertvector(bin, Mask), Bins);
-        memcpy(pBins + u, &bins, sizeof(bins));
+void SplitBins::place(const FaceValues<float>& steps, uint32_t uCount) {
+    const Placement placement(fLow, fHigh, fScale, uBins);
+    const FaceValues<uint16_t> to = faces;
+    const FaceValues<float> from = steps;
+    for (uint32_t u = 0; u < uCount; u += FaceSteps::UNIT) {
+        placement.placeVertices(from.pMin + u, to.pMin + u);
+        placement.placeVertices(from.pMid + u, to.pMid + u);
+        placement.placeVertices(from.pMax + u, to.pMax + u);
+        placement.placeSteps(from.pLowMaybe + u, to.pLowMaybe + u);
+        placement.placeSteps(from.pLowSure + u, to.pLowSure + u);
+        placement.placeSteps(from.pHighSure + u, to.pHighSure + u);
+        placement.placeSteps(from.pHighMaybe + u, to.pHighMaybe + u);
     }
 }
 

@@ -41,7 +41,7 @@ class SplitBins {
     uint32_t& highSure(uint32_t uBin) { return pHighSure[uBin]; }
 
  private:
-    void place(const float* pValues, uint16_t* pBins, uint32_t uCount, float fFirst) const;
+    void place(const FaceValues<float>& steps, uint32_t uCount);
     void chooseCheap(const SplitFrame& frame, uint32_t uCount);
     void addMarkHistory(uint32_t uCount);
     bool countChosen();
