@@ -1,31 +1,15 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "accel/SplitFrame.h"
+#include "accel/StepsFrame.h"
 
 /// The corners of one face, side by side.
 struct FaceCorners {
     Velk::NMVector3f v3Corner[3];
 };
 static_assert(sizeof(FaceCorners) == 36, "nine floats");
-
-/// One array a value, one element a face of the current node.
-template <typename T>
-struct FaceValues {
-    static constexpr unsigned ARRAYS = 7;
-    T *pMin, *pMid, *pMax;  // the face's vertices on the split axis, sorted
-    T *pLowMaybe, *pLowSure, *pHighSure, *pHighMaybe;
-
-    /// Puts the arrays into a block of ARRAYS * uElements elements.
-    void divide(T* pBlock, size_t uElements) {
-        for (T** pp : {&pMin, &pMid, &pMax, &pLowMaybe, &pLowSure, &pHighSure, &pHighMaybe}) {
-            *pp = pBlock;
-            pBlock += uElements;
-        }
-    }
-};
 
 /// For the faces of one node, the positions p on the split axis at which the answers of the two overlap tests turn. As
 /// p grows, "overlaps the enlarged low part" turns from no to yes, "overlaps the enlarged high part" from yes to no:
@@ -38,12 +22,11 @@ struct FaceValues {
 /// for every candidate p of the box, whatever rounding does to single answers. In between only the test itself can
 /// tell. Tests are not made for candidates off the face's range on the axis.
 struct FaceSteps : FaceValues<float> {
-    static constexpr uint32_t UNIT = 8;  // faces at a time; all arrays have room for a whole last unit
     static constexpr float LARGEST = 2e11f;
 
-    uint32_t* pFace;  // input: index into the corners
+    uint32_t* pFace;  // input: numbers of faces
 
     /// Fills all values for uCount > 0 faces. bTested: every face is known to overlap the enlarged box (by the very
     /// same test). bTame: box and corners are finite and below LARGEST.
-    void measure(const SplitFrame& frame, const FaceCorners* pCorners, uint32_t uCount, bool bTested, bool bTame);
+    void measure(const SplitFrame& frame, const FaceCorners* pCorners, uint32_t uCount, bool bTested, bool bTame) const;
 };

@@ -36,7 +36,7 @@ KDTreeSplitSearch::~KDTreeSplitSearch() {
 
 bool KDTreeSplitSearch::create(const Scene& scene) {
     const size_t uFaces = scene.vFaces.uCount;
-    const size_t uRoom = (uFaces + FaceSteps::UNIT - 1) / FaceSteps::UNIT * FaceSteps::UNIT;
+    const size_t uRoom = (uFaces + StepsFrame::UNIT - 1) / StepsFrame::UNIT * StepsFrame::UNIT;
     corners.reset(new (std::nothrow) FaceCorners[uFaces]);
     pNumbers.reset(new (std::nothrow) uint32_t[uRoom]);
     pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);

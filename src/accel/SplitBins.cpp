@@ -31,7 +31,7 @@ class Placement {
     using Lanes = float __attribute__((vector_size(16)));
     using Numbers = int32_t __attribute__((vector_size(16)));
     using Shorts = uint16_t __attribute__((vector_size(16)));
-    static_assert(FaceSteps::UNIT == 8, "two rows of lanes");
+    static_assert(StepsFrame::UNIT == 8, "two rows of lanes");
 
     static Lanes all(float f) { return Lanes{f, f, f, f}; }
 
@@ -99,7 +99,7 @@ void SplitBins::place(const FaceValues<float>& steps, uint32_t uCount) {
     const Placement placement(fLow, fHigh, fScale, uBins);
     const FaceValues<uint16_t> to = faces;
     const FaceValues<float> from = steps;
-    for (uint32_t u = 0; u < uCount; u += FaceSteps::UNIT) {
+    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
         placement.placeVertices(from.pMin + u, to.pMin + u);
         placement.placeVertices(from.pMid + u, to.pMid + u);
         placement.placeVertices(from.pMax + u, to.pMax + u);
