@@ -29,7 +29,7 @@ bool loads(const Scene& scene) {
     Random random(7);
     for (unsigned u = 0; u < 20; ++u) {
         RayTestOutput hit;
-        grid.findNearestFace(pointInside(random, scene.boxScene), random.vector(1.0f), 1e30f, &hit);
+        grid.findNearestFace(random.inside(scene.boxScene), random.vector(1.0f), 1e30f, &hit);
     }
     return true;
 }

@@ -88,7 +88,7 @@ constexpr unsigned RAY_KINDS = 10;
 Ray makeRay(Random& random, const Grid& grid, unsigned uKind) {
     const Velk::BoxAABB box{grid.v3Min, grid.v3Max};
     const FaceData& face = grid.pScene->vFaces[random.below(grid.pScene->vFaces.uCount)];
-    const NMVector3f v3Inside = pointInside(random, box), v3Dir = normalize(random.vector(1.0f));
+    const NMVector3f v3Inside = random.inside(box), v3Dir = normalize(random.vector(1.0f));
     const NMVector3f v3OnFace = face.pA->v3Position * 0.2f + face.pB->v3Position * 0.5f + face.pC->v3Position * 0.3f;
     const NMVector3f v3Corner{boundary(random, grid, 0), boundary(random, grid, 1), boundary(random, grid, 2)};
     const unsigned a = random.below(3);

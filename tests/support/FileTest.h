@@ -30,5 +30,8 @@ std::string readFile(const std::string& sFile);
 
 bool contains(const std::string& sText, const std::string& sPhrase);
 
+/// The number behind the last occurrence of a phrase, 0 when there is none: a line number in a log.
+unsigned numberBehind(const std::string& sText, const std::string& sPhrase);
+
 /// 64-bit FNV-1a.
 uint64_t hashOf(const std::string& sBytes);

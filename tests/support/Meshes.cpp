@@ -106,3 +106,8 @@ void loadMesh(Scene& scene, const Mesh& mesh) {
     ASSERT_FALSE(scene.loadScene("mesh.brs"));
     scene.preprocessScene();
 }
+
+NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box) {
+    const NMVector3f v3Centre = (box.v3Min + box.v3Max) * 0.5f;
+    return v3Centre + normalize(random.vector(1.0f)) * random.between(9000.0f, 30000.0f);
+}

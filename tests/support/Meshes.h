@@ -57,3 +57,6 @@ Mesh makePlanes(Random& random, uint32_t uRectangles);
 
 /// Loads a mesh through the file mesh.brs and preprocesses it.
 void loadMesh(Scene& scene, const Mesh& mesh);
+
+/// A point well outside a scaled scene's box.
+Velk::NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box);
