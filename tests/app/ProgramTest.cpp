@@ -34,7 +34,7 @@ class ProgramTest : public FileTest {
 
     // Exit status; the output is in sOutput.
     int run(const std::string& sArguments) {
-        const int iStatus = system((RT_PROGRAM " " + sArguments + " >out.txt 2>&1").c_str());
+        const int iStatus = system((RT_EMULATOR " " RT_PROGRAM " " + sArguments + " >out.txt 2>&1").c_str());
         sOutput = readFile("out.txt");
         return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
     }
