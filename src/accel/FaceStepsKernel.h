@@ -24,16 +24,17 @@
 // either side of the comparison of the box's face b.
 //
 // The test works in single precision. Let u = 2^-24, C = max(|lo|, |hi|), T_q bound coordinates and half-extents on q
-// relative to any centre. On the other axes t, e, h and n_s are the very floats of the test, so only s brings in
-// errors: |dt_s| <= u (C + T_s), and |de_s| <= 4 u T_s because the centre cancels, 0 when both ends are equal. Adding
-// up every rounding of the test on both sides of its comparison:
-//   - edge axes: u [|e_b| (C + 6 T_s) + 17 T_s T_b (e_s != 0)];
+// relative to every centre that a candidate gives. On the other axes t, e, h and n_s are the very floats of the test,
+// so only s brings in errors: |dt_s| <= u (C + T_s), and |de_s| <= u (2 T_s + |e_s|) because the centre cancels, 0 when
+// both ends are equal. Adding up every rounding of the test on both sides of its comparison:
+//   - edge axes: u [|e_b| (C + 6 T_s) + 7 |e_s| T_b + 4 T_s T_b (e_s != 0)];
 //   - s: u (C + 3 T_s);
-//   - plane: u [|n_s| (C + 9 T_s) + 33 T_s (T_1 B_2 + T_2 B_1)], B_q = |e0_q| + |e1_q|, without the second part when
-//     the face has no extent on s; two equal corners make n exactly 0 and every plane test pass.
-// The computation here, divisions included, adds less than twice that; the factors below cover both. TINY covers
-// underflow for coordinates up to LARGEST. G and F plus and minus their bounds give the "sure" and "maybe" ends; since
-// the exact conditions are monotone in p, an end settles all candidates beyond it.
+//   - plane: u [|n_s| (C + 8 T_s) + 14 (T_1 M_1 + T_2 M_2) + 4.2 T_s (T_1 B_2 + T_2 B_1)], with M_q the sum of the two
+//     products in n_q, B_q = |e0_q| + |e1_q|, and without the last part when the face has no extent on s; two equal
+//     corners make n exactly 0 and every plane test pass.
+// The computation here, divisions included, adds errors to all but the last parts; the factors below cover both. TINY
+// covers underflow for coordinates up to LARGEST. G and F plus and minus their bounds give the "sure" and "maybe" ends;
+// since the exact conditions are monotone in p, an end settles all candidates beyond it.
 //
 // Independent of that: when all corners are within the part in single precision, no axis separates, since rounding
 // keeps order: |t_q| <= h_q for all q makes every projection at most its radius. On s a corner in [lo, p] stays within
@@ -117,7 +118,9 @@ struct StepsKernel {
             fMin = smaller(low, s[2]);
             fMax = larger(high, s[2]);
             fMid = larger(low, smaller(high, s[2]));
-            fSpan = larger(all(frame.fExtent), larger(fMax - frame.fLow, frame.fHigh - fMin));
+            const Lanes firstCentre = 0.5f * (frame.fLow + larger(fMin, all(frame.fLow)));
+            const Lanes lastCentre = 0.5f * (frame.fHigh + smaller(fMax, all(frame.fHigh)));
+            fSpan = larger(all(0.52f * frame.fExtent), larger(fMax - firstCentre, lastCentre - fMin));
             bInside = allBits(-1);
             for (unsigned k = 0; k < 2; ++k) {
                 const Lanes h = all(frame.fHalf[k]);
@@ -141,7 +144,8 @@ struct StepsKernel {
 #pragma GCC unroll 2
         for (unsigned k = 0; k < 2; ++k) {
             const uint8_t(*pProjected)[2] = PROJECTED[frame.uOther[1 - k]];
-            const Lanes errorOfEdge = 64.0f * ROUND * unit.fSpan * unit.fOther[k];
+            const Lanes errorOfEnds = 5.0f * ROUND * unit.fSpan * unit.fOther[k];
+            const Lanes errorOfEdge = 24.0f * ROUND * unit.fOther[k];
 #pragma GCC unroll 3
             for (unsigned i = 0; i < 3; ++i) {
                 const Lanes d = absolute(unit.e[k][i]);
@@ -149,8 +153,8 @@ struct StepsKernel {
                 const unsigned a = pProjected[i][0], b = pProjected[i][1];
                 const Lanes qA = d * unit.x[a] - slope * unit.t[k][a];
                 const Lanes qB = d * unit.x[b] - slope * unit.t[k][b];
-                const Lanes radius = absolute(slope) * frame.fHalf[k];
-                const Lanes error = d * errorOfLength + only(slope != 0.0f, errorOfEdge) + TINY;
+                const Lanes length = absolute(slope), radius = length * frame.fHalf[k];
+                const Lanes error = d * errorOfLength + length * errorOfEdge + only(slope != 0.0f, errorOfEnds) + TINY;
                 range.narrow(d, smaller(qA, qB) - radius, larger(qA, qB) + radius, error, d == 0.0f);
             }
         }
@@ -165,10 +169,15 @@ struct StepsKernel {
         const Lanes across = n1 * unit.t[0][0] + n2 * unit.t[1][0];
         const Lanes q = d * unit.x[0] + withSignOf(nS, across);
         const Lanes radius = absolute(n1) * frame.fHalf[0] + absolute(n2) * frame.fHalf[1];
-        const Lanes edges =
-            unit.fOther[0] * (absolute(e2[0]) + absolute(e2[1])) + unit.fOther[1] * (absolute(e1[0]) + absolute(e1[1]));
-        const Lanes tilted = unit.fMin < unit.fMax ? 128.0f * unit.fSpan * edges : all(0.0f);
-        const Lanes error = ROUND * (d * (frame.fReach + 24.0f * unit.fSpan) + tilted) + TINY;
+        const Lanes m1 = absolute(e2[0] * eS[1]) + absolute(eS[0] * e2[1]);
+        const Lanes m2 = absolute(eS[0] * e1[1]) + absolute(e1[0] * eS[1]);
+        const Lanes errorOfEnds = 5.0f * unit.fSpan *
+                                  (unit.fOther[0] * (absolute(e2[0]) + absolute(e2[1])) +
+                                   unit.fOther[1] * (absolute(e1[0]) + absolute(e1[1])));
+        const Lanes error =
+            ROUND * (d * (frame.fReach + 24.0f * unit.fSpan) + 40.0f * (unit.fOther[0] * m1 + unit.fOther[1] * m2) +
+                     only(unit.fMin < unit.fMax, errorOfEnds)) +
+            TINY;
         Mask bFree = (d == 0.0f) & (q - radius + error <= 0.0f) & (q + radius - error >= 0.0f);
         for (unsigned i = 0; i < 3; ++i) bFree |= (eS[i] == 0.0f) & (e1[i] == 0.0f) & (e2[i] == 0.0f);
         range.narrow(d, q - radius, q + radius, error, bFree);

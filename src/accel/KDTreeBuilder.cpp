@@ -10,13 +10,14 @@ namespace {
 
 constexpr uint32_t SMALL_LEAF = 2;  // faces that are never split further
 constexpr uint32_t LIST_ALIGNMENT = 32;
+constexpr uint64_t ROOM = 6;  // list entries a face to begin with; what is not touched takes no memory
 
 }  // namespace
 
 bool KDTreeBuilder::build() {
     const uint32_t uFaces = tree.pScene->vFaces.uCount;
-    const uint32_t uRoom = std::max(4u, uFaces);
-    if (tree.vFacesList.create(uRoom, uRoom, LIST_ALIGNMENT) || nodes.create(uRoom, uRoom)) return true;
+    const uint32_t uEntries = static_cast<uint32_t>(std::min<uint64_t>(ROOM * uFaces + 4, KDTreeNode::MAX_INDEX));
+    if (tree.vFacesList.create(uEntries, 0, LIST_ALIGNMENT) || nodes.create(uFaces / 2 + 4, 0)) return true;
     for (uint32_t u = 0; u < uFaces; ++u) tree.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
     KDTreeNode root;
     if (uFaces) root.setList(0);
@@ -60,8 +61,14 @@ bool KDTreeBuilder::distribute(const SplitFrame& frame, float fPos, uint32_t uFa
 }
 
 bool KDTreeBuilder::add(ChildList& list, uint32_t uFace) {
-    const uint32_t uEntry = tree.getNewObjectListNode();
-    if (uEntry == NO_INDEX) return true;
+    uint32_t uEntry = tree.uFreeListHead;
+    if (uEntry != NO_INDEX) {
+        tree.uFreeListHead = tree.vFacesList[uEntry].next;
+    } else {
+        tree.vFacesList.uGrowBy = tree.vFacesList.uCapacity / 2 + 4;
+        uEntry = tree.getNewObjectListNode();
+        if (uEntry == NO_INDEX) return true;
+    }
     tree.vFacesList[uEntry] = {uFace, list.uHead};
     list.uHead = uEntry;
     ++list.uCount;
@@ -69,6 +76,7 @@ bool KDTreeBuilder::add(ChildList& list, uint32_t uFace) {
 }
 
 bool KDTreeBuilder::addChildren(const ChildList (&lists)[2]) {
+    nodes.uGrowBy = nodes.uCapacity / 2 + 4;
     for (const ChildList& list : lists) {
         KDTreeNode child;
         if (list.uHead != NO_INDEX) child.setList(list.uHead);

@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 
+#include "base/LargeBlock.h"
 #include "scene/Scene.h"
 
 using Velk::NMVector3f;
@@ -42,6 +43,8 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
     pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);
     pBins.reset(new (std::nothrow) uint16_t[FaceSteps::ARRAYS * uRoom]);
     if (!corners || !pNumbers || !pValues || !pBins) return true;
+    Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
+    Velk::preferLargePages(pValues.get(), FaceSteps::ARRAYS * uRoom * sizeof(float));
     steps.pFace = pNumbers.get();
     steps.divide(pValues.get(), uRoom);
     bins.faces.divide(pBins.get(), uRoom);
@@ -172,8 +175,11 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
         }
     }
     // The high answer, and so the mark, open.
-    const uint32_t uOpenEnd = std::max({uHighEnd, uLowSure, firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u])});
     const bool bLowOpen = uLowSure > uHighEnd;
+    uint32_t uOpenEnd = bLowOpen ? uLowSure : uHighEnd;
+    if (steps.pHighMaybe[u] > steps.pHighSure[u]) {
+        uOpenEnd = std::max(uOpenEnd, firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u]));
+    }
     bool bMarked = false;
     for (uint32_t j = uHighEnd; j < uOpenEnd; ++j) {
         const float p = vPositions[j];
