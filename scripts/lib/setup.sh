@@ -1,4 +1,4 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 # What the scripts share: the packages a build needs, and how to configure and build a preset. Sourced, never run.
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -8,7 +8,6 @@ readonly JOBS
 
 # Debian's names. The second list is what the tests need on top.
 BUILD_PACKAGES=(g++ cmake ninja-build)
-# shellcheck disable=SC2034  # used by scripts/test
 TEST_PACKAGES=(googletest libbenchmark-dev clang clang-format)
 [ "$(uname -m)" = x86_64 ] && TEST_PACKAGES+=(g++-multilib)
 
@@ -17,12 +16,22 @@ fail() {
     exit 1
 }
 
+# Whether this machine runs 32-bit programs; some kernels do not.
+runs32Bit() {
+    local szProgram iStatus=0
+    szProgram=$(mktemp)
+    echo 'int main() { return 0; }' | g++ -m32 -x c++ - -o "$szProgram" && "$szProgram" || iStatus=1
+    rm -f "$szProgram"
+    return $iStatus
+} 2>/dev/null
+
 # Whether what a package brings is there, wherever it came from.
 isThere() {
     case $1 in
         ninja-build) command -v ninja ;;
         googletest) [ -e /usr/src/googletest/CMakeLists.txt ] ;;
         libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] || [ -e /usr/local/include/benchmark/benchmark.h ] ;;
+        qemu-user) command -v qemu-i386 ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
