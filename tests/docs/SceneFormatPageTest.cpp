@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -12,13 +12,13 @@
 namespace {
 
 // Writes the files that the page shows below a directory. Returns how many there are.
-unsigned extractFiles(const std::string& szPage, const std::filesystem::path& target) {
+unsigned extractFiles(const std::string& sPage, const std::filesystem::path& target) {
     std::stringstream page;
-    page << std::ifstream(szPage).rdbuf();
-    const std::string szText = page.str();
+    page << std::ifstream(sPage).rdbuf();
+    const std::string sText = page.str();
     const std::regex block("File `([^`]+)`:\n\n```text\n([^`]*)```");
     unsigned uFiles = 0;
-    for (std::sregex_iterator it(szText.begin(), szText.end(), block), end; it != end; ++it, ++uFiles) {
+    for (std::sregex_iterator it(sText.begin(), sText.end(), block), end; it != end; ++it, ++uFiles) {
         const std::filesystem::path file = target / it->str(1);
         std::filesystem::create_directories(file.parent_path());
         std::ofstream(file) << it->str(2);
@@ -30,8 +30,8 @@ unsigned extractFiles(const std::string& szPage, const std::filesystem::path& ta
 class WorkingDirectory {
  public:
     WorkingDirectory() : before(std::filesystem::current_path()) {
-        char szName[] = "/tmp/page-XXXXXX";
-        if (mkdtemp(szName)) std::filesystem::current_path(szName);
+        std::string sName = std::filesystem::temp_directory_path() / "page-XXXXXX";
+        if (mkdtemp(sName.data())) std::filesystem::current_path(sName);
     }
     ~WorkingDirectory() {
         const std::filesystem::path here = std::filesystem::current_path();
