@@ -1,5 +1,5 @@
 // rt_bench_micro: the single steps under Google Benchmark. Run in a directory with Scenes/; takes a scene's name behind
-// the options, or from RT_BENCH_SCENE, and writes kdtree.tmp there.
+// the options, or from RT_BENCH_SCENE, and writes kdtree.tmp and uss.tmp there.
 
 #include <benchmark/benchmark.h>
 
@@ -9,6 +9,7 @@
 #include "RayFrame.h"
 #include "TileTracer.h"
 #include "accel/KDTreeBuilder.h"
+#include "accel/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 
 namespace {
@@ -17,6 +18,7 @@ constexpr char SCRATCH_FILE[] = "rt_bench.tmp";
 
 RayTracer g_rt;
 RayFrame g_frame;
+UniformSpaceSubdivision g_grid;
 
 void countFaces(benchmark::State& state) {
     state.counters["faces/s"] =
@@ -99,6 +101,56 @@ void shadowRays(benchmark::State& state) {
     countRays(state, g_frame.uShadow);
 }
 
+// One ray after the other, for the structures that have no packets, and for a fair comparison with them.
+template <typename Structure>
+void singlePrimary(benchmark::State& state, Structure& structure) {
+    for (auto _ : state) {
+        for (const RayTile& tile : g_frame.vTiles) {
+            for (const Ray& ray : tile.vPrimary) {
+                RayTestOutput hit;
+                benchmark::DoNotOptimize(structure.findNearestFace(ray.v3Origin, ray.v3Dir, ray.fMaxDist, &hit));
+            }
+        }
+    }
+    countRays(state, g_frame.uPrimary);
+}
+
+template <typename Structure>
+void singleShadow(benchmark::State& state, Structure& structure) {
+    for (auto _ : state) {
+        for (const RayTile& tile : g_frame.vTiles) {
+            for (const std::vector<Ray>& vShadow : tile.vShadow) {
+                for (const Ray& ray : vShadow) {
+                    benchmark::DoNotOptimize(structure.findObstacle(ray.v3Origin, ray.v3Dir, ray.fMaxDist));
+                }
+            }
+        }
+    }
+    countRays(state, g_frame.uShadow);
+}
+
+void singleTreePrimary(benchmark::State& state) {
+    singlePrimary(state, g_rt.kdTree);
+}
+void singleTreeShadow(benchmark::State& state) {
+    singleShadow(state, g_rt.kdTree);
+}
+void gridPrimary(benchmark::State& state) {
+    singlePrimary(state, g_grid);
+}
+void gridShadow(benchmark::State& state) {
+    singleShadow(state, g_grid);
+}
+
+// Writes its cache file too, and says so on standard output.
+void buildGrid(benchmark::State& state) {
+    for (auto _ : state) {
+        UniformSpaceSubdivision grid;
+        if (grid.createSubdivision(&g_rt.scene, true)) state.SkipWithError("no memory");
+    }
+    countFaces(state);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -112,13 +164,22 @@ int main(int argc, char** argv) {
         fprintf(stderr, "rt_bench_micro: cannot load %s\n", szDescription);
         return 1;
     }
+    if (g_grid.createSubdivision(&g_rt.scene, true)) return 1;
     g_frame = makeRayFrame(g_rt);
-    constexpr std::pair<const char*, void (*)(benchmark::State&)> steps[] = {
-        {"loadMesh", loadMesh},   {"buildTree", buildTree},     {"saveCache", saveCache},
-        {"loadCache", loadCache}, {"primaryRays", primaryRays}, {"shadowRays", shadowRays}};
+    constexpr std::pair<const char*, void (*)(benchmark::State&)> steps[] = {{"loadMesh", loadMesh},
+                                                                             {"buildTree", buildTree},
+                                                                             {"saveCache", saveCache},
+                                                                             {"loadCache", loadCache},
+                                                                             {"primaryRays", primaryRays},
+                                                                             {"shadowRays", shadowRays},
+                                                                             {"singleTreePrimary", singleTreePrimary},
+                                                                             {"singleTreeShadow", singleTreeShadow},
+                                                                             {"gridPrimary", gridPrimary},
+                                                                             {"gridShadow", gridShadow}};
     for (const auto& [szName, pfnStep] : steps) {
         benchmark::RegisterBenchmark(szName, pfnStep)->Unit(benchmark::kMillisecond);
     }
+    benchmark::RegisterBenchmark("buildGrid", buildGrid)->Unit(benchmark::kMillisecond)->Iterations(3);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

@@ -55,7 +55,7 @@ void KDTree::release() {
     vStack.Release();
     vFacesList.Release();
     vRecords.Release();
-    std::vector<LeafBox>().swap(vBoxes);
+    vBoxes.Release();
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "accel/KDTreeNode.h"
 #include "accel/LeafFace.h"
@@ -35,7 +34,7 @@ class KDTree {
     Velk::NAlignedArray<StackEntry> vStack;
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
-    std::vector<LeafBox> vBoxes;
+    Velk::NAlignedArray<LeafBox> vBoxes;
     float fOriginLimit = 0.0f;                    // the boxes' validity, see LeafBoxes
     Velk::NAlignedArray<LeafFace> vRecords;       // the leaves' faces as the packet kernels read them
     const PacketKernel* pKernel = &bestKernel();  // answers the stream queries

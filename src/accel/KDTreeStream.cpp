@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "accel/KDTree.h"
 #include "scene/Scene.h"
@@ -50,6 +51,7 @@ bool KDTree::makeRecords() {
         return true;
     LeafBoxes boxes(*pScene);
     fOriginLimit = boxes.originLimit();
+    std::vector<LeafBox> vGrowing;
     uint32_t uNext = 0;
     for (KDTreeNode& node : vNodes) {
         if (!node.isLeaf()) continue;
@@ -60,12 +62,14 @@ bool KDTree::makeRecords() {
         });
         const uint32_t uCount = uNext - uFirst;
         if (uCount > LeafBoxes::LARGE_LEAF) {
-            node.setRecords(boxes.build(&vRecords[uFirst], uCount, uFirst, vBoxes) | KDTreeNode::HAS_BOXES);
+            node.setRecords(boxes.build(&vRecords[uFirst], uCount, uFirst, vGrowing) | KDTreeNode::HAS_BOXES);
         } else {
             node.setRecords(uCount ? uFirst : NO_INDEX);
             if (uCount) vRecords[uFirst].uPlace = uCount;
         }
     }
+    if (vBoxes.allocate(static_cast<uint32_t>(vGrowing.size()), RECORD_ALIGNMENT)) return true;
+    std::copy(vGrowing.begin(), vGrowing.end(), vBoxes.begin());
     return false;
 }
 
@@ -73,7 +77,7 @@ PacketTree KDTree::packetTree() const {
     const Velk::BoxAABB& box = pScene->boxScene;
     return {pRoot,
             vRecords.pData,
-            vBoxes.data(),
+            vBoxes.pData,
             fOriginLimit,
             {box.v3Min.x, box.v3Min.y, box.v3Min.z},
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};

@@ -21,7 +21,7 @@ static_assert(sizeof(SceneVertex) == 24, "two vectors and nothing else");
 /// vertices, k the projection axis, ku and kv the next two, e1 = A - C, e2 = B - C and D = e1[ku] e2[kv] - e2[ku]
 /// e1[kv]. An unsound face (no area, or a value that is not finite) has a zero normal and an fNd that is not a number,
 /// which every ray test rejects.
-struct FaceData {
+struct alignas(8) FaceData {
     const SceneVertex* pA;  // into the scene's vertices
     const SceneVertex* pB;
     const SceneVertex* pC;
