@@ -58,7 +58,9 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
         {"gone in the pixels", sStart + words({4, 16, 1, 48}) + "half", true},
     };
     TestServer server(32, 16, 4, 2);
-    const Peer good(server.connect());  // takes the first slot and task 0; the others find task 1
+    const Peer good(server.connect());
+    good.send(words({0, 8}));
+    EXPECT_EQ(good.receive(584).size(), 584u);  // it holds the first slot and task 0 now; the others find task 1
     server.board.vClients[1].client.iStallLimit = 20;
     for (const Misbehaviour& misbehaviour : vCases) {
         SCOPED_TRACE(misbehaviour.szWhat);
