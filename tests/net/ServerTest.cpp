@@ -1,3 +1,4 @@
+#include <sstream>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -29,6 +30,36 @@ TEST_F(ServerTest, ExchangeIsTheRecordedOne) {
     EXPECT_TRUE(peer.isClosed());
     EXPECT_TRUE(server.isComplete());
     EXPECT_TRUE(server.board.isDone());
+}
+
+// The page's example is what people write their own client from.
+TEST_F(ServerTest, PageShowsTheWholeExchange) {
+    TestServer server(3, 2, 2, 1);
+    const Peer peer(server.connect());
+    std::stringstream page(readFile(RT_SOURCE_DIR "/docs/farm.md"));
+    unsigned uLines = 0;
+    for (std::string sLine, sSide, sWord; std::getline(page, sLine);) {
+        std::stringstream line(sLine);
+        line >> sSide;
+        if (sSide != "client" && sSide != "server") continue;
+        std::string sBytes;
+        while (line >> sWord && sWord.find_first_not_of("0123456789abcdef") == std::string::npos) {
+            for (size_t u = 0; u + 1 < sWord.size(); u += 2) {
+                sBytes += static_cast<char>(std::stoi(sWord.substr(u, 2), nullptr, 16));
+            }
+        }
+        if (sSide == "client") {
+            peer.send(sBytes);
+        } else {
+            EXPECT_EQ(peer.receive(sBytes.size()), sBytes) << sLine;
+            if (sBytes[0] == 1) EXPECT_EQ(peer.receive(572), bytesOf(server.parameters));
+        }
+        ++uLines;
+    }
+    EXPECT_EQ(uLines, 10u);
+    EXPECT_TRUE(peer.isClosed());
+    const uint32_t uWanted[6] = {0xFF0000, 0x00FF00, 0x000000, 0x0000FF, 0xFFFFFF, 0x808080};
+    for (uint32_t u = 0; u < 6; ++u) EXPECT_EQ(server.image.getPixel(u % 3, u / 3), uWanted[u]) << u;
 }
 
 struct Misbehaviour {
