@@ -52,7 +52,9 @@ TEST_F(ServerTest, PageShowsTheWholeExchange) {
             peer.send(sBytes);
         } else {
             EXPECT_EQ(peer.receive(sBytes.size()), sBytes) << sLine;
-            if (sBytes[0] == 1) EXPECT_EQ(peer.receive(572), bytesOf(server.parameters));
+            if (sBytes[0] == 1) {
+                EXPECT_EQ(peer.receive(572), bytesOf(server.parameters));
+            }
         }
         ++uLines;
     }
