@@ -39,13 +39,14 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
     const size_t uFaces = scene.vFaces.uCount;
     const size_t uRoom = (uFaces + StepsFrame::UNIT - 1) / StepsFrame::UNIT * StepsFrame::UNIT;
     corners.reset(new (std::nothrow) FaceCorners[uFaces]);
-    pNumbers.reset(new (std::nothrow) uint32_t[uRoom]);
+    pNumbers.reset(new (std::nothrow) uint32_t[2 * uRoom]);
     pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);
-    pBins.reset(new (std::nothrow) uint16_t[FaceSteps::ARRAYS * uRoom]);
+    pBins.reset(new (std::nothrow) int16_t[FaceSteps::ARRAYS * uRoom]);
     if (!corners || !pNumbers || !pValues || !pBins) return true;
     Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
     Velk::preferLargePages(pValues.get(), FaceSteps::ARRAYS * uRoom * sizeof(float));
     steps.pFace = pNumbers.get();
+    bins.pTouched = pNumbers.get() + uRoom;
     steps.divide(pValues.get(), uRoom);
     bins.faces.divide(pBins.get(), uRoom);
 
@@ -67,44 +68,46 @@ bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTes
     bins.fill(frame, steps, uCount, bTame);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
-    if (gather(uCount)) return true;
+    if (gather()) return true;
     count(frame, uCount);
     split = cheapest(frame, uCount);
     return false;
 }
 
-// Collects the candidates of the chosen bins, ascending and each once.
-bool KDTreeSplitSearch::gather(uint32_t uCount) {
-    // Each bin gets its place; the vertices of the others all go to the last place.
-    uint32_t uPlaces = 0;
-    for (uint32_t u = 0; u < bins.bins(); ++u) uPlaces += bins.isChosen(u) ? bins.candidates(u) : 0;
-    if (uPlaces >= vPositions.uCapacity && makeRoom(uPlaces + 1)) return true;
-    uint32_t uNext[SplitBins::MAX_BINS + 1];
-    for (uint32_t u = 0, uPlace = 0; u <= bins.bins(); ++u) {
-        uNext[u] = bins.isChosen(u) ? uPlace : uPlaces;
-        uPlace += bins.isChosen(u) ? bins.candidates(u) : 0;
+// Collects the candidates of the window, ascending and each once.
+bool KDTreeSplitSearch::gather() {
+    // Each bin gets its places; what is off the window goes to one behind them.
+    const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
+    uint32_t uNext[SplitBins::MAX_BINS + 1], uPlaces = 0;
+    for (uint32_t u = 0; u < uBins; ++u) {
+        uNext[u] = uPlaces;
+        uPlaces += bins.candidates(uBegin + u);
     }
+    uNext[uBins] = uPlaces;
+    if (uPlaces >= vPositions.uCapacity && makeRoom(uPlaces + uPlaces / 2 + 1)) return true;
     float* const pPositions = vPositions.pData;
-    const auto put = [&](float f, uint32_t uBin) {
+    const auto put = [&](float f, int16_t iBin) {
+        const uint32_t uBin = std::min(static_cast<uint32_t>(iBin) - uBegin, uBins);
         pPositions[uNext[uBin]] = f;
-        uNext[uBin] += bins.isChosen(uBin);
+        uNext[uBin] += uBin < uBins;
     };
-    for (uint32_t u = 0; u < uCount; ++u) {
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        const uint32_t u = bins.pTouched[i];
         put(steps.pMin[u], bins.faces.pMin[u]);
         put(steps.pMid[u], bins.faces.pMid[u]);
         put(steps.pMax[u], bins.faces.pMax[u]);
     }
     uint32_t uEnd = 0;
-    for (uint32_t u = 0; u < bins.bins(); ++u) {
+    const float* pBegin = pPositions;
+    for (uint32_t u = 0; u < uBins; ++u) {
         uFirst[u] = uEnd;
-        if (!bins.isChosen(u)) continue;
-        float *const pEnd = pPositions + uNext[u], *const pBegin = pEnd - bins.candidates(u);
-        sortFew(pBegin, pEnd);
-        for (const float* p = pBegin; p < pEnd; ++p) {
-            if (uEnd == uFirst[u] || pPositions[uEnd - 1] != *p) pPositions[uEnd++] = *p;
+        float* const pEnd = pPositions + uNext[u];
+        sortFew(pPositions + (pBegin - pPositions), pEnd);
+        for (; pBegin < pEnd; ++pBegin) {
+            if (uEnd == uFirst[u] || pPositions[uEnd - 1] != *pBegin) pPositions[uEnd++] = *pBegin;
         }
     }
-    uFirst[bins.bins()] = uFirst[bins.bins() + 1] = uEnd;
+    uFirst[uBins] = uEnd;
     vPositions.uSize = uEnd;
     return false;
 }
@@ -118,9 +121,13 @@ bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
     return vPositions.create(uCandidates, 0);
 }
 
-// The first candidate of the bin that is not below, is above fPos; the next bin's first when there is none.
-uint32_t KDTreeSplitSearch::firstFrom(float fPos, uint32_t uBin) const {
-    uint32_t u = uFirst[uBin], uEnd = uFirst[uBin + 1];
+// The first candidate that is not below, is above fPos; iBin is its bin.
+uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
+    const uint32_t uBin = static_cast<uint32_t>(iBin);
+    if (uBin < bins.first()) return 0;
+    if (uBin >= bins.end()) return vPositions.uSize;
+    uint32_t u = uFirst[uBin - bins.first()];
+    const uint32_t uEnd = uFirst[uBin - bins.first() + 1];
     if (uEnd - u > FEW_CANDIDATES) {
         const float* pFrom = std::lower_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
         return static_cast<uint32_t>(pFrom - vPositions.pData);
@@ -129,40 +136,25 @@ uint32_t KDTreeSplitSearch::firstFrom(float fPos, uint32_t uBin) const {
     return u;
 }
 
-uint32_t KDTreeSplitSearch::firstAfter(float fPos, uint32_t uBin) const {
-    uint32_t u = uFirst[uBin], uEnd = uFirst[uBin + 1];
-    if (uEnd - u > FEW_CANDIDATES) {
-        const float* pFrom = std::upper_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
-        return static_cast<uint32_t>(pFrom - vPositions.pData);
-    }
-    while (u < uEnd && vPositions[u] <= fPos) ++u;
+uint32_t KDTreeSplitSearch::firstAfter(float fPos, int16_t iBin) const {
+    uint32_t u = firstFrom(fPos, iBin);
+    if (u < vPositions.uSize && vPositions[u] == fPos) ++u;
     return u;
 }
 
 void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
     for (uint32_t u = 0; u <= vPositions.uSize; ++u) vLeft[u] = vRight[u] = 0;
-    vRight[0] = uCount;
-    for (uint32_t u = 0; u < uCount; ++u) {
-        const uint32_t uLowSure = bins.faces.pLowSure[u], uHighSure = bins.faces.pHighSure[u];
-        const uint32_t uHighEnd = std::max<uint32_t>(bins.faces.pHighMaybe[u], uLowSure);
-        if (bins.isAnyChosen(bins.faces.pLowMaybe[u], uLowSure) || bins.isAnyChosen(uHighSure, uHighEnd)) {
-            --bins.lowSure(uLowSure);
-            --bins.highSure(uHighSure);
-            countFace(frame, u);
-        }
-    }
-    // The others turn between the candidates.
-    for (uint32_t u = 0; u <= bins.bins(); ++u) {
-        vLeft[uFirst[u]] += bins.lowSure(u);
-        vRight[uFirst[u]] -= bins.highSure(u);
-    }
+    vLeft[0] = bins.lowBefore();
+    vRight[0] = uCount - bins.highBefore();
+    for (uint32_t i = 0; i < bins.uTouched; ++i) countFace(frame, bins.pTouched[i]);
 }
 
 void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
     const float fLowMaybe = steps.pLowMaybe[u], fLowSure = steps.pLowSure[u];
     const uint32_t uLowSure = firstFrom(fLowSure, bins.faces.pLowSure[u]);
     const uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
-    --vRight[uHighEnd];
+    const int32_t iBegin = static_cast<int32_t>(bins.first());
+    vRight[uHighEnd] -= bins.faces.pHighSure[u] >= iBegin;  // the others are counted already
     const auto addOne = [](Velk::NDataVector<uint32_t>& vCounts, uint32_t uAt) {
         ++vCounts[uAt];
         --vCounts[uAt + 1];
@@ -191,7 +183,7 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
             bMarked = true;
         }
     }
-    ++vLeft[bLowOpen ? uOpenEnd : uLowSure];
+    vLeft[bLowOpen ? uOpenEnd : uLowSure] += bins.faces.pLowSure[u] >= iBegin;
 }
 
 KDTreeSplitSearch::Split KDTreeSplitSearch::cheapest(const SplitFrame& frame, uint32_t uCount) const {

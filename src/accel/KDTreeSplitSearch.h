@@ -45,23 +45,23 @@ class KDTreeSplitSearch {
  private:
     bool overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const;
     bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
-    bool gather(uint32_t uCount);
+    bool gather();
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
     void countFace(const SplitFrame& frame, uint32_t u);
-    uint32_t firstFrom(float fPos, uint32_t uBin) const;
-    uint32_t firstAfter(float fPos, uint32_t uBin) const;
+    uint32_t firstFrom(float fPos, int16_t iBin) const;
+    uint32_t firstAfter(float fPos, int16_t iBin) const;
     Split cheapest(const SplitFrame& frame, uint32_t uCount) const;
     float firstZero(const SplitFrame& frame, uint32_t uCount) const;
 
     std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene
-    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the steps
+    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the steps and of the bins' list
     std::unique_ptr<float[]> pValues;
-    std::unique_ptr<uint16_t[]> pBins;  // storage of the bins
+    std::unique_ptr<int16_t[]> pBins;  // storage of the bins
     FaceSteps steps{};
     bool bTame = false;  // box and corners are of a size for which FaceSteps and SplitBins can answer
     SplitBins bins;
-    uint32_t uFirst[SplitBins::MAX_BINS + 2];  // first candidate in this bin or behind it
+    uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it
 
     // The candidates that are left, ascending, and the changes of their counts from one to the next.
     Velk::NDataVector<float> vPositions;

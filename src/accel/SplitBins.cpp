@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace {
 
@@ -12,132 +11,108 @@ constexpr uint32_t FEW_FACES = 4;  // all their candidates are looked at
 class Placement {
  public:
     Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
-        : low(all(fLow)), high(all(fHigh)), scale(all(fScale)), last(all(static_cast<float>(uBins - 1))) {
-        const int32_t iBins = static_cast<int32_t>(uBins);
-        behind = Numbers{iBins, iBins, iBins, iBins};
-    }
+        : low(all(fLow)), high(all(fHigh)), scale(all(fScale)), last(all(static_cast<float>(uBins - 1))) {}
 
-    void placeSteps(const float* pValues, uint16_t* pBins) const {
-        store(binOf(load(pValues)), binOf(load(pValues + 4)), pBins);
-    }
-
-    // Vertices before the box are no candidates and go behind it.
-    void placeVertices(const float* pValues, uint16_t* pBins) const {
-        const Lanes a = load(pValues), b = load(pValues + 4);
-        store(binOf(a) | ((a < low) & behind), binOf(b) | ((b < low) & behind), pBins);
+    void place(const float* pValues, int16_t* pBins) const {
+        Lanes value[2];
+        memcpy(value, pValues, sizeof(value));
+        // The lower halves of all eight numbers.
+        constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
+        const Shorts bins = __builtin_shufflevector(reinterpret_cast<Shorts>(binOf(value[0])),
+                                                    reinterpret_cast<Shorts>(binOf(value[1])), LOW, LOW + 2, LOW + 4,
+                                                    LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
+        memcpy(pBins, &bins, sizeof(bins));
     }
 
  private:
     using Lanes = float __attribute__((vector_size(16)));
     using Numbers = int32_t __attribute__((vector_size(16)));
-    using Shorts = uint16_t __attribute__((vector_size(16)));
+    using Shorts = int16_t __attribute__((vector_size(16)));
     static_assert(StepsFrame::UNIT == 8, "two rows of lanes");
 
-    static Lanes all(float f) { return Lanes{f, f, f, f}; }
-
-    static Lanes load(const float* p) {
-        Lanes value;
-        memcpy(&value, p, sizeof(value));
-        return value;
-    }
-
-    static void store(Numbers a, Numbers b, uint16_t* pBins) {
-        constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;  // half of each number
-        const Shorts even = __builtin_shufflevector(reinterpret_cast<Shorts>(a), reinterpret_cast<Shorts>(b), LOW,
-                                                    LOW + 2, LOW + 4, LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
-        memcpy(pBins, &even, sizeof(even));
-    }
+    static Lanes all(float f) { return f - Lanes{}; }
 
     Numbers binOf(Lanes value) const {
         const Lanes zero{}, bin = (value - low) * scale;
         const Lanes positive = bin > zero ? bin : zero;
-        return __builtin_convertvector(positive < last ? positive : last, Numbers) - (value > high);
+        return __builtin_convertvector(positive < last ? positive : last, Numbers) + 1 - (value > high) + (value < low);
     }
 
     Lanes low, high, scale, last;
-    Numbers behind;
 };
 
 }  // namespace
 
-void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame) {
+void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bTame) {
     fLow = frame.fLow;
     fHigh = frame.fHigh;
     uBins = 1;
     if (bTame && uCount > FEW_FACES && SplitFrame::halfArea(frame.box) > 1e-25f) {
-        while (uBins < uCount && uBins < MAX_BINS) uBins *= 2;
+        while (uBins < 2 * uCount && uBins < MAX_BINS) uBins *= 2;
         fScale = static_cast<float>(uBins) / (fHigh - fLow);
         if (!(fScale < 1e25f)) uBins = 1;
     }
     if (uBins == 1) fScale = 0.0f;
-    const uint32_t uRow = uBins + 1;
+    const uint32_t uRow = uBins + 2;
     pCandidates = uCounts;
     pLowMaybe = pCandidates + uRow;
     pLowSure = pLowMaybe + uRow;
     pHighSure = pLowSure + uRow;
     pHighMaybe = pHighSure + uRow;
     memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
+}
 
-    place(steps, uCount);
-    uint32_t uHistory = 0;
+void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame) {
+    chooseBins(frame, uCount, bTame);
+    const Placement placement(fLow, fHigh, fScale, uBins);
+    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
+        placement.place(steps.pMin + u, faces.pMin + u);
+        placement.place(steps.pMid + u, faces.pMid + u);
+        placement.place(steps.pMax + u, faces.pMax + u);
+        placement.place(steps.pLowMaybe + u, faces.pLowMaybe + u);
+        placement.place(steps.pLowSure + u, faces.pLowSure + u);
+        placement.place(steps.pHighSure + u, faces.pHighSure + u);
+        placement.place(steps.pHighMaybe + u, faces.pHighMaybe + u);
+    }
     for (uint32_t u = 0; u < uCount; ++u) {
         ++pCandidates[faces.pMin[u]];
         ++pCandidates[faces.pMid[u]];
         ++pCandidates[faces.pMax[u]];
-        const uint32_t uLowSure = faces.pLowSure[u], uHighSure = faces.pHighSure[u], uHighMaybe = faces.pHighMaybe[u];
-        ++pLowMaybe[std::min<uint32_t>(faces.pLowMaybe[u], uHighSure)];  // a mark counts low, too
-        ++pLowSure[uLowSure];
-        ++pHighSure[uHighSure];
-        ++pHighMaybe[uHighMaybe];
-        uHistory |= uHighSure < std::max(uHighMaybe, uLowSure);
-    }
-    bHistory = uHistory != 0;
-    pCandidates[uBins] = 0;
-}
-
-void SplitBins::place(const FaceValues<float>& steps, uint32_t uCount) {
-    const Placement placement(fLow, fHigh, fScale, uBins);
-    const FaceValues<uint16_t> to = faces;
-    const FaceValues<float> from = steps;
-    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
-        placement.placeVertices(from.pMin + u, to.pMin + u);
-        placement.placeVertices(from.pMid + u, to.pMid + u);
-        placement.placeVertices(from.pMax + u, to.pMax + u);
-        placement.placeSteps(from.pLowMaybe + u, to.pLowMaybe + u);
-        placement.placeSteps(from.pLowSure + u, to.pLowSure + u);
-        placement.placeSteps(from.pHighSure + u, to.pHighSure + u);
-        placement.placeSteps(from.pHighMaybe + u, to.pHighMaybe + u);
+        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // a mark counts low, too
+        ++pLowSure[faces.pLowSure[u]];
+        ++pHighSure[faces.pHighSure[u]];
+        ++pHighMaybe[faces.pHighMaybe[u]];
     }
 }
 
 bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
-    if (uBins > 1) {
-        chooseCheap(frame, uCount);
-    } else {
-        bChosen[0] = pCandidates[0] != 0;
+    if (uBins == 1) {
+        if (!pCandidates[1]) return false;
+        uFirst = 1;
+        uEnd = 2;
+    } else if (!chooseCheap(frame, uCount)) {
+        return false;
     }
-    bChosen[uBins] = 0;
-    if (!countChosen()) return false;
-    if (uBins > 1 && bHistory) addMarkHistory(uCount);
+    for (uint32_t uNeeded = touch(uCount); uNeeded < uFirst; uNeeded = touch(uCount)) uFirst = uNeeded;
     return true;
 }
 
 // The bounds are off by a few roundings of costs up to twice the number of faces; 2^-16 of it is more.
-void SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
+bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
     const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
     const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
     int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];                             // surely, possibly
-    uint32_t uLeft = 0, uLeftMaybe = 0, uRight = uCount, uRightMaybe = uCount;
+    uint32_t uLeft = 0, uLeftMaybe = pLowMaybe[0], uRight = uCount - pHighSure[0], uRightMaybe = uCount;
     for (uint32_t u = 0; u < uBins; ++u) {
-        uLeftMaybe += pLowMaybe[u];
-        uRight -= pHighSure[u];
+        uLeft += pLowSure[u];
+        uLeftMaybe += pLowMaybe[u + 1];
+        uRight -= pHighSure[u + 1];
+        uRightMaybe -= pHighMaybe[u];
         iLeft[0][u] = static_cast<int32_t>(uLeft);
         iLeft[1][u] = static_cast<int32_t>(uLeftMaybe);
         iRight[0][u] = static_cast<int32_t>(uRight);
         iRight[1][u] = static_cast<int32_t>(uRightMaybe);
-        uLeft += pLowSure[u];
-        uRightMaybe -= pHighMaybe[u];
     }
     float fFloor[MAX_BINS], fCeiling[MAX_BINS];
     for (uint32_t u = 0; u < uBins; ++u) {
@@ -149,52 +124,54 @@ void SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     }
     const float fFaces = static_cast<float>(uCount);
     float fLimit = fFaces - SplitFrame::TRAVERSAL_COST;
-    for (uint32_t u = 0; u < uBins; ++u) fLimit = pCandidates[u] && fCeiling[u] < fLimit ? fCeiling[u] : fLimit;
+    for (uint32_t u = 0; u < uBins; ++u) fLimit = pCandidates[u + 1] && fCeiling[u] < fLimit ? fCeiling[u] : fLimit;
     fLimit += fFaces * 0x1p-16f;
-    for (uint32_t u = 0; u < uBins; ++u) bChosen[u] = pCandidates[u] != 0 && fFloor[u] <= fLimit;
+    const auto isPossible = [&](uint32_t u) { return pCandidates[u + 1] != 0 && fFloor[u] <= fLimit; };
+    uint32_t uLow = 0, uHigh = uBins;
+    while (uLow < uBins && !isPossible(uLow)) ++uLow;
+    while (uHigh > uLow && !isPossible(uHigh - 1)) --uHigh;
+    uFirst = uLow + 1;
+    uEnd = uHigh + 1;
+    return uFirst < uEnd;
 }
 
-bool SplitBins::countChosen() {
-    uint32_t uChosen = 0;
-    for (uint32_t u = 0; u <= uBins; ++u) {
-        uChosenBefore[u] = uChosen;
-        uChosen += bChosen[u];
+// Lists the touched faces. Returns where the window must begin: a face may be marked at any candidate p > highSure, and
+// its mark matters at p <= highMaybe (is it still counted high?) and at p < lowSure (is it counted low without a
+// test?). When such a p is in the window, all candidates from highSure to there must be.
+uint32_t SplitBins::touch(uint32_t uCount) {
+    using Shorts = int16_t __attribute__((vector_size(16)));
+    const auto load = [](const int16_t* p) {
+        Shorts shorts;
+        memcpy(&shorts, p, sizeof(shorts));
+        return shorts;
+    };
+    const Shorts zero{}, first = static_cast<int16_t>(uFirst) + zero, end = static_cast<int16_t>(uEnd) + zero;
+    Shorts needed = first;
+    uTouched = 0;
+    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
+        const Shorts lowSure = load(faces.pLowSure + u), highSure = load(faces.pHighSure + u);
+        const Shorts highMaybe = load(faces.pHighMaybe + u), markEnd = highMaybe > lowSure ? highMaybe : lowSure;
+        const Shorts earlier = (highSure < needed) & (markEnd >= first);
+        needed = earlier ? highSure : needed;
+        Shorts touched = (load(faces.pLowMaybe + u) < end) & (lowSure >= first);
+        touched |= (highSure < end) & (markEnd >= first);
+        for (const int16_t* pVertex : {faces.pMin + u, faces.pMid + u, faces.pMax + u}) {
+            const Shorts vertex = load(pVertex);
+            touched |= (vertex < end) & (vertex >= first);
+        }
+        const uint32_t uLanes = std::min(uCount - u, StepsFrame::UNIT);
+        for (uint32_t i = 0; i < uLanes; ++i) {
+            pTouched[uTouched] = u + i;
+            uTouched += touched[i] != 0;
+        }
     }
-    uChosenBefore[uBins + 1] = uChosen;
-    return uChosen != 0;
+    int16_t iNeeded = needed[0];
+    for (unsigned i = 1; i < StepsFrame::UNIT; ++i) iNeeded = std::min<int16_t>(iNeeded, needed[i]);
+    return std::max<int16_t>(iNeeded, 1);
 }
 
-// A face may be marked at any candidate p > highSure, and its mark matters at p <= highMaybe (is it still counted
-// high?) and at p < lowSure (is it counted low without a test?). So where a candidate in between is looked at, all from
-// highSure to there must be. That may add candidates in between for other faces; repeated until nothing is missing.
-void SplitBins::addMarkHistory(uint32_t uCount) {
-    uint32_t uLastChosen[MAX_BINS];   // at or before this bin
-    uint32_t uMissing[MAX_BINS + 1];  // bins before this one that have candidates and are not chosen
-    int32_t iCover[MAX_BINS];
-    for (bool bChanged = true; bChanged;) {
-        bChanged = false;
-        uMissing[0] = 0;
-        for (uint32_t u = 0, uLast = 0; u < uBins; ++u) {
-            if (bChosen[u]) uLast = u;
-            uLastChosen[u] = uLast;
-            uMissing[u + 1] = uMissing[u] + (pCandidates[u] != 0 && !bChosen[u]);
-            iCover[u] = 0;
-        }
-        for (uint32_t u = 0; u < uCount; ++u) {
-            const uint32_t uFirst = faces.pHighSure[u];
-            const uint32_t uEnd = std::min<uint32_t>(std::max(faces.pHighMaybe[u], faces.pLowSure[u]), uBins - 1);
-            if (uFirst >= uEnd) continue;
-            const uint32_t uLast = uLastChosen[uEnd];
-            if (uLast <= uFirst || uMissing[uLast] == uMissing[uFirst]) continue;
-            ++iCover[uFirst];
-            --iCover[uLast];
-            bChanged = true;
-        }
-        int32_t iCovered = 0;
-        for (uint32_t u = 0; u < uBins && bChanged; ++u) {
-            iCovered += iCover[u];
-            if (iCovered && pCandidates[u]) bChosen[u] = 1;
-        }
-    }
-    countChosen();
+uint32_t SplitBins::sumBefore(const uint32_t* pCounts) const {
+    uint32_t uSum = 0;
+    for (uint32_t u = 0; u < uFirst; ++u) uSum += pCounts[u];
+    return uSum;
 }
