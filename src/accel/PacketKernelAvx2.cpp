@@ -11,6 +11,7 @@ namespace {
 // Eight floats of AVX2.
 struct Float8 {
     static constexpr unsigned WIDTH = 8;
+    static constexpr unsigned GROUPS = 4;
     struct Mask {
         __m256 m;
         friend Mask operator&(Mask a, Mask b) { return {_mm256_and_ps(a.m, b.m)}; }
@@ -47,6 +48,6 @@ struct Float8 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx2{"avx2", 8 * GROUPS, nearestFaces<Float8>, obstacles<Float8>};
+const PacketKernel g_kernelAvx2{"avx2", Float8::WIDTH* Float8::GROUPS, nearestFaces<Float8>, obstacles<Float8>};
 
 #endif

@@ -11,6 +11,7 @@ namespace {
 // Sixteen floats of AVX-512.
 struct Float16 {
     static constexpr unsigned WIDTH = 16;
+    static constexpr unsigned GROUPS = 4;
     struct Mask {
         __mmask16 m;
         friend Mask operator&(Mask a, Mask b) { return {static_cast<__mmask16>(a.m & b.m)}; }
@@ -44,6 +45,6 @@ struct Float16 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx512{"avx512", 16 * GROUPS, nearestFaces<Float16>, obstacles<Float16>};
+const PacketKernel g_kernelAvx512{"avx512", Float16::WIDTH* Float16::GROUPS, nearestFaces<Float16>, obstacles<Float16>};
 
 #endif

@@ -6,6 +6,7 @@ namespace {
 // Four floats for any processor; the compiler makes of them what it can.
 struct FloatAny {
     static constexpr unsigned WIDTH = 4;
+    static constexpr unsigned GROUPS = 4;
     struct Mask {
         uint32_t m;
         friend Mask operator&(Mask a, Mask b) { return {a.m & b.m}; }
@@ -75,4 +76,5 @@ struct FloatAny {
 
 }  // namespace
 
-const PacketKernel g_kernelGeneric{"generic", 4 * GROUPS, nearestFaces<FloatAny>, obstacles<FloatAny>};
+const PacketKernel g_kernelGeneric{"generic", FloatAny::WIDTH* FloatAny::GROUPS, nearestFaces<FloatAny>,
+                                   obstacles<FloatAny>};

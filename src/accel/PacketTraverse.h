@@ -23,16 +23,15 @@ namespace {
 
 // Tree levels with a split are at most 21; each puts at most two entries on the stack.
 constexpr unsigned PACKET_STACK = 64;
-constexpr unsigned GROUPS = 4;  // vectors of one packet: enough to share the walk's cost, few enough for the cache
-// One cut makes two blocks for a group; the first two of each group are the ends of the rays.
-constexpr unsigned BLOCKS = GROUPS * 2 * 24;
-
 constexpr float PARALLEL = 5.96e-8f;
 
 template <typename F>
 class PacketTraversal {
  public:
     static constexpr unsigned W = F::WIDTH;
+    static constexpr unsigned GROUPS = F::GROUPS;  // vectors of one packet
+    // One cut makes at most two blocks for a group; the first two of each group are the ends of the rays.
+    static constexpr unsigned BLOCKS = GROUPS * 2 * 24;
     static constexpr unsigned LANES = W * GROUPS;
     static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
 
