@@ -48,6 +48,6 @@ struct Float8 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx2{"avx2", Float8::WIDTH* Float8::GROUPS, nearestFaces<Float8>, obstacles<Float8>};
+const PacketKernel g_kernelAvx2{"avx2", PacketTraversal<Float8>::LANES, nearestFaces<Float8>, obstacles<Float8>};
 
 #endif

@@ -45,6 +45,6 @@ struct Float16 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx512{"avx512", Float16::WIDTH* Float16::GROUPS, nearestFaces<Float16>, obstacles<Float16>};
+const PacketKernel g_kernelAvx512{"avx512", PacketTraversal<Float16>::LANES, nearestFaces<Float16>, obstacles<Float16>};
 
 #endif

@@ -76,5 +76,5 @@ struct FloatAny {
 
 }  // namespace
 
-const PacketKernel g_kernelGeneric{"generic", FloatAny::WIDTH* FloatAny::GROUPS, nearestFaces<FloatAny>,
+const PacketKernel g_kernelGeneric{"generic", PacketTraversal<FloatAny>::LANES, nearestFaces<FloatAny>,
                                    obstacles<FloatAny>};

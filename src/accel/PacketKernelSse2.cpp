@@ -49,6 +49,6 @@ struct Float4 {
 
 }  // namespace
 
-const PacketKernel g_kernelSse2{"sse2", Float4::WIDTH* Float4::GROUPS, nearestFaces<Float4>, obstacles<Float4>};
+const PacketKernel g_kernelSse2{"sse2", PacketTraversal<Float4>::LANES, nearestFaces<Float4>, obstacles<Float4>};
 
 #endif
