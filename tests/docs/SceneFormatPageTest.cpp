@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -15,13 +14,15 @@ namespace {
 unsigned extractFiles(const std::string& sPage, const std::filesystem::path& target) {
     std::stringstream page;
     page << std::ifstream(sPage).rdbuf();
-    const std::string sText = page.str();
-    const std::regex block("File `([^`]+)`:\n\n```text\n([^`]*)```");
+    const std::string sText = page.str(), sHead = "File `", sBegin = "`:\n\n```text\n", sEnd = "```";
     unsigned uFiles = 0;
-    for (std::sregex_iterator it(sText.begin(), sText.end(), block), end; it != end; ++it, ++uFiles) {
-        const std::filesystem::path file = target / it->str(1);
+    for (size_t uName = 0; (uName = sText.find(sHead, uName)) != std::string::npos; ++uFiles) {
+        uName += sHead.size();
+        const size_t uTail = sText.find(sBegin, uName), uText = uTail + sBegin.size(), uStop = sText.find(sEnd, uText);
+        if (uTail == std::string::npos || uStop == std::string::npos) return 0;
+        const std::filesystem::path file = target / sText.substr(uName, uTail - uName);
         std::filesystem::create_directories(file.parent_path());
-        std::ofstream(file) << it->str(2);
+        std::ofstream(file) << sText.substr(uText, uStop - uText);
     }
     return uFiles;
 }
