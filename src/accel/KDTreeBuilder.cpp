@@ -32,7 +32,7 @@ bool KDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDept
     for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
         *pFaces++ = tree.vFacesList[u].uFace;
     }
-    KDTreeSplitSearch::Split split;
+    Split split;
     if (search.find(frame, uFaceCount, uDepth > 0, split)) return true;
     if (!(split.fCost <= static_cast<float>(uFaceCount))) return false;
 

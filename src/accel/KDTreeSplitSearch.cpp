@@ -5,6 +5,7 @@
 #include <limits>
 #include <new>
 
+#include "accel/FewFacesSplit.h"
 #include "base/LargeBlock.h"
 #include "scene/Scene.h"
 
@@ -12,18 +13,20 @@ using Velk::NMVector3f;
 
 namespace {
 
-constexpr uint32_t FEW_CANDIDATES = 16;  // searched and sorted in the simplest way
+constexpr int32_t FEW_CANDIDATES = 8;  // searched and sorted in the simplest way
 
-void sortFew(float* pBegin, float* pEnd) {
+// Without jumps for the few candidates of a common bin.
+void sortBin(float* pBegin, float* pEnd) {
     if (pEnd - pBegin > FEW_CANDIDATES) {
         std::sort(pBegin, pEnd);
         return;
     }
-    for (float* p = pBegin + 1; p < pEnd; ++p) {
-        const float f = *p;
-        float* pHole = p;
-        for (; pHole > pBegin && pHole[-1] > f; --pHole) *pHole = pHole[-1];
-        *pHole = f;
+    for (; pEnd - pBegin > 1; --pEnd) {
+        for (float* p = pBegin + 1; p < pEnd; ++p) {
+            const float a = p[-1], b = p[0];
+            p[-1] = a < b ? a : b;
+            p[0] = a < b ? b : a;
+        }
     }
 }
 
@@ -65,12 +68,19 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
 
 bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split) {
     steps.measure(frame, corners.get(), uCount, bTested, bTame);
+    const bool bFew = bTame && uCount <= FewFacesSplit::MAX_FACES && SplitFrame::halfArea(frame.box) > 1e-25f;
+    if (!(bFew && FewFacesSplit::find(frame, steps, uCount, &split)) && search(frame, uCount, split)) return true;
+    if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
+    return false;
+}
+
+bool KDTreeSplitSearch::search(const SplitFrame& frame, uint32_t uCount, Split& split) {
     bins.fill(frame, steps, uCount, bTame);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
     if (gather()) return true;
     count(frame, uCount);
-    split = cheapest(frame, uCount);
+    split = cheapest(frame);
     return false;
 }
 
@@ -97,14 +107,16 @@ bool KDTreeSplitSearch::gather() {
         put(steps.pMid[u], bins.faces.pMid[u]);
         put(steps.pMax[u], bins.faces.pMax[u]);
     }
-    uint32_t uEnd = 0;
-    const float* pBegin = pPositions;
+    uint32_t uEnd = 0, uPlace = 0;
+    float fLast = std::numeric_limits<float>::quiet_NaN();
     for (uint32_t u = 0; u < uBins; ++u) {
         uFirst[u] = uEnd;
-        float* const pEnd = pPositions + uNext[u];
-        sortFew(pPositions + (pBegin - pPositions), pEnd);
-        for (; pBegin < pEnd; ++pBegin) {
-            if (uEnd == uFirst[u] || pPositions[uEnd - 1] != *pBegin) pPositions[uEnd++] = *pBegin;
+        sortBin(pPositions + uPlace, pPositions + uNext[u]);
+        for (; uPlace < uNext[u]; ++uPlace) {
+            const float f = pPositions[uPlace];
+            pPositions[uEnd] = f;
+            uEnd += f != fLast;
+            fLast = f;
         }
     }
     uFirst[uBins] = uEnd;
@@ -128,7 +140,7 @@ uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
     if (uBin >= bins.end()) return vPositions.uSize;
     uint32_t u = uFirst[uBin - bins.first()];
     const uint32_t uEnd = uFirst[uBin - bins.first() + 1];
-    if (uEnd - u > FEW_CANDIDATES) {
+    if (uEnd - u > uint32_t{FEW_CANDIDATES}) {
         const float* pFrom = std::lower_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
         return static_cast<uint32_t>(pFrom - vPositions.pData);
     }
@@ -186,7 +198,7 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
     vLeft[bLowOpen ? uOpenEnd : uLowSure] += bins.faces.pLowSure[u] >= iBegin;
 }
 
-KDTreeSplitSearch::Split KDTreeSplitSearch::cheapest(const SplitFrame& frame, uint32_t uCount) const {
+Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
     Split best{0.0f, std::numeric_limits<float>::infinity()};
     uint32_t uLeft = 0, uRight = 0;
     for (uint32_t u = 0; u < vPositions.uSize; ++u) {
@@ -195,7 +207,6 @@ KDTreeSplitSearch::Split KDTreeSplitSearch::cheapest(const SplitFrame& frame, ui
         const float fCost = frame.cost(vPositions[u], uLeft, uRight);
         if (fCost < best.fCost) best = {vPositions[u], fCost};
     }
-    if (best.fPos == 0.0f) best.fPos = firstZero(frame, uCount);
     return best;
 }
 

@@ -15,11 +15,6 @@ class Scene;
 /// again by every node.
 class KDTreeSplitSearch {
  public:
-    struct Split {
-        float fPos;
-        float fCost;  // infinity when there is no position
-    };
-
     KDTreeSplitSearch() = default;
     ~KDTreeSplitSearch();
     KDTreeSplitSearch(const KDTreeSplitSearch&) = delete;
@@ -45,13 +40,14 @@ class KDTreeSplitSearch {
  private:
     bool overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const;
     bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
+    bool search(const SplitFrame& frame, uint32_t uCount, Split& split);
     bool gather();
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
     void countFace(const SplitFrame& frame, uint32_t u);
     uint32_t firstFrom(float fPos, int16_t iBin) const;
     uint32_t firstAfter(float fPos, int16_t iBin) const;
-    Split cheapest(const SplitFrame& frame, uint32_t uCount) const;
+    Split cheapest(const SplitFrame& frame) const;
     float firstZero(const SplitFrame& frame, uint32_t uCount) const;
 
     std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene

@@ -5,6 +5,12 @@
 #include "accel/TriBoxIntersection.h"
 #include "base/Vectors.h"
 
+/// A position on the split axis and what a split there costs.
+struct Split {
+    float fPos;
+    float fCost;  // infinity when there is no position
+};
+
 /// A node's box and the axis along which it is split, cut in two at a position p: the low part ends at p, the high part
 /// begins there.
 struct SplitFrame {
