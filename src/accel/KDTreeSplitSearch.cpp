@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "accel/FewFacesSplit.h"
+#include "accel/SmallSplit.h"
 #include "base/LargeBlock.h"
 #include "scene/Scene.h"
 
@@ -13,7 +13,8 @@ using Velk::NMVector3f;
 
 namespace {
 
-constexpr int32_t FEW_CANDIDATES = 8;  // searched and sorted in the simplest way
+constexpr float SMALLEST_AREA = 1e-25f;  // of a box whose costs can be bounded
+constexpr int32_t FEW_CANDIDATES = 8;    // searched and sorted in the simplest way
 
 // Without jumps for the few candidates of a common bin.
 void sortBin(float* pBegin, float* pEnd) {
@@ -68,20 +69,57 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
 
 bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split) {
     steps.measure(frame, corners.get(), uCount, bTested, bTame);
-    const bool bFew = bTame && uCount <= FewFacesSplit::MAX_FACES && SplitFrame::halfArea(frame.box) > 1e-25f;
-    if (!(bFew && FewFacesSplit::find(frame, steps, uCount, &split)) && search(frame, uCount, split)) return true;
+    bBounded = bTame && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
+    if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
     if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
     return false;
 }
 
-bool KDTreeSplitSearch::search(const SplitFrame& frame, uint32_t uCount, Split& split) {
-    bins.fill(frame, steps, uCount, bTame);
+// False when the node is not small, or the steps do not decide.
+bool KDTreeSplitSearch::findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const {
+    if (!bBounded || !SmallSplit::isSmall(uCount, 3 * uCount)) return false;
+    SmallSplit small(frame, 0, 0);
+    const auto add = [&](float f) { small.addCandidate(f, frame.fLow <= f && f <= frame.fHigh); };
+    for (uint32_t u = 0; u < uCount; ++u) {
+        small.addFace(steps, u);
+        add(steps.pMin[u]);
+        add(steps.pMid[u]);
+        add(steps.pMax[u]);
+    }
+    return small.find(&split);
+}
+
+bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Split& split) {
+    bins.fill(frame, steps, uCount, bBounded);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
+    if (findInWindow(frame, uCount, split)) return false;
     if (gather()) return true;
     count(frame, uCount);
     split = cheapest(frame);
     return false;
+}
+
+// False when there is too much in the window, or the steps do not decide.
+bool KDTreeSplitSearch::findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const {
+    if (!bBounded || !SmallSplit::isSmall(bins.uTouched, bins.candidatesInWindow())) return false;
+    const int32_t iBegin = static_cast<int32_t>(bins.first()), iEnd = static_cast<int32_t>(bins.end());
+    // The touched faces are counted one by one.
+    uint32_t uLow = bins.lowBefore(), uHigh = uCount - bins.highBefore();
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        uLow -= bins.faces.pLowSure[bins.pTouched[i]] < iBegin;
+        uHigh -= bins.faces.pHighSure[bins.pTouched[i]] >= iBegin;
+    }
+    SmallSplit small(frame, uLow, uHigh);
+    const auto add = [&](float f, int16_t iBin) { small.addCandidate(f, iBegin <= iBin && iBin < iEnd); };
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        const uint32_t u = bins.pTouched[i];
+        small.addFace(steps, u);
+        add(steps.pMin[u], bins.faces.pMin[u]);
+        add(steps.pMid[u], bins.faces.pMid[u]);
+        add(steps.pMax[u], bins.faces.pMax[u]);
+    }
+    return small.find(&split);
 }
 
 // Collects the candidates of the window, ascending and each once.

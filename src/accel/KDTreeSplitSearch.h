@@ -40,7 +40,9 @@ class KDTreeSplitSearch {
  private:
     bool overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const;
     bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
-    bool search(const SplitFrame& frame, uint32_t uCount, Split& split);
+    bool findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const;
+    bool findByBins(const SplitFrame& frame, uint32_t uCount, Split& split);
+    bool findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const;
     bool gather();
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
@@ -55,7 +57,8 @@ class KDTreeSplitSearch {
     std::unique_ptr<float[]> pValues;
     std::unique_ptr<int16_t[]> pBins;  // storage of the bins
     FaceSteps steps{};
-    bool bTame = false;  // box and corners are of a size for which FaceSteps and SplitBins can answer
+    bool bTame = false;     // box and corners are of a size for which FaceSteps and SplitBins can answer
+    bool bBounded = false;  // and the current node has an area
     SplitBins bins;
     uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it
 

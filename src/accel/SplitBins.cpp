@@ -43,11 +43,11 @@ class Placement {
 
 }  // namespace
 
-void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bTame) {
+void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded) {
     fLow = frame.fLow;
     fHigh = frame.fHigh;
     uBins = 1;
-    if (bTame && uCount > FEW_FACES && SplitFrame::halfArea(frame.box) > 1e-25f) {
+    if (bBounded && uCount > FEW_FACES) {
         while (uBins < 2 * uCount && uBins < MAX_BINS) uBins *= 2;
         fScale = static_cast<float>(uBins) / (fHigh - fLow);
         if (!(fScale < 1e25f)) uBins = 1;
@@ -62,8 +62,8 @@ void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bTame)
     memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
 }
 
-void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame) {
-    chooseBins(frame, uCount, bTame);
+void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded) {
+    chooseBins(frame, uCount, bBounded);
     const Placement placement(fLow, fHigh, fScale, uBins);
     for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
         placement.place(steps.pMin + u, faces.pMin + u);

@@ -23,8 +23,8 @@ class SplitBins {
     uint32_t* pTouched = nullptr;
     uint32_t uTouched = 0;
 
-    /// Sorts uCount faces into bins.
-    void fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bTame);
+    /// Sorts uCount faces into bins. bBounded: areas are finite and not zero, so that costs can be bounded.
+    void fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded);
 
     /// Chooses the window, the run of bins whose candidates must be looked at: all that may hold the cheapest candidate
     /// at a cost of at most uCount, and those needed to know the marks there. False when there are none.
@@ -37,12 +37,18 @@ class SplitBins {
     /// Vertices in a bin, repetitions included.
     uint32_t candidates(uint32_t uBin) const { return pCandidates[uBin]; }
 
+    uint32_t candidatesInWindow() const {
+        uint32_t uSum = 0;
+        for (uint32_t u = uFirst; u < uEnd; ++u) uSum += pCandidates[u];
+        return uSum;
+    }
+
     /// Faces whose step lies in a bin before the window.
     uint32_t lowBefore() const { return sumBefore(pLowSure); }
     uint32_t highBefore() const { return sumBefore(pHighSure); }
 
  private:
-    void chooseBins(const SplitFrame& frame, uint32_t uCount, bool bTame);
+    void chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded);
     bool chooseCheap(const SplitFrame& frame, uint32_t uCount);
     uint32_t touch(uint32_t uCount);
     uint32_t sumBefore(const uint32_t* pCounts) const;
