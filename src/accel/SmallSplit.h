@@ -34,7 +34,7 @@ class SmallSplit {
     bool find(Split* pSplit);
 
  private:
-    static constexpr uint32_t MAX_PAIRS = 1024;
+    static constexpr uint32_t MAX_PAIRS = 2048;
     static constexpr uint32_t WIDTH = 4;
     using Lanes = float __attribute__((vector_size(16)));
     using Counts = int32_t __attribute__((vector_size(16)));
