@@ -50,8 +50,8 @@ class RayTracer {
     /// Frees what was loaded, unless only the description was.
     void release();
 
-    /// Renders the image and writes it to parameters.szOutFile. True on failure, which is logged; nothing is rendered
-    /// when there is no memory for the image.
+    /// Renders the image and writes it to parameters.szOutFile; a file that cannot be written is logged. True when
+    /// there is no memory for the image, which is logged; nothing is rendered then.
     [[nodiscard]] bool run();
 
     /// Renders the tile of uPackSize pixels whose first pixel is (x, y), cut at the image's edges, into a buffer of the
