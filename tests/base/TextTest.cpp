@@ -2,7 +2,6 @@
 
 #include "base/LineReader.h"
 #include "base/NRaiiFile.h"
-#include "base/TextWriter.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
@@ -62,28 +61,6 @@ TEST_F(TextTest, NumbersAreThoseOfSscanf) {
         ASSERT_EQ(Velk::readIntegers(s.c_str(), i, 3), static_cast<unsigned>(std::max(iJudge, 0)));
         for (int k = 0; k < iJudge; ++k) ASSERT_EQ(i[k], std::max<int64_t>(j[k], -INT64_MAX));
     }
-}
-
-TEST_F(TextTest, WrittenNumbersAreThoseOfPrintf) {
-    Random random(3);
-    std::string sExpected;
-    {
-        const Velk::NRaiiFile file("text", "w");
-        Velk::TextWriter writer(file.get());
-        for (uint32_t u = 0; u < 20000; ++u) {
-            const uint32_t uBits = u < 2 ? u << 31 : random.below(0xFFFFFFFFu);
-            float f;
-            memcpy(&f, &uBits, sizeof(f));
-            if (f != f) continue;
-            char sz[128];
-            snprintf(sz, sizeof(sz), "%u %f\n", uBits, static_cast<double>(f));
-            sExpected += sz;
-            writer.number(uBits).text(" ").number(f).text("\n");
-        }
-        writer.text(sExpected.c_str());
-        sExpected += sExpected;
-    }
-    EXPECT_EQ(readFile("text"), sExpected);
 }
 
 }  // namespace
