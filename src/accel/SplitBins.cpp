@@ -167,7 +167,7 @@ uint32_t SplitBins::touch(uint32_t uCount) {
     }
     int16_t iNeeded = needed[0];
     for (unsigned i = 1; i < StepsFrame::UNIT; ++i) iNeeded = std::min<int16_t>(iNeeded, needed[i]);
-    return std::max<int16_t>(iNeeded, 1);
+    return static_cast<uint32_t>(std::max<int16_t>(iNeeded, 1));
 }
 
 uint32_t SplitBins::sumBefore(const uint32_t* pCounts) const {

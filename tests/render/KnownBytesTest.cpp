@@ -5,8 +5,7 @@ namespace {
 
 using KnownBytesTest = FileTest;
 
-// What an independent program writes for the same scenes. Every build must write these bytes: 32 and 64 bits, any
-// compiler, with and without optimisation.
+// Every build must write these bytes: 32 and 64 bits, any compiler, with and without optimisation.
 TEST_F(KnownBytesTest, ImagesAndCachesAreTheSameEverywhere) {
     Random random(11);
     const Mesh soup = makeSoup(random, 250, 5.0f), planes = makePlanes(random, 120);

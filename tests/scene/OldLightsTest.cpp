@@ -33,7 +33,7 @@ TEST_F(OldLightsFile, TheDocumentedExampleConvertsToTheDocumentedResult) {
     const std::string sPage = readFile(std::string(RT_SOURCE_DIR) + "/docs/lights.md");
     const std::string sNew = codeBlock(sPage, "2\n");
     writeFile("old.lgt", codeBlock(sPage, "// Two lamps"));
-    EXPECT_EQ(system("'" RT_CONVERT_LIGHTS "' old.lgt new.lgt >out.txt"), 0);
+    EXPECT_EQ(system(RT_EMULATOR " '" RT_CONVERT_LIGHTS "' old.lgt new.lgt >out.txt"), 0);
     EXPECT_EQ(readFile("new.lgt"), sNew);
     EXPECT_EQ(readFile("out.txt"), "new.lgt: 2 lights\n");
 
@@ -88,7 +88,8 @@ TEST_F(OldLightsFile, ErrorsNameFileAndLine) {
 
 TEST_F(OldLightsFile, TheToolSaysWhatIsWrongAndFails) {
     const auto run = [](const char* szArguments) {
-        return system((std::string("'" RT_CONVERT_LIGHTS "' ") + szArguments + " >out.txt 2>err.txt").c_str());
+        return system(
+            (std::string(RT_EMULATOR " '" RT_CONVERT_LIGHTS "' ") + szArguments + " >out.txt 2>err.txt").c_str());
     };
     writeFile("old.lgt", "GeLight\n");
     EXPECT_NE(run("old.lgt new.lgt"), 0);
