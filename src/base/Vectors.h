@@ -30,26 +30,26 @@ struct NMVector2f {
 static_assert(sizeof(NMVector3f) == 12 && alignof(NMVector3f) == 4, "file and network records count on 12 bytes");
 static_assert(sizeof(NMVector2f) == 8, "two floats and nothing else");
 
-/// A row of four lanes for four-lane arithmetic.
+/// A row of four lanes for four-lane arithmetic, written down as the bits of four floats: constants that need no code
+/// at the program's start, which the kernels of some instruction sets must not bring along.
 struct alignas(16) NMCVector4f {
     union {
-        float f[4];
         uint32_t u[4];
+        float f[4];
     };
 };
 
-constexpr NMCVector4f NMCVector3fOne{{{1.0f, 1.0f, 1.0f, 0.0f}}};
-constexpr NMCVector4f NMCVector4fNegOne3One{{{-1.0f, -1.0f, -1.0f, 1.0f}}};
-constexpr NMCVector4f NMCVector4fIdentityRow0{{{1.0f, 0.0f, 0.0f, 0.0f}}};
-constexpr NMCVector4f NMCVector4fIdentityRow1{{{0.0f, 1.0f, 0.0f, 0.0f}}};
-constexpr NMCVector4f NMCVector4fIdentityRow2{{{0.0f, 0.0f, 1.0f, 0.0f}}};
-constexpr NMCVector4f NMCVector4fIdentityRow3{{{0.0f, 0.0f, 0.0f, 1.0f}}};
-inline NMCVector4f fullRow() {
-    NMCVector4f row;
-    for (uint32_t& u : row.u) u = 0xFFFFFFFFu;
-    return row;
-}
-inline const NMCVector4f NMCVector4fFull = fullRow();
+constexpr uint32_t NMC_ONE = 0x3F800000u;      // 1
+constexpr uint32_t NMC_NEG_ONE = 0xBF800000u;  // -1
+constexpr uint32_t NMC_FULL = 0xFFFFFFFFu;
+
+constexpr NMCVector4f NMCVector3fOne{{{NMC_ONE, NMC_ONE, NMC_ONE, 0}}};
+constexpr NMCVector4f NMCVector4fNegOne3One{{{NMC_NEG_ONE, NMC_NEG_ONE, NMC_NEG_ONE, NMC_ONE}}};
+constexpr NMCVector4f NMCVector4fFull{{{NMC_FULL, NMC_FULL, NMC_FULL, NMC_FULL}}};
+constexpr NMCVector4f NMCVector4fIdentityRow0{{{NMC_ONE, 0, 0, 0}}};
+constexpr NMCVector4f NMCVector4fIdentityRow1{{{0, NMC_ONE, 0, 0}}};
+constexpr NMCVector4f NMCVector4fIdentityRow2{{{0, 0, NMC_ONE, 0}}};
+constexpr NMCVector4f NMCVector4fIdentityRow3{{{0, 0, 0, NMC_ONE}}};
 
 inline NMVector3f operator+(const NMVector3f& a, const NMVector3f& b) {
     return {a.x + b.x, a.y + b.y, a.z + b.z};
