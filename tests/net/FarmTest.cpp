@@ -112,8 +112,10 @@ TEST_F(FarmTest, OneAndThreeClientsRenderThePictureOfLocalMode) {
         EXPECT_EQ(pServer->end(), 1);
         EXPECT_TRUE(pServer->image() == sPicture);
         for (const auto& pClient : vClients) {
-            if (uClients > 1) pClient->send(SIGTERM);  // one that came too late would try on for ever
-            EXPECT_EQ(pClient->end(), 1);
+            // One that came too late would try on for ever; it may even meet the signal before it is ready for one.
+            if (uClients > 1) pClient->send(SIGTERM);
+            const int iStatus = pClient->end();
+            EXPECT_TRUE(iStatus == 1 || (uClients > 1 && iStatus == -1)) << iStatus;
         }
         EXPECT_TRUE(uClients > 1 || vClients[0]->log().find("LINE") == std::string::npos);
     }
