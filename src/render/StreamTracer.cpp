@@ -114,6 +114,20 @@ void StreamTracer::sumLights(Level& level) {
     }
 }
 
+// Traces the rays that wait one depth further on and mixes what each sees into the colour of the ray that sent it.
+template <typename Mix>
+void StreamTracer::follow(unsigned uDepth, const Mix& mix) {
+    Level &level = vLevels[uDepth], &next = vLevels[uDepth + 1];
+    const uint32_t uCount = next.rays.uCount;  // noted before tracing, which may change it
+    if (!uCount) return;
+    trace(uDepth + 1);
+    for (uint32_t u = 0; u < uCount; ++u) {
+        const Surface& surface = level.surfaces[next.uParents[u]];
+        NMVector3f& C = level.v3Colours[surface.uRay];
+        C = mix(surface, C, next.v3Colours[u]);
+    }
+}
+
 void StreamTracer::reflect(unsigned uDepth) {
     Level &level = vLevels[uDepth], &next = vLevels[uDepth + 1];
     next.rays.uCount = 0;
@@ -126,14 +140,9 @@ void StreamTracer::reflect(unsigned uDepth) {
         next.fMedium[next.rays.uCount] = level.fMedium[surface.uRay];
         next.rays.add(surface.P + R, R, tracer.fMaxDistance);
     }
-    if (!next.rays.uCount) return;
-    const uint32_t uCount = next.rays.uCount;
-    trace(uDepth + 1);
-    for (uint32_t u = 0; u < uCount; ++u) {
-        const Surface& surface = level.surfaces[next.uParents[u]];
-        NMVector3f& C = level.v3Colours[surface.uRay];
-        C = C * (1.0f - surface.fKts) + multiply(surface.S, next.v3Colours[u]) * surface.fKts;
-    }
+    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+        return C * (1.0f - surface.fKts) + multiply(surface.S, v3Seen) * surface.fKts;
+    });
 }
 
 void StreamTracer::refract(unsigned uDepth) {
@@ -154,12 +163,7 @@ void StreamTracer::refract(unsigned uDepth) {
         next.fMedium[next.rays.uCount] = surface.fEta;
         next.rays.add(surface.P + T, T, tracer.fMaxDistance);
     }
-    if (!next.rays.uCount) return;
-    const uint32_t uCount = next.rays.uCount;
-    trace(uDepth + 1);
-    for (uint32_t u = 0; u < uCount; ++u) {
-        const Surface& surface = level.surfaces[next.uParents[u]];
-        NMVector3f& C = level.v3Colours[surface.uRay];
-        C = C + multiply(surface.S, next.v3Colours[u]) * surface.fKf;
-    }
+    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+        return C + multiply(surface.S, v3Seen) * surface.fKf;
+    });
 }

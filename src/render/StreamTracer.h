@@ -50,6 +50,8 @@ class StreamTracer {
     void sumLights(Level& level);
     void reflect(unsigned uDepth);
     void refract(unsigned uDepth);
+    template <typename Mix>
+    void follow(unsigned uDepth, const Mix& mix);
 
     const RayTracer& tracer;
     std::vector<Level> vLevels;

@@ -11,27 +11,6 @@ namespace {
 
 using ServerTest = FileTest;
 
-TEST_F(ServerTest, ExchangeIsTheRecordedOne) {
-    TestServer server(5, 3, 4, 1);
-    const Peer peer(server.connect());
-    peer.send(words({0, 8}));
-    EXPECT_EQ(peer.receive(584), words({1, 12, 572}) + bytesOf(server.parameters));
-    peer.send(words({2, 8}));
-    EXPECT_EQ(peer.receive(32), words({3, 32, 0, 0, 0, 4, 3, 4}));
-    // Headers without a meaning for the server pass; a result for another task is dropped and the task sent again.
-    peer.send(words({7, 8, 5, 8, 4, 16, 1, 9}) + "123456789");
-    EXPECT_EQ(peer.receive(32), words({3, 32, 0, 0, 0, 4, 3, 4}));
-    peer.send(words({4, 16, 0, 36}) + server.pixels(server.board.vTasks[0]) + words({2, 8}));
-    EXPECT_EQ(peer.receive(32), words({3, 32, 1, 4, 0, 1, 3, 4}));
-    peer.send(words({0, 8}));  // at any time
-    EXPECT_EQ(peer.receive(584), words({1, 12, 572}) + bytesOf(server.parameters));
-    peer.send(words({4, 16, 1, 9}) + server.pixels(server.board.vTasks[1]) + words({2, 8}));
-    EXPECT_EQ(peer.receive(8), words({5, 8}));
-    EXPECT_TRUE(peer.isClosed());
-    EXPECT_TRUE(server.isComplete());
-    EXPECT_TRUE(server.board.isDone());
-}
-
 // The page's example is what people write their own client from.
 TEST_F(ServerTest, PageShowsTheWholeExchange) {
     TestServer server(3, 2, 2, 1);
