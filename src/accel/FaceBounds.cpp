@@ -1,0 +1,72 @@
+#include "accel/FaceBounds.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr double UNIT = 1.0 / 16777216.0;  // rounding error of one single-precision operation
+constexpr double STRETCHED = 0.5;          // a box that reaches this much of the face beyond it is a large one
+
+}  // namespace
+
+FaceBounds::FaceBounds(const Scene& scene) {
+    for (const Velk::NMVector3f& v3 : {scene.boxScene.v3Min, scene.boxScene.v3Max}) {
+        fReach = std::max({fReach, fabsf(v3.x), fabsf(v3.y), fabsf(v3.z)});
+    }
+    fOriginLimit = 4.0f * fReach;
+}
+
+// Where can Scene::testTriangle accept a ray?
+//
+// It computes the hit's coordinates hu, hv relative to C, then lambda = lu hu + lv hv and mu = mu hu + mv hv, and
+// accepts lambda >= 0, mu >= 0, lambda + mu <= 1. Take the stored coefficients as exact and let q1, q2 be the columns
+// of their inverse, so that (hu, hv) = lambda q1 + mu q2. If rounding changes lambda and mu by at most E / 2 each, less
+// a few units, the exact ones lie in the triangle (-E, -E), (1 + 2 E, -E), (-E, 1 + 2 E). Two bounds hold for E:
+//  - Rounding changes lambda by at most a1 |lambda| + a2 |mu|, with a1 and a2 four units times sums of |coefficient|
+//    |q|, and mu likewise. With a the larger of the two sums and a <= 1/4, an accepted point has |lambda|, |mu| <=
+//    1 / (1 - a) <= 4/3, so E = 4/3 a + 4 units.
+//  - Rounding changes lambda by less than three units times |lu hu| + |lv hv|, and the point lies on the ray between
+//    its origin and its end, so |hu| and |hv| are below the largest coordinate plus that of C. A needle has only this
+//    bound. Whatever it is, the box ends where the rays end.
+// On the third axis the point O + t D satisfies the plane's equation up to the rounding of t's numerator and the
+// product of t with the denominator's rounding, together below 64 units times the largest coordinate involved. The same
+// bound covers the rounding of the hit's own coordinates and of the box test, and is added on every side.
+bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
+    const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+    const Velk::NMVector3f& C = face.pC->v3Position;
+    const double dLimit = static_cast<double>(fOriginLimit), dLargest = dLimit + static_cast<double>(fReach);
+    const double lu = face.fLambdaU, lv = face.fLambdaV, mu = face.fMuU, mv = face.fMuV;
+    const double dDeterminant = lu * mv - lv * mu;
+    if (dDeterminant == 0.0) {
+        std::fill_n(pMin, 3, -2.0f * fOriginLimit);
+        std::fill_n(pMax, 3, 2.0f * fOriginLimit);
+        return true;
+    }
+    const double dInverse = 1.0 / dDeterminant;
+    const double q1u = mv * dInverse, q1v = -mu * dInverse, q2u = -lv * dInverse, q2v = lu * dInverse;
+    const double qu = fabs(q1u) + fabs(q2u), qv = fabs(q1v) + fabs(q2v);
+    const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
+    const double dNeedle = 8 * UNIT * dLargest * std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv)) + 4 * UNIT;
+    const double E = a <= 0.25 ? std::min(4.0 / 3.0 * a + 4 * UNIT, dNeedle) : dNeedle;
+
+    const double corners[3][2] = {{-E, -E}, {1 + 2 * E, -E}, {-E, 1 + 2 * E}};
+    double dMin[3] = {INFINITY, INFINITY, INFINITY}, dMax[3] = {-INFINITY, -INFINITY, -INFINITY};
+    for (const auto& corner : corners) {
+        const double u = C[ku] + corner[0] * q1u + corner[1] * q2u, v = C[kv] + corner[0] * q1v + corner[1] * q2v;
+        const double point[3] = {face.fNd - face.fNu * u - face.fNv * v, u, v};
+        for (unsigned i = 0; i < 3; ++i) {
+            dMin[i] = std::min(dMin[i], point[i]);
+            dMax[i] = std::max(dMax[i], point[i]);
+        }
+    }
+    const double dMargin = 64 * UNIT * (dLargest + fabs(static_cast<double>(face.fNd)));
+    for (unsigned i = 0; i < 3; ++i) {
+        const unsigned uAxis = g_modulo[k + i];
+        pMin[uAxis] = static_cast<float>(std::max(-dLimit, dMin[i]) - dMargin);
+        pMax[uAxis] = static_cast<float>(std::min(dLimit, dMax[i]) + dMargin);
+    }
+    return E > STRETCHED;
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+/// What the packet kernels need to test one face, and nothing else. Names as in FaceData; fCu and fCv are vertex C's
+/// coordinates on the axes ku and kv.
+struct FaceRecord {
+    float fNu, fNv, fNd;
+    float fCu, fCv;
+    float fLambdaU, fLambdaV;
+    float fMuU, fMuV;
+    uint32_t uFaceSideAxis;  // bits 0-1: k; bit 2: the normal points down axis k; from bit 3 on the face's index
+
+    // Inlined without exception: the packet kernels are compiled for instruction sets that not every machine has.
+    [[gnu::always_inline]] unsigned axis() const { return uFaceSideAxis & 3; }
+    /// Twice the face's index, plus 1 when the normal points down axis k.
+    [[gnu::always_inline]] uint32_t faceSide() const { return uFaceSideAxis >> 2; }
+
+    static constexpr uint32_t MAX_FACES = 1u << 29;
+};
+static_assert(sizeof(FaceRecord) == 40, "a face test reads 40 bytes");
