@@ -220,7 +220,7 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
         figures.frameSse2 = own.sse2->time();
         figures.bKernelsAgree = own.sse2->answers == own.chosen.answers;
     }
-    figures.tree.uBytes += rt.kdTree.vRecords.uCount * sizeof(LeafFace) + rt.kdTree.vBoxes.uCount * sizeof(LeafBox);
+    figures.tree.uBytes += rt.kdTree.bvh.vRecords.uCount * sizeof(FaceRecord) + rt.kdTree.bvh.vNodes.uCount * sizeof(BvhNode) + rt.kdTree.vLists.uCount * 4;
     const double dRays = static_cast<double>(frame.uPrimary + frame.uShadow);
     const size_t uStep = static_cast<size_t>(dRays * figures.uFaces / BRUTE_FORCE_TESTS) | 1;  // odd: no columns
     figures.uChecked = static_cast<size_t>(dRays) / uStep;

@@ -54,8 +54,8 @@ void KDTree::release() {
     vNodes.Release();
     vStack.Release();
     vFacesList.Release();
-    vRecords.Release();
-    vBoxes.Release();
+    bvh.release();
+    vLists.Release();
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }

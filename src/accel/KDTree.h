@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "accel/Bvh.h"
 #include "accel/KDTreeNode.h"
-#include "accel/LeafFace.h"
 #include "accel/PacketKernel.h"
 #include "accel/RayStream.h"
 #include "base/NAlignedArray.h"
@@ -34,9 +34,8 @@ class KDTree {
     Velk::NAlignedArray<StackEntry> vStack;
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
-    Velk::NAlignedArray<LeafBox> vBoxes;
-    float fOriginLimit = 0.0f;                    // the boxes' validity, see LeafBoxes
-    Velk::NAlignedArray<LeafFace> vRecords;       // the leaves' faces as the packet kernels read them
+    Bvh bvh;                                      // the faces once more, in boxes that are quick to search
+    Velk::NAlignedArray<uint32_t> vLists;         // the leaves' lists as the packet kernels read them
     const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
 
     KDTree() = default;

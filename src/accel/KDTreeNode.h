@@ -33,15 +33,14 @@ struct KDTreeNode {
     [[gnu::always_inline]] uint32_t child() const { return uData >> 3; }
     uint32_t list() const { return (uData >> 3) - 1; }
 
-    /// Linked form of a leaf: what the packet kernels test there, NO_INDEX when there is nothing; the index of its
-    /// first record, or with HAS_BOXES that of its root box. It lies where an interior node has its plane.
+    /// Linked form of a leaf: the index of the list that the packet kernels read, NO_INDEX when nothing there can be
+    /// hit. It lies where an interior node has its plane.
     [[gnu::always_inline]] uint32_t records() const {
         uint32_t uFirst;
         memcpy(&uFirst, &fSplit, sizeof(uFirst));
         return uFirst;
     }
     void setRecords(uint32_t uFirst) { memcpy(&fSplit, &uFirst, sizeof(uFirst)); }
-    static constexpr uint32_t HAS_BOXES = 0x80000000u;
 
     /// Turns the index form into the linked form.
     void link() {

@@ -1,21 +1,12 @@
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "accel/KDTree.h"
 #include "scene/Scene.h"
 
 namespace {
 
-constexpr uint32_t RECORD_ALIGNMENT = 64;
-
-LeafFace makeRecord(const FaceData& face, uint32_t uFace, uint32_t uPlace) {
-    const unsigned ku = g_modulo[face.uAxis + 1], kv = g_modulo[face.uAxis + 2];
-    const Velk::NMVector3f& C = face.pC->v3Position;
-    return {face.fNu,      face.fNv,      face.fNd,  C[ku],     C[kv],
-            face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, 2 * uFace + (face.v3Normal[face.uAxis] < 0.0f),
-            face.uAxis,    uPlace};
-}
+constexpr uint32_t LIST_ALIGNMENT = 64;
 
 // Calls visit(lanes' first ray, their mask) for each packet of a stream.
 template <typename Visit>
@@ -34,51 +25,41 @@ PacketRays raysFrom(const RayStream& stream, uint32_t u) {
 
 }  // namespace
 
-// Lays the leaves' faces out one behind the other. Unsound faces are left out: they never hit.
+// Builds the box hierarchy and lays the leaves' lists out one behind the other, as the kernels read them: the number of
+// faces, then their records in list order. Unsound faces are left out: they never hit.
 bool KDTree::makeRecords() {
-    const auto forEachFace = [this](const KDTreeNode& leaf, const auto& visit) {
-        if (!leaf.hasReference()) return;
-        for (uint32_t u = leaf.list(); u != NO_INDEX; u = vFacesList[u].next) {
-            const uint32_t uFace = vFacesList[u].uFace;
-            if (pScene->vFaces[uFace].isSound()) visit(uFace);
-        }
-    };
-    uint64_t uTotal = 0;
-    for (const KDTreeNode& node : vNodes) {
-        if (node.isLeaf()) forEachFace(node, [&uTotal](uint32_t) { ++uTotal; });
-    }
-    if (uTotal >= KDTreeNode::HAS_BOXES || vRecords.allocate(static_cast<uint32_t>(uTotal), RECORD_ALIGNMENT))
-        return true;
-    LeafBoxes boxes(*pScene);
-    fOriginLimit = boxes.originLimit();
-    std::vector<LeafBox> vGrowing;
+    Velk::NAlignedArray<uint32_t> vRecordOf;
+    // Every second node is a leaf, and one more.
+    const uint64_t uRoom = uint64_t{vFacesList.uSize} + vNodes.uCount / 2 + 1;
+    bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
+                   vRecordOf.allocate(pScene->vFaces.uCount, LIST_ALIGNMENT);
+    bFailed = bFailed || bvh.build(*pScene, vRecordOf.pData);
     uint32_t uNext = 0;
-    for (KDTreeNode& node : vNodes) {
+    for (uint32_t uNode = 0; uNode < vNodes.uCount && !bFailed; ++uNode) {
+        KDTreeNode& node = vNodes[uNode];
         if (!node.isLeaf()) continue;
-        const uint32_t uFirst = uNext;
-        forEachFace(node, [&](uint32_t uFace) {
-            vRecords[uNext] = makeRecord(pScene->vFaces[uFace], uFace, uNext - uFirst);
-            ++uNext;
-        });
-        const uint32_t uCount = uNext - uFirst;
-        if (uCount > LeafBoxes::LARGE_LEAF) {
-            node.setRecords(boxes.build(&vRecords[uFirst], uCount, uFirst, vGrowing) | KDTreeNode::HAS_BOXES);
-        } else {
-            node.setRecords(uCount ? uFirst : NO_INDEX);
-            if (uCount) vRecords[uFirst].uPlace = uCount;
+        const uint32_t uFirst = uNext++;
+        for (uint32_t u = node.hasReference() ? node.list() : NO_INDEX; u != NO_INDEX; u = vFacesList[u].next) {
+            const uint32_t uRecord = vRecordOf[vFacesList[u].uFace];
+            if (uRecord != NO_INDEX) vLists[uNext++] = uRecord;
         }
+        vLists[uFirst] = uNext - uFirst - 1;
+        node.setRecords(vLists[uFirst] ? uFirst : NO_INDEX);
+        if (!vLists[uFirst]) uNext = uFirst;
     }
-    if (vBoxes.allocate(static_cast<uint32_t>(vGrowing.size()), RECORD_ALIGNMENT)) return true;
-    std::copy(vGrowing.begin(), vGrowing.end(), vBoxes.begin());
-    return false;
+    vLists.uCount = uNext;
+    vRecordOf.Release();
+    return bFailed;
 }
 
 PacketTree KDTree::packetTree() const {
     const Velk::BoxAABB& box = pScene->boxScene;
     return {pRoot,
-            vRecords.pData,
-            vBoxes.pData,
-            fOriginLimit,
+            vLists.pData,
+            bvh.vNodes.pData,
+            bvh.vRecords.pData,
+            bvh.fOriginLimit,
+            bvh.fReach,
             {box.v3Min.x, box.v3Min.y, box.v3Min.z},
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }

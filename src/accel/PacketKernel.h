@@ -2,17 +2,19 @@
 
 #include <cstdint>
 
+#include "accel/Bvh.h"
+#include "accel/FaceRecord.h"
 #include "accel/KDTreeNode.h"
-#include "accel/LeafBoxes.h"
-#include "accel/LeafFace.h"
 
 /// What a kernel needs to know of a tree: plain pointers, owned by the tree.
 struct PacketTree {
-    const KDTreeNode* pNodes;  // linked form; a leaf's second word leads to its records or boxes
-    const LeafFace* pFaces;
-    const LeafBox* pBoxes;
-    float fOriginLimit;  // the boxes hold for rays whose origin has no larger coordinate
-    float fBoxMin[3];    // the scene's box
+    const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
+    const uint32_t* pLists;      // for each leaf the number of its records, then their indices in list order
+    const BvhNode* pBvh;         // the root first
+    const FaceRecord* pRecords;  // in the order of the hierarchy
+    float fOriginLimit;          // the hierarchy's boxes hold for rays whose coordinates are no larger
+    float fReach;                // largest coordinate of the scene's box
+    float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
 };
 

@@ -4,7 +4,8 @@
 
 #include <immintrin.h>
 
-#include "accel/PacketTraverse.h"
+#include "accel/Float4.h"
+#include "accel/PacketQuery.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ struct Float8 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx2{"avx2", PacketTraversal<Float8>::LANES, nearestFaces<Float8>, obstacles<Float8>};
+const PacketKernel g_kernelAvx2{"avx2", RayPacket<Float8>::LANES, nearestFaces<Float8, Float4>,
+                                obstacles<Float8, Float4>};
 
 #endif

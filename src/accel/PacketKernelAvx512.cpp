@@ -4,7 +4,8 @@
 
 #include <immintrin.h>
 
-#include "accel/PacketTraverse.h"
+#include "accel/Float4.h"
+#include "accel/PacketQuery.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ struct Float16 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx512{"avx512", PacketTraversal<Float16>::LANES, nearestFaces<Float16>, obstacles<Float16>};
+const PacketKernel g_kernelAvx512{"avx512", RayPacket<Float16>::LANES, nearestFaces<Float16, Float4>,
+                                  obstacles<Float16, Float4>};
 
 #endif

@@ -1,5 +1,5 @@
 #include "accel/PacketKernelList.h"
-#include "accel/PacketTraverse.h"
+#include "accel/PacketQuery.h"
 
 namespace {
 
@@ -76,5 +76,5 @@ struct FloatAny {
 
 }  // namespace
 
-const PacketKernel g_kernelGeneric{"generic", PacketTraversal<FloatAny>::LANES, nearestFaces<FloatAny>,
-                                   obstacles<FloatAny>};
+const PacketKernel g_kernelGeneric{"generic", RayPacket<FloatAny>::LANES, nearestFaces<FloatAny, FloatAny>,
+                                   obstacles<FloatAny, FloatAny>};

@@ -2,53 +2,10 @@
 
 #if defined(RT_VECTORS) && defined(__SSE2__)
 
-#include <emmintrin.h>
+#include "accel/Float4.h"
+#include "accel/PacketQuery.h"
 
-#include "accel/PacketTraverse.h"
-
-namespace {
-
-// Four floats of SSE2.
-struct Float4 {
-    static constexpr unsigned WIDTH = 4;
-    static constexpr unsigned GROUPS = 8;  // eight share the walk's cost better than four
-    struct Mask {
-        __m128 m;
-        friend Mask operator&(Mask a, Mask b) { return {_mm_and_ps(a.m, b.m)}; }
-        friend Mask operator|(Mask a, Mask b) { return {_mm_or_ps(a.m, b.m)}; }
-    };
-    __m128 v;
-
-    static Float4 load(const float* p) { return {_mm_load_ps(p)}; }
-    static Float4 set(float f) { return {_mm_set1_ps(f)}; }
-    void store(float* p) const { _mm_store_ps(p, v); }
-    friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
-    friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
-    friend Float4 operator*(Float4 a, Float4 b) { return {_mm_mul_ps(a.v, b.v)}; }
-    friend Float4 operator/(Float4 a, Float4 b) { return {_mm_div_ps(a.v, b.v)}; }
-    friend Mask operator<(Float4 a, Float4 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
-    friend Mask operator<=(Float4 a, Float4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
-    friend Mask operator>(Float4 a, Float4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
-    friend Mask operator>=(Float4 a, Float4 b) { return {_mm_cmpge_ps(a.v, b.v)}; }
-    friend Mask operator==(Float4 a, Float4 b) { return {_mm_cmpeq_ps(a.v, b.v)}; }
-    static __m128 blend(__m128 m, __m128 a, __m128 b) { return _mm_or_ps(_mm_and_ps(m, a), _mm_andnot_ps(m, b)); }
-    static Float4 select(Mask m, Float4 a, Float4 b) { return {blend(m.m, a.v, b.v)}; }
-    static Mask select(Mask m, Mask a, Mask b) { return {blend(m.m, a.m, b.m)}; }
-    static Mask andNot(Mask no, Mask yes) { return {_mm_andnot_ps(no.m, yes.m)}; }
-    static Float4 abs(Float4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
-    // Of a pair with a value that is not a number the second counts.
-    static Float4 min(Float4 a, Float4 b) { return {_mm_min_ps(a.v, b.v)}; }
-    static Float4 max(Float4 a, Float4 b) { return {_mm_max_ps(a.v, b.v)}; }
-    static unsigned bits(Mask m) { return static_cast<unsigned>(_mm_movemask_ps(m.m)); }
-    static Mask mask(unsigned uBits) {
-        const __m128i lanes = _mm_set_epi32(8, 4, 2, 1);
-        return {
-            _mm_castsi128_ps(_mm_cmpeq_epi32(_mm_and_si128(_mm_set1_epi32(static_cast<int>(uBits)), lanes), lanes))};
-    }
-};
-
-}  // namespace
-
-const PacketKernel g_kernelSse2{"sse2", PacketTraversal<Float4>::LANES, nearestFaces<Float4>, obstacles<Float4>};
+const PacketKernel g_kernelSse2{"sse2", RayPacket<Float4>::LANES, nearestFaces<Float4, Float4>,
+                                obstacles<Float4, Float4>};
 
 #endif

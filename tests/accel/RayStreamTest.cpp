@@ -10,27 +10,66 @@ namespace {
 using RayStreamTest = FileTest;
 using Velk::NMVector3f;
 
-// Rays in bundles from one point, as a camera makes them, and single ones; now and then one that is hostile.
-void fill(RayStream& stream, Random& random, const Scene& scene) {
+// A point that lies exactly on the split planes of two or three nodes, where rounding decides what a ray visits.
+NMVector3f onPlanes(Random& random, const KDTree& tree, const Scene& scene) {
+    NMVector3f v3 = random.inside(scene.boxScene);
+    for (int i = 0; i < 3; ++i) {
+        const KDTreeNode& node = tree.vNodes[random.below(tree.vNodes.uCount)];
+        if (!node.isLeaf()) v3[node.axis()] = node.fSplit;
+    }
+    return v3;
+}
+
+// Rays in bundles from one point, as a camera makes them, or towards one, as shadow rays are, and single ones; many
+// through vertices and the edges of split planes, level with an axis or along it; now and then one that is hostile.
+void fill(RayStream& stream, Random& random, const KDTree& tree) {
+    const Scene& scene = *tree.pScene;
     const float special[] = {NAN, HUGE_VALF, -0.0f, 0.0f, 1e38f, -1e-45f};
     const uint32_t uRays = 1 + random.below(RayStream::CAPACITY);
-    NMVector3f v3Origin = random.vector(20000.0f);
+    const bool bTowards = random.below(2) == 1;
+    const float fSpread = random.below(3) ? 300.0f : 3000.0f;
+    NMVector3f v3Centre = random.vector(20000.0f), v3About = v3Centre;
     for (stream.uCount = 0; stream.uCount < uRays;) {
-        const uint32_t uVertex = random.below(scene.uVertexCount), uKind = random.below(40);
-        if (uKind < 3) v3Origin = uKind ? random.inside(scene.boxScene) : random.vector(20000.0f);
-        NMVector3f v3From = v3Origin, v3Dir = scene.pVertices[uVertex].v3Position + random.vector(300.0f) - v3From;
-        if (uKind > 30) v3Dir[uKind % 3] = 0.0f;
+        const uint32_t uKind = random.below(40);
+        if (uKind < 3) {
+            v3Centre = uKind ? random.inside(scene.boxScene) : random.vector(20000.0f);
+            v3About = scene.pVertices[random.below(scene.uVertexCount)].v3Position;
+        }
+        NMVector3f v3Target = v3About + random.vector(fSpread);
+        if (uKind < 10) v3Target = onPlanes(random, tree, scene);
+        if (uKind > 25) v3Target = scene.pVertices[random.below(scene.uVertexCount)].v3Position;
+        NMVector3f v3From = v3Centre;
+        if (uKind > 35) v3From[uKind % 3] = v3Target[uKind % 3];
+        NMVector3f v3Dir = v3Target - v3From;
+        if (bTowards) {
+            v3From = v3Target;
+            v3Dir = v3Dir * -1.0f;
+        }
         if (uKind == 20) v3From[random.below(3)] = special[random.below(6)];
         if (uKind == 21) v3Dir[random.below(3)] = special[random.below(6)];
-        stream.add(v3From, v3Dir, random.between(0.0f, 2.0f));
+        stream.add(v3From, v3Dir, bTowards && uKind != 22 ? 1.0f : random.between(0.0f, 2.0f));
     }
 }
 
 TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     Random random(1);
-    Mesh meshes[] = {makeSoup(random, 500, 5.0f), makePlanes(random, 150), makeSlivers(random, 200), {}, {}};
+    Mesh meshes[8] = {makeSoup(random, 500, 5.0f), makePlanes(random, 150), makeSlivers(random, 200)};
     meshes[3].addSphere({0, 0, 0}, 5.0f, 4);
     for (int i = 0; i < 60; ++i) meshes[4].add({0, 0, 0}, random.vector(5.0f), {1, 2, 3});  // one large leaf
+    meshes[5] = makeSoup(random, 300, 3.0f);  // every face twice, turned over
+    for (uint32_t u = 0; u < 300; ++u) meshes[5].vTriangles.push_back({3 * u + 2, 3 * u + 1, 3 * u, 0});
+    for (int i = 0; i < 300; ++i) {  // needles so thin that rounding decides where they are hit
+        const NMVector3f v3 = random.vector(5.0f), v3Long = random.vector(i % 2 ? 1.0f : 4.0f);
+        meshes[6].add(v3, v3 + v3Long, v3 + v3Long * 0.5f + random.vector(1e-6f));
+    }
+    for (int x = 0; x < 9; ++x) {  // boxes on whole numbers
+        for (int y = 0; y < 9; ++y) {
+            const float X = static_cast<float>(x), Y = static_cast<float>(y), h = static_cast<float>(random.below(4));
+            meshes[7].addQuad({X, h, Y}, {1, 0, 0}, {0, 0, 1});
+            meshes[7].addQuad({X, 0, Y}, {0, h, 0}, {0, 0, 1});
+            meshes[7].addQuad({X, 0, Y}, {1, 0, 0}, {0, h, 0});
+        }
+    }
     const auto pStream = std::make_unique<RayStream>();
     std::vector<RayTestOutput> vHits(RayStream::ROOM);
     std::vector<uint32_t> vFaces(RayStream::ROOM);
@@ -43,7 +82,7 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
         ASSERT_FALSE(tree.buildTree(&scene, true));
         testing::internal::GetCapturedStdout();
         for (int iRound = 0; iRound < 8; ++iRound) {
-            fill(*pStream, random, scene);
+            fill(*pStream, random, tree);
             for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
                 tree.pKernel = findKernel(szKernel);
                 if (!tree.pKernel) continue;  // not on this machine
