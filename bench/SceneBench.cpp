@@ -81,7 +81,8 @@ struct PlainTree {
 };
 
 bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& figures) {
-    std::vector<double> vBuild, vSave, vReload;
+    std::vector<double> vBuild, vSave, vReload, vBoxes;
+    std::vector<uint32_t> vRecordOf(scene.vFaces.uCount);
     bool bFailed = false;
     for (unsigned u = 0; u < options.uRuns && !bFailed; ++u) {
         PlainTree made(scene), reloaded(scene);
@@ -94,12 +95,15 @@ bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& 
         vSave.push_back(timeOf([&] { bFailed |= made.tree.saveTree(SCRATCH_FILE, made.nodes) != 0; }));
         vReload.push_back(timeOf([&] { bFailed |= !reloaded.tree.loadTree(SCRATCH_FILE, &reloaded.nodes); }));
         bFailed |= made.nodes.uSize != reloaded.nodes.uSize;
+        Bvh bvh;
+        vBoxes.push_back(timeOf([&] { bFailed |= bvh.build(scene, vRecordOf.data()); }));
         if (u == 0) figures.tree = TreeStats(made.nodes, made.tree.vFacesList, scene.boxScene);
     }
     unlink(SCRATCH_FILE);
     figures.dBuild = median(vBuild);
     figures.dSave = median(vSave);
     figures.dReload = median(vReload);
+    figures.dBoxes = median(vBoxes);
     return bFailed;
 }
 
@@ -220,7 +224,9 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
         figures.frameSse2 = own.sse2->time();
         figures.bKernelsAgree = own.sse2->answers == own.chosen.answers;
     }
-    figures.tree.uBytes += rt.kdTree.bvh.vRecords.uCount * sizeof(FaceRecord) + rt.kdTree.bvh.vNodes.uCount * sizeof(BvhNode) + rt.kdTree.vLists.uCount * 4;
+    const KDTree& tree = rt.kdTree;
+    figures.tree.uBytes += tree.vLists.uCount * sizeof(uint32_t) + tree.bvh.vNodes.uCount * sizeof(BvhNode) +
+                           tree.bvh.vRecords.uCount * sizeof(FaceRecord);
     const double dRays = static_cast<double>(frame.uPrimary + frame.uShadow);
     const size_t uStep = static_cast<size_t>(dRays * figures.uFaces / BRUTE_FORCE_TESTS) | 1;  // odd: no columns
     figures.uChecked = static_cast<size_t>(dRays) / uStep;

@@ -39,6 +39,7 @@ struct SceneFigures {
     double dBuild = 0.0;
     double dSave = 0.0;  // of the tree's cache file
     double dReload = 0.0;
+    double dBoxes = 0.0;  // of building the box hierarchy, which is made afresh each time
     double dRender = 0.0;
     double dPeakBytes = 0.0;     // of memory, from the empty program to the end of rendering
     FrameTime frame, frameSse2;  // with the kernel of the options, and with the oldest one

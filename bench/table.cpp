@@ -97,7 +97,7 @@ void printScene(const Measured& measured) {
 
 void printSteps(const std::vector<Measured>& vMeasured) {
     printHead("Single steps in seconds, whole rendering in ms, peak of memory",
-              " load | build (kfaces/s) | cache save | cache load | render | bytes a face |");
+              " load | build (kfaces/s) | cache save | cache load | boxes | render | bytes a face |");
     for (const Measured& measured : vMeasured) {
         const SceneFigures& f = measured.figures;
         printScene(measured);
@@ -107,7 +107,8 @@ void printSteps(const std::vector<Measured>& vMeasured) {
         } else {
             printf(" - |");
         }
-        printf(" %.3f | %.3f | %.0f | %.0f |\n", f.dSave, f.dReload, f.dRender * 1e3, f.dPeakBytes / f.uFaces);
+        printf(" %.3f | %.3f | %.3f | %.0f | %.0f |\n", f.dSave, f.dReload, f.dBoxes, f.dRender * 1e3,
+               f.dPeakBytes / f.uFaces);
     }
 }
 
