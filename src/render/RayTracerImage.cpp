@@ -18,21 +18,31 @@ unsigned char toByte(float c) {
 constexpr unsigned BLOCK_EDGE = 32;
 static_assert(BLOCK_EDGE * BLOCK_EDGE <= RayStream::CAPACITY, "a block is one stream");
 
-// Every second bit of a number, from the lowest on.
-unsigned everySecondBit(unsigned u) {
-    unsigned uResult = 0;
-    for (unsigned i = 0; u >> (2 * i); ++i) uResult |= (u >> (2 * i) & 1) << i;
-    return uResult;
-}
+// The pixels of a block along the Z-order curve: any power of two of neighbours on it makes a square or two, so packets
+// of every size are compact.
+struct ZOrder {
+    static constexpr unsigned PIXELS = BLOCK_EDGE * BLOCK_EDGE;
+    uint8_t uColumn[PIXELS] = {};
+    uint8_t uRow[PIXELS] = {};
 
-// Visits the pixels of a block along the Z-order curve: any power of two of neighbours on it makes a square or two, so
-// packets of every size are compact.
+    constexpr ZOrder() {
+        for (unsigned u = 0; u < PIXELS; ++u) {
+            for (unsigned i = 0; u >> (2 * i); ++i) {
+                uColumn[u] = static_cast<uint8_t>(uColumn[u] | (u >> (2 * i) & 1) << i);
+                uRow[u] = static_cast<uint8_t>(uRow[u] | (u >> (2 * i + 1) & 1) << i);
+            }
+        }
+    }
+};
+constexpr ZOrder g_zOrder;
+
+// Visits the pixels of a block of any size in this order.
 template <typename Visit>
 void forEachPixel(unsigned uColumns, unsigned uRows, const Visit& visit) {
     unsigned uEdge = 1;
     while (uEdge < std::max(uColumns, uRows)) uEdge *= 2;
     for (unsigned u = 0; u < uEdge * uEdge; ++u) {
-        const unsigned uColumn = everySecondBit(u), uRow = everySecondBit(u >> 1);
+        const unsigned uColumn = g_zOrder.uColumn[u], uRow = g_zOrder.uRow[u];
         if (uColumn < uColumns && uRow < uRows) visit(uColumn, uRow);
     }
 }
