@@ -85,20 +85,24 @@ StreamTracer::Surface StreamTracer::makeSurface(const Level& level, uint32_t uRa
 // Adds up the lights that each surface faces and that no face hides, light by light, so that the shadow rays to one
 // light travel together.
 void StreamTracer::sumLights(Level& level) {
+    for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+        const Surface& surface = level.surfaces[u];
+        for (unsigned a = 0; a < 3; ++a) {
+            facing.P[a][u] = surface.P[a];
+            facing.N[a][u] = surface.N[a];
+        }
+        facing.fSide[u] = surface.fSide;
+    }
     for (uint32_t uLight = 0; uLight < tracer.lights.uCount; ++uLight) {
         const Light& light = tracer.lights.pLights[uLight];
+        face(light.v3Position, level.uSurfaces);
         shadows.uCount = 0;
         for (uint32_t u = 0; u < level.uSurfaces; ++u) {
-            const Surface& surface = level.surfaces[u];
-            NMVector3f L = light.v3Position - surface.P;
-            const float fDistance = length(L);
-            L = L / fDistance;
-            const float fCosine = dot(surface.N, L) * surface.fSide;
-            if (!(fCosine >= 0.0f)) continue;
+            if (!(facing.fCosine[u] >= 0.0f)) continue;
             uShaded[shadows.uCount] = u;
-            fCosines[shadows.uCount] = fCosine;
+            const NMVector3f L{facing.L[0][u], facing.L[1][u], facing.L[2][u]};
             // One unit off the surface, or it would hide itself.
-            shadows.add(surface.P + L, L, fDistance);
+            shadows.add(level.surfaces[u].P + L, L, facing.fDistance[u]);
         }
         tracer.kdTree.findObstacles(shadows, bBlocked);
         for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
@@ -107,10 +111,27 @@ void StreamTracer::sumLights(Level& level) {
             const NMVector3f L = shadows.dir(uRay), D = level.rays.dir(surface.uRay);
             const float a = tracer.scene.fDomainFactor / shadows.fMaxDist[uRay];
             const NMVector3f H = normalize(L - D);
-            surface.fSum = surface.fSum + light.fFlux * a * a *
-                                              reflected(surface.fKd, surface.fKs, surface.fExponent, fCosines[uRay],
-                                                        dot(H, surface.N) * surface.fSide);
+            surface.fSum =
+                surface.fSum + light.fFlux * a * a *
+                                   reflected(surface.fKd, surface.fKs, surface.fExponent, facing.fCosine[uShaded[uRay]],
+                                             dot(H, surface.N) * surface.fSide);
         }
+    }
+}
+
+// The direction, distance and cosine of a light for each surface.
+void StreamTracer::face(const NMVector3f& v3Light, uint32_t uSurfaces) {
+    for (uint32_t u = 0; u < uSurfaces; ++u) {
+        const NMVector3f P{facing.P[0][u], facing.P[1][u], facing.P[2][u]};
+        const NMVector3f N{facing.N[0][u], facing.N[1][u], facing.N[2][u]};
+        NMVector3f L = v3Light - P;
+        const float fDistance = length(L);
+        L = L / fDistance;
+        facing.L[0][u] = L.x;
+        facing.L[1][u] = L.y;
+        facing.L[2][u] = L.z;
+        facing.fDistance[u] = fDistance;
+        facing.fCosine[u] = dot(N, L) * facing.fSide[u];
     }
 }
 

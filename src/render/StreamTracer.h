@@ -46,8 +46,16 @@ class StreamTracer {
         uint32_t uSurfaces;
     };
 
+    /// The surfaces' points and normals and the way from each to a light, component by component, so that the compiler
+    /// makes vectors of them.
+    struct Facing {
+        float P[3][RayStream::ROOM], N[3][RayStream::ROOM], fSide[RayStream::ROOM];
+        float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fCosine[RayStream::ROOM];
+    };
+
     Surface makeSurface(const Level& level, uint32_t uRay) const;
     void sumLights(Level& level);
+    void face(const Velk::NMVector3f& v3Light, uint32_t uSurfaces);
     void reflect(unsigned uDepth);
     void refract(unsigned uDepth);
     template <typename Mix>
@@ -56,7 +64,7 @@ class StreamTracer {
     const RayTracer& tracer;
     std::vector<Level> vLevels;
     RayStream shadows;
+    Facing facing;
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from
-    float fCosines[RayStream::ROOM];
     bool bBlocked[RayStream::ROOM];
 };
