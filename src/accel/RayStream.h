@@ -24,6 +24,14 @@ struct RayStream {
         fMaxDist[uCount++] = fDistance;
     }
 
+    /// Makes all directions unit vectors, several at once.
+    void normalizeDirs() {
+        for (uint32_t u = 0; u < uCount; ++u) {
+            const Velk::NMVector3f D = normalize(dir(u));
+            for (unsigned a = 0; a < 3; ++a) fDir[a][u] = D[a];
+        }
+    }
+
     Velk::NMVector3f origin(uint32_t u) const { return {fOrigin[0][u], fOrigin[1][u], fOrigin[2][u]}; }
     Velk::NMVector3f dir(uint32_t u) const { return {fDir[0][u], fDir[1][u], fDir[2][u]}; }
 };

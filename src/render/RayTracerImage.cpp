@@ -106,8 +106,9 @@ void RayTracer::renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned 
     forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
         const NMVector3f v3Target = v3Across[uColumn] + v3Down[uRow];
         tracer.setMedium(0, rays.uCount, 1.0f);
-        rays.add(v3Eye, normalize(v3Target - v3Eye), fMaxDistance);
+        rays.add(v3Eye, v3Target - v3Eye, fMaxDistance);
     });
+    rays.normalizeDirs();
     const NMVector3f* pColour = tracer.trace(0);
     forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
         unsigned char* pPixel = pFirst + uRow * uStride + size_t{uColumn} * 3;
