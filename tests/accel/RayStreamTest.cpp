@@ -53,7 +53,7 @@ void fill(RayStream& stream, Random& random, const KDTree& tree) {
 
 TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     Random random(1);
-    Mesh meshes[8] = {makeSoup(random, 500, 5.0f), makePlanes(random, 150), makeSlivers(random, 200)};
+    Mesh meshes[10] = {makeSoup(random, 500, 5.0f), makePlanes(random, 150), makeSlivers(random, 200)};
     meshes[3].addSphere({0, 0, 0}, 5.0f, 4);
     for (int i = 0; i < 60; ++i) meshes[4].add({0, 0, 0}, random.vector(5.0f), {1, 2, 3});  // one large leaf
     meshes[5] = makeSoup(random, 300, 3.0f);  // every face twice, turned over
@@ -70,6 +70,8 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
             meshes[7].addQuad({X, 0, Y}, {1, 0, 0}, {0, h, 0});
         }
     }
+    for (int i = 0; i < 7; ++i) meshes[8].add({0, 0, 0}, random.vector(1.0f), {0, 0, 0});  // without area
+    meshes[9] = makeSoup(random, 1, 5.0f);
     const auto pStream = std::make_unique<RayStream>();
     std::vector<RayTestOutput> vHits(RayStream::ROOM);
     std::vector<uint32_t> vFaces(RayStream::ROOM);
