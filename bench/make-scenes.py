@@ -8,6 +8,7 @@ the last ones are made of the Wavefront files spot.obj, bunny.obj and fish.obj i
   interior  a furnished room, seen from inside
   scan20k, scan270k, scan1m    a closed, bumpy surface of uneven triangles; the last is the middle one subdivided
   crowd     twelve such surfaces on a mirror
+  soup, balls, stadium    single triangles and balls spread evenly, and a ball in a wide place: for the uniform grid
   fish, spot4, spot16, bunny4, bunny16    models, with four or sixteen triangles for one of the file
 """
 import argparse
@@ -304,6 +305,42 @@ def interior(root):
     write_scene(root, "interior", mesh, view((2.4, 1.75, 3.6), (-0.5, 0.75, -1.5), 65), lights)
 
 
+def plain(root, name, mesh, reach):
+    """A scene of something around the origin, seen from outside."""
+    write_scene(root, name, mesh, view((1.4 * reach, 1.1 * reach, 1.9 * reach), (0, 0, 0), 50), studio((0, 0, 0), reach))
+
+
+def soup(root):
+    rng = random.Random(4)
+    m = Materials()
+    m.add("grey", (150, 150, 150))
+    mesh = Mesh(m)
+    for _ in range(30000):
+        centre = [rng.uniform(-10, 10) for _ in range(3)]
+        mesh.triangle(*(mesh.vertex(add(centre, [rng.uniform(-0.2, 0.2) for _ in range(3)])) for _ in range(3)), "grey")
+    plain(root, "soup", mesh, 10)
+
+
+def balls(root):
+    rng = random.Random(5)
+    m = Materials()
+    m.add("red", (168, 44, 36))
+    mesh = Mesh(m)
+    for _ in range(100):
+        mesh.sphere([rng.uniform(-9, 9) for _ in range(3)], 0.7, "red", 16)
+    plain(root, "balls", mesh, 10)
+
+
+def stadium(root):
+    m = Materials()
+    m.add("grey", (150, 150, 150))
+    m.add("red", (168, 44, 36))
+    mesh = Mesh(m)
+    mesh.quad((-400, -1, -400), (-400, -1, 400), (400, -1, 400), (400, -1, -400), "grey")
+    mesh.sphere((0, 0, 0), 1.0, "red", 120)
+    plain(root, "stadium", mesh, 2)
+
+
 # ---------------------------------------------------------------------------------------------------------------- main
 
 def scan1m(root):
@@ -322,6 +359,7 @@ def model_scene(file, times):
 
 def main():
     made = {"cad": cad, "interior": interior, "crowd": crowd, "scan1m": scan1m,
+            "soup": soup, "balls": balls, "stadium": stadium,
             "scan20k": lambda root: on_ground(root, "scan20k", *scan(32)),
             "scan270k": lambda root: on_ground(root, "scan270k", *scan(116))}
     read = {"fish": model_scene("fish.obj", 0), "spot4": model_scene("spot.obj", 1), "spot16": model_scene("spot.obj", 2),
