@@ -96,7 +96,7 @@ bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& 
         vReload.push_back(timeOf([&] { bFailed |= !reloaded.tree.loadTree(SCRATCH_FILE, &reloaded.nodes); }));
         bFailed |= made.nodes.uSize != reloaded.nodes.uSize;
         Bvh bvh;
-        vBoxes.push_back(timeOf([&] { bFailed |= bvh.build(scene, vRecordOf.data()); }));
+        vBoxes.push_back(timeOf([&] { bFailed |= bvh.build(scene, 0.0f, vRecordOf.data()); }));
         if (u == 0) figures.tree = TreeStats(made.nodes, made.tree.vFacesList, scene.boxScene);
     }
     unlink(SCRATCH_FILE);

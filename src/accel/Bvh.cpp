@@ -18,19 +18,19 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
             face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, uFace << 3 | uDown << 2 | face.uAxis};
 }
 
-// Fills the items of all sound faces: ordinary ones from the front, those with a large box from the back.
+// Fills the items of all sound faces: ordinary ones from the front, needles from the back.
 void makeItems(const Scene& scene, const FaceBounds& bounds, BvhBuilder::Item* pItems, BvhBuilder::Range& ordinary,
-               BvhBuilder::Range& stretched) {
+               BvhBuilder::Range& needles) {
     for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
         const FaceData& face = scene.vFaces[u];
         if (!face.isSound()) continue;
         BvhBuilder::Item item;
-        const bool bStretched = bounds.bound(face, item.fMin, item.fMax);
+        const bool bNeedle = bounds.bound(face, item.fMin, item.fMax);
         memcpy(&item.fMin[3], &u, sizeof(u));
         item.fMax[3] = 0.0f;
-        BvhBuilder::Range& range = bStretched ? stretched : ordinary;
+        BvhBuilder::Range& range = bNeedle ? needles : ordinary;
         range.add(item);
-        pItems[bStretched ? --range.uBegin : range.uEnd++] = item;
+        pItems[bNeedle ? --range.uBegin : range.uEnd++] = item;
     }
 }
 
@@ -45,24 +45,25 @@ void prefetch(const Scene& scene, const BvhBuilder::Item* pItem, const BvhBuilde
 
 }  // namespace
 
-bool Bvh::build(const Scene& scene, uint32_t* pRecordOf) {
-    const FaceBounds bounds(scene);
+bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) {
+    const FaceBounds bounds(scene, fFarthestOrigin);
     fOriginLimit = bounds.originLimit();
     fReach = bounds.reach();
     const uint32_t uFaces = scene.vFaces.uCount;
     Velk::NAlignedArray<BvhBuilder::Item> vItems;
     if (uFaces > FaceRecord::MAX_FACES || vItems.allocate(uFaces, ALIGNMENT)) return true;
-    BvhBuilder::Range ordinary{0, 0, {}, {}}, stretched{uFaces, uFaces, {}, {}};
-    makeItems(scene, bounds, vItems.pData, ordinary, stretched);
+    BvhBuilder::Range ordinary{0, 0, {}, {}}, needles{uFaces, uFaces, {}, {}};
+    makeItems(scene, bounds, vItems.pData, ordinary, needles);
     // Unsound faces have left a gap.
-    const uint32_t uStretched = stretched.count(), uTotal = ordinary.count() + uStretched;
-    memmove(vItems.pData + ordinary.uEnd, vItems.pData + stretched.uBegin, uStretched * sizeof(BvhBuilder::Item));
-    stretched.uBegin = ordinary.uEnd;
-    stretched.uEnd = uTotal;
+    const uint32_t uNeedles = needles.count(), uTotal = ordinary.count() + uNeedles;
+    memmove(vItems.pData + ordinary.uEnd, vItems.pData + needles.uBegin, uNeedles * sizeof(BvhBuilder::Item));
+    needles.uBegin = ordinary.uEnd;
+    needles.uEnd = uTotal;
+    bNeedles = uNeedles > 0;
     // A node has four children or nothing but leaves, and only so few faces stand in fewer nodes.
     const bool bFailed = vNodes.allocate(uTotal / 3 + 1, ALIGNMENT) || vRecords.allocate(uTotal, ALIGNMENT);
     if (!bFailed) {
-        vNodes.uCount = BvhBuilder(*this, vItems.pData).build(ordinary, stretched);
+        vNodes.uCount = BvhBuilder(*this, vItems.pData).build(ordinary, needles);
         for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
         for (uint32_t u = 0; u < uTotal; ++u) {
             prefetch(scene, &vItems[u], vItems.pData + uTotal);

@@ -28,15 +28,16 @@ class Bvh {
     Velk::NAlignedArray<FaceRecord> vRecords;  // in the order of the leaves
     float fOriginLimit = 0.0f;                 // see FaceBounds
     float fReach = 0.0f;
+    bool bNeedles = false;  // the boxes only hold for rays that end within the limit
 
     Bvh() = default;
     ~Bvh() { release(); }
     Bvh(const Bvh&) = delete;
     Bvh& operator=(const Bvh&) = delete;
 
-    /// Builds the hierarchy over a preprocessed scene. pRecordOf has room for one index a face and takes each face's
-    /// record, NO_INDEX for an unsound one. True without memory.
-    [[nodiscard]] bool build(const Scene& scene, uint32_t* pRecordOf);
+    /// Builds the hierarchy over a preprocessed scene. fFarthestOrigin as for FaceBounds. pRecordOf has room for one
+    /// index a face and takes each face's record, NO_INDEX for an unsound one. True without memory.
+    [[nodiscard]] bool build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf);
 
     void release();
 };

@@ -8,15 +8,19 @@
 namespace {
 
 constexpr double UNIT = 1.0 / 16777216.0;  // rounding error of one single-precision operation
-constexpr double STRETCHED = 0.5;          // a box that reaches this much of the face beyond it is a large one
+constexpr float USUAL_DISTANCE = 4.0f;     // of origins, in multiples of the scene's reach, when nothing is known
+constexpr float MAX_DISTANCE = 64.0f;      // from further away the boxes would be larger than small faces
 
 }  // namespace
 
-FaceBounds::FaceBounds(const Scene& scene) {
+FaceBounds::FaceBounds(const Scene& scene, float fFarthestOrigin) {
     for (const Velk::NMVector3f& v3 : {scene.boxScene.v3Min, scene.boxScene.v3Max}) {
         fReach = std::max({fReach, fabsf(v3.x), fabsf(v3.y), fabsf(v3.z)});
     }
-    fOriginLimit = 4.0f * fReach;
+    // Rays start on faces, too, and a little off them.
+    const float fFarthest =
+        fFarthestOrigin > 0.0f ? 1.01f * std::max(fFarthestOrigin, fReach) : USUAL_DISTANCE * fReach;
+    fOriginLimit = std::min(fFarthest, MAX_DISTANCE * fReach);
 }
 
 // Where can Scene::testTriangle accept a ray?
@@ -28,9 +32,9 @@ FaceBounds::FaceBounds(const Scene& scene) {
 //  - Rounding changes lambda by at most a1 |lambda| + a2 |mu|, with a1 and a2 four units times sums of |coefficient|
 //    |q|, and mu likewise. With a the larger of the two sums and a <= 1/4, an accepted point has |lambda|, |mu| <=
 //    1 / (1 - a) <= 4/3, so E = 4/3 a + 4 units.
-//  - Rounding changes lambda by less than three units times |lu hu| + |lv hv|, and the point lies on the ray between
-//    its origin and its end, so |hu| and |hv| are below the largest coordinate plus that of C. A needle has only this
-//    bound. Whatever it is, the box ends where the rays end.
+//  - Rounding changes lambda by less than three units times |lu hu| + |lv hv|. Where a is larger the face is a needle,
+//    and |hu| and |hv| are only known to be below the largest coordinate of the ray plus that of C; its box ends where
+//    the rays do.
 // On the third axis the point O + t D satisfies the plane's equation up to the rounding of t's numerator and the
 // product of t with the denominator's rounding, together below 64 units times the largest coordinate involved. The same
 // bound covers the rounding of the hit's own coordinates and of the box test, and is added on every side.
@@ -49,8 +53,9 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     const double q1u = mv * dInverse, q1v = -mu * dInverse, q2u = -lv * dInverse, q2v = lu * dInverse;
     const double qu = fabs(q1u) + fabs(q2u), qv = fabs(q1v) + fabs(q2v);
     const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
-    const double dNeedle = 8 * UNIT * dLargest * std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv)) + 4 * UNIT;
-    const double E = a <= 0.25 ? std::min(4.0 / 3.0 * a + 4 * UNIT, dNeedle) : dNeedle;
+    const bool bNeedle = !(a <= 0.25);
+    const double dCoefficients = std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv));
+    const double E = (bNeedle ? 8 * UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a) + 4 * UNIT;
 
     const double corners[3][2] = {{-E, -E}, {1 + 2 * E, -E}, {-E, 1 + 2 * E}};
     double dMin[3] = {INFINITY, INFINITY, INFINITY}, dMax[3] = {-INFINITY, -INFINITY, -INFINITY};
@@ -65,8 +70,10 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     const double dMargin = 64 * UNIT * (dLargest + fabs(static_cast<double>(face.fNd)));
     for (unsigned i = 0; i < 3; ++i) {
         const unsigned uAxis = g_modulo[k + i];
-        pMin[uAxis] = static_cast<float>(std::max(-dLimit, dMin[i]) - dMargin);
-        pMax[uAxis] = static_cast<float>(std::min(dLimit, dMax[i]) + dMargin);
+        const double dLow = bNeedle ? std::max(-dLimit, dMin[i]) : dMin[i];
+        const double dHigh = bNeedle ? std::min(dLimit, dMax[i]) : dMax[i];
+        pMin[uAxis] = static_cast<float>(dLow - dMargin);
+        pMax[uAxis] = static_cast<float>(dHigh + dMargin);
     }
-    return E > STRETCHED;
+    return bNeedle;
 }

@@ -7,10 +7,11 @@ class Scene;
 /// the box is one that the test itself would reject.
 class FaceBounds {
  public:
-    explicit FaceBounds(const Scene& scene);
+    /// fFarthestOrigin is the largest coordinate of the origins that most rays will have, 0 when it is not known.
+    FaceBounds(const Scene& scene, float fFarthestOrigin);
 
-    /// The boxes hold for rays whose origin, and whose end where that may lie outside the scene, has no larger
-    /// coordinate than this, and whose direction's largest component is in the range below.
+    /// The boxes hold for rays whose origin has no larger coordinate than this, and whose direction's largest component
+    /// is in the range below. The nearer it is, the tighter are the boxes.
     float originLimit() const { return fOriginLimit; }
     static constexpr float DIR_MIN = 1e-6f;
     static constexpr float DIR_MAX = 1e6f;
@@ -18,8 +19,8 @@ class FaceBounds {
     /// The largest coordinate of the scene's box.
     float reach() const { return fReach; }
 
-    /// Writes the box of a sound face, three coordinates each. True when it is much larger than the face, as that of a
-    /// needle may be.
+    /// Writes the box of a sound face, three coordinates each. True for a needle, whose box may be much larger than the
+    /// face and only holds for rays that end within the limit, too.
     bool bound(const FaceData& face, float* pMin, float* pMax) const;
 
  private:

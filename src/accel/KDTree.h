@@ -34,7 +34,8 @@ class KDTree {
     Velk::NAlignedArray<StackEntry> vStack;
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
-    Bvh bvh;                                      // the faces once more, in boxes that are quick to search
+    float fFarthestOrigin = 0.0f;  // set before building: the largest coordinate of most rays' origins, 0 when unknown
+    Bvh bvh;                       // the faces once more, in boxes that are quick to search
     Velk::NAlignedArray<uint32_t> vLists;         // the leaves' lists as the packet kernels read them
     const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
 

@@ -33,7 +33,7 @@ bool KDTree::makeRecords() {
     const uint64_t uRoom = uint64_t{vFacesList.uSize} + vNodes.uCount / 2 + 1;
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(pScene->vFaces.uCount, LIST_ALIGNMENT);
-    bFailed = bFailed || bvh.build(*pScene, vRecordOf.pData);
+    bFailed = bFailed || bvh.build(*pScene, fFarthestOrigin, vRecordOf.pData);
     uint32_t uNext = 0;
     for (uint32_t uNode = 0; uNode < vNodes.uCount && !bFailed; ++uNode) {
         KDTreeNode& node = vNodes[uNode];
@@ -60,6 +60,7 @@ PacketTree KDTree::packetTree() const {
             bvh.vRecords.pData,
             bvh.fOriginLimit,
             bvh.fReach,
+            bvh.bNeedles,
             {box.v3Min.x, box.v3Min.y, box.v3Min.z},
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }

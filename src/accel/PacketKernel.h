@@ -12,8 +12,9 @@ struct PacketTree {
     const uint32_t* pLists;      // for each leaf the number of its records, then their indices in list order
     const BvhNode* pBvh;         // the root first
     const FaceRecord* pRecords;  // in the order of the hierarchy
-    float fOriginLimit;          // the hierarchy's boxes hold for rays whose coordinates are no larger
+    float fOriginLimit;          // the hierarchy's boxes hold for rays whose origins are no further away
     float fReach;                // largest coordinate of the scene's box
+    bool bNeedles;               // and for those whose ends are not either
     float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
 };

@@ -21,8 +21,8 @@ class PacketSearch {
 
     PacketSearch(Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// Prepares the reciprocals of all lanes. Returns the lanes of uMask that the boxes hold for; with bEnds their ends
-    /// must lie within the limit too.
+    /// Prepares the reciprocals of all lanes. Returns the lanes of uMask that the boxes hold for. bEnds when their ends
+    /// may lie outside the scene.
     uint64_t prepare(uint64_t uMask, bool bEnds) {
         uint64_t uContained = 0;
         const F zero = F::set(0.0f), one = F::set(1.0f), limit = F::set(tree.fOriginLimit), small = F::set(SMALLEST);
@@ -33,7 +33,7 @@ class PacketSearch {
                 const F d = rays.dir(a, g), size = F::abs(d);
                 // Comparisons that a value which is not a number fails.
                 holds = holds & (F::abs(rays.origin(a, g)) <= limit) & (size <= F::set(FaceBounds::DIR_MAX));
-                if (bEnds) holds = holds & (F::abs(rays.end(a, g)) <= limit);
+                if (bEnds && tree.bNeedles) holds = holds & (F::abs(rays.end(a, g)) <= limit);
                 largestDir = F::max(largestDir, size);
                 // A direction of almost zero is made a little larger: the boxes' margin is wide enough for that, and no
                 // product becomes zero times infinity.

@@ -1,5 +1,7 @@
 #include "render/RayTracer.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -67,6 +69,10 @@ bool RayTracer::preprocessScene() {
     scene.preprocessScene();
     camera.applyDomainFactor(scene.fDomainFactor);
     lights.applyDomainFactor(scene.fDomainFactor);
+    kdTree.fFarthestOrigin = 0.0f;
+    for (unsigned a = 0; a < 3; ++a) {
+        kdTree.fFarthestOrigin = std::max(kdTree.fFarthestOrigin, fabsf(camera.v3Position[a]));
+    }
     if (kdTree.buildTree(&scene, parameters.bResetCache)) return true;
     fMaxDistance = length(camera.v3Position - scene.v3Center) + scene.fDiagonal;
     v3Eye = camera.v3Position;

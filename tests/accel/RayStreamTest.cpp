@@ -47,7 +47,9 @@ void fill(RayStream& stream, Random& random, const KDTree& tree) {
         }
         if (uKind == 20) v3From[random.below(3)] = special[random.below(6)];
         if (uKind == 21) v3Dir[random.below(3)] = special[random.below(6)];
-        stream.add(v3From, v3Dir, bTowards && uKind != 22 ? 1.0f : random.between(0.0f, 2.0f));
+        if (uKind == 22) v3From = v3From + v3Dir * random.between(-30.0f, 0.0f);
+        const float fEnd = uKind == 23 ? 100.0f : random.between(0.0f, 2.0f);
+        stream.add(v3From, v3Dir, bTowards && uKind < 22 ? 1.0f : fEnd);
     }
 }
 
@@ -80,6 +82,7 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
         Scene scene;
         loadMesh(scene, mesh);
         KDTree tree;
+        tree.fFarthestOrigin = random.below(2) ? random.between(0.0f, 1e5f) : 0.0f;
         testing::internal::CaptureStdout();
         ASSERT_FALSE(tree.buildTree(&scene, true));
         testing::internal::GetCapturedStdout();
