@@ -1,18 +1,16 @@
 #include "accel/KDTreeBuilder.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstring>
-#include <random>
-#include <vector>
 
 #include "accel/PlainKDTreeBuilder.h"
-#include "scene/Scene.h"
-
-using Velk::NMVector3f;
+#include "support/FileTest.h"
+#include "support/Meshes.h"
 
 namespace {
+
+using KDTreeBuilderTest = FileTest;
+using Velk::NMVector3f;
 
 // Random meshes that are hard on the overlap tests: coordinates that coincide or miss each other by a hair, faces
 // without area, needles, planes, signed zeros, far from the origin, huge, tiny.
@@ -27,7 +25,10 @@ class HardMesh {
         iRange = integer(1, 12);
         fScale = std::ldexp(1.0f, integer(0, 4) ? integer(-3, 8) : integer(-60, 60));
         bHair = integer(0, 1) != 0;
-        for (float& f : fOffset) f = integer(0, 4) ? 0.0f : fScale * std::ldexp(real() - 0.5f, integer(0, 26));
+        for (float& f : fOffset) {
+            const int iExponent = integer(0, 26);
+            f = integer(0, 4) ? -0.0f : fScale * std::ldexp(random.between(-0.5f, 0.5f), iExponent);  // -0 keeps a sign
+        }
     }
 
     HardMesh(unsigned uSeed, Kind onlyKind, Shape mainShape) : HardMesh(uSeed) {
@@ -35,58 +36,46 @@ class HardMesh {
         shape = mainShape;
     }
 
-    void fill(Scene& scene, uint32_t uFaces) {
-        std::vector<NMVector3f> vCorners;
-        for (uint32_t u = 0; u < uFaces; ++u) {
-            addFace(vCorners, integer(0, 5) ? shape : static_cast<Shape>(integer(0, SHAPES - 1)));
-        }
-        scene.pVertices = new SceneVertex[vCorners.size()]();
-        scene.uVertexCount = static_cast<uint32_t>(vCorners.size());
-        for (size_t u = 0; u < vCorners.size(); ++u) scene.pVertices[u].v3Position = vCorners[u];
-        ASSERT_FALSE(scene.vFaces.allocate(uFaces, 16));
-        for (uint32_t u = 0; u < uFaces; ++u) {
-            const SceneVertex* pFirst = scene.pVertices + 3 * u;
-            scene.vFaces[u] = FaceData{};
-            scene.vFaces[u].pA = pFirst;
-            scene.vFaces[u].pB = pFirst + 1;
-            scene.vFaces[u].pC = pFirst + 2;
-        }
+    Mesh make(int iFaces) {
+        Mesh mesh;
+        for (int i = 0; i < iFaces; ++i)
+            addFace(mesh, integer(0, 5) ? shape : static_cast<Shape>(integer(0, SHAPES - 1)));
+        return mesh;
     }
 
-    int integer(int iMin, int iMax) { return std::uniform_int_distribution<int>(iMin, iMax)(random); }
+    int integer(int iMin, int iMax) {
+        return iMin + static_cast<int>(random.below(static_cast<uint32_t>(iMax - iMin + 1)));
+    }
 
  private:
-    float real() { return std::uniform_real_distribution<float>(0.0f, 1.0f)(random); }
     float hair(float f) { return std::nextafter(f, integer(0, 1) ? 1e30f : -1e30f); }
 
     float coordinate(unsigned uAxis) {
-        const float fWhole = static_cast<float>(integer(0, iRange));
-        float f = real() * 10.0f;
-        if (kind == WHOLE || (kind == PLANE && uAxis != 1)) f = fWhole;
-        if (kind == PLANE && uAxis == 1) f = 0.0f;
-        if (kind == SIGNED_ZEROS) f = static_cast<float>(integer(-1, 1)) * (integer(0, 1) ? 1.0f : -0.0f);
-        if (kind == THIN) f = uAxis == 1 ? real() * 1e-6f : real();
-        if (kind == TINY) f = std::ldexp(real(), integer(-20, 0));
-        if (kind == CLOSE) f = fWhole + real() * 1e-5f;
+        const float fWhole = static_cast<float>(integer(0, iRange)), fReal = random.between(0.0f, 1.0f);
+        float f = fReal * 10.0f;
+        if (kind == WHOLE || kind == PLANE) f = kind == PLANE && uAxis == 1 ? 0.0f : fWhole;
+        if (kind == SIGNED_ZEROS) f = static_cast<float>(integer(0, 1)) * (fReal < 0.5f ? 1.0f : -1.0f);
+        if (kind == THIN) f = uAxis == 1 ? fReal * 1e-6f : fReal;
+        if (kind == TINY) f = std::ldexp(fReal, integer(-20, 0));
+        if (kind == CLOSE) f = fWhole + fReal * 1e-5f;
         if (bHair && integer(0, 2) == 0) f = hair(f);
         return f * fScale + fOffset[uAxis];
     }
 
-    void addFace(std::vector<NMVector3f>& vCorners, Shape own) {
+    void addFace(Mesh& mesh, Shape own) {
         NMVector3f v3[3];
         for (NMVector3f& v : v3) v = {coordinate(0), coordinate(1), coordinate(2)};
         if (own == COLLINEAR) v3[2] = v3[0] + (v3[1] - v3[0]) * 0.5f;
         if (own == EDGE) v3[2] = v3[1];
         if (own == POINT) v3[1] = v3[2] = v3[0];
         if (own == NEEDLE) v3[2] = {hair(v3[1].x), hair(v3[1].y), hair(v3[1].z)};
-        const unsigned uAxis = static_cast<unsigned>(integer(0, 2));
+        const unsigned uAxis = random.below(3);
         if (own == FLAT) v3[1][uAxis] = v3[2][uAxis] = v3[0][uAxis];
         const float fSize = own == SMALL ? 0.05f : 1.0f;
-        for (unsigned k = 1; k < 3; ++k) v3[k] = v3[0] + (v3[k] - v3[0]) * fSize;
-        vCorners.insert(vCorners.end(), v3, v3 + 3);
+        mesh.add(v3[0], v3[0] + (v3[1] - v3[0]) * fSize, v3[0] + (v3[2] - v3[0]) * fSize);
     }
 
-    std::mt19937 random;
+    Random random;
     Kind kind;
     Shape shape;
     int iRange;
@@ -107,37 +96,25 @@ struct Built {
     ~Built() { nodes.Release(); }
 };
 
-bool isSame(const Scene& scene) {
+void expectSame(const Scene& scene) {
     const Built<KDTreeBuilder> fast(scene);
     const Built<PlainKDTreeBuilder> plain(scene);
     const auto &vFast = fast.tree.vFacesList, &vPlain = plain.tree.vFacesList;
-    return fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize &&
-           fast.tree.uFreeListHead == plain.tree.uFreeListHead &&
-           memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)) == 0 &&
-           memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode)) == 0;
+    ASSERT_TRUE(fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize);
+    ASSERT_EQ(fast.tree.uFreeListHead, plain.tree.uFreeListHead);
+    ASSERT_EQ(memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)), 0);
+    ASSERT_EQ(memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode)), 0);
+}
+
+TEST_F(KDTreeBuilderTest, WritesTheNodesAndListsOfThePlainSweep) {
+    for (unsigned uSeed = 1; uSeed <= 1502 && !HasFailure(); ++uSeed) {
+        SCOPED_TRACE(uSeed);
+        HardMesh hard = uSeed > 1500 ? HardMesh(uSeed, HardMesh::SOUP, HardMesh::SMALL) : HardMesh(uSeed);
+        Scene scene;
+        const int iFaces = hard.integer(0, 24) ? hard.integer(1, 30) : hard.integer(60, 150);
+        loadMesh(scene, hard.make(uSeed > 1500 ? 1000 : iFaces), uSeed % 8 != 0);  // as it comes: up to 1e20
+        expectSame(scene);
+    }
 }
 
 }  // namespace
-
-TEST(KDTreeBuilder, WritesTheNodesAndListsOfThePlainSweepForHardMeshes) {
-    for (unsigned uSeed = 1; uSeed <= 1500; ++uSeed) {
-        HardMesh mesh(uSeed);
-        Scene scene;
-        mesh.fill(scene, static_cast<uint32_t>(mesh.integer(0, 24) ? mesh.integer(1, 30) : mesh.integer(60, 150)));
-        if (uSeed % 8) {
-            scene.preprocessScene();
-        } else {
-            scene.findMinMax();  // as it comes: up to 1e20
-        }
-        ASSERT_TRUE(isSame(scene)) << "seed " << uSeed;
-    }
-}
-
-TEST(KDTreeBuilder, WritesTheNodesAndListsOfThePlainSweepForLargerSoups) {
-    for (unsigned uSeed = 1; uSeed <= 2; ++uSeed) {
-        Scene scene;
-        HardMesh(uSeed, HardMesh::SOUP, HardMesh::SMALL).fill(scene, 1000);
-        scene.preprocessScene();
-        ASSERT_TRUE(isSame(scene)) << "seed " << uSeed;
-    }
-}

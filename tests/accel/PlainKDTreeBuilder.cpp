@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 #include "accel/TriBoxIntersection.h"
 #include "scene/Scene.h"
@@ -28,35 +29,68 @@ float halfArea(const BoxAABB& box) {
     return d.x * (d.y + d.z) + d.y * d.z;
 }
 
+bool reaches(const FaceData& face, const BoxAABB& box, unsigned uAxis) {
+    const float a = face.pA->v3Position[uAxis], b = face.pB->v3Position[uAxis], c = face.pC->v3Position[uAxis];
+    return std::min({a, b, c}) <= box.v3Max[uAxis] && box.v3Min[uAxis] <= std::max({a, b, c});
+}
+
 bool overlaps(const FaceData& face, const BoxAABB& box) {
     const NMVector3f v3Centre = (box.v3Min + box.v3Max) / 2.0f;
     const NMVector3f v3Half = (box.v3Max - box.v3Min) * BOX_HALF;
     return TriBoxIntersection(v3Centre, v3Half, face.pA->v3Position, face.pB->v3Position, face.pC->v3Position);
 }
 
-BoxAABB lowPart(const BoxAABB& box, unsigned uAxis, float fPos) {
-    BoxAABB part = box;
-    part.v3Max[uAxis] = fPos;
-    return part;
+struct Halves {
+    BoxAABB low, high;
+
+    Halves(const BoxAABB& box, unsigned uAxis, float fPos) : low(box), high(box) {
+        low.v3Max[uAxis] = high.v3Min[uAxis] = fPos;
+    }
+};
+
+// The vertex coordinates within the box, ascending. Of equal ones the first stays: 0 and -0 are equal and print
+// differently.
+std::vector<float> candidates(const std::vector<const FaceData*>& vFaces, const BoxAABB& box, unsigned uAxis) {
+    std::vector<float> vPositions;
+    for (const FaceData* pFace : vFaces) {
+        for (const SceneVertex* pVertex : {pFace->pA, pFace->pB, pFace->pC}) {
+            const float f = pVertex->v3Position[uAxis];
+            if (box.v3Min[uAxis] <= f && f <= box.v3Max[uAxis]) vPositions.push_back(f);
+        }
+    }
+    std::stable_sort(vPositions.begin(), vPositions.end());
+    vPositions.erase(std::unique(vPositions.begin(), vPositions.end()), vPositions.end());
+    return vPositions;
 }
 
-BoxAABB highPart(const BoxAABB& box, unsigned uAxis, float fPos) {
-    BoxAABB part = box;
-    part.v3Min[uAxis] = fPos;
-    return part;
+// The plain sweep: every face against every candidate. A face that misses the high part at one position lies wholly
+// below every later position, so it counts low from then on without a test. Returns the cost of the best position.
+float findSplit(const std::vector<const FaceData*>& vFaces, const BoxAABB& box, unsigned uAxis, float& fBest) {
+    float fBestCost = std::numeric_limits<float>::infinity();
+    std::vector<bool> vBelow(vFaces.size());
+    for (const float fPos : candidates(vFaces, box, uAxis)) {
+        const Halves halves(box, uAxis, fPos);
+        uint32_t uLow = 0, uHigh = 0;
+        for (size_t u = 0; u < vFaces.size(); ++u) {
+            const FaceData& face = *vFaces[u];
+            uLow += vBelow[u] || (reaches(face, halves.low, uAxis) && overlaps(face, halves.low));
+            if (vBelow[u] || !reaches(face, halves.high, uAxis)) continue;
+            vBelow[u] = !overlaps(face, halves.high);
+            uHigh += !vBelow[u];
+        }
+        const float fCost =
+            (halfArea(halves.low) * static_cast<float>(uLow) + static_cast<float>(uHigh) * halfArea(halves.high)) *
+                ((0.5f / halfArea(box)) * 2.0f) +
+            TRAVERSAL_COST;
+        if (fCost < fBestCost) {
+            fBestCost = fCost;
+            fBest = fPos;
+        }
+    }
+    return fBestCost;
 }
 
 }  // namespace
-
-// A node's faces in list order, and the candidate positions among their vertices.
-struct PlainKDTreeBuilder::NodeFaces {
-    struct Item {
-        uint32_t uFace;
-        float fMin, fMax;  // vertex range on the split axis
-    };
-    std::vector<Item> vItems;
-    std::vector<float> vPositions;  // in order of appearance
-};
 
 bool PlainKDTreeBuilder::build() {
     const uint32_t uFaces = tree.pScene->vFaces.uCount;
@@ -68,104 +102,42 @@ bool PlainKDTreeBuilder::build() {
     return uFaces > 0 && subdivide(0, tree.pScene->boxScene, 0, uFaces);
 }
 
-void PlainKDTreeBuilder::collectFaces(uint32_t uNode, unsigned uAxis, const BoxAABB& box, NodeFaces& faces) const {
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
-        const FaceData& face = tree.pScene->vFaces[tree.vFacesList[u].uFace];
-        const float a = face.pA->v3Position[uAxis], b = face.pB->v3Position[uAxis], c = face.pC->v3Position[uAxis];
-        faces.vItems.push_back({tree.vFacesList[u].uFace, std::min({a, b, c}), std::max({a, b, c})});
-        for (const float v : {a, b, c}) {
-            if (fLow <= v && v <= fHigh) faces.vPositions.push_back(v);
-        }
-    }
-}
-
-// The plain sweep: every face against every candidate. A face that misses the high part at one position lies wholly
-// below every later position, so it counts low from then on without a test.
-void PlainKDTreeBuilder::countFaces(const NodeFaces& faces, unsigned uAxis, const BoxAABB& box,
-                                    std::vector<SplitCandidate>& vCandidates) const {
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    std::vector<char> vMark(faces.vItems.size(), 1);
-    for (SplitCandidate& candidate : vCandidates) {
-        const float p = candidate.fPos;
-        const BoxAABB low = lowPart(box, uAxis, p), high = highPart(box, uAxis, p);
-        for (size_t i = 0; i < faces.vItems.size(); ++i) {
-            const NodeFaces::Item& item = faces.vItems[i];
-            const FaceData& face = tree.pScene->vFaces[item.uFace];
-            if (!vMark[i]) {
-                ++candidate.uLeft;
-                continue;
-            }
-            if (item.fMin <= p && fLow <= item.fMax && overlaps(face, low)) ++candidate.uLeft;
-            if (item.fMin <= fHigh && p <= item.fMax) {
-                if (overlaps(face, high)) {
-                    ++candidate.uRight;
-                } else {
-                    vMark[i] = 0;
-                }
-            }
-        }
-    }
-}
-
 bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDepth, uint32_t uFaceCount) {
     const unsigned uAxis = longestAxis(box);
     nodes[uNode].setAxis(uAxis);
-    const float fLow = box.v3Min[uAxis], fHigh = box.v3Max[uAxis];
-    NodeFaces faces;
-    collectFaces(uNode, uAxis, box, faces);
-
-    // Of equal positions the first one stays: 0 and -0 are equal and print differently.
-    std::vector<SplitCandidate> vCandidates;
-    std::stable_sort(faces.vPositions.begin(), faces.vPositions.end());
-    for (const float p : faces.vPositions) {
-        if (vCandidates.empty() || vCandidates.back().fPos != p) vCandidates.push_back({p, 0, 0});
+    std::vector<const FaceData*> vFaces;  // in list order
+    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
+        vFaces.push_back(&tree.pScene->vFaces[tree.vFacesList[u].uFace]);
     }
-    countFaces(faces, uAxis, box, vCandidates);
+    float fPos = 0.0f;
+    if (static_cast<float>(uFaceCount) < findSplit(vFaces, box, uAxis, fPos)) return false;
 
-    float fBestCost = std::numeric_limits<float>::infinity();
-    const SplitCandidate* pBest = nullptr;
-    for (const SplitCandidate& candidate : vCandidates) {
-        const float fAreaLow = halfArea(lowPart(box, uAxis, candidate.fPos));
-        const float fAreaHigh = halfArea(highPart(box, uAxis, candidate.fPos));
-        const float fCost =
-            (fAreaLow * static_cast<float>(candidate.uLeft) + static_cast<float>(candidate.uRight) * fAreaHigh) *
-                ((0.5f / halfArea(box)) * 2.0f) +
-            TRAVERSAL_COST;
-        if (fCost < fBestCost) {
-            fBestCost = fCost;
-            pBest = &candidate;
-        }
-    }
-    if (!pBest || static_cast<float>(uFaceCount) < fBestCost) return false;
-
-    const float p = pBest->fPos;
-    const BoxAABB low = lowPart(box, uAxis, p), high = highPart(box, uAxis, p);
-    uint32_t uLowHead = NO_INDEX, uHighHead = NO_INDEX, uLow = 0, uHigh = 0;
-    for (const NodeFaces::Item& item : faces.vItems) {
-        const FaceData& face = tree.pScene->vFaces[item.uFace];
-        const auto add = [&](uint32_t& uHead, uint32_t& uCount) {
+    const Halves halves(box, uAxis, fPos);
+    const BoxAABB* const boxes[2] = {&halves.low, &halves.high};
+    uint32_t uHeads[2] = {NO_INDEX, NO_INDEX}, uCounts[2] = {};
+    for (const FaceData* pFace : vFaces) {
+        for (const unsigned i : {0u, 1u}) {
+            if (!reaches(*pFace, *boxes[i], uAxis) || !overlaps(*pFace, *boxes[i])) continue;
             const uint32_t uEntry = tree.getNewObjectListNode();
             if (uEntry == NO_INDEX) return true;
-            tree.vFacesList[uEntry] = {item.uFace, uHead};
-            uHead = uEntry;
-            ++uCount;
-            return false;
-        };
-        if (item.fMin <= p && fLow <= item.fMax && overlaps(face, low) && add(uLowHead, uLow)) return true;
-        if (item.fMin <= fHigh && p <= item.fMax && overlaps(face, high) && add(uHighHead, uHigh)) return true;
+            tree.vFacesList[uEntry] = {static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData), uHeads[i]};
+            uHeads[i] = uEntry;
+            ++uCounts[i];
+        }
     }
     tree.freeObjectListNodes(nodes[uNode].index());
 
     const uint32_t uChild = nodes.uSize;
     nodes[uNode].makeInterior(uChild, uAxis);
-    nodes[uNode].fSplit = p;
-    for (const uint32_t uHead : {uLowHead, uHighHead}) {
+    nodes[uNode].fSplit = fPos;
+    for (const uint32_t uHead : uHeads) {
         KDTreeNode child;
         if (uHead != NO_INDEX) child.setList(uHead);
         if (nodes.PushBack(child)) return true;
     }
-    if (uDepth >= KDTree::MAX_DEPTH) return false;
-    if (uLow > SMALL_LEAF && subdivide(uChild, low, uDepth + 1, uLow)) return true;
-    return uHigh > SMALL_LEAF && subdivide(uChild + 1, high, uDepth + 1, uHigh);
+    for (const unsigned i : {0u, 1u}) {
+        const bool bSplit = uDepth < KDTree::MAX_DEPTH && uCounts[i] > SMALL_LEAF;
+        if (bSplit && subdivide(uChild + i, *boxes[i], uDepth + 1, uCounts[i])) return true;
+    }
+    return false;
 }

@@ -101,10 +101,11 @@ Mesh makePlanes(Random& random, uint32_t uRectangles) {
     return mesh;
 }
 
-void loadMesh(Scene& scene, const Mesh& mesh) {
+void loadMesh(Scene& scene, const Mesh& mesh, bool bScale) {
     writeFile("mesh.brs", mesh.text());
     ASSERT_FALSE(scene.loadScene("mesh.brs"));
-    scene.preprocessScene();
+    scene.findMinMax();
+    if (bScale) scene.preprocessScene();
 }
 
 NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box) {

@@ -55,8 +55,8 @@ Mesh makeSlivers(Random& random, uint32_t uFaces);
 /// Rectangles with whole coordinates along the axes: many touch, cross or cover each other.
 Mesh makePlanes(Random& random, uint32_t uRectangles);
 
-/// Loads a mesh through the file mesh.brs and preprocesses it.
-void loadMesh(Scene& scene, const Mesh& mesh);
+/// Loads a mesh through the file mesh.brs and preprocesses it; without scaling, it only gets its bounds.
+void loadMesh(Scene& scene, const Mesh& mesh, bool bScale = true);
 
 /// A point well outside a scaled scene's box.
 Velk::NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box);
