@@ -64,6 +64,12 @@ std::string readFile(const std::string& sFile) {
     return text.str();
 }
 
+std::string documentedExample(const std::string& sPage, const std::string& sStart) {
+    const std::string sText = readFile(RT_SOURCE_DIR "/docs/" + sPage), sFence = "```text\n";
+    const size_t uFrom = sText.find(sFence + sStart), uBlock = uFrom + sFence.size();
+    return uFrom == std::string::npos ? "" : sText.substr(uBlock, sText.find("```\n", uBlock) - uBlock);
+}
+
 bool contains(const std::string& sText, const std::string& sPhrase) {
     return sText.find(sPhrase) != std::string::npos;
 }

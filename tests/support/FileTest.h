@@ -28,6 +28,9 @@ void writeFile(const std::string& sFile, const std::string& sText);
 /// The whole file, empty when there is none.
 std::string readFile(const std::string& sFile);
 
+/// The code block of a page in docs/ that begins with this text, empty when there is none.
+std::string documentedExample(const std::string& sPage, const std::string& sStart);
+
 bool contains(const std::string& sText, const std::string& sPhrase);
 
 /// The number behind the last occurrence of a phrase, 0 when there is none: a line number in a log.
