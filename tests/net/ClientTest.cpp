@@ -1,5 +1,3 @@
-#include <sys/socket.h>
-
 #include <thread>
 #include <vector>
 
@@ -28,16 +26,15 @@ class ClientTest : public FileTest {
     // Runs a client to its end against a server's behaviour.
     template <typename Behaviour>
     void run(const Behaviour& behave) {
-        int ends[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-        client.initClient(ends[0], {});
+        const auto [iClient, iServer] = makeConnection();
+        client.initClient(iClient, {});
         std::thread worker([this] {
             RSIClient rsiClient;
             rsiClient.init(client, rayTracer);
             rsiClient.run();
         });
         {
-            const Peer server(ends[1]);
+            const Peer server(iServer);
             EXPECT_EQ(server.receive(8), words({0, 8}));
             behave(server);
         }
@@ -73,9 +70,8 @@ TEST_F(ClientTest, ExchangeIsTheRecordedOne) {
         EXPECT_TRUE(server.isClosed());
     });
     const std::string sLog = takeLog();
-    EXPECT_NE(sLog.find("Task 5 received, ( 16, 8 ) -> Sending answer, task: 5, buffer size: 30...OK\n"),
-              std::string::npos);
-    EXPECT_EQ(sLog.find("LINE"), std::string::npos);
+    EXPECT_TRUE(contains(sLog, "Task 5 received, ( 16, 8 ) -> Sending answer, task: 5, buffer size: 30...OK\n"));
+    EXPECT_FALSE(contains(sLog, "LINE"));
 }
 
 TEST_F(ClientTest, LostServersEndItWithAnError) {
@@ -83,29 +79,26 @@ TEST_F(ClientTest, LostServersEndItWithAnError) {
         SCOPED_TRACE(uBytes);
         const std::string sAll = parametersPacket() + words({3, 32, 7, 8, 0, 8, 8, 8});
         run([&](const Peer& server) { server.send(sAll.substr(0, uBytes)); });
-        EXPECT_NE(takeLog().find("[Client.cpp | "), std::string::npos);
+        EXPECT_TRUE(contains(takeLog(), "[Client.cpp | "));
     }
     client.iStallLimit = 20;
     run([&](const Peer& server) {
         server.send("half");
         EXPECT_TRUE(server.isClosed());
     });
-    EXPECT_NE(takeLog().find("[Client.cpp | getResponse | "), std::string::npos);
+    EXPECT_TRUE(contains(takeLog(), "[Client.cpp | getResponse | "));
 }
-
-struct Refusal {
-    const char* szWhat;
-    std::string sBytes;
-    std::string sAnswer;  // all that the client sends before it closes
-    const char* szLog;
-};
 
 TEST_F(ClientTest, ChecksWhatItIsSent) {
     const std::string sGood = parametersPacket(), sReady = words({2, 8}), sDone = words({6, 8});
     const auto with = [&sGood](size_t uOffset, const std::string& sField) {
         return std::string(sGood).replace(12 + uOffset, sField.size(), sField);
     };
-    const Refusal vCases[] = {
+    const struct {
+        const char* szWhat;
+        std::string sBytes, sAnswer;  // the answer is all that the client sends before it closes
+        const char* szLog;
+    } cases[] = {
         {"length, then the end", words({1, 12, 571, 5, 8}), "", "serverRaytracerParams | LINE"},
         {"path without an end", with(0, std::string(256, 'x')), sDone, "Invalid raytracer parameters"},
         {"name without an end", with(256, std::string(256, 'x')), sDone, "Invalid raytracer parameters"},
@@ -125,13 +118,13 @@ TEST_F(ClientTest, ChecksWhatItIsSent) {
              words({3, 32, 7, 0, 0, 70000, 70000, 70000}),
          sReady + sDone, "Not enough memory"},
     };
-    for (const Refusal& refusal : vCases) {
+    for (const auto& refusal : cases) {
         SCOPED_TRACE(refusal.szWhat);
         run([&](const Peer& server) {
             server.send(refusal.sBytes);
             EXPECT_EQ(server.receive(10000), refusal.sAnswer);
         });
-        EXPECT_NE(takeLog().find(refusal.szLog), std::string::npos);
+        EXPECT_TRUE(contains(takeLog(), refusal.szLog));
     }
 }
 

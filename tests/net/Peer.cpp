@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 constexpr int GENEROUS_SECONDS = 60;
@@ -22,6 +23,16 @@ bool waitUntil(const std::function<bool()>& pfnCondition) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+std::array<int, 2> makeConnection() {
+    std::array<int, 2> ends{-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    return ends;
+}
+
+long openFiles(const std::string& sProcess) {
+    return std::distance(std::filesystem::directory_iterator("/proc/" + sProcess + "/fd"), {});
 }
 
 void Peer::send(const std::string& sBytes) const {
@@ -56,11 +67,10 @@ TestServer::TestServer(uint32_t uWidth, uint32_t uHeight, uint32_t uPackSize, ui
 }
 
 int TestServer::connect() {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends)) return -1;
-    if (!startClient(board, ends[0], {})) return ends[1];
-    close(ends[0]);
-    close(ends[1]);
+    const auto [iServer, iClient] = makeConnection();
+    if (!startClient(board, iServer, {})) return iClient;
+    close(iServer);
+    close(iClient);
     return -1;
 }
 
@@ -107,12 +117,6 @@ unsigned TestServer::deliver(const Peer& peer, unsigned uTiles) const {
 }
 
 bool TestServer::isComplete() const {
-    for (const Task& task : board.vTasks) {
-        const std::string sPixels = pixels(task);
-        for (uint32_t y = 0; y < task.uRows; ++y) {
-            const size_t uRow = size_t{3} * task.uColumns;
-            if (memcmp(task.pDestination + size_t{y} * task.uStride, &sPixels[y * uRow], uRow)) return false;
-        }
-    }
-    return true;
+    const std::string sAll = pixels({0, 0, 0, parameters.uWidth, parameters.uHeight, 0, nullptr, false, false});
+    return memcmp(image.pData, sAll.data(), sAll.size()) == 0;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -18,6 +19,12 @@ std::string bytesOf(const T& record) {
 
 /// Waits, with a generous limit, until the condition holds. False when it never did.
 bool waitUntil(const std::function<bool()>& pfnCondition);
+
+/// The two ends of a new connection.
+std::array<int, 2> makeConnection();
+
+/// How many files a process has open.
+long openFiles(const std::string& sProcess = "self");
 
 /// One end of a connection, driven byte by byte.
 class Peer {

@@ -43,15 +43,13 @@ TEST_F(ServerTest, PageShowsTheWholeExchange) {
     for (uint32_t u = 0; u < 6; ++u) EXPECT_EQ(server.image.getPixel(u % 3, u / 3), uWanted[u]) << u;
 }
 
-struct Misbehaviour {
-    const char* szWhat;
-    std::string sBytes;
-    bool bCloses;  // the client hangs up; else the server does, after a farewell
-};
-
 TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
     const std::string sStart = words({0, 8, 2, 8});
-    const Misbehaviour vCases[] = {
+    const struct {
+        const char* szWhat;
+        std::string sBytes;
+        bool bCloses;  // the client hangs up; else the server does, after a farewell
+    } cases[] = {
         {"result too short", sStart + words({4, 16, 1, 3}) + "123", false},
         {"result too long", sStart + words({4, 16, 1, 4096}) + std::string(4096, 'x'), false},
         {"huge result", sStart + words({4, 16, 1, 0xFFFFFFFF}), false},
@@ -74,18 +72,14 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
     good.send(words({0, 8}));
     EXPECT_EQ(good.receive(584).size(), 584u);  // it holds the first slot and task 0 now; the others find task 1
     server.board.vClients[1].client.iStallLimit = 20;
-    for (const Misbehaviour& misbehaviour : vCases) {
+    for (const auto& misbehaviour : cases) {
         SCOPED_TRACE(misbehaviour.szWhat);
-        Peer bad(server.connectWhenFree());  // so the one before has left its slot
+        const Peer bad(server.connectWhenFree());  // so the one before has left its slot
         bad.send(misbehaviour.sBytes);
-        if (misbehaviour.bCloses) {
-            bad.close();
-        } else {
-            // What the server answered before, then its farewell.
-            const std::string sAll = bad.receive(100000);
-            ASSERT_GE(sAll.size(), 8u);
-            EXPECT_EQ(sAll.substr(sAll.size() - 8), words({5, 8}));
-        }
+        if (misbehaviour.bCloses) continue;
+        const std::string sAll = bad.receive(100000);  // what the server answered before, then its farewell
+        ASSERT_GE(sAll.size(), 8u);
+        EXPECT_EQ(sAll.substr(sAll.size() - 8), words({5, 8}));
     }
     EXPECT_GT(server.deliver(good, 1000), 0u);
     server.finish();
@@ -142,18 +136,17 @@ TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {
         ASSERT_FALSE(listener.initServer(0, 2));
         bool bStopped = false;
         std::thread loop([&] { bStopped = serveClients(listener, test.board, test.wakeup); });
-        SocketClient first, second;
-        ASSERT_FALSE(first.initClient("127.0.0.1", listener.uPort));
-        first.sendPacket(words({0, 8}).data(), 8);
-        char answer[584];
-        ASSERT_FALSE(first.getResponse(answer, sizeof(answer)));
-        ASSERT_FALSE(second.initClient("127.0.0.1", listener.uPort));  // the only task is taken
-        const Peer served(std::exchange(first.iSocket, -1)), waiting(std::exchange(second.iSocket, -1));
-        if (bStop) {
-            test.wakeup.requestStop();
-        } else {
-            served.send(words({4, 16, 0, 192}) + test.pixels(test.board.vTasks[0]));
-        }
+        const auto connect = [&] {
+            SocketClient client;
+            EXPECT_FALSE(client.initClient("127.0.0.1", listener.uPort));
+            return std::exchange(client.iSocket, -1);
+        };
+        const Peer served(connect());
+        served.send(words({0, 8}));
+        EXPECT_EQ(served.receive(584).size(), 584u);
+        const Peer waiting(connect());  // the only task is taken
+        if (bStop) test.wakeup.requestStop();
+        if (!bStop) served.send(words({4, 16, 0, 192}) + test.pixels(test.board.vTasks[0]));
         EXPECT_EQ(served.receive(8), words({5, 8}));
         EXPECT_TRUE(served.isClosed());
         loop.join();
