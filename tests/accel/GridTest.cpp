@@ -44,37 +44,6 @@ void expectLiteralRecords(const Grid& grid) {
     ASSERT_EQ(grid.cells.uSize, uRecords);
 }
 
-Mesh scaled(Mesh mesh, float fFactor) {
-    for (NMVector3f& v3 : mesh.vVertices) v3 = v3 * fFactor;
-    return mesh;
-}
-
-// Squares of one lattice cell each, so that a grid of the lattice's pitch has every face between two voxels.
-Mesh makeLattice(Random& random, uint32_t uSquares) {
-    Mesh mesh;
-    for (uint32_t u = 0; u < uSquares; ++u) {
-        NMVector3f v3Corner{}, v3Edge[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-        for (unsigned a = 0; a < 3; ++a) v3Corner[a] = static_cast<float>(random.below(7));
-        const unsigned uAxis = random.below(3);
-        mesh.addQuad(v3Corner, v3Edge[(uAxis + 1) % 3], v3Edge[(uAxis + 2) % 3]);
-    }
-    return mesh;
-}
-
-std::vector<Mesh> makeMeshes(Random& random) {
-    std::vector<Mesh> vMeshes = {makeSoup(random, 300, 3.0f), makePlanes(random, 120), makeLattice(random, 250),
-                                 scaled(makePlanes(random, 120), 1e8f)};  // too large for its bounds to have a margin
-    Mesh ball, flat, single, slivers = makeSlivers(random, 100);
-    ball.addSphere({3, -2, 1}, 5.0f, 3);
-    ball.addQuad({-8, -7, -8}, {20, 0, 0}, {0, 0, 20});
-    for (unsigned u = 0; u < 100; ++u) {
-        flat.addQuad({random.between(0, 90), 0, random.between(0, 90)}, {3, 0, 0}, {0, random.between(0, 0.1f), 3});
-    }
-    single.add({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
-    vMeshes.insert(vMeshes.end(), {ball, flat, single, slivers});
-    return vMeshes;
-}
-
 // A coordinate on a boundary between voxels, by product or by sum.
 float boundary(Random& random, const Grid& grid, unsigned a) {
     const uint32_t uVoxels = random.below(static_cast<uint32_t>(grid.subdivDim[a]) + 1);
@@ -91,14 +60,14 @@ Ray makeRay(Random& random, const Grid& grid) {
     const NMVector3f &A = face.pA->v3Position, &B = face.pB->v3Position, &C = face.pC->v3Position;
     const NMVector3f v3Inside = random.inside(box), v3OnFace = A * 0.2f + B * 0.5f + C * 0.3f;
     const NMVector3f v3Corner{boundary(random, grid, 0), boundary(random, grid, 1), boundary(random, grid, 2)};
+    const NMVector3f v3Outside = grid.pScene->v3Center + normalize(random.vector(1.0f)) * random.between(9e3f, 3e4f);
     const unsigned a = random.below(3);
     const float fSign = random.below(2) ? 1.0f : -1.0f;
     NMVector3f v3OnBoundary = v3Inside, v3NearBoundary = v3Inside, v3OnBox = v3Inside;
     v3OnBoundary[a] = v3Corner[a];
     v3NearBoundary[a] = v3Corner[a] + random.between(-0.02f, 0.02f);
     v3OnBox[a] = random.below(2) ? box.v3Min[a] : box.v3Max[a];
-    const NMVector3f points[] = {
-        v3Inside, A, v3OnFace, v3Corner, v3OnBoundary, v3NearBoundary, v3OnBox, pointOutside(random, box)};
+    const NMVector3f points[] = {v3Inside, A, v3OnFace, v3Corner, v3OnBoundary, v3NearBoundary, v3OnBox, v3Outside};
     const uint32_t uFrom = random.below(8), uTo = uFrom + 1 + random.below(7);
     Ray ray{points[uFrom], normalize(random.vector(1.0f))};
     switch (random.below(9)) {
@@ -171,20 +140,20 @@ TEST_F(UniformGrid, BuildIsThatOfEveryFaceAgainstEveryVoxel) {
 }
 
 TEST_F(UniformGrid, AnswersAgreeExactlyWithBruteForce) {
-    Random random(2);
+    Random random(5);
     std::vector<Mesh> vMeshes = makeMeshes(random);
-    vMeshes.pop_back();  // of slivers a ray test accepts points far from the face
+    vMeshes.pop_back();  // the slivers
     for (size_t uMesh = 0; uMesh < vMeshes.size(); ++uMesh) {
         Scene scene;
         loadMesh(scene, vMeshes[uMesh]);
         Grid built, loaded;
         ASSERT_FALSE(built.createSubdivision(&scene, true));
         ASSERT_FALSE(loaded.createSubdivision(&scene, false));
-        for (unsigned u = 0; u < 8000; ++u) {
+        for (unsigned u = 0; u < 12000; ++u) {
             const Ray ray = makeRay(random, built);
-            SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", ray " << u << " of seed 2");
+            SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", ray " << u << " of seed 5");
             expectExactAnswers(random, built, ray);
-            if (uMesh != 3) expectExactAnswers(random, loaded, ray);
+            if (uMesh != 7) expectExactAnswers(random, loaded, ray);
             if (HasFatalFailure()) return;
         }
     }

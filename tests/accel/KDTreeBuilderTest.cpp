@@ -20,8 +20,8 @@ class HardMesh {
     enum Shape { COLLINEAR, EDGE, POINT, NEEDLE, FLAT, SMALL, ANY, SHAPES };
 
     explicit HardMesh(unsigned uSeed) : random(uSeed) {
-        kind = static_cast<Kind>(integer(0, KINDS - 1));
-        shape = static_cast<Shape>(integer(0, SHAPES - 1));
+        kind = anyOf(KINDS);
+        shape = anyOf(SHAPES);
         iRange = integer(1, 12);
         fScale = std::ldexp(1.0f, integer(0, 4) ? integer(-3, 8) : integer(-60, 60));
         bHair = integer(0, 1) != 0;
@@ -38,8 +38,7 @@ class HardMesh {
 
     Mesh make(int iFaces) {
         Mesh mesh;
-        for (int i = 0; i < iFaces; ++i)
-            addFace(mesh, integer(0, 5) ? shape : static_cast<Shape>(integer(0, SHAPES - 1)));
+        for (int i = 0; i < iFaces; ++i) addFace(mesh, integer(0, 5) ? shape : anyOf(SHAPES));
         return mesh;
     }
 
@@ -48,6 +47,10 @@ class HardMesh {
     }
 
  private:
+    template <typename Enum>
+    Enum anyOf(Enum end) {
+        return static_cast<Enum>(integer(0, end - 1));
+    }
     float hair(float f) { return std::nextafter(f, integer(0, 1) ? 1e30f : -1e30f); }
 
     float coordinate(unsigned uAxis) {

@@ -1,4 +1,4 @@
-#include "accel/KDTree.h"
+#include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
@@ -7,22 +7,6 @@ namespace {
 using Velk::NMVector3f;
 
 using KDTreeQueriesTest = FileTest;
-
-Mesh makeMesh(const std::string& sKind, Random& random) {
-    if (sKind == "soup") return makeSoup(random, 700, 4.0f);
-    if (sKind == "few") return makeSoup(random, 1 + random.below(3), 20.0f);
-    if (sKind == "slivers") return makeSlivers(random, 400);
-    if (sKind == "planes") return makePlanes(random, 200);
-    Mesh mesh;
-    if (sKind == "twins") {  // every face twice, turned over
-        mesh = makeSoup(random, 400, 3.0f);
-        for (uint32_t u = 0; u < 400; ++u) mesh.vTriangles.push_back({3 * u + 2, 3 * u + 1, 3 * u, 0});
-        return mesh;
-    }
-    mesh.addSphere({1, 2, 3}, 4.0f, 3);
-    mesh.addQuad({-10, -2, -10}, {20, 0, 0}, {0, 0, 20});
-    return mesh;
-}
 
 struct Ray {
     NMVector3f v3Origin, v3Dir;
@@ -52,36 +36,39 @@ Ray makeRay(Random& random, const Scene& scene) {
 // whose own box ends there too (only the far side is looked at); and a sliver, whose computed hit may lie beside it.
 TEST_F(KDTreeQueriesTest, FindWhatASearchOverAllFacesFinds) {
     unsigned uHits = 0, uPassedBy = 0;
-    for (const char* szKind : {"soup", "ball", "twins", "few", "planes", "slivers"}) {
-        const bool bExact = *szKind != 'p' && szKind[1] != 'l';
-        for (uint32_t uSeed = 0; uSeed < 3; ++uSeed) {
-            Random random(uSeed);
-            Scene scene;
-            loadMesh(scene, makeMesh(szKind, random));
-            KDTree tree;
+    for (uint32_t uSeed = 0; uSeed < 3; ++uSeed) {
+        Random random(uSeed);
+        const std::vector<Mesh> vMeshes = makeMeshes(random);
+        for (size_t uMesh = 0; uMesh < vMeshes.size(); ++uMesh) {
+            const bool bExact = uMesh < 4;  // the faces at random
+            RayTracer rayTracer;
+            Scene& scene = rayTracer.scene;
+            KDTree& tree = rayTracer.kdTree;
+            loadMesh(scene, vMeshes[uMesh]);
             EXPECT_EQ(tree.findNearestFace({}, {0, 0, 1}, 9.0f, nullptr), nullptr) << "no tree yet";
-            testing::internal::CaptureStdout();
             ASSERT_FALSE(tree.buildTree(&scene, true));
-            testing::internal::GetCapturedStdout();
             for (uint32_t uRay = 0; uRay < 1000; ++uRay) {
-                SCOPED_TRACE(szKind + std::string(", seed ") + std::to_string(uSeed) + ", ray " + std::to_string(uRay));
-                const Ray ray = makeRay(random, scene);
-                float fNearest = HUGE_VALF;
-                RayTestOutput hit{{}, HUGE_VALF, false, 0, 0}, again;
-                for (const FaceData& face : scene.vFaces) {
-                    const bool bHit = scene.testTriangle(&face, ray.v3Origin, ray.v3Dir, ray.fMaxDist, &again);
-                    if (bHit) fNearest = std::min(fNearest, again.fT);
-                }
-                const FaceData* pFace = tree.findNearestFace(ray.v3Origin, ray.v3Dir, ray.fMaxDist, &hit);
-                const bool bObstacle = tree.findObstacle(ray.v3Origin, ray.v3Dir, ray.fMaxDist);
+                SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", seed " << uSeed << ", ray " << uRay);
+                const auto [O, D, fMaxDist] = makeRay(random, scene);
+                RayTestOutput hit{{}, HUGE_VALF, false, 0, 0}, judge, again;
+                rayTracer.fMaxDistance = fMaxDist;
+                const FaceData* pJudge = rayTracer.dummyFindTriangle(O, D, &judge);
+                const float fNearest = pJudge ? judge.fT : HUGE_VALF;
+                unsigned uAtIt = 0;  // faces: the judge's own, and those at the same t
+                for (const FaceData& face : scene.vFaces) uAtIt += scene.testTriangle(&face, O, D, judge.fT, &again);
+                ASSERT_EQ(rayTracer.dummyFindObstacle(O, D, nullptr, judge.fT), uAtIt > 0);
+                ASSERT_EQ(rayTracer.dummyFindObstacle(O, D, pJudge, judge.fT), uAtIt > 1);
+
+                const FaceData* pFace = tree.findNearestFace(O, D, fMaxDist, &hit);
+                const bool bObstacle = tree.findObstacle(O, D, fMaxDist);
                 ASSERT_GE(hit.fT, fNearest);
                 ASSERT_EQ(pFace == nullptr, hit.fT == HUGE_VALF) << "a miss leaves the record alone";
-                ASSERT_LE(bObstacle, fNearest < HUGE_VALF);
+                ASSERT_LE(bObstacle, pJudge != nullptr);
                 if (pFace) {
-                    ASSERT_TRUE(scene.testTriangle(pFace, ray.v3Origin, ray.v3Dir, ray.fMaxDist, &again));
+                    ASSERT_TRUE(scene.testTriangle(pFace, O, D, fMaxDist, &again));
                     ASSERT_TRUE(again.fT == hit.fT && again.fU == hit.fU && again.bFrontFace == hit.bFrontFace);
                 }
-                const bool bAgree = hit.fT == fNearest && bObstacle == (fNearest < HUGE_VALF);
+                const bool bAgree = hit.fT == fNearest && bObstacle == (pJudge != nullptr);
                 ASSERT_TRUE(bAgree || !bExact) << hit.fT << " " << fNearest << " " << bObstacle;
                 ++(bAgree ? uHits : uPassedBy);
             }

@@ -19,9 +19,7 @@ class ClientTest : public FileTest {
         makeScene(makeShowcase(), 21, 10).write("test");
         snprintf(parameters.szDescFile, sizeof(parameters.szDescFile), "Scenes/scene_descs/test.txt");
         parameters.uPackSize = 8;
-        testing::internal::CaptureStdout();
     }
-    ~ClientTest() override { testing::internal::GetCapturedStdout(); }
 
     // Runs a client to its end against a server's behaviour.
     template <typename Behaviour>

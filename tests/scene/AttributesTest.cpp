@@ -13,54 +13,41 @@ bool load(Attributes& attributes, const std::string& sText) {
     return attributes.loadAttributes("a.atr");
 }
 
-// One line for every keyword, and what it sets.
-template <typename T>
-struct Keyword {
-    const char* szLine;
-    T AttributeInstance::*pField;
-    T value;
-};
 using A = AttributeInstance;
-const Keyword<float> NUMBERS[] = {
-    // clang-format off
-    {"kd 0.5", &A::fKd, 0.5f}, {"ks .25", &A::fKs, 0.25f}, {"kts 1e-1", &A::fKts, 0.1f}, {"ktd 2", &A::fKtd, 2.0f},
-    {"ka -1", &A::fKa, -1.0f}, {"kf 0.25", &A::fKf, 0.75f}, {"SelfLuminance 7", &A::fSelfLuminance, 7.0f},
-    {"Ft 3", &A::fFt, 3.0f}, {"eta 1.5", &A::fEta, 1.5f}, {"my_ks 2 on reflection", &A::fKs, 2.0f},
-    {"highlight x y\nmirror off\nshading on\non mirror\nnothing known 5\nKd 5", &A::fKd, 0.0f},
-    // clang-format on
-};
-const Keyword<int32_t> INTEGERS[] = {
-    {"gs 20.9", &A::iGs, 20}, {"gm -3", &A::iGm, -3}, {"gs 99999999999", &A::iGs, INT32_MAX}};
-const Keyword<uint32_t> SWITCHES[] = {
-    // clang-format off
-    {"SelfLumDirection Pos", &A::uFlags, 0x01}, {"OneSheet on", &A::uFlags, 0x02}, {"reflection on", &A::uFlags, 0x04},
-    {"indirect on", &A::uFlags, 0x08}, {"mirror on", &A::uFlags, 0x10}, {"shadowcast on", &A::uFlags, 0x20},
-    {"shadowfall on", &A::uFlags, 0x40}, {"shading smooth", &A::uFlags, 0x80},
-    // clang-format on
-};
-const Keyword<Velk::NMVector3f> COLOURS[] = {{"color 255 128 0", &A::v3Color, {1.0f, 128.0f / 255.0f, 0.0f}},
-                                             {"color -1 0 510", &A::v3Color, {4294967295.0f / 255.0f, 0.0f, 2.0f}}};
 
-template <typename Table>
-void checkTable(const Table& table) {
-    for (const auto& keyword : table) {
-        AttributeInstance expected{};
-        strcpy(expected.szName, "brick");
-        expected.*keyword.pField = keyword.value;
-        for (const char* szIndent : {"", " \t"}) {
-            Attributes attributes;
-            ASSERT_FALSE(load(attributes, std::string("Attr brick\n") + szIndent + keyword.szLine + "\nenddef\n"));
-            ASSERT_EQ(attributes.vAttributes.uSize, 1u);
-            EXPECT_EQ(memcmp(&attributes.vAttributes[0], &expected, sizeof(expected)), 0) << keyword.szLine;
-        }
-    }
-}
+// One line for every keyword, and what it sets.
+const std::pair<const char*, void (*)(A&)> KEYWORDS[] = {
+    // clang-format off
+    {"kd 0.5", [](A& a) { a.fKd = 0.5f; }}, {"ks .25", [](A& a) { a.fKs = 0.25f; }},
+    {"kts 1e-1", [](A& a) { a.fKts = 0.1f; }}, {"ktd 2", [](A& a) { a.fKtd = 2.0f; }},
+    {"ka -1", [](A& a) { a.fKa = -1.0f; }}, {"kf 0.25", [](A& a) { a.fKf = 0.75f; }},
+    {"Ft 3", [](A& a) { a.fFt = 3.0f; }}, {"eta 1.5", [](A& a) { a.fEta = 1.5f; }},
+    {"SelfLuminance 7", [](A& a) { a.fSelfLuminance = 7.0f; }},
+    {"my_ks 2 on reflection", [](A& a) { a.fKs = 2.0f; }},
+    {"highlight x y\nmirror off\nshading on\non mirror\nnothing known 5\nKd 5", [](A&) {}},
+    {"gs 20.9", [](A& a) { a.iGs = 20; }}, {"gm -3", [](A& a) { a.iGm = -3; }},
+    {"gs 99999999999", [](A& a) { a.iGs = INT32_MAX; }},
+    {"SelfLumDirection Pos", [](A& a) { a.uFlags = 0x01; }}, {"OneSheet on", [](A& a) { a.uFlags = 0x02; }},
+    {"reflection on", [](A& a) { a.uFlags = 0x04; }}, {"indirect on", [](A& a) { a.uFlags = 0x08; }},
+    {"mirror on", [](A& a) { a.uFlags = 0x10; }}, {"shadowcast on", [](A& a) { a.uFlags = 0x20; }},
+    {"shadowfall on", [](A& a) { a.uFlags = 0x40; }}, {"shading smooth", [](A& a) { a.uFlags = 0x80; }},
+    {"color 255 128 0", [](A& a) { a.v3Color = {1.0f, 128.0f / 255.0f, 0.0f}; }},
+    {"color -1 0 510", [](A& a) { a.v3Color = {4294967295.0f / 255.0f, 0.0f, 2.0f}; }},
+    // clang-format on
+};
 
 TEST_F(AttributesTest, EveryKeywordSetsItsFieldAndNothingElse) {
-    checkTable(NUMBERS);
-    checkTable(INTEGERS);
-    checkTable(SWITCHES);
-    checkTable(COLOURS);
+    for (const auto& [szLine, pfnSet] : KEYWORDS) {
+        A expected{};
+        strcpy(expected.szName, "brick");
+        pfnSet(expected);
+        for (const char* szIndent : {"", " \t"}) {
+            Attributes attributes;
+            ASSERT_FALSE(load(attributes, std::string("Attr brick\n") + szIndent + szLine + "\nenddef\n"));
+            ASSERT_EQ(attributes.vAttributes.uSize, 1u);
+            EXPECT_EQ(memcmp(&attributes.vAttributes[0], &expected, sizeof(expected)), 0) << szLine;
+        }
+    }
 }
 
 TEST_F(AttributesTest, MissingValuesAreReported) {

@@ -35,17 +35,11 @@ TEST_F(RayTriangleTest, FindsTheWeightsOfThePointAimedAt) {
 }
 
 TEST_F(RayTriangleTest, RimAndEndsBelongToItParallelRaysDoNot) {
-    SceneVertex vertices[3]{};  // a right triangle in the plane z = 0: all numbers are exact
-    vertices[1].v3Position = {2, 0, 0};
-    vertices[2].v3Position = {0, 2, 0};
+    Mesh mesh;  // a right triangle in the plane z = 0: all numbers are exact
+    mesh.add({0, 0, 0}, {2, 0, 0}, {0, 2, 0});
     Scene scene;
-    ASSERT_FALSE(scene.vFaces.allocate(1, 16));
-    scene.vFaces[0] = FaceData{};
-    scene.vFaces[0].pA = scene.pVertices = vertices;
-    scene.vFaces[0].pB = vertices + 1;
-    scene.vFaces[0].pC = vertices + 2;
+    loadMesh(scene, mesh, false);
     scene.precalculateFaces();
-    scene.pVertices = nullptr;  // not the scene's to free
     RayTestOutput hit{};
     const auto isHit = [&](const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxT = HUGE_VALF) {
         return scene.testTriangle(&scene.vFaces[0], v3Origin, v3Dir, fMaxT, &hit);

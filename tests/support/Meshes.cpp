@@ -101,14 +101,29 @@ Mesh makePlanes(Random& random, uint32_t uRectangles) {
     return mesh;
 }
 
+std::vector<Mesh> makeMeshes(Random& random) {
+    Mesh twins = makeSoup(random, 300, 3.0f), ball, lattice, flat, huge = makePlanes(random, 120);
+    const Mesh few = makeSoup(random, 1 + random.below(3), 20.0f);
+    for (uint32_t u = 0; u < 300; ++u) twins.vTriangles.push_back({3 * u + 2, 3 * u + 1, 3 * u, 0});  // turned over
+    ball.addSphere({1, 2, 3}, 4.0f, 3);
+    ball.addQuad({-10, -2, -10}, {20, 0, 0}, {0, 0, 20});
+    for (uint32_t u = 0; u < 250; ++u) {  // every face between two voxels of a grid
+        NMVector3f v3Corner{}, v3Edge[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+        for (unsigned a = 0; a < 3; ++a) v3Corner[a] = static_cast<float>(random.below(7));
+        const unsigned uAxis = random.below(3);
+        lattice.addQuad(v3Corner, v3Edge[(uAxis + 1) % 3], v3Edge[(uAxis + 2) % 3]);
+    }
+    for (uint32_t u = 0; u < 100; ++u) {
+        flat.addQuad({random.between(0, 90), 0, random.between(0, 90)}, {3, 0, 0}, {0, random.between(0, 0.1f), 3});
+    }
+    for (NMVector3f& v3 : huge.vVertices) v3 = v3 * 1e8f;
+    return {makeSoup(random, 500, 4.0f), ball, twins, few, makePlanes(random, 150), lattice, flat, huge,
+            makeSlivers(random, 200)};
+}
+
 void loadMesh(Scene& scene, const Mesh& mesh, bool bScale) {
     writeFile("mesh.brs", mesh.text());
     ASSERT_FALSE(scene.loadScene("mesh.brs"));
     scene.findMinMax();
     if (bScale) scene.preprocessScene();
-}
-
-NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box) {
-    const NMVector3f v3Centre = (box.v3Min + box.v3Max) * 0.5f;
-    return v3Centre + normalize(random.vector(1.0f)) * random.between(9000.0f, 30000.0f);
 }

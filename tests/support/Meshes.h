@@ -55,8 +55,9 @@ Mesh makeSlivers(Random& random, uint32_t uFaces);
 /// Rectangles with whole coordinates along the axes: many touch, cross or cover each other.
 Mesh makePlanes(Random& random, uint32_t uRectangles);
 
+/// Meshes that are hard on a search: four of faces at random, four of faces along the axes, of which the last is too
+/// large for its bounds to have a margin, and slivers, of which a ray test accepts points far from the face.
+std::vector<Mesh> makeMeshes(Random& random);
+
 /// Loads a mesh through the file mesh.brs and preprocesses it; without scaling, it only gets its bounds.
 void loadMesh(Scene& scene, const Mesh& mesh, bool bScale = true);
-
-/// A point well outside a scaled scene's box.
-Velk::NMVector3f pointOutside(Random& random, const Velk::BoxAABB& box);
