@@ -18,29 +18,28 @@ struct Ray {
 
 // Tests every face against every voxel, whose bounds are running sums.
 void expectLiteralRecords(const Grid& grid) {
-    const NMVector3f &v3Min = grid.v3Min, &v3Size = grid.v3Size;
-    uint32_t uVoxel = 0, uRecords = 0;
-    NMVector3f v3Lo = v3Min;
-    for (int y = 0; y < grid.subdivDim[1]; ++y, v3Lo.y += v3Size.y) {
-        v3Lo.z = v3Min.z;
-        for (int z = 0; z < grid.subdivDim[2]; ++z, v3Lo.z += v3Size.z) {
-            v3Lo.x = v3Min.x;
-            for (int x = 0; x < grid.subdivDim[0]; ++x, v3Lo.x += v3Size.x, ++uVoxel) {
-                const NMVector3f v3Hi = v3Lo + v3Size;
-                std::vector<unsigned int> vFaces;
-                for (const FaceData& face : grid.pScene->vFaces) {
-                    if (TriBoxIntersection((v3Lo + v3Hi) * 0.5f, (v3Hi - v3Lo) * 0.5f, face.pA->v3Position,
-                                           face.pB->v3Position, face.pC->v3Position)) {
-                        vFaces.push_back(static_cast<unsigned int>(&face - grid.pScene->vFaces.pData));
-                    }
-                }
-                ASSERT_EQ(grid.hashes[uVoxel], vFaces.empty() ? NO_INDEX : uRecords++);
-                const Grid::FaceIndices* pFaces = grid.getTriangles(uVoxel);
-                ASSERT_EQ(pFaces ? std::vector<unsigned int>(pFaces->begin(), pFaces->end()) : vFaces, vFaces);
+    std::vector<float> vSums[3];
+    for (unsigned a = 0; a < 3; ++a) {
+        float f = grid.v3Min[a];
+        for (int i = 0; i < grid.subdivDim[a]; ++i, f += grid.v3Size[a]) vSums[a].push_back(f);
+    }
+    const size_t uDimX = vSums[0].size(), uDimZ = vSums[2].size();
+    ASSERT_EQ(grid.hashes.uCount, uDimX * vSums[1].size() * uDimZ);
+    uint32_t uRecords = 0;
+    for (uint32_t u = 0; u < grid.hashes.uCount; ++u) {
+        const NMVector3f v3Lo{vSums[0][u % uDimX], vSums[1][u / uDimX / uDimZ], vSums[2][u / uDimX % uDimZ]};
+        const NMVector3f v3Hi = v3Lo + grid.v3Size;
+        std::vector<unsigned int> vFaces;
+        for (const FaceData& face : grid.pScene->vFaces) {
+            if (TriBoxIntersection((v3Lo + v3Hi) * 0.5f, (v3Hi - v3Lo) * 0.5f, face.pA->v3Position, face.pB->v3Position,
+                                   face.pC->v3Position)) {
+                vFaces.push_back(static_cast<unsigned int>(&face - grid.pScene->vFaces.pData));
             }
         }
+        ASSERT_EQ(grid.hashes[u], vFaces.empty() ? NO_INDEX : uRecords++);
+        const Grid::FaceIndices* pFaces = grid.getTriangles(u);
+        ASSERT_EQ(pFaces ? std::vector<unsigned int>(pFaces->begin(), pFaces->end()) : vFaces, vFaces);
     }
-    ASSERT_EQ(grid.hashes.uCount, uVoxel);
     ASSERT_EQ(grid.cells.uSize, uRecords);
 }
 

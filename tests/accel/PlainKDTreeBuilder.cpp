@@ -1,6 +1,7 @@
 #include "accel/PlainKDTreeBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <vector>
 
@@ -40,13 +41,11 @@ bool overlaps(const FaceData& face, const BoxAABB& box) {
     return TriBoxIntersection(v3Centre, v3Half, face.pA->v3Position, face.pB->v3Position, face.pC->v3Position);
 }
 
-struct Halves {
-    BoxAABB low, high;
-
-    Halves(const BoxAABB& box, unsigned uAxis, float fPos) : low(box), high(box) {
-        low.v3Max[uAxis] = high.v3Min[uAxis] = fPos;
-    }
-};
+std::array<BoxAABB, 2> cut(const BoxAABB& box, unsigned uAxis, float fPos) {
+    std::array<BoxAABB, 2> halves{box, box};
+    halves[0].v3Max[uAxis] = halves[1].v3Min[uAxis] = fPos;
+    return halves;
+}
 
 // The vertex coordinates within the box, ascending. Of equal ones the first stays: 0 and -0 are equal and print
 // differently.
@@ -69,19 +68,18 @@ float findSplit(const std::vector<const FaceData*>& vFaces, const BoxAABB& box, 
     float fBestCost = std::numeric_limits<float>::infinity();
     std::vector<bool> vBelow(vFaces.size());
     for (const float fPos : candidates(vFaces, box, uAxis)) {
-        const Halves halves(box, uAxis, fPos);
+        const auto [low, high] = cut(box, uAxis, fPos);
         uint32_t uLow = 0, uHigh = 0;
         for (size_t u = 0; u < vFaces.size(); ++u) {
             const FaceData& face = *vFaces[u];
-            uLow += vBelow[u] || (reaches(face, halves.low, uAxis) && overlaps(face, halves.low));
-            if (vBelow[u] || !reaches(face, halves.high, uAxis)) continue;
-            vBelow[u] = !overlaps(face, halves.high);
+            uLow += vBelow[u] || (reaches(face, low, uAxis) && overlaps(face, low));
+            if (vBelow[u] || !reaches(face, high, uAxis)) continue;
+            vBelow[u] = !overlaps(face, high);
             uHigh += !vBelow[u];
         }
-        const float fCost =
-            (halfArea(halves.low) * static_cast<float>(uLow) + static_cast<float>(uHigh) * halfArea(halves.high)) *
-                ((0.5f / halfArea(box)) * 2.0f) +
-            TRAVERSAL_COST;
+        const float fCost = (halfArea(low) * static_cast<float>(uLow) + static_cast<float>(uHigh) * halfArea(high)) *
+                                ((0.5f / halfArea(box)) * 2.0f) +
+                            TRAVERSAL_COST;
         if (fCost < fBestCost) {
             fBestCost = fCost;
             fBest = fPos;
@@ -112,12 +110,11 @@ bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned 
     float fPos = 0.0f;
     if (static_cast<float>(uFaceCount) < findSplit(vFaces, box, uAxis, fPos)) return false;
 
-    const Halves halves(box, uAxis, fPos);
-    const BoxAABB* const boxes[2] = {&halves.low, &halves.high};
+    const std::array<BoxAABB, 2> halves = cut(box, uAxis, fPos);
     uint32_t uHeads[2] = {NO_INDEX, NO_INDEX}, uCounts[2] = {};
     for (const FaceData* pFace : vFaces) {
         for (const unsigned i : {0u, 1u}) {
-            if (!reaches(*pFace, *boxes[i], uAxis) || !overlaps(*pFace, *boxes[i])) continue;
+            if (!reaches(*pFace, halves[i], uAxis) || !overlaps(*pFace, halves[i])) continue;
             const uint32_t uEntry = tree.getNewObjectListNode();
             if (uEntry == NO_INDEX) return true;
             tree.vFacesList[uEntry] = {static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData), uHeads[i]};
@@ -137,7 +134,7 @@ bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned 
     }
     for (const unsigned i : {0u, 1u}) {
         const bool bSplit = uDepth < KDTree::MAX_DEPTH && uCounts[i] > SMALL_LEAF;
-        if (bSplit && subdivide(uChild + i, *boxes[i], uDepth + 1, uCounts[i])) return true;
+        if (bSplit && subdivide(uChild + i, halves[i], uDepth + 1, uCounts[i])) return true;
     }
     return false;
 }

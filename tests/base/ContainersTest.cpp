@@ -6,22 +6,11 @@
 
 namespace {
 
-bool create(Velk::NDataVector<uint64_t>& v, uint32_t uStep) {
-    return v.create(4, uStep);
-}
-bool create(Velk::NAlignedDataVector<uint64_t>& v, uint32_t uStep) {
-    return v.create(4, uStep, 32);
-}
-
-template <typename T>
-class GrowableArray : public testing::Test {};
-using Arrays = testing::Types<Velk::NDataVector<uint64_t>, Velk::NAlignedDataVector<uint64_t>>;
-TYPED_TEST_SUITE(GrowableArray, Arrays, );  // the empty argument keeps Clang content
-
-TYPED_TEST(GrowableArray, GrowsByItsStepOrDropsTheElement) {
+template <typename Array, typename... Alignment>
+void expectGrowth(Alignment... alignment) {
     for (const uint32_t uStep : {4u, 0u}) {
-        TypeParam v;
-        ASSERT_FALSE(create(v, uStep));
+        Array v;
+        ASSERT_FALSE(v.create(4, uStep, alignment...));
         for (uint32_t u = 0; u < 100; ++u) {
             ASSERT_EQ(v.PushBack(u < 4 ? u : v[u - 4] + 4), !uStep && u >= 4);
             ASSERT_EQ(v.uCapacity, uStep ? (u / 4 + 1) * 4 : 4);
@@ -31,6 +20,11 @@ TYPED_TEST(GrowableArray, GrowsByItsStepOrDropsTheElement) {
         for (int i = 0; i < 2; ++i) v.Release();
         EXPECT_TRUE(!v.pData && !v.uSize && !v.uCapacity && v.uGrowBy == uStep);
     }
+}
+
+TEST(GrowableArrays, GrowByTheirStepOrDropTheElement) {
+    expectGrowth<Velk::NDataVector<uint64_t>>();
+    expectGrowth<Velk::NAlignedDataVector<uint64_t>>(32u);
 }
 
 TEST(AlignedArrays, AreAlignedOrStayAsTheyWere) {

@@ -135,9 +135,7 @@ TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
     SocketServer probe;  // for a port that is free
     ASSERT_FALSE(probe.initServer(0, 1));
     sPort = std::to_string(probe.uPort);
-    const auto pOccupied = startServer("occupied", sPort, "1");
-    EXPECT_EQ(pOccupied->end(), 1);
-    EXPECT_TRUE(contains(pOccupied->log(), ">> bind() failed!"));
+    EXPECT_EQ(startServer("occupied", sPort, "1")->end(), 1);
     probe.release();
     const auto pClient = startClient("client");
     EXPECT_TRUE(pClient->waitFor("connect() failed"));

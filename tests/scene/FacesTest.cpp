@@ -31,21 +31,6 @@ TEST_F(FacesTest, AxisAndTextureFrameFollowTheNormal) {
     }
 }
 
-TEST_F(FacesTest, VertexNormalsAreWeightedByAngles) {
-    // A cube's corner: three quads, of which the split decides whether one or two triangles end there.
-    for (const bool bSplitHere : {false, true}) {
-        Mesh mesh;
-        mesh.vVertices = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}, {5, 5, 5}};
-        mesh.vTriangles = {{0, 1, 2, 0}, {1, 4, 2, 0}, {0, 2, 5, 0}, {0, 5, 3, 0}, {0, 7, 7, 0}};
-        if (bSplitHere) mesh.vTriangles.insert(mesh.vTriangles.end(), {{0, 3, 6, 0}, {0, 6, 1, 0}});
-        if (!bSplitHere) mesh.vTriangles.insert(mesh.vTriangles.end(), {{0, 3, 1, 0}, {3, 6, 1, 0}});
-        Scene scene;
-        loadMesh(scene, mesh);
-        for (unsigned a = 0; a < 3; ++a) EXPECT_NEAR(scene.pVertices[0].v3Normal[a], -sqrtf(1.0f / 3.0f), 1e-5f);
-        EXPECT_EQ(length(scene.pVertices[7].v3Normal), 0.0f) << "no sound face uses it";
-    }
-}
-
 TEST_F(FacesTest, DegenerateFacesAreNeverHit) {
     Mesh mesh;
     mesh.add({1, 1, 1}, {1, 1, 1}, {1, 1, 1});
