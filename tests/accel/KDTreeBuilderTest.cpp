@@ -19,9 +19,10 @@ class HardMesh {
     enum Kind { WHOLE, SIGNED_ZEROS, PLANE, THIN, TINY, CLOSE, SOUP, KINDS };
     enum Shape { COLLINEAR, EDGE, POINT, NEEDLE, FLAT, SMALL, ANY, SHAPES };
 
-    explicit HardMesh(unsigned uSeed) : random(uSeed) {
-        kind = anyOf(KINDS);
-        shape = anyOf(SHAPES);
+    // One kind and shape, any when they are not given.
+    explicit HardMesh(unsigned uSeed, Kind ownKind = KINDS, Shape ownShape = SHAPES) : random(uSeed) {
+        kind = ownKind == KINDS ? anyOf(KINDS) : ownKind;
+        shape = ownShape == SHAPES ? anyOf(SHAPES) : ownShape;
         iRange = integer(1, 12);
         fScale = std::ldexp(1.0f, integer(0, 4) ? integer(-3, 8) : integer(-60, 60));
         bHair = integer(0, 1) != 0;
@@ -29,11 +30,6 @@ class HardMesh {
             const int iExponent = integer(0, 26);
             f = integer(0, 4) ? -0.0f : fScale * std::ldexp(random.between(-0.5f, 0.5f), iExponent);  // -0 keeps a sign
         }
-    }
-
-    HardMesh(unsigned uSeed, Kind onlyKind, Shape mainShape) : HardMesh(uSeed) {
-        kind = onlyKind;
-        shape = mainShape;
     }
 
     Mesh make(int iFaces) {

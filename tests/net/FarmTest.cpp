@@ -78,22 +78,17 @@ class FarmTest : public FileTest {
         auto pServer = std::make_unique<Process>(sName, vArguments);
         if (sOn != "0") return pServer;
         EXPECT_TRUE(pServer->waitFor("Waiting for clients"));
-        sPort = std::to_string(numberBehind(pServer->log(), "Listening on port "));
+        const std::string sLog = pServer->log(), sPhrase = "Listening on port ";
+        uPort = static_cast<uint16_t>(std::stoul(sLog.substr(sLog.find(sPhrase) + sPhrase.size())));
         return pServer;
     }
 
     std::unique_ptr<Process> startClient(const std::string& sName) const {
-        return std::make_unique<Process>(sName, std::vector<std::string>{"--client", "127.0.0.1", sPort});
+        return std::make_unique<Process>(sName,
+                                         std::vector<std::string>{"--client", "127.0.0.1", std::to_string(uPort)});
     }
 
-    // A connection to the server, -1 when there is none.
-    int connectHere() const {
-        SocketClient client;
-        EXPECT_FALSE(client.initClient("127.0.0.1", static_cast<uint16_t>(std::stoul(sPort))));
-        return std::exchange(client.iSocket, -1);
-    }
-
-    std::string sPort;
+    uint16_t uPort = 0;
 
  private:
     std::vector<std::string> vSettings;
@@ -134,12 +129,12 @@ TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
     render({"--packsize", "1000", "--resolution", "320", "240"});
     SocketServer probe;  // for a port that is free
     ASSERT_FALSE(probe.initServer(0, 1));
-    sPort = std::to_string(probe.uPort);
-    EXPECT_EQ(startServer("occupied", sPort, "1")->end(), 1);
+    uPort = probe.uPort;
+    EXPECT_EQ(startServer("occupied", std::to_string(uPort), "1")->end(), 1);
     probe.release();
     const auto pClient = startClient("client");
     EXPECT_TRUE(pClient->waitFor("connect() failed"));
-    const auto pServer = startServer("server", sPort, "1");
+    const auto pServer = startServer("server", std::to_string(uPort), "1");
     EXPECT_TRUE(pClient->waitFor("Task 0 received"));
     pServer->send(SIGKILL);
     pServer->end();
@@ -150,10 +145,10 @@ TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
 TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
     render({});
     const auto pServer = startServer("server", "0", "1");
-    const Peer silent(connectHere());
+    const Peer silent(connectTo(uPort));
     EXPECT_TRUE(pServer->waitFor("Client 0 created"));
     const long iFiles = pServer->files();
-    const Peer beyondTheLimit(connectHere());
+    const Peer beyondTheLimit(connectTo(uPort));
     EXPECT_TRUE(waitUntil([&] { return pServer->files() > iFiles; }));
     pServer->send(SIGTERM);
     EXPECT_EQ(silent.receive(8), words({5, 8}));

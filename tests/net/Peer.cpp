@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 #include <thread>
+#include <utility>
 
 constexpr int GENEROUS_SECONDS = 60;
 
@@ -29,6 +30,12 @@ std::array<int, 2> makeConnection() {
     std::array<int, 2> ends{-1, -1};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
     return ends;
+}
+
+int connectTo(uint16_t uPort) {
+    SocketClient client;
+    EXPECT_FALSE(client.initClient("127.0.0.1", uPort));
+    return std::exchange(client.iSocket, -1);
 }
 
 long openFiles(const std::string& sProcess) {

@@ -23,6 +23,9 @@ bool waitUntil(const std::function<bool()>& pfnCondition);
 /// The two ends of a new connection.
 std::array<int, 2> makeConnection();
 
+/// A connection to a port of this machine, -1 when there is none.
+int connectTo(uint16_t uPort);
+
 /// How many files a process has open.
 long openFiles(const std::string& sProcess = "self");
 

@@ -1,6 +1,5 @@
 #include <sstream>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "net/Peer.h"
@@ -87,9 +86,7 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
 }
 
 TEST_F(ServerTest, HundredClientsComeAndGoAndEveryTileArrivesOnce) {
-    constexpr uint32_t SEED = 5;
-    SCOPED_TRACE(SEED);
-    Random random(SEED);
+    Random random(5);
     TestServer server(61, 61, 2, 8);  // 961 tiles
     std::vector<std::thread> vClients;
     for (int i = 0; i < 100; ++i) {
@@ -136,15 +133,10 @@ TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {
         ASSERT_FALSE(listener.initServer(0, 2));
         bool bStopped = false;
         std::thread loop([&] { bStopped = serveClients(listener, test.board, test.wakeup); });
-        const auto connect = [&] {
-            SocketClient client;
-            EXPECT_FALSE(client.initClient("127.0.0.1", listener.uPort));
-            return std::exchange(client.iSocket, -1);
-        };
-        const Peer served(connect());
+        const Peer served(connectTo(listener.uPort));
         served.send(words({0, 8}));
         EXPECT_EQ(served.receive(584).size(), 584u);
-        const Peer waiting(connect());  // the only task is taken
+        const Peer waiting(connectTo(listener.uPort));  // the only task is taken
         if (bStop) test.wakeup.requestStop();
         if (!bStop) served.send(words({4, 16, 0, 192}) + test.pixels(test.board.vTasks[0]));
         EXPECT_EQ(served.receive(8), words({5, 8}));

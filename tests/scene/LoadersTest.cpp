@@ -1,6 +1,7 @@
 #include "scene/Attributes.h"
 #include "scene/Camera.h"
 #include "scene/Lights.h"
+#include "scene/OldLights.h"
 #include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 #include "support/FileTest.h"
@@ -27,11 +28,12 @@ bool load(const char* szFile) {
     return bFailed;
 }
 const Loader camera = load<Camera, &Camera::loadCamera>, lights = load<Lights, &Lights::loadLights>;
-const Loader materials = load<Attributes, &Attributes::loadAttributes>;
+const Loader materials = load<Attributes, &Attributes::loadAttributes>, old = load<OldLights, &OldLights::loadLights>;
 
 TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
     const std::string sMesh = "3\n0 0 0\n1 0 0\n0 1 0\n\n",
-                      sCamera = "Camera c\nviewpoint 1 2 3\nscreen\n1 2 3\n1 2 3\n";
+                      sCamera = "Camera c\nviewpoint 1 2 3\nscreen\n1 2 3\n1 2 3\n",
+                      sLamp = "GeLight lamp\nTotalFlux 7\nenddef\n";
     const struct {
         Loader pfnLoad;
         std::string sText;
@@ -52,7 +54,12 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
         {camera, sCamera + "1 2 3\nsize 3 4\n", 7}, {materials, "Attr\n", 1}, {materials, "\nMaterial x\n", 2},
         {materials, "Attr a\nenddef\nkd 1\n", 3}, {lights, "none\n", 1}, {lights, "// n\n-1\n", 2},
         {lights, "4294967295\n", 1}, {lights, "2000000000\n1 2 3 4 5 6 7\n", 1},
-        {lights, "2\n1 2 3 4 5 6 7\n1 2 3 4 5 6\n", 3},
+        {lights, "2\n1 2 3 4 5 6 7\n1 2 3 4 5 6\n", 3}, {old, "\nGeLight\n", 2},
+        {old, "GeLight " + std::string(40, 'x'), 1}, {old, "GeLight a\nTotalFlux much\n", 2},
+        {old, "GeLight a\n// note\nintensity 1 2\n", 3}, {old, "Fixture f\nLight lamp\n", 2},
+        {old, sLamp + "Fixture\n", 4}, {old, sLamp + "Fixture f\nLight\n", 5},
+        {old, sLamp + "Fixture f\nLight lantern\n", 5}, {old, sLamp + "Fixture f\nLight lamp\nPosition 1 2\n", 6},
+        {old, sLamp + "Fixture f\nPosition 1 2 3\nenddef\n", 6},  // a fixture without a light
         // clang-format on
     };
     for (const auto& c : cases) {
@@ -65,7 +72,7 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
             << sLog << c.sText;
         EXPECT_TRUE(bNumbered || contains(sLog, ", file line: " + sLine + "\n")) << sLog << c.sText;
     }
-    for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials}) {
+    for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials, old}) {
         EXPECT_TRUE(pfnLoad("missing.txt"));
         EXPECT_TRUE(contains(takeLog(), "Failed to open file: missing.txt"));
     }

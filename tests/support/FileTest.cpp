@@ -79,8 +79,3 @@ uint64_t hashOf(const std::string& sBytes) {
     for (const char c : sBytes) uHash = (uHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
     return uHash;
 }
-
-unsigned numberBehind(const std::string& sText, const std::string& sPhrase) {
-    const size_t uAt = sText.rfind(sPhrase);
-    return uAt == std::string::npos ? 0 : static_cast<unsigned>(atoi(sText.c_str() + uAt + sPhrase.size()));
-}

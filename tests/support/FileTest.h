@@ -33,8 +33,5 @@ std::string documentedExample(const std::string& sPage, const std::string& sStar
 
 bool contains(const std::string& sText, const std::string& sPhrase);
 
-/// The number behind the last occurrence of a phrase, 0 when there is none: a line number in a log.
-unsigned numberBehind(const std::string& sText, const std::string& sPhrase);
-
 /// 64-bit FNV-1a.
 uint64_t hashOf(const std::string& sBytes);

@@ -39,14 +39,13 @@ std::string renderPacks(RayTracer& rayTracer, unsigned uPackSize) {
     std::string sImage(size_t{3} * parameters.uWidth * parameters.uHeight, '?');
     for (unsigned y = 0; y < parameters.uHeight; y += uPackSize) {
         for (unsigned x = 0; x < parameters.uWidth; x += uPackSize) {
-            const unsigned uColumns = std::min(uPackSize, parameters.uWidth - x);
-            const unsigned uRows = std::min(uPackSize, parameters.uHeight - y);
-            std::vector<unsigned char> vPack(size_t{3} * uColumns * uRows);
-            rayTracer.calculatePack(x, y, vPack.data());
-            for (unsigned uRow = 0; uRow < uRows; ++uRow) {
-                const unsigned char* pRow = vPack.data() + size_t{3} * uColumns * uRow;
-                std::copy(pRow, pRow + 3 * uColumns,
-                          sImage.begin() + 3 * (static_cast<long>(y + uRow) * parameters.uWidth + x));
+            const size_t uColumns = std::min(uPackSize, parameters.uWidth - x);
+            const size_t uRows = std::min(uPackSize, parameters.uHeight - y);
+            std::string sPack(size_t{3} * uColumns * uRows, '?');
+            rayTracer.calculatePack(x, y, reinterpret_cast<unsigned char*>(sPack.data()));
+            for (size_t uRow = 0; uRow < uRows; ++uRow) {
+                sImage.replace(3 * ((y + uRow) * parameters.uWidth + x), 3 * uColumns, sPack, 3 * uColumns * uRow,
+                               3 * uColumns);
             }
         }
     }
