@@ -145,6 +145,7 @@ TEST_F(UniformGrid, AnswersAgreeExactlyWithBruteForce) {
             const Ray ray = makeRay(random, built);
             SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", ray " << u << " of seed 5");
             expectExactAnswers(random, built, judge, ray);
+            // The bounds of the huge one have no margin that the rounding in the cache file could use.
             if (uMesh != 7) expectExactAnswers(random, loaded, judge, ray);
             if (HasFatalFailure()) return;
         }
@@ -218,16 +219,15 @@ TEST_F(UniformGrid, HostileMeshesAndRaysAreAnswered) {
         Grid grid;
         ASSERT_FALSE(grid.createSubdivision(&scene, true));
         EXPECT_LE(grid.hashes.uCount, 1u << 22);
+        RayTestOutput hit;
         for (const NMVector3f& v3 : {NMVector3f{0, 0, 0}, NMVector3f{NOT, 1, NOT}, NMVector3f{INF, 0, -INF},
                                      NMVector3f{1e-38f, 1, 0}, NMVector3f{3e38f, -3e38f, 1}}) {
             for (const NMVector3f& v3Origin : {v3, scene.v3Center - v3}) {
-                RayTestOutput hit;
                 const FaceData* pFace = grid.findNearestFace(v3Origin, v3, INF, &hit);
                 EXPECT_EQ(pFace != nullptr, grid.findObstacle(v3Origin, v3, INF));
             }
         }
         grid.releaseSubdivision();
-        RayTestOutput hit;
         EXPECT_EQ(grid.findNearestFace({0, 0, 0}, {1, 0, 0}, 7.0f, &hit), nullptr);
         EXPECT_EQ(hit.fT, 7.0f);
         EXPECT_FALSE(grid.findObstacle({0, 0, 0}, {1, 0, 0}, 7.0f));

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <filesystem>
 
 #include "accel/KDTree.h"
@@ -160,7 +158,7 @@ TEST_F(KDTreeCacheTest, ANewerMeshIsWarnedOf) {
 
 TEST_F(KDTreeCacheTest, ATreeIsBuiltEvenIfItCannotBeSavedOrFound) {
     makeScene(20);
-    ASSERT_EQ(mkdir("kdtree.tmp", 0777), 0);
+    std::filesystem::create_directory("kdtree.tmp");
     EXPECT_EQ(build(), FAILED);
     EXPECT_TRUE(contains(takeLog(), "Failed to open file: kdtree.tmp"));
     EXPECT_TRUE(contains(trace(), "+"));

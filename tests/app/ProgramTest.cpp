@@ -1,7 +1,7 @@
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <set>
 
 #include "support/FileTest.h"
@@ -109,7 +109,7 @@ TEST_F(ProgramTest, EveryOptionChangesThePictureItShould) {
 }
 
 TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
-    ASSERT_EQ(mkdir("kdtree.tmp", 0777), 0);
+    std::filesystem::create_directory("kdtree.tmp");
     const struct {
         const char *szArguments, *szReport;
     } cases[] = {{"nowhere", "Failed to open file: Scenes/scene_descs/nowhere.txt"},
@@ -133,7 +133,7 @@ TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
 }
 
 TEST_F(ProgramTest, RunsSilentlyWithoutALog) {
-    ASSERT_EQ(mkdir("RayTracer.log", 0777), 0);
+    std::filesystem::create_directory("RayTracer.log");
     EXPECT_EQ(run("nowhere"), 1);
     EXPECT_EQ(sOutput, "");
     EXPECT_EQ(run("test"), 1);

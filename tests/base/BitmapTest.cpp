@@ -1,8 +1,7 @@
 #include "base/Bitmap.h"
 
-#include <unistd.h>
-
 #include <cstring>
+#include <filesystem>
 
 #include "support/FileTest.h"
 #include "support/Meshes.h"
@@ -96,7 +95,7 @@ TEST_F(BitmapTest, ImagesThatCannotBeAreRefused) {
     }
     NBitmap image;
     save(image, 300, 300, 1);
-    ASSERT_EQ(symlink("/dev/full", "full.bmp"), 0);
+    std::filesystem::create_symlink("/dev/full", "full.bmp");
     for (const std::string sFile : {"missing/x.bmp", "full.bmp", "/dev/full", "", "."}) {
         EXPECT_TRUE(image.saveToFile(sFile.c_str())) << sFile;
         EXPECT_TRUE(contains(takeLog(), sFile + (contains(sFile, "full") ? "\n" : ""))) << sFile;

@@ -18,10 +18,10 @@ TEST_F(PictureTest, IsTheOneOfASearchOverAllFaces) {
         const SceneText text = makeScene(mesh, 80, 60);
         std::string sPictures[2], sTree = "SceneFile Scenes/test/test.brs\nKDNodes 1\n4294967294 0\n\nObjectList ";
         sTree += std::to_string(mesh.vTriangles.size()) + "\n";
-        for (size_t u = 0; u < mesh.vTriangles.size(); ++u) {
-            sTree += std::to_string(u) + " " + (u + 1 < mesh.vTriangles.size() ? std::to_string(u + 1) : "4294967295") +
-                     "\n";
+        for (size_t u = 1; u < mesh.vTriangles.size(); ++u) {
+            sTree += std::to_string(u - 1) + " " + std::to_string(u) + "\n";
         }
+        sTree += std::to_string(mesh.vTriangles.size() - 1) + " 4294967295\n";
         for (const int i : {0, 1}) {
             RayTracer rayTracer;
             rayTracer.parameters.uTexturedAttribute = 1;

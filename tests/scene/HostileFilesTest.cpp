@@ -12,9 +12,6 @@ SceneText smallScene() {
 
 class HostileFilesTest : public FileTest {
  protected:
-    HostileFilesTest() { testing::internal::CaptureStdout(); }
-    ~HostileFilesTest() override { testing::internal::GetCapturedStdout(); }
-
     // Loads a scene and renders it if it loads. It may be refused, but then the log must say why.
     bool loads(const SceneText& text) {
         text.write("test");

@@ -67,10 +67,9 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
         EXPECT_TRUE(c.pfnLoad("file")) << c.sText;
         const std::string sLog = takeLog(), sLine = std::to_string(c.uLine);
         const bool bNumbered = c.pfnLoad == camera || c.pfnLoad == materials;
-        EXPECT_TRUE(
-            contains(sLog, bNumbered ? "Error occured while reading line: " + sLine + ", in " : ">> Invalid file\n"))
-            << sLog << c.sText;
-        EXPECT_TRUE(bNumbered || contains(sLog, ", file line: " + sLine + "\n")) << sLog << c.sText;
+        EXPECT_TRUE(contains(sLog, bNumbered ? "Error occured while reading line: " : ">> Invalid file\n")) << sLog;
+        EXPECT_TRUE(contains(sLog, bNumbered ? " line: " + sLine + ", in " : ", file line: " + sLine + "\n"))
+            << c.sText;
     }
     for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials, old}) {
         EXPECT_TRUE(pfnLoad("missing.txt"));

@@ -11,16 +11,14 @@ using Velk::NMVector3f;
 
 void Mesh::add(const NMVector3f& A, const NMVector3f& B, const NMVector3f& C, uint32_t uAttribute) {
     const uint32_t u = static_cast<uint32_t>(vVertices.size());
-    for (const NMVector3f& v3 : {A, B, C}) vVertices.push_back(v3);
+    vVertices.insert(vVertices.end(), {A, B, C});
     vTriangles.push_back({u, u + 1, u + 2, uAttribute});
 }
 
 void Mesh::addQuad(const NMVector3f& v3Corner, const NMVector3f& v3Edge1, const NMVector3f& v3Edge2,
                    uint32_t uAttribute) {
     const uint32_t u = static_cast<uint32_t>(vVertices.size());
-    for (const NMVector3f& v3 : {v3Corner, v3Corner + v3Edge1, v3Corner + v3Edge1 + v3Edge2, v3Corner + v3Edge2}) {
-        vVertices.push_back(v3);
-    }
+    vVertices.insert(vVertices.end(), {v3Corner, v3Corner + v3Edge1, v3Corner + v3Edge1 + v3Edge2, v3Corner + v3Edge2});
     vTriangles.push_back({u, u + 1, u + 2, uAttribute});
     vTriangles.push_back({u, u + 2, u + 3, uAttribute});
 }
