@@ -39,10 +39,10 @@ TEST_F(HostileFilesTest, FilesCutOrWithHostileNumbersAnywhereLoadOrAreReported) 
          {&SceneText::sGeometry, &SceneText::sCamera, &SceneText::sAttributes, &SceneText::sLights}) {
         const std::string& sGood = good.*pFile;
         const auto load = [&](const std::string& sBad) {
+            SCOPED_TRACE(sBad);
             SceneText text = good;
             text.*pFile = sBad;
             ++uCount[loads(text)];
-            ASSERT_FALSE(HasFailure()) << sBad;
         };
         for (size_t u = 0; u <= sGood.size(); ++u) load(sGood.substr(0, u));
         for (size_t uEnd = 0, u; (u = sGood.find_first_of("-0123456789", uEnd)) != std::string::npos;) {

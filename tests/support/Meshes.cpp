@@ -39,10 +39,7 @@ void Mesh::addSphere(const NMVector3f& v3Centre, float fRadius, unsigned uLevels
         std::vector<Triangle> vFiner;
         for (const Triangle& t : vFaces) {
             const uint32_t ab = middle(t.a, t.b), bc = middle(t.b, t.c), ca = middle(t.c, t.a);
-            for (const Triangle& part :
-                 {Triangle{t.a, ab, ca, 0}, {ab, t.b, bc, 0}, {ca, bc, t.c, 0}, {ab, bc, ca, 0}}) {
-                vFiner.push_back(part);
-            }
+            vFiner.insert(vFiner.end(), {{t.a, ab, ca, 0}, {ab, t.b, bc, 0}, {ca, bc, t.c, 0}, {ab, bc, ca, 0}});
         }
         vFaces = vFiner;
     }
