@@ -25,9 +25,9 @@ SIZE = (1024, 768)
 TALL = 1000.0           # of meshes that come without a scale: four decimals are then finer than any of their triangles
 
 
-def view(eye, target, angle=45.0):
+def view(eye, target, angle=45.0, size=SIZE):
     """A camera whose middle is the target."""
-    return eye, (target[0], target[2]), angle, SIZE, (target[1] - eye[1]) / math.hypot(target[0] - eye[0], target[2] - eye[2])
+    return eye, (target[0], target[2]), angle, size, (target[1] - eye[1]) / math.hypot(target[0] - eye[0], target[2] - eye[2])
 
 
 def lamp(position, target, brightness):
@@ -305,9 +305,10 @@ def interior(root):
     write_scene(root, "interior", mesh, view((2.4, 1.75, 3.6), (-0.5, 0.75, -1.5), 65), lights)
 
 
-def plain(root, name, mesh, reach):
+def plain(root, name, mesh, reach, size=SIZE):
     """A scene of something around the origin, seen from outside."""
-    write_scene(root, name, mesh, view((1.4 * reach, 1.1 * reach, 1.9 * reach), (0, 0, 0), 50), studio((0, 0, 0), reach))
+    eye = (1.4 * reach, 1.1 * reach, 1.9 * reach)
+    write_scene(root, name, mesh, view(eye, (0, 0, 0), 50, size), studio((0, 0, 0), reach))
 
 
 def soup(root):
@@ -338,7 +339,7 @@ def stadium(root):
     mesh = Mesh(m)
     mesh.quad((-400, -1, -400), (-400, -1, 400), (400, -1, 400), (400, -1, -400), "grey")
     mesh.sphere((0, 0, 0), 1.0, "red", 120)
-    plain(root, "stadium", mesh, 2)
+    plain(root, "stadium", mesh, 2, (320, 240))     # the grid would need minutes for more
 
 
 # ---------------------------------------------------------------------------------------------------------------- main
