@@ -1,5 +1,7 @@
 #include "app/FarmModes.h"
 
+#include <algorithm>
+
 #include "app/Options.h"
 #include "base/Bitmap.h"
 #include "base/NLogger.h"
@@ -16,7 +18,7 @@ SocketClient g_client;
 
 namespace {
 
-constexpr int RETRY_PAUSE = 100;  // milliseconds between two attempts to connect
+constexpr int MAX_RETRY_PAUSE = 100;  // milliseconds between two attempts to connect
 
 // Learns the image's size and makes the image. True when there could be no picture at the end.
 bool prepareImage(Velk::NBitmap& image) {
@@ -63,7 +65,12 @@ void runClient() {
     if (wakeup.init()) return;
     wakeup.catchSignals();
     g_client.iStopFile = wakeup.file();
-    while (!wakeup.isStopRequested() && g_client.initClient(g_szIP, g_port)) wakeup.waitFor(RETRY_PAUSE);
+    // A server that is started together with its clients is there after a few milliseconds.
+    int iPause = 1;
+    while (!wakeup.isStopRequested() && g_client.initClient(g_szIP, g_port)) {
+        wakeup.waitFor(iPause);
+        iPause = std::min(2 * iPause, MAX_RETRY_PAUSE);
+    }
     if (!wakeup.isStopRequested()) {
         RSIClient client;
         client.init(g_client, g_rt);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/LargeBlock.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
@@ -84,6 +85,7 @@ bool NBitmap::create(unsigned uNewWidth, unsigned uNewHeight) {
     if (uBytes > SIZE_MAX / 2) return true;
     pData = new (std::nothrow) uint8_t[static_cast<size_t>(uBytes)];
     if (!pData) return true;
+    preferLargePages(pData, static_cast<size_t>(uBytes));
     uSize = static_cast<uint32_t>(uBytes);
     return false;
 }

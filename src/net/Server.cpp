@@ -15,7 +15,7 @@ constexpr ParametersPacket serverFilename{{PACKET_SERVER_PARAMETERS, 12}, sizeof
 constexpr TaskPacket packetTask{{PACKET_SERVER_TASK, 32}, 0, 0, 0, 0, 0, 0};
 constexpr PacketHeader packetDone{PACKET_SERVER_DONE, 8};
 
-constexpr int ACCEPT_PAUSE = 100;  // milliseconds between two connections
+constexpr int ACCEPT_PAUSE = 100;  // milliseconds; an accept that fails at once must not keep the server busy
 
 }  // namespace
 
@@ -170,12 +170,12 @@ bool startClient(TaskBoard& board, int iSocket, const sockaddr_in& address) {
 bool serveClients(SocketServer& server, TaskBoard& board, Wakeup& wakeup) {
     ParkedClients parked;
     while (!board.isDone() && !wakeup.isStopRequested()) {
-        const bool bNone = server.checkRequest(wakeup.file());
-        if (!bNone && startClient(board, server.iClientSocket, server.sClientAddress)) {
+        if (server.checkRequest(wakeup.file())) {
+            wakeup.waitFor(ACCEPT_PAUSE);
+        } else if (startClient(board, server.iClientSocket, server.sClientAddress)) {
             parked.add(server.iClientSocket);
         }
         parked.dropClosed();
-        wakeup.waitFor(ACCEPT_PAUSE);
     }
     return !board.isDone();
 }
