@@ -26,7 +26,7 @@ struct PacketRays {
     const float* pMaxDist;
 };
 
-/// What the rays of a packet hit. Lanes without a hit keep what stands there.
+/// What the rays of a packet hit. Only the lanes that a query names count; what stands in others is of no meaning.
 struct PacketHits {
     alignas(64) float fT[64];
     float fU[64];
@@ -39,7 +39,7 @@ struct PacketKernel {
     const char* szName;
     unsigned uLanes;  // rays of one packet, at most 64
 
-    /// The nearest hit of each ray. Returns the lanes that hit.
+    /// The nearest hit of each ray, in hits. Returns the lanes that hit.
     uint64_t (*pfnNearest)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, PacketHits& hits);
 
     /// The rays that any face blocks within their maximal distance.

@@ -12,7 +12,6 @@
 //    lane's segment, then the nearest hit in this leaf, so that of equal hits the last in the list stays;
 //  - a lane is done after the first leaf in which it hit.
 // Every comparison is written so that a value that is not a number takes the way it takes there.
-
 //
 // What is known of the hits saves work and changes nothing:
 //  - No hit is nearer than a lane's least hit. Leaves whose segment ends before it have none, and neither has the near
