@@ -29,10 +29,11 @@ float reflected(float fKd, float fKs, float fExponent, float fCosine, float fHal
 
 }  // namespace
 
-StreamTracer::StreamTracer(const RayTracer& source) : tracer(source), vLevels(RayTracer::MAX_RECURSION + 1) {}
+StreamTracer::StreamTracer(const RayTracer& source)
+    : tracer(source), pLevels(new Level[RayTracer::MAX_RECURSION + 1]) {}
 
 const NMVector3f* StreamTracer::trace(unsigned uDepth) {
-    Level& level = vLevels[uDepth];
+    Level& level = pLevels[uDepth];
     tracer.kdTree.findNearestFaces(level.rays, level.uFaces, level.hits);
     level.uSurfaces = 0;
     for (uint32_t u = 0; u < level.rays.uCount; ++u) {
@@ -138,7 +139,7 @@ void StreamTracer::face(const NMVector3f& v3Light, uint32_t uSurfaces) {
 // Traces the rays that wait one depth further on and mixes what each sees into the colour of the ray that sent it.
 template <typename Mix>
 void StreamTracer::follow(unsigned uDepth, const Mix& mix) {
-    Level &level = vLevels[uDepth], &next = vLevels[uDepth + 1];
+    Level &level = pLevels[uDepth], &next = pLevels[uDepth + 1];
     const uint32_t uCount = next.rays.uCount;  // noted before tracing, which may change it
     if (!uCount) return;
     trace(uDepth + 1);
@@ -150,7 +151,7 @@ void StreamTracer::follow(unsigned uDepth, const Mix& mix) {
 }
 
 void StreamTracer::reflect(unsigned uDepth) {
-    Level &level = vLevels[uDepth], &next = vLevels[uDepth + 1];
+    Level &level = pLevels[uDepth], &next = pLevels[uDepth + 1];
     next.rays.uCount = 0;
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         const Surface& surface = level.surfaces[u];
@@ -167,7 +168,7 @@ void StreamTracer::reflect(unsigned uDepth) {
 }
 
 void StreamTracer::refract(unsigned uDepth) {
-    Level &level = vLevels[uDepth], &next = vLevels[uDepth + 1];
+    Level &level = pLevels[uDepth], &next = pLevels[uDepth + 1];
     next.rays.uCount = 0;
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         const Surface& surface = level.surfaces[u];

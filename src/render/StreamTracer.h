@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "accel/RayStream.h"
 #include "base/Vectors.h"
@@ -11,16 +11,16 @@ class RayTracer;
 
 /// Shades streams of rays: all rays of one depth are traced together, then all shadow rays to one light, then all
 /// reflected and all refracted rays. For each ray it does what shading one ray alone does, with the same operations in
-/// the same order. Holds the scratch memory of all depths, below a megabyte; serves one stream at a time.
+/// the same order. Holds the scratch memory of all depths, about a megabyte; serves one stream at a time.
 class StreamTracer {
  public:
     explicit StreamTracer(const RayTracer& source);
 
     /// The stream to fill with the rays of one depth before trace(). Every ray also needs its medium.
-    RayStream& rays(unsigned uDepth) { return vLevels[uDepth].rays; }
+    RayStream& rays(unsigned uDepth) { return pLevels[uDepth].rays; }
 
     /// Refractive index of the medium that a ray travels in.
-    void setMedium(unsigned uDepth, uint32_t uRay, float fIndex) { vLevels[uDepth].fMedium[uRay] = fIndex; }
+    void setMedium(unsigned uDepth, uint32_t uRay, float fIndex) { pLevels[uDepth].fMedium[uRay] = fIndex; }
 
     /// The colours seen along the rays of one depth, valid until the next call for that depth.
     const Velk::NMVector3f* trace(unsigned uDepth);
@@ -62,7 +62,7 @@ class StreamTracer {
     void follow(unsigned uDepth, const Mix& mix);
 
     const RayTracer& tracer;
-    std::vector<Level> vLevels;
+    std::unique_ptr<Level[]> pLevels;  // not initialised: what no ray reaches takes no memory
     RayStream shadows;
     Facing facing;
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from
