@@ -311,11 +311,15 @@ def plain(root, name, mesh, reach, size=SIZE):
     write_scene(root, name, mesh, view(eye, (0, 0, 0), 50, size), studio((0, 0, 0), reach))
 
 
-def soup(root):
-    rng = random.Random(4)
+def plain_mesh():
     m = Materials()
     m.add("grey", (150, 150, 150))
-    mesh = Mesh(m)
+    m.add("red", (168, 44, 36))
+    return Mesh(m)
+
+
+def soup(root):
+    rng, mesh = random.Random(4), plain_mesh()
     for _ in range(30000):
         centre = [rng.uniform(-10, 10) for _ in range(3)]
         mesh.triangle(*(mesh.vertex(add(centre, [rng.uniform(-0.2, 0.2) for _ in range(3)])) for _ in range(3)), "grey")
@@ -323,20 +327,14 @@ def soup(root):
 
 
 def balls(root):
-    rng = random.Random(5)
-    m = Materials()
-    m.add("red", (168, 44, 36))
-    mesh = Mesh(m)
+    rng, mesh = random.Random(5), plain_mesh()
     for _ in range(100):
         mesh.sphere([rng.uniform(-9, 9) for _ in range(3)], 0.7, "red", 16)
     plain(root, "balls", mesh, 10)
 
 
 def stadium(root):
-    m = Materials()
-    m.add("grey", (150, 150, 150))
-    m.add("red", (168, 44, 36))
-    mesh = Mesh(m)
+    mesh = plain_mesh()
     mesh.quad((-400, -1, -400), (-400, -1, 400), (400, -1, 400), (400, -1, -400), "grey")
     mesh.sphere((0, 0, 0), 1.0, "red", 120)
     plain(root, "stadium", mesh, 2, (320, 240))     # the grid would need minutes for more

@@ -36,11 +36,12 @@ void makeItems(const Scene& scene, const FaceBounds& bounds, BvhBuilder::Item* p
 
 // A face is far from its neighbours in the hierarchy, so it is fetched early, and its vertex a little later.
 void prefetch(const Scene& scene, const BvhBuilder::Item* pItem, const BvhBuilder::Item* pEnd) {
-    if (pEnd - pItem <= 16) return;
-    const FaceData& face = scene.vFaces[pItem[16].face()];
+    constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
+    if (pEnd - pItem <= FACE_AHEAD) return;
+    const FaceData& face = scene.vFaces[pItem[FACE_AHEAD].face()];
     __builtin_prefetch(&face);
     __builtin_prefetch(&face.fNu);
-    __builtin_prefetch(scene.vFaces[pItem[8].face()].pC);
+    __builtin_prefetch(scene.vFaces[pItem[VERTEX_AHEAD].face()].pC);
 }
 
 }  // namespace
@@ -60,7 +61,8 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     needles.uBegin = ordinary.uEnd;
     needles.uEnd = uTotal;
     bNeedles = uNeedles > 0;
-    // A node has four children or nothing but leaves, and only so few faces stand in fewer nodes.
+    // Only a node with nothing but leaves has fewer than four children, so there is one node for three faces at most,
+    // and the root.
     const bool bFailed = vNodes.allocate(uTotal / 3 + 1, ALIGNMENT) || vRecords.allocate(uTotal, ALIGNMENT);
     if (!bFailed) {
         vNodes.uCount = BvhBuilder(*this, vItems.pData).build(ordinary, needles);

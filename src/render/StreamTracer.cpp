@@ -89,21 +89,21 @@ void StreamTracer::sumLights(Level& level) {
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         const Surface& surface = level.surfaces[u];
         for (unsigned a = 0; a < 3; ++a) {
-            facing.P[a][u] = surface.P[a];
-            facing.N[a][u] = surface.N[a];
+            incidence.P[a][u] = surface.P[a];
+            incidence.N[a][u] = surface.N[a];
         }
-        facing.fSide[u] = surface.fSide;
+        incidence.fSide[u] = surface.fSide;
     }
     for (uint32_t uLight = 0; uLight < tracer.lights.uCount; ++uLight) {
         const Light& light = tracer.lights.pLights[uLight];
-        face(light.v3Position, level.uSurfaces);
+        findIncidence(light.v3Position, level.uSurfaces);
         shadows.uCount = 0;
         for (uint32_t u = 0; u < level.uSurfaces; ++u) {
-            if (!(facing.fCosine[u] >= 0.0f)) continue;
+            if (!(incidence.fCosine[u] >= 0.0f)) continue;
             uShaded[shadows.uCount] = u;
-            const NMVector3f L{facing.L[0][u], facing.L[1][u], facing.L[2][u]};
+            const NMVector3f L{incidence.L[0][u], incidence.L[1][u], incidence.L[2][u]};
             // One unit off the surface, or it would hide itself.
-            shadows.add(level.surfaces[u].P + L, L, facing.fDistance[u]);
+            shadows.add(level.surfaces[u].P + L, L, incidence.fDistance[u]);
         }
         tracer.kdTree.findObstacles(shadows, bBlocked);
         for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
@@ -114,25 +114,25 @@ void StreamTracer::sumLights(Level& level) {
             const NMVector3f H = normalize(L - D);
             surface.fSum =
                 surface.fSum + light.fFlux * a * a *
-                                   reflected(surface.fKd, surface.fKs, surface.fExponent, facing.fCosine[uShaded[uRay]],
-                                             dot(H, surface.N) * surface.fSide);
+                                   reflected(surface.fKd, surface.fKs, surface.fExponent,
+                                             incidence.fCosine[uShaded[uRay]], dot(H, surface.N) * surface.fSide);
         }
     }
 }
 
 // The direction, distance and cosine of a light for each surface.
-void StreamTracer::face(const NMVector3f& v3Light, uint32_t uSurfaces) {
+void StreamTracer::findIncidence(const NMVector3f& v3Light, uint32_t uSurfaces) {
     for (uint32_t u = 0; u < uSurfaces; ++u) {
-        const NMVector3f P{facing.P[0][u], facing.P[1][u], facing.P[2][u]};
-        const NMVector3f N{facing.N[0][u], facing.N[1][u], facing.N[2][u]};
+        const NMVector3f P{incidence.P[0][u], incidence.P[1][u], incidence.P[2][u]};
+        const NMVector3f N{incidence.N[0][u], incidence.N[1][u], incidence.N[2][u]};
         NMVector3f L = v3Light - P;
         const float fDistance = length(L);
         L = L / fDistance;
-        facing.L[0][u] = L.x;
-        facing.L[1][u] = L.y;
-        facing.L[2][u] = L.z;
-        facing.fDistance[u] = fDistance;
-        facing.fCosine[u] = dot(N, L) * facing.fSide[u];
+        incidence.L[0][u] = L.x;
+        incidence.L[1][u] = L.y;
+        incidence.L[2][u] = L.z;
+        incidence.fDistance[u] = fDistance;
+        incidence.fCosine[u] = dot(N, L) * incidence.fSide[u];
     }
 }
 

@@ -48,14 +48,14 @@ class StreamTracer {
 
     /// The surfaces' points and normals and the way from each to a light, component by component, so that the compiler
     /// makes vectors of them.
-    struct Facing {
+    struct Incidence {
         float P[3][RayStream::ROOM], N[3][RayStream::ROOM], fSide[RayStream::ROOM];
         float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fCosine[RayStream::ROOM];
     };
 
     Surface makeSurface(const Level& level, uint32_t uRay) const;
     void sumLights(Level& level);
-    void face(const Velk::NMVector3f& v3Light, uint32_t uSurfaces);
+    void findIncidence(const Velk::NMVector3f& v3Light, uint32_t uSurfaces);
     void reflect(unsigned uDepth);
     void refract(unsigned uDepth);
     template <typename Mix>
@@ -64,7 +64,7 @@ class StreamTracer {
     const RayTracer& tracer;
     std::unique_ptr<Level[]> pLevels;  // not initialised: what no ray reaches takes no memory
     RayStream shadows;
-    Facing facing;
+    Incidence incidence;
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from
     bool bBlocked[RayStream::ROOM];
 };
