@@ -18,7 +18,7 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     uFreeListHead = NO_INDEX;
     printf("Loading kdtree from file...");
     Velk::NDataVector<KDTreeNode> nodes;
-    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes) || makeRecords();
+    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes) || prepareQueries();
     nodes.Release();
     if (bFailed) {
         ReportError("Not enough memory for the kdtree");

@@ -87,7 +87,7 @@ class KDTree {
  private:
     bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
-    bool makeRecords();
+    bool prepareQueries();
     PacketTree packetTree() const;
     bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
 

@@ -27,7 +27,7 @@ PacketRays raysFrom(const RayStream& stream, uint32_t u) {
 
 // Builds the box hierarchy and lays the leaves' lists out one behind the other, as the kernels read them: the number of
 // faces, then their records in list order. Unsound faces are left out: they never hit.
-bool KDTree::makeRecords() {
+bool KDTree::prepareQueries() {
     Velk::NAlignedArray<uint32_t> vRecordOf;
     // Every second node is a leaf, and one more.
     const uint64_t uRoom = uint64_t{vFacesList.uSize} + vNodes.uCount / 2 + 1;
@@ -44,7 +44,7 @@ bool KDTree::makeRecords() {
             if (uRecord != NO_INDEX) vLists[uNext++] = uRecord;
         }
         vLists[uFirst] = uNext - uFirst - 1;
-        node.setRecords(vLists[uFirst] ? uFirst : NO_INDEX);
+        node.setPacketList(vLists[uFirst] ? uFirst : NO_INDEX);
         if (!vLists[uFirst]) uNext = uFirst;
     }
     vLists.uCount = uNext;

@@ -32,40 +32,34 @@ template <typename F>
 class PacketLocate {
  public:
     using Rays = RayPacket<F>;
+    using Known = typename Rays::Known;
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned GROUPS = F::GROUPS;
     static constexpr unsigned LANES = W * GROUPS;
 
     PacketLocate(const Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// Computes the error bounds of a group. reciprocal(axis) is the group's reciprocal direction, exit where its
-    /// segments end.
-    template <typename Reciprocal>
-    void prepare(unsigned g, F exit, const Reciprocal& reciprocal) {
+    /// Computes the error bounds of a group, whose segments end at exit, and notes its slack.
+    void prepare(unsigned g, F exit, Known& known) {
         F slowest = F::set(0.0f), largest = F::set(0.0f);
         for (unsigned a = 0; a < 3; ++a) {
-            const F r = F::abs(reciprocal(a));
-            r.store(fMargin[a] + g * W);
+            const F r = F::abs(rays.reciprocal(a, g));
             slowest = F::select(rays.dir(a, g) == F::set(0.0f), slowest, F::max(slowest, r));
             largest = F::max(F::abs(rays.origin(a, g)), largest);
         }
         const F unit = F::set(UNIT) * (largest + F::set(tree.fReach));
         for (unsigned a = 0; a < 3; ++a) {
-            (F::set(8.0f) * unit * F::load(fMargin[a] + g * W)).store(fMargin[a] + g * W);
-            reciprocal(a).store(fReciprocal[a] + g * W);
+            (F::set(8.0f) * unit * F::abs(rays.reciprocal(a, g))).store(fMargin[a] + g * W);
         }
-        (F::set(20.0f * 5.0f) * unit * slowest).store(fSlack + g * W);
+        (F::set(20.0f * 5.0f) * unit * slowest).store(known.slack + g * W);
         exit.store(fExitLow + g * W);
         exit.store(fExitHigh + g * W);
     }
 
-    /// How far beyond a node's cut points those below it may lie.
-    F slack(unsigned g) const { return F::load(fSlack + g * W); }
-
-    /// The lanes of uMask, which have hit at pHitT, whose hit is the walk's; for the nearest hit that must be the
-    /// least, of a single face, and between the ends of the lane's segment.
+    /// The lanes of uMask, of which a hit is known, whose hit is the walk's. For the nearest hit it must be the least
+    /// and between the ends of the lane's segment.
     template <bool NEAREST>
-    uint64_t locate(uint64_t uMask, const float* pHitT) {
+    uint64_t locate(uint64_t uMask, const Known& known) {
         struct {
             const KDTreeNode* pNode;
             uint64_t uMask;
@@ -75,7 +69,7 @@ class PacketLocate {
         uint64_t uLocated = 0;
         for (;;) {
             while (uMask && !pNode->isLeaf()) {
-                const Sides sides = part<NEAREST>(*pNode, uMask, pHitT);
+                const Sides sides = part<NEAREST>(*pNode, uMask, known);
                 pNode = tree.pNodes + pNode->child();
                 uMask = sides.uLow;
                 if (!sides.uHigh) continue;
@@ -83,7 +77,8 @@ class PacketLocate {
                 ++pNode;
                 uMask = sides.uHigh;
             }
-            if (uMask && pNode->records() != NO_INDEX) uLocated |= rays.listed(tree.pLists + pNode->records(), uMask);
+            if (uMask && pNode->packetList() != NO_INDEX)
+                uLocated |= rays.listed(tree.pLists + pNode->packetList(), uMask);
             if (!uSize) return uLocated;
             --uSize;
             pNode = stack[uSize].pNode;
@@ -101,17 +96,17 @@ class PacketLocate {
 
     // The lanes whose hit lies on either side of a node's plane; lanes in doubt are on neither.
     template <bool NEAREST>
-    Sides part(const KDTreeNode& node, uint64_t uMask, const float* pHitT) {
+    Sides part(const KDTreeNode& node, uint64_t uMask, const Known& known) {
         const unsigned a = node.axis();
         const F s = F::set(node.fSplit);
         Sides sides;
         for (unsigned g = 0; g < GROUPS; ++g) {
             const unsigned uActive = Rays::groupBits(uMask, g);
             if (!uActive) continue;
-            const F r = F::load(fReciprocal[a] + g * W), margin = F::load(fMargin[a] + g * W);
-            const F hit = F::load(pHitT + g * W), t = (s - rays.origin(a, g)) * r;
+            const F r = rays.reciprocal(a, g), margin = F::load(fMargin[a] + g * W);
+            const F hit = F::load(known.t + g * W), t = (s - rays.origin(a, g)) * r;
             const F from = t - margin, to = t + margin;
-            const unsigned uFar = F::bits((NEAREST ? to + slack(g) : to) < hit) & uActive;
+            const unsigned uFar = F::bits((NEAREST ? to + F::load(known.slack + g * W) : to) < hit) & uActive;
             unsigned uNear = F::bits(from > hit) & uActive;
             if (uNear) {
                 const F exitLow = F::load(fExitLow + g * W), exitHigh = F::load(fExitHigh + g * W);
@@ -133,9 +128,7 @@ class PacketLocate {
 
     const Rays& rays;
     const PacketTree& tree;
-    alignas(64) float fReciprocal[3][LANES];
-    float fMargin[3][LANES];
-    float fSlack[LANES];
+    alignas(64) float fMargin[3][LANES];
     // Where the ray first crosses a plane of the way to its hit, beyond the hit.
     float fExitLow[LANES];
     float fExitHigh[LANES];

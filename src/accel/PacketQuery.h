@@ -27,7 +27,7 @@ class PacketQuery {
         typename Rays::Hits hits;
         // The walk may look a little further than a lane's maximal distance.
         for (unsigned g = 0; g < GROUPS; ++g) F::set(INFINITE).store(hits.bound + g * W);
-        const uint64_t uContained = search.prepare(uMask, false);
+        const uint64_t uContained = search.contained(uMask, false);
         if (uContained) search.template search<true>(uContained, hits);
         uint64_t uLeft = hits.uLanes | (uMask & ~uContained), uBetween = 0;
         if (!uLeft) return 0;
@@ -39,10 +39,10 @@ class PacketQuery {
             const F nothing = F::set(-1.0f);
             F::select(F::mask(Rays::groupBits(uContained, g)), t, nothing).store(known.t + g * W);
             uBetween |= Rays::lanesOf(F::bits((t >= walk.entryT(g)) & (t <= walk.exitT(g))), g);
-            prepare(g, walk.exitT(g));
+            locate.prepare(g, walk.exitT(g), known);
         }
         known.uLanes = hits.uLanes & ~hits.uTied;
-        const uint64_t uLocated = locate.template locate<true>(known.uLanes & uLeft & uBetween, known.t);
+        const uint64_t uLocated = locate.template locate<true>(known.uLanes & uLeft & uBetween, known);
         uLeft &= ~uLocated;
         return uLeft ? uLocated | walk.template walk<true>(uLeft, known) : uLocated;
     }
@@ -50,17 +50,17 @@ class PacketQuery {
     uint64_t findObstacles(uint64_t uMask) {
         typename Rays::Hits hits;
         for (unsigned g = 0; g < GROUPS; ++g) rays.maxDist(g).store(hits.bound + g * W);
-        const uint64_t uContained = search.prepare(uMask, true);
+        const uint64_t uContained = search.contained(uMask, true);
         if (uContained) search.template search<false>(uContained, hits);
         uint64_t uLeft = hits.uLanes | (uMask & ~uContained);
         if (!uLeft) return 0;
         for (unsigned g = 0; g < GROUPS; ++g) {
             if (!Rays::groupBits(uLeft, g)) continue;
             F::load(rays.hitT() + g * W).store(known.t + g * W);
-            prepare(g, rays.maxDist(g));
+            locate.prepare(g, rays.maxDist(g), known);
         }
         known.uLanes = hits.uLanes;
-        const uint64_t uLocated = locate.template locate<false>(known.uLanes, known.t);
+        const uint64_t uLocated = locate.template locate<false>(known.uLanes, known);
         uLeft &= ~uLocated;
         if (!uLeft) return uLocated;
         for (unsigned g = 0; g < GROUPS; ++g) {
@@ -70,16 +70,11 @@ class PacketQuery {
     }
 
  private:
-    void prepare(unsigned g, F exit) {
-        locate.prepare(g, exit, [&](unsigned a) { return search.reciprocal(a, g); });
-        locate.slack(g).store(known.slack + g * W);
-    }
-
     Rays rays;
     PacketSearch<F, B> search;
     PacketLocate<F> locate;
     PacketWalk<F> walk;
-    typename PacketWalk<F>::Known known;
+    typename Rays::Known known;
 };
 
 template <typename F, typename B>

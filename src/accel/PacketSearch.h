@@ -17,36 +17,28 @@ class PacketSearch {
     using Hits = typename Rays::Hits;
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned GROUPS = F::GROUPS;
-    static constexpr unsigned LANES = W * GROUPS;
 
     PacketSearch(Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// Prepares the reciprocals of all lanes. Returns the lanes of uMask that the boxes hold for. bEnds when their ends
-    /// may lie outside the scene.
-    uint64_t prepare(uint64_t uMask, bool bEnds) {
+    /// The lanes of uMask that the boxes and the bundle hold for. bEnds when the rays may end anywhere.
+    uint64_t contained(uint64_t uMask, bool bEnds) const {
         uint64_t uContained = 0;
-        const F zero = F::set(0.0f), one = F::set(1.0f), limit = F::set(tree.fOriginLimit), small = F::set(SMALLEST);
+        const F limit = F::set(tree.fOriginLimit), endLimit = F::set(tree.bNeedles ? tree.fOriginLimit : FARTHEST_END);
         for (unsigned g = 0; g < GROUPS; ++g) {
-            F largestDir = zero;
-            typename F::Mask holds = zero <= zero;
+            F largestDir = F::set(0.0f);
+            typename F::Mask holds = largestDir <= largestDir;
             for (unsigned a = 0; a < 3; ++a) {
-                const F d = rays.dir(a, g), size = F::abs(d);
                 // Comparisons that a value which is not a number fails.
+                const F size = F::abs(rays.dir(a, g));
                 holds = holds & (F::abs(rays.origin(a, g)) <= limit) & (size <= F::set(FaceBounds::DIR_MAX));
-                if (bEnds && tree.bNeedles) holds = holds & (F::abs(rays.end(a, g)) <= limit);
+                if (bEnds) holds = holds & (F::abs(rays.end(a, g)) <= endLimit);
                 largestDir = F::max(largestDir, size);
-                // A direction of almost zero is made a little larger: the boxes' margin is wide enough for that, and no
-                // product becomes zero times infinity.
-                const F away = F::select(d < zero, zero - small, small);
-                (one / F::select(size < small, away, d)).store(fReciprocal[a] + g * W);
             }
             holds = holds & (largestDir >= F::set(FaceBounds::DIR_MIN));
             uContained |= Rays::lanesOf(F::bits(holds), g);
         }
         return uContained & uMask;
     }
-
-    F reciprocal(unsigned a, unsigned g) const { return F::load(fReciprocal[a] + g * W); }
 
     /// Searches for hits of the lanes of uMask, which the boxes must hold for, within the bounds of hits: the nearest
     /// one, or any.
@@ -79,7 +71,7 @@ class PacketSearch {
     }
 
  private:
-    static constexpr float SMALLEST = 1e-20f;
+    static constexpr float FARTHEST_END = 1e30f;  // the bundle's arithmetic stays finite
 
     // A box still to be looked into.
     struct Waiting {
@@ -133,7 +125,7 @@ class PacketSearch {
             if (!uActive) continue;
             F enter = F::set(0.0f), leave = F::load(hits.bound + g * W);
             for (unsigned a = 0; a < 3; ++a) {
-                const F o = rays.origin(a, g), r = reciprocal(a, g);
+                const F o = rays.origin(a, g), r = rays.reciprocal(a, g);
                 const F t0 = (F::set(node.fMin[a][uBox]) - o) * r, t1 = (F::set(node.fMax[a][uBox]) - o) * r;
                 enter = F::max(enter, F::min(t0, t1));
                 leave = F::min(leave, F::max(t0, t1));
@@ -155,7 +147,6 @@ class PacketSearch {
     const PacketTree& tree;
     PacketBundle<F, B> bundle;
     bool bBundle = false;  // the packet has one
-    alignas(64) float fReciprocal[3][LANES];
 };
 
 }  // namespace

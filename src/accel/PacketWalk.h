@@ -29,16 +29,10 @@ class PacketWalk {
  public:
     using Rays = RayPacket<F>;
     using Hits = typename Rays::Hits;
+    using Known = typename Rays::Known;
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned GROUPS = F::GROUPS;
     static constexpr unsigned LANES = W * GROUPS;
-
-    /// What a search has found out before the walk.
-    struct Known {
-        uint64_t uLanes = 0;         // whose hit, of a single face, is known
-        alignas(64) float t[LANES];  // no hit is nearer; of lanes whose hit is known its t
-        float slack[LANES];          // what cut points below a node may lie beyond its own
-    };
 
     PacketWalk(Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
 
@@ -106,7 +100,7 @@ class PacketWalk {
         for (;;) {
             if (now.uMask) {
                 while (!now.pNode->isLeaf()) step<NEAREST>(now, uStack, known);
-                const uint32_t uFirst = now.pNode->records();
+                const uint32_t uFirst = now.pNode->packetList();
                 if (uFirst != NO_INDEX) visit<NEAREST>(now, tree.pLists + uFirst, known);
             }
             do {
@@ -256,13 +250,14 @@ class PacketWalk {
 
     template <bool NEAREST>
     void visit(const Entry& now, const uint32_t* pList, const Known& known) {
-        uint64_t uMask = now.uMask;
         Hits hits;
+        uint64_t uReached = NEAREST ? 0 : now.uMask;  // lanes whose segment gets as far as a hit may be
         for (unsigned g = 0; g < GROUPS; ++g) {
             const F bound = NEAREST ? F::load(blocks[now.uExit[g]].t) : rays.maxDist(g);
             bound.store(hits.bound + g * W);
-            if (NEAREST) uMask &= ~Rays::lanesOf(F::bits(F::load(known.t + g * W) > bound), g);
+            if (NEAREST) uReached |= Rays::lanesOf(F::bits(F::load(known.t + g * W) <= bound), g);
         }
+        uint64_t uMask = now.uMask & uReached;
         uDone |= rays.listed(pList, uMask & known.uLanes);
         uMask &= ~uDone;
         for (const uint32_t *p = pList + 1, *pEnd = p + *pList; p != pEnd && uMask; ++p) {

@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr float PARALLEL = 5.96e-8f;
 constexpr float INFINITE = __builtin_huge_valf();
 
 template <typename F>
@@ -31,6 +30,13 @@ class RayPacket {
         alignas(64) float bound[LANES];  // how far each lane looks; of the nearest hit its t
     };
 
+    /// What a search has found out for the kd-tree's walk.
+    struct Known {
+        uint64_t uLanes = 0;         // whose hit, of a single face, is known
+        alignas(64) float t[LANES];  // no hit is nearer; of lanes whose hit is known its t
+        float slack[LANES];          // how far beyond a node's cut points those below it may lie
+    };
+
     /// Copies the rays. The hit records of lanes that hit are left in *pRecords.
     RayPacket(const PacketTree& sourceTree, const PacketRays& source, PacketHits* pRecords)
         : tree(sourceTree), pHits(pRecords) {
@@ -38,6 +44,7 @@ class RayPacket {
             for (unsigned a = 0; a < 3; ++a) {
                 F::load(source.pOrigin[a] + g * W).store(ray.origin[a] + g * W);
                 F::load(source.pDir[a] + g * W).store(ray.dir[a] + g * W);
+                invert(a, g);
             }
             F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
         }
@@ -55,10 +62,10 @@ class RayPacket {
 
     F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
     F dir(unsigned a, unsigned g) const { return F::load(ray.dir[a] + g * W); }
+    F reciprocal(unsigned a, unsigned g) const { return F::load(ray.reciprocal[a] + g * W); }
     F maxDist(unsigned g) const { return F::load(ray.maxDist + g * W); }
     F end(unsigned a, unsigned g) const { return origin(a, g) + dir(a, g) * maxDist(g); }
     float dirOf(unsigned a, unsigned uLane) const { return ray.dir[a][uLane]; }
-    const float* maxDists() const { return ray.maxDist; }
     const float* hitT() const { return pHits->fT; }
 
     /// Scene::testTriangle for one record and the lanes of uMask, by the same operations in the same order, within the
@@ -76,7 +83,7 @@ class RayPacket {
             const F denominator = dir(k, g) + nu * du + nv * dv;
             const F t = (nd - origin(k, g) - nu * ou - nv * ov) / denominator;
             const F bound = F::load(hits.bound + g * W);
-            const typename F::Mask parallel = F::abs(denominator) < F::set(PARALLEL);
+            const typename F::Mask parallel = F::abs(denominator) < F::set(Velk::NM_EPSILON_F);
             const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
             if (!(F::bits(within) & uActive)) continue;
             const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
@@ -125,12 +132,21 @@ class RayPacket {
     }
 
  private:
+    // A direction of almost zero is made a little larger: what is computed from it has a margin wide enough for that,
+    // and no product becomes zero times infinity.
+    void invert(unsigned a, unsigned g) {
+        const F zero = F::set(0.0f), small = F::set(1e-20f), d = dir(a, g);
+        const F away = F::select(d < zero, zero - small, small);
+        (F::set(1.0f) / F::select(F::abs(d) < small, away, d)).store(ray.reciprocal[a] + g * W);
+    }
+
     const PacketTree& tree;
     PacketHits* pHits;
     // The rays, copied so that one base and the axis give the address of any component.
     struct {
         alignas(64) float origin[3][LANES];
         float dir[3][LANES];
+        float reciprocal[3][LANES];
         float maxDist[LANES];
     } ray;
     // Bits of the index of the record that each lane has hit. An index is small, so its bits compare like a number.

@@ -48,37 +48,35 @@ void fill(RayStream& stream, Random& random, const KDTree& tree) {
         if (uKind == 20) v3From[random.below(3)] = special[random.below(6)];
         if (uKind == 21) v3Dir[random.below(3)] = special[random.below(6)];
         if (uKind == 22) v3From = v3From + v3Dir * random.between(-30.0f, 0.0f);
-        const float fEnd = uKind == 23 ? 100.0f : random.between(0.0f, 2.0f);
+        float fEnd = uKind == 23 ? 100.0f : random.between(0.0f, 2.0f);
+        if (uKind == 24) fEnd = special[random.below(6)];
         stream.add(v3From, v3Dir, bTowards && uKind < 22 ? 1.0f : fEnd);
     }
 }
 
 TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     Random random(1);
-    Mesh meshes[10] = {makeSoup(random, 500, 5.0f), makePlanes(random, 150), makeSlivers(random, 200)};
-    meshes[3].addSphere({0, 0, 0}, 5.0f, 4);
-    for (int i = 0; i < 60; ++i) meshes[4].add({0, 0, 0}, random.vector(5.0f), {1, 2, 3});  // one large leaf
-    meshes[5] = makeSoup(random, 300, 3.0f);  // every face twice, turned over
-    for (uint32_t u = 0; u < 300; ++u) meshes[5].vTriangles.push_back({3 * u + 2, 3 * u + 1, 3 * u, 0});
-    for (int i = 0; i < 300; ++i) {  // needles so thin that rounding decides where they are hit
+    std::vector<Mesh> vMeshes = makeMeshes(random);
+    Mesh fan, needles, boxes, flat;
+    for (int i = 0; i < 60; ++i) fan.add({0, 0, 0}, random.vector(5.0f), {1, 2, 3});  // one large leaf
+    for (int i = 0; i < 300; ++i) {  // so thin that rounding decides where they are hit
         const NMVector3f v3 = random.vector(5.0f), v3Long = random.vector(i % 2 ? 1.0f : 4.0f);
-        meshes[6].add(v3, v3 + v3Long, v3 + v3Long * 0.5f + random.vector(1e-6f));
+        needles.add(v3, v3 + v3Long, v3 + v3Long * 0.5f + random.vector(1e-6f));
     }
-    for (int x = 0; x < 9; ++x) {  // boxes on whole numbers
-        for (int y = 0; y < 9; ++y) {
-            const float X = static_cast<float>(x), Y = static_cast<float>(y), h = static_cast<float>(random.below(4));
-            meshes[7].addQuad({X, h, Y}, {1, 0, 0}, {0, 0, 1});
-            meshes[7].addQuad({X, 0, Y}, {0, h, 0}, {0, 0, 1});
-            meshes[7].addQuad({X, 0, Y}, {1, 0, 0}, {0, h, 0});
-        }
+    for (uint32_t u = 0; u < 81; ++u) {  // on whole numbers
+        const float x = static_cast<float>(u % 9), z = static_cast<float>(u / 9),
+                    h = static_cast<float>(random.below(4));
+        boxes.addQuad({x, h, z}, {1, 0, 0}, {0, 0, 1});
+        boxes.addQuad({x, 0, z}, {0, h, 0}, {0, 0, 1});
+        boxes.addQuad({x, 0, z}, {1, 0, 0}, {0, h, 0});
     }
-    for (int i = 0; i < 7; ++i) meshes[8].add({0, 0, 0}, random.vector(1.0f), {0, 0, 0});  // without area
-    meshes[9] = makeSoup(random, 1, 5.0f);
+    for (int i = 0; i < 7; ++i) flat.add({0, 0, 0}, random.vector(1.0f), {0, 0, 0});  // without area
+    vMeshes.insert(vMeshes.end(), {fan, needles, boxes, flat, makeSoup(random, 1, 5.0f)});
     const auto pStream = std::make_unique<RayStream>();
     std::vector<RayTestOutput> vHits(RayStream::ROOM);
     std::vector<uint32_t> vFaces(RayStream::ROOM);
     const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
-    for (const Mesh& mesh : meshes) {
+    for (const Mesh& mesh : vMeshes) {
         Scene scene;
         loadMesh(scene, mesh);
         KDTree tree;
@@ -94,8 +92,8 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
                 tree.findNearestFaces(*pStream, vFaces.data(), vHits.data());
                 tree.findObstacles(*pStream, pBlocked.get());
                 for (uint32_t u = 0; u < pStream->uCount; ++u) {
-                    SCOPED_TRACE(szKernel + std::string(", mesh ") + std::to_string(&mesh - meshes) + ", round " +
-                                 std::to_string(iRound) + ", ray " + std::to_string(u));
+                    SCOPED_TRACE(szKernel + std::string(", mesh ") + std::to_string(&mesh - vMeshes.data()) +
+                                 ", round " + std::to_string(iRound) + ", ray " + std::to_string(u));
                     const NMVector3f O = pStream->origin(u), D = pStream->dir(u);
                     RayTestOutput hit{};
                     const FaceData* pFace = tree.findNearestFace(O, D, pStream->fMaxDist[u], &hit);
