@@ -60,7 +60,7 @@ std::vector<Ray> makeShadowRays(const RayTracer& rt, const Light& light, const T
 
 RayFrame makeRayFrame(RayTracer& rt) {
     RayFrame frame;
-    TreeTracer tracer(rt.kdTree);
+    TreeTracer tracer(rt.queries);
     for (uint32_t y = 0; y < rt.parameters.uHeight; y += TILE_SIZE) {
         for (uint32_t x = 0; x < rt.parameters.uWidth; x += TILE_SIZE) {
             RayTile tile;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "TileTracer.h"
-#include "accel/KDTreeBuilder.h"
+#include "accel/build/KDTreeBuilder.h"
 #include "render/RayTracer.h"
 #ifdef RT_EMBREE
 #include "EmbreeTracer.h"
@@ -87,7 +87,7 @@ bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& 
     for (unsigned u = 0; u < options.uRuns && !bFailed; ++u) {
         PlainTree made(scene), reloaded(scene);
         if (options.bBuild) {
-            vBuild.push_back(timeOf([&] { bFailed |= KDTreeBuilder(made.tree, made.nodes).build(); }));
+            vBuild.push_back(timeOf([&] { bFailed |= KDTreeBuilder(scene, made.tree, made.nodes).build(); }));
         } else {
             bFailed |= !made.tree.loadTree(CACHE_FILE, &made.nodes);
         }
@@ -130,7 +130,8 @@ struct Own {
     Contestant<TreeTracer> chosen;
     std::optional<Contestant<TreeTracer>> sse2;
 
-    Own(KDTree& tree, const RayFrame& frame, const PacketKernel* pKernel) : chosen(TreeTracer(tree, pKernel), frame) {
+    Own(RayQueries& tree, const RayFrame& frame, const PacketKernel* pKernel)
+        : chosen(TreeTracer(tree, pKernel), frame) {
         if (const PacketKernel* pSse2 = findKernel("sse2")) sse2.emplace(TreeTracer(tree, pSse2), frame);
     }
     void run() {
@@ -196,7 +197,7 @@ bool measureRender(const char* szScene, const BenchOptions& options, SceneFigure
     const double dBefore = residentBytes();
     RayTracer rt;
     rt.parameters.bResetCache = options.bBuild;
-    if (options.pKernel) rt.kdTree.pKernel = options.pKernel;
+    if (options.pKernel) rt.queries.pKernel = options.pKernel;
     if (load(rt, szScene) || rt.preprocessScene()) return true;
     std::vector<double> vRender;
     for (unsigned u = 0; u < options.uRuns; ++u) vRender.push_back(timeOf([&] { renderAllTiles(rt); }));
@@ -212,7 +213,7 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
     for (unsigned u = 0; u < options.uRuns; ++u) vLoad.push_back(timeOf([&] { bFailed |= load(rt, szScene); }));
     if (bFailed || rt.preprocessScene() || measureTree(rt.scene, options, figures)) return true;
     const RayFrame frame = makeRayFrame(rt);
-    Own own(rt.kdTree, frame, options.pKernel);
+    Own own(rt.queries, frame, options.pKernel);
     if (measureFrames(rt.scene, frame, options, own, figures)) return true;
 
     figures.uFaces = rt.scene.vFaces.uCount;
@@ -224,9 +225,7 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
         figures.frameSse2 = own.sse2->time();
         figures.bKernelsAgree = own.sse2->answers == own.chosen.answers;
     }
-    const KDTree& tree = rt.kdTree;
-    figures.tree.uBytes += tree.vLists.uCount * sizeof(uint32_t) + tree.bvh.vNodes.uCount * sizeof(BvhNode) +
-                           tree.bvh.vRecords.uCount * sizeof(FaceRecord);
+    figures.tree.uBytes += rt.queries.bytes();
     const double dRays = static_cast<double>(frame.uPrimary + frame.uShadow);
     const size_t uStep = static_cast<size_t>(dRays * figures.uFaces / BRUTE_FORCE_TESTS) | 1;  // odd: no columns
     figures.uChecked = static_cast<size_t>(dRays) / uStep;

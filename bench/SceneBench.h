@@ -5,7 +5,7 @@
 
 #include "RayFrame.h"
 #include "TreeStats.h"
-#include "accel/PacketKernel.h"
+#include "accel/packet/PacketKernel.h"
 
 struct BenchOptions {
     unsigned uRuns = 5;

@@ -1,7 +1,7 @@
 #include "TileTracer.h"
 
-TreeTracer::TreeTracer(KDTree& tracedTree, const PacketKernel* pItsKernel)
-    : tree(tracedTree),
+TreeTracer::TreeTracer(RayQueries& tracedQueries, const PacketKernel* pItsKernel)
+    : queries(tracedQueries),
       pKernel(pItsKernel),
       vFaces(RayStream::CAPACITY),
       vHits(RayStream::CAPACITY),
@@ -14,23 +14,24 @@ void TreeTracer::prepare(const std::vector<Ray>& vRays) {
 
 void TreeTracer::findNearest() {
     if (pKernel) {
-        tree.pKernel = pKernel;
-        tree.findNearestFaces(*pRays, vFaces.data(), vHits.data());
+        queries.pKernel = pKernel;
+        queries.findNearestFaces(*pRays, vFaces.data(), vHits.data());
         return;
     }
     for (uint32_t u = 0; u < pRays->uCount; ++u) {
-        const FaceData* pFace = tree.findNearestFace(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u], &vHits[u]);
-        vFaces[u] = pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX;
+        const FaceData* pFace =
+            queries.kdTree.findNearestFace(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u], &vHits[u]);
+        vFaces[u] = pFace ? static_cast<uint32_t>(pFace - queries.kdTree.pScene->vFaces.pData) : NO_INDEX;
     }
 }
 
 void TreeTracer::findObstacles() {
     if (pKernel) {
-        tree.pKernel = pKernel;
-        tree.findObstacles(*pRays, pBlocked.get());
+        queries.pKernel = pKernel;
+        queries.findObstacles(*pRays, pBlocked.get());
         return;
     }
     for (uint32_t u = 0; u < pRays->uCount; ++u) {
-        pBlocked[u] = tree.findObstacle(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u]);
+        pBlocked[u] = queries.kdTree.findObstacle(pRays->origin(u), pRays->dir(u), pRays->fMaxDist[u]);
     }
 }

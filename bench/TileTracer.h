@@ -5,15 +5,15 @@
 #include <vector>
 
 #include "RayFrame.h"
-#include "accel/KDTree.h"
+#include "accel/queries/RayQueries.h"
 #include "scene/Scene.h"
 
-/// Traces tiles with the program's own tree. The one place of the benchmark where queries are made: findNearest() and
-/// findObstacles() are to call whatever the renderer calls for the rays of a tile.
+/// Traces tiles with the program's own queries. The one place of the benchmark where queries are made: findNearest()
+/// and findObstacles() are to call whatever the renderer calls for the rays of a tile.
 class TreeTracer {
  public:
-    /// The tree must outlive the tracer.
-    explicit TreeTracer(KDTree& tracedTree, const PacketKernel* pItsKernel = &bestKernel());
+    /// The queries must outlive the tracer.
+    explicit TreeTracer(RayQueries& tracedQueries, const PacketKernel* pItsKernel = &bestKernel());
 
     /// Rays at most RayStream::CAPACITY.
     void prepareNearest(const std::vector<Ray>& vRays) { prepare(vRays); }
@@ -27,13 +27,15 @@ class TreeTracer {
 
     float distance(size_t i) const { return face(i) ? vHits[i].fT : FrameAnswers::MISS; }
     bool isBlocked(size_t i) const { return pBlocked[i]; }
-    const FaceData* face(size_t i) const { return vFaces[i] == NO_INDEX ? nullptr : &tree.pScene->vFaces[vFaces[i]]; }
+    const FaceData* face(size_t i) const {
+        return vFaces[i] == NO_INDEX ? nullptr : &queries.kdTree.pScene->vFaces[vFaces[i]];
+    }
     const RayTestOutput& hit(size_t i) const { return vHits[i]; }
 
  private:
     void prepare(const std::vector<Ray>& vRays);
 
-    KDTree& tree;
+    RayQueries& queries;
     const PacketKernel* pKernel;  // null: one ray after the other
     std::unique_ptr<RayStream> pRays = std::make_unique<RayStream>();
     std::vector<uint32_t> vFaces;

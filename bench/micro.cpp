@@ -8,8 +8,8 @@
 
 #include "RayFrame.h"
 #include "TileTracer.h"
-#include "accel/KDTreeBuilder.h"
-#include "accel/UniformSpaceSubdivision.h"
+#include "accel/build/KDTreeBuilder.h"
+#include "accel/grid/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 
 namespace {
@@ -40,7 +40,7 @@ struct PlainTree {
 
     PlainTree() { tree.pScene = &g_rt.scene; }
     ~PlainTree() { nodes.Release(); }
-    bool build() { return KDTreeBuilder(tree, nodes).build(); }
+    bool build() { return KDTreeBuilder(g_rt.scene, tree, nodes).build(); }
 };
 
 void buildTree(benchmark::State& state) {
@@ -78,7 +78,7 @@ void countRays(benchmark::State& state, size_t uRays) {
 }
 
 void primaryRays(benchmark::State& state) {
-    TreeTracer tracer(g_rt.kdTree);
+    TreeTracer tracer(g_rt.queries);
     for (auto _ : state) {
         for (const RayTile& tile : g_frame.vTiles) {
             tracer.prepareNearest(tile.vPrimary);
@@ -89,7 +89,7 @@ void primaryRays(benchmark::State& state) {
 }
 
 void shadowRays(benchmark::State& state) {
-    TreeTracer tracer(g_rt.kdTree);
+    TreeTracer tracer(g_rt.queries);
     for (auto _ : state) {
         for (const RayTile& tile : g_frame.vTiles) {
             for (const std::vector<Ray>& vShadow : tile.vShadow) {
@@ -130,10 +130,10 @@ void singleShadow(benchmark::State& state, Structure& structure) {
 }
 
 void singleTreePrimary(benchmark::State& state) {
-    singlePrimary(state, g_rt.kdTree);
+    singlePrimary(state, g_rt.queries.kdTree);
 }
 void singleTreeShadow(benchmark::State& state) {
-    singleShadow(state, g_rt.kdTree);
+    singleShadow(state, g_rt.queries.kdTree);
 }
 void gridPrimary(benchmark::State& state) {
     singlePrimary(state, g_grid);

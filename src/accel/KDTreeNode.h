@@ -14,6 +14,7 @@ struct KDTreeNode {
     uint32_t uData = EMPTY_LEAF;
     float fSplit = 0.0f;  // position of the split plane; not used in leaves
 
+    static constexpr unsigned MAX_DEPTH = 20;  // a node at this depth is the last that may be split
     static constexpr uint32_t EMPTY_LEAF = 6;  // a leaf without a list, axis bits 2
     static constexpr uint32_t LEAF_FLAG = 4;
     static constexpr uint32_t MAX_INDEX = 0x1FFFFFFEu;  // the largest index whose complement is not zero

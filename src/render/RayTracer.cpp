@@ -23,7 +23,7 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     }
     if (sceneDesc.loadDescription(parameters.szDescFile)) return true;
     if (!bOnlyDesc) {
-        kdTree.release();
+        queries.release();
         scene.releaseScene();
         attributes.releaseAttributes();
         lights.releaseLights();
@@ -69,11 +69,9 @@ bool RayTracer::preprocessScene() {
     scene.preprocessScene();
     camera.applyDomainFactor(scene.fDomainFactor);
     lights.applyDomainFactor(scene.fDomainFactor);
-    kdTree.fFarthestOrigin = 0.0f;
-    for (unsigned a = 0; a < 3; ++a) {
-        kdTree.fFarthestOrigin = std::max(kdTree.fFarthestOrigin, fabsf(camera.v3Position[a]));
-    }
-    if (kdTree.buildTree(&scene, parameters.bResetCache)) return true;
+    const Velk::NMVector3f& v3From = camera.v3Position;
+    const float fFarthestOrigin = std::max({0.0f, fabsf(v3From.x), fabsf(v3From.y), fabsf(v3From.z)});
+    if (queries.build(scene, parameters.bResetCache, fFarthestOrigin)) return true;
     fMaxDistance = length(camera.v3Position - scene.v3Center) + scene.fDiagonal;
     v3Eye = camera.v3Position;
     v3ImageOrigin = camera.v3Screen[0];
@@ -88,6 +86,6 @@ void RayTracer::release() {
     scene.releaseScene();
     attributes.releaseAttributes();
     lights.releaseLights();
-    kdTree.release();
+    queries.release();
     pStreamTracer.reset();
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "accel/KDTree.h"
+#include "accel/queries/RayQueries.h"
 #include "base/Bitmap.h"
 #include "base/Vectors.h"
 #include "render/RaytracerParameters.h"
@@ -30,7 +30,7 @@ class RayTracer {
     Camera camera;
     Attributes attributes;
     Lights lights;
-    KDTree kdTree;
+    RayQueries queries;
     float fMaxDistance = 0.0f;  // longest ray
     bool bDescOnly = false;     // only description and camera were loaded
     Velk::NMVector3f v3Eye{};
@@ -67,7 +67,8 @@ class RayTracer {
     Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
                                     Velk::NMVector3f* pNormal, AttributeInstance* pAttribute) const;
 
-    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance; the judge of kdTree.
+    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance; the judge of the
+    /// queries.
     const FaceData* dummyFindTriangle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
                                       RayTestOutput* pOut) const;
 

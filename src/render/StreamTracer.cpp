@@ -34,7 +34,7 @@ StreamTracer::StreamTracer(const RayTracer& source)
 
 const NMVector3f* StreamTracer::trace(unsigned uDepth) {
     Level& level = pLevels[uDepth];
-    tracer.kdTree.findNearestFaces(level.rays, level.uFaces, level.hits);
+    tracer.queries.findNearestFaces(level.rays, level.uFaces, level.hits);
     level.uSurfaces = 0;
     for (uint32_t u = 0; u < level.rays.uCount; ++u) {
         if (level.uFaces[u] == NO_INDEX) {
@@ -105,7 +105,7 @@ void StreamTracer::sumLights(Level& level) {
             // One unit off the surface, or it would hide itself.
             shadows.add(level.surfaces[u].P + L, L, incidence.fDistance[u]);
         }
-        tracer.kdTree.findObstacles(shadows, bBlocked);
+        tracer.queries.findObstacles(shadows, bBlocked);
         for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
             if (bBlocked[uRay]) continue;
             Surface& surface = level.surfaces[uShaded[uRay]];

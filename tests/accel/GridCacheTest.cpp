@@ -1,7 +1,7 @@
 #include <filesystem>
 
-#include "accel/KDTree.h"
-#include "accel/UniformSpaceSubdivision.h"
+#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/kdtree/KDTree.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 

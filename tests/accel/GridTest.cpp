@@ -3,7 +3,7 @@
 #include <limits>
 
 #include "accel/TriBoxIntersection.h"
-#include "accel/UniformSpaceSubdivision.h"
+#include "accel/grid/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"

@@ -1,4 +1,4 @@
-#include "accel/KDTreeBuilder.h"
+#include "accel/build/KDTreeBuilder.h"
 
 #include <cmath>
 #include <cstring>
@@ -85,22 +85,22 @@ class HardMesh {
 
 template <typename Builder>
 struct Built {
-    KDTree tree;
+    FaceLists lists;
     Velk::NDataVector<KDTreeNode> nodes;
 
-    explicit Built(const Scene& scene) {
-        tree.pScene = &scene;
-        EXPECT_FALSE(Builder(tree, nodes).build());
+    explicit Built(const Scene& scene) { EXPECT_FALSE(Builder(scene, lists, nodes).build()); }
+    ~Built() {
+        nodes.Release();
+        lists.vFacesList.Release();
     }
-    ~Built() { nodes.Release(); }
 };
 
 void expectSame(const Scene& scene) {
     const Built<KDTreeBuilder> fast(scene);
     const Built<PlainKDTreeBuilder> plain(scene);
-    const auto &vFast = fast.tree.vFacesList, &vPlain = plain.tree.vFacesList;
+    const auto &vFast = fast.lists.vFacesList, &vPlain = plain.lists.vFacesList;
     ASSERT_TRUE(fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize);
-    ASSERT_EQ(fast.tree.uFreeListHead, plain.tree.uFreeListHead);
+    ASSERT_EQ(fast.lists.uFreeListHead, plain.lists.uFreeListHead);
     ASSERT_EQ(memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)), 0);
     ASSERT_EQ(memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode)), 0);
 }

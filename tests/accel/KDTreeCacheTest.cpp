@@ -1,6 +1,6 @@
 #include <filesystem>
 
-#include "accel/KDTree.h"
+#include "accel/kdtree/KDTree.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 

@@ -43,7 +43,7 @@ TEST_F(KDTreeQueriesTest, FindWhatASearchOverAllFacesFinds) {
             const bool bExact = uMesh < 4;  // the faces at random
             RayTracer rayTracer;
             Scene& scene = rayTracer.scene;
-            KDTree& tree = rayTracer.kdTree;
+            KDTree& tree = rayTracer.queries.kdTree;
             loadMesh(scene, vMeshes[uMesh]);
             EXPECT_EQ(tree.findNearestFace({}, {0, 0, 1}, 9.0f, nullptr), nullptr) << "no tree yet";
             ASSERT_FALSE(tree.buildTree(&scene, true));

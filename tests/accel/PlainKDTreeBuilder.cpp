@@ -91,21 +91,21 @@ float findSplit(const std::vector<const FaceData*>& vFaces, const BoxAABB& box, 
 }  // namespace
 
 bool PlainKDTreeBuilder::build() {
-    const uint32_t uFaces = tree.pScene->vFaces.uCount;
-    if (tree.vFacesList.create(std::max(4u, uFaces), 4, LIST_ALIGNMENT) || nodes.create(4, 4)) return true;
-    for (uint32_t u = 0; u < uFaces; ++u) tree.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
+    const uint32_t uFaces = scene.vFaces.uCount;
+    if (lists.vFacesList.create(std::max(4u, uFaces), 4, LIST_ALIGNMENT) || nodes.create(4, 4)) return true;
+    for (uint32_t u = 0; u < uFaces; ++u) lists.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
     KDTreeNode root;
     if (uFaces) root.setList(0);
     nodes.PushBack(root);
-    return uFaces > 0 && subdivide(0, tree.pScene->boxScene, 0, uFaces);
+    return uFaces > 0 && subdivide(0, scene.boxScene, 0, uFaces);
 }
 
 bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDepth, uint32_t uFaceCount) {
     const unsigned uAxis = longestAxis(box);
     nodes[uNode].setAxis(uAxis);
     std::vector<const FaceData*> vFaces;  // in list order
-    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = tree.vFacesList[u].next) {
-        vFaces.push_back(&tree.pScene->vFaces[tree.vFacesList[u].uFace]);
+    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = lists.vFacesList[u].next) {
+        vFaces.push_back(&scene.vFaces[lists.vFacesList[u].uFace]);
     }
     float fPos = 0.0f;
     if (static_cast<float>(uFaceCount) < findSplit(vFaces, box, uAxis, fPos)) return false;
@@ -115,14 +115,14 @@ bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned 
     for (const FaceData* pFace : vFaces) {
         for (const unsigned i : {0u, 1u}) {
             if (!reaches(*pFace, halves[i], uAxis) || !overlaps(*pFace, halves[i])) continue;
-            const uint32_t uEntry = tree.getNewObjectListNode();
+            const uint32_t uEntry = lists.getNewObjectListNode();
             if (uEntry == NO_INDEX) return true;
-            tree.vFacesList[uEntry] = {static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData), uHeads[i]};
+            lists.vFacesList[uEntry] = {static_cast<uint32_t>(pFace - scene.vFaces.pData), uHeads[i]};
             uHeads[i] = uEntry;
             ++uCounts[i];
         }
     }
-    tree.freeObjectListNodes(nodes[uNode].index());
+    lists.freeObjectListNodes(nodes[uNode].index());
 
     const uint32_t uChild = nodes.uSize;
     nodes[uNode].makeInterior(uChild, uAxis);
@@ -133,7 +133,7 @@ bool PlainKDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned 
         if (nodes.PushBack(child)) return true;
     }
     for (const unsigned i : {0u, 1u}) {
-        const bool bSplit = uDepth < KDTree::MAX_DEPTH && uCounts[i] > SMALL_LEAF;
+        const bool bSplit = uDepth < KDTreeNode::MAX_DEPTH && uCounts[i] > SMALL_LEAF;
         if (bSplit && subdivide(uChild + i, halves[i], uDepth + 1, uCounts[i])) return true;
     }
     return false;

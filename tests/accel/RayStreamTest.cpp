@@ -1,7 +1,7 @@
 #include <cstring>
 #include <memory>
 
-#include "accel/KDTree.h"
+#include "accel/queries/RayQueries.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
@@ -79,26 +79,27 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     for (const Mesh& mesh : vMeshes) {
         Scene scene;
         loadMesh(scene, mesh);
-        KDTree tree;
-        tree.fFarthestOrigin = random.below(2) ? random.between(0.0f, 1e5f) : 0.0f;
+        RayQueries queries;
+        const KDTree& tree = queries.kdTree;
+        const float fFarthestOrigin = random.below(2) ? random.between(0.0f, 1e5f) : 0.0f;
         testing::internal::CaptureStdout();
-        ASSERT_FALSE(tree.buildTree(&scene, true));
+        ASSERT_FALSE(queries.build(scene, true, fFarthestOrigin));
         testing::internal::GetCapturedStdout();
         for (int iRound = 0; iRound < 8; ++iRound) {
             fill(*pStream, random, tree);
             for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
-                tree.pKernel = findKernel(szKernel);
-                if (!tree.pKernel) continue;  // not on this machine
-                tree.findNearestFaces(*pStream, vFaces.data(), vHits.data());
-                tree.findObstacles(*pStream, pBlocked.get());
+                queries.pKernel = findKernel(szKernel);
+                if (!queries.pKernel) continue;  // not on this machine
+                queries.findNearestFaces(*pStream, vFaces.data(), vHits.data());
+                queries.findObstacles(*pStream, pBlocked.get());
                 for (uint32_t u = 0; u < pStream->uCount; ++u) {
                     SCOPED_TRACE(szKernel + std::string(", mesh ") + std::to_string(&mesh - vMeshes.data()) +
                                  ", round " + std::to_string(iRound) + ", ray " + std::to_string(u));
                     const NMVector3f O = pStream->origin(u), D = pStream->dir(u);
                     RayTestOutput hit{};
-                    const FaceData* pFace = tree.findNearestFace(O, D, pStream->fMaxDist[u], &hit);
+                    const FaceData* pFace = queries.kdTree.findNearestFace(O, D, pStream->fMaxDist[u], &hit);
                     ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - scene.vFaces.pData) : NO_INDEX);
-                    ASSERT_EQ(pBlocked[u], tree.findObstacle(O, D, pStream->fMaxDist[u]));
+                    ASSERT_EQ(pBlocked[u], queries.kdTree.findObstacle(O, D, pStream->fMaxDist[u]));
                     if (!pFace) continue;
                     ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
                     ASSERT_TRUE(vHits[u].fT == hit.fT && vHits[u].fU == hit.fU && vHits[u].fV == hit.fV);

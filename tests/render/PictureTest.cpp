@@ -28,7 +28,7 @@ TEST_F(PictureTest, IsTheOneOfASearchOverAllFaces) {
             rayTracer.parameters.bDirt = true;
             if (i) writeFile("kdtree.tmp", sTree);
             prepare(rayTracer, text, !i);
-            EXPECT_EQ(rayTracer.kdTree.vNodes.uCount == 1, i == 1);
+            EXPECT_EQ(rayTracer.queries.kdTree.vNodes.uCount == 1, i == 1);
             sPictures[i] = renderPacks(rayTracer, 16);
         }
         EXPECT_TRUE(sPictures[0] == sPictures[1]) << mesh.vTriangles.size() << " triangles";
@@ -49,7 +49,7 @@ TEST_F(PictureTest, PacksOfAnySizeMakeTheImageOfRun) {
         EXPECT_EQ(memcmp(rayTracer.image.pData, sImage.data(), sImage.size()), 0) << uPackSize;
     }
     rayTracer.release();
-    EXPECT_TRUE(!rayTracer.image.pData && !rayTracer.scene.bLoaded && !rayTracer.kdTree.pRoot);
+    EXPECT_TRUE(!rayTracer.image.pData && !rayTracer.scene.bLoaded && !rayTracer.queries.kdTree.pRoot);
 }
 
 TEST_F(PictureTest, TheServerNeedsOnlyDescriptionAndCamera) {

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/build/SplitFrame.h"
+#include "accel/build/StepsFrame.h"
+
+/// The corners of one face, side by side.
+struct FaceCorners {
+    Velk::NMVector3f v3Corner[3];
+};
+static_assert(sizeof(FaceCorners) == 36, "nine floats");
+
+/// For the faces of one node, the positions p on the split axis at which the answers of the two overlap tests turn. As
+/// p grows, "overlaps the enlarged low part" turns from no to yes, "overlaps the enlarged high part" from yes to no:
+///
+///             p < pLowMaybe    the low test is not made or says no
+///             p >= pLowSure    the low test is made and says yes
+///             p <= pHighSure   the high test is made and says yes
+///             p > pHighMaybe   the high test is not made or says no
+///
+/// for every candidate p of the box, whatever rounding does to single answers. In between only the test itself can
+/// tell. Tests are not made for candidates off the face's range on the axis.
+struct FaceSteps : FaceValues<float> {
+    static constexpr float LARGEST = 2e11f;
+
+    uint32_t* pFace;  // input: numbers of faces
+
+    /// Fills all values for uCount > 0 faces. bTested: every face is known to overlap the enlarged box (by the very
+    /// same test). bTame: box and corners are finite and below LARGEST.
+    void measure(const SplitFrame& frame, const FaceCorners* pCorners, uint32_t uCount, bool bTested, bool bTame) const;
+};

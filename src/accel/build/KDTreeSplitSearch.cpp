@@ -1,0 +1,267 @@
+#include "accel/build/KDTreeSplitSearch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "accel/build/SmallSplit.h"
+#include "base/LargeBlock.h"
+#include "scene/Scene.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr float SMALLEST_AREA = 1e-25f;  // of a box whose costs can be bounded
+constexpr int32_t FEW_CANDIDATES = 8;    // searched and sorted in the simplest way
+
+// Without jumps for the few candidates of a common bin.
+void sortBin(float* pBegin, float* pEnd) {
+    if (pEnd - pBegin > FEW_CANDIDATES) {
+        std::sort(pBegin, pEnd);
+        return;
+    }
+    for (; pEnd - pBegin > 1; --pEnd) {
+        for (float* p = pBegin + 1; p < pEnd; ++p) {
+            const float a = p[-1], b = p[0];
+            p[-1] = a < b ? a : b;
+            p[0] = a < b ? b : a;
+        }
+    }
+}
+
+}  // namespace
+
+KDTreeSplitSearch::~KDTreeSplitSearch() {
+    vPositions.Release();
+    vLeft.Release();
+    vRight.Release();
+}
+
+bool KDTreeSplitSearch::create(const Scene& scene) {
+    const size_t uFaces = scene.vFaces.uCount;
+    const size_t uRoom = (uFaces + StepsFrame::UNIT - 1) / StepsFrame::UNIT * StepsFrame::UNIT;
+    corners.reset(new (std::nothrow) FaceCorners[uFaces]);
+    pNumbers.reset(new (std::nothrow) uint32_t[2 * uRoom]);
+    pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);
+    pBins.reset(new (std::nothrow) int16_t[FaceSteps::ARRAYS * uRoom]);
+    if (!corners || !pNumbers || !pValues || !pBins) return true;
+    Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
+    Velk::preferLargePages(pValues.get(), FaceSteps::ARRAYS * uRoom * sizeof(float));
+    steps.pFace = pNumbers.get();
+    bins.pTouched = pNumbers.get() + uRoom;
+    steps.divide(pValues.get(), uRoom);
+    bins.faces.divide(pBins.get(), uRoom);
+
+    const auto isTame = [](const NMVector3f& v) {
+        return std::fabs(v.x) < FaceSteps::LARGEST && std::fabs(v.y) < FaceSteps::LARGEST &&
+               std::fabs(v.z) < FaceSteps::LARGEST;
+    };
+    bTame = isTame(scene.boxScene.v3Min) && isTame(scene.boxScene.v3Max);
+    for (uint32_t u = 0; u < uFaces; ++u) {
+        const FaceData& face = scene.vFaces[u];
+        corners[u] = {{face.pA->v3Position, face.pB->v3Position, face.pC->v3Position}};
+        for (const NMVector3f& v : corners[u].v3Corner) bTame &= isTame(v);
+    }
+    return false;
+}
+
+bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split) {
+    steps.measure(frame, corners.get(), uCount, bTested, bTame);
+    bBounded = bTame && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
+    if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
+    if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
+    return false;
+}
+
+// False when the node is not small, or the steps do not decide.
+bool KDTreeSplitSearch::findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const {
+    if (!bBounded || !SmallSplit::isSmall(uCount, 3 * uCount)) return false;
+    SmallSplit small(frame, 0, 0);
+    const auto add = [&](float f) { small.addCandidate(f, frame.fLow <= f && f <= frame.fHigh); };
+    for (uint32_t u = 0; u < uCount; ++u) {
+        small.addFace(steps, u);
+        add(steps.pMin[u]);
+        add(steps.pMid[u]);
+        add(steps.pMax[u]);
+    }
+    return small.find(&split);
+}
+
+bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Split& split) {
+    bins.fill(frame, steps, uCount, bBounded);
+    split = {0.0f, std::numeric_limits<float>::infinity()};
+    if (!bins.choose(frame, uCount)) return false;
+    if (findInWindow(frame, uCount, split)) return false;
+    if (gather()) return true;
+    count(frame, uCount);
+    split = cheapest(frame);
+    return false;
+}
+
+// False when there is too much in the window, or the steps do not decide.
+bool KDTreeSplitSearch::findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const {
+    if (!bBounded || !SmallSplit::isSmall(bins.uTouched, bins.candidatesInWindow())) return false;
+    const int32_t iBegin = static_cast<int32_t>(bins.first()), iEnd = static_cast<int32_t>(bins.end());
+    // The touched faces are counted one by one.
+    uint32_t uLow = bins.lowBefore(), uHigh = uCount - bins.highBefore();
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        uLow -= bins.faces.pLowSure[bins.pTouched[i]] < iBegin;
+        uHigh -= bins.faces.pHighSure[bins.pTouched[i]] >= iBegin;
+    }
+    SmallSplit small(frame, uLow, uHigh);
+    const auto add = [&](float f, int16_t iBin) { small.addCandidate(f, iBegin <= iBin && iBin < iEnd); };
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        const uint32_t u = bins.pTouched[i];
+        small.addFace(steps, u);
+        add(steps.pMin[u], bins.faces.pMin[u]);
+        add(steps.pMid[u], bins.faces.pMid[u]);
+        add(steps.pMax[u], bins.faces.pMax[u]);
+    }
+    return small.find(&split);
+}
+
+// Collects the candidates of the window, ascending and each once.
+bool KDTreeSplitSearch::gather() {
+    // Each bin gets its places; what is off the window goes to one behind them.
+    const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
+    uint32_t uNext[SplitBins::MAX_BINS + 1], uPlaces = 0;
+    for (uint32_t u = 0; u < uBins; ++u) {
+        uNext[u] = uPlaces;
+        uPlaces += bins.candidates(uBegin + u);
+    }
+    uNext[uBins] = uPlaces;
+    if (uPlaces >= vPositions.uCapacity && makeRoom(uPlaces + uPlaces / 2 + 1)) return true;
+    float* const pPositions = vPositions.pData;
+    const auto put = [&](float f, int16_t iBin) {
+        const uint32_t uBin = std::min(static_cast<uint32_t>(iBin) - uBegin, uBins);
+        pPositions[uNext[uBin]] = f;
+        uNext[uBin] += uBin < uBins;
+    };
+    for (uint32_t i = 0; i < bins.uTouched; ++i) {
+        const uint32_t u = bins.pTouched[i];
+        put(steps.pMin[u], bins.faces.pMin[u]);
+        put(steps.pMid[u], bins.faces.pMid[u]);
+        put(steps.pMax[u], bins.faces.pMax[u]);
+    }
+    uint32_t uEnd = 0, uPlace = 0;
+    float fLast = std::numeric_limits<float>::quiet_NaN();
+    for (uint32_t u = 0; u < uBins; ++u) {
+        uFirst[u] = uEnd;
+        sortBin(pPositions + uPlace, pPositions + uNext[u]);
+        for (; uPlace < uNext[u]; ++uPlace) {
+            const float f = pPositions[uPlace];
+            pPositions[uEnd] = f;
+            uEnd += f != fLast;
+            fLast = f;
+        }
+    }
+    uFirst[uBins] = uEnd;
+    vPositions.uSize = uEnd;
+    return false;
+}
+
+bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
+    for (auto* p : {&vLeft, &vRight}) {
+        p->Release();
+        if (p->create(uCandidates, 0)) return true;
+    }
+    vPositions.Release();
+    return vPositions.create(uCandidates, 0);
+}
+
+// The first candidate that is not below, is above fPos; iBin is its bin.
+uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
+    const uint32_t uBin = static_cast<uint32_t>(iBin);
+    if (uBin < bins.first()) return 0;
+    if (uBin >= bins.end()) return vPositions.uSize;
+    uint32_t u = uFirst[uBin - bins.first()];
+    const uint32_t uEnd = uFirst[uBin - bins.first() + 1];
+    if (uEnd - u > uint32_t{FEW_CANDIDATES}) {
+        const float* pFrom = std::lower_bound(vPositions.pData + u, vPositions.pData + uEnd, fPos);
+        return static_cast<uint32_t>(pFrom - vPositions.pData);
+    }
+    while (u < uEnd && vPositions[u] < fPos) ++u;
+    return u;
+}
+
+uint32_t KDTreeSplitSearch::firstAfter(float fPos, int16_t iBin) const {
+    uint32_t u = firstFrom(fPos, iBin);
+    if (u < vPositions.uSize && vPositions[u] == fPos) ++u;
+    return u;
+}
+
+void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
+    for (uint32_t u = 0; u <= vPositions.uSize; ++u) vLeft[u] = vRight[u] = 0;
+    vLeft[0] = bins.lowBefore();
+    vRight[0] = uCount - bins.highBefore();
+    for (uint32_t i = 0; i < bins.uTouched; ++i) countFace(frame, bins.pTouched[i]);
+}
+
+void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
+    const float fLowMaybe = steps.pLowMaybe[u], fLowSure = steps.pLowSure[u];
+    const uint32_t uLowSure = firstFrom(fLowSure, bins.faces.pLowSure[u]);
+    const uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
+    const int32_t iBegin = static_cast<int32_t>(bins.first());
+    vRight[uHighEnd] -= bins.faces.pHighSure[u] >= iBegin;  // the others are counted already
+    const auto addOne = [](Velk::NDataVector<uint32_t>& vCounts, uint32_t uAt) {
+        ++vCounts[uAt];
+        --vCounts[uAt + 1];
+    };
+    // Unmarked, the low answer open.
+    if (fLowMaybe < fLowSure) {
+        const uint32_t uEnd = std::min(uLowSure, uHighEnd);
+        for (uint32_t j = firstFrom(fLowMaybe, bins.faces.pLowMaybe[u]); j < uEnd; ++j) {
+            if (overlapsLow(frame, u, vPositions[j])) addOne(vLeft, j);
+        }
+    }
+    // The high answer, and so the mark, open.
+    const bool bLowOpen = uLowSure > uHighEnd;
+    uint32_t uOpenEnd = bLowOpen ? uLowSure : uHighEnd;
+    if (steps.pHighMaybe[u] > steps.pHighSure[u]) {
+        uOpenEnd = std::max(uOpenEnd, firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u]));
+    }
+    bool bMarked = false;
+    for (uint32_t j = uHighEnd; j < uOpenEnd; ++j) {
+        const float p = vPositions[j];
+        if (bLowOpen && (bMarked || p >= fLowSure || isLow(frame, u, p))) addOne(vLeft, j);
+        if (bMarked || p > steps.pMax[u] || steps.pMin[u] > frame.fHigh) continue;
+        if (p <= steps.pHighMaybe[u] && overlapsHigh(frame, u, p)) {
+            addOne(vRight, j);
+        } else {
+            bMarked = true;
+        }
+    }
+    vLeft[bLowOpen ? uOpenEnd : uLowSure] += bins.faces.pLowSure[u] >= iBegin;
+}
+
+Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
+    Split best{0.0f, std::numeric_limits<float>::infinity()};
+    uint32_t uLeft = 0, uRight = 0;
+    for (uint32_t u = 0; u < vPositions.uSize; ++u) {
+        uLeft += vLeft[u];
+        uRight += vRight[u];
+        const float fCost = frame.cost(vPositions[u], uLeft, uRight);
+        if (fCost < best.fCost) best = {vPositions[u], fCost};
+    }
+    return best;
+}
+
+// Of equal candidates the first one counts, which shows in the sign of zero.
+float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) const {
+    for (uint32_t u = 0; u < uCount; ++u) {
+        for (const NMVector3f& v : corners[steps.pFace[u]].v3Corner) {
+            if (v[frame.uAxis] == 0.0f) return v[frame.uAxis];
+        }
+    }
+    return 0.0f;
+}
+
+bool KDTreeSplitSearch::overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const {
+    return SplitFrame::overlaps(corners[steps.pFace[u]].v3Corner, frame.lowPart(fPos));
+}
+
+bool KDTreeSplitSearch::overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
+    return SplitFrame::overlaps(corners[steps.pFace[u]].v3Corner, frame.highPart(fPos));
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "accel/build/FaceSteps.h"
+#include "accel/build/SplitBins.h"
+#include "accel/build/SplitFrame.h"
+#include "base/NDataVector.h"
+
+class Scene;
+
+/// The search for the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to
+/// the bit, as trying every face against every position. All its memory is for the largest node, the root, and is used
+/// again by every node.
+class KDTreeSplitSearch {
+ public:
+    KDTreeSplitSearch() = default;
+    ~KDTreeSplitSearch();
+    KDTreeSplitSearch(const KDTreeSplitSearch&) = delete;
+    KDTreeSplitSearch& operator=(const KDTreeSplitSearch&) = delete;
+
+    /// Makes room for the scene's faces and copies their corners. True when there is not enough memory.
+    [[nodiscard]] bool create(const Scene& scene);
+
+    /// Where the caller puts the face numbers of the next node, in list order.
+    uint32_t* faces() { return steps.pFace; }
+
+    /// Finds the split of a node with uCount > 0 faces. bTested as for FaceSteps. True when there is not enough memory.
+    [[nodiscard]] bool find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split);
+
+    /// True when face number u of the last node belongs to the low, the high child of a split at fPos, a candidate.
+    bool isLow(const SplitFrame& frame, uint32_t u, float fPos) const {
+        return fPos >= steps.pLowSure[u] || (fPos >= steps.pLowMaybe[u] && overlapsLow(frame, u, fPos));
+    }
+    bool isHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
+        return fPos <= steps.pHighSure[u] || (fPos <= steps.pHighMaybe[u] && overlapsHigh(frame, u, fPos));
+    }
+
+ private:
+    bool overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const;
+    bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
+    bool findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const;
+    bool findByBins(const SplitFrame& frame, uint32_t uCount, Split& split);
+    bool findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const;
+    bool gather();
+    bool makeRoom(uint32_t uCandidates);
+    void count(const SplitFrame& frame, uint32_t uCount);
+    void countFace(const SplitFrame& frame, uint32_t u);
+    uint32_t firstFrom(float fPos, int16_t iBin) const;
+    uint32_t firstAfter(float fPos, int16_t iBin) const;
+    Split cheapest(const SplitFrame& frame) const;
+    float firstZero(const SplitFrame& frame, uint32_t uCount) const;
+
+    std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene
+    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the steps and of the bins' list
+    std::unique_ptr<float[]> pValues;
+    std::unique_ptr<int16_t[]> pBins;  // storage of the bins
+    FaceSteps steps{};
+    bool bTame = false;     // box and corners are of a size for which FaceSteps and SplitBins can answer
+    bool bBounded = false;  // and the current node has an area
+    SplitBins bins;
+    uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it
+
+    // The candidates that are left, ascending, and the changes of their counts from one to the next.
+    Velk::NDataVector<float> vPositions;
+    Velk::NDataVector<uint32_t> vLeft, vRight;  // one element more; faces from here on; faces no longer
+};

@@ -1,0 +1,177 @@
+#include "accel/build/SplitBins.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr uint32_t FEW_FACES = 4;  // all their candidates are looked at
+
+// Puts a unit of values into bins. Rounding keeps the order of values, so bins are in order, too.
+class Placement {
+ public:
+    Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
+        : low(all(fLow)), high(all(fHigh)), scale(all(fScale)), last(all(static_cast<float>(uBins - 1))) {}
+
+    void place(const float* pValues, int16_t* pBins) const {
+        Lanes value[2];
+        memcpy(value, pValues, sizeof(value));
+        // The lower halves of all eight numbers.
+        constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
+        const Shorts bins = __builtin_shufflevector(reinterpret_cast<Shorts>(binOf(value[0])),
+                                                    reinterpret_cast<Shorts>(binOf(value[1])), LOW, LOW + 2, LOW + 4,
+                                                    LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
+        memcpy(pBins, &bins, sizeof(bins));
+    }
+
+ private:
+    using Lanes = float __attribute__((vector_size(16)));
+    using Numbers = int32_t __attribute__((vector_size(16)));
+    using Shorts = int16_t __attribute__((vector_size(16)));
+    static_assert(StepsFrame::UNIT == 8, "two rows of lanes");
+
+    static Lanes all(float f) { return f - Lanes{}; }
+
+    Numbers binOf(Lanes value) const {
+        const Lanes zero{}, bin = (value - low) * scale;
+        const Lanes positive = bin > zero ? bin : zero;
+        return __builtin_convertvector(positive < last ? positive : last, Numbers) + 1 - (value > high) + (value < low);
+    }
+
+    Lanes low, high, scale, last;
+};
+
+}  // namespace
+
+void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded) {
+    fLow = frame.fLow;
+    fHigh = frame.fHigh;
+    uBins = 1;
+    if (bBounded && uCount > FEW_FACES) {
+        while (uBins < 2 * uCount && uBins < MAX_BINS) uBins *= 2;
+        fScale = static_cast<float>(uBins) / (fHigh - fLow);
+        if (!(fScale < 1e25f)) uBins = 1;
+    }
+    if (uBins == 1) fScale = 0.0f;
+    const uint32_t uRow = uBins + 2;
+    pCandidates = uCounts;
+    pLowMaybe = pCandidates + uRow;
+    pLowSure = pLowMaybe + uRow;
+    pHighSure = pLowSure + uRow;
+    pHighMaybe = pHighSure + uRow;
+    memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
+}
+
+void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded) {
+    chooseBins(frame, uCount, bBounded);
+    const Placement placement(fLow, fHigh, fScale, uBins);
+    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
+        placement.place(steps.pMin + u, faces.pMin + u);
+        placement.place(steps.pMid + u, faces.pMid + u);
+        placement.place(steps.pMax + u, faces.pMax + u);
+        placement.place(steps.pLowMaybe + u, faces.pLowMaybe + u);
+        placement.place(steps.pLowSure + u, faces.pLowSure + u);
+        placement.place(steps.pHighSure + u, faces.pHighSure + u);
+        placement.place(steps.pHighMaybe + u, faces.pHighMaybe + u);
+    }
+    for (uint32_t u = 0; u < uCount; ++u) {
+        ++pCandidates[faces.pMin[u]];
+        ++pCandidates[faces.pMid[u]];
+        ++pCandidates[faces.pMax[u]];
+        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // a mark counts low, too
+        ++pLowSure[faces.pLowSure[u]];
+        ++pHighSure[faces.pHighSure[u]];
+        ++pHighMaybe[faces.pHighMaybe[u]];
+    }
+}
+
+bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
+    if (uBins == 1) {
+        if (!pCandidates[1]) return false;
+        uFirst = 1;
+        uEnd = 2;
+    } else if (!chooseCheap(frame, uCount)) {
+        return false;
+    }
+    for (uint32_t uNeeded = touch(uCount); uNeeded < uFirst; uNeeded = touch(uCount)) uFirst = uNeeded;
+    return true;
+}
+
+// The bounds are off by a few roundings of costs up to twice the number of faces; 2^-16 of it is more.
+bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
+    const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
+    const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
+    const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
+    int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];                             // surely, possibly
+    uint32_t uLeft = 0, uLeftMaybe = pLowMaybe[0], uRight = uCount - pHighSure[0], uRightMaybe = uCount;
+    for (uint32_t u = 0; u < uBins; ++u) {
+        uLeft += pLowSure[u];
+        uLeftMaybe += pLowMaybe[u + 1];
+        uRight -= pHighSure[u + 1];
+        uRightMaybe -= pHighMaybe[u];
+        iLeft[0][u] = static_cast<int32_t>(uLeft);
+        iLeft[1][u] = static_cast<int32_t>(uLeftMaybe);
+        iRight[0][u] = static_cast<int32_t>(uRight);
+        iRight[1][u] = static_cast<int32_t>(uRightMaybe);
+    }
+    float fFloor[MAX_BINS], fCeiling[MAX_BINS];
+    for (uint32_t u = 0; u < uBins; ++u) {
+        const float fAreaLow = fStart + fStep * static_cast<float>(static_cast<int32_t>(u));
+        const float fAreaHigh = fStart + fStep * static_cast<float>(static_cast<int32_t>(uBins - u));
+        fFloor[u] = fAreaLow * static_cast<float>(iLeft[0][u]) + (fAreaHigh - fStep) * static_cast<float>(iRight[0][u]);
+        fCeiling[u] =
+            (fAreaLow + fStep) * static_cast<float>(iLeft[1][u]) + fAreaHigh * static_cast<float>(iRight[1][u]);
+    }
+    const float fFaces = static_cast<float>(uCount);
+    float fLimit = fFaces - SplitFrame::TRAVERSAL_COST;
+    for (uint32_t u = 0; u < uBins; ++u) fLimit = pCandidates[u + 1] && fCeiling[u] < fLimit ? fCeiling[u] : fLimit;
+    fLimit += fFaces * 0x1p-16f;
+    const auto isPossible = [&](uint32_t u) { return pCandidates[u + 1] != 0 && fFloor[u] <= fLimit; };
+    uint32_t uLow = 0, uHigh = uBins;
+    while (uLow < uBins && !isPossible(uLow)) ++uLow;
+    while (uHigh > uLow && !isPossible(uHigh - 1)) --uHigh;
+    uFirst = uLow + 1;
+    uEnd = uHigh + 1;
+    return uFirst < uEnd;
+}
+
+// Lists the touched faces. Returns where the window must begin: a face may be marked at any candidate p > highSure, and
+// its mark matters at p <= highMaybe (is it still counted high?) and at p < lowSure (is it counted low without a
+// test?). When such a p is in the window, all candidates from highSure to there must be.
+uint32_t SplitBins::touch(uint32_t uCount) {
+    using Shorts = int16_t __attribute__((vector_size(16)));
+    const auto load = [](const int16_t* p) {
+        Shorts shorts;
+        memcpy(&shorts, p, sizeof(shorts));
+        return shorts;
+    };
+    const Shorts zero{}, first = static_cast<int16_t>(uFirst) + zero, end = static_cast<int16_t>(uEnd) + zero;
+    Shorts needed = first;
+    uTouched = 0;
+    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
+        const Shorts lowSure = load(faces.pLowSure + u), highSure = load(faces.pHighSure + u);
+        const Shorts highMaybe = load(faces.pHighMaybe + u), markEnd = highMaybe > lowSure ? highMaybe : lowSure;
+        const Shorts earlier = (highSure < needed) & (markEnd >= first);
+        needed = earlier ? highSure : needed;
+        Shorts touched = (load(faces.pLowMaybe + u) < end) & (lowSure >= first);
+        touched |= (highSure < end) & (markEnd >= first);
+        for (const int16_t* pVertex : {faces.pMin + u, faces.pMid + u, faces.pMax + u}) {
+            const Shorts vertex = load(pVertex);
+            touched |= (vertex < end) & (vertex >= first);
+        }
+        const uint32_t uLanes = std::min(uCount - u, StepsFrame::UNIT);
+        for (uint32_t i = 0; i < uLanes; ++i) {
+            pTouched[uTouched] = u + i;
+            uTouched += touched[i] != 0;
+        }
+    }
+    int16_t iNeeded = needed[0];
+    for (unsigned i = 1; i < StepsFrame::UNIT; ++i) iNeeded = std::min<int16_t>(iNeeded, needed[i]);
+    return static_cast<uint32_t>(std::max<int16_t>(iNeeded, 1));
+}
+
+uint32_t SplitBins::sumBefore(const uint32_t* pCounts) const {
+    uint32_t uSum = 0;
+    for (uint32_t u = 0; u < uFirst; ++u) uSum += pCounts[u];
+    return uSum;
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/build/SplitFrame.h"
+#include "accel/build/StepsFrame.h"
+
+/// The candidates of a node in equal intervals of the split axis, and the run of intervals that can hold the cheapest.
+///
+/// A face's counts change at its steps only, and costs grow with counts and areas. So the faces whose steps lie in the
+/// bins before and after one bound the cost of every candidate in it, from below and from above. A bin whose lower
+/// bound is above some other's upper bound, or above the cost of a leaf, cannot hold the choice, and nothing more needs
+/// to be known of its candidates.
+///
+/// Bin 0 stands for everything before the box, bins 1 to bins() divide the box, bin bins() + 1 is behind it.
+class SplitBins {
+ public:
+    static constexpr uint32_t MAX_BINS = 1024;
+
+    /// The bin of each value of each face. Made by the owner, with room for a whole last unit.
+    FaceValues<int16_t> faces{};
+    /// The faces that have a vertex or a step in the window, and their number. Made by the owner, with room for all.
+    uint32_t* pTouched = nullptr;
+    uint32_t uTouched = 0;
+
+    /// Sorts uCount faces into bins. bBounded: areas are finite and not zero, so that costs can be bounded.
+    void fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded);
+
+    /// Chooses the window, the run of bins whose candidates must be looked at: all that may hold the cheapest candidate
+    /// at a cost of at most uCount, and those needed to know the marks there. False when there are none.
+    bool choose(const SplitFrame& frame, uint32_t uCount);
+
+    /// The window is from first() up to but not including end().
+    uint32_t first() const { return uFirst; }
+    uint32_t end() const { return uEnd; }
+
+    /// Vertices in a bin, repetitions included.
+    uint32_t candidates(uint32_t uBin) const { return pCandidates[uBin]; }
+
+    uint32_t candidatesInWindow() const {
+        uint32_t uSum = 0;
+        for (uint32_t u = uFirst; u < uEnd; ++u) uSum += pCandidates[u];
+        return uSum;
+    }
+
+    /// Faces whose step lies in a bin before the window.
+    uint32_t lowBefore() const { return sumBefore(pLowSure); }
+    uint32_t highBefore() const { return sumBefore(pHighSure); }
+
+ private:
+    void chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded);
+    bool chooseCheap(const SplitFrame& frame, uint32_t uCount);
+    uint32_t touch(uint32_t uCount);
+    uint32_t sumBefore(const uint32_t* pCounts) const;
+
+    uint32_t uBins = 1;
+    uint32_t uFirst = 1, uEnd = 1;
+    float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f;
+    uint32_t uCounts[5 * (MAX_BINS + 2)];
+    uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts
+    uint32_t *pHighSure = nullptr, *pHighMaybe = nullptr;
+};

@@ -1,0 +1,84 @@
+#include "accel/bvh/Bvh.h"
+
+#include <cstring>
+
+#include "accel/bvh/BvhBuilder.h"
+#include "accel/bvh/FaceBounds.h"
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr uint32_t ALIGNMENT = 64;  // a cache line
+
+FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
+    const unsigned ku = g_modulo[face.uAxis + 1], kv = g_modulo[face.uAxis + 2];
+    const Velk::NMVector3f& C = face.pC->v3Position;
+    const uint32_t uDown = face.v3Normal[face.uAxis] < 0.0f;
+    return {face.fNu,      face.fNv,      face.fNd,  C[ku],     C[kv],
+            face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, uFace << 3 | uDown << 2 | face.uAxis};
+}
+
+// Fills the items of all sound faces: ordinary ones from the front, needles from the back.
+void makeItems(const Scene& scene, const FaceBounds& bounds, BvhBuilder::Item* pItems, BvhBuilder::Range& ordinary,
+               BvhBuilder::Range& needles) {
+    for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
+        const FaceData& face = scene.vFaces[u];
+        if (!face.isSound()) continue;
+        BvhBuilder::Item item;
+        const bool bNeedle = bounds.bound(face, item.fMin, item.fMax);
+        memcpy(&item.fMin[3], &u, sizeof(u));
+        item.fMax[3] = 0.0f;
+        BvhBuilder::Range& range = bNeedle ? needles : ordinary;
+        range.add(item);
+        pItems[bNeedle ? --range.uBegin : range.uEnd++] = item;
+    }
+}
+
+// A face is far from its neighbours in the hierarchy, so it is fetched early, and its vertex a little later.
+void prefetch(const Scene& scene, const BvhBuilder::Item* pItem, const BvhBuilder::Item* pEnd) {
+    constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
+    if (pEnd - pItem <= FACE_AHEAD) return;
+    const FaceData& face = scene.vFaces[pItem[FACE_AHEAD].face()];
+    __builtin_prefetch(&face);
+    __builtin_prefetch(&face.fNu);
+    __builtin_prefetch(scene.vFaces[pItem[VERTEX_AHEAD].face()].pC);
+}
+
+}  // namespace
+
+bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) {
+    const FaceBounds bounds(scene, fFarthestOrigin);
+    fOriginLimit = bounds.originLimit();
+    fReach = bounds.reach();
+    const uint32_t uFaces = scene.vFaces.uCount;
+    Velk::NAlignedArray<BvhBuilder::Item> vItems;
+    if (uFaces > FaceRecord::MAX_FACES || vItems.allocate(uFaces, ALIGNMENT)) return true;
+    BvhBuilder::Range ordinary{0, 0, {}, {}}, needles{uFaces, uFaces, {}, {}};
+    makeItems(scene, bounds, vItems.pData, ordinary, needles);
+    // Unsound faces have left a gap.
+    const uint32_t uNeedles = needles.count(), uTotal = ordinary.count() + uNeedles;
+    memmove(vItems.pData + ordinary.uEnd, vItems.pData + needles.uBegin, uNeedles * sizeof(BvhBuilder::Item));
+    needles.uBegin = ordinary.uEnd;
+    needles.uEnd = uTotal;
+    bNeedles = uNeedles > 0;
+    // Only a node with nothing but leaves has fewer than four children, so there is one node for three faces at most,
+    // and the root.
+    const bool bFailed = vNodes.allocate(uTotal / 3 + 1, ALIGNMENT) || vRecords.allocate(uTotal, ALIGNMENT);
+    if (!bFailed) {
+        vNodes.uCount = BvhBuilder(*this, vItems.pData).build(ordinary, needles);
+        for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
+        for (uint32_t u = 0; u < uTotal; ++u) {
+            prefetch(scene, &vItems[u], vItems.pData + uTotal);
+            const uint32_t uFace = vItems[u].face();
+            vRecords[u] = makeRecord(scene.vFaces[uFace], uFace);
+            pRecordOf[uFace] = u;
+        }
+    }
+    vItems.Release();
+    return bFailed;
+}
+
+void Bvh::release() {
+    vNodes.Release();
+    vRecords.Release();
+}

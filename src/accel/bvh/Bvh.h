@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/bvh/FaceRecord.h"
+#include "base/NAlignedArray.h"
+
+class Scene;
+
+/// Four boxes and what they hold: further nodes, or leaves of some records.
+struct BvhNode {
+    float fMin[3][4];  // by axis and child; an empty place has a box that is inside out
+    float fMax[3][4];
+    uint32_t uChild[4];  // index of a node, or of a leaf's first record
+    uint32_t uCount[4];  // records of a leaf, 0 for a node
+};
+static_assert(sizeof(BvhNode) == 128, "two cache lines");
+
+/// A hierarchy of boxes over all sound faces, each face once, for searches that the kd-tree then confirms. It is made
+/// afresh from the scene each time, in far less time than the kd-tree, and holds the records that the kernels test.
+class Bvh {
+ public:
+    static constexpr uint32_t MAX_LEAF = 4;        // records in a leaf
+    static constexpr unsigned MAX_SAH_DEPTH = 24;  // below, faces are divided into halves
+    static constexpr unsigned STACK_SIZE = 192;    // three children of each level wait: 24 levels and 29 of halves
+
+    Velk::NAlignedArray<BvhNode> vNodes;       // the root first
+    Velk::NAlignedArray<FaceRecord> vRecords;  // in the order of the leaves
+    float fOriginLimit = 0.0f;                 // see FaceBounds
+    float fReach = 0.0f;
+    bool bNeedles = false;  // the boxes only hold for rays that end within the limit
+
+    Bvh() = default;
+    ~Bvh() { release(); }
+    Bvh(const Bvh&) = delete;
+    Bvh& operator=(const Bvh&) = delete;
+
+    /// Builds the hierarchy over a preprocessed scene. fFarthestOrigin as for FaceBounds. pRecordOf has room for one
+    /// index a face and takes each face's record, NO_INDEX for an unsound one. True without memory.
+    [[nodiscard]] bool build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf);
+
+    void release();
+};

@@ -1,0 +1,79 @@
+#include "accel/bvh/FaceBounds.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr double UNIT = 1.0 / 16777216.0;  // rounding error of one single-precision operation
+constexpr float USUAL_DISTANCE = 4.0f;     // of origins, in multiples of the scene's reach, when nothing is known
+constexpr float MAX_DISTANCE = 64.0f;      // from further away the boxes would be larger than small faces
+
+}  // namespace
+
+FaceBounds::FaceBounds(const Scene& scene, float fFarthestOrigin) {
+    for (const Velk::NMVector3f& v3 : {scene.boxScene.v3Min, scene.boxScene.v3Max}) {
+        fReach = std::max({fReach, fabsf(v3.x), fabsf(v3.y), fabsf(v3.z)});
+    }
+    // Rays start on faces, too, and a little off them.
+    const float fFarthest =
+        fFarthestOrigin > 0.0f ? 1.01f * std::max(fFarthestOrigin, fReach) : USUAL_DISTANCE * fReach;
+    fOriginLimit = std::min(fFarthest, MAX_DISTANCE * fReach);
+}
+
+// Where can Scene::testTriangle accept a ray?
+//
+// It computes the hit's coordinates hu, hv relative to C, then lambda = lu hu + lv hv and mu = mu hu + mv hv, and
+// accepts lambda >= 0, mu >= 0, lambda + mu <= 1. Take the stored coefficients as exact and let q1, q2 be the columns
+// of their inverse, so that (hu, hv) = lambda q1 + mu q2. If rounding changes lambda and mu by at most E / 2 each, less
+// a few units, the exact ones lie in the triangle (-E, -E), (1 + 2 E, -E), (-E, 1 + 2 E). For E:
+//  - Rounding changes lambda by at most a1 |lambda| + a2 |mu|, with a1 and a2 four units times sums of |coefficient|
+//    |q|, and mu likewise. With a the larger of the two sums and a <= 1/4, an accepted point has |lambda|, |mu| <=
+//    1 / (1 - a) <= 4/3, so E = 4/3 a + 4 units.
+//  - Where a is larger the face is a needle, and lambda and mu may be anything. But rounding changes lambda by less
+//    than three units times |lu hu| + |lv hv|, and |hu| and |hv| are below the largest coordinate of the ray plus that
+//    of C, so E is eight units times the one times the other; and the box ends where the rays do.
+// On the third axis the point O + t D satisfies the plane's equation up to the rounding of t's numerator and the
+// product of t with the denominator's rounding, together below 64 units times the largest coordinate involved. The same
+// bound covers the rounding of the hit's own coordinates and of the box test, and is added on every side.
+bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
+    const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+    const Velk::NMVector3f& C = face.pC->v3Position;
+    const double dLimit = static_cast<double>(fOriginLimit), dLargest = dLimit + static_cast<double>(fReach);
+    const double lu = face.fLambdaU, lv = face.fLambdaV, mu = face.fMuU, mv = face.fMuV;
+    const double dDeterminant = lu * mv - lv * mu;
+    if (dDeterminant == 0.0) {
+        std::fill_n(pMin, 3, -2.0f * fOriginLimit);
+        std::fill_n(pMax, 3, 2.0f * fOriginLimit);
+        return true;
+    }
+    const double dInverse = 1.0 / dDeterminant;
+    const double q1u = mv * dInverse, q1v = -mu * dInverse, q2u = -lv * dInverse, q2v = lu * dInverse;
+    const double qu = fabs(q1u) + fabs(q2u), qv = fabs(q1v) + fabs(q2v);
+    const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
+    const bool bNeedle = !(a <= 0.25);
+    const double dCoefficients = std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv));
+    const double E = (bNeedle ? 8 * UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a) + 4 * UNIT;
+
+    const double corners[3][2] = {{-E, -E}, {1 + 2 * E, -E}, {-E, 1 + 2 * E}};
+    double dMin[3] = {INFINITY, INFINITY, INFINITY}, dMax[3] = {-INFINITY, -INFINITY, -INFINITY};
+    for (const auto& corner : corners) {
+        const double u = C[ku] + corner[0] * q1u + corner[1] * q2u, v = C[kv] + corner[0] * q1v + corner[1] * q2v;
+        const double point[3] = {face.fNd - face.fNu * u - face.fNv * v, u, v};
+        for (unsigned i = 0; i < 3; ++i) {
+            dMin[i] = std::min(dMin[i], point[i]);
+            dMax[i] = std::max(dMax[i], point[i]);
+        }
+    }
+    const double dMargin = 64 * UNIT * (dLargest + fabs(static_cast<double>(face.fNd)));
+    for (unsigned i = 0; i < 3; ++i) {
+        const unsigned uAxis = g_modulo[k + i];
+        const double dLow = bNeedle ? std::max(-dLimit, dMin[i]) : dMin[i];
+        const double dHigh = bNeedle ? std::min(dLimit, dMax[i]) : dMax[i];
+        pMin[uAxis] = static_cast<float>(dLow - dMargin);
+        pMax[uAxis] = static_cast<float>(dHigh + dMargin);
+    }
+    return bNeedle;
+}

@@ -1,0 +1,188 @@
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "accel/CacheFile.h"
+#include "accel/grid/UniformSpaceSubdivision.h"
+#include "base/NLogger.h"
+#include "base/NRaiiFile.h"
+#include "base/OutputFile.h"
+#include "base/TextWriter.h"
+#include "scene/Scene.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr float SIZE_TOLERANCE = 1e-3f;  // relative; the file rounds to six decimals
+
+// The whole text of a file, read through once. A voxel's line can be of any length. Every function returns true when
+// something else stands there.
+class CacheText {
+ public:
+    explicit CacheText(const char* szPath) {
+        struct stat status {};
+        if (stat(szPath, &status) || !S_ISREG(status.st_mode)) return;
+        const Velk::NRaiiFile file(szPath, "rb");
+        if (!file.get() || static_cast<uint64_t>(status.st_size) > SIZE_MAX / 2) return;
+        const size_t uSize = static_cast<size_t>(status.st_size);
+        pText.reset(new (std::nothrow) char[uSize]);
+        if (!pText) return;
+        szNext = pText.get();
+        szEnd = szNext + fread(pText.get(), 1, uSize, file.get());
+    }
+
+    size_t bytesLeft() const { return static_cast<size_t>(szEnd - szNext); }
+
+    bool readLine(std::string& sLine) {
+        const void* pBreak = bytesLeft() ? memchr(szNext, '\n', bytesLeft()) : nullptr;
+        if (!pBreak) return true;
+        const char* szBehind = static_cast<const char*>(pBreak) + 1;
+        sLine.assign(szNext, szBehind);
+        szNext = szBehind;
+        return false;
+    }
+
+    bool skip(const char* sz) {
+        const size_t uLength = strlen(sz);
+        if (bytesLeft() < uLength || memcmp(szNext, sz, uLength) != 0) return true;
+        szNext += uLength;
+        return false;
+    }
+
+    template <typename Number>
+    bool read(Number& number) {
+        const std::from_chars_result result = std::from_chars(szNext, szEnd, number);
+        if (result.ec != std::errc()) return true;
+        szNext = result.ptr;
+        return false;
+    }
+
+    bool readVector(const char* szWord, NMVector3f& v3) {
+        const bool bBroken = skip(szWord) || read(v3.x) || skip(" ") || read(v3.y) || skip(" ") || read(v3.z);
+        return bBroken || skip("\n") || !isFinite(v3);
+    }
+
+    // A count of items of at least two bytes each.
+    bool readCount(uint32_t& uCount) { return read(uCount) || uCount > bytesLeft() / 2; }
+
+ private:
+    std::unique_ptr<char[]> pText;
+    const char* szNext = nullptr;
+    const char* szEnd = nullptr;
+};
+
+bool readHead(CacheText& text, UniformSpaceSubdivision& grid) {
+    int32_t* pDim = grid.subdivDim;
+    if (text.readVector("v3Min ", grid.v3Min) || text.readVector("v3Max ", grid.v3Max)) return true;
+    if (text.readVector("v3Size ", grid.v3Size) || text.skip("subdivDim ") || text.read(pDim[0])) return true;
+    if (text.skip(" ") || text.read(pDim[1]) || text.skip(" ") || text.read(pDim[2]) || text.skip("\n\n")) return true;
+    for (unsigned a = 0; a < 3; ++a) {
+        if (pDim[a] < 1 || !(grid.v3Size[a] > 0.0f)) return true;
+        const float fWhole = grid.v3Max[a] - grid.v3Min[a];
+        const float fError = fabsf(static_cast<float>(pDim[a]) * grid.v3Size[a] - fWhole);
+        if (!(fError <= fWhole * SIZE_TOLERANCE)) return true;
+    }
+    return false;
+}
+
+// Reads the voxels' references: they number the records in order of use. uCells becomes their number.
+bool readHashes(CacheText& text, UniformSpaceSubdivision& grid, uint32_t& uCells) {
+    const int32_t* pDim = grid.subdivDim;
+    uint32_t uVoxels = 0;
+    if (text.skip("hashes ") || text.readCount(uVoxels) || text.skip("\n")) return true;
+    if (double{1} * pDim[0] * pDim[1] * pDim[2] != uVoxels || grid.hashes.allocate(uVoxels, 32)) return true;
+    uCells = 0;
+    for (uint32_t& uHash : grid.hashes) {
+        int32_t iRecord = 0;
+        if (text.read(iRecord) || text.skip("\n")) return true;
+        uHash = static_cast<uint32_t>(iRecord);
+        if (iRecord == -1) continue;
+        if (uHash != uCells) return true;
+        ++uCells;
+    }
+    return false;
+}
+
+// Reads one voxel's faces: at least one, ascending.
+bool readRecord(CacheText& text, uint32_t uFaces, UniformSpaceSubdivision::FaceIndices& record) {
+    uint32_t uCount = 0;
+    if (text.readCount(uCount) || text.skip(": ") || !uCount || uCount > uFaces) return true;
+    if (record.create(uCount, 4)) return true;
+    for (; record.uSize < uCount; ++record.uSize) {
+        uint32_t& uFace = record[record.uSize];
+        if (text.read(uFace) || text.skip(" ") || uFace >= uFaces) return true;
+        if (record.uSize && uFace <= record[record.uSize - 1]) return true;
+    }
+    return text.skip("\n");
+}
+
+bool readCells(CacheText& text, uint32_t uFaces, uint32_t uCells, UniformSpaceSubdivision& grid) {
+    uint32_t uCount = 0;
+    if (text.skip("cells ") || text.readCount(uCount) || text.skip("\n") || uCount != uCells) return true;
+    if (grid.cells.create(std::max(4u, uCount), 10)) return true;
+    while (grid.cells.uSize < uCount) {
+        if (readRecord(text, uFaces, grid.cells[grid.cells.uSize++])) return true;
+    }
+    return text.bytesLeft() != 0;
+}
+
+void writeVector(Velk::TextWriter& writer, const char* szWord, const NMVector3f& v3) {
+    writer.text(szWord).text(" ").number(v3.x).text(" ").number(v3.y).text(" ").number(v3.z).text("\n");
+}
+
+}  // namespace
+
+bool UniformSpaceSubdivision::loadSubdivision(const char* szPath) {
+    CacheText text(szPath);
+    std::string sFirstLine;
+    if (text.readLine(sFirstLine) || !isCacheOf(*pScene, sFirstLine.c_str())) return false;
+    uint32_t uCells = 0;
+    if (readHead(text, *this) || readHashes(text, *this, uCells) ||
+        readCells(text, pScene->vFaces.uCount, uCells, *this)) {
+        releaseSubdivision();
+        return false;
+    }
+    warnIfOutdated(szPath, *pScene);
+    return true;
+}
+
+int UniformSpaceSubdivision::saveSubdivision(const char* szPath) const {
+    Velk::OutputFile file;
+    if (file.open(szPath)) {
+        ReportErrorFormat("Failed to open file: %s\n", szPath);
+        return EOF;
+    }
+    {
+        Velk::TextWriter writer(file.stream());
+        writer.text(cacheHeadline(*pScene).c_str());
+        writeVector(writer, "v3Min", v3Min);
+        writeVector(writer, "v3Max", v3Max);
+        writeVector(writer, "v3Size", v3Size);
+        writer.text("subdivDim");
+        for (const int32_t iDim : subdivDim) writer.text(" ").number(static_cast<uint32_t>(iDim));
+        writer.text("\n\nhashes ").number(hashes.uCount).text("\n");
+        for (const uint32_t uHash : hashes) {
+            if (uHash == NO_INDEX) {
+                writer.text("-1\n");
+            } else {
+                writer.number(uHash).text("\n");
+            }
+        }
+        writer.text("cells ").number(cells.uSize).text("\n");
+        for (const FaceIndices& record : cells) {
+            writer.number(record.uSize).text(": ");
+            for (const unsigned int uFace : record) writer.number(uFace).text(" ");
+            writer.text("\n");
+        }
+    }
+    if (!file.commit()) return 0;
+    ReportErrorFormat("Failed to write to file: %s\n", szPath);
+    return EOF;
+}

@@ -1,0 +1,59 @@
+#include "accel/kdtree/KDTree.h"
+
+#include <cstdio>
+
+#include "accel/build/KDTreeBuilder.h"
+#include "base/NLogger.h"
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr uint32_t TREE_ALIGNMENT = 32;
+constexpr char CACHE_FILE[] = "kdtree.tmp";
+
+}  // namespace
+
+bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
+    release();
+    pScene = pNewScene;
+    printf("Loading kdtree from file...");
+    Velk::NDataVector<KDTreeNode> nodes;
+    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
+    nodes.Release();
+    if (bFailed) {
+        ReportError("Not enough memory for the kdtree");
+        release();
+    }
+    return bFailed;
+}
+
+// Reads the nodes from the cache file or builds and saves them, in index form.
+bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
+    if (!bResetCache && loadTree(CACHE_FILE, &nodes)) {
+        printf(" OK\n");
+        return false;
+    }
+    printf(bResetCache ? " RESET\n" : " FAILED\n");
+    printf("Building kdtree...\n");
+    if (KDTreeBuilder(*pScene, *this, nodes).build()) return true;
+    saveTree(CACHE_FILE, nodes);
+    return false;
+}
+
+bool KDTree::link(const Velk::NDataVector<KDTreeNode>& nodes) {
+    if (vNodes.allocate(nodes.uSize, TREE_ALIGNMENT) || vStack.allocate(STACK_SIZE, TREE_ALIGNMENT)) return true;
+    for (uint32_t u = 0; u < nodes.uSize; ++u) {
+        vNodes[u] = nodes[u];
+        vNodes[u].link();
+    }
+    pRoot = vNodes.pData;
+    return false;
+}
+
+void KDTree::release() {
+    vNodes.Release();
+    vStack.Release();
+    vFacesList.Release();
+    pRoot = nullptr;
+    uFreeListHead = NO_INDEX;
+}

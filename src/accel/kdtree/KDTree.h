@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/FaceLists.h"
+#include "base/NAlignedArray.h"
+#include "base/NAlignedDataVector.h"
+#include "base/NDataVector.h"
+#include "base/Vectors.h"
+#include "scene/FaceData.h"
+
+class Scene;
+
+/// The kd-tree over a scene's faces that defines the answer of every ray query: built with a surface-area heuristic or
+/// reloaded from its cache file kdtree.tmp in the working directory. Serves one query at a time; RayQueries asks many
+/// rays at once.
+class KDTree : public FaceLists {
+ public:
+    static constexpr unsigned STACK_SIZE = 64;  // 21 far children, one skipped entry for each, and the two ends
+
+    /// A point of the ray on the traversal stack, and the subtree whose segment starts there.
+    struct StackEntry {
+        const KDTreeNode* pNode;  // null for the final exit
+        float fT;
+        Velk::NMVector3f v3Point;
+        uint32_t uPrev;  // stack index of the exit point before this one
+    };
+
+    const Scene* pScene = nullptr;
+    const KDTreeNode* pRoot = nullptr;  // null while there is no tree
+    Velk::NAlignedArray<KDTreeNode> vNodes;
+    Velk::NAlignedArray<StackEntry> vStack;
+
+    KDTree() = default;
+    ~KDTree() { release(); }
+    KDTree(const KDTree&) = delete;
+    KDTree& operator=(const KDTree&) = delete;
+
+    /// Loads or builds the tree of a preprocessed scene, which must outlive it. Without memory it stays empty, which is
+    /// logged, and true is returned.
+    [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache);
+
+    /// Frees everything; every query misses then.
+    void release();
+
+    /// The nearest face at 0 <= t <= fMaxDist with its hit record in *pOut, or null with *pOut untouched. Of faces at
+    /// the same t in one leaf the later in its list is taken. t is in multiples of v3Dir's length.
+    const FaceData* findNearestFace(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,
+                                    RayTestOutput* pOut);
+
+    /// True when any face is hit at 0 <= t <= fMaxDist.
+    bool findObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
+
+    /// Reads the cache file into nodes (index form) and vFacesList. TRUE on success. A file that is for another scene
+    /// or breaks any rule of a tree is not taken.
+    bool loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes);
+
+    /// Writes the cache file from nodes (index form) and vFacesList, whole or not at all. 0 on success; a failure is
+    /// logged.
+    int saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& nodes) const;
+
+    /// Prints the way from a face up to the root of the linked tree. True when the face is below the node.
+    bool walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const;
+    bool walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) const;
+
+ private:
+    bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
+    bool link(const Velk::NDataVector<KDTreeNode>& nodes);
+    bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
+
+    template <typename VisitLeaf>
+    bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, const VisitLeaf& visitLeaf);
+};

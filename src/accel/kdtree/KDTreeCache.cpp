@@ -1,0 +1,159 @@
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "accel/CacheFile.h"
+#include "accel/kdtree/KDTree.h"
+#include "base/LineReader.h"
+#include "base/NLogger.h"
+#include "base/OutputFile.h"
+#include "base/TextWriter.h"
+#include "scene/Scene.h"
+
+namespace {
+
+// True when the nodes make a tree: every reference in range, every child behind its parent and of one parent only, no
+// interior node deeper than the builder makes them, and a finite plane on a real axis in each.
+bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
+    if (!nodes.uSize) return false;
+    std::vector<uint8_t> vDepth(nodes.uSize, 0);  // 0 for a node without a parent
+    for (uint32_t u = 0; u < nodes.uSize; ++u) {
+        const KDTreeNode& node = nodes[u];
+        if (u && !vDepth[u]) return false;
+        if (node.axis() > 2) return false;
+        if (node.isLeaf()) {
+            if (node.hasReference() && node.index() >= uEntries) return false;
+            continue;
+        }
+        const uint32_t uChild = node.index();
+        if (uChild <= u || uChild >= nodes.uSize - 1 || vDepth[uChild] || vDepth[uChild + 1]) return false;
+        if (vDepth[u] > KDTreeNode::MAX_DEPTH || !std::isfinite(node.fSplit)) return false;
+        vDepth[uChild] = vDepth[uChild + 1] = static_cast<uint8_t>(vDepth[u] + 1);
+    }
+    return true;
+}
+
+// True when no face list runs out of the pool, in a circle, or into another.
+bool areLists(const Velk::NDataVector<KDTreeNode>& nodes, const Velk::NAlignedDataVector<FacesListNode>& vList) {
+    std::vector<bool> vSeen(vList.uSize, false);
+    for (const KDTreeNode& node : nodes) {
+        if (!node.isLeaf() || !node.hasReference()) continue;
+        for (uint32_t u = node.index(); u != NO_INDEX; u = vList[u].next) {
+            if (u >= vList.uSize || vSeen[u]) return false;
+            vSeen[u] = true;
+        }
+    }
+    return true;
+}
+
+// The number behind a keyword on a line of its own. True when the line is anything else.
+bool readCount(Velk::LineReader& reader, const char* szKeyword, uint32_t& uCount) {
+    const char* szLine = reader.next();
+    const size_t uKeyword = strlen(szKeyword);
+    if (!szLine || strncmp(szLine, szKeyword, uKeyword) != 0) return true;
+    int64_t iCount = 0;
+    if (Velk::readIntegers(szLine + uKeyword, &iCount, 1) != 1) return true;
+    if (iCount < 0 || iCount > KDTreeNode::MAX_INDEX || reader.isAbsurdCount(iCount)) return true;
+    uCount = static_cast<uint32_t>(iCount);
+    return false;
+}
+
+// Reads one unsigned number up to the given end character. Null when there is none.
+const char* readUnsigned(const char* sz, uint32_t& u, char cEnd) {
+    const std::from_chars_result result = std::from_chars(sz, sz + strnlen(sz, 11), u);
+    return result.ec == std::errc() && *result.ptr == cEnd ? result.ptr + 1 : nullptr;
+}
+
+bool readNodes(Velk::LineReader& reader, Velk::NDataVector<KDTreeNode>& nodes) {
+    uint32_t uCount = 0;
+    if (readCount(reader, "KDNodes ", uCount) || nodes.create(uCount, 4)) return true;
+    for (; nodes.uSize < uCount; ++nodes.uSize) {
+        KDTreeNode& node = nodes[nodes.uSize];
+        const char* sz = reader.next();
+        if (sz) sz = readUnsigned(sz, node.uData, ' ');
+        if (!sz || Velk::readFloats(sz, &node.fSplit, 1) != 1) return true;
+    }
+    const char* szLine = reader.next();
+    return !szLine || !Velk::LineReader::isBlank(szLine);
+}
+
+bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVector<FacesListNode>& vList) {
+    uint32_t uCount = 0;
+    if (readCount(reader, "ObjectList ", uCount) || vList.create(uCount, 4, 32)) return true;
+    for (; vList.uSize < uCount; ++vList.uSize) {
+        FacesListNode& entry = vList[vList.uSize];
+        const char* sz = reader.next();
+        if (sz) sz = readUnsigned(sz, entry.uFace, ' ');
+        if (!sz || !readUnsigned(sz, entry.next, '\n') || entry.uFace >= uFaces) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes) {
+    Velk::LineReader reader(szPath);
+    const char* szFirstLine = reader.isOpen() ? reader.next() : nullptr;
+    if (!szFirstLine || !isCacheOf(*pScene, szFirstLine)) return false;
+    const bool bBroken = readNodes(reader, *pNodes) || readList(reader, pScene->vFaces.uCount, vFacesList) ||
+                         !isTree(*pNodes, vFacesList.uSize) || !areLists(*pNodes, vFacesList);
+    if (bBroken) {
+        pNodes->Release();
+        vFacesList.Release();
+        return false;
+    }
+    warnIfOutdated(szPath, *pScene);
+    return true;
+}
+
+int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& nodes) const {
+    Velk::OutputFile file;
+    if (file.open(szPath)) {
+        ReportErrorFormat("Failed to open file: %s\n", szPath);
+        return EOF;
+    }
+    {
+        Velk::TextWriter writer(file.stream());
+        writer.text(cacheHeadline(*pScene).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
+        for (const KDTreeNode& node : nodes) writer.number(node.uData).text(" ").number(node.fSplit).text("\n");
+        writer.text("\nObjectList ").number(vFacesList.uSize).text("\n");
+        for (const FacesListNode& entry : vFacesList) {
+            writer.number(entry.uFace).text(" ").number(entry.next).text("\n");
+        }
+    }
+    if (!file.commit()) return 0;
+    ReportErrorFormat("Failed to write to file: %s\n", szPath);
+    return EOF;
+}
+
+bool KDTree::walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const {
+    const auto indexOf = [this](const KDTreeNode* p) { return static_cast<int>(p - vNodes.pData); };
+    if (!pNode->isLeaf()) {
+        const KDTreeNode* pChild = vNodes.pData + pNode->child();
+        const bool bLow = walkthroughNodes(uFace, pChild);
+        const bool bHigh = walkthroughNodes(uFace, pChild + 1);
+        if (bLow && bHigh) {
+            printf("Node index: %d, with two children: %d & %d.\n", indexOf(pNode), indexOf(pChild),
+                   indexOf(pChild + 1));
+        } else if (bLow || bHigh) {
+            printf("Node index: %d.\n", indexOf(pNode));
+        }
+        return bLow || bHigh;
+    }
+    if (!pNode->hasReference() || !walkthroughFacesList(uFace, &vFacesList[pNode->list()])) return false;
+    printf("Node index: %d.\n", indexOf(pNode));
+    return true;
+}
+
+bool KDTree::walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) const {
+    const int iEntry = static_cast<int>(pEntry - vFacesList.pData);
+    if (pEntry->uFace == uFace) {
+        printf("-------\nFace list index: %d, found!\n", iEntry);
+        return true;
+    }
+    if (pEntry->next == NO_INDEX || !walkthroughFacesList(uFace, &vFacesList[pEntry->next])) return false;
+    printf("Face list index: %d.\n", iEntry);
+    return true;
+}

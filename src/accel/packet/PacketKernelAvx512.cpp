@@ -1,0 +1,52 @@
+#include "accel/packet/PacketKernelList.h"
+
+#if defined(RT_VECTORS) && defined(__AVX512F__)
+
+#include <immintrin.h>
+
+#include "accel/packet/Float4.h"
+#include "accel/packet/PacketQuery.h"
+
+namespace {
+
+// Sixteen floats of AVX-512.
+struct Float16 {
+    static constexpr unsigned WIDTH = 16;
+    static constexpr unsigned GROUPS = 4;
+    struct Mask {
+        __mmask16 m;
+        friend Mask operator&(Mask a, Mask b) { return {static_cast<__mmask16>(a.m & b.m)}; }
+        friend Mask operator|(Mask a, Mask b) { return {static_cast<__mmask16>(a.m | b.m)}; }
+    };
+    __m512 v;
+
+    static Float16 load(const float* p) { return {_mm512_load_ps(p)}; }
+    static Float16 set(float f) { return {_mm512_set1_ps(f)}; }
+    void store(float* p) const { _mm512_store_ps(p, v); }
+    friend Float16 operator+(Float16 a, Float16 b) { return {_mm512_add_ps(a.v, b.v)}; }
+    friend Float16 operator-(Float16 a, Float16 b) { return {_mm512_sub_ps(a.v, b.v)}; }
+    friend Float16 operator*(Float16 a, Float16 b) { return {_mm512_mul_ps(a.v, b.v)}; }
+    friend Float16 operator/(Float16 a, Float16 b) { return {_mm512_div_ps(a.v, b.v)}; }
+    friend Mask operator<(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_LT_OQ)}; }
+    friend Mask operator<=(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_LE_OQ)}; }
+    friend Mask operator>(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_GT_OQ)}; }
+    friend Mask operator>=(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_GE_OQ)}; }
+    friend Mask operator==(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_EQ_OQ)}; }
+    static Float16 select(Mask m, Float16 a, Float16 b) { return {_mm512_mask_blend_ps(m.m, b.v, a.v)}; }
+    static Mask select(Mask m, Mask a, Mask b) { return {static_cast<__mmask16>((m.m & a.m) | (~m.m & b.m))}; }
+    static Mask andNot(Mask no, Mask yes) { return {static_cast<__mmask16>(~no.m & yes.m)}; }
+    static Float16 abs(Float16 a) { return {_mm512_abs_ps(a.v)}; }
+    // Masked forms: the plain ones of GCC 12 warn of an uninitialised value.
+    // Of a pair with a value that is not a number the second counts.
+    static Float16 min(Float16 a, Float16 b) { return {_mm512_maskz_min_ps(0xFFFF, a.v, b.v)}; }
+    static Float16 max(Float16 a, Float16 b) { return {_mm512_maskz_max_ps(0xFFFF, a.v, b.v)}; }
+    static unsigned bits(Mask m) { return m.m; }
+    static Mask mask(unsigned uBits) { return {static_cast<__mmask16>(uBits)}; }
+};
+
+}  // namespace
+
+const PacketKernel g_kernelAvx512{"avx512", RayPacket<Float16>::LANES, nearestFaces<Float16, Float4>,
+                                  obstacles<Float16, Float4>};
+
+#endif

@@ -1,0 +1,152 @@
+#pragma once
+
+// The search of the box hierarchy for a packet. Boxes are met by the packet as a whole first, which costs little, and
+// then by each lane, so that only lanes that meet all boxes above a face are tested against it. The boxes hold every
+// hit that the face test accepts (FaceBounds), so a search finds what testing all faces would.
+
+#include "accel/bvh/FaceBounds.h"
+#include "accel/packet/PacketBundle.h"
+#include "accel/packet/RayPacket.h"
+
+namespace {
+
+template <typename F, typename B>
+class PacketSearch {
+ public:
+    using Rays = RayPacket<F>;
+    using Hits = typename Rays::Hits;
+    static constexpr unsigned W = F::WIDTH;
+    static constexpr unsigned GROUPS = F::GROUPS;
+
+    PacketSearch(Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
+
+    /// The lanes of uMask that the boxes and the bundle hold for. bEnds when the rays may end anywhere.
+    uint64_t contained(uint64_t uMask, bool bEnds) const {
+        uint64_t uContained = 0;
+        const F limit = F::set(tree.fOriginLimit), endLimit = F::set(tree.bNeedles ? tree.fOriginLimit : FARTHEST_END);
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            F largestDir = F::set(0.0f);
+            typename F::Mask holds = largestDir <= largestDir;
+            for (unsigned a = 0; a < 3; ++a) {
+                // Comparisons that a value which is not a number fails.
+                const F size = F::abs(rays.dir(a, g));
+                holds = holds & (F::abs(rays.origin(a, g)) <= limit) & (size <= F::set(FaceBounds::DIR_MAX));
+                if (bEnds) holds = holds & (F::abs(rays.end(a, g)) <= endLimit);
+                largestDir = F::max(largestDir, size);
+            }
+            holds = holds & (largestDir >= F::set(FaceBounds::DIR_MIN));
+            uContained |= Rays::lanesOf(F::bits(holds), g);
+        }
+        return uContained & uMask;
+    }
+
+    /// Searches for hits of the lanes of uMask, which the boxes must hold for, within the bounds of hits: the nearest
+    /// one, or any.
+    template <bool NEAREST>
+    void search(uint64_t uMask, Hits& hits) {
+        bBundle = bundle.bound(rays, uMask, !NEAREST, tree.fReach);
+        if (bBundle && !NEAREST) bundle.limit(rays, uMask, hits.bound);
+        const uint64_t uAll = uMask;
+        Waiting stack[Bvh::STACK_SIZE];
+        unsigned uSize = 0;
+        uint32_t uNode = 0;
+        for (;;) {
+            push(uNode, uMask, stack, uSize);
+            for (;;) {
+                if (!uSize) return;
+                const Waiting& next = stack[--uSize];
+                if (NEAREST && bBundle && next.fDepth > bundle.depth()) continue;
+                const BvhNode& node = tree.pBvh[next.uNode];
+                uMask = next.uMask;
+                if (!NEAREST) uMask &= ~hits.uLanes;
+                uMask = meets(node, next.uBox, uMask, hits);
+                if (!uMask) continue;
+                uNode = node.uChild[next.uBox];
+                const uint32_t uCount = node.uCount[next.uBox];
+                if (!uCount) break;
+                testLeaf<NEAREST>(uNode, uCount, uMask, hits);
+                if (NEAREST && bBundle && (uMask & hits.uLanes)) bundle.limit(rays, uAll, hits.bound);
+            }
+        }
+    }
+
+ private:
+    static constexpr float FARTHEST_END = 1e30f;  // the bundle's arithmetic stays finite
+
+    // A box still to be looked into.
+    struct Waiting {
+        uint32_t uNode;
+        uint32_t uBox;
+        float fDepth;
+        uint64_t uMask;
+    };
+
+    // Puts the boxes of a node that the lanes may meet on the stack, the nearest on top.
+    void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
+        const BvhNode& node = tree.pBvh[uNode];
+        alignas(16) float fDepth[4];
+        unsigned uMet = bBundle ? bundle.meets(node, fDepth) : order(node, uMask, fDepth);
+        const unsigned uBase = uSize;
+        for (; uMet; uMet &= uMet - 1) {
+            const unsigned i = static_cast<unsigned>(__builtin_ctz(uMet));
+            unsigned u = uSize++;
+            for (; u > uBase && pStack[u - 1].fDepth < fDepth[i]; --u) pStack[u] = pStack[u - 1];
+            pStack[u] = {uNode, i, fDepth[i], uMask};
+            prefetch(node, i);
+        }
+    }
+
+    // Begins to fetch what a box holds: a node or up to four records.
+    void prefetch(const BvhNode& node, unsigned uBox) const {
+        const uint32_t u = node.uChild[uBox];
+        const void* pFirst = node.uCount[uBox] ? static_cast<const void*>(tree.pRecords + u) : tree.pBvh + u;
+        for (unsigned uLine = 0; uLine < 3; ++uLine) __builtin_prefetch(static_cast<const char*>(pFirst) + 64 * uLine);
+    }
+
+    // In place of PacketBundle::meets for rays without an axis in common: all boxes, by their centres along the first
+    // ray.
+    unsigned order(const BvhNode& node, uint64_t uMask, float* pDepth) const {
+        const unsigned uFirst = static_cast<unsigned>(__builtin_ctzll(uMask));
+        unsigned uBoxes = 0;
+        for (unsigned i = 0; i < 4; ++i) {
+            if (node.fMin[0][i] > node.fMax[0][i]) continue;
+            uBoxes |= 1u << i;
+            pDepth[i] = 0.0f;
+            for (unsigned a = 0; a < 3; ++a) pDepth[i] += (node.fMin[a][i] + node.fMax[a][i]) * rays.dirOf(a, uFirst);
+        }
+        return uBoxes;
+    }
+
+    // The lanes of uMask that meet a box between their origin and their bound.
+    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const Hits& hits) const {
+        uint64_t uMet = 0;
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uActive = Rays::groupBits(uMask, g);
+            if (!uActive) continue;
+            F enter = F::set(0.0f), leave = F::load(hits.bound + g * W);
+            for (unsigned a = 0; a < 3; ++a) {
+                const F o = rays.origin(a, g), r = rays.reciprocal(a, g);
+                const F t0 = (F::set(node.fMin[a][uBox]) - o) * r, t1 = (F::set(node.fMax[a][uBox]) - o) * r;
+                enter = F::max(enter, F::min(t0, t1));
+                leave = F::min(leave, F::max(t0, t1));
+            }
+            uMet |= Rays::lanesOf(F::bits(enter <= leave) & uActive, g);
+        }
+        return uMet;
+    }
+
+    template <bool NEAREST>
+    void testLeaf(uint32_t uFirst, uint32_t uCount, uint64_t uMask, Hits& hits) {
+        for (uint32_t u = 0; u < uCount && uMask; ++u) {
+            rays.template test<NEAREST>(uFirst + u, uMask, hits);
+            if (!NEAREST) uMask &= ~hits.uLanes;
+        }
+    }
+
+    Rays& rays;
+    const PacketTree& tree;
+    PacketBundle<F, B> bundle;
+    bool bBundle = false;  // the packet has one
+};
+
+}  // namespace

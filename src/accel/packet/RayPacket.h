@@ -1,0 +1,156 @@
+#pragma once
+
+// The rays of a packet, as vectors of the type F, and the face test on them. Like all Packet*.h files it is compiled
+// once for each instruction set, by the PacketKernel*.cpp files and no others, and has internal linkage: code made for
+// one instruction set must not be picked by the linker for another.
+//
+// A set of lanes is a mask of 64 bits, bit i for ray i. A group is the rays of one vector.
+
+#include <cstring>
+
+#include "accel/packet/PacketKernel.h"
+#include "scene/FaceData.h"
+
+namespace {
+
+constexpr float INFINITE = __builtin_huge_valf();
+
+template <typename F>
+class RayPacket {
+ public:
+    static constexpr unsigned W = F::WIDTH;
+    static constexpr unsigned GROUPS = F::GROUPS;
+    static constexpr unsigned LANES = W * GROUPS;
+    static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
+
+    /// What a search has found so far.
+    struct Hits {
+        uint64_t uLanes = 0;             // with a hit
+        uint64_t uTied = 0;              // of the nearest hit: with two faces at the same t
+        alignas(64) float bound[LANES];  // how far each lane looks; of the nearest hit its t
+    };
+
+    /// What a search has found out for the kd-tree's walk.
+    struct Known {
+        uint64_t uLanes = 0;         // whose hit, of a single face, is known
+        alignas(64) float t[LANES];  // no hit is nearer; of lanes whose hit is known its t
+        float slack[LANES];          // how far beyond a node's cut points those below it may lie
+    };
+
+    /// Copies the rays. The hit records of lanes that hit are left in *pRecords.
+    RayPacket(const PacketTree& sourceTree, const PacketRays& source, PacketHits* pRecords)
+        : tree(sourceTree), pHits(pRecords) {
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            for (unsigned a = 0; a < 3; ++a) {
+                F::load(source.pOrigin[a] + g * W).store(ray.origin[a] + g * W);
+                F::load(source.pDir[a] + g * W).store(ray.dir[a] + g * W);
+                invert(a, g);
+            }
+            F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
+        }
+    }
+
+    static unsigned groupBits(uint64_t uMask, unsigned g) {
+        return static_cast<unsigned>((uMask >> (g * W)) & GROUP_MASK);
+    }
+    static uint64_t lanesOf(unsigned uBits, unsigned g) { return uint64_t{uBits} << (g * W); }
+    static F patternOf(uint32_t u) {
+        float f;
+        memcpy(&f, &u, sizeof(f));
+        return F::set(f);
+    }
+
+    F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
+    F dir(unsigned a, unsigned g) const { return F::load(ray.dir[a] + g * W); }
+    F reciprocal(unsigned a, unsigned g) const { return F::load(ray.reciprocal[a] + g * W); }
+    F maxDist(unsigned g) const { return F::load(ray.maxDist + g * W); }
+    F end(unsigned a, unsigned g) const { return origin(a, g) + dir(a, g) * maxDist(g); }
+    float dirOf(unsigned a, unsigned uLane) const { return ray.dir[a][uLane]; }
+    const float* hitT() const { return pHits->fT; }
+
+    /// Scene::testTriangle for one record and the lanes of uMask, by the same operations in the same order, within the
+    /// bound of each lane. For the nearest hit the bound of a lane that hits becomes its t, so that of equal hits the
+    /// later stays. Reads the record once, and six ray components and the bound for each group.
+    template <bool NEAREST>
+    void test(uint32_t uRecord, uint64_t uMask, Hits& hits) {
+        const FaceRecord& face = tree.pRecords[uRecord];
+        const unsigned k = face.axis(), ku = g_modulo[k + 1], kv = g_modulo[k + 2];
+        const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv), nd = F::set(face.fNd);
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uActive = groupBits(uMask, g);
+            if (!uActive) continue;
+            const F ou = origin(ku, g), ov = origin(kv, g), du = dir(ku, g), dv = dir(kv, g);
+            const F denominator = dir(k, g) + nu * du + nv * dv;
+            const F t = (nd - origin(k, g) - nu * ou - nv * ov) / denominator;
+            const F bound = F::load(hits.bound + g * W);
+            const typename F::Mask parallel = F::abs(denominator) < F::set(Velk::NM_EPSILON_F);
+            const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
+            if (!(F::bits(within) & uActive)) continue;
+            const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
+            const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
+            const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
+            const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
+            const unsigned uHit = F::bits(hit) & uActive;
+            if (!uHit) continue;
+            const typename F::Mask taken = F::mask(uHit);
+            const auto put = [&](F value, float* p) { F::select(taken, value, F::load(p)).store(p); };
+            if (NEAREST) {
+                const uint64_t uTied = lanesOf(F::bits(t == bound) & uHit, g) & hits.uLanes;
+                hits.uTied = (hits.uTied & ~lanesOf(uHit, g)) | uTied;
+                put(t, hits.bound + g * W);
+                put(lambda, pHits->fU + g * W);
+                put(mu, pHits->fV + g * W);
+                // The normal's sign on axis k and the denominator's differ where the front is hit.
+                put(F::select(denominator < zero, patternOf(face.faceSide() ^ 1), patternOf(face.faceSide())),
+                    pHits->fFaceFront + g * W);
+            }
+            put(t, pHits->fT + g * W);
+            put(patternOf(uRecord), fRecord + g * W);
+            hits.uLanes |= lanesOf(uHit, g);
+        }
+    }
+
+    /// Of the lanes of uMask, all of which have hit, those whose record stands in a leaf's list.
+    uint64_t listed(const uint32_t* pList, uint64_t uMask) const {
+        uint64_t uListed = 0;
+        const uint32_t *pFirst = pList + 1, *pEnd = pFirst + *pList;
+        while (uMask) {
+            uint32_t uRecord;
+            memcpy(&uRecord, &fRecord[__builtin_ctzll(uMask)], sizeof(uRecord));
+            uint64_t uSame = 0;
+            for (unsigned g = 0; g < GROUPS; ++g) {
+                if (!groupBits(uMask, g)) continue;
+                uSame |= lanesOf(F::bits(F::load(fRecord + g * W) == patternOf(uRecord)), g);
+            }
+            uSame &= uMask;
+            uMask &= ~uSame;
+            const uint32_t* p = pFirst;
+            while (p != pEnd && *p != uRecord) ++p;
+            if (p != pEnd) uListed |= uSame;
+        }
+        return uListed;
+    }
+
+ private:
+    // A direction of almost zero is made a little larger: what is computed from it has a margin wide enough for that,
+    // and no product becomes zero times infinity.
+    void invert(unsigned a, unsigned g) {
+        const F zero = F::set(0.0f), small = F::set(1e-20f), d = dir(a, g);
+        const F away = F::select(d < zero, zero - small, small);
+        (F::set(1.0f) / F::select(F::abs(d) < small, away, d)).store(ray.reciprocal[a] + g * W);
+    }
+
+    const PacketTree& tree;
+    PacketHits* pHits;
+    // The rays, copied so that one base and the axis give the address of any component.
+    struct {
+        alignas(64) float origin[3][LANES];
+        float dir[3][LANES];
+        float reciprocal[3][LANES];
+        float maxDist[LANES];
+    } ray;
+    // Bits of the index of the record that each lane has hit. An index is small, so its bits compare like a number.
+    alignas(64) float fRecord[LANES];
+};
+
+}  // namespace

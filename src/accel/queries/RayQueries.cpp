@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <cstring>
+
+#include "accel/queries/RayQueries.h"
+#include "base/NLogger.h"
+#include "scene/Scene.h"
+
+namespace {
+
+constexpr uint32_t LIST_ALIGNMENT = 64;
+
+// Calls visit(lanes' first ray, their mask) for each packet of a stream.
+template <typename Visit>
+void forEachPacket(const RayStream& stream, unsigned uLanes, const Visit& visit) {
+    for (uint32_t u = 0; u < stream.uCount; u += uLanes) {
+        const uint32_t uUsed = std::min<uint32_t>(uLanes, stream.uCount - u);
+        visit(u, uUsed == 64 ? ~uint64_t{0} : (uint64_t{1} << uUsed) - 1);
+    }
+}
+
+PacketRays raysFrom(const RayStream& stream, uint32_t u) {
+    return {{stream.fOrigin[0] + u, stream.fOrigin[1] + u, stream.fOrigin[2] + u},
+            {stream.fDir[0] + u, stream.fDir[1] + u, stream.fDir[2] + u},
+            stream.fMaxDist + u};
+}
+
+}  // namespace
+
+bool RayQueries::build(const Scene& scene, bool bResetCache, float fFarthestOrigin) {
+    release();
+    if (kdTree.buildTree(&scene, bResetCache)) return true;
+    if (!prepare(fFarthestOrigin)) return false;
+    ReportError("Not enough memory for the kdtree");
+    release();
+    return true;
+}
+
+void RayQueries::release() {
+    kdTree.release();
+    bvh.release();
+    vLists.Release();
+}
+
+// Builds the box hierarchy and lays the leaves' lists out one behind the other, as the kernels read them: the number of
+// faces, then their records in list order. Unsound faces are left out: they never hit.
+bool RayQueries::prepare(float fFarthestOrigin) {
+    const Scene& scene = *kdTree.pScene;
+    Velk::NAlignedArray<uint32_t> vRecordOf;
+    // Every second node is a leaf, and one more.
+    const uint64_t uRoom = uint64_t{kdTree.vFacesList.uSize} + kdTree.vNodes.uCount / 2 + 1;
+    bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
+                   vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
+    bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
+    uint32_t uNext = 0;
+    for (uint32_t uNode = 0; uNode < kdTree.vNodes.uCount && !bFailed; ++uNode) {
+        KDTreeNode& node = kdTree.vNodes[uNode];
+        if (!node.isLeaf()) continue;
+        const uint32_t uFirst = uNext++;
+        for (uint32_t u = node.hasReference() ? node.list() : NO_INDEX; u != NO_INDEX; u = kdTree.vFacesList[u].next) {
+            const uint32_t uRecord = vRecordOf[kdTree.vFacesList[u].uFace];
+            if (uRecord != NO_INDEX) vLists[uNext++] = uRecord;
+        }
+        vLists[uFirst] = uNext - uFirst - 1;
+        node.setPacketList(vLists[uFirst] ? uFirst : NO_INDEX);
+        if (!vLists[uFirst]) uNext = uFirst;
+    }
+    vLists.uCount = uNext;
+    vRecordOf.Release();
+    return bFailed;
+}
+
+size_t RayQueries::bytes() const {
+    return vLists.uCount * sizeof(uint32_t) + bvh.vNodes.uCount * sizeof(BvhNode) +
+           bvh.vRecords.uCount * sizeof(FaceRecord);
+}
+
+PacketTree RayQueries::packetTree() const {
+    const Velk::BoxAABB& box = kdTree.pScene->boxScene;
+    return {kdTree.pRoot,
+            vLists.pData,
+            bvh.vNodes.pData,
+            bvh.vRecords.pData,
+            bvh.fOriginLimit,
+            bvh.fReach,
+            bvh.bNeedles,
+            {box.v3Min.x, box.v3Min.y, box.v3Min.z},
+            {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
+}
+
+void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
+    std::fill_n(pFaces, stream.uCount, NO_INDEX);
+    if (!kdTree.pRoot) return;
+    const PacketTree tree = packetTree();
+    PacketHits hits{};
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
+        uint64_t uHits = pKernel->pfnNearest(tree, raysFrom(stream, uFirst), uMask, hits);
+        for (; uHits; uHits &= uHits - 1) {
+            const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uHits));
+            const uint32_t uRay = uFirst + uLane;
+            uint32_t uFaceFront;
+            memcpy(&uFaceFront, &hits.fFaceFront[uLane], sizeof(uFaceFront));
+            pFaces[uRay] = uFaceFront / 2;
+            pHits[uRay] = {stream.origin(uRay) + stream.dir(uRay) * hits.fT[uLane], hits.fT[uLane],
+                           (uFaceFront & 1) != 0, hits.fU[uLane], hits.fV[uLane]};
+        }
+    });
+}
+
+void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
+    std::fill_n(pBlocked, stream.uCount, false);
+    if (!kdTree.pRoot) return;
+    const PacketTree tree = packetTree();
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t u, uint64_t uMask) {
+        uint64_t uHits = pKernel->pfnObstacles(tree, raysFrom(stream, u), uMask);
+        for (; uHits; uHits &= uHits - 1) pBlocked[u + static_cast<unsigned>(__builtin_ctzll(uHits))] = true;
+    });
+}

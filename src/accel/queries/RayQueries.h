@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+
+#include "accel/RayStream.h"
+#include "accel/bvh/Bvh.h"
+#include "accel/kdtree/KDTree.h"
+#include "accel/packet/PacketKernel.h"
+#include "base/NAlignedArray.h"
+#include "scene/FaceData.h"
+
+class Scene;
+
+/// Answers ray queries about a scene, whole streams of rays at once: the kd-tree defines the answers, a hierarchy of
+/// boxes over the same faces finds them, and a packet kernel for this machine does both.
+class RayQueries {
+ public:
+    KDTree kdTree;
+    const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
+
+    RayQueries() = default;
+    ~RayQueries() { release(); }
+    RayQueries(const RayQueries&) = delete;
+    RayQueries& operator=(const RayQueries&) = delete;
+
+    /// Loads or builds the kd-tree of a preprocessed scene, which must outlive it, and the boxes, for rays whose
+    /// origins mostly have no larger coordinate than fFarthestOrigin (0: not known). Frees what was built before.
+    /// Without memory all stays empty, which is logged, and true is returned.
+    [[nodiscard]] bool build(const Scene& scene, bool bResetCache, float fFarthestOrigin = 0.0f);
+
+    /// Frees everything; every query misses then.
+    void release();
+
+    /// KDTree::findNearestFace for every ray of a stream: the hit face's index or NO_INDEX in pFaces[ray], and the hit
+    /// record of a ray that hit in pHits[ray]. Faster than one by one, with the same answers to the last bit.
+    void findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const;
+
+    /// KDTree::findObstacle for every ray of a stream, in pBlocked[ray].
+    void findObstacles(const RayStream& stream, bool* pBlocked) const;
+
+    /// Memory of the boxes and of the lists beside them, not of the tree.
+    size_t bytes() const;
+
+ private:
+    bool prepare(float fFarthestOrigin);
+    PacketTree packetTree() const;
+
+    Bvh bvh;                               // the faces once more, in boxes that are quick to search
+    Velk::NAlignedArray<uint32_t> vLists;  // the leaves' lists as the packet kernels read them
+};
