@@ -1,15 +1,18 @@
+// The life of a render: loading, preprocessing, release.
 #include "render/RayTracer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "base/LineReader.h"
 #include "base/NLogger.h"
-#include "render/StreamTracer.h"
+#include "render/StreamShader.h"
 
-RayTracer::RayTracer() = default;
+RayTracer::RayTracer() : pShader(new (std::nothrow) StreamShader({scene, attributes, lights, queries, parameters})) {}
+
 RayTracer::~RayTracer() = default;
 
 bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
@@ -66,6 +69,14 @@ bool RayTracer::preprocessScene() {
     printLoaded("Camera", camera.bLoaded);
     printLoaded("Attributes", attributes.bLoaded);
     printLoaded("Lights", lights.bLoaded);
+    if (!scene.bLoaded) {
+        ReportError("Invalid scene: none was loaded");
+        return true;
+    }
+    if (!pShader) {
+        ReportErrorFormat("Not enough memory for shading: %zu bytes\n", sizeof(StreamShader));
+        return true;
+    }
     scene.preprocessScene();
     camera.applyDomainFactor(scene.fDomainFactor);
     lights.applyDomainFactor(scene.fDomainFactor);
@@ -87,5 +98,4 @@ void RayTracer::release() {
     attributes.releaseAttributes();
     lights.releaseLights();
     queries.release();
-    pStreamTracer.reset();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -13,14 +14,20 @@
 #include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 
-class StreamTracer;
+class StreamShader;
 
-/// The renderer: owns everything that one render needs. Order of calls: load, preprocessScene, any number of run or
-/// calculatePack, release. One thread at a time.
+/// The renderer: owns everything that one render needs.
+///
+///     RayTracer rayTracer;
+///     rayTracer.parameters.bDirt = true;  // settings come before load()
+///     if (rayTracer.load("Scenes/scene_descs/room.txt", false) || rayTracer.preprocessScene()) return;
+///     rayTracer.renderTile(x, y, 32, 32, pFirst, uStride);
+///
+/// Order of calls: load, preprocessScene, any number of run, calculatePack, renderTile or traceRay, release. One thread
+/// at a time: rays of const operations, too, share scratch memory. To render on several cores, fork after
+/// preprocessScene.
 class RayTracer {
  public:
-    static constexpr unsigned MAX_RECURSION = 4;  // deepest ray that still reflects and refracts is one less
-
     RayTracer();
     ~RayTracer();
 
@@ -44,24 +51,30 @@ class RayTracer {
     [[nodiscard]] bool load(const char* szSceneDescFile, bool bOnlyDesc);
 
     /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Requires a full
-    /// load. True when there is no memory for the tree, which is logged.
+    /// load. True without a scene, or without memory for the tree or for shading, which is logged.
     [[nodiscard]] bool preprocessScene();
 
     /// Frees what was loaded, unless only the description was.
     void release();
 
-    /// Renders the image and writes it to parameters.szOutFile; a file that cannot be written is logged. True when
-    /// there is no memory for the image, which is logged; nothing is rendered then.
+    /// Renders the image and writes it to parameters.szOutFile; a file that cannot be written is logged. True when the
+    /// pack size is 0 or there is no memory for the image, which is logged; nothing is rendered then.
     [[nodiscard]] bool run();
 
     /// Renders the tile of uPackSize pixels whose first pixel is (x, y), cut at the image's edges, into a buffer of the
     /// caller: row by row without gaps, 3 bytes a pixel (blue, green, red).
-    void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer);
+    void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) const;
+
+    /// Renders uColumns x uRows pixels of the image from (x, y) on, 3 bytes a pixel (blue, green, red), into memory of
+    /// the caller: the first pixel at pFirst, each row uStride bytes behind the one before. Requires a tile inside the
+    /// image.
+    void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
+                    size_t uStride) const;
 
     /// The colour seen along a ray that travels in a medium of the given refractive index; 0 to 255 is the visible
     /// range. uDepth counts the reflections and refractions before it.
     Velk::NMVector3f traceRay(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction, unsigned uDepth,
-                              float fRefractiveIndex);
+                              float fRefractiveIndex) const;
 
     /// Colour and shading normal of a face with the brick texture at a hit. May change the attribute's fKts.
     Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
@@ -78,9 +91,8 @@ class RayTracer {
 
  private:
     bool checkAttributes() const;
-    void renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst, size_t uStride);
-    void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst, size_t uStride);
-    StreamTracer& streamTracer();
+    void renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
+                     size_t uStride) const;
 
-    std::unique_ptr<StreamTracer> pStreamTracer;  // made when the first ray is traced
+    std::unique_ptr<StreamShader> pShader;  // null without memory, which preprocessScene() finds
 };

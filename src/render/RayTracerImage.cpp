@@ -1,15 +1,17 @@
+// The image: from pixels to rays and from colours to bytes, tile by tile.
 #include <algorithm>
+#include <cassert>
 #include <cstdio>
 
 #include "base/NLogger.h"
 #include "render/RayTracer.h"
-#include "render/StreamTracer.h"
+#include "render/StreamShader.h"
 
 using Velk::NMVector3f;
 
 namespace {
 
-// 0 to 255, truncated; a component that is not a number becomes 255.
+// 0 to 255, truncated; NaN becomes 255.
 unsigned char toByte(float c) {
     const float fLimited = c < 255.0f ? c : 255.0f;
     return static_cast<unsigned char>(fLimited > 0.0f ? fLimited : 0.0f);
@@ -50,6 +52,10 @@ void forEachPixel(unsigned uColumns, unsigned uRows, const Visit& visit) {
 }  // namespace
 
 bool RayTracer::run() {
+    if (!parameters.uPackSize) {
+        ReportError("Invalid pack size: 0");
+        return true;
+    }
     printf("width: %u, height: %u\n", parameters.uWidth, parameters.uHeight);
     image.release();
     if (image.create(parameters.uWidth, parameters.uHeight)) {
@@ -72,16 +78,16 @@ bool RayTracer::run() {
     return false;
 }
 
-void RayTracer::calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) {
+void RayTracer::calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) const {
     if (x >= parameters.uWidth || y >= parameters.uHeight) return;
     const unsigned uColumns = std::min(parameters.uPackSize, parameters.uWidth - x);
     const unsigned uRows = std::min(parameters.uPackSize, parameters.uHeight - y);
     renderTile(x, y, uColumns, uRows, pBuffer, size_t{uColumns} * 3);
 }
 
-// Renders uColumns x uRows pixels from (x, y) on into rows of uStride bytes, in blocks that fill a stream.
 void RayTracer::renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
-                           size_t uStride) {
+                           size_t uStride) const {
+    assert(uint64_t{x} + uColumns <= parameters.uWidth && uint64_t{y} + uRows <= parameters.uHeight);
     for (unsigned uRow = 0; uRow < uRows; uRow += std::min(BLOCK_EDGE, uRows - uRow)) {
         for (unsigned uColumn = 0; uColumn < uColumns; uColumn += std::min(BLOCK_EDGE, uColumns - uColumn)) {
             renderBlock(x + uColumn, y + uRow, std::min(BLOCK_EDGE, uColumns - uColumn),
@@ -90,9 +96,9 @@ void RayTracer::renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned u
     }
 }
 
-// Renders a block of at most BLOCK_EDGE pixels each way.
+// Renders a block of at most BLOCK_EDGE pixels each way, as one stream of rays.
 void RayTracer::renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
-                            size_t uStride) {
+                            size_t uStride) const {
     const float fWidth = static_cast<float>(parameters.uWidth), fHeight = static_cast<float>(parameters.uHeight);
     NMVector3f v3Across[BLOCK_EDGE], v3Down[BLOCK_EDGE];
     for (unsigned u = 0; u < uColumns; ++u) {
@@ -100,16 +106,15 @@ void RayTracer::renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned 
     }
     for (unsigned u = 0; u < uRows; ++u) v3Down[u] = v3ImageSpanY * (static_cast<float>(y + u) / fHeight);
 
-    StreamTracer& tracer = streamTracer();
-    RayStream& rays = tracer.rays(0);
+    RayStream& rays = pShader->rays(0);
     rays.uCount = 0;
     forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
         const NMVector3f v3Target = v3Across[uColumn] + v3Down[uRow];
-        tracer.setMedium(0, rays.uCount, 1.0f);
+        pShader->setMedium(0, rays.uCount, 1.0f);
         rays.add(v3Eye, v3Target - v3Eye, fMaxDistance);
     });
     rays.normalizeDirs();
-    const NMVector3f* pColour = tracer.trace(0);
+    const NMVector3f* pColour = pShader->trace(0);
     forEachPixel(uColumns, uRows, [&](unsigned uColumn, unsigned uRow) {
         unsigned char* pPixel = pFirst + uRow * uStride + size_t{uColumn} * 3;
         pPixel[0] = toByte(pColour->z);

@@ -52,6 +52,55 @@ TEST_F(PictureTest, PacksOfAnySizeMakeTheImageOfRun) {
     EXPECT_TRUE(!rayTracer.image.pData && !rayTracer.scene.bLoaded && !rayTracer.queries.kdTree.pRoot);
 }
 
+// A tile of any place and size goes between bytes that stay as they are, and no pixel depends on its neighbours.
+TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
+    RayTracer rayTracer;
+    rayTracer.parameters.uTexturedAttribute = 1;
+    prepare(rayTracer, makeScene(makeShowcase(), 97, 71));
+    ASSERT_FALSE(rayTracer.run());
+    const auto& [pImage, uSize, uWidth, uHeight] = rayTracer.image;
+    Random random(8);
+    for (unsigned u = 0; u < 40; ++u) {
+        const uint32_t x = random.below(uWidth), y = random.below(uHeight);
+        const uint32_t uColumns = random.below(uWidth - x + 1), uRows = random.below(uHeight - y + 1);
+        std::string sExpected(uSize, '?');
+        for (uint32_t uRow = y; uRow < y + uRows; ++uRow) {
+            memcpy(&sExpected[(uRow * uWidth + x) * 3], pImage + (uRow * uWidth + x) * 3, uColumns * 3);
+        }
+        std::string sTile(uSize, '?');
+        rayTracer.renderTile(x, y, uColumns, uRows, reinterpret_cast<uint8_t*>(&sTile[(y * uWidth + x) * 3]),
+                             uWidth * 3);
+        EXPECT_TRUE(sTile == sExpected) << uColumns << " x " << uRows << " pixels from " << x << ", " << y;
+        const Velk::NMVector3f v3Target =
+            rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * (static_cast<float>(x) / static_cast<float>(uWidth)) +
+            rayTracer.v3ImageSpanY * (static_cast<float>(y) / static_cast<float>(uHeight));
+        const Velk::NMVector3f v3Seen =
+            rayTracer.traceRay(rayTracer.v3Eye, normalize(v3Target - rayTracer.v3Eye), 0, 1.0f);
+        for (unsigned a = 0; a < 3; ++a) {
+            const float fByte = std::min(v3Seen[a], 255.0f);
+            EXPECT_EQ(rayTracer.image.getPixel(x, y) >> (16 - 8 * a) & 255, static_cast<unsigned>(fByte));
+        }
+    }
+}
+
+TEST_F(PictureTest, PreprocessingWithoutASceneReadANullPointer) {
+    RayTracer rayTracer;
+    EXPECT_TRUE(rayTracer.preprocessScene());
+    prepare(rayTracer, makeScene(makeShowcase(), 8, 8));
+    rayTracer.release();
+    EXPECT_TRUE(rayTracer.preprocessScene());
+    EXPECT_TRUE(contains(takeLog(), "Invalid scene: none was loaded\n"));
+}
+
+TEST_F(PictureTest, RunWithAPackSizeOfZeroNeverEnded) {
+    RayTracer rayTracer;
+    prepare(rayTracer, makeScene(makeShowcase(), 8, 8));
+    rayTracer.parameters.uPackSize = 0;
+    EXPECT_TRUE(rayTracer.run());
+    EXPECT_TRUE(contains(takeLog(), "Invalid pack size: 0\n"));
+    rayTracer.calculatePack(0, 0, nullptr);
+}
+
 TEST_F(PictureTest, TheServerNeedsOnlyDescriptionAndCamera) {
     writeFile("d.txt", "missing.brs\nc.cam\nmissing.atr\nmissing.lgt\n");
     writeFile("c.cam", makeScene({}, 37, 23).sCamera);

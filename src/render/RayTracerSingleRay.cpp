@@ -1,38 +1,24 @@
+// One ray at a time: the colour that it sees, and searches over all faces, by which the queries are judged.
 #include <algorithm>
 
-#include "render/BrickWall.h"
 #include "render/RayTracer.h"
-#include "render/StreamTracer.h"
+#include "render/StreamShader.h"
 
 using Velk::NMVector3f;
 
 NMVector3f RayTracer::traceRay(const NMVector3f& v3Origin, const NMVector3f& v3Direction, unsigned uDepth,
-                               float fRefractiveIndex) {
-    uDepth = std::min(uDepth, MAX_RECURSION);  // no ray goes on from there
-    RayStream& rays = streamTracer().rays(uDepth);
+                               float fRefractiveIndex) const {
+    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // no ray goes on from there
+    RayStream& rays = pShader->rays(uDepth);
     rays.uCount = 0;
     rays.add(v3Origin, v3Direction, fMaxDistance);
-    streamTracer().setMedium(uDepth, 0, fRefractiveIndex);
-    return *streamTracer().trace(uDepth);
-}
-
-StreamTracer& RayTracer::streamTracer() {
-    if (!pStreamTracer) pStreamTracer.reset(new StreamTracer(*this));
-    return *pStreamTracer;
+    pShader->setMedium(uDepth, 0, fRefractiveIndex);
+    return *pShader->trace(uDepth);
 }
 
 NMVector3f RayTracer::procedeTexture(const FaceData* pFace, const RayTestOutput&, NMVector3f v3Point,
                                      NMVector3f* pNormal, AttributeInstance* pAttribute) const {
-    const NMVector3f d = v3Point - pFace->v3Min;
-    // A face without extent along a texture axis has coordinate 0 there.
-    const float u = pFace->fTexUSize != 0.0f ? dot(pFace->v3TexU, d) / pFace->fTexUSize : 0.0f;
-    const float v = pFace->fTexVSize != 0.0f ? dot(pFace->v3TexV, d) / pFace->fTexVSize : 0.0f;
-    NMVector3f t{0.0f, 0.0f, 1.0f};
-    const NMVector3f v3Colour =
-        Wall({u, v}, pFace->fTexUSize, pFace->fTexVSize, parameters.fBrickWidth, parameters.fBrickHeight,
-             parameters.fMortarWidth, parameters.fAngleCoeff, parameters.bDirt, &t, pAttribute);
-    *pNormal = TransformPoint(t, pFace->v3TexU, pFace->v3TexV, pFace->v3Normal);
-    return v3Colour;
+    return brickTexture(parameters, *pFace, v3Point, pNormal, pAttribute);
 }
 
 const FaceData* RayTracer::dummyFindTriangle(const NMVector3f& v3Origin, const NMVector3f& v3Direction,

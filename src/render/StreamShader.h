@@ -1,40 +1,39 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
-#include <memory>
 
 #include "accel/RayStream.h"
 #include "base/Vectors.h"
+#include "render/ShadingContext.h"
+#include "render/Surface.h"
 #include "scene/FaceData.h"
 
-class RayTracer;
-
-/// Shades streams of rays: all rays of one depth are traced together, then all shadow rays to one light, then all
-/// reflected and all refracted rays. For each ray it does what shading one ray alone does, with the same operations in
-/// the same order. Holds the scratch memory of all depths, about a megabyte; serves one stream at a time.
-class StreamTracer {
+/// Finds the colours that streams of rays see: all rays of one depth are traced together, then all shadow rays to one
+/// light, then all reflected and all refracted rays. For each ray it does what shading one ray alone does, with the
+/// same operations in the same order. Holds the scratch memory of all depths, about a megabyte; serves one stream at a
+/// time.
+class StreamShader {
  public:
-    explicit StreamTracer(const RayTracer& source);
+    static constexpr unsigned MAX_RECURSION = 4;  // deepest ray that still reflects and refracts is one less
 
-    /// The stream to fill with the rays of one depth before trace(). Every ray also needs its medium.
-    RayStream& rays(unsigned uDepth) { return pLevels[uDepth].rays; }
+    explicit StreamShader(const ShadingContext& source) : context(source) {}
+
+    /// The stream to fill with the rays of one depth before trace(). Every ray also needs its medium. The rays that a
+    /// ray sends on are as long as itself.
+    RayStream& rays(unsigned uDepth) {
+        assert(uDepth <= MAX_RECURSION);
+        return levels[uDepth].rays;
+    }
 
     /// Refractive index of the medium that a ray travels in.
-    void setMedium(unsigned uDepth, uint32_t uRay, float fIndex) { pLevels[uDepth].fMedium[uRay] = fIndex; }
+    void setMedium(unsigned uDepth, uint32_t uRay, float fIndex) { levels[uDepth].fMedium[uRay] = fIndex; }
 
     /// The colours seen along the rays of one depth, valid until the next call for that depth.
     const Velk::NMVector3f* trace(unsigned uDepth);
 
  private:
-    /// What shading needs to know of the point that a ray hit.
-    struct Surface {
-        uint32_t uRay;
-        Velk::NMVector3f P, N, S;  // point, normal, colour
-        float fSide;               // 1 when the front was hit, -1 otherwise
-        float fKd, fKs, fExponent, fKts, fKf, fEta;
-        float fSum;  // of the lights
-    };
-
+    // Nothing is initialised but the counts of rays: levels that no ray reaches take no memory.
     struct Level {
         RayStream rays;
         float fMedium[RayStream::ROOM];
@@ -42,8 +41,10 @@ class StreamTracer {
         RayTestOutput hits[RayStream::ROOM];
         Velk::NMVector3f v3Colours[RayStream::ROOM];
         uint32_t uParents[RayStream::ROOM];  // the surfaces of the level above that the rays start from
-        Surface surfaces[RayStream::ROOM];
         uint32_t uSurfaces;
+        Surface surfaces[RayStream::ROOM];       // of the rays that hit a face
+        uint32_t uSurfaceRays[RayStream::ROOM];  // and the ray of each
+        float fSums[RayStream::ROOM];            // and the sum of the lights that reach it
     };
 
     /// The surfaces' points and normals and the way from each to a light, component by component, so that the compiler
@@ -53,7 +54,7 @@ class StreamTracer {
         float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fCosine[RayStream::ROOM];
     };
 
-    Surface makeSurface(const Level& level, uint32_t uRay) const;
+    void makeSurfaces(Level& level) const;
     void sumLights(Level& level);
     void findIncidence(const Velk::NMVector3f& v3Light, uint32_t uSurfaces);
     void reflect(unsigned uDepth);
@@ -61,8 +62,8 @@ class StreamTracer {
     template <typename Mix>
     void follow(unsigned uDepth, const Mix& mix);
 
-    const RayTracer& tracer;
-    std::unique_ptr<Level[]> pLevels;  // not initialised: what no ray reaches takes no memory
+    const ShadingContext context;
+    Level levels[MAX_RECURSION + 1];
     RayStream shadows;
     Incidence incidence;
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from

@@ -1,0 +1,156 @@
+// Streams of rays: which of them reach a light, what they see, and which rays they send on. D, P, N, S, L and H are
+// those of Surface.h.
+#include "render/StreamShader.h"
+
+#include <cmath>
+
+#include "accel/queries/RayQueries.h"
+#include "scene/Lights.h"
+#include "scene/Scene.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+const NMVector3f g_v3Background{1.0f, 0.0f, 1.0f};  // seen where a ray leaves the scene
+
+}  // namespace
+
+const NMVector3f* StreamShader::trace(unsigned uDepth) {
+    Level& level = levels[uDepth];
+    context.queries.findNearestFaces(level.rays, level.uFaces, level.hits);
+    makeSurfaces(level);
+    sumLights(level);
+    for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+        // The sum with black turns -0 into 0, as in a colour that more is added to.
+        level.v3Colours[level.uSurfaceRays[u]] = NMVector3f{} + level.surfaces[u].S * brightness(level.fSums[u]);
+    }
+    if (uDepth < MAX_RECURSION) {
+        reflect(uDepth);
+        refract(uDepth);
+    }
+    return level.v3Colours;
+}
+
+// Splits the rays into those that hit a surface and those that see the background.
+void StreamShader::makeSurfaces(Level& level) const {
+    level.uSurfaces = 0;
+    for (uint32_t u = 0; u < level.rays.uCount; ++u) {
+        if (level.uFaces[u] == NO_INDEX) {
+            level.v3Colours[u] = g_v3Background;
+            continue;
+        }
+        level.surfaces[level.uSurfaces] = makeSurface(context, context.scene.vFaces[level.uFaces[u]], level.hits[u]);
+        level.uSurfaceRays[level.uSurfaces] = u;
+        level.fSums[level.uSurfaces++] = 0.0f;
+    }
+}
+
+// Adds up the lights that each surface faces and that no face hides, light by light, so that the shadow rays to one
+// light travel together.
+void StreamShader::sumLights(Level& level) {
+    for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+        const Surface& surface = level.surfaces[u];
+        for (unsigned a = 0; a < 3; ++a) {
+            incidence.P[a][u] = surface.P[a];
+            incidence.N[a][u] = surface.N[a];
+        }
+        incidence.fSide[u] = surface.fSide;
+    }
+    for (uint32_t uLight = 0; uLight < context.lights.uCount; ++uLight) {
+        const Light& light = context.lights.pLights[uLight];
+        findIncidence(light.v3Position, level.uSurfaces);
+        shadows.uCount = 0;
+        for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+            if (!(incidence.fCosine[u] >= 0.0f)) continue;
+            uShaded[shadows.uCount] = u;
+            const NMVector3f L{incidence.L[0][u], incidence.L[1][u], incidence.L[2][u]};
+            // One unit off the surface, or it would hide itself.
+            shadows.add(level.surfaces[u].P + L, L, incidence.fDistance[u]);
+        }
+        context.queries.findObstacles(shadows, bBlocked);
+        for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
+            if (bBlocked[uRay]) continue;
+            const uint32_t uSurface = uShaded[uRay];
+            const Surface& surface = level.surfaces[uSurface];
+            const NMVector3f L = shadows.dir(uRay), D = level.rays.dir(level.uSurfaceRays[uSurface]);
+            const float a = context.scene.fDomainFactor / shadows.fMaxDist[uRay];
+            const NMVector3f H = normalize(L - D);
+            level.fSums[uSurface] =
+                level.fSums[uSurface] +
+                light.fFlux * a * a * surface.reflected(incidence.fCosine[uSurface], dot(H, surface.N) * surface.fSide);
+        }
+    }
+}
+
+// The direction, distance and cosine of a light for each surface.
+void StreamShader::findIncidence(const NMVector3f& v3Light, uint32_t uSurfaces) {
+    for (uint32_t u = 0; u < uSurfaces; ++u) {
+        const NMVector3f P{incidence.P[0][u], incidence.P[1][u], incidence.P[2][u]};
+        const NMVector3f N{incidence.N[0][u], incidence.N[1][u], incidence.N[2][u]};
+        NMVector3f L = v3Light - P;
+        const float fDistance = length(L);
+        L = L / fDistance;
+        incidence.L[0][u] = L.x;
+        incidence.L[1][u] = L.y;
+        incidence.L[2][u] = L.z;
+        incidence.fDistance[u] = fDistance;
+        incidence.fCosine[u] = dot(N, L) * incidence.fSide[u];
+    }
+}
+
+// Traces the rays that wait one depth further on and mixes what each sees into the colour of the ray that sent it.
+template <typename Mix>
+void StreamShader::follow(unsigned uDepth, const Mix& mix) {
+    Level &level = levels[uDepth], &next = levels[uDepth + 1];
+    const uint32_t uCount = next.rays.uCount;  // noted before tracing, which may change it
+    if (!uCount) return;
+    trace(uDepth + 1);
+    for (uint32_t u = 0; u < uCount; ++u) {
+        const uint32_t uSurface = next.uParents[u];
+        NMVector3f& C = level.v3Colours[level.uSurfaceRays[uSurface]];
+        C = mix(level.surfaces[uSurface], C, next.v3Colours[u]);
+    }
+}
+
+void StreamShader::reflect(unsigned uDepth) {
+    Level &level = levels[uDepth], &next = levels[uDepth + 1];
+    next.rays.uCount = 0;
+    for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+        const Surface& surface = level.surfaces[u];
+        if (!(surface.fKts > 0.0f)) continue;
+        const uint32_t uRay = level.uSurfaceRays[u];
+        const NMVector3f D = level.rays.dir(uRay);
+        const NMVector3f R = D - surface.N * (2.0f * dot(surface.N, D));
+        next.uParents[next.rays.uCount] = u;
+        next.fMedium[next.rays.uCount] = level.fMedium[uRay];
+        next.rays.add(surface.P + R, R, level.rays.fMaxDist[uRay]);
+    }
+    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+        return C * (1.0f - surface.fKts) + multiply(surface.S, v3Seen) * surface.fKts;
+    });
+}
+
+void StreamShader::refract(unsigned uDepth) {
+    Level &level = levels[uDepth], &next = levels[uDepth + 1];
+    next.rays.uCount = 0;
+    for (uint32_t u = 0; u < level.uSurfaces; ++u) {
+        const Surface& surface = level.surfaces[u];
+        if (!(surface.fKf > 0.0f) || surface.fEta == 0.0f) continue;
+        const uint32_t uRay = level.uSurfaceRays[u];
+        const float fMedium = level.fMedium[uRay];
+        const NMVector3f D = level.rays.dir(uRay);
+        const float r = fMedium / surface.fEta;
+        const NMVector3f v3Side = surface.N * (surface.fEta > fMedium ? 1.0f : -1.0f);
+        const float c = dot(D, v3Side);
+        const float k = 1.0f - r * r * (1.0f - c * c);
+        if (!(k > 0.0f)) continue;  // total reflection, or NaN
+        const NMVector3f T = D * r + v3Side * (c * r - sqrtf(k));
+        next.uParents[next.rays.uCount] = u;
+        next.fMedium[next.rays.uCount] = surface.fEta;
+        next.rays.add(surface.P + T, T, level.rays.fMaxDist[uRay]);
+    }
+    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+        return C + multiply(surface.S, v3Seen) * surface.fKf;
+    });
+}

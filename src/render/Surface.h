@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cmath>
+
+#include "base/Vectors.h"
+#include "render/ShadingContext.h"
+#include "scene/Attributes.h"
+#include "scene/FaceData.h"
+
+/// The shading of one point: what a face, its material and the brick texture say of the point that a ray hit. The
+/// letters are those of the shading formulas: D direction of the ray, P point, N normal, S surface colour, L direction
+/// to the light, H half-way vector.
+struct Surface {
+    Velk::NMVector3f P, N, S;  // N need not be a unit vector
+    float fSide;               // 1 when the front was hit, -1 otherwise
+    float fKd, fKs, fExponent, fKts, fKf, fEta;
+
+    /// What a light adds for each unit of irradiance; fCosine is (N . L) and fHalfway (N . H), both times fSide.
+    float reflected(float fCosine, float fHalfway) const {
+        // A material without highlights skips the power, which is finite for a base up to 1: zero times it is zero.
+        if (fKs == 0.0f && fabsf(fHalfway) <= 1.0f) return fKd * fCosine;
+        return fKd * fCosine + fKs * powf(fHalfway, fExponent);
+    }
+};
+
+/// Looks up material, shading normal and texture at a hit. Requires that the face's material exists.
+Surface makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit);
+
+/// Colour and shading normal of a face with the brick texture at a point on it. May change the attribute's fKts.
+Velk::NMVector3f brickTexture(const RaytracerParameters& parameters, const FaceData& face,
+                              const Velk::NMVector3f& v3Point, Velk::NMVector3f* pNormal,
+                              AttributeInstance* pAttribute);
+
+/// The fixed curve from the sum of the lights to a multiple of the surface's colour.
+float brightness(float fSum);
