@@ -1,0 +1,123 @@
+// What the fuzz targets share, and the set-up of a fuzzing process.
+
+#include "FuzzSupport.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "base/NLogger.h"
+#include "scene/Scene.h"
+
+namespace {
+
+char g_szDirectory[] = "/dev/shm/rt-fuzz-XXXXXX";
+
+void removeDirectory() {
+    for (const char* szFile : {"kdtree.tmp", "uss.tmp", "mesh.brs"}) remove(szFile);
+    if (rmdir(g_szDirectory)) fprintf(stderr, "left behind: %s\n", g_szDirectory);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    if (!mkdtemp(g_szDirectory) || chdir(g_szDirectory)) abort();
+    atexit(removeDirectory);
+    Velk::NLogger::LogToStream(fopen("/dev/null", "w"));  // messages are made, and go nowhere
+    return freopen("/dev/null", "w", stdout) ? 0 : 1;
+}
+
+MemoryFile::MemoryFile(const void* pBytes, size_t uBytes) : iFile(memfd_create("input", MFD_CLOEXEC)) {
+    require(iFile >= 0 && write(iFile, pBytes, uBytes) == static_cast<ssize_t>(uBytes), "a file in memory");
+    sPath = "/proc/self/fd/" + std::to_string(iFile);
+}
+
+MemoryFile::~MemoryFile() {
+    close(iFile);
+}
+
+void writeFile(const char* szFile, const void* pBytes, size_t uBytes) {
+    FILE* pFile = fopen(szFile, "w");
+    require(pFile && fwrite(pBytes, 1, uBytes, pFile) == uBytes && !fclose(pFile), "a file to write to");
+}
+
+void require(bool bHolds, const char* szWhat) {
+    if (bHolds) return;
+    fprintf(stderr, "violated: %s\n", szWhat);
+    abort();
+}
+
+void requireSameAnswers(RayQueries& queries, const RayStream& stream) {
+    static const auto pHits = std::make_unique<RayTestOutput[]>(RayStream::ROOM);
+    static const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
+    static std::vector<uint32_t> vFaces(RayStream::ROOM);
+    for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
+        if (!(queries.pKernel = findKernel(szKernel))) continue;
+        queries.findNearestFaces(stream, vFaces.data(), pHits.get());
+        queries.findObstacles(stream, pBlocked.get());
+        for (uint32_t u = 0; u < stream.uCount; ++u) {
+            RayTestOutput hit{};
+            const float fEnd = stream.fMaxDist[u];
+            const FaceData* pFace = queries.kdTree.findNearestFace(stream.origin(u), stream.dir(u), fEnd, &hit);
+            const uint32_t uFace =
+                pFace ? static_cast<uint32_t>(pFace - queries.kdTree.pScene->vFaces.pData) : NO_INDEX;
+            require(vFaces[u] == uFace, "the nearest face of the single-ray walk");
+            require(!pFace || (!memcmp(&pHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)) && pHits[u].fT == hit.fT &&
+                               pHits[u].fU == hit.fU && pHits[u].fV == hit.fV && pHits[u].bFrontFace == hit.bFrontFace),
+                    "the hit record of the single-ray walk");
+            require(pBlocked[u] == queries.kdTree.findObstacle(stream.origin(u), stream.dir(u), fEnd),
+                    "the obstacle of the single-ray walk");
+        }
+    }
+    queries.pKernel = &bestKernel();
+}
+
+float Source::number() {
+    switch (take<uint8_t>() % 8) {
+        case 0:
+        case 1:
+            fLast = static_cast<float>(take<int8_t>());
+            break;
+        case 2:
+            fLast = static_cast<float>(take<int16_t>()) / 256.0f;
+            break;
+        case 3:
+            fLast = std::nextafter(fLast, take<uint8_t>() & 1 ? HUGE_VALF : -HUGE_VALF);
+            break;
+        case 4:
+            fLast = std::ldexp(static_cast<float>(take<int16_t>()), take<int8_t>());
+            break;
+        case 5:
+            break;  // the same again
+        default:
+            fLast = take<float>();
+    }
+    return fLast;
+}
+
+Velk::NMVector3f Source::vector() {
+    const float x = number(), y = number(), z = number();
+    return {x, y, z};
+}
+
+void addRays(RayStream& stream, Source& source, const Velk::BoxAABB& box, uint32_t uRays) {
+    const Velk::NMVector3f v3Size = box.v3Max - box.v3Min;
+    const auto inside = [&] {
+        Velk::NMVector3f v3 = box.v3Min;
+        for (unsigned a = 0; a < 3; ++a) v3[a] += v3Size[a] * static_cast<float>(source.take<uint8_t>()) / 255.0f;
+        return v3;
+    };
+    for (uint32_t u = 0; u < uRays && stream.uCount < RayStream::CAPACITY; ++u) {
+        const uint32_t uKind = source.below(8);
+        const Velk::NMVector3f v3From = uKind == 0 ? source.vector() : inside() + v3Size * (uKind & 1 ? 2.0f : 0.0f);
+        Velk::NMVector3f v3Dir = uKind == 1 ? source.vector() : inside() - v3From;
+        if (uKind == 2) v3Dir[source.below(3)] = 0.0f;
+        stream.add(v3From, v3Dir, uKind == 3 ? source.number() : 1.0f + static_cast<float>(uKind));
+    }
+}

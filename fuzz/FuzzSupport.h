@@ -1,0 +1,61 @@
+#pragma once
+
+// What the fuzz targets share: a quiet working directory, files made of the input, and the comparison of all ways to
+// ask a ray.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "accel/queries/RayQueries.h"
+
+/// A regular file in memory with the given bytes, under a path that readers can open.
+class MemoryFile {
+ public:
+    MemoryFile(const void* pBytes, size_t uBytes);
+    ~MemoryFile();
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    const char* path() const { return sPath.c_str(); }
+
+ private:
+    int iFile;
+    std::string sPath;
+};
+
+/// Replaces the contents of a file in the working directory, which is a new one of this process.
+void writeFile(const char* szFile, const void* pBytes, size_t uBytes);
+
+/// Stops the process with a message when a property does not hold.
+void require(bool bHolds, const char* szWhat);
+
+/// Asks every kernel for the rays of a stream and requires the answers of the single-ray walk, to the last bit.
+void requireSameAnswers(RayQueries& queries, const RayStream& stream);
+
+/// Bytes as numbers, until they run out; zeros then.
+class Source {
+ public:
+    Source(const uint8_t* pBytes, size_t uBytes) : p(pBytes), pEnd(pBytes + uBytes) {}
+
+    bool isEmpty() const { return p == pEnd; }
+    uint32_t below(uint32_t uLimit) { return take<uint32_t>() % uLimit; }
+
+    /// Whole numbers, fractions, neighbours of the number before, or any bits.
+    float number();
+    Velk::NMVector3f vector();
+
+    template <typename T>
+    T take() {
+        T value{};
+        for (size_t u = 0; u < sizeof(T) && p != pEnd; ++u) reinterpret_cast<uint8_t*>(&value)[u] = *p++;
+        return value;
+    }
+
+ private:
+    const uint8_t *p, *pEnd;
+    float fLast = 0.0f;
+};
+
+/// Fills a stream with rays through a box, some of them hostile.
+void addRays(RayStream& stream, Source& source, const Velk::BoxAABB& box, uint32_t uRays);
