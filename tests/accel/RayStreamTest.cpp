@@ -54,6 +54,41 @@ void fill(RayStream& stream, Random& random, const KDTree& tree) {
     }
 }
 
+// Asks every kernel of this machine, and expects the answers of single rays to the last bit.
+void expectAnswersOfSingleRays(RayQueries& queries, const RayStream& stream) {
+    KDTree& tree = queries.kdTree;
+    std::vector<RayTestOutput> vHits(RayStream::ROOM);
+    std::vector<uint32_t> vFaces(RayStream::ROOM);
+    const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
+    for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
+        queries.pKernel = findKernel(szKernel);
+        if (!queries.pKernel) continue;  // not on this machine
+        queries.findNearestFaces(stream, vFaces.data(), vHits.data());
+        queries.findObstacles(stream, pBlocked.get());
+        for (uint32_t u = 0; u < stream.uCount; ++u) {
+            SCOPED_TRACE(testing::Message() << szKernel << ", ray " << u);
+            const NMVector3f O = stream.origin(u), D = stream.dir(u);
+            RayTestOutput hit{};
+            const FaceData* pFace = tree.findNearestFace(O, D, stream.fMaxDist[u], &hit);
+            ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX);
+            ASSERT_EQ(pBlocked[u], tree.findObstacle(O, D, stream.fMaxDist[u]));
+            if (!pFace) continue;
+            ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
+            ASSERT_EQ(vHits[u].fT, hit.fT);
+            ASSERT_EQ(vHits[u].fU, hit.fU);
+            ASSERT_EQ(vHits[u].fV, hit.fV);
+            ASSERT_EQ(vHits[u].bFrontFace, hit.bFrontFace);
+        }
+    }
+}
+
+void build(RayQueries& queries, const Scene& scene, float fFarthestOrigin = 0.0f) {
+    testing::internal::CaptureStdout();
+    const bool bFailed = queries.build(scene, true, fFarthestOrigin);
+    testing::internal::GetCapturedStdout();
+    ASSERT_FALSE(bFailed);
+}
+
 TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     Random random(1);
     std::vector<Mesh> vMeshes = makeMeshes(random);
@@ -73,38 +108,42 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
     for (int i = 0; i < 7; ++i) flat.add({0, 0, 0}, random.vector(1.0f), {0, 0, 0});  // without area
     vMeshes.insert(vMeshes.end(), {fan, needles, boxes, flat, makeSoup(random, 1, 5.0f)});
     const auto pStream = std::make_unique<RayStream>();
-    std::vector<RayTestOutput> vHits(RayStream::ROOM);
-    std::vector<uint32_t> vFaces(RayStream::ROOM);
-    const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
     for (const Mesh& mesh : vMeshes) {
         Scene scene;
         loadMesh(scene, mesh);
         RayQueries queries;
-        const KDTree& tree = queries.kdTree;
-        const float fFarthestOrigin = random.below(2) ? random.between(0.0f, 1e5f) : 0.0f;
-        testing::internal::CaptureStdout();
-        ASSERT_FALSE(queries.build(scene, true, fFarthestOrigin));
-        testing::internal::GetCapturedStdout();
+        build(queries, scene, random.below(2) ? random.between(0.0f, 1e5f) : 0.0f);
         for (int iRound = 0; iRound < 8; ++iRound) {
-            fill(*pStream, random, tree);
-            for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
-                queries.pKernel = findKernel(szKernel);
-                if (!queries.pKernel) continue;  // not on this machine
-                queries.findNearestFaces(*pStream, vFaces.data(), vHits.data());
-                queries.findObstacles(*pStream, pBlocked.get());
-                for (uint32_t u = 0; u < pStream->uCount; ++u) {
-                    SCOPED_TRACE(szKernel + std::string(", mesh ") + std::to_string(&mesh - vMeshes.data()) +
-                                 ", round " + std::to_string(iRound) + ", ray " + std::to_string(u));
-                    const NMVector3f O = pStream->origin(u), D = pStream->dir(u);
-                    RayTestOutput hit{};
-                    const FaceData* pFace = queries.kdTree.findNearestFace(O, D, pStream->fMaxDist[u], &hit);
-                    ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - scene.vFaces.pData) : NO_INDEX);
-                    ASSERT_EQ(pBlocked[u], queries.kdTree.findObstacle(O, D, pStream->fMaxDist[u]));
-                    if (!pFace) continue;
-                    ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
-                    ASSERT_TRUE(vHits[u].fT == hit.fT && vHits[u].fU == hit.fU && vHits[u].fV == hit.fV);
-                    ASSERT_EQ(vHits[u].bFrontFace, hit.bFrontFace);
+            SCOPED_TRACE(testing::Message() << "mesh " << &mesh - vMeshes.data() << ", round " << iRound);
+            fill(*pStream, random, queries.kdTree);
+            expectAnswersOfSingleRays(queries, *pStream);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+// A place of a node that holds no box was met where sums overflowed, and led to the root again, without end.
+TEST_F(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
+    Random random(1);
+    Mesh point, thin;
+    point.vVertices = {{1e38f, 0, 0}};
+    for (int i = 0; i < 9; ++i)
+        thin.add({2.5e34f, random.between(0, 1), 0}, {2.5e34f, 0, random.between(0, 1)}, {2.5e34f, 1, 1});
+    const auto pStream = std::make_unique<RayStream>();
+    for (const Mesh& mesh : {point, thin}) {
+        Scene scene;
+        loadMesh(scene, mesh);
+        for (const float fFarthestOrigin : {0.0f, 1e5f, HUGE_VALF}) {
+            RayQueries queries;
+            build(queries, scene, fFarthestOrigin);
+            for (const float f : {1.0f, 1e19f, 8e37f, 3e38f, HUGE_VALF}) {
+                NMVector3f v3Eye = random.vector(1.0f) * f;
+                for (pStream->uCount = 0; pStream->uCount < 256;) {
+                    if (pStream->uCount % 64 == 0) v3Eye = random.vector(1.0f) * f;
+                    pStream->add(v3Eye, v3Eye * (-1.0f / f) + random.vector(0.1f), pStream->uCount % 3 ? HUGE_VALF : f);
                 }
+                expectAnswersOfSingleRays(queries, *pStream);
+                if (HasFatalFailure()) return;
             }
         }
     }

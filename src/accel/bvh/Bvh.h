@@ -7,12 +7,13 @@
 
 class Scene;
 
-/// Four boxes and what they hold: further nodes, or leaves of some records.
-struct BvhNode {
-    float fMin[3][4];  // by axis and child; an empty place has a box that is inside out
+/// Up to four boxes and what they hold: further nodes, or leaves of some records.
+struct alignas(64) BvhNode {
+    float fMin[3][4];  // by axis and child
     float fMax[3][4];
     uint32_t uChild[4];  // index of a node, or of a leaf's first record
-    uint32_t uCount[4];  // records of a leaf, 0 for a node
+    uint8_t uCount[4];   // records of a leaf, 0 for a node
+    uint8_t uUsed;       // bit i: child i is there; the box of one that is not says nothing
 };
 static_assert(sizeof(BvhNode) == 128, "two cache lines");
 

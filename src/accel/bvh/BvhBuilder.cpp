@@ -107,20 +107,22 @@ uint32_t BvhBuilder::makeNode(Range* pParts, unsigned uParts, unsigned uDepth) {
         split(whole, uDepth, *pLargest, pParts[uParts++]);
     }
     const uint32_t uNode = uNodes++;
-    for (unsigned i = 0; i < 4; ++i) {
-        const Extent box = i < uParts ? pParts[i].box : Extent();
+    BvhNode& node = bvh.vNodes[uNode];
+    node = {};
+    for (unsigned i = 0; i < uParts; ++i) {
         for (unsigned a = 0; a < 3; ++a) {
-            bvh.vNodes[uNode].fMin[a][i] = box.low[a];
-            bvh.vNodes[uNode].fMax[a][i] = box.high[a];
+            node.fMin[a][i] = pParts[i].box.low[a];
+            node.fMax[a][i] = pParts[i].box.high[a];
         }
-        const bool bLeaf = i < uParts && pParts[i].count() <= Bvh::MAX_LEAF;
-        bvh.vNodes[uNode].uChild[i] = bLeaf ? pParts[i].uBegin : 0;
-        bvh.vNodes[uNode].uCount[i] = bLeaf ? pParts[i].count() : 0;
+        const bool bLeaf = pParts[i].count() <= Bvh::MAX_LEAF;
+        node.uChild[i] = bLeaf ? pParts[i].uBegin : 0;
+        node.uCount[i] = static_cast<uint8_t>(bLeaf ? pParts[i].count() : 0);
+        node.uUsed = static_cast<uint8_t>(node.uUsed | 1u << i);
     }
     for (unsigned i = 0; i < uParts; ++i) {
         if (pParts[i].count() <= Bvh::MAX_LEAF) continue;
         Range parts[4] = {pParts[i], {}, {}, {}};
-        bvh.vNodes[uNode].uChild[i] = makeNode(parts, 1, uDepth + 1);
+        node.uChild[i] = makeNode(parts, 1, uDepth + 1);
     }
     return uNode;
 }

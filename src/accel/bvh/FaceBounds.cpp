@@ -10,6 +10,7 @@ namespace {
 constexpr double UNIT = 1.0 / 16777216.0;  // rounding error of one single-precision operation
 constexpr float USUAL_DISTANCE = 4.0f;     // of origins, in multiples of the scene's reach, when nothing is known
 constexpr float MAX_DISTANCE = 64.0f;      // from further away the boxes would be larger than small faces
+constexpr float MAX_REACH = 1e12f;         // products of three coordinates stay finite
 
 }  // namespace
 
@@ -17,6 +18,7 @@ FaceBounds::FaceBounds(const Scene& scene, float fFarthestOrigin) {
     for (const Velk::NMVector3f& v3 : {scene.boxScene.v3Min, scene.boxScene.v3Max}) {
         fReach = std::max({fReach, fabsf(v3.x), fabsf(v3.y), fabsf(v3.z)});
     }
+    if (!(fReach <= MAX_REACH)) return;
     // Rays start on faces, too, and a little off them.
     const float fFarthest =
         fFarthestOrigin > 0.0f ? 1.01f * std::max(fFarthestOrigin, fReach) : USUAL_DISTANCE * fReach;

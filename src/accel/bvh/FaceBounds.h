@@ -11,7 +11,8 @@ class FaceBounds {
     FaceBounds(const Scene& scene, float fFarthestOrigin);
 
     /// The boxes hold for rays whose origin has no larger coordinate than this, and whose direction's largest component
-    /// is in the range below. The nearer it is, the tighter are the boxes.
+    /// is in the range below. The nearer it is, the tighter are the boxes. Negative, so for no rays, in a scene of
+    /// coordinates so large that sums and products of them may overflow.
     float originLimit() const { return fOriginLimit; }
     static constexpr float DIR_MIN = 1e-6f;
     static constexpr float DIR_MAX = 1e6f;
@@ -25,5 +26,5 @@ class FaceBounds {
 
  private:
     float fReach = 0.0f;
-    float fOriginLimit = 0.0f;
+    float fOriginLimit = -1.0f;
 };

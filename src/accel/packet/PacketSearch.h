@@ -85,7 +85,7 @@ class PacketSearch {
     void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
         const BvhNode& node = tree.pBvh[uNode];
         alignas(16) float fDepth[4];
-        unsigned uMet = bBundle ? bundle.meets(node, fDepth) : order(node, uMask, fDepth);
+        unsigned uMet = bBundle ? bundle.meets(node, fDepth) & node.uUsed : order(node, uMask, fDepth);
         const unsigned uBase = uSize;
         for (; uMet; uMet &= uMet - 1) {
             const unsigned i = static_cast<unsigned>(__builtin_ctz(uMet));
@@ -107,14 +107,11 @@ class PacketSearch {
     // ray.
     unsigned order(const BvhNode& node, uint64_t uMask, float* pDepth) const {
         const unsigned uFirst = static_cast<unsigned>(__builtin_ctzll(uMask));
-        unsigned uBoxes = 0;
         for (unsigned i = 0; i < 4; ++i) {
-            if (node.fMin[0][i] > node.fMax[0][i]) continue;
-            uBoxes |= 1u << i;
             pDepth[i] = 0.0f;
             for (unsigned a = 0; a < 3; ++a) pDepth[i] += (node.fMin[a][i] + node.fMax[a][i]) * rays.dirOf(a, uFirst);
         }
-        return uBoxes;
+        return node.uUsed;
     }
 
     // The lanes of uMask that meet a box between their origin and their bound.
