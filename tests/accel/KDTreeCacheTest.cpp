@@ -50,6 +50,16 @@ class KDTreeCacheTest : public FileTest {
     KDTree tree;
 };
 
+TEST_F(KDTreeCacheTest, TheFileLiesWhereTheOwnerWantsItOrNowhere) {
+    makeScene(50);
+    tree.sCacheFile = "elsewhere";
+    EXPECT_EQ(build(), FAILED);
+    EXPECT_EQ(build(), OK);
+    tree.sCacheFile = "";
+    EXPECT_EQ(build(), FAILED);
+    EXPECT_EQ(list(), (std::vector<std::string>{"elsewhere", "mesh.brs"}));
+}
+
 TEST_F(KDTreeCacheTest, AReloadedTreeGivesTheSameAnswersAndFile) {
     makeScene(300);
     EXPECT_EQ(build(), FAILED);

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr uint32_t TREE_ALIGNMENT = 32;
-constexpr char CACHE_FILE[] = "kdtree.tmp";
 
 }  // namespace
 
@@ -29,14 +28,14 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 
 // Reads the nodes from the cache file or builds and saves them, in index form.
 bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
-    if (!bResetCache && loadTree(CACHE_FILE, &nodes)) {
+    if (!bResetCache && !sCacheFile.empty() && loadTree(sCacheFile.c_str(), &nodes)) {
         printf(" OK\n");
         return false;
     }
     printf(bResetCache ? " RESET\n" : " FAILED\n");
     printf("Building kdtree...\n");
     if (KDTreeBuilder(*pScene, *this, nodes).build()) return true;
-    saveTree(CACHE_FILE, nodes);
+    if (!sCacheFile.empty()) saveTree(sCacheFile.c_str(), nodes);
     return false;
 }
 

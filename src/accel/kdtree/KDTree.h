@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "accel/FaceLists.h"
 #include "base/NAlignedArray.h"
@@ -12,8 +13,7 @@
 class Scene;
 
 /// The kd-tree over a scene's faces that defines the answer of every ray query: built with a surface-area heuristic or
-/// reloaded from its cache file kdtree.tmp in the working directory. Serves one query at a time; RayQueries asks many
-/// rays at once.
+/// reloaded from its cache file. Serves one query at a time; RayQueries asks many rays at once.
 class KDTree : public FaceLists {
  public:
     static constexpr unsigned STACK_SIZE = 64;  // 21 far children, one skipped entry for each, and the two ends
@@ -30,6 +30,7 @@ class KDTree : public FaceLists {
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
     Velk::NAlignedArray<StackEntry> vStack;
+    std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
 
     KDTree() = default;
     ~KDTree() { release(); }
