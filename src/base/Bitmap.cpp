@@ -1,9 +1,12 @@
 #include "base/Bitmap.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
+#include "base/InputFile.h"
+#include "base/InputReport.h"
 #include "base/LargeBlock.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
@@ -111,9 +114,11 @@ bool NBitmap::saveToFile(const char* szFile) const {
 }
 
 bool NBitmap::loadFromFile(const char* szFile) {
-    const NRaiiFile file(szFile, "rb");
+    const NRaiiFile file(openInput(szFile));
     if (!file.get()) {
+        const int iErrno = errno;
         ReportErrorFormat("Failed to open file: %s", szFile);
+        fileError(szFile, iErrno);
         return true;
     }
     uint8_t magic[2];

@@ -1,17 +1,22 @@
+// Lines and numbers of text files.
 #include "base/LineReader.h"
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <charconv>
+#include <cstdarg>
 #include <cstring>
+
+#include "base/InputReport.h"
 
 namespace Velk {
 
 namespace {
 
-constexpr size_t LINE_LIMIT = 2047;        // longest line handed out whole
-constexpr size_t BUFFER_SIZE = 64 * 1024;  // bytes read at once, one more for a NUL
-constexpr int64_t SMALL_COUNT = 1 << 20;   // a count that is believed whatever the file's size
+constexpr size_t LINE_LIMIT = 2047;       // longest line handed out whole
+constexpr int64_t SMALL_COUNT = 1 << 20;  // a count that is believed whatever the file's size
+constexpr unsigned MOST_WARNINGS = 10;    // shown of one file
 
 // White space of the C locale, without a call for each character.
 bool isSpace(char c) {
@@ -27,47 +32,77 @@ const char* readPlainFloat(const char* sz, const char* szEnd, float& f) {
     while (sz != szEnd && isSpace(*sz)) ++sz;
     const char* szDigits = sz != szEnd && *sz == '-' ? sz + 1 : sz;
     if (szDigits == szEnd || !isDigit(*szDigits)) return nullptr;
-    const std::from_chars_result result = std::from_chars(sz, szEnd, f);
+    float fRead = 0.0f;
+    const std::from_chars_result result = std::from_chars(sz, szEnd, fRead);
     if (result.ec != std::errc() || (result.ptr != szEnd && !isSpace(*result.ptr))) return nullptr;
+    f = fRead;
     return result.ptr;
 }
 
 }  // namespace
 
-LineReader::LineReader(const char* szFile) : pFile(fopen(szFile, "r")) {
+LineReader::LineReader(const char* szFile, InputKind kind)
+    : szFileName(szFile), pFile(openInput(szFile, kind)), iOpenError(errno) {
     if (!pFile) return;
-    pBuffer.reset(new char[BUFFER_SIZE + 1]);
     setvbuf(pFile, nullptr, _IONBF, 0);  // the buffer here is enough
     struct stat status {};
-    if (fstat(fileno(pFile), &status) == 0 && S_ISREG(status.st_mode))
-        uFileSize = static_cast<uint64_t>(status.st_size);
+    if (fstat(fileno(pFile), &status) == 0) uFileSize = static_cast<uint64_t>(status.st_size);
 }
 
 LineReader::~LineReader() {
+    if (uWarnings > MOST_WARNINGS) {
+        inputWarning(szFileName, 0, nullptr, "%u more like these are not shown", uWarnings - MOST_WARNINGS);
+    }
     if (pFile) fclose(pFile);
+}
+
+void LineReader::reportOpenFailure() const {
+    fileError(szFileName, iOpenError);
+}
+
+void LineReader::reportError(const char* szFormat, ...) const {
+    va_list args;
+    va_start(args, szFormat);
+    inputErrorV(szFileName, uLine, szLast, szFormat, args);
+    va_end(args);
+}
+
+void LineReader::reportWarning(const char* szFormat, ...) {
+    if (++uWarnings > MOST_WARNINGS) return;
+    va_list args;
+    va_start(args, szFormat);
+    inputWarningV(szFileName, uLine, szLast, szFormat, args);
+    va_end(args);
+}
+
+void LineReader::warnOfRest(const char* szRest) {
+    while (isSpace(*szRest)) ++szRest;
+    if (*szRest && !isComment(szRest)) reportWarning("the end of the line is ignored");
 }
 
 const char* LineReader::next() {
     for (;;) {
-        if (uLine) pBuffer[uStart] = cSaved;
+        if (uLine) buffer[uStart] = cSaved;
         if (uEnd - uStart <= LINE_LIMIT && !bAtEnd) {
-            memmove(pBuffer.get(), pBuffer.get() + uStart, uEnd - uStart);
+            memmove(buffer, buffer + uStart, uEnd - uStart);
             uEnd -= uStart;
             uStart = 0;
-            uEnd += fread(pBuffer.get() + uEnd, 1, BUFFER_SIZE - uEnd, pFile);
+            uEnd += fread(buffer + uEnd, 1, BUFFER_SIZE - uEnd, pFile);
             bAtEnd = uEnd < BUFFER_SIZE;
         }
         if (uStart == uEnd) {
-            cSaved = pBuffer[uStart];
+            cSaved = buffer[uStart];
+            szLast = "";
             return nullptr;
         }
-        char* szLine = pBuffer.get() + uStart;
+        char* szLine = buffer + uStart;
         const size_t uMost = uEnd - uStart < LINE_LIMIT ? uEnd - uStart : LINE_LIMIT;
         const void* pBreak = memchr(szLine, '\n', uMost);
         uStart += pBreak ? static_cast<size_t>(static_cast<const char*>(pBreak) - szLine) + 1 : uMost;
-        cSaved = pBuffer[uStart];
-        pBuffer[uStart] = '\0';
+        cSaved = buffer[uStart];
+        buffer[uStart] = '\0';
         ++uLine;
+        szLast = szLine;
         if (!isComment(szLine)) return szLine;
     }
 }
@@ -82,33 +117,37 @@ bool LineReader::isAbsurdCount(int64_t iCount) const {
     return iCount > SMALL_COUNT && static_cast<uint64_t>(iCount) > uFileSize / 2;
 }
 
-unsigned readIntegers(const char* sz, int64_t* pValues, unsigned uMax) {
-    for (unsigned uRead = 0; uRead < uMax; ++uRead) {
-        while (isSpace(*sz)) ++sz;
-        const bool bNegative = *sz == '-';
-        if (*sz == '-' || *sz == '+') ++sz;
-        if (!isDigit(*sz)) return uRead;
+unsigned readIntegers(const char* sz, int64_t* pValues, unsigned uMax, const char** pszRest) {
+    unsigned uRead = 0;
+    for (const char* szNumber = sz; uRead < uMax; ++uRead, sz = szNumber) {
+        while (isSpace(*szNumber)) ++szNumber;
+        const bool bNegative = *szNumber == '-';
+        if (*szNumber == '-' || *szNumber == '+') ++szNumber;
+        if (!isDigit(*szNumber)) break;
         int64_t iValue = 0;
-        for (; isDigit(*sz); ++sz) {
-            const int64_t iDigit = *sz - '0';
+        for (; isDigit(*szNumber); ++szNumber) {
+            const int64_t iDigit = *szNumber - '0';
             iValue = iValue > (INT64_MAX - iDigit) / 10 ? INT64_MAX : iValue * 10 + iDigit;
         }
         pValues[uRead] = bNegative ? -iValue : iValue;
     }
-    return uMax;
+    if (pszRest) *pszRest = sz;
+    return uRead;
 }
 
-unsigned readFloats(const char* sz, float* pValues, unsigned uMax) {
-    const char* const szText = sz;
+unsigned readFloats(const char* sz, float* pValues, unsigned uMax, const char** pszRest) {
     const char* const szEnd = sz + strlen(sz);
-    float v[7] = {};
     unsigned uRead = 0;
-    for (; uRead < uMax && sz; ++uRead) sz = readPlainFloat(sz, szEnd, v[uRead]);
-    if (!sz) {
-        const int iRead = sscanf(szText, "%f %f %f %f %f %f %f", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &v[6]);
-        uRead = iRead < 0 ? 0 : static_cast<unsigned>(iRead) < uMax ? static_cast<unsigned>(iRead) : uMax;
+    for (; uRead < uMax; ++uRead) {
+        const char* szNext = readPlainFloat(sz, szEnd, pValues[uRead]);
+        if (!szNext) {
+            int iLength = 0;
+            if (sscanf(sz, "%f%n", &pValues[uRead], &iLength) != 1) break;
+            szNext = sz + iLength;
+        }
+        sz = szNext;
     }
-    for (unsigned u = 0; u < uRead; ++u) pValues[u] = v[u];
+    if (pszRest) *pszRest = sz;
     return uRead;
 }
 

@@ -1,7 +1,9 @@
+// The log file and its echo.
 #include "base/NLogger.h"
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 namespace Velk {
@@ -11,6 +13,7 @@ namespace {
 FILE* g_pFile = nullptr;
 bool g_bPrint = false;
 bool g_bBorrowed = false;  // g_pFile is the caller's
+bool g_bLineOpen = false;  // the last message had no line break at its end; guarded by the stream lock
 
 // The stream lock holds the pieces of one message together when several threads log.
 class StreamLock {
@@ -38,7 +41,17 @@ void writeText(const char* szFormat, va_list args) {
     vfprintf(g_pFile, szFormat, args);
     if (g_bPrint) vprintf(szFormat, again);
     va_end(again);
+    const size_t uLength = strlen(szFormat);
+    g_bLineOpen = uLength && szFormat[uLength - 1] != '\n';
     fflush(g_pFile);
+}
+
+void writePlain(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+void writePlain(const char* szFormat, ...) {
+    va_list args;
+    va_start(args, szFormat);
+    writeText(szFormat, args);
+    va_end(args);
 }
 
 }  // namespace
@@ -62,6 +75,29 @@ void NLogger::LogToStream(FILE* pStream) {
 void NLogger::LogMessage(const char* szFormat, ...) {
     if (!g_pFile) return;
     const StreamLock lock;
+    va_list args;
+    va_start(args, szFormat);
+    writeStamp();
+    writeText(szFormat, args);
+    va_end(args);
+}
+
+void NLogger::LogLine(const char* szFormat, ...) {
+    if (!g_pFile) return;
+    const StreamLock lock;
+    if (g_bLineOpen) writePlain("\n");
+    va_list args;
+    va_start(args, szFormat);
+    writeStamp();
+    writeText(szFormat, args);
+    va_end(args);
+}
+
+void NLogger::LogReport(const char* szSource, const char* szFunction, int iLine, const char* szFormat, ...) {
+    if (!g_pFile) return;
+    const StreamLock lock;
+    writeStamp();
+    writePlain("[%s | %s | LINE: %d] >> ", szSource, szFunction, iLine);
     va_list args;
     va_start(args, szFormat);
     writeStamp();

@@ -6,7 +6,8 @@
 namespace Velk {
 
 /// The program's log: one text file a run, each message behind a time stamp, optionally echoed to standard output.
-/// Without an open log every message is dropped, its echo included. Messages of several threads do not mix.
+/// Without an open log every message is dropped, its echo included. What one call writes stays together, whatever other
+/// threads log.
 class NLogger {
  public:
     /// Opens szFile, emptying it. 0 on success or when a log is open already (which stays), 2 when it cannot be opened.
@@ -17,6 +18,13 @@ class NLogger {
 
     /// Writes a time stamp and the message. No line break is added.
     static void LogMessage(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// As LogMessage, on a line of its own: a line that an earlier message left without its end is ended first.
+    static void LogLine(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// The two messages of a formatted error report, each behind a time stamp, in one piece.
+    static void LogReport(const char* szSource, const char* szFunction, int iLine, const char* szFormat, ...)
+        __attribute__((format(printf, 4, 5)));
 
     /// Writes the message alone: it goes on with a line that LogMessage began.
     static void LogAppend(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
@@ -34,7 +42,5 @@ class NLogger {
                               __LINE__, szMessage)
 
 /// The same with a formatted message, whose format decides whether the line ends.
-#define ReportErrorFormat(...)                                                                                \
-    (Velk::NLogger::LogMessage("[%s | %s | LINE: %d] >> ", __FILE_NAME__, static_cast<const char*>(__func__), \
-                               __LINE__),                                                                     \
-     Velk::NLogger::LogMessage(__VA_ARGS__))
+#define ReportErrorFormat(...) \
+    Velk::NLogger::LogReport(__FILE_NAME__, static_cast<const char*>(__func__), __LINE__, __VA_ARGS__)

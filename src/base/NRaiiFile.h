@@ -7,14 +7,15 @@ namespace Velk {
 /// Owner of one open file: closes it when the scope ends.
 class NRaiiFile {
  public:
-    NRaiiFile(const char* szFile, const char* szMode) : pFile(fopen(szFile, szMode)) {}
+    /// Takes over an open stream, or null.
+    explicit NRaiiFile(FILE* pOpened) : pFile(pOpened) {}
     ~NRaiiFile() {
         if (pFile) fclose(pFile);
     }
     NRaiiFile(const NRaiiFile&) = delete;
     NRaiiFile& operator=(const NRaiiFile&) = delete;
 
-    /// The stream, null when the file could not be opened.
+    /// The stream, null when there is none.
     FILE* get() const { return pFile; }
 
  private:

@@ -118,6 +118,7 @@ bool Attributes::loadAttributes(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        reader.reportOpenFailure();
         return true;
     }
     AttributeInstance working{};

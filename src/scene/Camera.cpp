@@ -53,6 +53,7 @@ bool Camera::loadCamera(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        reader.reportOpenFailure();
         return true;
     }
     for (unsigned uStep = STEP_NAME; uStep != STEP_END; ++uStep) {

@@ -11,6 +11,7 @@ bool Lights::loadLights(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        reader.reportOpenFailure();
         return true;
     }
     const auto reportLine = [&] { NLogger::LogMessage("%s, file line: %u\n", szFile, reader.lineNumber()); };

@@ -148,6 +148,7 @@ bool OldLights::loadLights(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        reader.reportOpenFailure();
         return true;
     }
     OldLightsParser parser;

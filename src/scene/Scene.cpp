@@ -147,9 +147,10 @@ class SceneParser {
 }  // namespace
 
 bool Scene::loadScene(const char* szFile) {
-    Velk::LineReader reader(szFile);
+    Velk::LineReader reader(szFile, Velk::INPUT_FILE_OR_PIPE);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        reader.reportOpenFailure();
         return true;
     }
     SceneParser parser(*this, reader);

@@ -1,8 +1,11 @@
 #include "scene/SceneDesc.h"
 
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 
+#include "base/InputFile.h"
+#include "base/InputReport.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
 
@@ -11,9 +14,11 @@ bool SceneDesc::loadDescription(const char* szFile) {
         ReportError("Invalid string: 'szFile'");
         return true;
     }
-    const Velk::NRaiiFile file(szFile, "r");
+    const Velk::NRaiiFile file(Velk::openInput(szFile));
     if (!file.get()) {
+        const int iErrno = errno;
         ReportErrorFormat("Failed to open file: %s", szFile);
+        Velk::fileError(szFile, iErrno);
         return true;
     }
     for (char* szField : {szSceneFile, szCameraFile, szAttributesFile, szLightsFile}) {

@@ -1,4 +1,9 @@
 #include "scene/Scene.h"
+
+#include <sys/stat.h>
+
+#include <thread>
+
 #include "support/FileTest.h"
 
 namespace {
@@ -77,6 +82,18 @@ TEST_F(GeometryFileTest, AttributeLinesMayHaveAnyLength) {
     Scene scene;
     ASSERT_FALSE(load(scene, sText + "\n0 1 2 3 4 5 6 7 8 9\n10 11 12 13 14 15 16 17 18 19 999\n20 21 22 23\n"));
     for (uint32_t u = 0; u < 24; ++u) EXPECT_EQ(scene.vFaces[u].uAttribute, u);
+}
+
+TEST_F(GeometryFileTest, AMillionVerticesComeThroughAPipe) {
+    constexpr uint32_t uCount = 1'100'000;  // more than is believed whatever the file's size
+    std::string sText = "vertices " + std::to_string(uCount) + "\n";
+    for (uint32_t u = 0; u < uCount; ++u) sText += u % 2 ? "1 0 0\n" : "0 0 0\n";
+    ASSERT_EQ(mkfifo("pipe.brs", 0600), 0);
+    Scene scene;
+    std::thread writer([&] { writeFile("pipe.brs", sText + "\n1\n0 1 2\n\n0\n"); });
+    EXPECT_FALSE(scene.loadScene("pipe.brs"));
+    writer.join();
+    EXPECT_TRUE(scene.uVertexCount == uCount && scene.vFaces.uCount == 1) << takeLog();
 }
 
 TEST_F(GeometryFileTest, BoundsFillTheDomain) {

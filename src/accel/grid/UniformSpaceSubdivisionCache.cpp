@@ -10,6 +10,7 @@
 
 #include "accel/CacheFile.h"
 #include "accel/grid/UniformSpaceSubdivision.h"
+#include "base/InputFile.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
@@ -29,7 +30,7 @@ class CacheText {
     explicit CacheText(const char* szPath) {
         struct stat status {};
         if (stat(szPath, &status) || !S_ISREG(status.st_mode)) return;
-        const Velk::NRaiiFile file(szPath, "rb");
+        const Velk::NRaiiFile file(Velk::openInput(szPath));
         if (!file.get() || static_cast<uint64_t>(status.st_size) > SIZE_MAX / 2) return;
         const size_t uSize = static_cast<size_t>(status.st_size);
         pText.reset(new (std::nothrow) char[uSize]);
