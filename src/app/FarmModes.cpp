@@ -1,3 +1,4 @@
+// The two ends of a farm as programs: what is set up before the exchange and what is done with its result.
 #include "app/FarmModes.h"
 
 #include <algorithm>
@@ -6,8 +7,9 @@
 #include "base/Bitmap.h"
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
+#include "net/AcceptLoop.h"
 #include "net/Client.h"
-#include "net/Server.h"
+#include "net/ClientSlots.h"
 #include "net/TaskBoard.h"
 #include "net/Wakeup.h"
 
@@ -47,11 +49,13 @@ void runServer() {
     if (g_server.initServer(g_port, g_uMaxConn)) return;
     if (!g_port) NLogger::LogMessage("Listening on port %u\n", unsigned{g_server.uPort});
     Velk::NBitmap image;
-    TaskBoard board;  // ends before the image that its threads write to
-    if (prepareImage(image) || board.create(g_rt.parameters, image, g_server.uMaxConnections, wakeup)) return;
+    TaskBoard board;
+    ClientSlots slots;  // ends before the image that its threads write to
+    if (prepareImage(image) || board.create(g_rt.parameters, image, wakeup)) return;
+    if (slots.create(g_server.uMaxConnections, board, wakeup.file())) return;
     NLogger::LogMessage("Waiting for clients...\n");
-    if (serveClients(g_server, board, wakeup)) {
-        board.joinThreads();
+    if (AcceptLoop(g_server, board, slots, wakeup).run()) {
+        slots.joinThreads();
         NLogger::LogMessage("Stopped by a signal, %u of %u tasks done, no image was written\n", board.doneTasks(),
                             board.vTasks.uSize);
     } else if (image.saveToFile(g_rt.parameters.szOutFile)) {

@@ -1,3 +1,4 @@
+// The client's answers to its server.
 #include "net/Client.h"
 
 #include <algorithm>
@@ -26,6 +27,7 @@ bool RSIClient::init(SocketClient& client, RayTracer& rayTracer) {
     pClient = &client;
     pRayTracer = &rayTracer;
     uState = PACKET_CLIENT_REQUEST;
+    uMessages = 0;
     bSceneReady = false;
     return sendClientRequest();
 }
@@ -59,6 +61,10 @@ bool RSIClient::getResponse() {
     for (;;) {
         if (pClient->getResponse(&header, sizeof(header), WAIT_FOREVER)) {
             ReportError("getResponse() failed\n");
+            return true;
+        }
+        if (++uMessages > MAX_MESSAGES_PER_TILE) {
+            ReportErrorFormat("More than %u messages without a task, this client gives up\n", MAX_MESSAGES_PER_TILE);
             return true;
         }
         if (isValidHeader(header)) break;
@@ -165,21 +171,22 @@ bool RSIClient::serverTask() {
     NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
                        static_cast<int>(packet.uLength));
     // Ready for the next one: in the same call, so that the server wakes up once for both.
-    pClient->sendPacket(&packet, sizeof(packet), pPixels.get(), packet.uLength, &ready, sizeof(ready));
+    pClient->send({packet, {pPixels.get(), packet.uLength}, ready});
     NLogger::LogAppend("OK\n");
+    uMessages = 0;
     uState = PACKET_CLIENT_READY;
     return false;
 }
 
 bool RSIClient::sendClientRequest() {
-    return pClient->sendPacket(&clientRequest, sizeof(clientRequest));
+    return pClient->send({clientRequest});
 }
 
 // A send that fails is reported by the next read.
 bool RSIClient::sendClientReady() {
-    return pClient->sendPacket(&ready, sizeof(ready));
+    return pClient->send({ready});
 }
 
 void RSIClient::clientDone() {
-    pClient->sendPacket(&end, sizeof(end));
+    pClient->send({end});
 }

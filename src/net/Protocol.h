@@ -1,13 +1,13 @@
 #pragma once
 
+// The records of the render protocol.
+
 #include <cstddef>
 #include <cstdint>
 
 #include "render/RaytracerParameters.h"
 
-// The records of the render protocol, as both ends send and read them: byte for byte, in the byte order of the machines
-// served here.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records travel as they lie in memory");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are sent as they lie in memory");
 
 enum PacketType : uint32_t {
     PACKET_CLIENT_REQUEST = 0,     // client asks for the settings
@@ -65,3 +65,7 @@ static_assert(HEADER_SIZES[PACKET_CLIENT_RESULT] == sizeof(ResultPacket));
 constexpr bool isValidHeader(const PacketHeader& header) {
     return header.uType < 8 && header.uSize == HEADER_SIZES[header.uType];
 }
+
+/// Most messages that either end takes without a tile being delivered in between. An exchange without fault needs
+/// three; a peer that goes on for ever would fill the log and keep a tile from the others.
+constexpr uint32_t MAX_MESSAGES_PER_TILE = 100;

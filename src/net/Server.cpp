@@ -1,10 +1,11 @@
+// The server's answers to one client.
 #include "net/Server.h"
 
 #include <algorithm>
 #include <cstdio>
 
 #include "base/NLogger.h"
-#include "net/ParkedClients.h"
+#include "net/ClientSlots.h"
 #include "net/Protocol.h"
 
 using Velk::NLogger;
@@ -14,8 +15,6 @@ namespace {
 constexpr ParametersPacket serverFilename{{PACKET_SERVER_PARAMETERS, 12}, sizeof(RaytracerParameters)};
 constexpr TaskPacket packetTask{{PACKET_SERVER_TASK, 32}, 0, 0, 0, 0, 0, 0};
 constexpr PacketHeader packetDone{PACKET_SERVER_DONE, 8};
-
-constexpr int ACCEPT_PAUSE = 100;  // milliseconds; an accept that fails at once must not keep the server busy
 
 }  // namespace
 
@@ -27,6 +26,8 @@ void RSIServer::init(const RaytracerParameters& parameters, SocketClient& client
 
 bool RSIServer::run(Task& task) {
     uState = PACKET_CLIENT_READY;
+    uMessages = 0;
+    tTaskSent = Clock::now();
     while (!task.bDone) {
         if (getResponse()) return true;
         switch (uState) {
@@ -57,12 +58,16 @@ bool RSIServer::getResponse() {
     }
     if (!isValidHeader(header)) return true;
     uState = header.uType;
+    if (++uMessages > MAX_MESSAGES_PER_TILE) {
+        ReportErrorFormat("More than %u messages without a tile, the client is sent away\n", MAX_MESSAGES_PER_TILE);
+        return true;
+    }
     return false;
 }
 
 // A send that fails is reported by the next read.
 void RSIServer::clientRequest() {
-    pClient->sendPacket(&serverFilename, sizeof(serverFilename), pParameters, sizeof(*pParameters));
+    pClient->send({serverFilename, *pParameters});
     bClientWorks = true;
     NLogger::LogMessage("Server ready for tasks\n");
 }
@@ -75,7 +80,8 @@ void RSIServer::clientTask(const Task& task) {
     packet.uColumns = task.uColumns;
     packet.uRows = task.uRows;
     packet.uPackSize = pParameters->uPackSize;
-    pClient->sendPacket(&packet, sizeof(packet));
+    pClient->send({packet});
+    tTaskSent = Clock::now();
     bClientWorks = true;
 }
 
@@ -129,7 +135,7 @@ bool RSIServer::dropPixels(uint32_t uLength) {
 }
 
 void RSIServer::done() {
-    pClient->sendPacket(&packetDone, sizeof(packetDone));
+    pClient->send({packetDone});
     uState = PACKET_SERVER_DONE;
 }
 
@@ -139,43 +145,16 @@ void* ServerProc(void* pSlot) {
     RSIServer server;
     server.init(*board.pParameters, slot.client);
     while (Task* pTask = board.takeTask()) {
+        slot.pSlots->taskTaken(slot, *pTask);
         printf("Current task: %d/%d\n", static_cast<int>(pTask->uId + 1), static_cast<int>(board.vTasks.uSize));
         if (server.run(*pTask)) {
             board.giveBack(*pTask);
             break;
         }
+        slot.pSlots->taskDelivered(slot, RSIServer::Clock::now() - server.tTaskSent);
         board.finishTask();
     }
     server.done();
-    board.leave(slot);
+    slot.pSlots->leave(slot);
     return nullptr;
-}
-
-bool startClient(TaskBoard& board, int iSocket, const sockaddr_in& address) {
-    ClientSlot* pSlot = board.admit(iSocket, address);
-    if (!pSlot) return true;
-    const int iConnection = static_cast<int>(pSlot->uConnection);
-    NLogger::LogMessage("Client %d connected\n", iConnection);
-    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // it has left the slot, so it is about to end
-    pSlot->bHasThread = !pthread_create(&pSlot->thread, nullptr, ServerProc, pSlot);
-    if (pSlot->bHasThread) {
-        NLogger::LogMessage("Client %d created\n", iConnection);
-    } else {
-        ReportError("pthread_create() failed");
-        board.leave(*pSlot);
-    }
-    return false;
-}
-
-bool serveClients(SocketServer& server, TaskBoard& board, Wakeup& wakeup) {
-    ParkedClients parked;
-    while (!board.isDone() && !wakeup.isStopRequested()) {
-        if (server.checkRequest(wakeup.file())) {
-            wakeup.waitFor(ACCEPT_PAUSE);
-        } else if (startClient(board, server.iClientSocket, server.sClientAddress)) {
-            parked.add(server.iClientSocket);
-        }
-        parked.dropClosed();
-    }
-    return !board.isDone();
 }

@@ -1,19 +1,23 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 
 #include "net/Sockets.h"
 #include "net/TaskBoard.h"
-#include "net/Wakeup.h"
 #include "render/RaytracerParameters.h"
 
 /// The server's end of the exchange with one client. Used by that client's thread.
 class RSIServer {
  public:
+    using Clock = std::chrono::steady_clock;
+
     const RaytracerParameters* pParameters = nullptr;  // sent to the client
     SocketClient* pClient = nullptr;
-    uint32_t uState = 0;        // PacketType of the last valid header; 5 after done(), 6 after a failed read
-    bool bClientWorks = false;  // it was given a scene to load or a tile to render, so it may be silent for long
+    uint32_t uState = 0;            // PacketType of the last valid header; 5 after done(), 6 after a failed read
+    uint32_t uMessages = 0;         // since the task in hand was taken up
+    bool bClientWorks = false;      // it was given a scene to load or a tile to render, so it may be silent for long
+    Clock::time_point tTaskSent{};  // when the client got the task in hand
 
     /// Keeps both, which must outlive this object.
     void init(const RaytracerParameters& parameters, SocketClient& client);
@@ -36,10 +40,3 @@ class RSIServer {
 /// Thread of one client: works through untaken tasks with it and frees its slot. pSlot is a busy ClientSlot; returns
 /// null.
 void* ServerProc(void* pSlot);
-
-/// Starts to serve an accepted connection on a thread of its own. True, with the connection untouched, when it cannot
-/// be served: no task is untaken or no slot free. Accept loop only.
-[[nodiscard]] bool startClient(TaskBoard& board, int iSocket, const sockaddr_in& address);
-
-/// The accept loop: serves clients until every task is done. True when the stop was requested before.
-[[nodiscard]] bool serveClients(SocketServer& server, TaskBoard& board, Wakeup& wakeup);

@@ -1,5 +1,7 @@
+// Sockets with deadlines: poll() waits, and a file descriptor that becomes readable ends the wait.
 #include "net/Sockets.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -7,16 +9,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
 
+#include "base/LineReader.h"
 #include "base/NLogger.h"
 
 namespace {
 
-constexpr int ACCEPT_WAIT = 2000;  // milliseconds
 constexpr socklen_t ADDRESS_SIZE = sizeof(sockaddr_in);
 static_assert(ADDRESS_SIZE == 16);
 
@@ -34,20 +37,7 @@ void setOption(int iSocket, int iLevel, int iName, int iValue) {
     setsockopt(iSocket, iLevel, iName, &iValue, sizeof(iValue));
 }
 
-// Steps over the bytes that are through. Returns how many of them lie behind the last piece.
-size_t advance(iovec*& pPieces, size_t& uPieces, size_t uBytes) {
-    while (uPieces && uBytes >= pPieces->iov_len) {
-        uBytes -= pPieces->iov_len;
-        ++pPieces;
-        --uPieces;
-    }
-    if (!uPieces) return uBytes;
-    pPieces->iov_base = static_cast<uint8_t*>(pPieces->iov_base) + uBytes;
-    pPieces->iov_len -= uBytes;
-    return 0;
-}
-
-// The number goes first, so that nobody ever sees one that is closed already.
+// Clear the descriptor before closing it, so that no thread uses a reused one.
 void closeOnce(int& iSocket) {
     const int iOld = iSocket;
     iSocket = -1;
@@ -98,8 +88,10 @@ bool SocketServer::checkRequest(int iWakeFile) {
     iClientSocket = 0;
     // Not select, whose sets end at descriptor 1023. A file of -1 is left out.
     pollfd files[2] = {{iSocket, POLLIN, 0}, {iWakeFile, POLLIN, 0}};
-    if (poll(files, 2, ACCEPT_WAIT) > 0 && files[0].revents) {
+    iAcceptError = 0;
+    if (poll(files, 2, iAcceptWait) > 0 && files[0].revents) {
         const int iAccepted = accept(iSocket, reinterpret_cast<sockaddr*>(&sClientAddress), &uClientAddressLength);
+        if (iAccepted == -1) iAcceptError = errno;
         iClientSocket = std::max(iAccepted, 0);
     }
     bConnected = iClientSocket > 0;
@@ -111,37 +103,40 @@ void SocketServer::release() {
     bConnected = false;
 }
 
+std::string addressText(const sockaddr_in& address) {
+    char szHost[INET_ADDRSTRLEN] = "?";
+    inet_ntop(AF_INET, &address.sin_addr, szHost, sizeof(szHost));
+    return std::string(szHost) + ':' + std::to_string(ntohs(address.sin_port));
+}
+
 bool SocketClient::initClient(const char* host, unsigned short port) {
     release();
-    const size_t uLength = strnlen(host, sizeof(szIP));
-    if (uLength == sizeof(szIP)) {
-        ReportError("Invalid string: 'host'");
-        return true;
-    }
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
-    char szService[8];
-    snprintf(szService, sizeof(szService), "%u", unsigned{port});
     addrinfo* pAddress = nullptr;
-    if (getaddrinfo(host, szService, &hints, &pAddress)) {
+    if (const int iError = getaddrinfo(host, std::to_string(port).c_str(), &hints, &pAddress)) {
+        sFailure = gai_strerror(iError);
         ReportError("getaddrinfo() failed!\n");
         return true;
     }
     if (!pAddress) {
+        sFailure = "no address";
         ReportError("Empty address list");
         return true;
     }
     iSocket = socket(pAddress->ai_family, pAddress->ai_socktype, pAddress->ai_protocol);
     if (iSocket == -1) {
+        sFailure = strerror(errno);
         ReportError("socket() failed!\n");
     } else if (connect(iSocket, pAddress->ai_addr, pAddress->ai_addrlen) == -1) {
+        sFailure = strerror(errno);
         ReportError("connect() failed\n");
         release();
     }
     freeaddrinfo(pAddress);
     if (iSocket == -1) return true;
-    memcpy(szIP, host, uLength + 1);
+    Velk::copyText(szIP, sizeof(szIP), host);
     uPort = port;
     bConnected = true;
     tune();
@@ -156,18 +151,15 @@ void SocketClient::initClient(int socket, const sockaddr_in& address) {
     tune();
 }
 
-// Small packets go out at once, and a send that makes no progress fails in the end.
+// Small packets go out at once.
 void SocketClient::tune() const {
     watchPeer(iSocket);
     setOption(iSocket, IPPROTO_TCP, TCP_NODELAY, 1);
-    timeval limit{};
-    limit.tv_sec = UNANSWERED_LIMIT / 1000;
-    setsockopt(iSocket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
 }
 
-// True when nothing came in time, or the stop file is readable.
-bool SocketClient::awaitData(int iMilliseconds) const {
-    pollfd files[2] = {{iSocket, POLLIN, 0}, {iStopFile, POLLIN, 0}};
+// True when the event did not come in time, or the stop file is readable.
+bool SocketClient::awaitEvent(short iEvent, int iMilliseconds) const {
+    pollfd files[2] = {{iSocket, iEvent, 0}, {iStopFile, POLLIN, 0}};
     int iReady = 0;
     do {
         iReady = poll(files, 2, iMilliseconds);
@@ -175,87 +167,81 @@ bool SocketClient::awaitData(int iMilliseconds) const {
     return iReady < 1 || files[1].revents;
 }
 
-bool SocketClient::isStopped() const {
-    pollfd file{iStopFile, POLLIN, 0};
-    return poll(&file, 1, 0) > 0;
-}
-
-// Hands out what was read ahead.
-void SocketClient::takeAhead(iovec*& pPieces, size_t& uPieces) {
-    while (uPieces && uAheadStart < uAheadEnd) {
-        const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, pPieces->iov_len);
-        memcpy(pPieces->iov_base, ahead + uAheadStart, uBytes);
-        uAheadStart += static_cast<uint32_t>(uBytes);
-        advance(pPieces, uPieces, uBytes);
+// Receives at least one byte into the pieces. Returns how many came, 0 on failure.
+size_t SocketClient::receiveSome(iovec* pPieces, size_t uPieces, int iMilliseconds) {
+    msghdr message{};
+    message.msg_iov = pPieces;
+    message.msg_iovlen = uPieces;
+    while (iSocket != -1 && !awaitEvent(POLLIN, iMilliseconds)) {
+        const ssize_t iReceived = recvmsg(iSocket, &message, MSG_NOSIGNAL);
+        if (iReceived > 0) return static_cast<size_t>(iReceived);
+        if (iReceived == 0 || errno != EINTR) break;
     }
+    bConnected = false;
+    return 0;
 }
 
-// Fills the pieces. Requires room for one more behind them: what comes behind the wanted bytes is read ahead with them,
-// so that a small message, or a result of a usual tile, costs one call.
-bool SocketClient::receive(iovec* pPieces, size_t uPieces, WaitLimit limit) {
+bool SocketClient::getResponse(void* pBuffer, unsigned uSize, WaitLimit limit) {
+    return getRows(static_cast<uint8_t*>(pBuffer), uSize, uSize ? 1 : 0, 0, limit);
+}
+
+bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride, WaitLimit limit) {
     int iWait = limit == WAIT_FOREVER && uAheadStart == uAheadEnd ? -1 : iStallLimit;
-    takeAhead(pPieces, uPieces);
-    while (uPieces) {
-        pPieces[uPieces] = {ahead, sizeof(ahead)};
-        msghdr message{};
-        message.msg_iov = pPieces;
-        message.msg_iovlen = uPieces + 1;
-        ssize_t iReceived = -1;
-        if (iSocket != -1 && !awaitData(iWait)) {
-            iReceived = recvmsg(iSocket, &message, MSG_NOSIGNAL);
-            if (iReceived == -1 && errno == EINTR) continue;
+    const size_t uAll = uRowBytes * uRows;
+    for (size_t uDone = 0; uDone < uAll;) {
+        iovec pieces[ROWS_PER_CALL + 1];
+        size_t uPieces = 0, uEnd = uDone;
+        for (; uPieces < ROWS_PER_CALL && uEnd < uAll; uEnd += pieces[uPieces++].iov_len) {
+            const size_t uColumn = uEnd % uRowBytes;
+            pieces[uPieces] = {pFirst + uEnd / uRowBytes * uStride + uColumn, uRowBytes - uColumn};
         }
-        if (iReceived < 1) {
-            bConnected = false;
-            return true;
+        if (uAheadStart < uAheadEnd) {
+            const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, pieces[0].iov_len);
+            memcpy(pieces[0].iov_base, ahead + uAheadStart, uBytes);
+            uAheadStart += static_cast<uint32_t>(uBytes);
+            uDone += uBytes;
+            continue;
         }
+        // Whatever comes behind the wanted bytes is read ahead, so that a small message, or the result of a usual tile,
+        // costs one call.
+        pieces[uPieces++] = {ahead, sizeof(ahead)};
+        const size_t uReceived = receiveSome(pieces, uPieces, iWait);
+        if (!uReceived) return true;
+        const size_t uWanted = std::min(uReceived, uEnd - uDone);
         uAheadStart = 0;
-        uAheadEnd = static_cast<uint32_t>(advance(pPieces, uPieces, static_cast<size_t>(iReceived)));
+        uAheadEnd = static_cast<uint32_t>(uReceived - uWanted);
+        uDone += uWanted;
         iWait = iStallLimit;
     }
     return false;
 }
 
-bool SocketClient::getResponse(void* pBuffer, unsigned uSize, WaitLimit limit) {
-    iovec pieces[2] = {{pBuffer, uSize}, {}};
-    return receive(pieces, uSize ? 1 : 0, limit);
-}
-
-bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride) {
-    while (uRows) {
-        const uint32_t uCount = std::min(uRows, ROWS_PER_CALL);
-        iovec pieces[ROWS_PER_CALL + 1];
-        for (uint32_t u = 0; u < uCount; ++u) pieces[u] = {pFirst + u * uStride, uRowBytes};
-        if (receive(pieces, uCount, WAIT_STALL_LIMIT)) return true;
-        pFirst += uCount * uStride;
-        uRows -= uCount;
-    }
-    return false;
-}
-
-bool SocketClient::sendPacket(const void* pFixed, size_t uFixed, const void* pPayload, size_t uPayload,
-                              const void* pNext, size_t uNext) {
-    // The calls only read them.
-    iovec pieces[3] = {{const_cast<void*>(pFixed), uFixed},
-                       {const_cast<void*>(pPayload), uPayload},
-                       {const_cast<void*>(pNext), uNext}};
-    iovec* pPieces = pieces;
-    size_t uPieces = std::size(pieces);
+bool SocketClient::send(std::initializer_list<Piece> vPieces) {
+    iovec pieces[4];
+    assert(vPieces.size() <= std::size(pieces));
+    size_t uPieces = 0, uFirst = 0;
+    for (const Piece& piece : vPieces) pieces[uPieces++] = {const_cast<void*>(piece.pBytes), piece.uBytes};
     bool bStarted = false;
     bConnected = true;
-    while (uPieces && bConnected) {
+    while (uFirst < uPieces && bConnected) {
         msghdr message{};
-        message.msg_iov = pPieces;
-        message.msg_iovlen = uPieces;
-        const ssize_t iSent = sendmsg(iSocket, &message, MSG_NOSIGNAL);
-        if (iSent >= 0) {
-            advance(pPieces, uPieces, static_cast<size_t>(iSent));
-            bStarted = true;
-        } else if (errno != EINTR || isStopped()) {
-            bConnected = false;
+        message.msg_iov = pieces + uFirst;
+        message.msg_iovlen = uPieces - uFirst;
+        const ssize_t iSent = sendmsg(iSocket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (iSent == -1) {
+            // The wait ends with the stop file, the call itself would not.
+            const bool bFull = errno == EAGAIN || errno == EWOULDBLOCK;
+            if (bFull ? awaitEvent(POLLOUT, iStallLimit) : errno != EINTR) bConnected = false;
+            continue;
         }
+        bStarted = true;
+        size_t uSent = static_cast<size_t>(iSent);
+        for (; uFirst < uPieces && uSent >= pieces[uFirst].iov_len; ++uFirst) uSent -= pieces[uFirst].iov_len;
+        if (uFirst == uPieces) break;
+        pieces[uFirst].iov_base = static_cast<uint8_t*>(pieces[uFirst].iov_base) + uSent;
+        pieces[uFirst].iov_len -= uSent;
     }
-    if (uPieces && bStarted) shutdown(iSocket, SHUT_RDWR);  // half a packet is out: nothing must follow it
+    if (!bConnected && bStarted) shutdown(iSocket, SHUT_RDWR);  // nothing must follow half a packet
     return !bConnected;
 }
 

@@ -5,6 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <string>
+
+// TCP sockets: one that listens, and one end of a connection.
 
 /// The listening TCP socket of server mode. Used by one thread.
 class SocketServer {
@@ -16,7 +20,9 @@ class SocketServer {
     sockaddr_in sServerAddress{};
     sockaddr_in sClientAddress{};  // peer of the connection accepted last
     socklen_t uClientAddressLength = 0;
-    int iClientSocket = 0;  // connection accepted by the last checkRequest, the caller's to close; 0 when none
+    int iClientSocket = 0;   // connection accepted by the last checkRequest, the caller's to close; 0 when none
+    int iAcceptWait = 2000;  // milliseconds that checkRequest waits
+    int iAcceptError = 0;    // errno of the accept in the last checkRequest, 0 when it succeeded or nobody came
 
     SocketServer() = default;
     ~SocketServer() { release(); }
@@ -35,51 +41,64 @@ class SocketServer {
     void release();
 };
 
-/// How long to wait for the first byte: while the peer computes there is no limit. Behind the first byte of a message
-/// the rest must follow without a pause of more than the stall limit.
-enum WaitLimit { WAIT_STALL_LIMIT, WAIT_FOREVER };
+/// How long to wait for the first byte of a message. The bytes behind it must follow without a pause longer than the
+/// stall limit either way.
+enum WaitLimit {
+    WAIT_STALL_LIMIT,
+    WAIT_FOREVER  // while the peer computes
+};
 
 /// One connected TCP socket, opened by itself or taken over from an accept. Used by one thread at a time.
 class SocketClient {
  public:
-    char szIP[30] = "";       // host connected to
+    char szIP[30] = "";       // host connected to, cut to what fits
     uint16_t uPort = 0;       // port connected to, host byte order
-    bool bConnected = false;  // no send or receive has failed yet
+    bool bConnected = false;  // cleared by a receive that fails; each send sets it to whether it succeeded
     int iSocket = -1;         // owned; -1 when closed
     sockaddr_in sAddress{};   // peer of an accepted connection
-    int iStopFile = -1;       // receiving fails once this file is readable; -1: none
-    int iStallLimit = 30000;  // milliseconds without a byte after which a peer that owes some is given up
+    int iStopFile = -1;       // waiting for the peer ends once this file is readable; -1: none
+    int iStallLimit = 30000;  // milliseconds without progress after which a peer that must send or read is given up
+    std::string sFailure;     // why the last connect failed, in the system's words
 
     SocketClient() = default;
     ~SocketClient() { release(); }
     SocketClient(const SocketClient&) = delete;
     SocketClient& operator=(const SocketClient&) = delete;
 
-    /// Connects to the first IPv4 address of the host (at most 29 characters). True on failure, which is logged.
+    /// Connects to the first IPv4 address of the host. True on failure, which is logged.
     [[nodiscard]] bool initClient(const char* host, unsigned short port);
 
     /// Takes over an accepted connection, which this object closes.
     void initClient(int socket, const sockaddr_in& address);
 
-    /// Receives exactly uSize bytes. True on failure, without a log entry: what came in part is lost with the stream.
+    /// Receives exactly uSize bytes. True on failure, which is not logged. Requires nothing more of the connection
+    /// after a failure: bytes that came before it are lost.
     [[nodiscard]] bool getResponse(void* pBuffer, unsigned uSize, WaitLimit limit = WAIT_STALL_LIMIT);
 
     /// Receives uRows rows of uRowBytes bytes straight into rows that lie uStride bytes apart. True on failure.
-    [[nodiscard]] bool getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride);
+    [[nodiscard]] bool getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride,
+                               WaitLimit limit = WAIT_STALL_LIMIT);
 
-    /// Sends a packet's fixed part, what follows it, and the next packet with them, all of it or the connection is
-    /// given up. True on failure.
-    bool sendPacket(const void* pFixed, size_t uFixed, const void* pPayload = nullptr, size_t uPayload = 0,
-                    const void* pNext = nullptr, size_t uNext = 0);
+    /// Bytes to be sent, the caller's.
+    struct Piece {
+        const void* pBytes;
+        size_t uBytes;
+
+        Piece(const void* pFirst, size_t uCount) : pBytes(pFirst), uBytes(uCount) {}
+        template <typename Record>
+        Piece(const Record& record) : Piece(&record, sizeof(record)) {}
+    };
+
+    /// Sends up to four pieces with one call where the system takes them. True on failure; the connection is shut down
+    /// then if part of them is out.
+    bool send(std::initializer_list<Piece> vPieces);
 
     /// Closes the socket; harmless when it is closed.
     void release();
 
  private:
-    void takeAhead(iovec*& pPieces, size_t& uPieces);
-    bool receive(iovec* pPieces, size_t uPieces, WaitLimit limit);
-    bool awaitData(int iMilliseconds) const;
-    bool isStopped() const;
+    bool awaitEvent(short iEvent, int iMilliseconds) const;
+    size_t receiveSome(iovec* pPieces, size_t uPieces, int iMilliseconds);
     void tune() const;
 
     uint32_t uAheadStart = 0;  // of what was read ahead and not handed out
@@ -89,3 +108,6 @@ class SocketClient {
 
 /// Lets the system notice by itself, within half a minute, that the peer of a connection vanished without closing it.
 void watchPeer(int iSocket);
+
+/// Such as "10.0.0.7:51234".
+std::string addressText(const sockaddr_in& address);

@@ -1,7 +1,7 @@
+// Cutting the image into tiles, and the bookkeeping of who took which.
 #include "net/TaskBoard.h"
 
 #include <algorithm>
-#include <new>
 
 #include "base/NLogger.h"
 
@@ -9,7 +9,7 @@ namespace {
 
 constexpr uint32_t TASK_LIST_STEP = 10;
 
-// Appends all tiles of the image in row-major order. True without memory.
+// Appends all tiles of the image in row-major order. True when there is no memory.
 bool cutImage(const RaytracerParameters& parameters, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
     // 64 bits: the step past the last tile may not fit 32.
     const uint64_t uPack = parameters.uPackSize, uWidth = image.uWidth, uHeight = image.uHeight;
@@ -32,27 +32,12 @@ bool cutImage(const RaytracerParameters& parameters, Velk::NBitmap& image, Velk:
 
 }  // namespace
 
-TaskBoard::~TaskBoard() {
-    joinThreads();
-    vTasks.Release();
-}
-
-bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& image, uint32_t uSlots, Wakeup& wakeup) {
+bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& image, Wakeup& wakeup) {
     pParameters = &parameters;
     pWakeup = &wakeup;
     if (cutImage(parameters, image, vTasks)) {
         ReportErrorFormat("Not enough memory for the tasks of %u x %u pixels\n", image.uWidth, image.uHeight);
         return true;
-    }
-    vClients.reset(new (std::nothrow) ClientSlot[uSlots]);
-    if (!vClients) {
-        ReportErrorFormat("Not enough memory for %u clients\n", uSlots);
-        return true;
-    }
-    uMaxConnections = uSlots;
-    for (uint32_t u = 0; u < uSlots; ++u) {
-        vClients[u].pBoard = this;
-        vClients[u].client.iStopFile = wakeup.file();
     }
     return false;
 }
@@ -60,7 +45,7 @@ bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& ima
 Task* TaskBoard::takeTask() {
     const std::lock_guard<std::mutex> lock(mutex);
     if (uReservedTasks == vTasks.uSize) return nullptr;
-    // Goes round: of several tasks given back the start of the search is only the last one.
+    // Wrap around: when several tasks were given back, the search starts at the last of them.
     uint32_t u = uFreeTask < vTasks.uSize ? uFreeTask : 0;
     while (vTasks[u].bReserved) u = u + 1 < vTasks.uSize ? u + 1 : 0;
     uFreeTask = u + 1;
@@ -81,35 +66,12 @@ void TaskBoard::finishTask() {
     if (++uDoneTasks == vTasks.uSize) pWakeup->wake();
 }
 
-uint32_t TaskBoard::doneTasks() {
+uint32_t TaskBoard::doneTasks() const {
     const std::lock_guard<std::mutex> lock(mutex);
     return uDoneTasks;
 }
 
-ClientSlot* TaskBoard::admit(int iSocket, const sockaddr_in& address) {
+uint32_t TaskBoard::untakenTasks() const {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (uReservedTasks == vTasks.uSize || uConnectedClients == uMaxConnections) return nullptr;
-    uint32_t u = uFreeClient < uMaxConnections ? uFreeClient : 0;
-    while (vClients[u].bBusy) u = u + 1 < uMaxConnections ? u + 1 : 0;
-    uFreeClient = u + 1;
-    ClientSlot& slot = vClients[u];
-    slot.bBusy = true;
-    slot.uConnection = uConnectedClients++;
-    slot.client.initClient(iSocket, address);
-    return &slot;
-}
-
-void TaskBoard::leave(ClientSlot& slot) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    slot.client.release();
-    slot.bBusy = false;
-    uFreeClient = static_cast<uint32_t>(&slot - vClients.get());
-    --uConnectedClients;
-}
-
-void TaskBoard::joinThreads() {
-    for (uint32_t u = 0; u < uMaxConnections; ++u) {
-        if (vClients[u].bHasThread) pthread_join(vClients[u].thread, nullptr);
-        vClients[u].bHasThread = false;
-    }
+    return vTasks.uSize - uReservedTasks;
 }

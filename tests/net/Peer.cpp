@@ -70,12 +70,12 @@ TestServer::TestServer(uint32_t uWidth, uint32_t uHeight, uint32_t uPackSize, ui
     parameters.uPackSize = uPackSize;
     EXPECT_FALSE(wakeup.init() || image.create(uWidth, uHeight));
     memset(image.pData, 0, image.uSize);
-    EXPECT_FALSE(board.create(parameters, image, uSlots, wakeup));
+    EXPECT_FALSE(board.create(parameters, image, wakeup) || slots.create(uSlots, board, wakeup.file()));
 }
 
 int TestServer::connect() {
     const auto [iServer, iClient] = makeConnection();
-    if (!startClient(board, iServer, {})) return iClient;
+    if (!loop.startClient(iServer, {})) return iClient;
     close(iServer);
     close(iClient);
     return -1;

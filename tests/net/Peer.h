@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "net/Server.h"
+#include "net/AcceptLoop.h"
 
 /// 32-bit words as they lie on the wire.
 std::string words(std::initializer_list<uint32_t> vWords);
@@ -52,13 +52,16 @@ class Peer {
     mutable bool bTimeout = false;
 };
 
-/// A server without an accept loop, whose tiles have known pixels. Its connections are socket pairs.
+/// A server, whose tiles have known pixels. Its connections are socket pairs unless its loop is run.
 class TestServer {
  public:
     RaytracerParameters parameters;
     Velk::NBitmap image;
     Wakeup wakeup;
     TaskBoard board;
+    ClientSlots slots;
+    SocketServer listener;
+    AcceptLoop loop{listener, board, slots, wakeup};
 
     TestServer(uint32_t uWidth, uint32_t uHeight, uint32_t uPackSize, uint32_t uSlots);
     ~TestServer() { wakeup.requestStop(); }

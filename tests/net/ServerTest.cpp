@@ -67,7 +67,7 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
     const Peer good(server.connect());
     good.send(words({0, 8}));
     EXPECT_EQ(good.receive(584).size(), 584u);  // it holds the first slot and task 0 now; the others find task 1
-    server.board.vClients[1].client.iStallLimit = 20;
+    server.slots.vClients[1].client.iStallLimit = 20;
     for (const auto& misbehaviour : cases) {
         SCOPED_TRACE(misbehaviour.szWhat);
         const Peer bad(server.connectWhenFree());  // so the one before has left its slot
@@ -108,17 +108,18 @@ TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
     Task* pTasks[4];
     for (Task*& pTask : pTasks) pTask = board.takeTask();
     EXPECT_EQ(board.takeTask(), nullptr);
-    EXPECT_EQ(board.admit(-1, {}), nullptr);  // nothing to do for a client
+    EXPECT_TRUE(server.loop.startClient(-1, {}));  // nothing to do for a client
     board.giveBack(*pTasks[1]);
     board.giveBack(*pTasks[3]);
     EXPECT_EQ(board.takeTask(), pTasks[3]);
-    ClientSlot* pSlot = board.admit(-1, {});
+    ClientSlots& slots = server.slots;
+    ClientSlot* pSlot = slots.admit(-1, {});
     ASSERT_NE(pSlot, nullptr);
     pSlot->client.bConnected = false;  // a send failed; the client's thread has not noticed yet
-    EXPECT_EQ(board.admit(-1, {}), nullptr);
-    board.leave(*pSlot);
-    EXPECT_EQ(board.admit(-1, {}), pSlot);
-    board.leave(*pSlot);
+    EXPECT_EQ(slots.admit(-1, {}), nullptr);
+    slots.leave(*pSlot);
+    EXPECT_EQ(slots.admit(-1, {}), pSlot);
+    slots.leave(*pSlot);
     EXPECT_EQ(board.takeTask(), pTasks[1]);
     EXPECT_EQ(board.takeTask(), nullptr);
 }
@@ -126,10 +127,10 @@ TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
 TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {
     for (const bool bStop : {false, true}) {
         TestServer test(8, 8, 8, 2);
-        SocketServer listener;
+        SocketServer& listener = test.listener;
         ASSERT_FALSE(listener.initServer(0, 2));
         bool bStopped = false;
-        std::thread loop([&] { bStopped = serveClients(listener, test.board, test.wakeup); });
+        std::thread loop([&] { bStopped = test.loop.run(); });
         const Peer served(connectTo(listener.uPort));
         served.send(words({0, 8}));
         EXPECT_EQ(served.receive(584).size(), 584u);

@@ -15,8 +15,8 @@ TEST_F(SocketsTest, ListensConnectsAndCarriesAMessageInPieces) {
     SocketServer server;
     ASSERT_FALSE(server.initServer(0, 4));
     SocketClient client;
-    ASSERT_FALSE(client.initClient("localhost", server.uPort));
-    EXPECT_STREQ(client.szIP, "localhost");
+    ASSERT_FALSE(client.initClient("127.0.0.1", server.uPort));
+    EXPECT_STREQ(client.szIP, "127.0.0.1");
     ASSERT_FALSE(server.checkRequest());
     const Peer peer(server.iClientSocket);
     std::string sText(25, '-');
@@ -63,7 +63,7 @@ TEST_F(SocketsTest, AReleasedWrapperNeverClosesANumberThatIsUsedAgain) {
     EXPECT_NE(fcntl(iClient, F_GETFD), -1);
     char text[4] = {};
     EXPECT_TRUE(client.getResponse(text, 4));
-    EXPECT_TRUE(client.sendPacket(text, 4));
+    EXPECT_TRUE(client.send({{text, 4}}));
 }
 
 TEST_F(SocketsTest, WaitsEndWithTheWakeupAndWithAStalledPeer) {
@@ -92,7 +92,7 @@ TEST_F(SocketsTest, ClientsThatComeAndGoUnservedUseUpNoFiles) {
     ParkedClients parked;
     const auto park = [&parked] {
         const auto [iServer, iClient] = makeConnection();
-        parked.add(iServer);
+        parked.add(iServer, {});
         return iClient;
     };
     const Peer patient(park());

@@ -1,0 +1,99 @@
+// Who is served, who waits, and who is given up.
+#include "net/AcceptLoop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "base/NLogger.h"
+#include "net/Server.h"
+
+using Velk::NLogger;
+
+namespace {
+
+long long toSeconds(std::chrono::milliseconds time) {
+    return std::chrono::duration_cast<std::chrono::seconds>(time).count();
+}
+
+}  // namespace
+
+bool AcceptLoop::run() {
+    tInterval = Clock::now();
+    while (!board.isDone() && !wakeup.isStopRequested()) {
+        if (!server.checkRequest(wakeup.file())) {
+            if (startClient(server.iClientSocket, server.sClientAddress)) {
+                parked.add(server.iClientSocket, server.sClientAddress);
+            }
+            parked.dropClosed();
+        } else if (server.iAcceptError) {
+            // Without a free descriptor nobody new would ever be heard.
+            if ((server.iAcceptError == EMFILE || server.iAcceptError == ENFILE) && parked.count()) parked.dropOldest();
+            wakeup.waitFor(iPause);
+        } else if (!wakeup.isStopRequested()) {
+            serveParked();  // nobody new came for a whole accept wait
+        }
+        breakOffSilent();
+        report();
+    }
+    while (parked.count()) parked.dropOldest();  // so that they know at once
+    return !board.isDone();
+}
+
+bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
+    if (!board.untakenTasks()) return true;
+    ClientSlot* pSlot = slots.admit(iSocket, address);
+    if (!pSlot) return true;
+    const int iConnection = static_cast<int>(pSlot->uConnection);
+    NLogger::LogMessage("Client %d connected\n", iConnection);
+    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // it has left the slot, so it is about to end
+    pSlot->bHasThread = !pthread_create(&pSlot->thread, nullptr, ServerProc, pSlot);
+    if (pSlot->bHasThread) {
+        NLogger::LogMessage("Client %d created\n", iConnection);
+    } else {
+        ReportError("pthread_create() failed");
+        slots.leave(*pSlot);
+    }
+    return false;
+}
+
+void AcceptLoop::serveParked() {
+    for (parked.dropClosed(); parked.count(); parked.forgetOldest()) {
+        if (startClient(parked.oldest(), parked.oldestAddress())) return;
+    }
+}
+
+// Breaks with silent clients when a parked one cannot be served because of them: they hold all that is left to render,
+// or every slot.
+void AcceptLoop::breakOffSilent() {
+    if (!parked.count()) return;
+    const Milliseconds limit = std::max(silenceLimit, uSlowestFactor * slots.slowestTile());
+    std::vector<Holder> vSilent;
+    for (const Holder& holder : slots.holders()) {
+        if (holder.bDelivered && holder.held > limit) vSilent.push_back(holder);
+    }
+    if (board.untakenTasks() && vSilent.size() < slots.uMaxConnections) return;
+    for (const Holder& holder : vSilent) {
+        if (!slots.breakOff(holder)) continue;
+        NLogger::LogMessage("Client %s is given up: silent for %lld s, with task %u\n", holder.sAddress.c_str(),
+                            toSeconds(holder.held), holder.uTask);
+    }
+}
+
+// Says what is waited for when no tile arrived for a whole interval.
+void AcceptLoop::report() {
+    const uint32_t uDone = board.doneTasks();
+    const Clock::time_point tNow = Clock::now();
+    if (uDone == uReportedDone && tNow - tInterval < reportInterval) return;
+    tInterval = tNow;
+    if (uDone != uReportedDone) {
+        uReportedDone = uDone;
+        return;
+    }
+    NLogger::LogMessage("Waiting: %u of %u tasks done, %u untaken, %u connections parked\n", uDone, board.vTasks.uSize,
+                        board.untakenTasks(), parked.count());
+    for (const Holder& holder : slots.holders()) {
+        NLogger::LogMessage("Waiting for task %u, held by %s for %lld s\n", holder.uTask, holder.sAddress.c_str(),
+                            toSeconds(holder.held));
+    }
+}

@@ -1,0 +1,104 @@
+// Bookkeeping of the clients that are served: their connections, threads and tiles.
+#include "net/ClientSlots.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <new>
+
+#include "base/NLogger.h"
+
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using Lock = std::lock_guard<std::mutex>;
+
+bool ClientSlots::create(uint32_t uSlots, TaskBoard& board, int iStopFile) {
+    vClients.reset(new (std::nothrow) ClientSlot[uSlots]);
+    if (!vClients) {
+        ReportErrorFormat("Not enough memory for %u clients\n", uSlots);
+        return true;
+    }
+    uMaxConnections = uSlots;
+    for (uint32_t u = 0; u < uSlots; ++u) {
+        vClients[u].pSlots = this;
+        vClients[u].pBoard = &board;
+        vClients[u].client.iStopFile = iStopFile;
+    }
+    return false;
+}
+
+ClientSlot* ClientSlots::admit(int iSocket, const sockaddr_in& address) {
+    const Lock lock(mutex);
+    if (uConnectedClients == uMaxConnections) return nullptr;
+    uint32_t u = uFreeClient < uMaxConnections ? uFreeClient : 0;
+    while (vClients[u].bBusy) u = u + 1 < uMaxConnections ? u + 1 : 0;
+    uFreeClient = u + 1;
+    ClientSlot& slot = vClients[u];
+    slot.bBusy = true;
+    slot.uConnection = uConnectedClients++;
+    slot.pTask = nullptr;
+    slot.bDelivered = false;
+    slot.client.initClient(iSocket, address);
+    return &slot;
+}
+
+void ClientSlots::taskTaken(ClientSlot& slot, const Task& task) {
+    const Lock lock(mutex);
+    slot.pTask = &task;
+    slot.tTaken = ClientSlot::Clock::now();
+}
+
+void ClientSlots::taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration rendering) {
+    const Lock lock(mutex);
+    slot.pTask = nullptr;
+    slot.bDelivered = true;
+    slowest = std::max(slowest, rendering);
+}
+
+void ClientSlots::leave(ClientSlot& slot) {
+    const Lock lock(mutex);
+    slot.client.release();
+    slot.bBusy = false;
+    slot.pTask = nullptr;
+    uFreeClient = static_cast<uint32_t>(&slot - vClients.get());
+    --uConnectedClients;
+}
+
+bool ClientSlots::breakOff(const Holder& holder) {
+    const Lock lock(mutex);
+    ClientSlot& slot = *holder.pSlot;
+    if (!slot.pTask || slot.pTask->uId != holder.uTask) return false;
+    slot.pTask = nullptr;
+    shutdown(slot.client.iSocket, SHUT_RDWR);  // not closed: the thread may be waiting for it
+    return true;
+}
+
+std::vector<Holder> ClientSlots::holders() const {
+    const Lock lock(mutex);
+    const auto tNow = ClientSlot::Clock::now();
+    std::vector<Holder> vHolders;
+    for (uint32_t u = 0; u < uMaxConnections; ++u) {
+        ClientSlot& slot = vClients[u];
+        if (!slot.pTask) continue;
+        vHolders.push_back({&slot, slot.pTask->uId, addressText(slot.client.sAddress),
+                            duration_cast<milliseconds>(tNow - slot.tTaken), slot.bDelivered});
+    }
+    return vHolders;
+}
+
+milliseconds ClientSlots::slowestTile() const {
+    const Lock lock(mutex);
+    return duration_cast<milliseconds>(slowest);
+}
+
+uint32_t ClientSlots::connectedClients() const {
+    const Lock lock(mutex);
+    return uConnectedClients;
+}
+
+void ClientSlots::joinThreads() {
+    for (uint32_t u = 0; u < uMaxConnections; ++u) {
+        if (vClients[u].bHasThread) pthread_join(vClients[u].thread, nullptr);
+        vClients[u].bHasThread = false;
+    }
+}
