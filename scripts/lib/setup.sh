@@ -6,10 +6,13 @@ readonly ROOT
 JOBS=$(nproc)
 readonly JOBS
 
-# Debian's names. The second list is what the tests need on top.
+# Debian's names: what a build needs, and what rt-import and rt-render need on top.
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TEST_PACKAGES=(googletest libbenchmark-dev clang clang-format)
-[ "$(uname -m)" = x86_64 ] && TEST_PACKAGES+=(g++-multilib)
+TOOL_PACKAGES=(libassimp-dev libcli11-dev libpng-dev libjpeg-dev)
+
+# A header that tells whether a library's package is there.
+declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libcli11-dev]=CLI/CLI.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
+    [libbenchmark-dev]=benchmark/benchmark.h)
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -30,29 +33,37 @@ isThere() {
     case $1 in
         ninja-build) command -v ninja ;;
         googletest) [ -e /usr/src/googletest/CMakeLists.txt ] ;;
-        libbenchmark-dev) [ -e /usr/include/benchmark/benchmark.h ] || [ -e /usr/local/include/benchmark/benchmark.h ] ;;
         qemu-user) command -v qemu-i386 ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
+        lib*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }
 
 # Installs those of the named packages that are missing; asks for nothing when CI is set or nobody is there to answer.
-needPackages() {
+# Fails, and says what to do, when that is not possible.
+installPackages() {
     local szPackage vMissing=() vRoot=()
     for szPackage in "$@"; do isThere "$szPackage" || vMissing+=("$szPackage"); done
     [ ${#vMissing[@]} = 0 ] && return
-    command -v apt-get >/dev/null ||
-        fail "missing: ${vMissing[*]} (Debian's names). There is no apt-get here: install them another way."
+    local szAdvice="missing: ${vMissing[*]} (Debian's names). As root: apt-get install ${vMissing[*]}"
+    command -v apt-get >/dev/null || { echo "$szAdvice" >&2; return 1; }
     if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null ||
-            fail "missing: ${vMissing[*]}. As root: apt-get install ${vMissing[*]}"
+        command -v sudo >/dev/null || { echo "$szAdvice" >&2; return 1; }
         vRoot=(sudo)
         if [ "${CI:-}" = true ] || ! [ -t 0 ]; then vRoot+=(-n); fi
     fi
     echo "Installing: ${vMissing[*]}"
     vRoot+=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y)
     "${vRoot[@]}" update || echo "The package lists could not be refreshed; trying those that are here." >&2
-    "${vRoot[@]}" install --no-install-recommends "${vMissing[@]}" </dev/null ||
-        fail "could not install: ${vMissing[*]}. As root: apt-get install ${vMissing[*]}"
+    "${vRoot[@]}" install --no-install-recommends "${vMissing[@]}" </dev/null || { echo "$szAdvice" >&2; return 1; }
+}
+
+needPackages() {
+    installPackages "$@" || fail "cannot go on without these packages"
+}
+
+# For what works without them in part.
+wantPackages() {
+    installPackages "$@" || echo "Going on without them." >&2
 }

@@ -20,13 +20,14 @@ class Process {
         std::filesystem::create_directory(sName);
         std::filesystem::create_symlink("../Scenes", sName + "/Scenes");
         vArguments.insert(vArguments.begin(), RT_PROGRAM);
+        if (*RT_EMULATOR) vArguments.insert(vArguments.begin(), RT_EMULATOR);
         std::vector<char*> vPointers;
         for (std::string& sArgument : vArguments) vPointers.push_back(sArgument.data());
         vPointers.push_back(nullptr);
         iProcess = fork();
         if (iProcess) return;
         if (chdir(sName.c_str()) || !freopen("stdout", "w", stdout)) _exit(99);
-        execv(RT_PROGRAM, vPointers.data());
+        execv(vPointers[0], vPointers.data());
         _exit(99);
     }
     ~Process() {
