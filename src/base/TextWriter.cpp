@@ -36,6 +36,12 @@ TextWriter& TextWriter::number(float f) {
     return *this;
 }
 
+TextWriter& TextWriter::shortest(float f) {
+    char* p = room();
+    uUsed += static_cast<size_t>(std::to_chars(p, p + LONGEST_NUMBER, f).ptr - p);
+    return *this;
+}
+
 void TextWriter::flush() {
     if (uUsed) fwrite(vBuffer.data(), 1, uUsed, pFile);
     uUsed = 0;

@@ -19,6 +19,9 @@ class TextWriter {
     TextWriter& number(uint32_t u);
     TextWriter& number(float f);
 
+    /// The fewest digits that read back to the same float.
+    TextWriter& shortest(float f);
+
     void flush();
 
  private:

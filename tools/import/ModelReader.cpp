@@ -1,0 +1,325 @@
+// Reads a model file through assimp into the scene's world.
+
+#include "import/ModelReader.h"
+
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <algorithm>
+#include <assimp/Importer.hpp>
+#include <assimp/ProgressHandler.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+
+#include "import/MaterialReader.h"
+#include "import/VertexJoiner.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr double LEAST_EXTENT = 1.0, MOST_EXTENT = 1e5;  // of a scene: the renderer gives every box a margin of 0.1
+constexpr double FAR_AWAY = 4.0;                         // extents from the origin where floats get too coarse
+constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model from the floor, as a share of its extent
+constexpr double PI = 3.14159265358979323846;
+
+Vector3d toDouble(const aiVector3D& v) {
+    return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
+}
+
+Map3d toMap(const aiMatrix4x4& m) {
+    const auto column = [](ai_real a, ai_real b, ai_real c) { return toDouble({a, b, c}); };
+    return {column(m.a1, m.b1, m.c1), column(m.a2, m.b2, m.c2), column(m.a3, m.b3, m.c3), column(m.a4, m.b4, m.c4)};
+}
+
+// Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
+Map3d worldOf(char cUp) {
+    if (cUp == 'x') return {{0, 1, 0}, {-1, 0, 0}, {0, 0, -1}, {}};
+    if (cUp == 'z') return {{1, 0, 0}, {0, 0, 1}, {0, 1, 0}, {}};
+    return {{1, 0, 0}, {0, 1, 0}, {0, 0, -1}, {}};
+}
+
+std::string suffixOf(const std::string& sFile) {
+    const size_t uDot = sFile.rfind('.');
+    std::string sSuffix = uDot == std::string::npos ? "" : sFile.substr(uDot + 1);
+    for (char& c : sSuffix) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    return sSuffix;
+}
+
+class TerminalProgress : public Assimp::ProgressHandler {
+ public:
+    explicit TerminalProgress(bool bOn) : bShown(bOn) {}
+    bool Update(float fShare) override {
+        if (bShown && fShare >= 0) fprintf(stderr, "\rreading %3.0f %%", static_cast<double>(fShare) * 100.0);
+        return true;
+    }
+
+ private:
+    bool bShown;
+};
+
+using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&)>;
+
+void visitMeshes(const aiScene& scene, const aiNode& node, const Map3d& map, const Visit& visit) {
+    const Map3d here = map.after(toMap(node.mTransformation));
+    for (unsigned u = 0; u < node.mNumMeshes; ++u) {
+        if (node.mMeshes[u] < scene.mNumMeshes) visit(*scene.mMeshes[node.mMeshes[u]], node.mMeshes[u], here);
+    }
+    for (unsigned u = 0; u < node.mNumChildren; ++u) visitMeshes(scene, *node.mChildren[u], here, visit);
+}
+
+bool isTriangle(const aiMesh& mesh, const aiFace& face) {
+    return face.mNumIndices == 3 &&
+           std::max({face.mIndices[0], face.mIndices[1], face.mIndices[2]}) < mesh.mNumVertices;
+}
+
+// Bounds and number of the triangles that the nodes place.
+struct Measure {
+    Box3d box;
+    size_t uTriangles = 0;
+    bool bFinite = true;
+};
+
+Measure measure(const aiScene& scene, const Map3d& world) {
+    Measure result;
+    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned, const Map3d& map) {
+        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+            const aiFace& face = mesh.mFaces[u];
+            if (!isTriangle(mesh, face)) continue;
+            ++result.uTriangles;
+            for (unsigned i = 0; i < 3; ++i) {
+                const Vector3d p = map.point(toDouble(mesh.mVertices[face.mIndices[i]]));
+                result.bFinite = result.bFinite && isFinite(p);
+                result.box.add(p);
+            }
+        }
+    });
+    return result;
+}
+
+// STL and PLY do not say which way is up. Printers' files have z up and scans mostly y; a model that stands on the
+// floor of the one axis and not on that of the other tells.
+char upOf(const aiScene& scene, const std::string& sSuffix) {
+    int32_t iAxis = 1;
+    if (scene.mMetaData && scene.mMetaData->Get("UpAxis", iAxis)) return iAxis == 0 ? 'x' : iAxis == 2 ? 'z' : 'y';
+    if (sSuffix == "3mf" || sSuffix == "amf" || sSuffix == "dxf") return 'z';
+    if (sSuffix != "stl" && sSuffix != "ply") return 'y';
+    const Box3d box = measure(scene, Map3d{}).box;
+    const char cUsual = sSuffix == "stl" ? 'z' : 'y';
+    const double dUsual = fabs(cUsual == 'z' ? box.v3Min.z : box.v3Min.y) / box.extent();
+    const double dOther = fabs(cUsual == 'z' ? box.v3Min.y : box.v3Min.z) / box.extent();
+    return dOther < STANDS && dUsual > FLOATS ? (cUsual == 'z' ? 'y' : 'z') : cUsual;
+}
+
+// Brings a box of an odd size or place to one that single precision and the renderer's units like.
+struct Placement {
+    double dScale = 1.0;
+    Vector3d v3Offset;
+
+    explicit Placement(const Box3d& box) {
+        const double dExtent = box.extent();
+        if (dExtent < LEAST_EXTENT || dExtent > MOST_EXTENT) dScale = pow(10.0, 1.0 - floor(log10(dExtent)));
+        const Vector3d c = box.centre();
+        if (length(c) > FAR_AWAY * dExtent) v3Offset = {c.x, box.v3Min.y, c.z};
+    }
+    Map3d map() const { return {{dScale, 0, 0}, {0, dScale, 0}, {0, 0, dScale}, v3Offset * -dScale}; }
+    void report(std::vector<std::string>& vNotices) const {
+        char szText[200];
+        if (dScale != 1.0) {
+            snprintf(szText, sizeof(szText), "scaled by %g: the scene's numbers are not the model's", dScale);
+            vNotices.push_back(szText);
+        }
+        if (length(v3Offset) > 0) {
+            snprintf(szText, sizeof(szText),
+                     "moved to the origin from %.9g %.9g %.9g, where single precision is coarse", v3Offset.x,
+                     v3Offset.y, v3Offset.z);
+            vNotices.push_back(szText);
+        }
+    }
+};
+
+// Materials of the model: one for each of the file, and copies with the mean of their vertex colours.
+class MaterialTable {
+ public:
+    MaterialTable(const aiScene& s, const std::string& sFile, Model& m, std::vector<std::string>& v)
+        : scene(s),
+          model(m),
+          vNotices(v),
+          vIndices(s.mNumMeshes, 0xFFFFFFFFu),
+          vFileIndices(s.mNumMaterials, 0xFFFFFFFFu) {
+        const size_t uSlash = sFile.rfind('/');
+        sFolder = uSlash == std::string::npos ? "." : sFile.substr(0, uSlash);
+        const std::string sSuffix = suffixOf(sFile);
+        bLinear = sSuffix == "gltf" || sSuffix == "glb" || sSuffix == "vrm";
+    }
+
+    uint32_t indexOf(const aiMesh& mesh, unsigned uMesh) {
+        uint32_t& uIndex = vIndices[uMesh];
+        if (uIndex != 0xFFFFFFFFu) return uIndex;
+        if (!mesh.mColors[0] || mesh.mNumVertices == 0) return uIndex = fileIndex(mesh.mMaterialIndex);
+        model.vMaterials.push_back(materialOf(mesh.mMaterialIndex));
+        ModelMaterial& material = model.vMaterials.back();
+        double d[3] = {0, 0, 0};
+        for (unsigned u = 0; u < mesh.mNumVertices; ++u) {
+            const aiColor4D& c = mesh.mColors[0][u];
+            d[0] += static_cast<double>(c.r), d[1] += static_cast<double>(c.g), d[2] += static_cast<double>(c.b);
+        }
+        for (double& dSum : d) dSum /= mesh.mNumVertices;
+        const auto vMean = screenColour(d[0], d[1], d[2], bLinear);
+        for (unsigned u = 0; u < 3; ++u) {
+            material.vColour[u] = bLinear ? material.vColour[u] * vMean[u] / 255 : vMean[u];
+        }
+        vNotices.push_back("material " + material.sName + " has a colour a vertex: their mean is taken");
+        return uIndex = static_cast<uint32_t>(model.vMaterials.size() - 1);
+    }
+
+ private:
+    ModelMaterial materialOf(unsigned uMaterial) {
+        if (uMaterial >= scene.mNumMaterials) return ModelMaterial();
+        return readMaterial(*scene.mMaterials[uMaterial], scene, sFolder, bLinear, vNotices);
+    }
+    uint32_t fileIndex(unsigned uMaterial) {
+        uint32_t uUnknown = 0xFFFFFFFFu;
+        uint32_t& uIndex = uMaterial < vFileIndices.size() ? vFileIndices[uMaterial] : uUnknown;
+        if (uIndex == 0xFFFFFFFFu) {
+            uIndex = static_cast<uint32_t>(model.vMaterials.size());
+            model.vMaterials.push_back(materialOf(uMaterial));
+        }
+        return uIndex;
+    }
+
+    const aiScene& scene;
+    Model& model;
+    std::vector<std::string>& vNotices;
+    std::string sFolder;
+    bool bLinear = false;
+    std::vector<uint32_t> vIndices;      // by mesh
+    std::vector<uint32_t> vFileIndices;  // by material of the file
+};
+
+// Adds one placed mesh's triangles.
+void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNormals, VertexJoiner& joiner) {
+    // The world is mirrored, so a map that mirrors no more has been through a mirroring node: its faces are turned
+    // over.
+    const bool bTurned = map.determinant() > 0;
+    const double dSign = bTurned ? -1.0 : 1.0;
+    const Map3d normals{
+        cross(map.v3Y, map.v3Z) * dSign, cross(map.v3Z, map.v3X) * dSign, cross(map.v3X, map.v3Y) * dSign, {}};
+    const auto single = [](const Vector3d& v) {
+        return NMVector3f{static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
+    };
+    bNormals = bNormals && mesh.mNormals;
+    for (unsigned uFace = 0; uFace < mesh.mNumFaces; ++uFace) {
+        const aiFace& face = mesh.mFaces[uFace];
+        if (!isTriangle(mesh, face)) continue;
+        NMVector3f p[3], n[3];
+        for (unsigned u = 0; u < 3; ++u) {
+            const unsigned uVertex = face.mIndices[bTurned ? 2 - u : u];
+            p[u] = single(map.point(toDouble(mesh.mVertices[uVertex])));
+            if (!bNormals) continue;
+            const Vector3d v3Normal = normals.direction(toDouble(mesh.mNormals[uVertex]));
+            n[u] = single(v3Normal * (1.0 / std::max(length(v3Normal), 1e-300)));
+        }
+        (void)joiner.add(p, bNormals ? n : nullptr, uMaterial);
+    }
+}
+
+// Where a camera or light of this name stands.
+Map3d mapOf(const aiScene& scene, const aiString& name, const Map3d& world) {
+    Map3d map;
+    for (const aiNode* p = scene.mRootNode->FindNode(name); p; p = p->mParent)
+        map = toMap(p->mTransformation).after(map);
+    return world.after(map);
+}
+
+void readCamera(const aiScene& scene, const Map3d& world, Model& model) {
+    if (!scene.mNumCameras) return;
+    const aiCamera& camera = *scene.mCameras[0];
+    const Map3d map = mapOf(scene, camera.mName, world);
+    ModelCamera result;
+    result.v3Eye = map.point(toDouble(camera.mPosition));
+    result.v3Forward = normalize(map.direction(toDouble(camera.mLookAt)));
+    result.v3Up = map.direction(toDouble(camera.mUp));
+    const double dFov = static_cast<double>(camera.mHorizontalFOV);
+    result.dFov = dFov > PI ? dFov : dFov * 180.0 / PI;  // some readers hand degrees on
+    result.dAspect = static_cast<double>(camera.mAspect);
+    if (camera.mOrthographicWidth > 0) result.dFov = 0.0;
+    if (isFinite(result.v3Eye) && isFinite(result.v3Forward) && isFinite(result.v3Up)) model.camera = result;
+}
+
+void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& model) {
+    for (unsigned u = 0; u < scene.mNumLights; ++u) {
+        const aiLight& light = *scene.mLights[u];
+        if (light.mType == aiLightSource_AMBIENT || light.mType == aiLightSource_UNDEFINED) continue;
+        const Map3d map = mapOf(scene, light.mName, world);
+        ModelLight result;
+        result.bDirectional = light.mType == aiLightSource_DIRECTIONAL;
+        result.v3Position = map.point(toDouble(light.mPosition));
+        result.v3Direction = normalize(map.direction(toDouble(light.mDirection)));
+        const aiColor3D& c = light.mColorDiffuse;
+        result.dIntensity =
+            0.3 * static_cast<double>(c.r) + 0.6 * static_cast<double>(c.g) + 0.1 * static_cast<double>(c.b);
+        result.vFalloff = {static_cast<double>(light.mAttenuationConstant),
+                           static_cast<double>(light.mAttenuationLinear) / dScale,
+                           static_cast<double>(light.mAttenuationQuadratic) / (dScale * dScale)};
+        const bool bPlaced = result.bDirectional ? isFinite(result.v3Direction) : isFinite(result.v3Position);
+        if (bPlaced && result.dIntensity > 0 && std::isfinite(result.dIntensity)) model.vLights.push_back(result);
+    }
+}
+
+bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& model, std::string& sMessage,
+             std::vector<std::string>& vNotices) {
+    const std::string sSuffix = suffixOf(sFile);
+    const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix));
+    const Measure found = measure(scene, turned);
+    if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
+    if (!found.bFinite) return sMessage = sFile + " has numbers that are not finite", true;
+    if (found.uTriangles > 0x40000000) return sMessage = sFile + " has too many triangles", true;
+    if (!(found.box.extent() > 0)) return sMessage = sFile + " has no triangle with an area", true;
+
+    const Placement placement(found.box);
+    placement.report(vNotices);
+    const Map3d world = placement.map().after(turned);
+    MaterialTable materials(scene, sFile, model, vNotices);
+    VertexJoiner joiner;
+    joiner.reserve(found.uTriangles);
+    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
+        addMesh(mesh, map, materials.indexOf(mesh, uMesh), sSuffix != "stl", joiner);
+    });
+    if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
+    readCamera(scene, world, model);
+    readLights(scene, world, placement.dScale, model);
+    joiner.finish(model);
+    for (const NMVector3f& p : model.vVertices) {
+        model.box.add({static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)});
+    }
+    return false;
+}
+
+}  // namespace
+
+bool readModel(const std::string& sFile, char cUp, bool bProgress, Model& model, std::string& sMessage,
+               std::vector<std::string>& vNotices) {
+    FILE* pFile = fopen(sFile.c_str(), "rb");
+    char cByte;
+    const bool bReadable = pFile && fread(&cByte, 1, 1, pFile) == 1;
+    const int iError = errno;
+    if (pFile) fclose(pFile);
+    if (!bReadable) {
+        sMessage = "cannot read " + sFile + ": " + (iError ? strerror(iError) : "the file is empty");
+        return true;
+    }
+    Assimp::Importer importer;
+    importer.SetProgressHandler(new TerminalProgress(bProgress));  // the importer deletes it
+    if (cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
+    const aiScene* pScene = importer.ReadFile(sFile, aiProcess_Triangulate);
+    if (!pScene || !pScene->mRootNode) {
+        std::string sReason = importer.GetErrorString();
+        sReason.resize(std::min(sReason.find_first_of("\r\n"), sReason.size()));
+        sMessage = "cannot read " + sFile + ": " + sReason;
+        return true;
+    }
+    return convert(*pScene, sFile, cUp, model, sMessage, vNotices);
+}

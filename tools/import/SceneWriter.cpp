@@ -1,0 +1,186 @@
+// Writes an imported scene's five files, all of them or none.
+
+#include "import/SceneWriter.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "base/OutputFile.h"
+#include "base/TextWriter.h"
+
+using Velk::OutputFile;
+using Velk::TextWriter;
+
+namespace {
+
+constexpr size_t LONGEST_PATH = 255;                                  // of a line in a description
+constexpr size_t LONGEST_NAME = 39;                                   // of a material
+constexpr const char* SUFFIXES[] = {".brs", ".cam", ".atr", ".lgt"};  // in the description's order
+
+std::string folderOf(const ScenePaths& paths) {
+    return paths.sRoot + "/" + paths.sName;
+}
+
+std::string descriptionOf(const ScenePaths& paths) {
+    return paths.sRoot + "/scene_descs/" + paths.sName + ".txt";
+}
+
+bool exists(const std::string& sFile) {
+    struct stat status {};
+    return stat(sFile.c_str(), &status) == 0;
+}
+
+// Directories that are made on the way, and removed again unless the scene is complete.
+class NewDirectories {
+ public:
+    ~NewDirectories() {
+        for (auto i = vMade.rbegin(); i != vMade.rend(); ++i) rmdir(i->c_str());
+    }
+    void keep() { vMade.clear(); }
+
+    bool make(const std::string& sPath) {
+        for (size_t uSlash = 0; uSlash != std::string::npos;) {
+            uSlash = sPath.find('/', uSlash + 1);
+            const std::string sPart = sPath.substr(0, uSlash);
+            if (mkdir(sPart.c_str(), 0777) == 0)
+                vMade.push_back(sPart);
+            else if (errno != EEXIST && !exists(sPart))
+                return true;
+        }
+        return false;
+    }
+
+ private:
+    std::vector<std::string> vMade;
+};
+
+void writePoint(TextWriter& out, const Velk::NMVector3f& p) {
+    out.shortest(p.x).text(" ").shortest(p.y).text(" ").shortest(p.z);
+}
+
+void writePoint(TextWriter& out, const Vector3d& p) {
+    writePoint(out, Velk::NMVector3f{static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
+}
+
+void writeGeometry(FILE* pFile, const Model& model) {
+    TextWriter out(pFile);
+    out.text("vertices ").number(static_cast<uint32_t>(model.vVertices.size())).text("\n");
+    for (const Velk::NMVector3f& p : model.vVertices) {
+        writePoint(out, p);
+        out.text("\n");
+    }
+    out.text("\ntriangles ").number(static_cast<uint32_t>(model.vTriangles.size())).text("\n");
+    for (const ModelTriangle& t : model.vTriangles) {
+        out.number(t.uVertices[0]).text(" ").number(t.uVertices[1]).text(" ").number(t.uVertices[2]).text("\n");
+    }
+    out.text("\n");
+    for (size_t u = 0; u < model.vTriangles.size(); ++u) {
+        out.number(model.vTriangles[u].uMaterial).text(u % 10 == 9 ? "\n" : " ");
+    }
+    out.text("\n");
+}
+
+void writeCamera(FILE* pFile, const SceneCamera& camera) {
+    TextWriter out(pFile);
+    out.text("Camera imported\nviewpoint ");
+    writePoint(out, camera.v3Eye);
+    out.text("\nscreen\n");
+    for (const Vector3d& v3Corner : camera.v3Corners) {
+        writePoint(out, v3Corner);
+        out.text("\n");
+    }
+    out.text("resolution ").number(camera.uWidth).text(" ").number(camera.uHeight).text("\n");
+}
+
+// One word of printable characters, as the header line of a block wants it.
+std::string wordOf(const std::string& sName) {
+    std::string sWord = sName.substr(0, LONGEST_NAME);
+    for (char& c : sWord) {
+        if (static_cast<unsigned char>(c) <= ' ' || c == 127) c = '_';
+    }
+    return sWord.empty() ? "unnamed" : sWord;
+}
+
+void writeMaterials(FILE* pFile, const Model& model) {
+    TextWriter out(pFile);
+    const auto line = [&](const char* szKeyword, double d) {
+        out.text(szKeyword).shortest(static_cast<float>(d)).text("\n");
+    };
+    for (const ModelMaterial& m : model.vMaterials) {
+        out.text("Attr ").text(wordOf(m.sName).c_str()).text("\n");
+        line("kd ", m.dDiffuse);
+        line("ks ", m.dSpecular);
+        out.text("gs ").number(m.uExponent).text("\n");
+        line("kts ", m.dReflection);
+        line("kf ", 1.0 - m.dTransmission);
+        line("eta ", m.dEta);
+        out.text("color ").number(m.vColour[0]).text(" ").number(m.vColour[1]).text(" ").number(m.vColour[2]);
+        out.text(m.bSmooth ? "\nshading smooth\nenddef\n\n" : "\nshading flat\nenddef\n\n");
+    }
+}
+
+void writeLights(FILE* pFile, const std::vector<SceneLight>& vLights) {
+    TextWriter out(pFile);
+    out.number(static_cast<uint32_t>(vLights.size())).text("\n");
+    for (const SceneLight& light : vLights) {
+        writePoint(out, light.v3Position);
+        out.text(" ").shortest(static_cast<float>(light.dFlux)).text(" 0 -1 0\n");
+    }
+}
+
+void writeDescription(FILE* pFile, const ScenePaths& paths) {
+    const std::string sStem = paths.sWritten + "/" + paths.sName + "/" + paths.sName;
+    for (const char* szSuffix : SUFFIXES) fprintf(pFile, "%s%s\n", sStem.c_str(), szSuffix);
+}
+
+}  // namespace
+
+bool checkTarget(const ScenePaths& paths, bool bForce, std::string& sMessage) {
+    const std::string& sName = paths.sName;
+    const bool bOdd = std::any_of(sName.begin(), sName.end(), [](unsigned char c) { return c <= ' ' || c == '/'; });
+    if (sName.empty() || sName[0] == '.' || sName[0] == '-' || bOdd) {
+        sMessage = "not fit for a scene's name: \"" + sName + "\"";
+    } else if (paths.sWritten.size() + 2 * sName.size() + 6 > LONGEST_PATH) {
+        sMessage = "the scene's paths would be longer than 255 characters: \"" + paths.sWritten + "/" + sName + "\"";
+    } else if (!bForce && (exists(descriptionOf(paths)) || exists(folderOf(paths) + "/" + sName + ".brs"))) {
+        sMessage = "there is a scene \"" + sName + "\" already; --force replaces it";
+    } else {
+        return false;
+    }
+    return true;
+}
+
+bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& camera,
+                const std::vector<SceneLight>& vLights, std::string& sMessage) {
+    const std::string sStem = folderOf(paths) + "/" + paths.sName;
+    const std::string sFiles[] = {sStem + SUFFIXES[0], sStem + SUFFIXES[1], sStem + SUFFIXES[2], sStem + SUFFIXES[3],
+                                  descriptionOf(paths)};
+    NewDirectories directories;
+    OutputFile files[5];  // after the directories, so that their temporary files go first
+    const auto fail = [&](const std::string& sFile) {
+        sMessage = "cannot write " + sFile + ": " + strerror(errno);
+        return true;
+    };
+    if (directories.make(folderOf(paths))) return fail(folderOf(paths));
+    if (directories.make(paths.sRoot + "/scene_descs")) return fail(paths.sRoot + "/scene_descs");
+    for (unsigned u = 0; u < 5; ++u) {
+        if (files[u].open(sFiles[u].c_str())) return fail(sFiles[u]);
+    }
+    writeGeometry(files[0].stream(), model);
+    writeCamera(files[1].stream(), camera);
+    writeMaterials(files[2].stream(), model);
+    writeLights(files[3].stream(), vLights);
+    writeDescription(files[4].stream(), paths);
+    for (unsigned u = 0; u < 5; ++u) {
+        if (fflush(files[u].stream()) != 0 || ferror(files[u].stream())) return fail(sFiles[u]);
+    }
+    for (unsigned u = 0; u < 5; ++u) {
+        if (files[u].commit()) return fail(sFiles[u]);
+    }
+    directories.keep();
+    return false;
+}

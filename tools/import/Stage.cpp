@@ -1,0 +1,217 @@
+// Puts an imported model on stage: a ground, a camera that frames it, lights that show it.
+
+#include "import/Stage.h"
+
+#include <algorithm>
+#include <cmath>
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr double PI = 3.14159265358979323846, DEGREE = PI / 180.0;
+
+// A picture without wishes.
+constexpr double USUAL_TURN = 30.0, USUAL_ELEVATION = 20.0, USUAL_FOV = 40.0;
+constexpr uint32_t USUAL_WIDTH = 1024, USUAL_HEIGHT = 768;
+constexpr double FILLED = 0.88;        // of the picture's width or height is the model's
+constexpr double GROUND_HALF = 6.0;    // half the ground's side, in radii of the model
+constexpr double GROUND_GAP = 2e-4;    // below the model, in radii: faces in one plane would flicker
+constexpr double LAMP_DISTANCE = 5.0;  // in radii
+constexpr double OWN_LIGHT = 260.0;    // light sum of the model's own lamps at its centre
+constexpr double OWN_FILL = 12.0;      // and of the lamp that opens their shadows
+constexpr double SUN_DISTANCE = 30.0;  // of a light without a place, in radii
+
+struct Lamp {
+    double dTurn, dElevation, dLight;  // degrees round from the eye and above the horizon; light sum at the centre
+};
+constexpr Lamp STUDIO[] = {{-38.37, 44.21, 400.0}, {51.73, 12.87, 60.0}, {163.19, 38.63, 200.0}};
+
+Vector3d toVector(const std::array<double, 3>& v) {
+    return {v[0], v[1], v[2]};
+}
+
+Vector3d toDouble(const NMVector3f& p) {
+    return {static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)};
+}
+
+double radiusOf(const Model& model) {
+    return length(model.box.size()) * 0.5;
+}
+
+// From the model to an eye that far round to the right of its front, which looks along z.
+Vector3d directionTo(double dTurn, double dElevation) {
+    const double t = dTurn * DEGREE, e = dElevation * DEGREE;
+    return {sin(t) * cos(e), sin(e), -cos(t) * cos(e)};
+}
+
+struct Axes {
+    Vector3d v3Right, v3Up, v3Forward;
+};
+
+Axes axesOf(const Vector3d& v3Look, const Vector3d& v3Upward) {
+    Axes axes;
+    axes.v3Forward = normalize(v3Look);
+    Vector3d v3Side = cross(v3Upward, axes.v3Forward);
+    if (!(length(v3Side) > 1e-6 * length(v3Upward)))
+        v3Side = cross(Vector3d{0, 0, 1}, axes.v3Forward);  // straight down
+    axes.v3Right = normalize(v3Side);
+    axes.v3Up = cross(axes.v3Forward, axes.v3Right);
+    return axes;
+}
+
+// The eye nearest to the model from which all its vertices are inside the picture, for a view along the axes. Across
+// the view, x - t z is what a vertex at depth z needs of a picture whose half width is t at distance 1.
+Vector3d frameAll(const Model& model, const Axes& axes, double dHalfWidth, double dHalfHeight) {
+    const double tx = dHalfWidth * FILLED, ty = dHalfHeight * FILLED;
+    const Vector3d c = model.box.centre();
+    double dRight = -INFINITY, dLeft = -INFINITY, dTop = -INFINITY, dBottom = -INFINITY, dNearest = INFINITY;
+    for (const NMVector3f& v3Vertex : model.vVertices) {
+        const Vector3d p = toDouble(v3Vertex) - c;
+        const double x = dot(p, axes.v3Right), y = dot(p, axes.v3Up), z = dot(p, axes.v3Forward);
+        dRight = std::max(dRight, x - tx * z), dLeft = std::max(dLeft, -x - tx * z);
+        dTop = std::max(dTop, y - ty * z), dBottom = std::max(dBottom, -y - ty * z);
+        dNearest = std::min(dNearest, z);
+    }
+    const double dBack = std::max((dRight + dLeft) / (2 * tx), (dTop + dBottom) / (2 * ty));
+    const double dAway = std::max(dBack, 0.05 * radiusOf(model) - dNearest);
+    return c + axes.v3Right * ((dRight - dLeft) / 2) + axes.v3Up * ((dTop - dBottom) / 2) - axes.v3Forward * dAway;
+}
+
+// Whether any vertex is inside the picture.
+bool seesModel(const Model& model, const Vector3d& v3Eye, const Axes& axes, double dHalfWidth, double dHalfHeight) {
+    return std::any_of(model.vVertices.begin(), model.vVertices.end(), [&](const NMVector3f& v3Vertex) {
+        const Vector3d p = toDouble(v3Vertex) - v3Eye;
+        const double z = dot(p, axes.v3Forward);
+        return z > 0 && fabs(dot(p, axes.v3Right)) < dHalfWidth * z && fabs(dot(p, axes.v3Up)) < dHalfHeight * z;
+    });
+}
+
+SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance, double dHalfWidth,
+                       double dHalfHeight) {
+    SceneCamera camera;
+    camera.v3Eye = v3Eye;
+    const Vector3d v3Middle = v3Eye + axes.v3Forward * dDistance;
+    const Vector3d v3Row = axes.v3Right * (dHalfWidth * dDistance), v3Column = axes.v3Up * (dHalfHeight * dDistance);
+    camera.v3Corners[0] = v3Middle - v3Row + v3Column;
+    camera.v3Corners[1] = v3Middle + v3Row + v3Column;
+    camera.v3Corners[2] = v3Middle - v3Row - v3Column;
+    return camera;
+}
+
+double usableFov(double dFov) {
+    return dFov > 1.0 && dFov < 170.0 ? dFov : USUAL_FOV;
+}
+
+}  // namespace
+
+SceneCamera placeCamera(const Model& model, const ImportOptions& options) {
+    const ModelCamera* pOwn = model.camera ? &*model.camera : nullptr;
+    const uint32_t uWidth = options.uWidth.value_or(USUAL_WIDTH);
+    const bool bOwnShape = pOwn && pOwn->dAspect > 0.1 && pOwn->dAspect < 10.0 && !options.uHeight;
+    const double dOwnHeight = bOwnShape ? uWidth / pOwn->dAspect : USUAL_HEIGHT * (uWidth / double{USUAL_WIDTH});
+    const uint32_t uHeight = options.uHeight.value_or(static_cast<uint32_t>(std::max(1.0, std::round(dOwnHeight))));
+    const double dFov = options.dFov.value_or(usableFov(pOwn ? pOwn->dFov : 0.0));
+    const double dHalfWidth = tan(dFov * DEGREE / 2), dHalfHeight = dHalfWidth * uHeight / uWidth;
+
+    const Vector3d v3Centre = model.box.centre(), v3Sky{0, 1, 0};
+    SceneCamera camera;
+    const auto place = [&](const Vector3d& v3Eye, const Axes& axes) {
+        const double dDistance = std::max(length(v3Centre - v3Eye), 0.1 * radiusOf(model));
+        camera = makeCamera(v3Eye, axes, dDistance, dHalfWidth, dHalfHeight);
+    };
+    const bool bTurned = options.dTurn || options.dElevation || options.vAt;
+    if (options.vFrom) {
+        const Vector3d v3Eye = toVector(*options.vFrom);
+        place(v3Eye, axesOf((options.vAt ? toVector(*options.vAt) : v3Centre) - v3Eye, v3Sky));
+    } else {
+        const Axes own = pOwn ? axesOf(pOwn->v3Forward, pOwn->v3Up) : Axes{};
+        if (pOwn && !bTurned && pOwn->dFov > 0 && seesModel(model, pOwn->v3Eye, own, dHalfWidth, dHalfHeight)) {
+            place(pOwn->v3Eye, own);
+        } else {
+            const Vector3d v3Back =
+                directionTo(options.dTurn.value_or(USUAL_TURN), options.dElevation.value_or(USUAL_ELEVATION));
+            const Axes axes = axesOf(v3Back * -1.0, v3Sky);
+            const Vector3d v3Eye = frameAll(model, axes, dHalfWidth, dHalfHeight);
+            place(v3Eye, options.vAt ? axesOf(toVector(*options.vAt) - v3Eye, v3Sky) : axes);
+        }
+    }
+    camera.uWidth = uWidth;
+    camera.uHeight = uHeight;
+    return camera;
+}
+
+std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camera) {
+    const Vector3d c = model.box.centre();
+    const double dRadius = radiusOf(model);
+    std::vector<SceneLight> vLights;
+    const auto add = [&](const Vector3d& v3Position, double dLight) {
+        const Vector3d v3Uneven{v3Position.x + 1.37e-4 * dRadius, v3Position.y + 2.11e-4 * dRadius,
+                                v3Position.z - 1.73e-4 * dRadius};
+        const double dDistance = std::max(length(v3Uneven - c), 0.25 * dRadius);
+        vLights.push_back({v3Uneven, dLight * dDistance * dDistance});
+    };
+    if (model.vLights.empty()) {
+        const Vector3d v3Eye = camera.v3Eye - c;
+        const double dTurn = atan2(v3Eye.x, -v3Eye.z) / DEGREE;
+        for (const Lamp& lamp : STUDIO) {
+            add(c + directionTo(dTurn + lamp.dTurn, lamp.dElevation) * (LAMP_DISTANCE * dRadius), lamp.dLight);
+        }
+        return vLights;
+    }
+    std::vector<double> vLight;  // at the centre, in the file's unit
+    double dSum = 0;
+    for (const ModelLight& light : model.vLights) {
+        const double d = std::max(length(light.v3Position - c), 0.25 * dRadius);
+        const double dFalloff = light.vFalloff[0] + light.vFalloff[1] * d + light.vFalloff[2] * d * d;
+        vLight.push_back(light.bDirectional || !(dFalloff > 0) ? light.dIntensity : light.dIntensity / dFalloff);
+        dSum += vLight.back();
+    }
+    for (size_t u = 0; u < model.vLights.size(); ++u) {
+        const ModelLight& light = model.vLights[u];
+        add(light.bDirectional ? c - light.v3Direction * (SUN_DISTANCE * dRadius) : light.v3Position,
+            OWN_LIGHT * vLight[u] / dSum);
+    }
+    add(camera.v3Eye, OWN_FILL);
+    return vLights;
+}
+
+void addGround(Model& model) {
+    ModelMaterial ground;
+    ground.sName = "ground";
+    ground.vColour = {190, 190, 186};
+    model.vMaterials.push_back(ground);
+    const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius;
+    const Vector3d c = model.box.centre();
+    const float y = static_cast<float>(model.box.v3Min.y - GROUND_GAP * dRadius);
+    const uint32_t u = static_cast<uint32_t>(model.vVertices.size()),
+                   uMaterial = static_cast<uint32_t>(model.vMaterials.size() - 1);
+    for (const auto& [x, z] : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
+        model.vVertices.push_back({static_cast<float>(c.x + x * dHalf), y, static_cast<float>(c.z + z * dHalf)});
+    }
+    model.vTriangles.push_back({{u, u + 1, u + 2}, uMaterial});
+    model.vTriangles.push_back({{u, u + 2, u + 3}, uMaterial});
+}
+
+void replaceMaterials(Model& model, ImportOptions::Material eMaterial) {
+    if (eMaterial == ImportOptions::KEEP) return;
+    const bool bSmooth =
+        std::any_of(model.vMaterials.begin(), model.vMaterials.end(), [](const auto& m) { return m.bSmooth; });
+    ModelMaterial m;
+    m.bSmooth = bSmooth;
+    if (eMaterial == ImportOptions::MATTE) {
+        m.sName = "matte";
+        m.vColour = {205, 170, 125};
+    } else if (eMaterial == ImportOptions::MIRROR) {
+        m.sName = "mirror";
+        m.vColour = {235, 238, 242};
+        m.dDiffuse = 0.12, m.dSpecular = 0.6, m.uExponent = 200, m.dReflection = 0.8;
+    } else {
+        m.sName = "glass";
+        m.vColour = {240, 248, 246};
+        m.dDiffuse = 0.02, m.dSpecular = 0.8, m.uExponent = 200, m.dReflection = 0.08;
+        m.dTransmission = 0.9, m.dEta = 1.5;
+    }
+    model.vMaterials = {m};
+    for (ModelTriangle& t : model.vTriangles) t.uMaterial = 0;
+}

@@ -1,0 +1,22 @@
+#pragma once
+// Puts an imported model on stage: a ground, a camera that frames it, lights that show it.
+
+#include <vector>
+
+#include "import/Model.h"
+#include "import/ModelImport.h"
+
+/// The camera: the options' where they name a place, the model's own where it has one, otherwise three-quarter from the
+/// front with the whole model inside. Requires a model with a box.
+SceneCamera placeCamera(const Model& model, const ImportOptions& options);
+
+/// The lights: the model's own, scaled to a good exposure, with a weak one from the eye; otherwise a key, a fill and a
+/// rim light that move with the camera. The positions are slightly uneven, because a light exactly level with many
+/// vertices makes holes in shadows.
+std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camera);
+
+/// Adds a square under the model, with a material of its own. Call it last: it is no part of what the camera frames.
+void addGround(Model& model);
+
+/// Gives the whole model one material.
+void replaceMaterials(Model& model, ImportOptions::Material eMaterial);

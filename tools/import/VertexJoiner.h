@@ -1,0 +1,40 @@
+#pragma once
+// Makes the shared vertices of a model out of the corners of its triangles.
+
+#include <cstdint>
+#include <vector>
+
+#include "import/Model.h"
+
+/// Collects triangles with their corners' positions and, where the file has them, normals. finish() joins corners at
+/// the same place where the surface is smooth there and parts them at creases, because the renderer's normals are those
+/// of shared vertices: a crease follows the file's normals, or an angle of CREASE_DEGREES where it has none.
+class VertexJoiner {
+ public:
+    static constexpr double CREASE_DEGREES = 40.0;
+
+    /// Adds a triangle. pNormals is null or points at one normal a corner. Returns true when it was dropped because it
+    /// has no area.
+    bool add(const Velk::NMVector3f pPositions[3], const Velk::NMVector3f* pNormals, uint32_t uMaterial);
+
+    /// Expects about this many triangles.
+    void reserve(size_t uTriangles);
+
+    /// Fills the model's vertices and triangles, and marks the materials that are smooth somewhere. The joiner is empty
+    /// then. Requires materials for all indices.
+    void finish(Model& model);
+
+    size_t triangles() const { return vTriangles.size(); }
+
+ private:
+    uint32_t vertexAt(const Velk::NMVector3f& v3Position);
+    void grow();
+    Velk::NMVector3f faceNormal(uint32_t uTriangle) const;
+    struct Corner;
+    void partCorners(const std::vector<uint32_t>& vCorners, std::vector<uint32_t>& vGroups) const;
+
+    std::vector<Velk::NMVector3f> vPositions;  // each place once
+    std::vector<uint32_t> vTable;              // hash table of indices into vPositions, NO_ENTRY where empty
+    std::vector<ModelTriangle> vTriangles;     // of places
+    std::vector<uint32_t> vNormals;            // one packed normal a corner; empty until a triangle has some
+};
