@@ -3,6 +3,7 @@
 
 #include "app/FarmModes.h"
 #include "app/Options.h"
+#include "app/Signals.h"
 #include "base/NLogger.h"
 
 using Velk::NLogger;
@@ -18,6 +19,7 @@ int64_t readClock() {
 
 // Loads, preprocesses and renders one scene on this machine.
 void runLocal() {
+    removeFilesOnSignals();
     if (g_rt.load(nullptr, false) || g_rt.preprocessScene()) return;
     printf("Preprocess done\n");
     const int64_t iStart = readClock();
@@ -31,6 +33,7 @@ void runLocal() {
 }  // namespace
 
 int main(int argc, const char** argv) {
+    prepareProcess();
     NLogger::InitLogger("RayTracer.log", true);  // without a log file the program runs on silently
     CommandWalker walker(argc, argv);
     addOptions(walker);

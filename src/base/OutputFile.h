@@ -28,6 +28,10 @@ class OutputFile {
     /// True when a file of this name could not be created now. Leaves nothing behind.
     [[nodiscard]] static bool probe(const char* szFile);
 
+    /// Removes the temporary files of all objects, for a process that is about to end. May be called from a signal
+    /// handler.
+    static void removeUnfinished();
+
  private:
     FILE* pFile = nullptr;
     std::string sTarget;

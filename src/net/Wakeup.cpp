@@ -1,3 +1,4 @@
+// A pipe that ends waits, also from a signal handler.
 #include "net/Wakeup.h"
 
 #include <fcntl.h>
@@ -8,6 +9,7 @@
 #include <csignal>
 
 #include "base/NLogger.h"
+#include "base/OutputFile.h"
 
 namespace {
 
@@ -19,6 +21,7 @@ void onSignal(int iSignal) {
     const int iError = errno;
     Wakeup* pWakeup = g_pWakeup;
     if (!pWakeup || pWakeup->isStopRequested()) {
+        Velk::OutputFile::removeUnfinished();
         signal(iSignal, SIG_DFL);
         raise(iSignal);  // delivered when this handler returns
     } else {

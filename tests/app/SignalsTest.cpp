@@ -1,0 +1,53 @@
+#include "app/Signals.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "base/OutputFile.h"
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+using SignalsTest = FileTest;
+
+TEST_F(SignalsTest, ASignalWhileAFileIsWrittenLeavesNoPartBehind) {
+    for (const int iSignal : {SIGINT, SIGTERM}) {
+        const pid_t iProcess = fork();
+        if (!iProcess) {
+            removeFilesOnSignals();
+            Velk::OutputFile first, done, second;
+            if (first.open("picture") || done.open("done") || done.commit() || second.open("cache")) _exit(1);
+            fputs("half", second.stream());
+            raise(iSignal);
+            _exit(2);
+        }
+        int iStatus = 0;
+        waitpid(iProcess, &iStatus, 0);
+        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
+        EXPECT_EQ(list(), std::vector<std::string>{"done"});
+    }
+}
+
+// Each once cost the picture, and the closed output put text into the log or the picture.
+TEST_F(SignalsTest, NeitherLimitsNorReadersThatLeaveCostAPicture) {
+    makeScene(makeShowcase(), 24, 18).write("test");
+    const std::string sRun = RT_EMULATOR " " RT_PROGRAM " test";
+    ASSERT_NE(system((sRun + " >output").c_str()), -1);
+    const std::string sPicture = readFile("out_tex.bmp");
+    ASSERT_EQ(sPicture.size(), 54u + 24 * 18 * 3);
+    ASSERT_GT(readFile("kdtree.tmp").size(), 8192u) << "so it does not fit the limit";
+    for (const std::string& sCommand : {"ulimit -f 16; " + sRun + " >output", "{ " + sRun + "; } | true",
+                                        "{ " + sRun + "; } | head -n 1 >output", sRun + " <&- >&- 2>&-"}) {
+        std::filesystem::remove("out_tex.bmp");
+        std::filesystem::remove("kdtree.tmp");
+        ASSERT_NE(system(sCommand.c_str()), -1);
+        EXPECT_TRUE(readFile("out_tex.bmp") == sPicture) << sCommand;
+        EXPECT_EQ(readFile("RayTracer.log").substr(0, 2), "[ ") << sCommand;
+    }
+}
+
+}  // namespace
