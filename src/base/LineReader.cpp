@@ -3,8 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <cstring>
 
@@ -76,8 +78,18 @@ void LineReader::reportWarning(const char* szFormat, ...) {
 }
 
 void LineReader::warnOfRest(const char* szRest) {
-    while (isSpace(*szRest)) ++szRest;
+    szRest = skipBlanks(szRest);
     if (*szRest && !isComment(szRest)) reportWarning("the end of the line is ignored");
+}
+
+unsigned LineReader::takeFloats(const char* sz, float* pValues, unsigned uMax) {
+    const char* szRest = sz;
+    const unsigned uRead = readFloats(sz, pValues, uMax, &szRest);
+    if (!std::all_of(pValues, pValues + uRead, [](float f) { return std::isfinite(f); })) {
+        reportWarning("a number is not finite");
+    }
+    if (uRead == uMax) warnOfRest(szRest);
+    return uRead;
 }
 
 const char* LineReader::next() {
@@ -151,8 +163,13 @@ unsigned readFloats(const char* sz, float* pValues, unsigned uMax, const char** 
     return uRead;
 }
 
-const char* skipWord(const char* sz) {
+const char* skipBlanks(const char* sz) {
     while (isSpace(*sz)) ++sz;
+    return sz;
+}
+
+const char* skipWord(const char* sz) {
+    sz = skipBlanks(sz);
     while (*sz && !isSpace(*sz)) ++sz;
     return sz;
 }

@@ -8,6 +8,15 @@
 
 namespace Velk {
 
+/// Why a line is refused: the source line of the check, and what is wrong in the user's terms. A line that is fine has
+/// neither. A source line alone stands for a lack of memory, which was reported where it arose.
+struct Refusal {
+    unsigned uSourceLine = 0;
+    const char* szWhat = nullptr;
+
+    explicit operator bool() const { return uSourceLine != 0; }
+};
+
 /// Reads a text file line by line with the line discipline of the scene files: at most 2047 characters a line (the rest
 /// of a longer one comes as the next line), comments and blank lines told apart. Lines are handed out inside the
 /// reader's own buffer, without a copy. What is wrong with a line is reported here, since the reader knows its place.
@@ -42,6 +51,10 @@ class LineReader {
 
     /// Warns when a text that follows the values of a line is more than a comment.
     void warnOfRest(const char* szRest);
+
+    /// readFloats() for the line handed out last or a part of it, with a warning when a value is not finite or when
+    /// text follows the values that were wanted.
+    unsigned takeFloats(const char* sz, float* pValues, unsigned uMax);
 
     /// True when the file is too small to hold that many data lines, of two characters at least, so that a count read
     /// from it cannot be meant. Counts up to a million always pass: they cost little, and a file may end early.
@@ -79,6 +92,9 @@ unsigned readIntegers(const char* sz, int64_t* pValues, unsigned uMax, const cha
 /// Reads up to uMax numbers from the start of a text, exactly as "%f %f ..." does. Returns how many were read, and in
 /// *pszRest the text behind them.
 unsigned readFloats(const char* sz, float* pValues, unsigned uMax, const char** pszRest = nullptr);
+
+/// The text behind the white space at its start.
+const char* skipBlanks(const char* sz);
 
 /// The text behind the first word.
 const char* skipWord(const char* sz);

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <type_traits>
+
+#include "base/NewArray.h"
 
 namespace Velk {
 
@@ -20,7 +21,7 @@ struct NDataVector {
     /// Sets up an empty array with a first block of slots. True when there is no memory for it.
     bool create(uint32_t uFirstBlock, uint32_t uStep) {
         static_assert(std::is_trivially_copyable_v<T>, "elements move bytewise");
-        pData = new (std::nothrow) T[uFirstBlock];
+        pData = newArray<T>(uFirstBlock);
         uCapacity = pData ? uFirstBlock : 0;
         uSize = 0;
         uGrowBy = uStep;
@@ -58,7 +59,7 @@ struct NDataVector {
     bool grow() {
         const uint32_t uNew = uCapacity + uGrowBy;
         if (uNew <= uCapacity) return true;
-        T* pNew = new (std::nothrow) T[uNew];
+        T* pNew = newArray<T>(uNew);
         if (!pNew) return true;
         if (uCapacity) memcpy(static_cast<void*>(pNew), pData, size_t{uCapacity} * sizeof(T));
         delete[] pData;

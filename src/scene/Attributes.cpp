@@ -1,3 +1,4 @@
+// The attribute file: blocks of keywords and values, read by a table.
 #include "scene/Attributes.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 
@@ -62,23 +64,34 @@ void store(AttributeInstance& working, size_t uOffset, T value) {
     memcpy(reinterpret_cast<char*>(&working) + uOffset, &value, sizeof(value));
 }
 
-// Stores the value of one property line. Returns the number of the source line whose check refused it, 0 when it is
-// fine.
-unsigned parseProperty(const Property& property, const char* szLine, AttributeInstance& working) {
+// Reads the whole numbers behind the keyword. Returns false when there are fewer than uCount.
+bool takeIntegers(Velk::LineReader& reader, const char* szLine, int64_t* pValues, unsigned uCount) {
+    const char* szRest = nullptr;
+    if (Velk::readIntegers(Velk::skipWord(szLine), pValues, uCount, &szRest) != uCount) return false;
+    reader.warnOfRest(szRest);
+    return true;
+}
+
+// Stores the value of one property line.
+Velk::Refusal parseProperty(Velk::LineReader& reader, const Property& property, const char* szLine,
+                            AttributeInstance& working) {
     float f = 0.0f;
     int64_t i[3];
     switch (property.kind) {
         case VALUE_FLOAT:
         case VALUE_COMPLEMENT:
-            if (Velk::readFloats(Velk::skipWord(szLine), &f, 1) != 1) return __LINE__;
+            if (reader.takeFloats(Velk::skipWord(szLine), &f, 1) != 1) return {__LINE__, "a number expected"};
             store(working, property.uOffset, property.kind == VALUE_FLOAT ? f : 1.0f - f);
             break;
         case VALUE_INTEGER:
-            if (Velk::readIntegers(Velk::skipWord(szLine), i, 1) != 1) return __LINE__;
+            if (!takeIntegers(reader, szLine, i, 1)) return {__LINE__, "a whole number expected"};
             store(working, property.uOffset, toInt(i[0]));
             break;
         case VALUE_COLOUR: {
-            if (Velk::readIntegers(Velk::skipWord(szLine), i, 3) != 3) return __LINE__;
+            if (!takeIntegers(reader, szLine, i, 3)) return {__LINE__, "three whole numbers expected"};
+            if (std::min({i[0], i[1], i[2]}) < 0 || std::max({i[0], i[1], i[2]}) > 255) {
+                reader.reportWarning("a colour outside 0 to 255");
+            }
             const auto fraction = [](int64_t iPart) {
                 return static_cast<float>(static_cast<uint32_t>(toInt(iPart))) / 255.0f;
             };
@@ -94,27 +107,58 @@ unsigned parseProperty(const Property& property, const char* szLine, AttributeIn
         case VALUE_END:
             break;
     }
-    return 0;
+    return {};
 }
 
-const Property* findProperty(const char* szLine) {
+// The property that a line sets, null for none. Keywords are looked for anywhere in the line, so a word that merely
+// contains one counts: that is hardly meant.
+const Property* findProperty(Velk::LineReader& reader, const char* szLine) {
     for (const Property& property : g_properties) {
-        if (strstr(szLine, property.szKeyword)) return &property;
+        const char* szFound = strstr(szLine, property.szKeyword);
+        if (!szFound) continue;
+        const char* szWord = Velk::skipBlanks(szLine);
+        const size_t uLength = static_cast<size_t>(Velk::skipWord(szWord) - szWord);
+        if (szFound != szWord || strlen(property.szKeyword) != uLength) {
+            reader.reportWarning("read as \"%s\"", property.szKeyword);
+        }
+        return &property;
     }
+    reader.reportWarning("unknown keyword, the line is ignored");
     return nullptr;
 }
 
-// Starts a record from the line that names it; returns like parseProperty.
-unsigned parseHeader(const char* szLine, AttributeInstance& working) {
+// Starts a record from the line that names it.
+Velk::Refusal parseHeader(const char* szLine, AttributeInstance& working) {
     working = AttributeInstance{};
-    if (sscanf(szLine, "%*s %39s", working.szName) != 1 || !strstr(szLine, "Attr")) return __LINE__;
-    return 0;
+    if (sscanf(szLine, "%*s %39s", working.szName) != 1 || !strstr(szLine, "Attr")) {
+        return {__LINE__, "\"Attr\" and a name expected"};
+    }
+    return {};
 }
 
 }  // namespace
 
+Velk::Refusal Attributes::takeLine(Velk::LineReader& reader, const char* szLine, AttributeInstance& working,
+                                   bool& bInside) {
+    if (!bInside) {
+        bInside = true;
+        return parseHeader(szLine, working);
+    }
+    const Property* pProperty = findProperty(reader, szLine);
+    if (!pProperty) return {};
+    if (pProperty->kind == VALUE_END) {
+        bInside = false;
+        // A record without memory is dropped; the faces that want it will not find it.
+        if (vAttributes.PushBack(working)) {
+            const uint64_t uRecords = uint64_t{vAttributes.uSize} + vAttributes.uGrowBy;
+            Velk::memoryError(uRecords * sizeof(AttributeInstance), "the material \"%s\"", working.szName);
+        }
+    }
+    return parseProperty(reader, *pProperty, szLine, working);
+}
+
 bool Attributes::loadAttributes(const char* szFile) {
-    vAttributes.create(4, 4);  // without memory every record is dropped, as in any later growth
+    static_cast<void>(vAttributes.create(4, 4));  // without memory the first record tries again
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);
@@ -124,21 +168,15 @@ bool Attributes::loadAttributes(const char* szFile) {
     AttributeInstance working{};
     bool bInside = false;
     while (const char* szLine = reader.nextFilled()) {
-        unsigned uCheck = 0;
-        if (!bInside) {
-            uCheck = parseHeader(szLine, working);
-            bInside = true;
-        } else if (const Property* pProperty = findProperty(szLine)) {
-            uCheck = parseProperty(*pProperty, szLine, working);
-            if (pProperty->kind == VALUE_END) {
-                vAttributes.PushBack(working);
-                bInside = false;
-            }
-        }
-        if (uCheck) {
-            ReportErrorFormat("Error occured while reading line: %u, in Attributes:%u\n", reader.lineNumber(), uCheck);
+        if (const Velk::Refusal refusal = takeLine(reader, szLine, working, bInside)) {
+            ReportErrorFormat("Error occured while reading line: %u, in Attributes:%u\n", reader.lineNumber(),
+                              refusal.uSourceLine);
+            reader.reportError("%s", refusal.szWhat);
             return true;
         }
+    }
+    if (bInside) {
+        Velk::inputWarning(szFile, 0, nullptr, "the material \"%s\" has no \"enddef\" and is dropped", working.szName);
     }
     bLoaded = true;
     return false;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/LineReader.h"
 #include "base/NDataVector.h"
 #include "base/Vectors.h"
 
@@ -51,4 +52,7 @@ class Attributes {
     [[nodiscard]] bool loadAttributes(const char* szFile);
 
     void releaseAttributes();
+
+ private:
+    Velk::Refusal takeLine(Velk::LineReader& reader, const char* szLine, AttributeInstance& working, bool& bInside);
 };

@@ -1,9 +1,11 @@
+// The camera file, and the view that the command line gives.
 #include "scene/Camera.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
+#include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 
@@ -20,33 +22,43 @@ uint32_t toPixels(int64_t i) {
 
 }  // namespace
 
-// Returns the number of the source line whose check refused the text, 0 when it is fine.
-unsigned Camera::parseLine(const char* szLine, unsigned uStep) {
+Velk::Refusal Camera::parseLine(Velk::LineReader& reader, const char* szLine, unsigned uStep) {
     float f[3];
     int64_t i[2];
     char szWord[32];
+    const char* szRest = nullptr;
     switch (uStep) {
         case STEP_NAME:
-            if (sscanf(szLine, "%*s %31s", szWord) != 1 || !strstr(szLine, "Camera")) return __LINE__;
+            if (sscanf(szLine, "%*s %31s", szWord) != 1 || !strstr(szLine, "Camera")) {
+                return {__LINE__, "\"Camera\" and a name expected"};
+            }
             Velk::copyText(szName, sizeof(szName), szWord);
             break;
         case STEP_EYE:
-            if (Velk::readFloats(Velk::skipWord(szLine), f, 3) != 3 || !strstr(szLine, "viewpoint")) return __LINE__;
+            if (!strstr(szLine, "viewpoint")) return {__LINE__, "\"viewpoint\" and three numbers expected"};
+            if (reader.takeFloats(Velk::skipWord(szLine), f, 3) != 3) {
+                return {__LINE__, "three numbers expected after \"viewpoint\""};
+            }
             v3Position = {f[0], f[1], f[2]};
             break;
         case STEP_SCREEN:
-            if (!strstr(szLine, "screen")) return __LINE__;
+            if (!strstr(szLine, "screen")) return {__LINE__, "\"screen\" expected"};
             break;
         case STEP_RESOLUTION:
-            if (Velk::readIntegers(Velk::skipWord(szLine), i, 2) != 2 || !strstr(szLine, "resolution")) return __LINE__;
+            if (!strstr(szLine, "resolution")) return {__LINE__, "\"resolution\", width and height expected"};
+            if (Velk::readIntegers(Velk::skipWord(szLine), i, 2, &szRest) != 2) {
+                return {__LINE__, "two whole numbers expected after \"resolution\""};
+            }
+            reader.warnOfRest(szRest);
             uWidth = toPixels(i[0]);
             uHeight = toPixels(i[1]);
             break;
         default:
-            if (Velk::readFloats(szLine, f, 3) != 3) return __LINE__;
+            if (reader.takeFloats(szLine, f, 3) != 3)
+                return {__LINE__, "the three numbers of a screen corner expected"};
             v3Screen[uStep - STEP_CORNER] = {f[0], f[1], f[2]};
     }
-    return 0;
+    return {};
 }
 
 bool Camera::loadCamera(const char* szFile) {
@@ -58,10 +70,14 @@ bool Camera::loadCamera(const char* szFile) {
     }
     for (unsigned uStep = STEP_NAME; uStep != STEP_END; ++uStep) {
         const char* szLine = reader.nextFilled();
-        if (!szLine) break;
-        const unsigned uCheck = parseLine(szLine, uStep);
-        if (uCheck) {
-            ReportErrorFormat("Error occured while reading line: %u, in Camera:%u\n", reader.lineNumber(), uCheck);
+        if (!szLine) {
+            Velk::inputWarning(szFile, 0, nullptr, "the file ends before the camera's resolution");
+            break;
+        }
+        if (const Velk::Refusal refusal = parseLine(reader, szLine, uStep)) {
+            ReportErrorFormat("Error occured while reading line: %u, in Camera:%u\n", reader.lineNumber(),
+                              refusal.uSourceLine);
+            reader.reportError("%s", refusal.szWhat);
             return true;
         }
     }

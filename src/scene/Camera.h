@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/LineReader.h"
 #include "base/Vectors.h"
 
 /// The viewer: an eye point, a rectangular screen in space and the image's resolution. Pixel (x, y) of a W x H image
@@ -29,5 +30,5 @@ class Camera {
     void setCamera(const Velk::NMVector3f& v3NewPosition, const Velk::NMVector3f& v3Look);
 
  private:
-    unsigned parseLine(const char* szLine, unsigned uStep);
+    Velk::Refusal parseLine(Velk::LineReader& reader, const char* szLine, unsigned uStep);
 };

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/LineReader.h"
 #include "base/Vectors.h"
 
 /// One point light.
@@ -32,4 +33,7 @@ class Lights {
 
     /// Scales the positions.
     void applyDomainFactor(float fFactor);
+
+ private:
+    Velk::Refusal parse(Velk::LineReader& reader, const char* szFile);
 };

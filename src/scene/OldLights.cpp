@@ -1,16 +1,15 @@
+// Lights files of the older format: definitions, and fixtures that place them.
 #include "scene/OldLights.h"
 
-#include <cctype>
 #include <cstring>
-#include <new>
 
+#include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NDataVector.h"
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
 #include "base/TextWriter.h"
 
-using Velk::NLogger;
 using Velk::NMVector3f;
 
 namespace {
@@ -38,8 +37,7 @@ bool contains(const char* szLine, const char* szWord) {
 
 // Copies the second word of a line. True when there is none or it does not fit.
 bool readSecondWord(const char* szLine, char (&szWord)[40]) {
-    const char* sz = Velk::skipWord(szLine);
-    while (isspace(static_cast<unsigned char>(*sz))) ++sz;
+    const char* sz = Velk::skipBlanks(Velk::skipWord(szLine));
     const size_t uLength = static_cast<size_t>(Velk::skipWord(sz) - sz);
     if (!uLength || uLength >= sizeof(szWord)) return true;
     memcpy(szWord, sz, uLength);
@@ -47,9 +45,9 @@ bool readSecondWord(const char* szLine, char (&szWord)[40]) {
     return false;
 }
 
-bool readVector(const char* szLine, NMVector3f& v3) {
+bool readVector(Velk::LineReader& reader, const char* szLine, NMVector3f& v3) {
     float f[3];
-    if (Velk::readFloats(Velk::skipWord(szLine), f, 3) != 3) return true;
+    if (reader.takeFloats(Velk::skipWord(szLine), f, 3) != 3) return true;
     v3 = {f[0], f[1], f[2]};
     return false;
 }
@@ -58,19 +56,21 @@ bool readVector(const char* szLine, NMVector3f& v3) {
 template <typename Record>
 void append(Velk::NDataVector<Record>& records, const Record& record) {
     if (records.uSize == records.uCapacity) records.uGrowBy = records.uCapacity ? records.uCapacity : FIRST_RECORDS;
-    static_cast<void>(records.PushBack(record));
+    if (!records.PushBack(record)) return;
+    Velk::memoryError((uint64_t{records.uSize} + records.uGrowBy) * sizeof(Record), "\"%s\"", record.szName);
 }
 
-// Takes the lines of a file, block by block. The take functions return true when the line is not what the format asks
-// for.
+// Takes the lines of a file, block by block. The take functions return what is wrong with a line that is not what the
+// format asks for, null when it is fine.
 class OldLightsParser {
  public:
+    explicit OldLightsParser(Velk::LineReader& source) : reader(source) {}
     ~OldLightsParser() {
         definitions.Release();
         fixtures.Release();
     }
 
-    bool takeLine(const char* szLine) {
+    const char* takeLine(const char* szLine) {
         switch (block) {
             case DEFINITION:
                 return takeDefinition(szLine);
@@ -87,55 +87,61 @@ class OldLightsParser {
  private:
     enum Block { OUTSIDE, DEFINITION, FIXTURE };
 
-    bool takeHeader(const char* szLine) {
+    const char* takeHeader(const char* szLine) {
         if (contains(szLine, "Light")) {
             block = DEFINITION;
             definition = {};
-            return readSecondWord(szLine, definition.szName);
+            return readSecondWord(szLine, definition.szName) ? NAME_EXPECTED : nullptr;
         }
-        if (!contains(szLine, "Fixture")) return false;
+        if (!contains(szLine, "Fixture")) return nullptr;
         block = FIXTURE;
         fixture = {};
         fixture.uDefinition = NO_DEFINITION;
-        return readSecondWord(szLine, fixture.szName);
+        return readSecondWord(szLine, fixture.szName) ? NAME_EXPECTED : nullptr;
     }
 
-    bool takeDefinition(const char* szLine) {
+    const char* takeDefinition(const char* szLine) {
         if (contains(szLine, "enddef")) {
             append(definitions, definition);
             block = OUTSIDE;
-            return false;
+            return nullptr;
         }
-        if (contains(szLine, "type")) return false;
+        if (contains(szLine, "type")) return nullptr;
         if (contains(szLine, "TotalFlux")) {
-            return Velk::readFloats(Velk::skipWord(szLine), &definition.fTotalFlux, 1) != 1;
+            const unsigned uRead = reader.takeFloats(Velk::skipWord(szLine), &definition.fTotalFlux, 1);
+            return uRead ? nullptr : "a number expected after \"TotalFlux\"";
         }
-        return contains(szLine, "intensity") && readVector(szLine, definition.v3Intensity);
+        const bool bWrong = contains(szLine, "intensity") && readVector(reader, szLine, definition.v3Intensity);
+        return bWrong ? "three numbers expected after \"intensity\"" : nullptr;
     }
 
-    bool takeFixture(const char* szLine) {
+    const char* takeFixture(const char* szLine) {
         if (contains(szLine, "enddef")) {
-            if (fixture.uDefinition == NO_DEFINITION) return true;
+            if (fixture.uDefinition == NO_DEFINITION) return "a fixture without a \"Light\"";
             append(fixtures, fixture);
             block = OUTSIDE;
-            return false;
+            return nullptr;
         }
-        if (contains(szLine, "GeLight")) return false;
+        if (contains(szLine, "GeLight")) return nullptr;
         if (contains(szLine, "Light")) return takeReference(szLine);
-        return contains(szLine, "Position") && readVector(szLine, fixture.v3Position);
+        const bool bWrong = contains(szLine, "Position") && readVector(reader, szLine, fixture.v3Position);
+        return bWrong ? "three numbers expected after \"Position\"" : nullptr;
     }
 
-    bool takeReference(const char* szLine) {
+    const char* takeReference(const char* szLine) {
         char szWord[40];
-        if (readSecondWord(szLine, szWord)) return true;
+        if (readSecondWord(szLine, szWord)) return NAME_EXPECTED;
         for (uint32_t u = 0; u < definitions.uSize; ++u) {
             if (!contains(definitions[u].szName, szWord)) continue;
             fixture.uDefinition = u;
-            return false;
+            return nullptr;
         }
-        return true;
+        return "no light of this name was defined before";
     }
 
+    static constexpr const char* NAME_EXPECTED = "a name of at most 39 characters expected";
+
+    Velk::LineReader& reader;
     Block block = OUTSIDE;
     LightDefinition definition{};  // of the current block
     LightFixture fixture{};
@@ -151,16 +157,18 @@ bool OldLights::loadLights(const char* szFile) {
         reader.reportOpenFailure();
         return true;
     }
-    OldLightsParser parser;
+    OldLightsParser parser(reader);
     while (const char* szLine = reader.nextFilled()) {
-        if (!parser.takeLine(szLine)) continue;
+        const char* szWrong = parser.takeLine(szLine);
+        if (!szWrong) continue;
         ReportError("Invalid file");
-        NLogger::LogMessage("%s, file line: %u\n", szFile, reader.lineNumber());
+        reader.reportError("%s", szWrong);
         return true;
     }
-    pLights = new (std::nothrow) Light[parser.fixtures.uSize];
+    if (!parser.fixtures.uSize) Velk::inputWarning(szFile, 0, nullptr, "no fixtures, so no lights");
+    pLights = Velk::newArray<Light>(parser.fixtures.uSize);
     if (!pLights) {
-        ReportError("Not enough memory for the lights");
+        Velk::memoryError(parser.fixtures.uSize * uint64_t{sizeof(Light)}, "the lights of %s", szFile);
         return true;
     }
     for (const LightFixture& fixture : parser.fixtures) {

@@ -1,15 +1,18 @@
+// The geometry file, and the bounds and scale of the mesh.
 #include "scene/Scene.h"
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
+#include "base/InputReport.h"
 #include "base/LargeBlock.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "base/NewArray.h"
 
 using Velk::NLogger;
 using Velk::NMVector3f;
+using Velk::Refusal;
 
 namespace {
 
@@ -19,19 +22,19 @@ constexpr uint32_t FACE_ALIGNMENT = 16;
 
 enum Section { VERTEX_COUNT, VERTICES, TRIANGLE_COUNT, TRIANGLES, ATTRIBUTES, FINISHED };
 
-// Takes the lines of a geometry file into a scene. The take functions return the number of the source line whose check
-// refused the text, 0 when it is fine.
+// Takes the lines of a geometry file into a scene.
 class SceneParser {
  public:
-    SceneParser(Scene& target, const Velk::LineReader& source) : scene(target), reader(source) {}
+    SceneParser(Scene& target, Velk::LineReader& source, const char* szSource)
+        : scene(target), reader(source), szFile(szSource) {}
 
     bool isFinished() const { return section == FINISHED; }
 
-    unsigned takeLine(const char* szLine) {
+    Refusal takeLine(const char* szLine) {
         if (Velk::LineReader::isBlank(szLine)) {
             const bool bData = section == VERTICES || section == TRIANGLES || section == ATTRIBUTES;
             if (bData && uItem) enter(static_cast<Section>(section + 1));
-            return 0;
+            return {};
         }
         switch (section) {
             case VERTEX_COUNT:
@@ -48,12 +51,12 @@ class SceneParser {
     }
 
     // Drops the triangles that never came, and says what a file that ended early left out.
-    void finish(const char* szFile) {
+    void finish() {
         if (section == VERTICES) uVerticesFound = uItem;
         if (section == TRIANGLES) uTrianglesFound = uItem;
         if (uVerticesFound < scene.uVertexCount || uTrianglesFound < uTrianglesDeclared) {
-            NLogger::LogMessage("Warning: %s ends early: %u of %u vertices, %u of %u triangles\n", szFile,
-                                uVerticesFound, scene.uVertexCount, uTrianglesFound, uTrianglesDeclared);
+            Velk::inputWarning(szFile, 0, nullptr, "ends early: %u of %u vertices, %u of %u triangles", uVerticesFound,
+                               scene.uVertexCount, uTrianglesFound, uTrianglesDeclared);
         }
         scene.vFaces.uCount = uTrianglesFound;
     }
@@ -66,77 +69,97 @@ class SceneParser {
         uItem = 0;
     }
 
-    // Reads "WORD %d" or "%d". True when there is no usable count.
-    bool readCount(const char* szLine, const char* szWord, uint32_t& uCount) const {
+    // Reads "WORD %d" or "%d". Returns what is wrong with the line, null when it gives a count.
+    const char* readCount(const char* szLine, const char* szWord, uint32_t& uCount) {
         const size_t uWord = strlen(szWord);
+        const char* szRest = nullptr;
         int64_t iCount = 0;
-        if (Velk::readIntegers(strncmp(szLine, szWord, uWord) ? szLine : szLine + uWord, &iCount, 1) != 1) return true;
-        if (iCount < 0 || iCount > INT32_MAX || reader.isAbsurdCount(iCount)) return true;
+        const char* szNumber = strncmp(szLine, szWord, uWord) ? szLine : szLine + uWord;
+        if (Velk::readIntegers(szNumber, &iCount, 1, &szRest) != 1) return "a count expected";
+        if (iCount < 0) return "the count is negative";
+        if (iCount > INT32_MAX || reader.isAbsurdCount(iCount)) return "more than the file can hold";
+        reader.warnOfRest(szRest);
         uCount = static_cast<uint32_t>(iCount);
-        return false;
+        return nullptr;
     }
 
-    unsigned takeVertexCount(const char* szLine) {
+    Refusal takeVertexCount(const char* szLine) {
         uint32_t uCount = 0;
-        if (readCount(szLine, "vertices", uCount)) return __LINE__;
-        if (sizeof(size_t) == 4 && uCount > SIZE_MAX / sizeof(SceneVertex)) return __LINE__;
-        scene.pVertices = new (std::nothrow) SceneVertex[uCount];
-        if (!scene.pVertices) return __LINE__;
-        Velk::preferLargePages(scene.pVertices, size_t{uCount} * sizeof(SceneVertex));
+        if (const char* szWrong = readCount(szLine, "vertices", uCount)) return {__LINE__, szWrong};
+        const uint64_t uBytes = uint64_t{uCount} * sizeof(SceneVertex);
+        scene.pVertices = Velk::newArray<SceneVertex>(uCount);
+        if (!scene.pVertices) {
+            Velk::memoryError(uBytes, "the vertices of %s", szFile);
+            return {__LINE__, nullptr};
+        }
+        Velk::preferLargePages(scene.pVertices, static_cast<size_t>(uBytes));
         std::fill_n(scene.pVertices, uCount, SceneVertex{});
         scene.uVertexCount = uCount;
         enter(uCount ? VERTICES : FINISHED);  // nothing behind could be rendered
-        return 0;
+        return {};
     }
 
-    unsigned takeVertex(const char* szLine) {
+    Refusal takeVertex(const char* szLine) {
         float f[3] = {};
-        if (!Velk::readFloats(szLine, f, 3)) return __LINE__;
+        const char* szRest = nullptr;
+        const unsigned uRead = Velk::readFloats(szLine, f, 3, &szRest);
+        if (!uRead) return {__LINE__, "the three numbers of a vertex expected"};
         const NMVector3f v3Position{f[0], f[1], f[2]};
-        if (!Velk::isFinite(v3Position)) return __LINE__;
-        if (uItem >= scene.uVertexCount) return __LINE__;
+        if (!Velk::isFinite(v3Position)) return {__LINE__, "a vertex that is not finite"};
+        if (uItem >= scene.uVertexCount) return {__LINE__, "more vertices than declared; an empty line ends them"};
+        if (uRead < 3) reader.reportWarning("%u of the three numbers of a vertex, the others are 0", uRead);
+        if (uRead == 3) reader.warnOfRest(szRest);
         scene.pVertices[uItem++].v3Position = v3Position;
-        return 0;
+        return {};
     }
 
-    unsigned takeTriangleCount(const char* szLine) {
+    Refusal takeTriangleCount(const char* szLine) {
         uint32_t uCount = 0;
-        if (readCount(szLine, "triangles", uCount)) return __LINE__;
-        if (scene.vFaces.allocate(uCount, FACE_ALIGNMENT)) return __LINE__;
+        if (const char* szWrong = readCount(szLine, "triangles", uCount)) return {__LINE__, szWrong};
+        if (scene.vFaces.allocate(uCount, FACE_ALIGNMENT)) {
+            Velk::memoryError(uint64_t{uCount} * sizeof(FaceData), "the triangles of %s", szFile);
+            return {__LINE__, nullptr};
+        }
         uTrianglesDeclared = uCount;
         enter(TRIANGLES);
-        return 0;
+        return {};
     }
 
-    unsigned takeTriangle(const char* szLine) {
-        int64_t i[3] = {};
-        if (!Velk::readIntegers(szLine, i, 3)) return __LINE__;
-        for (const int64_t iVertex : i) {
-            if (iVertex < 0 || iVertex >= scene.uVertexCount) return __LINE__;
+    Refusal takeTriangle(const char* szLine) {
+        int64_t i[4] = {};
+        const unsigned uRead = Velk::readIntegers(szLine, i, 4);
+        if (!uRead) return {__LINE__, "the three vertex indices of a triangle expected"};
+        for (unsigned u = 0; u < 3; ++u) {
+            if (i[u] < 0 || i[u] >= scene.uVertexCount) return {__LINE__, "there is no vertex of this index"};
         }
-        if (uItem >= uTrianglesDeclared) return __LINE__;
+        if (uItem >= uTrianglesDeclared) return {__LINE__, "more triangles than declared; an empty line ends them"};
+        if (uRead < 3) reader.reportWarning("%u of the three indices of a triangle, the others are 0", uRead);
+        if (uRead > 3) reader.reportWarning("more than the three indices of a triangle, the others are ignored");
         FaceData& face = scene.vFaces[uItem++];
         face = FaceData{};
         face.pA = scene.pVertices + i[0];
         face.pB = scene.pVertices + i[1];
         face.pC = scene.pVertices + i[2];
         face.uAttribute = NO_INDEX;
-        return 0;
+        return {};
     }
 
-    unsigned takeAttributes(const char* szLine) {
+    Refusal takeAttributes(const char* szLine) {
         int64_t i[10];
-        const unsigned uRead = Velk::readIntegers(szLine, i, 10);
+        const char* szRest = nullptr;
+        const unsigned uRead = Velk::readIntegers(szLine, i, 10, &szRest);
         for (unsigned u = 0; u < uRead; ++u, ++uItem) {
-            if (uItem >= uTrianglesDeclared) return __LINE__;
-            if (i[u] < INT32_MIN || i[u] > NO_INDEX) return __LINE__;
+            if (uItem >= uTrianglesDeclared) return {__LINE__, "more material indices than triangles"};
+            if (i[u] < INT32_MIN || i[u] > NO_INDEX) return {__LINE__, "no material can have this index"};
             if (uItem < uTrianglesFound) scene.vFaces[uItem].uAttribute = static_cast<uint32_t>(i[u]);
         }
-        return 0;
+        reader.warnOfRest(szRest);
+        return {};
     }
 
     Scene& scene;
-    const Velk::LineReader& reader;
+    Velk::LineReader& reader;
+    const char* szFile;
     Section section = VERTEX_COUNT;
     uint32_t uItem = 0;  // data items of the current section
     uint32_t uVerticesFound = 0;
@@ -153,26 +176,28 @@ bool Scene::loadScene(const char* szFile) {
         reader.reportOpenFailure();
         return true;
     }
-    SceneParser parser(*this, reader);
+    SceneParser parser(*this, reader, szFile);
     while (!parser.isFinished()) {
         const char* szLine = reader.next();
         if (!szLine) break;
-        const unsigned uCheck = parser.takeLine(szLine);
-        if (uCheck) {
+        if (const Refusal refusal = parser.takeLine(szLine)) {
             const bool bWasLoaded = bLoaded;
             releaseScene();
             bLoaded = bWasLoaded;
+            if (!refusal.szWhat) return true;
             ReportError("Invalid file");
-            NLogger::LogMessage(", scene line: %u, file line: %u\n", uCheck, reader.lineNumber());
+            NLogger::LogMessage(", scene line: %u, file line: %u\n", refusal.uSourceLine, reader.lineNumber());
+            reader.reportError("%s", refusal.szWhat);
             return true;
         }
     }
     if (!uVertexCount) {
         releaseScene();
         ReportErrorFormat("No vertices in file: %s\n", szFile);
+        Velk::inputError(szFile, 0, nullptr, "no vertices");
         return true;
     }
-    parser.finish(szFile);
+    parser.finish();
     Velk::copyText(szSceneFile, sizeof(szSceneFile), szFile);
     bLoaded = true;
     return false;

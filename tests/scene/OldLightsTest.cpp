@@ -38,9 +38,10 @@ TEST_F(OldLightsTest, ReadsBlocksAsTheyStand) {
 
 TEST_F(OldLightsTest, TheToolSaysWhatIsWrongAndFails) {
     writeFile("old.lgt", "GeLight\n");
-    for (const auto& [szArguments, szReport] : {std::pair{"old.lgt new.lgt", "old.lgt, file line: 1"},
-                                                {"missing.lgt new.lgt", "Failed to open file: missing.lgt"},
-                                                {"old.lgt", "Usage: convert-lights OLD NEW"}}) {
+    for (const auto& [szArguments, szReport] :
+         {std::pair{"old.lgt new.lgt", "old.lgt:1: a name of at most 39 characters expected: \"GeLight\""},
+          {"missing.lgt new.lgt", "Failed to open file: missing.lgt"},
+          {"old.lgt", "Usage: convert-lights OLD NEW"}}) {
         EXPECT_NE(runTool(szArguments), 0);
         EXPECT_TRUE(contains(readFile("err.txt"), szReport)) << szArguments;
     }
