@@ -16,6 +16,11 @@ bool isCacheOf(const Scene& scene, const char* szFirstLine) {
     return bOneWord && cacheHeadline(scene) == szFirstLine;
 }
 
+bool mayBeCache(const char* szPath) {
+    struct stat status {};
+    return stat(szPath, &status) || S_ISREG(status.st_mode);
+}
+
 void warnIfOutdated(const char* szCache, const Scene& scene) {
     struct stat cacheStatus {
     }, sceneStatus{};

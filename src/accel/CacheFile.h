@@ -13,5 +13,8 @@ std::string cacheHeadline(const Scene& scene);
 /// space in it never matches.
 bool isCacheOf(const Scene& scene, const char* szFirstLine);
 
+/// True when the path is free or names a regular file. Anything else is no cache: opening a pipe would wait for ever.
+bool mayBeCache(const char* szPath);
+
 /// Logs a warning when the scene file is newer than its cache: what is in the cache is then of an older mesh.
 void warnIfOutdated(const char* szCache, const Scene& scene);

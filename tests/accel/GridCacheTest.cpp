@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "accel/grid/UniformSpaceSubdivision.h"
@@ -85,6 +87,15 @@ TEST_F(GridCache, AFileWithAnythingChangedIsRefusedOrSafe) {
         // clang-format on
     };
     for (const auto& [uAt, sz] : changes) EXPECT_FALSE(loadsWith(uAt, 0, sz)) << sz << " at " << uAt;
+}
+
+TEST_F(GridCache, APipeInItsPlaceWasWaitedFor) {
+    std::filesystem::remove("uss.tmp");
+    ASSERT_EQ(mkfifo("uss.tmp", 0600), 0);
+    Grid grid;
+    EXPECT_FALSE(grid.createSubdivision(&scene, false));
+    EXPECT_GT(grid.cells.uSize, 0u);
+    EXPECT_TRUE(contains(takeLog(), "Failed to open file: uss.tmp") && std::filesystem::is_fifo("uss.tmp"));
 }
 
 TEST_F(GridCache, IsKeyedByThePathAndWarnsWhenOutdated) {

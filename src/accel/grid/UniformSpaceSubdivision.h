@@ -2,28 +2,18 @@
 
 #include <cstdint>
 
-#include "base/NAlignedArray.h"
-#include "base/NDataVector.h"
+#include "accel/grid/VoxelGrid.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
-class Scene;
-
 /// A uniform grid over a scene's bounds, with about as many voxels as faces: each voxel lists the faces that overlap
-/// it. Answers the same queries as the kd-tree; built or reloaded from its cache file uss.tmp in the working directory.
-/// Serves one query at a time.
-class UniformSpaceSubdivision {
+/// it. Answers the same queries as the kd-tree, exactly as a search over all faces would; built or reloaded from its
+/// cache file uss.tmp in the working directory. Serves one query at a time.
+///
+/// The renderer does not use it. It is for programs that link this library and prefer it to the tree, and a second
+/// opinion for tests and benchmarks: its walk and the tree's have nothing in common but the face test.
+class UniformSpaceSubdivision : public VoxelGrid {
  public:
-    using FaceIndices = Velk::NDataVector<unsigned int>;  // ascending
-
-    const Scene* pScene = nullptr;
-    Velk::NDataVector<FaceIndices> cells;  // one record for each voxel that has faces, in voxel order
-    Velk::NAlignedArray<uint32_t> hashes;  // for each voxel its index in cells, NO_INDEX without faces
-    Velk::NMVector3f v3Min{};
-    Velk::NMVector3f v3Max{};
-    Velk::NMVector3f v3Size{};  // of one voxel
-    int32_t subdivDim[3] = {};  // voxels along each axis, at least one
-
     // State of the walk along one ray.
     int32_t vVoxel[3] = {};
     int32_t vStep[3] = {};
@@ -69,13 +59,8 @@ class UniformSpaceSubdivision {
     bool findNextVoxel();
     bool findNextVoxel(float fMaxT);
 
-    /// Index of the current voxel in hashes: x varies fastest, then z, then y.
-    unsigned int getVoxelIndex() const {
-        return (static_cast<uint32_t>(vVoxel[1]) * static_cast<uint32_t>(subdivDim[2]) +
-                static_cast<uint32_t>(vVoxel[2])) *
-                   static_cast<uint32_t>(subdivDim[0]) +
-               static_cast<uint32_t>(vVoxel[0]);
-    }
+    /// Index of the current voxel in hashes.
+    unsigned int getVoxelIndex() const { return voxelIndex(vVoxel[0], vVoxel[1], vVoxel[2]); }
 
     /// Faces of the current or the given voxel, null without any.
     const FaceIndices* getTriangles() const { return getTriangles(getVoxelIndex()); }
@@ -90,8 +75,9 @@ class UniformSpaceSubdivision {
  private:
     struct Tolerance;
 
-    void chooseResolution();
-    bool fill();
+    static constexpr float STRAY_ROUNDINGS = 256.0f;  // faces that are tested further off than this are strays
+
+    float largestCoordinate() const;
     bool collectStrays();
     bool startWalk(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, const Velk::BoxAABB& box);
     bool step(unsigned uAxis, float fT);
@@ -104,6 +90,8 @@ class UniformSpaceSubdivision {
     template <typename TestFace>
     bool testNeighbours(const bool* pBehind, const bool* pAhead, const TestFace& testFace) const;
 
-    FaceIndices strays;    // faces that rounding kept out of every voxel
+    /// Faces whose voxels do not tell where a ray can hit them; every ray tests them. Few or none in ordinary meshes,
+    /// needles thousands of times as long as wide, and faces that rounding kept out of every voxel.
+    FaceIndices strays;
     float fTStart = 0.0f;  // ray parameter where the walk began
 };

@@ -1,8 +1,10 @@
+// The walk of a uniform grid along a ray, and the queries that use it.
+#include "accel/grid/UniformSpaceSubdivision.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
 
-#include "accel/grid/UniformSpaceSubdivision.h"
 #include "scene/Scene.h"
 
 using Velk::NMVector3f;
@@ -12,7 +14,7 @@ namespace {
 constexpr unsigned NO_AXIS = 3;
 constexpr float NEVER = 1e20f;             // boundary distance on an axis along which the ray does not move
 constexpr float HALF_ULP = 5.9604645e-8f;  // 2^-24, the most that one rounding changes, relatively
-constexpr float HIT_ROUNDINGS = 8.0f;      // of a ray test: how far the point it accepts can be off, in half ulps
+constexpr float HIT_ROUNDINGS = 32.0f;     // how far off the face's plane a ray test can accept a point, in half ulps
 
 unsigned outcode(const NMVector3f& P, const NMVector3f& v3Min, const NMVector3f& v3Max) {
     unsigned uCode = 0;
@@ -135,19 +137,26 @@ struct UniformSpaceSubdivision::Tolerance {
     bool bAhead[3];
 };
 
-// Boundary parameters are sums of as many terms as boundaries were crossed, each rounded. True when that may carry the
-// ray across half a voxel, so that the voxels say nothing about it.
+// How far from a voxel of a face's the point can lie at which a ray hits the face:
+//  - boundary parameters are sums of as many terms as boundaries were crossed, each rounded;
+//  - the hit's parameter is rounded, from the ray's coordinates and the plane's, and so is the hit;
+//  - faces that are no strays are hit at most STRAY_ROUNDINGS beside themselves, and the overlap test, whose normal is
+//    as unsure as theirs, misses less than twice as much.
+// What the six decimals of the cache file round off is less than that, in a domain of 10000 units.
+//
+// True when that may carry the ray across half a voxel, so that the voxels say nothing about it.
 bool UniformSpaceSubdivision::measureTolerance(const NMVector3f& v3Origin, const NMVector3f& v3Dir,
                                                Tolerance& tolerance) const {
     NMVector3f v3Reach;
     for (unsigned a = 0; a < 3; ++a) {
         v3Reach[a] = fabsf(v3Origin[a]) + std::max(fabsf(v3Min[a]), fabsf(v3Max[a]));
     }
-    const float fLongest = std::max({v3Reach.x, v3Reach.y, v3Reach.z});
+    const float fHit = HIT_ROUNDINGS * std::max({v3Reach.x, v3Reach.y, v3Reach.z});
+    const float fFace = 3.0f * STRAY_ROUNDINGS * largestCoordinate();
     bool bTooWide = false;
     for (unsigned a = 0; a < 3; ++a) {
-        const float fRoundings = static_cast<float>(subdivDim[a]) * v3Reach[a] + HIT_ROUNDINGS * fLongest;
-        tolerance.v3Distance[a] = HALF_ULP * fRoundings;
+        const float fVoxels = static_cast<float>(subdivDim[a]);
+        tolerance.v3Distance[a] = HALF_ULP * (fVoxels * v3Reach[a] + fHit + fFace);
         tolerance.v3T[a] = v3Dir[a] == 0.0f ? -INFINITY : tolerance.v3Distance[a] / fabsf(v3Dir[a]);
         bTooWide = bTooWide || (subdivDim[a] > 1 && !(tolerance.v3Distance[a] < 0.5f * v3Size[a]));
     }
@@ -181,8 +190,7 @@ bool UniformSpaceSubdivision::testNeighbours(const bool* pBehind, const bool* pA
     for (int32_t y = iFrom[1]; y <= iTo[1]; ++y) {
         for (int32_t z = iFrom[2]; z <= iTo[2]; ++z) {
             for (int32_t x = iFrom[0]; x <= iTo[0]; ++x) {
-                const FaceIndices* pFaces =
-                    getTriangles(static_cast<uint32_t>((y * subdivDim[2] + z) * subdivDim[0] + x));
+                const FaceIndices* pFaces = getTriangles(voxelIndex(x, y, z));
                 if (pFaces && std::any_of(pFaces->begin(), pFaces->end(), testFace)) return true;
             }
         }
@@ -191,22 +199,23 @@ bool UniformSpaceSubdivision::testNeighbours(const bool* pBehind, const bool* pA
 }
 
 // Walks the voxels along the ray, after Amanatides and Woo 1987, until a boundary is crossed beyond fEnd, which
-// testFace(face index) may lower, or until testFace returns true. What is added to the method: where rounding leaves
-// open which of two boundaries the ray crosses first, or on which side of one it runs, the faces on the other side are
-// tested too. One step reads four bytes of voxel, and a record only if there is one.
+// testFace(face index) may lower, or until testFace returns true. What is added to the method: every ray tests the
+// strays, also one that misses the grid; and where rounding leaves open which of two boundaries the ray crosses first,
+// or on which side of one it runs, the faces on the other side are tested too. One step reads four bytes of voxel, and
+// a record only if there is one.
 template <typename TestFace>
 void UniformSpaceSubdivision::search(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const float& fEnd,
                                      const TestFace& testFace) {
     Tolerance tolerance;
     const bool bTooWide = measureTolerance(v3Origin, v3Dir, tolerance);
-    if (!hashes.uCount || !startQuery(v3Origin, v3Dir, tolerance)) return;
+    if (!hashes.uCount || std::any_of(strays.begin(), strays.end(), testFace)) return;
+    if (!startQuery(v3Origin, v3Dir, tolerance)) return;
     if (bTooWide) {
         for (uint32_t u = 0; u < pScene->vFaces.uCount; ++u) {
             if (testFace(u)) return;
         }
         return;
     }
-    if (std::any_of(strays.begin(), strays.end(), testFace)) return;
     const NMVector3f& v3Tol = tolerance.v3T;
     float fIn = fTStart, fInTol = 0.0f, fLeave = FLT_MAX;
     for (unsigned uIn = NO_AXIS;;) {

@@ -1,3 +1,6 @@
+// The text file that holds a uniform grid: reading with every number checked, and writing.
+#include "accel/grid/VoxelGridCache.h"
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,7 +12,6 @@
 #include <new>
 
 #include "accel/CacheFile.h"
-#include "accel/grid/UniformSpaceSubdivision.h"
 #include "base/InputFile.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
@@ -28,10 +30,10 @@ constexpr float SIZE_TOLERANCE = 1e-3f;  // relative; the file rounds to six dec
 class CacheText {
  public:
     explicit CacheText(const char* szPath) {
-        struct stat status {};
-        if (stat(szPath, &status) || !S_ISREG(status.st_mode)) return;
         const Velk::NRaiiFile file(Velk::openInput(szPath));
-        if (!file.get() || static_cast<uint64_t>(status.st_size) > SIZE_MAX / 2) return;
+        struct stat status {};
+        if (!file.get() || fstat(fileno(file.get()), &status) || static_cast<uint64_t>(status.st_size) > SIZE_MAX / 2)
+            return;
         const size_t uSize = static_cast<size_t>(status.st_size);
         pText.reset(new (std::nothrow) char[uSize]);
         if (!pText) return;
@@ -41,13 +43,16 @@ class CacheText {
 
     size_t bytesLeft() const { return static_cast<size_t>(szEnd - szNext); }
 
-    bool readLine(std::string& sLine) {
-        const void* pBreak = bytesLeft() ? memchr(szNext, '\n', bytesLeft()) : nullptr;
+    bool skipHeadline(const Scene& scene) {
+        char szLine[sizeof(scene.szSceneFile) + 16];
+        const size_t uSearched = std::min(bytesLeft(), sizeof(szLine) - 1);
+        const void* pBreak = uSearched ? memchr(szNext, '\n', uSearched) : nullptr;
         if (!pBreak) return true;
-        const char* szBehind = static_cast<const char*>(pBreak) + 1;
-        sLine.assign(szNext, szBehind);
-        szNext = szBehind;
-        return false;
+        const size_t uLength = static_cast<size_t>(static_cast<const char*>(pBreak) + 1 - szNext);
+        memcpy(szLine, szNext, uLength);
+        szLine[uLength] = '\0';
+        szNext += uLength;
+        return !isCacheOf(scene, szLine);
     }
 
     bool skip(const char* sz) {
@@ -79,7 +84,7 @@ class CacheText {
     const char* szEnd = nullptr;
 };
 
-bool readHead(CacheText& text, UniformSpaceSubdivision& grid) {
+bool readHead(CacheText& text, VoxelGrid& grid) {
     int32_t* pDim = grid.subdivDim;
     if (text.readVector("v3Min ", grid.v3Min) || text.readVector("v3Max ", grid.v3Max)) return true;
     if (text.readVector("v3Size ", grid.v3Size) || text.skip("subdivDim ") || text.read(pDim[0])) return true;
@@ -94,7 +99,7 @@ bool readHead(CacheText& text, UniformSpaceSubdivision& grid) {
 }
 
 // Reads the voxels' references: they number the records in order of use. uCells becomes their number.
-bool readHashes(CacheText& text, UniformSpaceSubdivision& grid, uint32_t& uCells) {
+bool readHashes(CacheText& text, VoxelGrid& grid, uint32_t& uCells) {
     const int32_t* pDim = grid.subdivDim;
     uint32_t uVoxels = 0;
     if (text.skip("hashes ") || text.readCount(uVoxels) || text.skip("\n")) return true;
@@ -112,7 +117,7 @@ bool readHashes(CacheText& text, UniformSpaceSubdivision& grid, uint32_t& uCells
 }
 
 // Reads one voxel's faces: at least one, ascending.
-bool readRecord(CacheText& text, uint32_t uFaces, UniformSpaceSubdivision::FaceIndices& record) {
+bool readRecord(CacheText& text, uint32_t uFaces, VoxelGrid::FaceIndices& record) {
     uint32_t uCount = 0;
     if (text.readCount(uCount) || text.skip(": ") || !uCount || uCount > uFaces) return true;
     if (record.create(uCount, 4)) return true;
@@ -124,7 +129,7 @@ bool readRecord(CacheText& text, uint32_t uFaces, UniformSpaceSubdivision::FaceI
     return text.skip("\n");
 }
 
-bool readCells(CacheText& text, uint32_t uFaces, uint32_t uCells, UniformSpaceSubdivision& grid) {
+bool readCells(CacheText& text, uint32_t uFaces, uint32_t uCells, VoxelGrid& grid) {
     uint32_t uCount = 0;
     if (text.skip("cells ") || text.readCount(uCount) || text.skip("\n") || uCount != uCells) return true;
     if (grid.cells.create(std::max(4u, uCount), 10)) return true;
@@ -140,50 +145,48 @@ void writeVector(Velk::TextWriter& writer, const char* szWord, const NMVector3f&
 
 }  // namespace
 
-bool UniformSpaceSubdivision::loadSubdivision(const char* szPath) {
+bool readVoxelGrid(const char* szPath, VoxelGrid& grid) {
     CacheText text(szPath);
-    std::string sFirstLine;
-    if (text.readLine(sFirstLine) || !isCacheOf(*pScene, sFirstLine.c_str())) return false;
     uint32_t uCells = 0;
-    if (readHead(text, *this) || readHashes(text, *this, uCells) ||
-        readCells(text, pScene->vFaces.uCount, uCells, *this)) {
-        releaseSubdivision();
-        return false;
+    if (text.skipHeadline(*grid.pScene) || readHead(text, grid) || readHashes(text, grid, uCells) ||
+        readCells(text, grid.pScene->vFaces.uCount, uCells, grid)) {
+        grid.releaseVoxels();
+        return true;
     }
-    warnIfOutdated(szPath, *pScene);
-    return true;
+    warnIfOutdated(szPath, *grid.pScene);
+    return false;
 }
 
-int UniformSpaceSubdivision::saveSubdivision(const char* szPath) const {
+bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
     Velk::OutputFile file;
-    if (file.open(szPath)) {
+    if (!mayBeCache(szPath) || file.open(szPath)) {
         ReportErrorFormat("Failed to open file: %s\n", szPath);
-        return EOF;
+        return true;
     }
     {
         Velk::TextWriter writer(file.stream());
-        writer.text(cacheHeadline(*pScene).c_str());
-        writeVector(writer, "v3Min", v3Min);
-        writeVector(writer, "v3Max", v3Max);
-        writeVector(writer, "v3Size", v3Size);
+        writer.text(cacheHeadline(*grid.pScene).c_str());
+        writeVector(writer, "v3Min", grid.v3Min);
+        writeVector(writer, "v3Max", grid.v3Max);
+        writeVector(writer, "v3Size", grid.v3Size);
         writer.text("subdivDim");
-        for (const int32_t iDim : subdivDim) writer.text(" ").number(static_cast<uint32_t>(iDim));
-        writer.text("\n\nhashes ").number(hashes.uCount).text("\n");
-        for (const uint32_t uHash : hashes) {
+        for (const int32_t iDim : grid.subdivDim) writer.text(" ").number(static_cast<uint32_t>(iDim));
+        writer.text("\n\nhashes ").number(grid.hashes.uCount).text("\n");
+        for (const uint32_t uHash : grid.hashes) {
             if (uHash == NO_INDEX) {
                 writer.text("-1\n");
             } else {
                 writer.number(uHash).text("\n");
             }
         }
-        writer.text("cells ").number(cells.uSize).text("\n");
-        for (const FaceIndices& record : cells) {
+        writer.text("cells ").number(grid.cells.uSize).text("\n");
+        for (const VoxelGrid::FaceIndices& record : grid.cells) {
             writer.number(record.uSize).text(": ");
             for (const unsigned int uFace : record) writer.number(uFace).text(" ");
             writer.text("\n");
         }
     }
-    if (!file.commit()) return 0;
+    if (!file.commit()) return false;
     ReportErrorFormat("Failed to write to file: %s\n", szPath);
-    return EOF;
+    return true;
 }

@@ -1,0 +1,166 @@
+// Builds a uniform grid: chooses the voxels and lists in each the faces that overlap it.
+#include "accel/grid/VoxelGridBuilder.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <memory>
+#include <new>
+
+#include "accel/TriBoxIntersection.h"
+#include "scene/Scene.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr uint32_t FIRST_LISTINGS = 1024;
+constexpr uint32_t HASH_ALIGNMENT = 32;
+constexpr uint32_t CELL_STEP = 10;
+constexpr uint32_t FACE_STEP = 4;
+
+// Only a box with an axis that is too thin for a single voxel can ask for more voxels than there are faces. This many
+// it gets in any case.
+constexpr uint32_t VOXELS_GRANTED = 1u << 22;
+
+// A voxel's centre, its half-extent and a vertex relative to it are each rounded by half a unit in the last place of
+// the largest coordinate. This is more than all of them.
+constexpr float BOUNDS_MARGIN = 8.0f * FLT_EPSILON;
+
+// A face that overlaps a voxel.
+struct Listing {
+    uint32_t uVoxel;
+    uint32_t uFace;
+};
+
+// The voxels along one axis: voxel i reaches from boundary i to boundary i + 1. The boundaries are running sums, not
+// products, and what the voxels list depends on their last bits.
+class VoxelRow {
+ public:
+    // True without memory.
+    bool create(float fMin, float fSize, int32_t iVoxelCount) {
+        iVoxels = iVoxelCount;
+        pBoundaries.reset(new (std::nothrow) float[static_cast<size_t>(iVoxels) + 1]);
+        if (!pBoundaries) return true;
+        float fBoundary = fMin;
+        for (int32_t i = 0; i <= iVoxels; ++i, fBoundary += fSize) pBoundaries[i] = fBoundary;
+        fMargin = std::max(fabsf(pBoundaries[0]), fabsf(pBoundaries[iVoxels])) * BOUNDS_MARGIN + FLT_MIN;
+        return false;
+    }
+
+    float centre(uint32_t u) const { return (pBoundaries[u] + pBoundaries[u + 1]) * 0.5f; }
+    float half(uint32_t u) const { return (pBoundaries[u + 1] - pBoundaries[u]) * 0.5f; }
+
+    // The voxels from uFirst up to uEnd that a face of these bounds can touch; all of them where NaN or an infinity
+    // leaves it open.
+    void findRange(float fLow, float fHigh, uint32_t& uFirst, uint32_t& uEnd) const {
+        const float *pLows = pBoundaries.get(), *pHighs = pLows + 1;
+        uFirst = static_cast<uint32_t>(std::lower_bound(pHighs, pHighs + iVoxels, fLow - fMargin) - pHighs);
+        uEnd = static_cast<uint32_t>(std::upper_bound(pLows, pLows + iVoxels, fHigh + fMargin) - pLows);
+    }
+
+ private:
+    std::unique_ptr<float[]> pBoundaries;
+    int32_t iVoxels = 0;
+    float fMargin = 0.0f;
+};
+
+// Finds the voxels of one face after another.
+class FaceLister {
+ public:
+    explicit FaceLister(const VoxelGrid& source) : grid(source) {}
+
+    // True without memory.
+    bool create() {
+        bool bFailed = false;
+        for (unsigned a = 0; a < 3; ++a) {
+            bFailed |= rows[a].create(grid.v3Min[a], grid.v3Size[a], grid.subdivDim[a]);
+        }
+        return bFailed;
+    }
+
+    // Appends the voxels that a face overlaps, in voxel order. True without memory.
+    bool list(uint32_t uFace, Velk::NDataVector<Listing>& listings) const {
+        const FaceData& face = grid.pScene->vFaces[uFace];
+        const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
+        uint32_t uFirst[3], uEnd[3];
+        for (unsigned a = 0; a < 3; ++a) {
+            rows[a].findRange(std::min({A[a], B[a], C[a]}), std::max({A[a], B[a], C[a]}), uFirst[a], uEnd[a]);
+        }
+        const auto uDimX = static_cast<uint32_t>(grid.subdivDim[0]), uDimZ = static_cast<uint32_t>(grid.subdivDim[2]);
+        NMVector3f v3Centre, v3Half;
+        for (uint32_t y = uFirst[1]; y < uEnd[1]; ++y) {
+            v3Centre.y = rows[1].centre(y);
+            v3Half.y = rows[1].half(y);
+            for (uint32_t z = uFirst[2]; z < uEnd[2]; ++z) {
+                v3Centre.z = rows[2].centre(z);
+                v3Half.z = rows[2].half(z);
+                for (uint32_t x = uFirst[0]; x < uEnd[0]; ++x) {
+                    v3Centre.x = rows[0].centre(x);
+                    v3Half.x = rows[0].half(x);
+                    if (!TriBoxIntersection(v3Centre, v3Half, A, B, C)) continue;
+                    if (listings.uSize == listings.uCapacity) listings.uGrowBy = listings.uCapacity;
+                    if (listings.PushBack({(y * uDimZ + z) * uDimX + x, uFace})) return true;
+                }
+            }
+        }
+        return false;
+    }
+
+ private:
+    const VoxelGrid& grid;
+    VoxelRow rows[3];
+};
+
+// Turns listings in face order into one record for each voxel that has any. True without memory.
+bool sortListings(const Velk::NDataVector<Listing>& listings, VoxelGrid& grid) {
+    Velk::NAlignedArray<uint32_t>& hashes = grid.hashes;
+    for (uint32_t& uCount : hashes) uCount = 0;
+    for (const Listing& listing : listings) ++hashes[listing.uVoxel];
+    const auto uCells =
+        static_cast<uint32_t>(std::count_if(hashes.begin(), hashes.end(), [](uint32_t u) { return u; }));
+    if (grid.cells.create(std::max(4u, uCells), CELL_STEP)) return true;
+    for (uint32_t& uHash : hashes) {
+        const uint32_t uCount = uHash;
+        uHash = NO_INDEX;
+        if (!uCount) continue;
+        uHash = grid.cells.uSize++;
+        if (grid.cells[uHash].create(uCount, FACE_STEP)) return true;
+    }
+    for (const Listing& listing : listings) {
+        if (grid.cells[hashes[listing.uVoxel]].PushBack(listing.uFace)) return true;
+    }
+    return false;
+}
+
+// About one voxel for each face, as close to cubes as the box allows.
+void chooseResolution(VoxelGrid& grid) {
+    grid.v3Min = grid.pScene->boxScene.v3Min;
+    grid.v3Max = grid.pScene->boxScene.v3Max;
+    const uint32_t uFaces = grid.pScene->vFaces.uCount;
+    const NMVector3f S = grid.v3Max - grid.v3Min;
+    // The double function, rounded once: the single-precision one differs in the last bit between C libraries.
+    const float k = static_cast<float>(cbrt(static_cast<double>(static_cast<float>(uFaces) / (S.x * S.y * S.z))));
+    for (unsigned a = 0; a < 3; ++a) grid.subdivDim[a] = std::max(1, Velk::truncateToInt(S[a] * k));
+
+    const double dMost = std::min(std::max(double{VOXELS_GRANTED}, 2.0 * uFaces), double{INT32_MAX});
+    while (double{1} * grid.subdivDim[0] * grid.subdivDim[1] * grid.subdivDim[2] > dMost) {
+        *std::max_element(grid.subdivDim, grid.subdivDim + 3) /= 2;
+    }
+    for (unsigned a = 0; a < 3; ++a) grid.v3Size[a] = S[a] / static_cast<float>(grid.subdivDim[a]);
+}
+
+}  // namespace
+
+bool buildVoxelGrid(VoxelGrid& grid) {
+    chooseResolution(grid);
+    const int32_t iVoxels = grid.subdivDim[0] * grid.subdivDim[1] * grid.subdivDim[2];
+    FaceLister lister(grid);
+    if (grid.hashes.allocate(static_cast<uint32_t>(iVoxels), HASH_ALIGNMENT) || lister.create()) return true;
+    Velk::NDataVector<Listing> listings;
+    bool bFailed = listings.create(FIRST_LISTINGS, FIRST_LISTINGS);
+    for (uint32_t u = 0; u < grid.pScene->vFaces.uCount && !bFailed; ++u) bFailed = lister.list(u, listings);
+    bFailed = bFailed || sortListings(listings, grid);
+    listings.Release();
+    return bFailed;
+}
