@@ -34,6 +34,11 @@ isThere() {
         ninja-build) command -v ninja ;;
         googletest) [ -e /usr/src/googletest/CMakeLists.txt ] ;;
         qemu-user) command -v qemu-i386 ;;
+        slurm-wlm) command -v slurmctld slurmd ;;
+        munge) command -v munged ;;
+        openssh-client) command -v ssh ;;
+        openssh-server) [ -x /usr/sbin/sshd ] ;;
+        systemd) command -v systemd-analyze ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
         lib*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
         *) command -v "$1" ;;
