@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/NLogger.h"
+#include "base/InputReport.h"
 #include "scene/OldLights.h"
 
 int main(int argc, char** argv) {
@@ -13,10 +13,10 @@ int main(int argc, char** argv) {
                 "in the current format.\n");
         return bHelp ? 0 : 1;
     }
-    Velk::NLogger::LogToStream(stderr);
+    Velk::setInputSink([](bool, const char* szReport) { fprintf(stderr, "convert-lights: %s\n", szReport); });
     OldLights lights;
     if (lights.loadLights(argv[1]) || lights.saveLights(argv[2])) {
-        fputs("\nNothing was converted.\n", stderr);
+        fputs("convert-lights: nothing was converted\n", stderr);
         return 1;
     }
     printf("%s: %u lights\n", argv[2], lights.uCount);

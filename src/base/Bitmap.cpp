@@ -1,15 +1,18 @@
+// The image in memory and its BMP file.
 #include "base/Bitmap.h"
+
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include "base/InputFile.h"
 #include "base/InputReport.h"
 #include "base/LargeBlock.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
+#include "base/NewArray.h"
 #include "base/OutputFile.h"
 
 namespace Velk {
@@ -78,6 +81,15 @@ bool writeImage(FILE* pFile, const NBitmap& image) {
     return false;
 }
 
+// True when the file ends before its last pixel. Looked at before memory is asked for: a header can promise anything.
+bool isShort(FILE* pFile, const BmpHeader& header, const BmpInfoHeader& info) {
+    struct stat status {};
+    if (fstat(fileno(pFile), &status)) return true;
+    const uint64_t uRow = static_cast<uint64_t>(info.iWidth) * 3, uPadding = (4 - uRow % 4) % 4;
+    const uint64_t uPixels = (uRow + uPadding) * static_cast<uint64_t>(info.iHeight) - uPadding;
+    return header.uPixelOffset + uPixels > static_cast<uint64_t>(status.st_size);
+}
+
 }  // namespace
 
 bool NBitmap::create(unsigned uNewWidth, unsigned uNewHeight) {
@@ -85,9 +97,11 @@ bool NBitmap::create(unsigned uNewWidth, unsigned uNewHeight) {
     uHeight = uNewHeight;
     if (isTooLarge(uWidth, uHeight)) return true;
     const uint64_t uBytes = uint64_t{uWidth} * 3 * uHeight;
-    if (uBytes > SIZE_MAX / 2) return true;
-    pData = new (std::nothrow) uint8_t[static_cast<size_t>(uBytes)];
-    if (!pData) return true;
+    pData = newArray<uint8_t>(uBytes);
+    if (!pData) {
+        memoryError(uBytes, "a picture of %u x %u pixels", uWidth, uHeight);
+        return true;
+    }
     preferLargePages(pData, static_cast<size_t>(uBytes));
     uSize = static_cast<uint32_t>(uBytes);
     return false;
@@ -103,11 +117,13 @@ bool NBitmap::saveToFile(const char* szFile) const {
     OutputFile file;
     if (file.open(szFile)) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        fileError(szFile, errno);
         return true;
     }
     if (writeImage(file.stream(), *this) || file.commit()) {
         ReportError("Failed to write to file");
         NLogger::LogMessage("No image was written: %s\n", szFile);
+        fileError(szFile, errno);
         return true;
     }
     return false;
@@ -116,9 +132,8 @@ bool NBitmap::saveToFile(const char* szFile) const {
 bool NBitmap::loadFromFile(const char* szFile) {
     const NRaiiFile file(openInput(szFile));
     if (!file.get()) {
-        const int iErrno = errno;
         ReportErrorFormat("Failed to open file: %s", szFile);
-        fileError(szFile, iErrno);
+        fileError(szFile, errno);
         return true;
     }
     uint8_t magic[2];
@@ -127,16 +142,22 @@ bool NBitmap::loadFromFile(const char* szFile) {
     if (!fread(magic, sizeof(magic), 1, file.get()) || !fread(&header, sizeof(header), 1, file.get()) ||
         !fread(&info, sizeof(info), 1, file.get())) {
         ReportError("Failed to read from file");
+        inputError(szFile, 0, nullptr, "the file ends before its pixels");
         return true;
     }
     const bool bKind = info.uSize == 40 && info.uPlanes == 1 && info.uBitsPerPixel == 24 && info.uCompression == 0;
     if (!bKind || info.iWidth < 0 || info.iHeight <= 0 || header.uPixelOffset > INT32_MAX) {
         ReportError("Invalid bitmap");
+        inputError(szFile, 0, nullptr, "not an uncompressed picture of 24 bits a pixel, bottom row first");
+        return true;
+    }
+    if (isShort(file.get(), header, info)) {
+        ReportError("Failed to read from file");
+        inputError(szFile, 0, nullptr, "the file is too small for %d x %d pixels", info.iWidth, info.iHeight);
         return true;
     }
     if (create(static_cast<unsigned>(info.iWidth), static_cast<unsigned>(info.iHeight))) {
         release();
-        ReportError("Not enough memory for the bitmap");
         return true;
     }
     const size_t uRowBytes = size_t{uWidth} * 3;
@@ -148,6 +169,7 @@ bool NBitmap::loadFromFile(const char* szFile) {
     if (bFailed) {
         release();
         ReportError("Failed to read from file");
+        fileError(szFile, errno);
     }
     return bFailed;
 }

@@ -1,6 +1,10 @@
 // The log file and its echo.
 #include "base/NLogger.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -12,16 +16,22 @@ namespace {
 
 FILE* g_pFile = nullptr;
 bool g_bPrint = false;
-bool g_bBorrowed = false;  // g_pFile is the caller's
 bool g_bLineOpen = false;  // the last message had no line break at its end; guarded by the stream lock
 
-// The stream lock holds the pieces of one message together when several threads log.
+// The stream lock holds the pieces of one message together when several threads log. The caller's errno stays, so that
+// a failure can be reported first and explained next.
 class StreamLock {
  public:
-    StreamLock() { flockfile(g_pFile); }
-    ~StreamLock() { funlockfile(g_pFile); }
+    StreamLock() : iErrno(errno) { flockfile(g_pFile); }
+    ~StreamLock() {
+        funlockfile(g_pFile);
+        errno = iErrno;
+    }
     StreamLock(const StreamLock&) = delete;
     StreamLock& operator=(const StreamLock&) = delete;
+
+ private:
+    int iErrno;
 };
 
 void writeStamp() {
@@ -54,22 +64,26 @@ void writePlain(const char* szFormat, ...) {
     va_end(args);
 }
 
+// Opens the log and empties it. Another process may log to the same file: each appends. A pipe that nobody reads is
+// refused instead of waited for.
+FILE* openLog(const char* szFile) {
+    const int iFile = open(szFile, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+    if (iFile == -1) return nullptr;
+    fcntl(iFile, F_SETFL, O_APPEND);
+    FILE* pFile = fdopen(iFile, "w");
+    if (!pFile) close(iFile);
+    return pFile;
+}
+
 }  // namespace
 
 unsigned NLogger::InitLogger(const char* szFile, bool bPrint) {
     if (g_pFile) return 0;
     g_bPrint = bPrint;
-    g_pFile = fopen(szFile, "w");
+    g_pFile = openLog(szFile);
     if (!g_pFile) return 2;
     LogMessage("%s\n", szFile);
     return 0;
-}
-
-void NLogger::LogToStream(FILE* pStream) {
-    Release();
-    g_pFile = pStream;
-    g_bPrint = false;
-    g_bBorrowed = true;
 }
 
 void NLogger::LogMessage(const char* szFormat, ...) {
@@ -115,9 +129,8 @@ void NLogger::LogAppend(const char* szFormat, ...) {
 }
 
 void NLogger::Release() {
-    if (g_pFile && !g_bBorrowed) fclose(g_pFile);
+    if (g_pFile) fclose(g_pFile);
     g_pFile = nullptr;
-    g_bBorrowed = false;
 }
 
 }  // namespace Velk

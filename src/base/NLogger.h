@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdint>
-#include <cstdio>
-
 namespace Velk {
 
 /// The program's log: one text file a run, each message behind a time stamp, optionally echoed to standard output.
@@ -10,11 +7,9 @@ namespace Velk {
 /// threads log.
 class NLogger {
  public:
-    /// Opens szFile, emptying it. 0 on success or when a log is open already (which stays), 2 when it cannot be opened.
+    /// Opens szFile, emptying it. 0 on success or when a log is open already (which stays), 2 when it cannot be opened;
+    /// errno says why then.
     static unsigned InitLogger(const char* szFile, bool bPrint);
-
-    /// Sends the messages to an open stream, which stays the caller's, in place of a file.
-    static void LogToStream(FILE* pStream);
 
     /// Writes a time stamp and the message. No line break is added.
     static void LogMessage(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
@@ -29,7 +24,7 @@ class NLogger {
     /// Writes the message alone: it goes on with a line that LogMessage began.
     static void LogAppend(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
-    /// Closes the log (a stream is left open); a later InitLogger opens one again.
+    /// Closes the log; a later InitLogger opens one again.
     static void Release();
 };
 

@@ -1,110 +1,223 @@
+// Files that appear whole or not at all.
 #include "base/OutputFile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
+#include <cstring>
 
 namespace Velk {
 
 namespace {
 
-std::string followLink(const char* szFile) {
-    char* szReal = realpath(szFile, nullptr);
-    if (!szReal) return szFile;
-    std::string sReal = szReal;
-    free(szReal);
-    return sReal;
-}
+constexpr int MOST_LINKS = 40;  // followed one after the other, as the system does
 
 // Names of the temporary files that exist now, for a signal handler. A process rarely writes two files at a time; one
 // that finds no place is not removed by a signal.
 std::atomic<const char*> g_unfinished[8];
 static_assert(std::atomic<const char*>::is_always_lock_free, "used in a signal handler");
 
-void remember(const std::string& sTemporary) {
+void remember(const char* szTemporary) {
     for (std::atomic<const char*>& place : g_unfinished) {
         const char* szFree = nullptr;
-        if (place.compare_exchange_strong(szFree, sTemporary.c_str())) return;
+        if (place.compare_exchange_strong(szFree, szTemporary)) return;
     }
 }
 
-void forget(std::string& sTemporary) {
+void forget(char* szTemporary) {
     for (std::atomic<const char*>& place : g_unfinished) {
-        const char* szMine = sTemporary.c_str();
+        const char* szMine = szTemporary;
         if (place.compare_exchange_strong(szMine, nullptr)) break;
     }
-    sTemporary.clear();
+    *szTemporary = '\0';
 }
 
-// Opens a new file beside the target. The name is short, so that a target of the longest legal name has one too.
-int openTemporary(const std::string& sTarget, std::string& sTemporary) {
-    static std::atomic<unsigned> uSerial{0};
-    const size_t uSlash = sTarget.rfind('/');
-    const std::string sDirectory = uSlash == std::string::npos ? "" : sTarget.substr(0, uSlash + 1);
-    for (;;) {
-        char szName[64];
-        snprintf(szName, sizeof(szName), ".RayTracer-%ld-%u.part", static_cast<long>(getpid()), uSerial++);
-        sTemporary = sDirectory + szName;
-        remember(sTemporary);  // before there is a file that a signal could leave behind
-        const int iFile = ::open(sTemporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (iFile != -1) return iFile;
-        const int iErrno = errno;
-        forget(sTemporary);
-        errno = iErrno;
-        if (iErrno != EEXIST) return -1;
+// Length of the directory part of a path, its slash included.
+size_t directoryLength(const char* szPath) {
+    const char* szSlash = strrchr(szPath, '/');
+    return szSlash ? static_cast<size_t>(szSlash - szPath) + 1 : 0;
+}
+
+// Follows symbolic links in the last part of a path, also to a file that is not there. True when the path gets too long
+// or the links lead in a circle.
+bool followLinks(const char* szFile, char (&szTarget)[PATH_MAX]) {
+    if (strlen(szFile) >= PATH_MAX) {
+        errno = ENAMETOOLONG;
+        return true;
     }
+    strcpy(szTarget, szFile);
+    for (int i = 0; i < MOST_LINKS; ++i) {
+        char szLink[PATH_MAX];
+        const ssize_t iLength = readlink(szTarget, szLink, sizeof(szLink) - 1);
+        if (iLength < 0) return false;  // no link
+        szLink[iLength] = '\0';
+        const size_t uKept = szLink[0] == '/' ? 0 : directoryLength(szTarget);
+        if (uKept + static_cast<size_t>(iLength) >= PATH_MAX) {
+            errno = ENAMETOOLONG;
+            return true;
+        }
+        strcpy(szTarget + uKept, szLink);
+    }
+    errno = ELOOP;
+    return true;
+}
+
+bool isTemporaryName(const char* szName) {
+    unsigned uProcess = 0, uSerial = 0;
+    int iLength = 0;
+    return sscanf(szName, ".RayTracer-%u-%u.part%n", &uProcess, &uSerial, &iLength) == 2 && iLength > 0 &&
+           !szName[iLength];
+}
+
+// Removes temporary files that nobody writes any more. Their writer holds a lock as long as it lives, on whatever
+// machine; a process number would tell nothing about that.
+void removeAbandoned(const char* szDirectory) {
+    DIR* pDirectory = opendir(*szDirectory ? szDirectory : ".");
+    if (!pDirectory) return;
+    while (const dirent* pEntry = readdir(pDirectory)) {
+        if (!isTemporaryName(pEntry->d_name)) continue;
+        const int iFile =
+            openat(dirfd(pDirectory), pEntry->d_name, O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
+        if (iFile == -1) continue;
+        if (!flock(iFile, LOCK_EX | LOCK_NB)) unlinkat(dirfd(pDirectory), pEntry->d_name, 0);
+        close(iFile);
+    }
+    closedir(pDirectory);
+}
+
+// True when the new file is this process's own: locked, or on a file system without locks. False when a process that
+// cleans up was faster than the lock.
+bool lockOwn(int iFile) {
+    struct stat status {};
+    if (flock(iFile, LOCK_EX | LOCK_NB)) return errno != EWOULDBLOCK;
+    return fstat(iFile, &status) || status.st_nlink != 0;
+}
+
+// True when the rename over another user's file would be refused: in a directory such as /tmp.
+bool isSticky(const char* szTarget, const struct stat& target) {
+    char szDirectory[PATH_MAX];
+    const size_t uLength = directoryLength(szTarget);
+    memcpy(szDirectory, szTarget, uLength);
+    szDirectory[uLength] = '\0';
+    struct stat directory {};
+    if (stat(uLength ? szDirectory : ".", &directory) || !(directory.st_mode & S_ISVTX)) return false;
+    const uid_t uUser = geteuid();
+    return uUser && uUser != target.st_uid && uUser != directory.st_uid;
+}
+
+// True when a missing right to the directory, and nothing else, is what prevents a new file.
+bool isRefusal(int iErrno) {
+    return iErrno == EACCES || iErrno == EPERM || iErrno == EROFS;
 }
 
 }  // namespace
 
 OutputFile::~OutputFile() {
+    const int iErrno = errno;
     if (pFile) fclose(pFile);
-    if (sTemporary.empty()) return;
-    unlink(sTemporary.c_str());
-    forget(sTemporary);
+    if (isTemporary()) {
+        unlink(szTemporary);
+        forget(szTemporary);
+    }
+    errno = iErrno;
+}
+
+// Makes a new file beside the target. The name is short, so that a target of the longest legal name has one too.
+// Returns its descriptor, or -1.
+int OutputFile::openTemporary(mode_t uMode) {
+    static std::atomic<unsigned> uSerial{0};
+    const size_t uDirectory = directoryLength(szTarget);
+    for (bool bFirst = true;; bFirst = false) {
+        memcpy(szTemporary, szTarget, uDirectory);
+        szTemporary[uDirectory] = '\0';
+        if (bFirst) removeAbandoned(szTemporary);
+        snprintf(szTemporary + uDirectory, sizeof(szTemporary) - uDirectory, ".RayTracer-%ld-%u.part",
+                 static_cast<long>(getpid()), uSerial++);
+        remember(szTemporary);  // before there is a file that a signal could leave behind
+        const int iFile = ::open(szTemporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, uMode);
+        if (iFile != -1 && lockOwn(iFile)) return iFile;
+        const int iErrno = iFile == -1 ? errno : EEXIST;
+        if (iFile != -1) ::close(iFile);
+        forget(szTemporary);
+        errno = iErrno;
+        if (iErrno != EEXIST) return -1;
+    }
+}
+
+// Makes the stream. True on failure.
+bool OutputFile::take(int iFile) {
+    if (iFile == -1) return true;
+    pFile = fdopen(iFile, "wb");
+    if (pFile) return false;
+    const int iErrno = errno;
+    ::close(iFile);
+    errno = iErrno;
+    return true;
+}
+
+bool OutputFile::open(const char* szFile) {
+    if (followLinks(szFile, szTarget)) return true;
+    struct stat status {};
+    const bool bExists = !stat(szTarget, &status);
+    if (bExists && !S_ISREG(status.st_mode)) return take(::open(szTarget, O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    if (!*szTarget || szTarget[strlen(szTarget) - 1] == '/') {
+        errno = *szTarget ? EISDIR : ENOENT;
+        return true;
+    }
+    if (!bExists) return take(openTemporary(0666));
+    if (access(szTarget, W_OK)) return true;  // a file that is protected must not be replaced either
+    if (!isSticky(szTarget, status)) {
+        const int iFile = openTemporary(status.st_mode & 0777);
+        if (iFile != -1) {
+            // The owner first: a change of owner takes mode bits away. That it is not allowed is no failure.
+            if (fchown(iFile, status.st_uid, status.st_gid)) static_cast<void>(!fchown(iFile, -1u, status.st_gid));
+            static_cast<void>(!fchmod(iFile, status.st_mode & 0777));
+            return take(iFile);
+        }
+        if (!isRefusal(errno)) return true;
+    }
+    bInPlace = true;
+    return take(::open(szTarget, O_WRONLY | O_CLOEXEC));
+}
+
+bool OutputFile::commit() {
+    if (ferror(pFile)) fputc('\0', pFile);  // fails for the reason of the write that failed, which is lost
+    errno = EIO;
+    bool bFailed = fflush(pFile) || ferror(pFile);
+    if (bInPlace) bFailed = bFailed || ftruncate(fileno(pFile), ftello(pFile));
+    // Without this a loss of power soon after the rename could leave an empty file in place of the old one.
+    if (bInPlace || isTemporary()) bFailed = bFailed || fsync(fileno(pFile));
+    const int iErrno = errno;
+    const bool bCloseFailed = fclose(pFile) != 0;
+    pFile = nullptr;
+    if (bFailed) errno = iErrno;
+    if (bFailed || bCloseFailed) return true;
+    if (!isTemporary()) return false;
+    if (rename(szTemporary, szTarget)) return true;
+    forget(szTemporary);
+    return false;
+}
+
+bool OutputFile::probe(const char* szFile) {
+    struct stat status {};
+    if (stat(szFile, &status) || S_ISREG(status.st_mode)) {
+        OutputFile file;
+        return file.open(szFile);
+    }
+    if (!S_ISDIR(status.st_mode)) return access(szFile, W_OK);
+    errno = EISDIR;
+    return true;
 }
 
 void OutputFile::removeUnfinished() {
     for (const std::atomic<const char*>& place : g_unfinished) {
         if (const char* szName = place) unlink(szName);
     }
-}
-
-bool OutputFile::open(const char* szFile) {
-    sTarget = followLink(szFile);
-    struct stat status {};
-    if (stat(sTarget.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        pFile = fopen(sTarget.c_str(), "wb");  // fails for a directory
-        return !pFile;
-    }
-    if (sTarget.empty() || sTarget.back() == '/') return true;
-    const int iFile = openTemporary(sTarget, sTemporary);
-    if (iFile == -1) return true;
-    pFile = fdopen(iFile, "wb");
-    if (!pFile) ::close(iFile);
-    return !pFile;
-}
-
-bool OutputFile::commit() {
-    const bool bWriteFailed = ferror(pFile) != 0;
-    const bool bCloseFailed = fclose(pFile) != 0;
-    pFile = nullptr;
-    if (bWriteFailed || bCloseFailed) return true;
-    if (sTemporary.empty()) return false;
-    if (rename(sTemporary.c_str(), sTarget.c_str()) != 0) return true;
-    forget(sTemporary);
-    return false;
-}
-
-bool OutputFile::probe(const char* szFile) {
-    OutputFile file;
-    struct stat status {};
-    if (stat(szFile, &status) == 0 && !S_ISREG(status.st_mode)) return S_ISDIR(status.st_mode) || access(szFile, W_OK);
-    return file.open(szFile);
 }
 
 }  // namespace Velk

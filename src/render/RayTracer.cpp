@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 
+#include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 #include "render/StreamShader.h"
@@ -35,11 +36,16 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
         if (checkAttributes()) return true;
         if (lights.loadLights(sceneDesc.szLightsFile)) return true;
     }
+    camera = Camera{};  // what its file leaves out must not come from the scene before, which was scaled
     if (camera.loadCamera(sceneDesc.szCameraFile)) return true;
     if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
     if (!parameters.bCustomResolution) {
         parameters.uWidth = camera.uWidth;
         parameters.uHeight = camera.uHeight;
+    }
+    if (!parameters.uWidth || !parameters.uHeight) {
+        Velk::inputWarning(sceneDesc.szCameraFile, 0, nullptr, "a picture of %u x %u pixels shows nothing",
+                           parameters.uWidth, parameters.uHeight);
     }
     bDescOnly = bOnlyDesc;
     return false;
@@ -47,14 +53,22 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
 
 // True when a face names a material that is not there.
 bool RayTracer::checkAttributes() const {
+    const uint32_t uTextured = parameters.uTexturedAttribute, uAttributes = attributes.vAttributes.uSize;
+    if (uTextured != NO_INDEX && uTextured >= uAttributes) {
+        Velk::inputWarning(sceneDesc.szAttributesFile, 0, nullptr, "no material %u to be textured, there are %u",
+                           uTextured, uAttributes);
+    }
     for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
         const uint32_t uAttribute = scene.vFaces[u].uAttribute;
-        if (uAttribute < attributes.vAttributes.uSize) continue;
+        if (uAttribute < uAttributes) continue;
         if (uAttribute == NO_INDEX) {
             ReportErrorFormat("Invalid scene: face %u has no attribute index\n", u);
+            Velk::inputError(sceneDesc.szSceneFile, 0, nullptr, "no material index for triangle %u", u);
         } else {
             ReportErrorFormat("Invalid scene: face %u has attribute index %u, there are %u attributes\n", u, uAttribute,
-                              attributes.vAttributes.uSize);
+                              uAttributes);
+            Velk::inputError(sceneDesc.szSceneFile, 0, nullptr, "triangle %u wants material %u, there are %u in %s", u,
+                             uAttribute, uAttributes, sceneDesc.szAttributesFile);
         }
         return true;
     }

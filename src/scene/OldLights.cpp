@@ -1,6 +1,7 @@
 // Lights files of the older format: definitions, and fixtures that place them.
 #include "scene/OldLights.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include "base/InputReport.h"
@@ -190,6 +191,7 @@ bool OldLights::saveLights(const char* szFile) const {
     Velk::OutputFile file;
     if (file.open(szFile)) {
         ReportErrorFormat("Failed to open file: %s", szFile);
+        Velk::fileError(szFile, errno);
         return true;
     }
     {
@@ -204,5 +206,6 @@ bool OldLights::saveLights(const char* szFile) const {
     }
     if (!file.commit()) return false;
     ReportErrorFormat("Failed to write to file: %s\n", szFile);
+    Velk::fileError(szFile, errno);
     return true;
 }

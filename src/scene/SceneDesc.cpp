@@ -32,9 +32,8 @@ bool SceneDesc::loadDescription(const char* szFile) {
     }
     const Velk::NRaiiFile file(Velk::openInput(szFile));
     if (!file.get()) {
-        const int iErrno = errno;
         ReportErrorFormat("Failed to open file: %s", szFile);
-        Velk::fileError(szFile, iErrno);
+        Velk::fileError(szFile, errno);
         return true;
     }
     const struct {

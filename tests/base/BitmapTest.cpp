@@ -76,7 +76,7 @@ TEST_F(BitmapTest, BrokenFilesAreRefused) {
         {14, 108, 1, "Invalid bitmap"}, {26, 2, 1, "Invalid bitmap"}, {28, 32, 1, "Invalid bitmap"},
         {30, 1, 1, "Invalid bitmap"}, {18, 0xFF, 4, "Invalid bitmap"}, {22, 0xFF, 4, "Invalid bitmap"},
         {22, 0, 4, "Invalid bitmap"}, {10, 0xFF, 4, "Invalid bitmap"}, {12, 1, 1, "Failed to read from file"},
-        {22, 4, 1, "Failed to read from file"}, {21, 0x7F, 1, "Not enough memory"}, {25, 0x7F, 1, "Not enough memory"},
+        {22, 4, 1, "Failed to read from file"}, {21, 0x7F, 1, "Failed to read from file"}, {25, 0x7F, 1, "Failed to read from file"},
         // clang-format on
     };
     for (const auto& patch : patches) {

@@ -40,7 +40,7 @@ TEST_F(OldLightsTest, TheToolSaysWhatIsWrongAndFails) {
     writeFile("old.lgt", "GeLight\n");
     for (const auto& [szArguments, szReport] :
          {std::pair{"old.lgt new.lgt", "old.lgt:1: a name of at most 39 characters expected: \"GeLight\""},
-          {"missing.lgt new.lgt", "Failed to open file: missing.lgt"},
+          {"missing.lgt new.lgt", "convert-lights: missing.lgt: No such file or directory\n"},
           {"old.lgt", "Usage: convert-lights OLD NEW"}}) {
         EXPECT_NE(runTool(szArguments), 0);
         EXPECT_TRUE(contains(readFile("err.txt"), szReport)) << szArguments;

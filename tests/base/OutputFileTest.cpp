@@ -1,0 +1,129 @@
+#include "base/OutputFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+
+#include "support/Child.h"
+#include "support/FileTest.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using OutputFileTest = FileTest;
+using Velk::OutputFile;
+
+// errno of the step that failed, 0 for a file that is written.
+int write(const std::string& sFile, const std::string& sText) {
+    OutputFile file;
+    errno = 0;
+    if (file.open(sFile.c_str())) return errno;
+    fwrite(sText.data(), 1, sText.size(), file.stream());
+    return file.commit() ? errno : 0;
+}
+
+mode_t modeOf(const std::string& sFile) {
+    struct stat status {};
+    return stat(sFile.c_str(), &status) ? 0 : status.st_mode & 0777;
+}
+
+TEST_F(OutputFileTest, AFileKeepsItsMode) {
+    const mode_t uOld = umask(027);
+    EXPECT_EQ(write("new", "text"), 0);
+    EXPECT_EQ(modeOf("new"), 0640u);
+    for (const mode_t uMode : {0600u, 0666u, 0640u}) {
+        ASSERT_EQ(chmod("new", uMode), 0);
+        EXPECT_EQ(write("new", std::to_string(uMode)), 0);
+        EXPECT_EQ(modeOf("new"), uMode);
+        EXPECT_EQ(readFile("new"), std::to_string(uMode));
+    }
+    umask(uOld);
+}
+
+TEST_F(OutputFileTest, LinksAreFollowedAlsoToAFileThatIsNotThere) {
+    fs::create_directory("far");
+    fs::create_symlink("far/second", "first");
+    fs::create_symlink("../target", "far/second");
+    for (const std::string sText : {"new", "again"}) {
+        EXPECT_EQ(OutputFile::probe("first"), false);
+        EXPECT_EQ(write("first", sText), 0);
+        EXPECT_TRUE(fs::is_symlink("first") && fs::is_symlink("far/second"));
+        EXPECT_EQ(readFile("target"), sText);
+    }
+    fs::create_symlink("circle", "circle");
+    EXPECT_EQ(write("circle", "x"), ELOOP);
+    EXPECT_EQ(write("missing/x", "x"), ENOENT);
+    EXPECT_EQ(write("far/", "x"), EISDIR);
+    EXPECT_EQ(write("far", "x"), EISDIR);
+    EXPECT_EQ(write("", "x"), ENOENT);
+    EXPECT_EQ(write(std::string(5000, 'x'), "x"), ENAMETOOLONG);
+    EXPECT_EQ(write("/dev/full", "x"), ENOSPC);
+    EXPECT_EQ(list(), (std::vector<std::string>{"circle", "far", "first", "target"}));
+}
+
+// The text gets shorter: nothing of the old one may stay.
+TEST_F(OutputFileTest, AWritableFileInAReadOnlyDirectoryIsWrittenInPlace) {
+    writeFile("picture", "the old picture");
+    writeFile("protected", "stays");
+    ASSERT_EQ(chmod("picture", 0666) | chmod("protected", 0444), 0);
+    openDirectory(false);
+    const int iResult = inChild([] {
+        if (!becomeNobody() && geteuid() == 0) return 77;
+        if (OutputFile::probe("picture") || !OutputFile::probe("protected") || !OutputFile::probe("new")) return 1;
+        return write("picture", "new")                                               ? 2
+               : write("protected", "lost") == EACCES && write("new", "x") == EACCES ? 0
+                                                                                     : 3;
+    });
+    openDirectory(true);
+    if (iResult == 77) GTEST_SKIP() << "root cannot be stopped by modes here";
+    EXPECT_EQ(iResult, 0);
+    EXPECT_EQ(readFile("picture"), "new");
+    // A file that is protected is not replaced either where the directory would allow it.
+    EXPECT_EQ(inChild([] { return (becomeNobody() || geteuid()) && write("protected", "lost") == EACCES ? 0 : 1; }), 0);
+    EXPECT_EQ(readFile("protected"), "stays");
+    EXPECT_EQ(list(), (std::vector<std::string>{"picture", "protected"}));
+}
+
+TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {
+    OutputFile live;
+    ASSERT_FALSE(live.open("picture"));
+    const std::string sLive = list().at(0);
+    const std::vector<std::string> vKept = {".RayTracer-1-2.part.old", ".RayTracer-1.part", ".RayTracer-x-1.part",
+                                            "RayTracer-1-2.part"};
+    for (const std::string& sName : vKept) writeFile(sName, "somebody's");
+    writeFile(".RayTracer-1-0.part", "of a live process number, but nobody writes it");
+    writeFile(".RayTracer-999999999-7.part", "of a dead process");
+    ASSERT_EQ(mkfifo(".RayTracer-1-1.part", 0600), 0);
+    EXPECT_EQ(write("other", "x"), 0);
+    for (const char* szGone : {".RayTracer-1-0.part", ".RayTracer-999999999-7.part"}) {
+        EXPECT_FALSE(fs::exists(szGone)) << szGone;
+    }
+    for (const std::string& sName : vKept) EXPECT_TRUE(fs::exists(sName)) << sName;
+    EXPECT_TRUE(fs::exists(sLive));
+    fputs("whole", live.stream());
+    EXPECT_FALSE(live.commit());
+    EXPECT_EQ(readFile("picture"), "whole");
+}
+
+TEST_F(OutputFileTest, AFullDiskLeavesTheOldFile) {
+    writeFile("picture", "old");
+    const int iResult = inChild([] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{10000, 10000};
+        if (setrlimit(RLIMIT_FSIZE, &limit)) return 1;
+        return write("picture", std::string(9000, 'x')) != 0 || write("large", std::string(100'000, 'x')) != EFBIG ||
+                       write("picture", std::string(100'000, 'y')) != EFBIG
+                   ? 1
+                   : 0;
+    });
+    EXPECT_EQ(iResult, 0);
+    EXPECT_EQ(readFile("picture"), std::string(9000, 'x'));
+    EXPECT_EQ(list(), std::vector<std::string>{"picture"});
+}
+
+}  // namespace
