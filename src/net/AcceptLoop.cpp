@@ -58,8 +58,11 @@ bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
 }
 
 void AcceptLoop::serveParked() {
-    for (parked.dropClosed(); parked.count(); parked.forgetOldest()) {
+    parked.dropClosed();
+    // Not more than there are tiles: a client whose thread comes too late to take one is sent away.
+    for (uint32_t u = board.untakenTasks(); u && parked.count(); --u) {
         if (startClient(parked.oldest(), parked.oldestAddress())) return;
+        parked.forgetOldest();
     }
 }
 

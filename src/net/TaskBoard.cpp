@@ -2,6 +2,7 @@
 #include "net/TaskBoard.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "base/NLogger.h"
 
@@ -74,4 +75,13 @@ uint32_t TaskBoard::doneTasks() const {
 uint32_t TaskBoard::untakenTasks() const {
     const std::lock_guard<std::mutex> lock(mutex);
     return vTasks.uSize - uReservedTasks;
+}
+
+void TaskBoard::clearUndone() {
+    for (uint32_t u = 0; u < vTasks.uSize; ++u) {
+        const Task& task = vTasks[u];
+        for (uint32_t uRow = 0; uRow < task.uRows && !task.bDone; ++uRow) {
+            memset(task.pDestination + size_t{uRow} * task.uStride, 0, size_t{task.uColumns} * 3);
+        }
+    }
 }

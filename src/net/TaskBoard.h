@@ -50,6 +50,9 @@ class TaskBoard {
     bool isDone() const { return doneTasks() == vTasks.uSize; }
     uint32_t untakenTasks() const;
 
+    /// Blackens the tiles that are not done. Requires that no thread works on them any more.
+    void clearUndone();
+
  private:
     Wakeup* pWakeup = nullptr;
     mutable std::mutex mutex;     // of all below, and every task's bReserved

@@ -9,6 +9,61 @@
 namespace {
 
 using ServerTest = FileTest;
+using std::chrono::milliseconds;
+
+std::string repeat(const std::string& sBytes, unsigned uTimes) {
+    std::string sAll;
+    for (; uTimes; --uTimes) sAll += sBytes;
+    return sAll;
+}
+
+/// A server whose loop runs on a port of its own, with times that suit a test.
+class LoopTest : public ServerTest {
+ protected:
+    // Starts it for an image of 8 rows, cut into tiles of 8 x 8 pixels.
+    void start(uint32_t uTiles, uint32_t uSlots) {
+        pServer = std::make_unique<TestServer>(8 * uTiles, 8, 8, uSlots);
+        ASSERT_FALSE(pServer->listener.initServer(0, 64));
+        pServer->listener.iAcceptWait = 5;
+        pServer->loop.reportInterval = milliseconds(20);
+        thread = std::thread([this] { bStopped = pServer->loop.run(); });
+    }
+    ~LoopTest() override { stop(); }
+
+    void stop() {
+        if (!thread.joinable()) return;
+        pServer->wakeup.requestStop();
+        thread.join();
+    }
+
+    int connect() const { return connectTo(pServer->listener.uPort); }
+
+    // A connection that is accepted but not served, since all is taken.
+    int park() const {
+        const long iFiles = openFiles();
+        const int iEnd = connect();
+        EXPECT_TRUE(waitUntil([&] { return openFiles() == iFiles + 2; })) << "both ends are open";
+        return iEnd;
+    }
+
+    bool waitForLog(const std::string& sText) {
+        return waitUntil([&] { return contains(sLog += takeLog(), sText); });
+    }
+
+    // The picture gets done by this client alone.
+    void finish(const Peer& peer) {
+        pServer->deliver(peer, UINT32_MAX);
+        EXPECT_TRUE(waitUntil([&] { return pServer->board.isDone(); }));
+        EXPECT_TRUE(pServer->isComplete());
+    }
+
+    std::unique_ptr<TestServer> pServer;
+    std::string sLog;
+
+ private:
+    std::thread thread;
+    bool bStopped = false;
+};
 
 // The page's example is what people write their own client from.
 TEST_F(ServerTest, PageShowsTheWholeExchange) {
@@ -54,6 +109,9 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
         {"unknown type", words({9, 8}), false},
         {"another protocol", "GET / HTTP/1.1\r\n\r\n", false},
         {"task refused", sStart + words({6, 8}), false},
+        {"asks only", repeat(words({0, 8}), 101), false},  // each answer was a line in the log, without end
+        {"says ready only", repeat(words({2, 8}), 101), false},
+        {"says nothing that matters", repeat(words({7, 8}), 101), false},
         {"silence", "", false},
         {"half a header", words({0}), false},
         {"half a result", sStart + words({4, 16, 1, 48}) + "half", false},
@@ -122,6 +180,54 @@ TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
     slots.leave(*pSlot);
     EXPECT_EQ(board.takeTask(), pTasks[1]);
     EXPECT_EQ(board.takeTask(), nullptr);
+}
+
+TEST_F(LoopTest, AParkedConnectionWasNeverServedWhenTheServedOneDied) {
+    start(1, 2);
+    Peer served(connect());
+    served.send(words({0, 8}));
+    EXPECT_EQ(served.receive(584).size(), 584u);
+    const Peer first(park()), second(park());
+    served.close();
+    finish(first);
+    EXPECT_TRUE(second.isClosed());
+}
+
+TEST_F(LoopTest, AFrozenClientHeldItsTileForEver) {
+    for (const unsigned uSlots : {2u, 1u}) {  // with one slot the frozen client holds that, and two tiles are untaken
+        const unsigned uTiles = uSlots == 1 ? 4 : 2;
+        start(uTiles, uSlots);
+        pServer->loop.silenceLimit = milliseconds(50);
+        const Peer frozen(connect());
+        EXPECT_EQ(pServer->deliver(frozen, 1), 1u);
+        EXPECT_EQ(frozen.receive(32).substr(0, 12), words({3, 32, 1}));
+        const Peer willing(park());
+        finish(willing);
+        EXPECT_EQ(frozen.receive(8), "");
+        EXPECT_TRUE(waitForLog("Client 127.0.0.1:") && contains(sLog, "is given up: silent for 0 s, with task 1\n"));
+        stop();
+    }
+}
+
+TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
+    start(2, 2);
+    pServer->loop.silenceLimit = milliseconds(10);
+    const Peer slow(connect());
+    slow.send(words({0, 8, 2, 8}));
+    EXPECT_EQ(slow.receive(616).size(), 616u);
+    const Peer other(connect());
+    EXPECT_EQ(pServer->deliver(other, 2), 1u);
+    EXPECT_TRUE(other.isClosed());
+    const Peer waiting(park());
+    const std::string sTask = "Waiting for task 0, held by 127.0.0.1:";
+    for (int i = 0; i < 3; ++i) {
+        sLog.clear();
+        EXPECT_TRUE(waitForLog(sTask)) << "it never delivered, so its first tile may take any time";
+        EXPECT_TRUE(contains(sLog, "Waiting: 1 of 2 tasks done, 0 untaken, 1 connections parked\n"));
+    }
+    slow.send(words({4, 16, 0, 192}) + pServer->pixels(pServer->board.vTasks[0]));
+    EXPECT_TRUE(waiting.isClosed());
+    EXPECT_TRUE(pServer->isComplete());
 }
 
 TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {

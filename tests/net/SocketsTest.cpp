@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "net/Connect.h"
 #include "net/ParkedClients.h"
 #include "net/Peer.h"
 #include "support/FileTest.h"
@@ -15,8 +16,10 @@ TEST_F(SocketsTest, ListensConnectsAndCarriesAMessageInPieces) {
     SocketServer server;
     ASSERT_FALSE(server.initServer(0, 4));
     SocketClient client;
-    ASSERT_FALSE(client.initClient("127.0.0.1", server.uPort));
-    EXPECT_STREQ(client.szIP, "127.0.0.1");
+    // Names of 30 characters and more were refused. This one is 127.0.0.1, with the first number in octal digits.
+    const std::string sLong = std::string(40, '0') + "177.0.0.1";
+    ASSERT_FALSE(client.initClient(sLong.c_str(), server.uPort));
+    EXPECT_EQ(client.szIP, sLong.substr(0, 29));
     ASSERT_FALSE(server.checkRequest());
     const Peer peer(server.iClientSocket);
     std::string sText(25, '-');
@@ -47,7 +50,7 @@ TEST_F(SocketsTest, FailuresAreReportedAndLeaveNoFileOpen) {
     SocketClient client;
     EXPECT_TRUE(client.initClient("127.0.0.1", uPort));
     EXPECT_TRUE(contains(takeLog(), ">> connect() failed\n\n"));
-    EXPECT_TRUE(client.initClient("a host text of 30 characters..", uPort));
+    EXPECT_TRUE(client.initClient("a host text of 30 characters..", uPort)) << "not one that can be resolved";
     EXPECT_TRUE(client.initClient("no.such.host.invalid", uPort));
     EXPECT_TRUE(contains(takeLog(), ">> getaddrinfo() failed!\n\n"));
     EXPECT_EQ(openFiles(), iBefore);
@@ -85,6 +88,58 @@ TEST_F(SocketsTest, WaitsEndWithTheWakeupAndWithAStalledPeer) {
     ASSERT_FALSE(listener.initServer(0, 1));
     EXPECT_TRUE(listener.checkRequest(wakeup.file()));
     EXPECT_EQ(listener.iClientSocket, 0);
+}
+
+// Sending waited half a minute for a peer that never reads, whatever signal came.
+TEST_F(SocketsTest, SendingEndsWithTheWakeupAndWithAPeerThatNeverReads) {
+    Wakeup wakeup;
+    ASSERT_FALSE(wakeup.init());
+    const std::string sLong(16 << 20, 'x');
+    for (const bool bStop : {true, false}) {
+        const auto [iClient, iOther] = makeConnection();
+        const Peer other(iOther);
+        SocketClient client;
+        client.initClient(iClient, {});
+        client.iStopFile = bStop ? wakeup.file() : -1;
+        client.iStallLimit = bStop ? 3600000 : 20;
+        std::thread waker([&] { wakeup.requestStop(); });
+        EXPECT_TRUE(client.send({{sLong.data(), sLong.size()}}));
+        waker.join();
+        std::string sRest = other.receive(sLong.size());
+        EXPECT_TRUE(sRest.size() < sLong.size()) << "the connection is shut down behind half a packet";
+    }
+    const auto [iClient, iOther] = makeConnection();
+    const Peer other(iOther);
+    SocketClient client;
+    client.initClient(iClient, {});
+    std::string sGot;
+    std::thread reader([&] { sGot = other.receive(sLong.size() + 5); });
+    EXPECT_FALSE(client.send({{"head", 4}, {sLong.data(), sLong.size()}, {"t", 1}}));
+    reader.join();
+    EXPECT_TRUE(sGot == "head" + sLong + "t");
+}
+
+TEST_F(SocketsTest, ConnectingGoesOnAndSaysWhereAndWhyAndHowOften) {
+    SocketServer server;
+    ASSERT_FALSE(server.initServer(0, 1));
+    const uint16_t uPort = server.uPort;
+    server.release();
+    Wakeup wakeup;
+    ASSERT_FALSE(wakeup.init());
+    SocketClient client;
+    ConnectTimes times;
+    times.iLongestPause = 2;
+    times.reportInterval = std::chrono::milliseconds(10);
+    bool bStopped = true;
+    std::thread connecting([&] { bStopped = connectInTheEnd(client, "127.0.0.1", uPort, wakeup, times); });
+    const std::string sReport = "No server at 127.0.0.1:" + std::to_string(uPort) + " yet: Connection refused, ";
+    EXPECT_TRUE(waitUntil([&] { return contains(takeLog(), sReport); }));
+    EXPECT_TRUE(waitUntil([&] { return !server.initServer(uPort, 1); }));
+    connecting.join();
+    EXPECT_FALSE(bStopped);
+    EXPECT_TRUE(client.bConnected);
+    wakeup.requestStop();
+    EXPECT_TRUE(connectInTheEnd(client, "127.0.0.1", uPort, wakeup, times));
 }
 
 TEST_F(SocketsTest, ClientsThatComeAndGoUnservedUseUpNoFiles) {
