@@ -1,7 +1,10 @@
 // The two ends of a farm as programs: what is set up before the exchange and what is done with its result.
 #include "app/FarmModes.h"
 
-#include <algorithm>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
 
 #include "app/Options.h"
 #include "base/Bitmap.h"
@@ -10,6 +13,8 @@
 #include "net/AcceptLoop.h"
 #include "net/Client.h"
 #include "net/ClientSlots.h"
+#include "net/Connect.h"
+#include "net/SceneFiles.h"
 #include "net/TaskBoard.h"
 #include "net/Wakeup.h"
 
@@ -20,14 +25,14 @@ SocketClient g_client;
 
 namespace {
 
-constexpr int MAX_RETRY_PAUSE = 100;  // milliseconds between two attempts to connect
-
 // Learns the image's size and makes the image. True when there could be no picture at the end.
 bool prepareImage(Velk::NBitmap& image) {
     const RaytracerParameters& parameters = g_rt.parameters;
     if (g_rt.load(nullptr, true)) {
         NLogger::LogMessage("The scene is not known here, the image has %u x %u pixels\n", parameters.uWidth,
                             parameters.uHeight);
+    } else {
+        logSceneFiles(parameters.szDescFile, g_rt.sceneDesc);
     }
     if (image.create(parameters.uWidth, parameters.uHeight)) {
         ReportErrorFormat("Image too large: %u x %u pixels\n", parameters.uWidth, parameters.uHeight);
@@ -40,6 +45,44 @@ bool prepareImage(Velk::NBitmap& image) {
     return false;
 }
 
+// "room.bmp" becomes "room.part.bmp".
+std::string partName(const std::string& sFile) {
+    const size_t uName = sFile.rfind('/') + 1, uDot = sFile.rfind('.');
+    const size_t uEnd = uDot != std::string::npos && uDot > uName ? uDot : sFile.size();
+    return sFile.substr(0, uEnd) + ".part" + sFile.substr(uEnd);
+}
+
+// Writes the image, into a new temporary directory when it cannot be where it should. Returns where it is, an empty
+// text when it is lost.
+std::string keepImage(const Velk::NBitmap& image, const std::string& sFile) {
+    if (!image.saveToFile(sFile.c_str())) return sFile;
+    const char* szRoot = getenv("TMPDIR");
+    std::string sDirectory = std::string(szRoot && *szRoot ? szRoot : "/tmp") + "/RayTracer-XXXXXX";
+    if (!mkdtemp(sDirectory.data())) return "";
+    const std::string sKept = sDirectory + "/picture.bmp";
+    if (!image.saveToFile(sKept.c_str())) return sKept;
+    rmdir(sDirectory.c_str());
+    return "";
+}
+
+void saveFinished(const Velk::NBitmap& image) {
+    const std::string sFile = g_rt.parameters.szOutFile, sKept = keepImage(image, sFile);
+    if (sKept.empty()) ReportErrorFormat("The finished image is lost: %s could not be written\n", sFile.c_str());
+    if (sKept.empty() || sKept == sFile) return;
+    NLogger::LogMessage("The finished image is kept in %s\n", sKept.c_str());
+}
+
+void saveUnfinished(const Velk::NBitmap& image, TaskBoard& board) {
+    const uint32_t uDone = board.doneTasks();
+    std::string sKept;
+    if (uDone) {
+        board.clearUndone();
+        sKept = keepImage(image, partName(g_rt.parameters.szOutFile));
+    }
+    NLogger::LogMessage("Stopped by a signal, %u of %u tasks done, %s%s\n", uDone, board.vTasks.uSize,
+                        sKept.empty() ? "no image was written" : "they are in ", sKept.c_str());
+}
+
 }  // namespace
 
 void runServer() {
@@ -47,7 +90,7 @@ void runServer() {
     if (wakeup.init()) return;
     wakeup.catchSignals();
     if (g_server.initServer(g_port, g_uMaxConn)) return;
-    if (!g_port) NLogger::LogMessage("Listening on port %u\n", unsigned{g_server.uPort});
+    NLogger::LogMessage("Listening on port %u\n", unsigned{g_server.uPort});
     Velk::NBitmap image;
     TaskBoard board;
     ClientSlots slots;  // ends before the image that its threads write to
@@ -56,10 +99,9 @@ void runServer() {
     NLogger::LogMessage("Waiting for clients...\n");
     if (AcceptLoop(g_server, board, slots, wakeup).run()) {
         slots.joinThreads();
-        NLogger::LogMessage("Stopped by a signal, %u of %u tasks done, no image was written\n", board.doneTasks(),
-                            board.vTasks.uSize);
-    } else if (image.saveToFile(g_rt.parameters.szOutFile)) {
-        ReportErrorFormat("The finished image is lost: %s could not be written\n", g_rt.parameters.szOutFile);
+        saveUnfinished(image, board);
+    } else {
+        saveFinished(image);
     }
     g_server.release();
 }
@@ -69,13 +111,7 @@ void runClient() {
     if (wakeup.init()) return;
     wakeup.catchSignals();
     g_client.iStopFile = wakeup.file();
-    // A server that is started together with its clients is there after a few milliseconds.
-    int iPause = 1;
-    while (!wakeup.isStopRequested() && g_client.initClient(g_szIP, g_port)) {
-        wakeup.waitFor(iPause);
-        iPause = std::min(2 * iPause, MAX_RETRY_PAUSE);
-    }
-    if (!wakeup.isStopRequested()) {
+    if (!connectInTheEnd(g_client, g_szIP, g_port, wakeup)) {
         RSIClient client;
         client.init(g_client, g_rt);
         client.run();

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "base/NLogger.h"
+#include "net/SceneFiles.h"
 
 using Velk::NLogger;
 
@@ -86,7 +87,7 @@ bool RSIClient::serverRaytracerParams() {
         return false;
     }
     bSceneReady = false;
-    if (readParameters() || pRayTracer->load(nullptr, false) || pRayTracer->preprocessScene()) {
+    if (readParameters() || loadScene()) {
         ReportError("No scene to render, this client gives up");
         clientDone();
         return true;
@@ -120,6 +121,12 @@ bool RSIClient::readParameters() {
     return false;
 }
 
+bool RSIClient::loadScene() {
+    const bool bFailed = pRayTracer->load(nullptr, false);
+    logSceneFiles(pRayTracer->parameters.szDescFile, pRayTracer->sceneDesc);  // they may be why it failed
+    return bFailed || pRayTracer->preprocessScene();
+}
+
 // True when the tile is not the one that the renderer would make of it.
 bool RSIClient::checkTask(const TaskPacket& task) const {
     if (!bSceneReady) {
@@ -131,9 +138,8 @@ bool RSIClient::checkTask(const TaskPacket& task) const {
     if (!bInside || task.uColumns != std::min(own.uPackSize, own.uWidth - task.uX) ||
         task.uRows != std::min(own.uPackSize, own.uHeight - task.uY)) {
         ReportErrorFormat(
-            "Task %u does not fit: %u x %u pixels at ( %u, %u ), here the image has %u x %u pixels. Are the scene "
-            "files "
-            "the same as the server's?\n",
+            "Task %u does not fit: %u x %u pixels at ( %u, %u ), here the image has %u x %u pixels. Compare the "
+            "lines \"Scene file\" here and in the server's log\n",
             task.uId, task.uColumns, task.uRows, task.uX, task.uY, own.uWidth, own.uHeight);
         return true;
     }

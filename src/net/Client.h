@@ -26,6 +26,7 @@ class RSIClient {
     [[nodiscard]] bool getResponse();
     [[nodiscard]] bool serverRaytracerParams();
     [[nodiscard]] bool readParameters();
+    [[nodiscard]] bool loadScene();
     [[nodiscard]] bool serverTask();
     [[nodiscard]] bool checkTask(const TaskPacket& task) const;
     bool sendClientRequest();

@@ -1,8 +1,12 @@
+#include <sys/stat.h>
+
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "net/Client.h"
 #include "net/Peer.h"
+#include "net/SceneFiles.h"
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 
@@ -72,6 +76,32 @@ TEST_F(ClientTest, ExchangeIsTheRecordedOne) {
     EXPECT_FALSE(contains(sLog, "LINE"));
 }
 
+// Other colours make other pixels, which no end can notice.
+TEST_F(ClientTest, TheLogsTellWhetherBothEndsHaveTheSameScene) {
+    const auto fingerprints = [this](bool bClient) {
+        if (bClient) run([&](const Peer& server) { server.send(parametersPacket() + words({5, 8})); });
+        SceneDesc desc;
+        if (!bClient && !desc.loadDescription(parameters.szDescFile)) logSceneFiles(parameters.szDescFile, desc);
+        std::vector<std::string> vLines;
+        std::stringstream log(takeLog());
+        for (std::string sLine; std::getline(log, sLine);) {
+            if (contains(sLine, "Scene file ")) vLines.push_back(sLine.substr(sLine.find("Scene file ")));
+        }
+        return vLines;
+    };
+    const std::vector<std::string> vServer = fingerprints(false);
+    ASSERT_EQ(vServer.size(), 5u);
+    EXPECT_EQ(vServer, fingerprints(true));
+    std::string sColours = readFile("Scenes/test/test.atr");
+    sColours[sColours.find('0')] = '1';
+    writeFile("Scenes/test/test.atr", sColours);
+    std::vector<std::string> vClient = fingerprints(true);
+    ASSERT_EQ(vClient.size(), 5u);
+    EXPECT_NE(vClient[3], vServer[3]);
+    vClient[3] = vServer[3];
+    EXPECT_EQ(vClient, vServer);
+}
+
 TEST_F(ClientTest, LostServersEndItWithAnError) {
     for (const size_t uBytes : {0u, 4u, 8u, 11u, 12u, 300u, 584u, 588u, 600u}) {
         SCOPED_TRACE(uBytes);
@@ -88,6 +118,12 @@ TEST_F(ClientTest, LostServersEndItWithAnError) {
 }
 
 TEST_F(ClientTest, ChecksWhatItIsSent) {
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const auto many = [](std::initializer_list<uint32_t> vWords) {
+        std::string sAll;
+        for (int i = 0; i < 101; ++i) sAll += words(vWords);
+        return sAll;
+    };
     const std::string sGood = parametersPacket(), sReady = words({2, 8}), sDone = words({6, 8});
     const auto with = [&sGood](size_t uOffset, const std::string& sField) {
         return std::string(sGood).replace(12 + uOffset, sField.size(), sField);
@@ -109,6 +145,11 @@ TEST_F(ClientTest, ChecksWhatItIsSent) {
         {"smaller than is rendered", sGood + words({3, 32, 7, 0, 0, 7, 8, 8}), sReady + sDone, "does not fit"},
         {"no pixels", sGood + words({3, 32, 7, 0, 0, 0, 0, 0}), sReady + sDone, "does not fit"},
         {"row beyond 32 bits", sGood + words({3, 32, 7, 0, 0xFFFFFFF8, 8, 8, 8}), sReady + sDone, "does not fit"},
+        {"asked in vain for ever", many({7, 8}), "", "without a task"},
+        {"another protocol", many({80, 80}), many({0, 8}).substr(8), "without a task"},
+        {"a device", with(0, std::string("/dev/stdin\0", 11)), sDone, "No scene to render"},
+        {"a pipe that nobody writes to", with(0, std::string("pipe\0", 5)), sDone, "No scene to render"},
+        {"a directory", with(0, std::string("Scenes\0", 7)), sDone, "No scene to render"},
         {"immense image",
          with(512, words({0xFFFFFFFF}))
                  .replace(12 + 536, 4, std::string("\2\0\3\1", 4))
