@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "base/LineReader.h"
 #include "base/NLogger.h"
-#include "net/Sockets.h"
 
 RayTracer g_rt;
 uint32_t g_uOption = MODE_LOCAL;
@@ -33,6 +33,15 @@ bool readUnsigned(Arguments& arguments, uint32_t& u) {
 
 int32_t toInt(const char* sz) {
     return static_cast<int32_t>(std::clamp(strtol(sz, nullptr, 10), -2147483647L, 2147483647L));
+}
+
+// The port is the number that the text begins with, cut to 16 bits.
+uint16_t toPort(const char* sz) {
+    const auto uPort = static_cast<uint16_t>(toInt(sz));
+    if (std::to_string(uPort) != sz) {
+        Velk::NLogger::LogMessage("The port \"%s\" is understood as %u\n", sz, unsigned{uPort});
+    }
+    return uPort;
 }
 
 bool setCamera(Arguments& arguments) {
@@ -104,14 +113,14 @@ bool client(Arguments& arguments) {
     if (!arguments.Next()) return true;
     g_szIP = arguments.Current();
     if (!arguments.Next()) return true;
-    g_port = static_cast<uint16_t>(toInt(arguments.Current()));
+    g_port = toPort(arguments.Current());
     g_uOption = MODE_CLIENT;
-    return strlen(g_szIP) >= sizeof(SocketClient::szIP);
+    return false;
 }
 
 bool server(Arguments& arguments) {
     if (!arguments.Next()) return true;
-    g_port = static_cast<uint16_t>(toInt(arguments.Current()));
+    g_port = toPort(arguments.Current());
     if (!arguments.Next()) return true;
     const int32_t iCount = toInt(arguments.Current());
     g_uMaxConn = static_cast<uint32_t>(iCount);
