@@ -17,7 +17,7 @@ namespace {
 class Process {
  public:
     Process(const std::string& sName, std::vector<std::string> vArguments) : sDirectory(sName) {
-        std::filesystem::create_directory(sName);
+        std::filesystem::create_directories(sName);
         std::filesystem::create_symlink("../Scenes", sName + "/Scenes");
         vArguments.insert(vArguments.begin(), RT_PROGRAM);
         if (*RT_EMULATOR) vArguments.insert(vArguments.begin(), RT_EMULATOR);
@@ -26,6 +26,7 @@ class Process {
         vPointers.push_back(nullptr);
         iProcess = fork();
         if (iProcess) return;
+        setenv("TMPDIR", ".", 1);
         if (chdir(sName.c_str()) || !freopen("stdout", "w", stdout)) _exit(99);
         execv(vPointers[0], vPointers.data());
         _exit(99);
@@ -48,9 +49,9 @@ class Process {
     }
 
     std::string log() const { return readFile(sDirectory + "/RayTracer.log"); }
-    std::string image() const { return readFile(sDirectory + "/out_tex.bmp"); }
-    bool waitFor(const std::string& sText) const {
-        return waitUntil([&] { return contains(log(), sText); });
+    std::string image(const std::string& sName = "out_tex.bmp") const { return readFile(sDirectory + "/" + sName); }
+    bool waitFor(const std::string& sText, const std::string& sFile = "RayTracer.log") const {
+        return waitUntil([&] { return contains(readFile(sDirectory + "/" + sFile), sText); });
     }
     long files() const { return openFiles(std::to_string(iProcess)); }
 
@@ -67,9 +68,12 @@ class FarmTest : public FileTest {
         makeScene(makeShowcase(), 90, 70).write("test");
         vSettings = vOptions;
         vSettings.push_back("test");
+        const auto out = std::find(vOptions.begin(), vOptions.end(), "--out");
+        const std::string sFile = out == vOptions.end() ? "out_tex.bmp" : *(out + 1);
+        std::filesystem::create_directories("local/" + std::filesystem::path(sFile).parent_path().string());
         Process local("local", vSettings);
         EXPECT_EQ(local.end(), 1);
-        sPicture = local.image();
+        sPicture = local.image(sFile);
         EXPECT_FALSE(sPicture.empty());
     }
 
@@ -162,6 +166,63 @@ TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
     pClient->send(SIGINT);
     EXPECT_EQ(pClient->end(), 1);
     EXPECT_TRUE(contains(pClient->log(), "Stopped by a signal"));
+}
+
+TEST_F(FarmTest, AStoppedServerKeepsTheTilesThatAreDone) {
+    render({"--packsize", "40", "--out", "a.b/room.bmp"});
+    std::filesystem::create_directories("server/a.b");
+    const auto pServer = startServer("server", "0", "1");
+    const Peer peer(connectTo(uPort));
+    peer.send(words({0, 8, 2, 8}));
+    EXPECT_EQ(peer.receive(616).size(), 616u);
+    peer.send(words({4, 16, 0, 4800}) + std::string(4800, 'x') + words({2, 8}));
+    EXPECT_TRUE(pServer->waitFor("task 0 result received"));
+    peer.send(words({4, 16, 1, 4800}) + "half of it");
+    EXPECT_TRUE(pServer->waitFor("Current task: 2/6", "stdout"));
+    pServer->send(SIGTERM);
+    EXPECT_EQ(pServer->end(), 1);
+    EXPECT_TRUE(contains(pServer->log(), "Stopped by a signal, 1 of 6 tasks done, they are in a.b/room.part.bmp\n"));
+    Velk::NBitmap part;
+    ASSERT_FALSE(part.loadFromFile("server/a.b/room.part.bmp"));
+    for (const auto& [x, y, uColour] : {std::tuple{0u, 0u, 0x787878u}, {39, 39, 0x787878}, {40, 0, 0}, {0, 40, 0}}) {
+        EXPECT_EQ(part.getPixel(x, y), uColour) << x << ' ' << y;
+    }
+}
+
+TEST_F(FarmTest, AFinishedPictureThatCannotBeWrittenIsKept) {
+    render({"--out", "gone/picture.bmp"});
+    std::filesystem::create_directories("server/gone");
+    const auto pServer = startServer("server", "0", "1");
+    std::filesystem::remove("server/gone");
+    const auto pClient = startClient("client");
+    EXPECT_EQ(pServer->end(), 1);
+    const std::string sLog = pServer->log(), sPhrase = "The finished image is kept in ";
+    ASSERT_TRUE(contains(sLog, sPhrase)) << sLog;
+    const size_t uName = sLog.find(sPhrase) + sPhrase.size();
+    EXPECT_TRUE(pServer->image(sLog.substr(uName, sLog.find('\n', uName) - uName)) == sPicture);
+}
+
+// Two that were started together read one log and one port, and hung.
+TEST_F(FarmTest, TwoFarmsWorkInOneDirectory) {
+    render({"--packsize", "8"});
+    const std::string sRun = "RT_CLIENTS=1 RT_PROGRAM=" RT_PROGRAM " " RT_SOURCE_DIR "/scripts/farm test --packsize 8 ";
+    const std::string sBoth = "{ " + sRun + "--out a.bmp >a 2>&1 & " + sRun + "--out b.bmp >b 2>&1; wait $!; } 2>&1";
+    EXPECT_EQ(system(sBoth.c_str()), 0) << readFile("a") << readFile("b");
+    EXPECT_TRUE(readFile("a.bmp") == sPicture && readFile("b.bmp") == sPicture) << readFile("a") << readFile("b");
+}
+
+TEST_F(FarmTest, TheServerNamesThePortThatItUnderstood) {
+    SocketServer probe;
+    ASSERT_FALSE(probe.initServer(0, 1));
+    uPort = probe.uPort;
+    probe.release();
+    makeScene(makeShowcase(), 90, 70).write("test");
+    const std::string sWords = std::to_string(65536 + uPort) + "x", sPort = std::to_string(uPort);
+    Process server("server", {"--server", sWords, "1", "test"});
+    EXPECT_TRUE(server.waitFor("Waiting for clients"));
+    EXPECT_TRUE(contains(server.log(), "The port \"" + sWords + "\" is understood as " + sPort + "\n")) << server.log();
+    EXPECT_TRUE(contains(server.log(), "Listening on port " + sPort + "\n"));
+    EXPECT_NE(connectTo(uPort), -1);
 }
 
 TEST_F(FarmTest, APictureThatCannotBeIsRefusedBeforeTheFirstClient) {
