@@ -20,7 +20,8 @@ namespace {
 char g_szDirectory[] = "/dev/shm/rt-fuzz-XXXXXX";
 
 void removeDirectory() {
-    for (const char* szFile : {"kdtree.tmp", "uss.tmp", "mesh.brs"}) remove(szFile);
+    for (const char* szFile : {"kdtree.tmp", "uss.tmp", "mesh.brs", "desc.txt", "scene.cam", "scene.atr", "scene.lgt"})
+        remove(szFile);
     if (rmdir(g_szDirectory)) fprintf(stderr, "left behind: %s\n", g_szDirectory);
 }
 
