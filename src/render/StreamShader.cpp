@@ -54,12 +54,12 @@ void StreamShader::sumLights(Level& level) {
         for (unsigned a = 0; a < 3; ++a) {
             incidence.P[a][u] = surface.P[a];
             incidence.N[a][u] = surface.N[a];
+            incidence.D[a][u] = level.rays.fDir[a][level.uSurfaceRays[u]];
         }
         incidence.fSide[u] = surface.fSide;
     }
     for (uint32_t uLight = 0; uLight < context.lights.uCount; ++uLight) {
-        const Light& light = context.lights.pLights[uLight];
-        findIncidence(light.v3Position, level.uSurfaces);
+        findIncidence(context.lights.pLights[uLight], level.uSurfaces);
         shadows.uCount = 0;
         for (uint32_t u = 0; u < level.uSurfaces; ++u) {
             if (!(incidence.fCosine[u] >= 0.0f)) continue;
@@ -71,31 +71,33 @@ void StreamShader::sumLights(Level& level) {
         context.queries.findObstacles(shadows, bBlocked);
         for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
             if (bBlocked[uRay]) continue;
-            const uint32_t uSurface = uShaded[uRay];
-            const Surface& surface = level.surfaces[uSurface];
-            const NMVector3f L = shadows.dir(uRay), D = level.rays.dir(level.uSurfaceRays[uSurface]);
-            const float a = context.scene.fDomainFactor / shadows.fMaxDist[uRay];
-            const NMVector3f H = normalize(L - D);
-            level.fSums[uSurface] =
-                level.fSums[uSurface] +
-                light.fFlux * a * a * surface.reflected(incidence.fCosine[uSurface], dot(H, surface.N) * surface.fSide);
+            const uint32_t u = uShaded[uRay];
+            level.fSums[u] =
+                level.fSums[u] +
+                incidence.fIrradiance[u] * level.surfaces[u].reflected(incidence.fCosine[u], incidence.fHalfway[u]);
         }
     }
 }
 
-// The direction, distance and cosine of a light for each surface.
-void StreamShader::findIncidence(const NMVector3f& v3Light, uint32_t uSurfaces) {
+// What a light means to each surface. Surfaces that it does not reach are computed, too: several at once take less time
+// than those alone.
+void StreamShader::findIncidence(const Light& light, uint32_t uSurfaces) {
+    const float fDomainFactor = context.scene.fDomainFactor;
     for (uint32_t u = 0; u < uSurfaces; ++u) {
-        const NMVector3f P{incidence.P[0][u], incidence.P[1][u], incidence.P[2][u]};
-        const NMVector3f N{incidence.N[0][u], incidence.N[1][u], incidence.N[2][u]};
-        NMVector3f L = v3Light - P;
+        const auto at = [u](const float(&f)[3][RayStream::ROOM]) { return NMVector3f{f[0][u], f[1][u], f[2][u]}; };
+        const NMVector3f N = at(incidence.N);
+        NMVector3f L = light.v3Position - at(incidence.P);
         const float fDistance = length(L);
         L = L / fDistance;
+        const float a = fDomainFactor / fDistance;
+        const NMVector3f H = normalize(L - at(incidence.D));
         incidence.L[0][u] = L.x;
         incidence.L[1][u] = L.y;
         incidence.L[2][u] = L.z;
         incidence.fDistance[u] = fDistance;
+        incidence.fIrradiance[u] = light.fFlux * a * a;
         incidence.fCosine[u] = dot(N, L) * incidence.fSide[u];
+        incidence.fHalfway[u] = dot(H, N) * incidence.fSide[u];
     }
 }
 

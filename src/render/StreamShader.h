@@ -9,6 +9,8 @@
 #include "render/Surface.h"
 #include "scene/FaceData.h"
 
+struct Light;
+
 /// Finds the colours that streams of rays see: all rays of one depth are traced together, then all shadow rays to one
 /// light, then all reflected and all refracted rays. For each ray it does what shading one ray alone does, with the
 /// same operations in the same order. Holds the scratch memory of all depths, about a megabyte; serves one stream at a
@@ -47,16 +49,17 @@ class StreamShader {
         float fSums[RayStream::ROOM];            // and the sum of the lights that reach it
     };
 
-    /// The surfaces' points and normals and the way from each to a light, component by component, so that the compiler
-    /// makes vectors of them.
+    /// The surfaces and what one light means to each, component by component, so that the compiler makes vectors of
+    /// them.
     struct Incidence {
-        float P[3][RayStream::ROOM], N[3][RayStream::ROOM], fSide[RayStream::ROOM];
-        float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fCosine[RayStream::ROOM];
+        float P[3][RayStream::ROOM], N[3][RayStream::ROOM], D[3][RayStream::ROOM], fSide[RayStream::ROOM];
+        float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fIrradiance[RayStream::ROOM];
+        float fCosine[RayStream::ROOM], fHalfway[RayStream::ROOM];
     };
 
     void makeSurfaces(Level& level) const;
     void sumLights(Level& level);
-    void findIncidence(const Velk::NMVector3f& v3Light, uint32_t uSurfaces);
+    void findIncidence(const Light& light, uint32_t uSurfaces);
     void reflect(unsigned uDepth);
     void refract(unsigned uDepth);
     template <typename Mix>
