@@ -40,7 +40,7 @@ void StreamShader::makeSurfaces(Level& level) const {
             level.v3Colours[u] = g_v3Background;
             continue;
         }
-        level.surfaces[level.uSurfaces] = makeSurface(context, context.scene.vFaces[level.uFaces[u]], level.hits[u]);
+        makeSurface(context, context.scene.vFaces[level.uFaces[u]], level.hits[u], &level.surfaces[level.uSurfaces]);
         level.uSurfaceRays[level.uSurfaces] = u;
         level.fSums[level.uSurfaces++] = 0.0f;
     }

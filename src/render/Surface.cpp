@@ -15,10 +15,10 @@ constexpr float BRIGHTNESS_EXPONENT = 0.7f;
 
 }  // namespace
 
-Surface makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit) {
+void makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit, Surface* pSurface) {
     assert(face.uAttribute < context.attributes.vAttributes.uSize);
     const AttributeInstance& attribute = context.attributes.vAttributes[face.uAttribute];
-    Surface surface;
+    Surface& surface = *pSurface;  // written in place: a copy would wait for every word of it
     surface.P = hit.v3Hit;
     surface.N = face.v3Normal;
     surface.S = attribute.v3Color;
@@ -37,7 +37,6 @@ Surface makeSurface(const ShadingContext& context, const FaceData& face, const R
         surface.N =
             face.pA->v3Normal * hit.fU + face.pB->v3Normal * hit.fV + face.pC->v3Normal * (1.0f - hit.fU - hit.fV);
     }
-    return surface;
 }
 
 NMVector3f brickTexture(const RaytracerParameters& parameters, const FaceData& face, const NMVector3f& v3Point,

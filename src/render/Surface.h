@@ -24,7 +24,7 @@ struct Surface {
 };
 
 /// Looks up material, shading normal and texture at a hit. Requires that the face's material exists.
-Surface makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit);
+void makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit, Surface* pSurface);
 
 /// Colour and shading normal of a face with the brick texture at a point on it. May change the attribute's fKts.
 Velk::NMVector3f brickTexture(const RaytracerParameters& parameters, const FaceData& face,
