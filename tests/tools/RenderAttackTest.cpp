@@ -1,0 +1,196 @@
+// rt-render under attack: killed workers, Ctrl-C at any moment, terminals.
+#ifdef RT_RENDER
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include <iterator>
+#include <sstream>
+#include <thread>
+
+#include "tools/RenderSteps.h"
+
+namespace {
+
+// rt-render as a child to disturb; what it says is in the file "said".
+class RenderProcess {
+ public:
+    explicit RenderProcess(const std::string& sArguments) : iProcess(fork()) {
+        if (iProcess) return;
+        const int iFile = open("said", O_CREAT | O_TRUNC | O_WRONLY, 0666);
+        dup2(iFile, STDOUT_FILENO);
+        dup2(iFile, STDERR_FILENO);
+        execl("/bin/sh", "sh", "-c", ("exec " RT_RENDER " " + sArguments).c_str(), nullptr);
+        _exit(127);
+    }
+
+    ~RenderProcess() {
+        if (!bEnded) kill(iProcess, SIGKILL);
+        wait();
+    }
+
+    // Waits for workers; none when it has ended.
+    std::vector<pid_t> workers() {
+        const std::string sFile =
+            "/proc/" + std::to_string(iProcess) + "/task/" + std::to_string(iProcess) + "/children";
+        while (!hasEnded()) {
+            std::istringstream text(readFile(sFile));
+            const std::vector<pid_t> vWorkers{std::istream_iterator<pid_t>(text), {}};
+            if (!vWorkers.empty()) return vWorkers;
+            std::this_thread::yield();
+        }
+        return {};
+    }
+
+    void signal(int iSignal) const {
+        if (!bEnded) kill(iProcess, iSignal);
+    }
+
+    bool hasEnded() {
+        bEnded = bEnded || waitpid(iProcess, &iStatus, WNOHANG) == iProcess;
+        return bEnded;
+    }
+
+    // Exit status, or 1000 more than the signal that ended it.
+    int wait() {
+        if (!bEnded) waitpid(iProcess, &iStatus, 0);
+        bEnded = true;
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
+    }
+
+ private:
+    pid_t iProcess;
+    int iStatus = 0;
+    bool bEnded = false;
+};
+
+// Enough to be disturbed, whatever the machine does.
+const std::string LONG = "test --resolution 420 360 --samples 3 --packsize 16 --jobs 3 -o x.bmp ";
+
+TEST_F(RenderTest, KilledWorkersCostNothing) {
+    ASSERT_EQ(render(LONG), 0);
+    const std::string sWhole = readFile("x.bmp");
+    fs::remove("x.bmp");
+    RenderProcess process(LONG);
+    unsigned uKilled = 0;
+    for (; uKilled < 6; ++uKilled) {
+        const std::vector<pid_t> vWorkers = process.workers();
+        if (vWorkers.empty()) break;
+        kill(vWorkers[uKilled % vWorkers.size()], uKilled % 2 ? SIGSEGV : SIGKILL);
+    }
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_GT(uKilled, 0u);
+    EXPECT_TRUE(contains(readFile("said"), " died (")) << readFile("said");
+    EXPECT_TRUE(readFile("x.bmp") == sWhole);
+}
+
+TEST_F(RenderTest, CtrlCAtAnyMomentKeepsThePictureAndResumeGoesOn) {
+    ASSERT_EQ(render(LONG), 0);
+    const std::string sWhole = readFile("x.bmp");
+    fs::remove("x.bmp");
+    unsigned uInterrupted = 0;
+    for (int iPause = 0;; iPause += 7) {  // milliseconds; the longer, the more is done
+        RenderProcess process(LONG + "--resume");
+        if (!process.workers().empty()) std::this_thread::sleep_for(std::chrono::milliseconds(iPause));
+        process.signal(SIGINT);
+        const int iStatus = process.wait();
+        ASSERT_TRUE(iStatus == 0 || iStatus == 130) << iStatus << readFile("said");
+        if (iStatus == 0) break;
+        ++uInterrupted;
+        EXPECT_TRUE(contains(readFile("said"), "x.part.bmp, --resume goes on from there")) << readFile("said");
+        EXPECT_EQ(readFile("x.part.bmp").size(), sWhole.size());
+        EXPECT_FALSE(fs::exists("x.bmp"));
+    }
+    EXPECT_GT(uInterrupted, 0u);
+    EXPECT_TRUE(readFile("x.bmp") == sWhole);
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "cache", "said", "x.bmp"})) << "no part is left";
+}
+
+TEST_F(RenderTest, OtherSettingsAndDamagedPartsAreNotResumed) {
+    const auto interrupt = [] {
+        RenderProcess process(LONG);
+        process.workers();
+        process.signal(SIGINT);
+        EXPECT_EQ(process.wait(), 130);
+    };
+    interrupt();
+    const std::string sOther = LONG + "--texattr 1 --resume --resolution 70 60";
+    EXPECT_EQ(render(sOther), 0);
+    EXPECT_TRUE(contains(sOutput, "starting anew")) << sOutput;
+    const std::string sPicture = readFile("x.bmp");
+    EXPECT_EQ(render(sOther), 0);
+    EXPECT_TRUE(sOutput.empty() && readFile("x.bmp") == sPicture) << "the part is gone";
+    interrupt();
+    std::string sPart = readFile("x.part.bmp.resume");
+    sPart.back() ^= 1;
+    writeFile("x.part.bmp.resume", sPart);
+    EXPECT_EQ(render(LONG + "--resume"), 0);
+    EXPECT_TRUE(contains(sOutput, "starting anew")) << sOutput;
+}
+
+TEST_F(RenderTest, ASecondCtrlCAndADeadParentEndEverything) {
+    for (const int iSignal : {SIGINT, SIGKILL}) {
+        RenderProcess process(LONG);
+        const std::vector<pid_t> vWorkers = process.workers();
+        ASSERT_FALSE(vWorkers.empty());
+        process.signal(iSignal);
+        process.signal(iSignal);
+        EXPECT_TRUE(process.wait() == 130 || process.wait() == 1000 + iSignal) << process.wait();
+        for (const pid_t iWorker : vWorkers) {
+            while (kill(iWorker, 0) == 0 &&
+                   contains(readFile("/proc/" + std::to_string(iWorker) + "/stat"), "rt-render")) {
+                std::this_thread::yield();
+            }
+        }
+    }
+}
+
+TEST_F(RenderTest, OrbitsGoOnAtTheFrameThatWasInterrupted) {
+    const std::string sOrbit = "test --orbit 3 --resolution 210 180 --samples 4 -o x.bmp ";
+    EXPECT_EQ(render(sOrbit), 0);
+    const std::string sLast = readFile("x-0003.bmp");
+    for (const char* sz : {"x-0001.bmp", "x-0002.bmp", "x-0003.bmp"}) fs::remove(sz);
+    RenderProcess process(sOrbit);
+    while (!process.workers().empty() && !fs::exists("x-0001.bmp")) std::this_thread::yield();
+    process.signal(SIGINT);
+    ASSERT_EQ(process.wait(), 130) << readFile("said");
+    writeFile("x-0001.bmp", "as it was");
+    EXPECT_EQ(render(sOrbit + "--resume"), 0);
+    EXPECT_TRUE(readFile("x-0003.bmp") == sLast);
+    EXPECT_EQ(readFile("x-0001.bmp"), "as it was");
+}
+
+// All that a terminal shows of a run.
+std::string shownOnTerminal(const std::string& sArguments) {
+    const int iMaster = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_TRUE(iMaster != -1 && grantpt(iMaster) == 0 && unlockpt(iMaster) == 0);
+    RenderProcess process(sArguments + " 2>" + ptsname(iMaster));
+    std::string sShown;
+    char buffer[4096];
+    pollfd ready{iMaster, POLLIN, 0};
+    for (bool bEnded = false;;) {
+        const bool bMore = poll(&ready, 1, bEnded ? 0 : 20) > 0 && (ready.revents & POLLIN);
+        const ssize_t iRead = bMore ? read(iMaster, buffer, sizeof(buffer)) : 0;
+        if (iRead > 0) sShown.append(buffer, static_cast<size_t>(iRead));
+        if (iRead <= 0 && bEnded) break;
+        bEnded = bEnded || process.hasEnded();
+    }
+    close(iMaster);
+    EXPECT_EQ(process.wait(), 0);
+    return sShown;
+}
+
+TEST_F(RenderTest, ProgressIsShownOnTerminalsOnly) {
+    std::string sShown;
+    for (int iSamples = 2; iSamples < 64 && !contains(sShown, " left"); iSamples *= 2) {  // until it takes a while
+        sShown = shownOnTerminal("test -o x.bmp --resolution 420 360 --samples " + std::to_string(iSamples));
+    }
+    EXPECT_TRUE(contains(sShown, "x.bmp: 0 %") && contains(sShown, " million camera rays a second, ")) << sShown;
+    EXPECT_TRUE(contains(sShown, "x.bmp: 420 x 360 pixels, rendered in ")) << sShown;
+    EXPECT_EQ(readFile("said"), "") << "standard output";
+    EXPECT_EQ(shownOnTerminal("test -o x.bmp --quiet"), "");
+}
+
+}  // namespace
+#endif

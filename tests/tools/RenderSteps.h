@@ -1,0 +1,53 @@
+// What the tests of rt-render share: a scene at hand, and ways to run the program.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace fs = std::filesystem;
+
+/// A directory with a scene called "test", small and quick, and a cache of its own.
+class RenderTest : public FileTest {
+ protected:
+    RenderTest() {
+        makeScene(makeShowcase(), 56, 48).write("test");
+        setenv("XDG_CACHE_HOME", (fs::current_path() / "cache").c_str(), 1);
+        setenv("TMPDIR", fs::current_path().c_str(), 1);
+    }
+
+    ~RenderTest() override { unsetenv("TMPDIR"); }
+
+    // Runs rt-render; the exit status. What it said is in sOutput.
+    int render(const std::string& sArguments, const std::string& sBefore = "") {
+        const std::string sOut = "/dev/shm/said-" + std::to_string(getpid());
+        const int iStatus = system((sBefore + " " RT_RENDER " " + sArguments + " >" + sOut + " 2>&1").c_str());
+        sOutput = readFile(sOut);
+        fs::remove(sOut);
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+    }
+
+    // The BMP file that RayTracer makes of the same scene.
+    static std::string mandated(const std::string& sArguments) {
+        EXPECT_NE(system((RT_PROGRAM " --out mandated.bmp " + sArguments + " >/dev/null").c_str()), -1);
+        const std::string sPicture = readFile("mandated.bmp");
+        for (const char* sz : {"mandated.bmp", "kdtree.tmp", "RayTracer.log"}) fs::remove(sz);
+        return sPicture;
+    }
+
+    std::vector<std::string> cached() const {
+        std::vector<std::string> vNames;
+        if (!fs::exists("cache/raytracer")) return vNames;
+        for (const auto& entry : fs::directory_iterator("cache/raytracer")) vNames.push_back(entry.path());
+        return vNames;
+    }
+
+    std::string sOutput;
+};

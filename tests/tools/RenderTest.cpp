@@ -1,0 +1,193 @@
+// rt-render as its users see it: the pictures, the command line, what is said and what is left when something fails.
+#ifdef RT_RENDER
+#include <algorithm>
+
+#include "tools/RenderSteps.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST_F(RenderTest, PicturesAreThoseOfTheMandatedProgram) {
+    fs::create_directory_symlink(RT_SOURCE_DIR "/Scenes", "bundled");
+    for (const std::string s :
+         {"--texattr 7 --dirt room_vn", "glass", "mirror", "shading", "--texattr 0 --brick 900 200 9 bricks",
+          "--camera 1 2 -3 0 0.1 1 --packsize 7 glass", "--texattr 0 --angle 2 bricks"}) {
+        fs::rename("Scenes", "mine");
+        fs::rename("bundled", "Scenes");
+        const std::string sPicture = mandated("--resolution 84 63 " + s);
+        for (const char* szJobs : {"1", "2", "3"}) {
+            EXPECT_EQ(render("--resolution 84 63 -o picture.bmp --jobs "s + szJobs + " " + s), 0) << sOutput;
+            EXPECT_TRUE(readFile("picture.bmp") == sPicture) << s << " with " << szJobs << " workers";
+            EXPECT_TRUE(!contains(sOutput, "\r") && !contains(sOutput, "%")) << sOutput;
+        }
+        fs::rename("Scenes", "bundled");
+        fs::rename("mine", "Scenes");
+    }
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "bundled", "cache", "picture.bmp"}));
+}
+
+TEST_F(RenderTest, SamplesAreTheMeanOfALargerPicture) {
+    const std::string sLarge = mandated("--resolution 63 54 test");
+    EXPECT_EQ(render("test --resolution 21 18 --samples 3 -o small.bmp --packsize 7"), 0);
+    const std::string sSmall = readFile("small.bmp");
+    ASSERT_EQ(sSmall.size(), 54u + size_t{21 * 3 + 1} * 18);
+    const auto byteOf = [](const std::string& s, size_t u) { return static_cast<unsigned char>(s[54 + u]); };
+    for (unsigned y = 0; y < 18; ++y) {
+        for (unsigned u = 0; u < 21 * 3; ++u) {
+            unsigned uSum = 4;  // half of nine, rounded down
+            for (unsigned i = 0; i < 9; ++i) {
+                uSum += byteOf(sLarge, (y * 3 + i / 3) * (63 * 3 + 3) + (u / 3 * 3 + i % 3) * 3 + u % 3);
+            }
+            ASSERT_EQ(byteOf(sSmall, y * (21 * 3 + 1) + u), uSum / 9) << u << ", " << y;
+        }
+    }
+}
+
+TEST_F(RenderTest, FormatsFollowTheSuffix) {
+    EXPECT_EQ(render("test -o p.ppm") + render("test -o p.BMP") + render("test -o p.png") + render("test"), 0);
+    const std::string sBmp = readFile("p.BMP"), sPpm = readFile("p.ppm"), sHead = "P6\n56 48\n255\n";
+    ASSERT_EQ(sPpm.substr(0, sHead.size()), sHead);
+    for (unsigned u = 0; u < 56 * 48; ++u) {  // BMP has the bottom row first, and blue
+        const std::string sRgb = sPpm.substr(sHead.size() + 3 * u, 3),
+                          sBgr = sBmp.substr(54 + 3 * ((47 - u / 56) * 56 + u % 56), 3);
+        ASSERT_EQ(sRgb, std::string(sBgr.rbegin(), sBgr.rend()));
+    }
+    EXPECT_EQ(readFile("p.png").substr(1, 3), "PNG");
+    EXPECT_TRUE(readFile("p.png") == readFile("test.png")) << "the default name";
+    EXPECT_TRUE(render("test -o p.jpg") == 2 || readFile("p.jpg").substr(0, 2) == "\xFF\xD8") << sOutput;
+}
+
+TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
+    for (const char* sz : {"", "test --bogus", "test -o x.tif", "test -o x", "test --fov x", "test --fov 0",
+                           "test --from 1 2", "test --resolution 0 4", "test --resolution 4x 4", "test --samples 0",
+                           "test --jobs 0", "test other", "test --packsize 0", "test --camera 1 2 3 4 5 6 --at 1 2 3",
+                           "test --turn 30", "test --texattr -1", "test --orbit 10000", "test --from nan 1 1"}) {
+        EXPECT_EQ(render(sz), 2) << sz;
+        EXPECT_EQ(std::count(sOutput.begin(), sOutput.end(), '\n'), 1) << sOutput;
+    }
+    EXPECT_EQ(render("--help"), 0);
+    EXPECT_TRUE(contains(sOutput, "--samples N"));
+    EXPECT_EQ(render("--version"), 0);
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes"})) << "nothing was rendered";
+}
+
+TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
+    writeFile("broken.txt", "Scenes/broken.brs\nScenes/test/test.cam\nScenes/test/test.atr\nScenes/test/test.lgt\n");
+    writeFile("Scenes/broken.brs", "vertices 3\n0 0 0\n1 0 0\nx 1 0\n\ntriangles 1\n0 1 2\n\n0\n");
+    fs::create_directory("folder.png");
+    const struct {
+        const char *szArguments, *szSaid, *szBefore;
+    } cases[] = {
+        {"nowhere", "nowhere: no such scene", ""},
+        {"broken.txt", "Scenes/broken.brs:4: ", ""},
+        {"test -o nowhere/x.png", "nowhere/x.png: cannot be written: No such file or directory\n", ""},
+        {"test -o folder.png", "folder.png: cannot be written: ", ""},
+        {"test -o /proc/x.png", "/proc/x.png: cannot be written: ", ""},
+        {"test --fov 50 --resolution 2000000 2000000", "MB of memory", ""},
+        {"test --resolution 300 200 --fov 50 -o x.bmp", "x.bmp: cannot be written: File too large\n", "ulimit -f 20;"},
+        {"test --from 1 2 3 --at 1 2 3", "one point", ""}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(render(c.szArguments, c.szBefore), 1) << c.szArguments;
+        EXPECT_TRUE(contains(sOutput, c.szSaid)) << sOutput;
+        EXPECT_EQ(std::count(sOutput.begin(), sOutput.end(), '\n'), 1) << sOutput;
+        fs::remove_all("cache");
+        EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "broken.txt", "folder.png"})) << c.szArguments;
+    }
+}
+
+TEST_F(RenderTest, PicturesThatNobodyWantsAreWarnedOf) {
+    const SceneText scene = makeScene(makeShowcase(), 56, 48);
+    const auto with = [&](const char* szLights) {
+        SceneText other = scene;
+        other.sLights = szLights;
+        other.write("other");
+        return "other -o x.bmp ";
+    };
+    EXPECT_EQ(render("test -o x.bmp") + sOutput.size(), 0u) << sOutput;
+    const std::pair<std::string, const char*> cases[] = {
+        {with("0\n"), "no lights"},
+        {"other -o x.bmp", "x.bmp: all black"},
+        {"test --texattr 4 -o x.bmp", "the scene has 4 materials"},
+        {"test --resolution 48 48 -o x.bmp", "all will look tall"},
+        {"test --from 0 0 -90 --at 0 0 -99 -o x.bmp", "the camera sees nothing of the scene"},
+        {"test --from 0 0 -90 --at 0 0 -99 -o x.bmp", "x.bmp: nothing but background"}};
+    for (const auto& [sArguments, szSaid] : cases) {
+        EXPECT_EQ(render(sArguments), 0) << sArguments;
+        EXPECT_TRUE(contains(sOutput, szSaid)) << sArguments << ": " << sOutput;
+        EXPECT_EQ(render(sArguments + " --quiet"), 0);
+        EXPECT_EQ(sOutput, "");
+    }
+    EXPECT_EQ(render(with("2\n-8 14 -15 900 0 -1 0\n12 6 -9 0 0 -1 0\n")), 0);
+    EXPECT_EQ(sOutput, "warning: Scenes/other/other.lgt: light 2 has no flux\n");
+}
+
+TEST_F(RenderTest, ViewsAndOrbitsLookWhereTheyShould) {
+    const auto picture = [&](const std::string& sArguments) {
+        EXPECT_EQ(render("test -o x.bmp " + sArguments), 0) << sOutput;
+        return readFile("x.bmp");
+    };
+    const auto difference = [](const std::string& a, const std::string& b) {
+        size_t uSum = 0;
+        for (size_t u = 54; u < a.size(); ++u)
+            uSum += static_cast<size_t>(abs(int{uint8_t(a[u])} - int{uint8_t(b[u])}));
+        return static_cast<double>(uSum) / static_cast<double>(a.size());
+    };
+    const std::string sPlain = picture("");
+    EXPECT_LT(difference(sPlain, picture("--from 1 3 -22 --at 0 2 -10")), 1.0) << "the camera file's own view";
+    EXPECT_LT(difference(sPlain, picture("--fov 60.13")), 1.0);
+    EXPECT_GT(difference(sPlain, picture("--fov 90")), 3.0);
+    EXPECT_GT(difference(sPlain, picture("--from 1 30 -22")), 3.0);
+    picture("--from 0 50 0 --at 0 0 0");  // straight down
+    EXPECT_FALSE(contains(sOutput, "nothing")) << sOutput;
+
+    EXPECT_EQ(render("test --orbit 4 -o film.bmp"), 0) << sOutput;
+    EXPECT_TRUE(readFile("film-0001.bmp") == sPlain);
+    fs::create_directory("frames");
+    EXPECT_EQ(render("test --orbit 8 -o frames"), 0) << sOutput;
+    EXPECT_TRUE(fs::exists("frames/frame-0008.png") && !fs::exists("frames/frame-0009.png"));
+    EXPECT_EQ(render("test --orbit 8 -o film.bmp --resolution 56 48"), 0);
+    EXPECT_GT(difference(sPlain, readFile("film-0005.bmp")), 3.0) << "from behind";
+}
+
+TEST_F(RenderTest, TheCacheIsUsedAndNeverStale) {
+    EXPECT_EQ(render("test -o a.bmp --verbose"), 0);
+    ASSERT_EQ(cached().size(), 1u);
+    EXPECT_TRUE(contains(sOutput, "tree kept"));
+    const std::string sPicture = readFile("a.bmp"), sTree = cached()[0];
+    fs::rename("Scenes/test/test.brs", "Scenes/test/elsewhere.brs");  // the same content under another path
+    writeFile("Scenes/scene_descs/test.txt",
+              "Scenes/test/elsewhere.brs\nScenes/test/test.cam\nScenes/test/test.atr\nScenes/test/test.lgt\n");
+    EXPECT_EQ(render("test -o b.bmp --verbose"), 0);
+    EXPECT_TRUE(contains(sOutput, "tree read") && readFile("b.bmp") == sPicture) << sOutput;
+
+    std::string sDamaged = readFile(sTree);
+    sDamaged[sDamaged.find(' ', 60) + 1] ^= 1;
+    writeFile(sTree, sDamaged);
+    EXPECT_EQ(render("test -o c.bmp --verbose"), 0);
+    EXPECT_TRUE(contains(sOutput, "damaged") && contains(sOutput, "tree kept") && readFile("c.bmp") == sPicture);
+
+    makeScene(makeShowcase(), 56, 48).write("test");
+    Mesh mesh = makeShowcase();
+    mesh.addSphere({0, 5, -2}, 1.0f, 2, 1);
+    makeScene(mesh, 56, 48).write("test");
+    EXPECT_EQ(render("test -o d.bmp"), 0);
+    EXPECT_TRUE(readFile("d.bmp") == mandated("test")) << "the file has changed";
+    EXPECT_EQ(cached().size(), 2u);
+
+    writeFile("cache/raytracer/old.tree", std::string(1 << 20, 'x'));
+    fs::last_write_time("cache/raytracer/old.tree", fs::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_EQ(render("test -o d.bmp --cache-limit 1 --resetcache"), 0);
+    EXPECT_FALSE(fs::exists("cache/raytracer/old.tree")) << "what was not used for the longest time goes first";
+    EXPECT_EQ(cached().size(), 2u);
+    fs::remove_all("cache");
+    EXPECT_EQ(render("test -o d.bmp --cache-limit 0"), 0);
+    EXPECT_TRUE(cached().empty());
+    for (const char* szNowhere : {"XDG_CACHE_HOME=/dev/null/x", "XDG_CACHE_HOME= HOME=", "XDG_CACHE_HOME=/proc/x"}) {
+        EXPECT_EQ(render("test -o d.bmp", szNowhere), 0);
+        EXPECT_EQ(sOutput, "");
+    }
+}
+
+}  // namespace
+#endif

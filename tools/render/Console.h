@@ -1,0 +1,34 @@
+#pragma once
+
+/// What rt-render tells people, on standard error. Standard output stays silent: the library's own progress is sent
+/// away, or beside the messages when the user wants to see everything.
+class Console {
+ public:
+    /// From now on: bQuiet leaves errors only, bVerbose adds details and what the library says.
+    static void init(bool bQuiet, bool bVerbose);
+
+    /// One line without its line break. Errors and what an interrupted user must know are always shown.
+    static void error(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// Something that may make the picture another one than is wanted.
+    static void warning(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// What went well, for somebody who watches: on a terminal, or with bVerbose.
+    static void note(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// For bVerbose alone.
+    static void detail(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+
+    /// A line that the next message or status overwrites. On a terminal only.
+    static void status(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+    static void clearStatus();
+
+    /// True when status lines are seen.
+    static bool showsStatus();
+
+    /// Errors shown so far.
+    static unsigned errorCount();
+
+    /// Directory that the reports about input files are relative to, empty for the working directory.
+    static void setInputDirectory(const char* szDirectory);
+};

@@ -1,0 +1,199 @@
+// The way from the command line's wishes to pictures on disk.
+#include "tools/render/RenderJob.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "base/OutputFile.h"
+#include "tools/render/Console.h"
+#include "tools/render/ContentHash.h"
+#include "tools/render/PictureFile.h"
+#include "tools/render/SceneChecks.h"
+#include "tools/render/SceneKeys.h"
+#include "tools/render/TreeCache.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Seconds since the last call.
+class StopWatch {
+ public:
+    double lap() {
+        const Clock::time_point tBefore = tStart;
+        tStart = Clock::now();
+        return std::chrono::duration<double>(tStart - tBefore).count();
+    }
+
+ private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point tStart = Clock::now();
+};
+
+// Bytes that could be had without driving anything else out, 0 when the system does not say.
+uint64_t freeMemory() {
+    std::ifstream file("/proc/meminfo");
+    for (std::string sLine; std::getline(file, sLine);) {
+        unsigned long long uKilobytes = 0;
+        if (sscanf(sLine.c_str(), "MemAvailable: %llu kB", &uKilobytes) == 1) return uint64_t{uKilobytes} << 10;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int RenderJob::run() {
+    SceneSource::cleanUpOnSignals();
+    if (source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
+    const unsigned uFrames = std::max(1u, options.uOrbit);
+    const Orbit orbit(rayTracer);
+    RenderCrew crew(rayTracer, options.uJobs, options.uSamples);
+    for (unsigned uFrame = firstFrame(); uFrame < uFrames; ++uFrame) {
+        orbit.look(rayTracer, uFrame, uFrames);
+        const int iStatus = renderFrame(crew, uFrame);
+        if (iStatus != STATUS_DONE) return iStatus;
+    }
+    return STATUS_DONE;
+}
+
+// True when the pictures could not be written, which is reported.
+bool RenderJob::checkPicture() const {
+    const std::string sFirst = pictureName(0);
+    errno = 0;
+    if (!Velk::OutputFile::probe(sFirst.c_str())) return false;
+    Console::error("%s: cannot be written: %s", sFirst.c_str(), errno ? strerror(errno) : "not a file");
+    return true;
+}
+
+std::string RenderJob::pictureName(unsigned uFrame) const {
+    if (!options.uOrbit) return options.sPicture;
+    char szNumber[16];
+    snprintf(szNumber, sizeof(szNumber), "-%04u", uFrame + 1);
+    return stemOf(options.sPicture) + szNumber + suffixOf(options.sPicture);
+}
+
+// Reads the scene and makes everything ready that all pictures share. True on failure, which is reported.
+bool RenderJob::prepare() {
+    StopWatch watch;
+    Console::status("%s: reading", source.name().c_str());
+    rayTracer.parameters = options.parameters;
+    const bool bUnread = source.load(rayTracer);
+    source.removeTemporary();
+    if (bUnread) return true;
+    uWidth = rayTracer.parameters.uWidth;
+    uHeight = rayTracer.parameters.uHeight;
+    if (checkSize()) return true;
+    if (!source.isModel() && options.view.apply(rayTracer)) {
+        Console::error("rt-render: the camera stands where it looks: --from and --at are one point");
+        return true;
+    }
+    warnAboutStretching(rayTracer);
+    rayTracer.parameters.uWidth *= options.uSamples;
+    rayTracer.parameters.uHeight *= options.uSamples;
+    Console::detail("reading: %.2f s", watch.lap());
+
+    Console::status("%s: building the tree", source.name().c_str());
+    const std::string sGeometryKey = geometryKey(rayTracer.scene);
+    TreeCache cache(uint64_t{options.uCacheLimit} << 20);
+    cache.prepare(rayTracer, sGeometryKey);
+    if (rayTracer.preprocessScene()) {
+        if (!Console::errorCount()) Console::error("%s: not enough memory for the tree", source.name().c_str());
+        return true;
+    }
+    cache.finish();
+    sSceneKey = sceneKey(rayTracer, sGeometryKey);
+    warnAboutScene(rayTracer);
+    Console::clearStatus();
+    Console::detail("tree: %.2f s", watch.lap());
+    return false;
+}
+
+// True when the picture cannot be held, which is reported.
+bool RenderJob::checkSize() const {
+    const PictureFormat& format = *pictureFormat(options.sPicture);
+    const uint64_t uSide = std::max(uWidth, uHeight), uPixels = uint64_t{uWidth} * uHeight;
+    if (!uPixels) {
+        Console::error("%s: a picture of %u x %u pixels", rayTracer.sceneDesc.szCameraFile, uWidth, uHeight);
+        return true;
+    }
+    if (uSide > format.uLargestSide || uPixels * 3 > format.uLargestFile || uSide * options.uSamples > INT32_MAX) {
+        Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, format.szSuffix);
+        return true;
+    }
+    const uint64_t uNeeded = TilePool::bytesFor(uWidth, uHeight, options.parameters.uPackSize), uFree = freeMemory();
+    if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
+        Console::error("rt-render: %u x %u pixels need %llu MB of memory, %llu MB are free", uWidth, uHeight,
+                       static_cast<unsigned long long>(uNeeded >> 20), static_cast<unsigned long long>(uFree >> 20));
+        return true;
+    }
+    return false;
+}
+
+// Everything that decides about a picture's bytes.
+std::string RenderJob::settingsKey(unsigned uFrame) const {
+    ContentHash hash;
+    hash.add(sSceneKey);
+    for (const uint32_t u : {uWidth, uHeight, uint32_t{options.uSamples}, options.parameters.uPackSize,
+                             uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
+        hash.addValue(u);
+    }
+    return hash.text();
+}
+
+// The frame to go on with: the one that was interrupted, if those before it are there.
+unsigned RenderJob::firstFrame() const {
+    if (!options.bResume || !options.uOrbit) return 0;
+    for (unsigned u = 0; u < options.uOrbit; ++u) {
+        if (PartFile(pictureName(u)).isOf(settingsKey(u))) return u;
+        if (!fs::exists(pictureName(u))) break;
+    }
+    return 0;
+}
+
+int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
+    const std::string sFile = pictureName(uFrame), sKey = settingsKey(uFrame);
+    if (pool.create(uWidth, uHeight, options.parameters.uPackSize)) {
+        Console::error("rt-render: no memory for %u x %u pixels", uWidth, uHeight);
+        return STATUS_FAILED;
+    }
+    const PartFile part(sFile);
+    if (options.bResume) {
+        switch (part.load(pool, sKey)) {
+            case PartFile::Found::SAME:
+                Console::note("%s: goes on at %u of %u tiles", sFile.c_str(), pool.countDone(), pool.tileCount());
+                break;
+            case PartFile::Found::OTHER:
+                Console::warning("%s is of another scene or other settings, or damaged; starting anew",
+                                 part.picture().c_str());
+                break;
+            case PartFile::Found::NOTHING:
+                break;
+        }
+    }
+    StopWatch watch;
+    const RenderCrew::Result result = crew.render(pool, sFile.c_str());
+    if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, crew.stopSignal());
+    const double dSeconds = watch.lap();
+    warnAboutPicture(pool, sFile);
+    if (writePicture(sFile, {pool.pixels(), uWidth, uHeight})) return STATUS_FAILED;
+    part.remove();
+    Console::detail("writing: %.2f s", watch.lap());
+    Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), uWidth, uHeight, dSeconds);
+    return STATUS_DONE;
+}
+
+// Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
+int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
+    RenderCrew::restoreSignals();
+    const bool bLost = part.save(pool, sKey);
+    if (!bLost) {
+        Console::error("rt-render: %s; %u of %u tiles are in %s, --resume goes on from there",
+                       iSignal ? "interrupted" : "given up", pool.countDone(), pool.tileCount(),
+                       part.picture().c_str());
+    }
+    return iSignal ? STATUS_SIGNAL + iSignal : STATUS_FAILED;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "render/RayTracer.h"
+#include "tools/render/PartFile.h"
+#include "tools/render/RenderCrew.h"
+#include "tools/render/RenderOptions.h"
+#include "tools/render/SceneSource.h"
+#include "tools/render/TilePool.h"
+#include "tools/render/View.h"
+
+/// One run of rt-render: a scene is read and prepared once, then one picture or an orbit of pictures is made of it.
+class RenderJob {
+ public:
+    explicit RenderJob(const RenderOptions& wanted) : options(wanted) {}
+
+    /// Exit status of the program.
+    int run();
+
+ private:
+    bool checkPicture() const;
+    bool prepare();
+    bool checkSize() const;
+    std::string pictureName(unsigned uFrame) const;
+    unsigned firstFrame() const;
+    std::string settingsKey(unsigned uFrame) const;
+    int renderFrame(RenderCrew& crew, unsigned uFrame);
+    int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
+
+    const RenderOptions options;
+    RayTracer rayTracer;
+    SceneSource source;
+    TilePool pool;
+    uint32_t uWidth = 0, uHeight = 0;
+    std::string sSceneKey;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "render/RayTracer.h"
+
+/// The kd-trees of earlier runs, one file each in the user's cache directory. A file's name holds the hash of the
+/// geometry that it belongs to and the hash of what is in the file, so one of another mesh, of another program version
+/// or with a damaged byte is never used, and runs at the same time do not disturb each other. Without a directory to
+/// write to there is no cache, and nothing else changes.
+class TreeCache {
+ public:
+    /// Uses $XDG_CACHE_HOME/raytracer, or ~/.cache/raytracer.
+    explicit TreeCache(uint64_t uLimitBytes);
+
+    /// Before RayTracer::preprocessScene: points its kd-tree at the cache. sKey: hash of the geometry.
+    void prepare(RayTracer& rayTracer, const std::string& sKey);
+
+    /// After it: puts a new tree in its place, and removes the files that were not used for the longest time until the
+    /// rest is within the limit.
+    void finish();
+
+    /// True when the tree came from the cache.
+    bool wasHit() const { return bHit; }
+
+ private:
+    bool find(const std::string& sKey);
+    void trim() const;
+
+    const uint64_t uLimit;
+    std::string sDirectory;  // empty: no cache
+    std::string sKeyInUse, sFile;
+    bool bHit = false;
+};
