@@ -1,13 +1,18 @@
+// The cursor over the arguments.
 #include "app/Arguments.h"
 
 #include <cstdlib>
+
+#include "base/InputReport.h"
 
 Arguments::Arguments(int argc, const char** argv) {
     if (argc < 1) return;
     szProgram = argv[0];
     if (argc == 1) return;
-    // Without memory for a handful of pointers nothing else would work either.
-    if (vArguments.create(static_cast<uint32_t>(argc - 1), 10)) abort();
+    if (vArguments.create(static_cast<uint32_t>(argc - 1), 10)) {
+        Velk::memoryError(static_cast<uint64_t>(argc - 1) * sizeof(*argv), "the command line");
+        exit(EXIT_FAILURE);  // half a command line would render something else
+    }
     for (int i = 1; i < argc; ++i) vArguments.PushBack(argv[i]);
 }
 

@@ -9,7 +9,6 @@
 #include "app/Options.h"
 #include "base/Bitmap.h"
 #include "base/NLogger.h"
-#include "base/OutputFile.h"
 #include "net/AcceptLoop.h"
 #include "net/Client.h"
 #include "net/ClientSlots.h"
@@ -38,11 +37,7 @@ bool prepareImage(Velk::NBitmap& image) {
         ReportErrorFormat("Image too large: %u x %u pixels\n", parameters.uWidth, parameters.uHeight);
         return true;
     }
-    if (Velk::OutputFile::probe(parameters.szOutFile)) {
-        ReportErrorFormat("Failed to open file: %s\n", parameters.szOutFile);
-        return true;
-    }
-    return false;
+    return Velk::NBitmap::isRefused(parameters.szOutFile);
 }
 
 // "room.bmp" becomes "room.part.bmp".

@@ -1,6 +1,8 @@
+// The command line: options, their values, and what is wrong with them.
 #include "app/Options.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,16 +19,46 @@ uint32_t g_uMaxConn = 0;
 
 namespace {
 
+// Says on standard error what is the matter with an option. szText is the argument, null when it is missing.
+void explain(const char* szOption, const char* szText, const char* szWhat) {
+    if (szText) {
+        fprintf(stderr, "RayTracer.exe: %s: %s: \"%s\"\n", szOption, szWhat, szText);
+    } else {
+        fprintf(stderr, "RayTracer.exe: %s: %s, but the command line ends\n", szOption, szWhat);
+    }
+}
+
+// The same for what refuses the command line. Always true.
+bool refuse(const char* szOption, const char* szText, const char* szWhat) {
+    explain(szOption, szText, szWhat);
+    return true;
+}
+
+// Warns of a decimal comma and of the like: only the start of the value counts.
+void checkRest(const char* szOption, const char* szText, const char* szRest) {
+    if (*Velk::skipBlanks(szRest)) explain(szOption, szText, "warning: the end of the value is ignored");
+}
+
 // Reads the next value as "%f" does. True when it is missing or no number.
-bool readFloat(Arguments& arguments, float& f) {
-    return !arguments.Next() || sscanf(arguments.Current(), "%f", &f) != 1;
+bool readFloat(Arguments& arguments, const char* szOption, float& f) {
+    const char* szText = arguments.Next() ? arguments.Current() : nullptr;
+    const char* szRest = nullptr;
+    if (!szText || Velk::readFloats(szText, &f, 1, &szRest) != 1) return refuse(szOption, szText, "a number expected");
+    if (!std::isfinite(f)) explain(szOption, szText, "warning: not a finite number");
+    checkRest(szOption, szText, szRest);
+    return false;
 }
 
 // Reads the next value as "%u" does. True when it is missing, no number, or does not fit.
-bool readUnsigned(Arguments& arguments, uint32_t& u) {
+bool readUnsigned(Arguments& arguments, const char* szOption, uint32_t& u) {
+    const char* szText = arguments.Next() ? arguments.Current() : nullptr;
+    const char* szRest = nullptr;
     int64_t i = 0;
-    if (!arguments.Next() || Velk::readIntegers(arguments.Current(), &i, 1) != 1) return true;
-    if (i > UINT32_MAX || i < -int64_t{UINT32_MAX}) return true;
+    if (!szText || Velk::readIntegers(szText, &i, 1, &szRest) != 1) {
+        return refuse(szOption, szText, "a whole number expected");
+    }
+    if (i > UINT32_MAX || i < -int64_t{UINT32_MAX}) return refuse(szOption, szText, "a number of 32 bits expected");
+    checkRest(szOption, szText, szRest);
     u = static_cast<uint32_t>(i);
     return false;
 }
@@ -47,8 +79,13 @@ uint16_t toPort(const char* sz) {
 bool setCamera(Arguments& arguments) {
     float f[6];
     for (float& fValue : f) {
-        if (!arguments.Next()) return true;
-        if (sscanf(arguments.Current(), "%f", &fValue) != 1) return false;  // no effect; the walk goes on behind it
+        if (!arguments.Next()) return refuse("--camera", nullptr, "six numbers expected");
+        const char* szRest = nullptr;
+        if (Velk::readFloats(arguments.Current(), &fValue, 1, &szRest) != 1) {
+            explain("--camera", arguments.Current(), "warning: no number, so the option has no effect");
+            return false;  // the walk goes on behind it
+        }
+        checkRest("--camera", arguments.Current(), szRest);
     }
     g_rt.parameters.v3CameraPosition = {f[0], f[1], f[2]};
     g_rt.parameters.v3CameraLook = {f[3], f[4], f[5]};
@@ -57,7 +94,7 @@ bool setCamera(Arguments& arguments) {
 }
 
 bool setTexturedAttribute(Arguments& arguments) {
-    return readUnsigned(arguments, g_rt.parameters.uTexturedAttribute);
+    return readUnsigned(arguments, "--texattr", g_rt.parameters.uTexturedAttribute);
 }
 
 bool setResetCache(Arguments&) {
@@ -67,16 +104,17 @@ bool setResetCache(Arguments&) {
 
 bool setBrick(Arguments& arguments) {
     RaytracerParameters& parameters = g_rt.parameters;
-    return readFloat(arguments, parameters.fBrickWidth) || readFloat(arguments, parameters.fBrickHeight) ||
-           readFloat(arguments, parameters.fMortarWidth);
+    return readFloat(arguments, "--brick", parameters.fBrickWidth) ||
+           readFloat(arguments, "--brick", parameters.fBrickHeight) ||
+           readFloat(arguments, "--brick", parameters.fMortarWidth);
 }
 
 bool setOut(Arguments& arguments) {
-    if (!arguments.Next()) return true;
+    if (!arguments.Next()) return refuse("--out", nullptr, "a file name expected");
     constexpr size_t uSize = sizeof(g_rt.parameters.szOutFile);
     if (strnlen(arguments.Current(), uSize) == uSize) {
         ReportError("Invalid string: 'szFile'");
-        return true;
+        return refuse("--out", arguments.Current(), "a file name of at most 255 bytes expected");
     }
     Velk::copyText(g_rt.parameters.szOutFile, uSize, arguments.Current());
     return false;
@@ -84,8 +122,9 @@ bool setOut(Arguments& arguments) {
 
 bool setResolution(Arguments& arguments) {
     uint32_t uWidth = 0, uHeight = 0;
-    if (readUnsigned(arguments, uWidth) || readUnsigned(arguments, uHeight)) return true;
-    if (!uWidth || !uHeight) return true;
+    if (readUnsigned(arguments, "--resolution", uWidth) || readUnsigned(arguments, "--resolution", uHeight))
+        return true;
+    if (!uWidth || !uHeight) return refuse("--resolution", "0", "at least one pixel expected");
     g_rt.parameters.uWidth = uWidth;
     g_rt.parameters.uHeight = uHeight;
     g_rt.parameters.bCustomResolution = true;
@@ -93,7 +132,7 @@ bool setResolution(Arguments& arguments) {
 }
 
 bool setAngle(Arguments& arguments) {
-    return readFloat(arguments, g_rt.parameters.fAngleCoeff);
+    return readFloat(arguments, "--angle", g_rt.parameters.fAngleCoeff);
 }
 
 bool setDirt(Arguments&) {
@@ -102,7 +141,8 @@ bool setDirt(Arguments&) {
 }
 
 bool setPackSize(Arguments& arguments) {
-    return readUnsigned(arguments, g_rt.parameters.uPackSize) || !g_rt.parameters.uPackSize;
+    if (readUnsigned(arguments, "--packsize", g_rt.parameters.uPackSize)) return true;
+    return !g_rt.parameters.uPackSize && refuse("--packsize", "0", "at least one pixel expected");
 }
 
 bool help(Arguments&) {
@@ -110,31 +150,31 @@ bool help(Arguments&) {
 }
 
 bool client(Arguments& arguments) {
-    if (!arguments.Next()) return true;
+    if (!arguments.Next()) return refuse("--client", nullptr, "an address and a port expected");
     g_szIP = arguments.Current();
-    if (!arguments.Next()) return true;
+    if (!arguments.Next()) return refuse("--client", nullptr, "a port expected after the address");
     g_port = toPort(arguments.Current());
     g_uOption = MODE_CLIENT;
     return false;
 }
 
 bool server(Arguments& arguments) {
-    if (!arguments.Next()) return true;
+    if (!arguments.Next()) return refuse("--server", nullptr, "a port and a number of connections expected");
     g_port = toPort(arguments.Current());
-    if (!arguments.Next()) return true;
+    if (!arguments.Next()) return refuse("--server", nullptr, "a number of connections expected after the port");
     const int32_t iCount = toInt(arguments.Current());
     g_uMaxConn = static_cast<uint32_t>(iCount);
     g_uOption = MODE_SERVER;
-    return iCount < 1;
+    return iCount < 1 && refuse("--server", arguments.Current(), "at least one connection expected");
 }
 
 bool setScene(Arguments& arguments) {
     constexpr size_t LONGEST_NAME = 232;  // fills the path field to its last character
     const char* szScene = arguments.Current();
-    if (*szScene == '-') return true;
+    if (*szScene == '-') return refuse(szScene, szScene, "unknown option");
     if (strlen(szScene) > LONGEST_NAME) {
         ReportError("Invalid scene");
-        return true;
+        return refuse("scene", szScene, "a name of at most 232 bytes expected");
     }
     snprintf(g_rt.parameters.szDescFile, sizeof(g_rt.parameters.szDescFile), "Scenes/scene_descs/%s.txt", szScene);
     return false;

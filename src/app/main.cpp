@@ -1,5 +1,9 @@
+// The program's entry: the log, the command line, and one of the three modes.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <exception>
 
 #include "app/FarmModes.h"
 #include "app/Options.h"
@@ -20,7 +24,8 @@ int64_t readClock() {
 // Loads, preprocesses and renders one scene on this machine.
 void runLocal() {
     removeFilesOnSignals();
-    if (g_rt.load(nullptr, false) || g_rt.preprocessScene()) return;
+    if (g_rt.load(nullptr, false) || Velk::NBitmap::isRefused(g_rt.parameters.szOutFile)) return;
+    if (g_rt.preprocessScene()) return;
     printf("Preprocess done\n");
     const int64_t iStart = readClock();
     if (g_rt.run()) return;
@@ -30,14 +35,16 @@ void runLocal() {
     g_rt.release();
 }
 
-}  // namespace
-
-int main(int argc, const char** argv) {
-    prepareProcess();
-    NLogger::InitLogger("RayTracer.log", true);  // without a log file the program runs on silently
+// Does what the command line says. Returns the exit status.
+int run(int argc, const char** argv) {
     CommandWalker walker(argc, argv);
     addOptions(walker);
-    if (walker.ParseCommands() || (g_uOption != MODE_CLIENT && !*g_rt.parameters.szDescFile)) {
+    bool bRefused = walker.ParseCommands();
+    if (!bRefused && g_uOption != MODE_CLIENT && !*g_rt.parameters.szDescFile) {
+        fprintf(stderr, "RayTracer.exe: the name of a scene expected\n");
+        bRefused = true;
+    }
+    if (bRefused) {
         printUsage(walker);
         return 0;
     }
@@ -53,4 +60,21 @@ int main(int argc, const char** argv) {
             break;
     }
     return 1;  // of every completed mode
+}
+
+}  // namespace
+
+int main(int argc, const char** argv) {
+    constexpr const char* LOG_FILE = "RayTracer.log";
+    prepareProcess();
+    if (NLogger::InitLogger(LOG_FILE, true)) {
+        fprintf(stderr, "%s: %s: this run has no log and no messages\n", LOG_FILE, strerror(errno));
+    }
+    // Where much memory is asked for, its lack is reported by name. This is for the rest: a few bytes of a container.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        NLogger::LogLine("Not enough memory to go on: %s\n", e.what());
+        return 1;
+    }
 }

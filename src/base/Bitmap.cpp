@@ -113,6 +113,13 @@ void NBitmap::release() {
     uSize = uWidth = uHeight = 0;
 }
 
+bool NBitmap::isRefused(const char* szFile) {
+    if (!OutputFile::probe(szFile)) return false;
+    ReportErrorFormat("Failed to open file: %s", szFile);
+    fileError(szFile, errno);
+    return true;
+}
+
 bool NBitmap::saveToFile(const char* szFile) const {
     OutputFile file;
     if (file.open(szFile)) {

@@ -21,7 +21,7 @@ class NBitmap {
 
     /// Obtains storage for the pixels, uninitialised. Requires an empty bitmap. True when the image is too large for a
     /// file of this kind or for the memory; pData is null then.
-    bool create(unsigned uNewWidth, unsigned uNewHeight);
+    [[nodiscard]] bool create(unsigned uNewWidth, unsigned uNewHeight);
 
     /// Frees the storage and sets all fields to zero.
     void release();
@@ -40,11 +40,14 @@ class NBitmap {
         return pPixel[0] | unsigned{pPixel[1]} << 8 | unsigned{pPixel[2]} << 16;
     }
 
+    /// True when saveToFile() could not write this file now, which is logged. To be asked before hours of rendering.
+    [[nodiscard]] static bool isRefused(const char* szFile);
+
     /// Writes an uncompressed 24-bit BMP file, whole or not at all. True on failure, which is logged.
-    bool saveToFile(const char* szFile) const;
+    [[nodiscard]] bool saveToFile(const char* szFile) const;
 
     /// Reads an uncompressed 24-bit BMP file into an empty bitmap. True on failure, which is logged.
-    bool loadFromFile(const char* szFile);
+    [[nodiscard]] bool loadFromFile(const char* szFile);
 };
 
 }  // namespace Velk

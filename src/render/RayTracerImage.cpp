@@ -74,7 +74,7 @@ bool RayTracer::run() {
                        image.pData + yBand * uStride + xBand * 3, uStride);
         }
     }
-    image.saveToFile(parameters.szOutFile);  // reports its own failures
+    static_cast<void>(image.saveToFile(parameters.szOutFile));  // reports its own failures
     return false;
 }
 

@@ -55,9 +55,34 @@ TEST_F(ProgramTest, RefusedCommandLinesPrintTheUsageText) {
         EXPECT_EQ(sOutput.substr(sOutput.size() - std::min(sOutput.size(), USAGE.size())), USAGE) << s;
         const bool bLong = s.size() > 200;
         EXPECT_EQ(contains(sOutput, ">> "), bLong) << s;
+        EXPECT_EQ(contains(sOutput, "RayTracer.exe: "), !contains(s, "--help")) << s;
         EXPECT_TRUE(!bLong || contains(readFile("RayTracer.log"),
                                        s[0] == '-' ? ">> Invalid string: 'szFile'\n" : ">> Invalid scene\n"));
         EXPECT_EQ(readFile("kdtree.tmp") + readFile("out_tex.bmp"), "") << "nothing is rendered";
+    }
+}
+
+TEST_F(ProgramTest, RefusedCommandLinesNameTheArgumentAndTheReason) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "the name of a scene expected"},
+        {"-x", "-x: unknown option: \"-x\""},
+        {"--camera 1 2 3", "--camera: six numbers expected, but the command line ends"},
+        {"--brick 1 x 3 test", "--brick: a number expected: \"x\""},
+        {"--texattr 99999999999 test", "--texattr: a number of 32 bits expected: \"99999999999\""},
+        {"--packsize 0 test", "--packsize: at least one pixel expected: \"0\""},
+        {"--out", "--out: a file name expected, but the command line ends"},
+        {"--server 5000 0 test", "--server: at least one connection expected: \"0\""},
+        {"--client 127.0.0.1", "--client: a port expected after the address, but the command line ends"},
+        // Taken, but hardly meant.
+        {"--packsize 16x --help", "--packsize: warning: the end of the value is ignored: \"16x\""},
+        {"--angle 0,5 --help", "--angle: warning: the end of the value is ignored: \"0,5\""},
+        {"--angle inf --help", "--angle: warning: not a finite number: \"inf\""},
+        {"--camera 1 2 x --help", "--camera: warning: no number, so the option has no effect: \"x\""},
+    };
+    for (const auto& [szArguments, szReason] : cases) {
+        EXPECT_EQ(run(szArguments), 0) << szArguments;
+        const size_t uReason = sOutput.find("RayTracer.exe: " + std::string(szReason) + "\n");
+        EXPECT_LT(uReason, sOutput.find(USAGE)) << sOutput;
     }
 }
 
@@ -114,12 +139,17 @@ TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
         const char *szArguments, *szReport;
     } cases[] = {{"nowhere", "Failed to open file: Scenes/scene_descs/nowhere.txt"},
                  {"--resolution 100000 100000 test", "Image too large: 100000 x 100000 pixels\n"},
-                 {"--out missing/x.bmp test", "Failed to open file: missing/x.bmp"},
+                 {"--out missing/x.bmp test", "Failed to open file: missing/x.bmp\n"},
+                 {"--out missing/x.bmp test", " ] missing/x.bmp: No such file or directory\n"},
                  {"--out /dev/full test", "No image was written: /dev/full\n"},
-                 {"--out Scenes test", "Failed to open file: Scenes"}};
+                 {"--out /dev/full test", " ] /dev/full: No space left on device\n"},
+                 {"--out Scenes test", " ] Scenes: Is a directory\n"}};
     const std::vector<std::string> vNames = {"RayTracer.log", "Scenes", "kdtree.tmp", "out.txt"};
     for (const auto& c : cases) {
         EXPECT_EQ(run(c.szArguments), 1);
+        EXPECT_EQ(contains(sOutput, "Preprocess done"),
+                  contains(c.szArguments, "000") || contains(c.szArguments, "/dev/full"))
+            << "a picture that cannot be written is noticed before the work: " << c.szArguments;
         EXPECT_TRUE(contains(readFile("RayTracer.log"), c.szReport) && contains(sOutput, c.szReport)) << sOutput;
         EXPECT_EQ(list(), vNames) << c.szArguments;
     }
@@ -134,10 +164,11 @@ TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
 
 TEST_F(ProgramTest, RunsSilentlyWithoutALog) {
     std::filesystem::create_directory("RayTracer.log");
+    const std::string sReason = "RayTracer.log: Is a directory: this run has no log and no messages\n";
     EXPECT_EQ(run("nowhere"), 1);
-    EXPECT_EQ(sOutput, "");
+    EXPECT_EQ(sOutput, sReason);
     EXPECT_EQ(run("test"), 1);
-    EXPECT_EQ(sOutput.substr(0, 17), "Scene loaded...OK");
+    EXPECT_EQ(sOutput.substr(0, sReason.size() + 17), sReason + "Scene loaded...OK");
     EXPECT_TRUE(contains(readFile("out_tex.bmp"), "BM"));
 }
 
