@@ -25,8 +25,4 @@ struct FaceSteps : FaceValues<float> {
     static constexpr float LARGEST = 2e11f;
 
     uint32_t* pFace;  // input: numbers of faces
-
-    /// Fills all values for uCount > 0 faces. bTested: every face is known to overlap the enlarged box (by the very
-    /// same test). bTame: box and corners are finite and below LARGEST.
-    void measure(const SplitFrame& frame, const FaceCorners* pCorners, uint32_t uCount, bool bTested, bool bTame) const;
 };

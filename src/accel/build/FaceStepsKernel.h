@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <cstring>
 
+#include "accel/build/LaneMath.h"
 #include "accel/build/StepsFrame.h"
 
 // How the steps are found, and why they can be trusted.
@@ -42,12 +42,14 @@
 
 namespace {
 
-/// FaceSteps' computation for WIDTH faces at a time. Every lane does the same operations whatever the width. Nothing in
-/// here may call what other files compile as well: this file is compiled for several instruction sets.
+/// FaceSteps' computation for WIDTH faces at a time.
 template <unsigned WIDTH>
-struct StepsKernel {
-    typedef float Lanes __attribute__((vector_size(4 * WIDTH)));
-    typedef int32_t Mask __attribute__((vector_size(4 * WIDTH)));
+struct StepsKernel : LaneMath<WIDTH> {
+    using Math = LaneMath<WIDTH>;
+    using Lanes = typename Math::Lanes;
+    using Mask = typename Math::Mask;
+    using Math::absolute, Math::all, Math::allBits, Math::larger, Math::only, Math::smaller, Math::store,
+        Math::withSignOf;
     static_assert(StepsFrame::UNIT % WIDTH == 0, "whole lanes");
 
     static constexpr float ROUND = 0x1p-24f;
@@ -56,25 +58,6 @@ struct StepsKernel {
     static constexpr float SMALL = 1e-25f;                               // divisors below it are not used
     static constexpr float SHRINK = 0.99009806f, SHRINK_SURE = 0.9901f;  // below, above 1 / (1/2 + BOX_HALF)
     static constexpr float STRETCH = 100.0f, STRETCH_SURE = 100.001f;    // below, above 1 / (BOX_HALF - 1/2)
-
-    // The two vertices that the test projects for an edge, by axis of the cross product.
-    static constexpr uint8_t PROJECTED[3][3][2] = {
-        {{0, 2}, {0, 2}, {0, 1}}, {{0, 2}, {0, 2}, {0, 1}}, {{1, 2}, {0, 1}, {1, 2}}};
-
-    static Lanes all(float f) { return f - Lanes{}; }
-    static Mask allBits(int32_t i) { return i | Mask{}; }
-    static Lanes smaller(Lanes a, Lanes b) { return a < b ? a : b; }
-    static Lanes larger(Lanes a, Lanes b) { return a > b ? a : b; }
-    static Lanes absolute(Lanes a) { return reinterpret_cast<Lanes>(reinterpret_cast<Mask>(a) & allBits(INT32_MAX)); }
-
-    // f where the mask is set, else 0.
-    static Lanes only(Mask mask, Lanes f) { return reinterpret_cast<Lanes>(mask & reinterpret_cast<Mask>(f)); }
-
-    // f, negated where a is negative.
-    static Lanes withSignOf(Lanes a, Lanes f) {
-        const Mask sign = reinterpret_cast<Mask>(a) & allBits(INT32_MIN);
-        return reinterpret_cast<Lanes>(sign ^ reinterpret_cast<Mask>(f));
-    }
 
     // The range [G, F] of a triangle, each end between two bounds.
     struct Range {
@@ -133,9 +116,7 @@ struct StepsKernel {
         static Lanes gather(const float* const* p, unsigned u) {
             float f[WIDTH];
             for (unsigned i = 0; i < WIDTH; ++i) f[i] = p[i][u];
-            Lanes lanes;
-            memcpy(&lanes, f, sizeof(lanes));
-            return lanes;
+            return Math::load(f);
         }
     };
 
@@ -206,10 +187,6 @@ struct StepsKernel {
         sure = turn.sure <= extent * (1.0f - 4.0f * ROUND) ? nearEnd : later;
         const Lanes whole = larger(farEnd, all(fStart + 256.0f * ROUND * frame.fReach));
         sure = (unit.bInside & (nearEnd >= fStart)) ? smaller(sure, whole) : sure;
-    }
-
-    static void store(float* p, Lanes lanes) {
-        memcpy(p, &lanes, sizeof(lanes));
     }
 
     static void measure(const StepsFrame& frame, const float* const* pFaces, const FaceValues<float>& to, uint32_t u) {

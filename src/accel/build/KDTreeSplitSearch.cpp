@@ -68,7 +68,10 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
 }
 
 bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split) {
-    steps.measure(frame, corners.get(), uCount, bTested, bTame);
+    node = frame.forKernels();
+    node.bTested = bTested;
+    node.bTame = bTame;
+    kernel.measure(node, &corners[0].v3Corner[0].x, steps.pFace, uCount, steps);
     bBounded = bTame && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
     if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
     if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
@@ -200,40 +203,41 @@ void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
 }
 
 void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
-    const float fLowMaybe = steps.pLowMaybe[u], fLowSure = steps.pLowSure[u];
-    const uint32_t uLowSure = firstFrom(fLowSure, bins.faces.pLowSure[u]);
-    const uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
     const int32_t iBegin = static_cast<int32_t>(bins.first());
-    vRight[uHighEnd] -= bins.faces.pHighSure[u] >= iBegin;  // the others are counted already
-    const auto addOne = [](Velk::NDataVector<uint32_t>& vCounts, uint32_t uAt) {
-        ++vCounts[uAt];
-        --vCounts[uAt + 1];
-    };
-    // Unmarked, the low answer open.
-    if (fLowMaybe < fLowSure) {
-        const uint32_t uEnd = std::min(uLowSure, uHighEnd);
-        for (uint32_t j = firstFrom(fLowMaybe, bins.faces.pLowMaybe[u]); j < uEnd; ++j) {
-            if (overlapsLow(frame, u, vPositions[j])) addOne(vLeft, j);
-        }
-    }
-    // The high answer, and so the mark, open.
-    const bool bLowOpen = uLowSure > uHighEnd;
-    uint32_t uOpenEnd = bLowOpen ? uLowSure : uHighEnd;
+    // Counted high up to here: to the first miss, which marks the face, or to its end.
+    uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
+    vRight[uHighEnd] += bins.faces.pHighSure[u] < iBegin;  // the others are counted already
+    uint32_t uMark = vPositions.uSize;
     if (steps.pHighMaybe[u] > steps.pHighSure[u]) {
-        uOpenEnd = std::max(uOpenEnd, firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u]));
+        const uint32_t uOpenEnd = firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u]);
+        uHighEnd = firstHighMiss(u, uHighEnd, uOpenEnd);
     }
-    bool bMarked = false;
-    for (uint32_t j = uHighEnd; j < uOpenEnd; ++j) {
-        const float p = vPositions[j];
-        if (bLowOpen && (bMarked || p >= fLowSure || isLow(frame, u, p))) addOne(vLeft, j);
-        if (bMarked || p > steps.pMax[u] || steps.pMin[u] > frame.fHigh) continue;
-        if (p <= steps.pHighMaybe[u] && overlapsHigh(frame, u, p)) {
-            addOne(vRight, j);
-        } else {
-            bMarked = true;
-        }
+    if (steps.pMin[u] <= frame.fHigh && uHighEnd < vPositions.uSize && vPositions[uHighEnd] <= steps.pMax[u]) {
+        uMark = uHighEnd;
     }
-    vLeft[bLowOpen ? uOpenEnd : uLowSure] += bins.faces.pLowSure[u] >= iBegin;
+    --vRight[uHighEnd];
+    // Counted low without a test from here on.
+    const uint32_t uLowSure = std::min(firstFrom(steps.pLowSure[u], bins.faces.pLowSure[u]), uMark + 1);
+    if (steps.pLowMaybe[u] < steps.pLowSure[u])
+        countLow(u, firstFrom(steps.pLowMaybe[u], bins.faces.pLowMaybe[u]), uLowSure);
+    vLeft[uLowSure] += bins.faces.pLowSure[u] >= iBegin;
+}
+
+// Counts the candidates in a range whose low part the face overlaps.
+void KDTreeSplitSearch::countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd) {
+    const float* pCorners = &corners[steps.pFace[u]].v3Corner[0].x;
+    while (uBegin < uEnd) {
+        uBegin = kernel.firstOverlap(node, pCorners, false, vPositions.pData, uBegin, uEnd);
+        if (uBegin == uEnd) return;
+        ++vLeft[uBegin];
+        uBegin = kernel.firstMiss(node, pCorners, false, vPositions.pData, uBegin, uEnd);
+        --vLeft[uBegin];
+    }
+}
+
+uint32_t KDTreeSplitSearch::firstHighMiss(uint32_t u, uint32_t uBegin, uint32_t uEnd) const {
+    if (uBegin >= uEnd) return uBegin;
+    return kernel.firstMiss(node, &corners[steps.pFace[u]].v3Corner[0].x, true, vPositions.pData, uBegin, uEnd);
 }
 
 Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "accel/build/BuildKernel.h"
 #include "accel/build/FaceSteps.h"
 #include "accel/build/SplitBins.h"
 #include "accel/build/SplitFrame.h"
@@ -26,7 +27,8 @@ class KDTreeSplitSearch {
     /// Where the caller puts the face numbers of the next node, in list order.
     uint32_t* faces() { return steps.pFace; }
 
-    /// Finds the split of a node with uCount > 0 faces. bTested as for FaceSteps. True when there is not enough memory.
+    /// Finds the split of a node with uCount > 0 faces. bTested: each was found to overlap the enlarged box. True when
+    /// there is not enough memory.
     [[nodiscard]] bool find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split);
 
     /// True when face number u of the last node belongs to the low, the high child of a split at fPos, a candidate.
@@ -47,6 +49,8 @@ class KDTreeSplitSearch {
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
     void countFace(const SplitFrame& frame, uint32_t u);
+    void countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd);
+    uint32_t firstHighMiss(uint32_t u, uint32_t uBegin, uint32_t uEnd) const;
     uint32_t firstFrom(float fPos, int16_t iBin) const;
     uint32_t firstAfter(float fPos, int16_t iBin) const;
     Split cheapest(const SplitFrame& frame) const;
@@ -57,6 +61,8 @@ class KDTreeSplitSearch {
     std::unique_ptr<float[]> pValues;
     std::unique_ptr<int16_t[]> pBins;  // storage of the bins
     FaceSteps steps{};
+    StepsFrame node{};
+    const BuildKernel& kernel = BuildKernel::fastest();
     bool bTame = false;     // box and corners are of a size for which FaceSteps and SplitBins can answer
     bool bBounded = false;  // and the current node has an area
     SplitBins bins;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "accel/TriBoxIntersection.h"
+#include "accel/build/StepsFrame.h"
 #include "base/Vectors.h"
 
 /// A position on the split axis and what a split there costs.
@@ -19,9 +20,6 @@ struct SplitFrame {
     float fLow, fHigh;  // the box on that axis
     float fPerArea;     // cost of one face for each unit of area
 
-    /// Boxes are enlarged to this multiple of their extent on either side of the centre, so that no face falls between
-    /// two of them.
-    static constexpr float BOX_HALF = 0.51f;
     /// Cost of one interior node; that of a leaf is its number of faces.
     static constexpr float TRAVERSAL_COST = 0.3f;
 
@@ -39,6 +37,9 @@ struct SplitFrame {
         return (fAreaLow * static_cast<float>(uLowFaces) + static_cast<float>(uHighFaces) * fAreaHigh) * fPerArea +
                TRAVERSAL_COST;
     }
+
+    /// The node for the vectorised loops; bTested and bTame are left to the caller.
+    StepsFrame forKernels() const;
 
     Velk::BoxAABB lowPart(float fPos) const {
         Velk::BoxAABB part = box;
@@ -58,7 +59,7 @@ struct SplitFrame {
     }
 
     static Velk::NMVector3f centre(const Velk::BoxAABB& box) { return (box.v3Min + box.v3Max) / 2.0f; }
-    static Velk::NMVector3f half(const Velk::BoxAABB& box) { return (box.v3Max - box.v3Min) * BOX_HALF; }
+    static Velk::NMVector3f half(const Velk::BoxAABB& box) { return (box.v3Max - box.v3Min) * StepsFrame::BOX_HALF; }
 
     /// True when the triangle of the given three corners overlaps the enlarged box.
     static bool overlaps(const Velk::NMVector3f* pCorners, const Velk::BoxAABB& box) {

@@ -19,20 +19,17 @@ struct FaceValues {
     }
 };
 
-/// What the kernels of FaceSteps need to know of a node.
+/// What the kernels need to know of a node.
 struct StepsFrame {
+    /// Boxes are enlarged to this multiple of their extent on either side of the centre, so that no face falls between
+    /// two of them.
+    static constexpr float BOX_HALF = 0.51f;
     static constexpr uint32_t UNIT = 8;  // faces at a time; arrays of values have room for a whole last unit
 
     unsigned uAxis, uOther[2];   // the split axis, the next two
     float fLow, fHigh, fExtent;  // the box on the split axis
     float fReach;                // the larger of |fLow| and |fHigh|
     float fCentre[2], fHalf[2];  // the enlarged box on the other axes
-    bool bTested, bTame;         // as for FaceSteps
+    bool bTested;                // every face overlaps the enlarged box, by the very same test
+    bool bTame;                  // box and corners are finite and below FaceSteps::LARGEST
 };
-
-/// The kernels by the number of faces side by side: the nine floats of each face from pCorners on, the numbers of the
-/// node's faces, where to put the values.
-using MeasureSteps = void (*)(const StepsFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
-                              const FaceValues<float>& to);
-extern const MeasureSteps g_measureSteps4;
-extern const MeasureSteps g_measureSteps8;  // null where the build has no such instructions

@@ -1,0 +1,15 @@
+// The kernel for processors with AVX2.
+#include "accel/build/BuildKernel.h"
+
+#if defined(RT_VECTORS) && defined(__AVX2__)
+
+#include "accel/build/BuildKernelOf.h"
+
+static const BuildKernel g_kernel = BUILD_KERNEL<8>;
+const BuildKernel* const g_pBuildKernel8 = &g_kernel;
+
+#else
+
+const BuildKernel* const g_pBuildKernel8 = nullptr;
+
+#endif

@@ -1,0 +1,253 @@
+#pragma once
+
+// The overlap test of one face against the parts that many candidates cut off its node.
+
+#include "accel/build/LaneMath.h"
+#include "accel/build/StepsFrame.h"
+
+// Ranges of candidates are decided as a whole by doing the test's own operations on the ends of every value's range.
+// Rounding is monotone: a <= b implies fl(a) <= fl(b). So if each operand of an operation lies in its interval, the
+// rounded result lies between the rounded results at the interval's ends, and a comparison that holds for the worst
+// ends holds for every candidate of the range. Only the edges on the split axis need a word: e = fl(tj - ti) with
+// ti = fl(vi - c), tj = fl(vj - c). The centre c cancels but for rounding, so e would get an interval as long as the
+// range of c. Instead, fl(vi - c) is off by at most u |ti| with u = 2^-24, and likewise for j, so that tj - ti is off
+// vj - vi by at most u (|ti| + |tj|), and that off d = fl(vj - vi) by u |d|.
+
+namespace {
+
+/// Tests one face against the parts on one side of ascending candidates, WIDTH of them or WIDTH ranges at a time.
+template <unsigned WIDTH>
+class PartSweep : LaneMath<WIDTH> {
+    using Math = LaneMath<WIDTH>;
+    using Lanes = typename Math::Lanes;
+    using Mask = typename Math::Mask;
+
+ public:
+    PartSweep(const StepsFrame& node, const float* pCorners, bool bHighSide, const float* pPositions)
+        : frame(node), bHigh(bHighSide), pCandidates(pPositions) {
+        for (unsigned i = 0; i < 3; ++i) {
+            s[i] = pCorners[3 * i + frame.uAxis];
+            for (unsigned k = 0; k < 2; ++k) t[k][i] = pCorners[3 * i + frame.uOther[k]] - frame.fCentre[k];
+        }
+        for (unsigned i = 0; i < 3; ++i) {
+            for (unsigned k = 0; k < 2; ++k) e[k][i] = t[k][(i + 1) % 3] - t[k][i];
+        }
+        nS = e[0][0] * e[1][1] - e[1][0] * e[0][1];
+        bSeparated = false;
+        for (unsigned k = 0; k < 2; ++k) bSeparated |= isApart(t[k][0], t[k][1], t[k][2], frame.fHalf[k]);
+        for (unsigned i = 0; i < 3; ++i) {
+            const unsigned a = PROJECTED[frame.uAxis][i][0], b = PROJECTED[frame.uAxis][i][1];
+            const float pA = e[1][i] * t[0][a] - e[0][i] * t[1][a], pB = e[1][i] * t[0][b] - e[0][i] * t[1][b];
+            const float fRadius = __builtin_fabsf(e[1][i]) * frame.fHalf[0] + __builtin_fabsf(e[0][i]) * frame.fHalf[1];
+            bSeparated |= isApart(pA, pB, pB, fRadius);
+        }
+    }
+
+    /// The first candidate from uBegin on whose part the face misses, uEnd when there is none.
+    uint32_t firstMiss(uint32_t uBegin, uint32_t uEnd) const {
+        return bSeparated ? uBegin : firstMiss(uBegin, uEnd, ALL_TESTS);
+    }
+
+    /// The first candidate from uBegin on whose part the face overlaps, uEnd when there is none.
+    uint32_t firstOverlap(uint32_t uBegin, uint32_t uEnd) const {
+        return bSeparated ? uEnd : firstOf(OVERLAP, uBegin, uEnd, ALL_TESTS);
+    }
+
+ private:
+    // Separating axes with a component on the split axis: the cross products of three edges with the two other axes,
+    // the split axis itself, the plane.
+    static constexpr unsigned SPAN = 6, PLANE = 7, ALL_TESTS = 255;
+    static constexpr int32_t OVERLAP = 0, MISS = -1;  // is a lane separated?
+    static constexpr uint32_t FEW = 512;              // candidates that are tested one by one
+    static constexpr float ROUND_UP = 0x1.004p-24f;   // above u, with room for the rounding of the slack itself
+
+    static constexpr float TINY = 0x1p-126f;  // above every error by underflow
+
+    // What a value may be for the candidates of a range.
+    struct Interval {
+        Lanes low, high;
+    };
+
+    // The part's values on the split axis: lanes for single candidates, intervals for ranges.
+    template <typename Value>
+    struct Part {
+        Value h, t[3], e[3];
+    };
+
+    static bool isApart(float a, float b, float c, float fRadius) {
+        const float fMin = b < a ? b : a, fMax = a < b ? b : a;
+        return (c < fMin ? c : fMin) > fRadius || (fMax < c ? c : fMax) < -fRadius;
+    }
+
+    // Operations of the test on single values and on intervals.
+    static Lanes times(Lanes a, Lanes b) { return a * b; }
+    static Lanes minus(Lanes a, Lanes b) { return a - b; }
+    static Lanes plus(Lanes a, Lanes b) { return a + b; }
+    static Lanes smaller(Lanes a, Lanes b) { return b < a ? b : a; }  // as std::min() and std::max(), NaN included
+    static Lanes larger(Lanes a, Lanes b) { return a < b ? b : a; }
+    static Lanes magnitude(Lanes a) { return Math::absolute(a); }
+    static Mask isAbove(Lanes a, Lanes b) { return a > b; }
+    static Interval times(Lanes a, Interval b) {
+        const Lanes x = a * b.low, y = a * b.high;
+        return {smaller(x, y), larger(x, y)};
+    }
+    static Interval minus(Interval a, Interval b) { return {a.low - b.high, a.high - b.low}; }
+    static Interval minus(Interval a, Lanes b) { return {a.low - b, a.high - b}; }
+    static Interval minus(Lanes a, Interval b) { return {a - b.high, a - b.low}; }
+    static Interval plus(Interval a, Interval b) { return {a.low + b.low, a.high + b.high}; }
+    static Interval plus(Interval a, Lanes b) { return {a.low + b, a.high + b}; }
+    static Interval smaller(Interval a, Interval b) { return {smaller(a.low, b.low), smaller(a.high, b.high)}; }
+    static Interval larger(Interval a, Interval b) { return {larger(a.low, b.low), larger(a.high, b.high)}; }
+    static Interval magnitude(Interval a) { return {larger(Lanes{}, larger(a.low, -a.high)), larger(-a.low, a.high)}; }
+    static Lanes negative(Lanes a) { return -a; }
+    static Interval negative(Interval a) { return {-a.high, -a.low}; }
+    static Mask isAbove(Interval a, Interval b) { return ~(a.high <= b.low); }  // possibly
+
+    Lanes centre(Lanes p) const { return 0.5f * ((bHigh ? frame.fHigh : frame.fLow) + p); }
+    Lanes half(Lanes p) const { return (bHigh ? frame.fHigh - p : p - frame.fLow) * StepsFrame::BOX_HALF; }
+
+    Part<Lanes> partAt(Lanes p) const {
+        Part<Lanes> part;
+        const Lanes c = centre(p);
+        part.h = half(p);
+        for (unsigned i = 0; i < 3; ++i) part.t[i] = s[i] - c;
+        for (unsigned i = 0; i < 3; ++i) part.e[i] = part.t[(i + 1) % 3] - part.t[i];
+        return part;
+    }
+
+    Part<Interval> partsBetween(Lanes first, Lanes last) const {
+        Part<Interval> part;
+        const Lanes cFirst = centre(first), cLast = centre(last), hFirst = half(first), hLast = half(last);
+        part.h = {bHigh ? hLast : hFirst, bHigh ? hFirst : hLast};
+        Lanes reach[3];
+        for (unsigned i = 0; i < 3; ++i) {
+            part.t[i] = {s[i] - cLast, s[i] - cFirst};
+            reach[i] = larger(-part.t[i].low, part.t[i].high);
+        }
+        for (unsigned i = 0; i < 3; ++i) {
+            const unsigned j = (i + 1) % 3;
+            const float d = s[j] - s[i];
+            Lanes slack = (reach[i] + reach[j] + __builtin_fabsf(d)) * ROUND_UP + TINY;
+            if (d == 0.0f) slack = Lanes{};  // equal corners stay equal
+            part.e[i] = {d - slack, d + slack};
+        }
+        return part;
+    }
+
+    template <typename Value>
+    Mask separates(unsigned uTest, const Part<Value>& part) const {
+        if (uTest == PLANE) return planeSeparates(part);
+        if (uTest == SPAN) {
+            return isAbove(smaller(smaller(part.t[0], part.t[1]), part.t[2]), part.h) |
+                   isAbove(negative(larger(larger(part.t[0], part.t[1]), part.t[2])), part.h);
+        }
+        const unsigned k = uTest / 3, i = uTest % 3;
+        const uint8_t* pProjected = PROJECTED[frame.uOther[1 - k]][i];
+        const Lanes edge = Math::all(e[k][i]);
+        const auto project = [&](unsigned v) {
+            return minus(times(edge, part.t[v]), times(Math::all(t[k][v]), part.e[i]));
+        };
+        const Value a = project(pProjected[0]), b = project(pProjected[1]);
+        const Value radius =
+            plus(times(magnitude(edge), part.h), times(Math::all(frame.fHalf[k]), magnitude(part.e[i])));
+        return isAbove(smaller(a, b), radius) | isAbove(negative(larger(a, b)), radius);
+    }
+
+    // n * (-h - t) where n > 0, else n * (h - t): how far the part's nearest corner is from the plane, by axis.
+    static Lanes nearest(Lanes n, Lanes h, Lanes t) { return n * ((n > 0.0f ? -h : h) - t); }
+    static Lanes farthest(Lanes n, Lanes h, Lanes t) { return n * ((n > 0.0f ? h : -h) - t); }
+    // Straight on either side of n = 0, so that the extreme is at an end or there.
+    static Lanes nearest(Interval n, Lanes h, Lanes t) {
+        const Lanes ends = larger(nearest(n.low, h, t), nearest(n.high, h, t));
+        return (n.low < 0.0f) & (n.high > 0.0f) ? larger(ends, Lanes{}) : ends;
+    }
+    static Lanes farthest(Interval n, Lanes h, Lanes t) {
+        const Lanes ends = smaller(farthest(n.low, h, t), farthest(n.high, h, t));
+        return (n.low < 0.0f) & (n.high > 0.0f) ? smaller(ends, Lanes{}) : ends;
+    }
+    // The worst part is the smallest one.
+    static Lanes nearest(Lanes n, Interval h, Interval t) { return nearest(n, h.low, n > 0.0f ? t.low : t.high); }
+    static Lanes farthest(Lanes n, Interval h, Interval t) { return farthest(n, h.low, n > 0.0f ? t.high : t.low); }
+
+    template <typename Value>
+    Mask planeSeparates(const Part<Value>& part) const {
+        const auto product = [](float f, const Value& v) { return times(Math::all(f), v); };
+        const Value n1 = minus(product(e[1][0], part.e[1]), product(e[1][1], part.e[0]));
+        const Value n2 = minus(product(e[0][1], part.e[0]), product(e[0][0], part.e[1]));
+        const auto sum = [this](Lanes onAxis, Lanes x, Lanes y) {  // in the order of the axes
+            return frame.uAxis == 0 ? onAxis + x + y : frame.uAxis == 1 ? onAxis + y + x : x + y + onAxis;
+        };
+        const Lanes h1 = Math::all(frame.fHalf[0]), t1 = Math::all(t[0][0]), normalS = Math::all(nS);
+        const Lanes h2 = Math::all(frame.fHalf[1]), t2 = Math::all(t[1][0]);
+        const Lanes near = sum(nearest(normalS, part.h, part.t[0]), nearest(n1, h1, t1), nearest(n2, h2, t2));
+        const Lanes far = sum(farthest(normalS, part.h, part.t[0]), farthest(n1, h1, t1), farthest(n2, h2, t2));
+        return (near > 0.0f) | ~(far >= 0.0f);
+    }
+
+    // Candidates of a range, the last one repeated.
+    Lanes candidates(uint32_t uBegin, uint32_t uEnd) const {
+        if (uEnd - uBegin >= WIDTH) return Math::load(pCandidates + uBegin);
+        float f[WIDTH];
+        for (uint32_t i = 0; i < WIDTH; ++i) f[i] = pCandidates[uBegin + i < uEnd ? uBegin + i : uEnd - 1];
+        return Math::load(f);
+    }
+
+    uint32_t firstOf(int32_t iAnswer, uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
+        const auto planeAlone = [&](const Part<Lanes>& part) { return planeSeparates(part); };
+        const auto theseTests = [&](const Part<Lanes>& part) {
+            Mask separated{};
+            for (unsigned u = uTests; u; u &= u - 1) {
+                separated |= separates(static_cast<unsigned>(__builtin_ctz(u)), part);
+            }
+            return separated;
+        };
+        // Nearly always it is the plane of a sliver that is in doubt.
+        return uTests == 1u << PLANE ? firstOf(iAnswer, uBegin, uEnd, planeAlone)
+                                     : firstOf(iAnswer, uBegin, uEnd, theseTests);
+    }
+
+    template <typename Separates>
+    uint32_t firstOf(int32_t iAnswer, uint32_t uBegin, uint32_t uEnd, const Separates& isSeparated) const {
+        for (uint32_t u = uBegin; u < uEnd; u += WIDTH) {
+            const Mask found = isSeparated(partAt(candidates(u, uEnd))) == iAnswer;
+            if (!Math::any(found)) continue;
+            uint32_t i = 0;
+            while (!found[i]) ++i;
+            return u + i < uEnd ? u + i : uEnd;
+        }
+        return uEnd;
+    }
+
+    // As the public one; uTests are the tests that are not known to pass.
+    uint32_t firstMiss(uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
+        if (!frame.bTame || uEnd - uBegin <= FEW) return firstOf(MISS, uBegin, uEnd, uTests);
+        const uint32_t uStep = (uEnd - uBegin + WIDTH - 1) / WIDTH;
+        float fFirst[WIDTH], fLast[WIDTH];
+        for (uint32_t i = 0, u = uBegin; i < WIDTH; ++i, u += uStep) {
+            fFirst[i] = pCandidates[u < uEnd ? u : uEnd - 1];
+            fLast[i] = pCandidates[u + uStep < uEnd ? u + uStep - 1 : uEnd - 1];
+        }
+        const Part<Interval> parts = partsBetween(Math::load(fFirst), Math::load(fLast));
+        Mask open{};
+        for (unsigned u = uTests; u; u &= u - 1) {
+            const unsigned uTest = static_cast<unsigned>(__builtin_ctz(u));
+            open |= separates(uTest, parts) & (1 << uTest);
+        }
+        for (uint32_t i = 0, u = uBegin; i < WIDTH && u < uEnd; ++i, u += uStep) {
+            const uint32_t uStop = u + uStep < uEnd ? u + uStep : uEnd;
+            if (!open[i]) continue;
+            const uint32_t uMiss = firstMiss(u, uStop, static_cast<unsigned>(open[i]));
+            if (uMiss < uStop) return uMiss;
+        }
+        return uEnd;
+    }
+
+    const StepsFrame& frame;
+    const bool bHigh;
+    const float* const pCandidates;
+    float s[3], t[2][3], e[2][3];  // corners on the split axis; on the others from the centre, and edges there
+    float nS;                      // the normal on the split axis
+    bool bSeparated;               // by an axis without a component on the split axis, for every candidate
+};
+
+}  // namespace

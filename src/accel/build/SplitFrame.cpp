@@ -1,0 +1,21 @@
+// A node as the vectorised loops see it.
+#include "accel/build/SplitFrame.h"
+
+#include <algorithm>
+#include <cmath>
+
+StepsFrame SplitFrame::forKernels() const {
+    const Velk::NMVector3f v3Centre = centre(box), v3Half = half(box);
+    StepsFrame node{};
+    node.uAxis = uAxis;
+    for (unsigned k = 0; k < 2; ++k) {
+        node.uOther[k] = (uAxis + 1 + k) % 3;
+        node.fCentre[k] = v3Centre[node.uOther[k]];
+        node.fHalf[k] = v3Half[node.uOther[k]];
+    }
+    node.fLow = fLow;
+    node.fHigh = fHigh;
+    node.fExtent = fHigh - fLow;
+    node.fReach = std::max(std::fabs(fLow), std::fabs(fHigh));
+    return node;
+}
