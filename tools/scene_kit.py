@@ -2,6 +2,9 @@
 
 A scene is four files: geometry (.brs), camera (.cam), materials (.atr), lights (.lgt), named by
 Scenes/scene_descs/NAME.txt.
+
+Shapes are built as modelling programs do: x to the right, y up, z towards the viewer. The files' z points into the
+picture; into() is the step from one to the other, taken where files are written.
 """
 import math
 import os
@@ -38,6 +41,16 @@ def number(value):
     return "0" if text in ("-0", "") else text
 
 
+def exact(value):
+    """Nine digits name every single-precision number, so a screen made of them is square to its view."""
+    return f"{value + 0.0:.9g}"
+
+
+def into(p):
+    """A point in the world of the files."""
+    return (p[0], p[1], -p[2] + 0.0)
+
+
 def profile(text):
     """A profile for lathe() from "radius:height ..." in centimetres; a | between points is a sharp edge."""
     return [None if word == "|" else tuple(float(c) / 100 for c in word.split(":")) for word in text.split()]
@@ -69,8 +82,7 @@ class Materials:
 
 
 class Mesh:
-    """Triangles under construction. Corners are listed counter-clockwise as seen from outside; the geometry file wants
-    them the other way round, which only triangle() knows."""
+    """Triangles under construction. Corners are listed counter-clockwise as seen from outside, here and in the file."""
 
     def __init__(self, materials):
         self.materials, self.vertices, self.faces, self.frame = materials, [], [], lambda p: p
@@ -95,7 +107,7 @@ class Mesh:
         return len(self.vertices) - 1
 
     def triangle(self, a, b, c, material):
-        self.faces.append((a, c, b, self.materials.index(material)))
+        self.faces.append((a, b, c, self.materials.index(material)))
 
     def quad(self, a, b, c, d, material):
         i, j, k, m = (self.vertex(p) for p in (a, b, c, d))
@@ -203,23 +215,22 @@ class Mesh:
 
     def text(self):
         rows = [f"vertices {len(self.vertices)}"]
-        rows += [" ".join(number(c) for c in v) for v in self.vertices]
+        rows += [" ".join(number(c) for c in into(v)) for v in self.vertices]
         rows += ["", f"triangles {len(self.faces)}"] + ["%d %d %d" % f[:3] for f in self.faces] + [""]
         marks = [str(f[3]) for f in self.faces]
         rows += [" ".join(marks[i:i + 10]) for i in range(0, len(marks), 10)]
         return "\n".join(rows) + "\n"
 
 
-def camera_text(name, eye, towards, angle, size, rise):
-    """A camera with an upright screen, so that upright edges stay upright; the screen is shifted by rise (tangent of
-    the angle) instead of tilting the view. angle is the horizontal field of view."""
-    forward = unit((towards[0] - eye[0], 0, towards[1] - eye[2]))
-    right = cross(forward, (0, 1, 0))
+def camera_text(name, eye, towards, angle, size, slope):
+    """A camera that looks towards a point (x, z), up or down by slope (the tangent of the angle). angle is the
+    horizontal field of view."""
+    forward = unit(add(unit((towards[0] - eye[0], 0, towards[1] - eye[2])), (0, slope, 0)))
+    right = unit(cross(forward, (0, 1, 0)))
     half = math.tan(math.radians(angle / 2))
-    tall = half * size[1] / size[0]
-    middle = add(eye, add(forward, (0, rise, 0)))
-    corners = [add(middle, add(mul(right, x * half), (0, y * tall, 0))) for x, y in ((-1, 1), (1, 1), (-1, -1))]
-    rows = [" ".join(f"{c:.6f}" for c in p) for p in [eye] + corners]
+    row, column = mul(right, half), mul(cross(right, forward), half * size[1] / size[0])
+    corners = [add(add(eye, forward), add(mul(row, x), mul(column, y))) for x, y in ((-1, 1), (1, 1), (-1, -1))]
+    rows = [" ".join(exact(c) for c in into(p)) for p in [eye] + corners]
     lines = [f"Camera {name}", f"viewpoint {rows[0]}", "screen"] + rows[1:] + ["resolution %d %d" % size]
     return "\n".join(lines) + "\n"
 
@@ -229,7 +240,7 @@ def write_scene(root, name, mesh, camera, lights):
     folder = os.path.join(root, "Scenes", name)
     os.makedirs(folder, exist_ok=True)
     os.makedirs(os.path.join(root, "Scenes", "scene_descs"), exist_ok=True)
-    lamps = [f"{len(lights)}"] + [" ".join(number(c) for c in light) + " 0 -1 0" for light in lights]
+    lamps = [f"{len(lights)}"] + [" ".join(number(c) for c in (*into(light), light[3])) + " 0 -1 0" for light in lights]
     files = {f"Scenes/{name}/{name}.brs": mesh.text(), f"Scenes/{name}/{name}.cam": camera_text(name, *camera),
              f"Scenes/{name}/{name}.atr": "\n\n".join(mesh.materials.text) + "\n",
              f"Scenes/{name}/{name}.lgt": "\n".join(lamps) + "\n"}
@@ -242,12 +253,11 @@ def write_scene(root, name, mesh, camera, lights):
 
 
 def shell(mesh, lo, hi, left, right, back, front, floor, ceiling):
-    """A closed box seen from inside; a material of None leaves that side open. The back wall looks away from the room
-    and the left one into it: these are the windings that the brick texture wants, and light does not mind."""
+    """A closed box whose walls look inwards; a material of None leaves that side open."""
     (x, y, z), (X, Y, Z) = lo, hi
     for material, corners in ((left, ((x, y, Z), (x, y, z), (x, Y, z), (x, Y, Z))),
                               (right, ((X, y, z), (X, y, Z), (X, Y, Z), (X, Y, z))),
-                              (back, ((X, y, z), (x, y, z), (x, Y, z), (X, Y, z))),
+                              (back, ((x, y, z), (X, y, z), (X, Y, z), (x, Y, z))),
                               (front, ((X, y, Z), (x, y, Z), (x, Y, Z), (X, Y, Z))),
                               (floor, ((x, y, Z), (X, y, Z), (X, y, z), (x, y, z))),
                               (ceiling, ((x, Y, z), (X, Y, z), (X, Y, Z), (x, Y, Z)))):

@@ -2,7 +2,7 @@
 
 #include <sys/mman.h>
 
-#include <cstdint>
+#include <memory>
 
 namespace Velk {
 
@@ -10,10 +10,11 @@ void preferLargePages(void* pBlock, size_t uBytes) {
 #ifdef MADV_HUGEPAGE
     constexpr size_t LARGE_PAGE = 2 * 1024 * 1024;
     if (uBytes < 2 * LARGE_PAGE) return;
-    const uintptr_t uFirst = (reinterpret_cast<uintptr_t>(pBlock) + LARGE_PAGE - 1) / LARGE_PAGE * LARGE_PAGE;
-    const uintptr_t uEnd = (reinterpret_cast<uintptr_t>(pBlock) + uBytes) / LARGE_PAGE * LARGE_PAGE;
+    void* pFirst = pBlock;
     // Only a hint: when it is refused nothing is lost but time.
-    if (uFirst < uEnd) madvise(reinterpret_cast<void*>(uFirst), uEnd - uFirst, MADV_HUGEPAGE);
+    if (std::align(LARGE_PAGE, LARGE_PAGE, pFirst, uBytes)) {
+        madvise(pFirst, uBytes / LARGE_PAGE * LARGE_PAGE, MADV_HUGEPAGE);
+    }
 #else
     (void)pBlock;
     (void)uBytes;

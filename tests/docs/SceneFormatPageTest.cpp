@@ -1,5 +1,6 @@
 #include "render/RayTracer.h"
 #include "support/FileTest.h"
+#include "support/Scenes.h"
 
 namespace {
 
@@ -16,6 +17,7 @@ TEST_F(SceneFormatPageTest, ExampleRendersAsShown) {
         writeFile(sPage.substr(uName, uTail - uName), sPage.substr(uText, sPage.find(sEnd, uText) - uText));
     }
     ASSERT_EQ(uFiles, 5u);
+    EXPECT_LT(differingWithOwnCamera("Scenes/scene_descs/pyramid.txt", 320, 240), 32u);
     RayTracer tracer;
     ASSERT_FALSE(tracer.load("Scenes/scene_descs/pyramid.txt", false) || tracer.preprocessScene() || tracer.run());
     ASSERT_TRUE(tracer.image.uWidth == 320 && tracer.image.uHeight == 240);

@@ -33,6 +33,30 @@ Mesh makeShowcase() {
     return mesh;
 }
 
+unsigned differingWithOwnCamera(const std::string& sDescription, unsigned uWidth, unsigned uHeight) {
+    RayTracer plain, turned;
+    for (RayTracer* p : {&plain, &turned}) {
+        RaytracerParameters& parameters = p->parameters;
+        parameters.bCustomResolution = true;
+        parameters.uWidth = uWidth;
+        parameters.uHeight = uHeight;
+        if (plain.camera.bLoaded) {
+            const Camera& own = plain.camera;
+            const Velk::NMVector3f v3View = (own.v3Screen[1] + own.v3Screen[2]) * 0.5f - own.v3Position;
+            parameters.bCustomCamera = true;
+            parameters.v3CameraPosition = own.v3Position;
+            parameters.v3CameraLook = normalize(v3View);
+        }
+        EXPECT_FALSE(p->load(sDescription.c_str(), false)) << sDescription;
+    }
+    unsigned uDiffer = 0;
+    for (RayTracer* p : {&plain, &turned}) EXPECT_FALSE(p->preprocessScene() || p->run()) << sDescription;
+    for (unsigned y = 0; y < uHeight; ++y) {
+        for (unsigned x = 0; x < uWidth; ++x) uDiffer += plain.image.getPixel(x, y) != turned.image.getPixel(x, y);
+    }
+    return uDiffer;
+}
+
 std::string renderPacks(RayTracer& rayTracer, unsigned uPackSize) {
     RaytracerParameters& parameters = rayTracer.parameters;
     parameters.uPackSize = uPackSize;

@@ -20,5 +20,9 @@ SceneText makeScene(const Mesh& mesh, unsigned uWidth, unsigned uHeight);
 /// A wall, a floor, a mirror, a smooth ball and one of glass.
 Mesh makeShowcase();
 
+/// Renders a scene of this description, at this size, with the camera file's view and with --camera naming the same eye
+/// and direction. Returns how many pixels differ.
+unsigned differingWithOwnCamera(const std::string& sDescription, unsigned uWidth, unsigned uHeight);
+
 /// Renders the whole image by packs.
 std::string renderPacks(RayTracer& rayTracer, unsigned uPackSize);

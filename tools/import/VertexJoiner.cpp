@@ -80,7 +80,8 @@ uint32_t VertexJoiner::vertexAt(const NMVector3f& v3Position) {
     const size_t uMask = vTable.size() - 1;
     size_t uSlot = hashOf(p) & uMask;
     for (; vTable[uSlot] != NO_ENTRY; uSlot = (uSlot + 1) & uMask) {
-        if (memcmp(&vPositions[vTable[uSlot]], &p, sizeof(p)) == 0) return vTable[uSlot];
+        const NMVector3f& v3 = vPositions[vTable[uSlot]];
+        if (v3.x == p.x && v3.y == p.y && v3.z == p.z) return vTable[uSlot];
     }
     vTable[uSlot] = static_cast<uint32_t>(vPositions.size());
     vPositions.push_back(p);
