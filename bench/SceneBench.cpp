@@ -130,9 +130,8 @@ struct Own {
     Contestant<TreeTracer> chosen;
     std::optional<Contestant<TreeTracer>> sse2;
 
-    Own(RayQueries& tree, const RayFrame& frame, const PacketKernel* pKernel)
-        : chosen(TreeTracer(tree, pKernel), frame) {
-        if (const PacketKernel* pSse2 = findKernel("sse2")) sse2.emplace(TreeTracer(tree, pSse2), frame);
+    Own(RayQueries& tree, const RayFrame& frame, const RayKernel* pKernel) : chosen(TreeTracer(tree, pKernel), frame) {
+        if (const RayKernel* pSse2 = findKernel("sse2")) sse2.emplace(TreeTracer(tree, pSse2), frame);
     }
     void run() {
         chosen.run();

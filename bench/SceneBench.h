@@ -5,13 +5,13 @@
 
 #include "RayFrame.h"
 #include "TreeStats.h"
-#include "accel/packet/PacketKernel.h"
+#include "accel/packet/RayKernel.h"
 
 struct BenchOptions {
     unsigned uRuns = 5;
     bool bBuild = true;  // false: kdtree.tmp of the working directory is taken, if it is for the scene
     bool bEmbree = true;
-    const PacketKernel* pKernel = &bestKernel();  // that the program uses; null: one ray after the other
+    const RayKernel* pKernel = &bestKernel();  // that the program uses; null: one ray after the other
 };
 
 /// Seconds of all rays of a frame, queries only.

@@ -1,6 +1,6 @@
 #include "TileTracer.h"
 
-TreeTracer::TreeTracer(RayQueries& tracedQueries, const PacketKernel* pItsKernel)
+TreeTracer::TreeTracer(RayQueries& tracedQueries, const RayKernel* pItsKernel)
     : queries(tracedQueries),
       pKernel(pItsKernel),
       vFaces(RayStream::CAPACITY),

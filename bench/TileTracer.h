@@ -13,7 +13,7 @@
 class TreeTracer {
  public:
     /// The queries must outlive the tracer.
-    explicit TreeTracer(RayQueries& tracedQueries, const PacketKernel* pItsKernel = &bestKernel());
+    explicit TreeTracer(RayQueries& tracedQueries, const RayKernel* pItsKernel = &bestKernel());
 
     /// Rays at most RayStream::CAPACITY.
     void prepareNearest(const std::vector<Ray>& vRays) { prepare(vRays); }
@@ -36,7 +36,7 @@ class TreeTracer {
     void prepare(const std::vector<Ray>& vRays);
 
     RayQueries& queries;
-    const PacketKernel* pKernel;  // null: one ray after the other
+    const RayKernel* pKernel;  // null: one ray after the other
     std::unique_ptr<RayStream> pRays = std::make_unique<RayStream>();
     std::vector<uint32_t> vFaces;
     std::vector<RayTestOutput> vHits;

@@ -36,12 +36,12 @@ struct KDTreeNode {
 
     /// Linked form of a leaf: the index of the list that the packet kernels read, NO_INDEX when nothing there can be
     /// hit. It lies where an interior node has its plane.
-    [[gnu::always_inline]] uint32_t packetList() const {
+    [[gnu::always_inline]] uint32_t recordList() const {
         uint32_t uFirst;
         memcpy(&uFirst, &fSplit, sizeof(uFirst));
         return uFirst;
     }
-    void setPacketList(uint32_t uFirst) { memcpy(&fSplit, &uFirst, sizeof(uFirst)); }
+    void setRecordList(uint32_t uFirst) { memcpy(&fSplit, &uFirst, sizeof(uFirst)); }
 
     /// Turns the index form into the linked form.
     void link() {

@@ -29,8 +29,8 @@ class KDTree : public FaceLists {
     const Scene* pScene = nullptr;
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
-    Velk::NAlignedArray<StackEntry> vStack;
-    std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
+    mutable Velk::NAlignedArray<StackEntry> vStack;  // scratch of the query that runs
+    std::string sCacheFile = "kdtree.tmp";           // where buildTree looks for the tree and leaves it; empty: nowhere
 
     KDTree() = default;
     ~KDTree() { release(); }
@@ -47,10 +47,10 @@ class KDTree : public FaceLists {
     /// The nearest face at 0 <= t <= fMaxDist with its hit record in *pOut, or null with *pOut untouched. Of faces at
     /// the same t in one leaf the later in its list is taken. t is in multiples of v3Dir's length.
     const FaceData* findNearestFace(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,
-                                    RayTestOutput* pOut);
+                                    RayTestOutput* pOut) const;
 
     /// True when any face is hit at 0 <= t <= fMaxDist.
-    bool findObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
+    bool findObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist) const;
 
     /// Reads the cache file into nodes (index form) and vFacesList. TRUE on success. A file that is for another scene
     /// or breaks any rule of a tree is not taken.
@@ -67,8 +67,8 @@ class KDTree : public FaceLists {
  private:
     bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
-    bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist);
+    bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist) const;
 
     template <typename VisitLeaf>
-    bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, const VisitLeaf& visitLeaf);
+    bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, const VisitLeaf& visitLeaf) const;
 };

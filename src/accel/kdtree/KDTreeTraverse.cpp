@@ -7,7 +7,7 @@ using Velk::NMVector3f;
 
 // Clips the ray to the scene's box by the slab method and sets up the two ends of the stack. True when the ray misses
 // the box.
-bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) {
+bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) const {
     const Velk::BoxAABB& box = pScene->boxScene;
     for (unsigned a = 0; a < 3; ++a) {
         if (v3Dir[a] < 0.0f ? v3Origin[a] < box.v3Min[a] : v3Origin[a] > box.v3Max[a]) return true;
@@ -34,7 +34,7 @@ bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMa
 // (2000): each stack entry is the point where the ray crosses a split plane. visitLeaf(leaf, exit t) ends the walk by
 // returning true. One step reads eight bytes of node and two coordinates of stack.
 template <typename VisitLeaf>
-bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const VisitLeaf& visitLeaf) {
+bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const VisitLeaf& visitLeaf) const {
     uint32_t enPt = 0, exPt = 1;
     for (const KDTreeNode* pNode = pRoot; pNode;) {
         while (!pNode->isLeaf()) {
@@ -68,7 +68,7 @@ bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const
 }
 
 const FaceData* KDTree::findNearestFace(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist,
-                                        RayTestOutput* pOut) {
+                                        RayTestOutput* pOut) const {
     if (!pRoot || clip(v3Origin, v3Dir, fMaxDist)) return nullptr;
     const FaceData* pNearest = nullptr;
     // A face met beyond the leaf's exit is left to the leaf where it is met; so the first leaf with a hit has the
@@ -88,7 +88,7 @@ const FaceData* KDTree::findNearestFace(const NMVector3f& v3Origin, const NMVect
     return pNearest;
 }
 
-bool KDTree::findObstacle(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) {
+bool KDTree::findObstacle(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) const {
     if (!pRoot) return false;
     vStack[0] = {nullptr, 0.0f, v3Origin, 0};
     vStack[1] = {nullptr, fMaxDist, v3Origin + v3Dir * fMaxDist, 0};

@@ -1,14 +1,14 @@
 #pragma once
 
 // The rays of a packet, as vectors of the type F, and the face test on them. Like all Packet*.h files it is compiled
-// once for each instruction set, by the PacketKernel*.cpp files and no others, and has internal linkage: code made for
+// once for each instruction set, by the RayKernel*.cpp files and no others, and has internal linkage: code made for
 // one instruction set must not be picked by the linker for another.
 //
 // A set of lanes is a mask of 64 bits, bit i for ray i. A group is the rays of one vector.
 
 #include <cstring>
 
-#include "accel/packet/PacketKernel.h"
+#include "accel/packet/RayKernel.h"
 #include "scene/FaceData.h"
 
 namespace {
@@ -30,15 +30,8 @@ class RayPacket {
         alignas(64) float bound[LANES];  // how far each lane looks; of the nearest hit its t
     };
 
-    /// What a search has found out for the kd-tree's walk.
-    struct Known {
-        uint64_t uLanes = 0;         // whose hit, of a single face, is known
-        alignas(64) float t[LANES];  // no hit is nearer; of lanes whose hit is known its t
-        float slack[LANES];          // how far beyond a node's cut points those below it may lie
-    };
-
     /// Copies the rays. The hit records of lanes that hit are left in *pRecords.
-    RayPacket(const PacketTree& sourceTree, const PacketRays& source, PacketHits* pRecords)
+    RayPacket(const TraversalData& sourceTree, const RayLanes& source, HitLanes* pRecords)
         : tree(sourceTree), pHits(pRecords) {
         for (unsigned g = 0; g < GROUPS; ++g) {
             for (unsigned a = 0; a < 3; ++a) {
@@ -140,8 +133,8 @@ class RayPacket {
         (F::set(1.0f) / F::select(F::abs(d) < small, away, d)).store(ray.reciprocal[a] + g * W);
     }
 
-    const PacketTree& tree;
-    PacketHits* pHits;
+    const TraversalData& tree;
+    HitLanes* pHits;
     // The rays, copied so that one base and the axis give the address of any component.
     struct {
         alignas(64) float origin[3][LANES];

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "accel/queries/RayQueries.h"
@@ -18,10 +19,33 @@ void forEachPacket(const RayStream& stream, unsigned uLanes, const Visit& visit)
     }
 }
 
-PacketRays raysFrom(const RayStream& stream, uint32_t u) {
+template <typename Visit>
+void forEachLane(uint64_t uMask, const Visit& visit) {
+    for (; uMask; uMask &= uMask - 1) visit(static_cast<unsigned>(__builtin_ctzll(uMask)));
+}
+
+RayLanes raysFrom(const RayStream& stream, uint32_t u) {
     return {{stream.fOrigin[0] + u, stream.fOrigin[1] + u, stream.fOrigin[2] + u},
             {stream.fDir[0] + u, stream.fDir[1] + u, stream.fDir[2] + u},
             stream.fMaxDist + u};
+}
+
+// True when each plane below a node lies in the node's cell, as it does in every tree that was built, but not in every
+// cache file. Makes fReach no smaller than the planes' largest coordinate. Requires the linked form.
+bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell, float& fReach) {
+    if (node.isLeaf()) return true;
+    float &fLow = cell.v3Min[node.axis()], &fHigh = cell.v3Max[node.axis()];
+    const float fOldLow = fLow, fOldHigh = fHigh;
+    if (!(node.fSplit >= fLow && node.fSplit <= fHigh)) return false;
+    fReach = std::max(fReach, fabsf(node.fSplit));
+    const KDTreeNode* pLow = &tree.vNodes[node.child()];
+    fHigh = node.fSplit;
+    if (!planesNest(tree, pLow[0], cell, fReach)) return false;
+    fHigh = fOldHigh;
+    fLow = node.fSplit;
+    if (!planesNest(tree, pLow[1], cell, fReach)) return false;
+    fLow = fOldLow;
+    return true;
 }
 
 }  // namespace
@@ -51,8 +75,12 @@ bool RayQueries::prepare(float fFarthestOrigin) {
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
     bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
+    if (bFailed) return true;
+    Velk::BoxAABB cell{{-HUGE_VALF, -HUGE_VALF, -HUGE_VALF}, {HUGE_VALF, HUGE_VALF, HUGE_VALF}};
+    fReach = bvh.fReach;
+    if (!planesNest(kdTree, *kdTree.pRoot, cell, fReach)) bvh.fOriginLimit = -1.0f;  // every ray walks the tree
     uint32_t uNext = 0;
-    for (uint32_t uNode = 0; uNode < kdTree.vNodes.uCount && !bFailed; ++uNode) {
+    for (uint32_t uNode = 0; uNode < kdTree.vNodes.uCount; ++uNode) {
         KDTreeNode& node = kdTree.vNodes[uNode];
         if (!node.isLeaf()) continue;
         const uint32_t uFirst = uNext++;
@@ -61,12 +89,12 @@ bool RayQueries::prepare(float fFarthestOrigin) {
             if (uRecord != NO_INDEX) vLists[uNext++] = uRecord;
         }
         vLists[uFirst] = uNext - uFirst - 1;
-        node.setPacketList(vLists[uFirst] ? uFirst : NO_INDEX);
+        node.setRecordList(vLists[uFirst] ? uFirst : NO_INDEX);
         if (!vLists[uFirst]) uNext = uFirst;
     }
     vLists.uCount = uNext;
     vRecordOf.Release();
-    return bFailed;
+    return false;
 }
 
 size_t RayQueries::bytes() const {
@@ -74,15 +102,15 @@ size_t RayQueries::bytes() const {
            bvh.vRecords.uCount * sizeof(FaceRecord);
 }
 
-PacketTree RayQueries::packetTree() const {
+TraversalData RayQueries::traversalData() const {
     const Velk::BoxAABB& box = kdTree.pScene->boxScene;
     return {kdTree.pRoot,
             vLists.pData,
             bvh.vNodes.pData,
             bvh.vRecords.pData,
             bvh.fOriginLimit,
-            bvh.fReach,
             bvh.bNeedles,
+            fReach,
             {box.v3Min.x, box.v3Min.y, box.v3Min.z},
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }
@@ -90,28 +118,37 @@ PacketTree RayQueries::packetTree() const {
 void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
     std::fill_n(pFaces, stream.uCount, NO_INDEX);
     if (!kdTree.pRoot) return;
-    const PacketTree tree = packetTree();
-    PacketHits hits{};
+    const TraversalData data = traversalData();
+    HitLanes hits{};
     forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
-        uint64_t uHits = pKernel->pfnNearest(tree, raysFrom(stream, uFirst), uMask, hits);
-        for (; uHits; uHits &= uHits - 1) {
-            const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uHits));
+        const KernelAnswer answer = pKernel->pfnNearest(data, raysFrom(stream, uFirst), uMask, hits);
+        forEachLane(answer.uHit, [&](unsigned uLane) {
             const uint32_t uRay = uFirst + uLane;
             uint32_t uFaceFront;
             memcpy(&uFaceFront, &hits.fFaceFront[uLane], sizeof(uFaceFront));
             pFaces[uRay] = uFaceFront / 2;
             pHits[uRay] = {stream.origin(uRay) + stream.dir(uRay) * hits.fT[uLane], hits.fT[uLane],
                            (uFaceFront & 1) != 0, hits.fU[uLane], hits.fV[uLane]};
-        }
+        });
+        forEachLane(answer.uOpen, [&](unsigned uLane) {
+            const uint32_t u = uFirst + uLane;
+            const FaceData* pFace =
+                kdTree.findNearestFace(stream.origin(u), stream.dir(u), stream.fMaxDist[u], &pHits[u]);
+            if (pFace) pFaces[u] = static_cast<uint32_t>(pFace - kdTree.pScene->vFaces.pData);
+        });
     });
 }
 
 void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
     std::fill_n(pBlocked, stream.uCount, false);
     if (!kdTree.pRoot) return;
-    const PacketTree tree = packetTree();
-    forEachPacket(stream, pKernel->uLanes, [&](uint32_t u, uint64_t uMask) {
-        uint64_t uHits = pKernel->pfnObstacles(tree, raysFrom(stream, u), uMask);
-        for (; uHits; uHits &= uHits - 1) pBlocked[u + static_cast<unsigned>(__builtin_ctzll(uHits))] = true;
+    const TraversalData data = traversalData();
+    forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
+        const KernelAnswer answer = pKernel->pfnObstacles(data, raysFrom(stream, uFirst), uMask);
+        forEachLane(answer.uHit, [&](unsigned uLane) { pBlocked[uFirst + uLane] = true; });
+        forEachLane(answer.uOpen, [&](unsigned uLane) {
+            const uint32_t u = uFirst + uLane;
+            pBlocked[u] = kdTree.findObstacle(stream.origin(u), stream.dir(u), stream.fMaxDist[u]);
+        });
     });
 }

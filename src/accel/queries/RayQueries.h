@@ -5,18 +5,18 @@
 #include "accel/RayStream.h"
 #include "accel/bvh/Bvh.h"
 #include "accel/kdtree/KDTree.h"
-#include "accel/packet/PacketKernel.h"
+#include "accel/packet/RayKernel.h"
 #include "base/NAlignedArray.h"
 #include "scene/FaceData.h"
 
 class Scene;
 
-/// Answers ray queries about a scene, whole streams of rays at once: the kd-tree defines the answers, a hierarchy of
-/// boxes over the same faces finds them, and a packet kernel for this machine does both.
+/// Answers ray queries about a scene, whole streams of rays at once. The kd-tree defines the answers. A kernel for this
+/// machine finds them in a hierarchy of boxes and confirms them; the few rays that it leaves open walk the tree.
 class RayQueries {
  public:
     KDTree kdTree;
-    const PacketKernel* pKernel = &bestKernel();  // answers the stream queries
+    const RayKernel* pKernel = &bestKernel();  // answers the stream queries
 
     RayQueries() = default;
     ~RayQueries() { release(); }
@@ -43,8 +43,9 @@ class RayQueries {
 
  private:
     bool prepare(float fFarthestOrigin);
-    PacketTree packetTree() const;
+    TraversalData traversalData() const;
 
     Bvh bvh;                               // the faces once more, in boxes that are quick to search
+    float fReach = 0.0f;                   // largest coordinate of the scene's box and of the tree's planes
     Velk::NAlignedArray<uint32_t> vLists;  // the leaves' lists as the packet kernels read them
 };

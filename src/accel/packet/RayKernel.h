@@ -6,48 +6,55 @@
 #include "accel/bvh/Bvh.h"
 #include "accel/bvh/FaceRecord.h"
 
-/// What a kernel needs to know of a tree: plain pointers, owned by the tree.
-struct PacketTree {
+/// What a kernel needs to know of the tree, the box hierarchy and the records: plain pointers, owned by RayQueries.
+struct TraversalData {
     const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
-    const uint32_t* pLists;      // for each leaf the number of its records, then their indices in list order
+    const uint32_t* pLists;      // for each leaf the number of its records, then their indices
     const BvhNode* pBvh;         // the root first
     const FaceRecord* pRecords;  // in the order of the hierarchy
     float fOriginLimit;          // the hierarchy's boxes hold for rays whose origins are no further away
-    float fReach;                // largest coordinate of the scene's box
     bool bNeedles;               // and for those whose ends are not either
+    float fReach;                // largest coordinate of the scene's box and of the tree's planes
     float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
 };
 
 /// Pointers to the components of a packet's rays, each with the kernel's number of lanes readable.
-struct PacketRays {
+struct RayLanes {
     const float* pOrigin[3];
     const float* pDir[3];
     const float* pMaxDist;
 };
 
 /// What the rays of a packet hit. Only the lanes that a query names count; what stands in others is of no meaning.
-struct PacketHits {
+struct HitLanes {
     alignas(64) float fT[64];
     float fU[64];
     float fV[64];
     float fFaceFront[64];  // the bits of a number: twice the face's index, plus 1 when its front was hit
 };
 
+/// The lanes of a packet that a kernel has answered as KDTree does, and those that it leaves to KDTree. All others hit
+/// nothing.
+struct KernelAnswer {
+    uint64_t uHit;
+    uint64_t uOpen;
+};
+
 /// The packet queries for one instruction set. They answer for the rays of uMask, bit i for lane i.
-struct PacketKernel {
+struct RayKernel {
     const char* szName;
     unsigned uLanes;  // rays of one packet, at most 64
 
-    /// The nearest hit of each ray, in hits. Returns the lanes that hit.
-    uint64_t (*pfnNearest)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask, PacketHits& hits);
+    /// The nearest hit of each ray, in hits.
+    KernelAnswer (*pfnNearest)(const TraversalData& data, const RayLanes& rays, uint64_t uMask, HitLanes& hits);
 
-    /// The rays that any face blocks within their maximal distance.
-    uint64_t (*pfnObstacles)(const PacketTree& tree, const PacketRays& rays, uint64_t uMask);
+    /// Whether any face blocks each ray within its maximal distance.
+    KernelAnswer (*pfnObstacles)(const TraversalData& data, const RayLanes& rays, uint64_t uMask);
 };
 
 /// The kernel for this machine's best instruction set.
-const PacketKernel& bestKernel();
+const RayKernel& bestKernel();
 
 /// The kernel of the given name ("generic", "sse2", "avx2", "avx512"), null when this machine or build has none.
-const PacketKernel* findKernel(const char* szName);
+const RayKernel* findKernel(const char* szName);

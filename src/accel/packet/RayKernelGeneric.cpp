@@ -1,5 +1,5 @@
-#include "accel/packet/PacketKernelList.h"
-#include "accel/packet/PacketQuery.h"
+#include "accel/packet/RayKernelList.h"
+#include "accel/packet/RayPacketQuery.h"
 
 namespace {
 
@@ -76,5 +76,5 @@ struct FloatAny {
 
 }  // namespace
 
-const PacketKernel g_kernelGeneric{"generic", RayPacket<FloatAny>::LANES, nearestFaces<FloatAny, FloatAny>,
-                                   obstacles<FloatAny, FloatAny>};
+const RayKernel g_kernelGeneric{"generic", RayPacket<FloatAny>::LANES, nearestFaces<FloatAny, FloatAny>,
+                                obstacles<FloatAny, FloatAny>};

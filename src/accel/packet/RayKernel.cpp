@@ -1,19 +1,19 @@
-#include "accel/packet/PacketKernel.h"
+#include "accel/packet/RayKernel.h"
 
 #include <cstring>
 
-#include "accel/packet/PacketKernelList.h"
+#include "accel/packet/RayKernelList.h"
 
 namespace {
 
 struct Choice {
-    const PacketKernel* pKernel;
+    const RayKernel* pKernel;
     bool bUsable;
 };
 
 // Best first.
 template <typename Visit>
-const PacketKernel* firstUsable(const Visit& visit) {
+const RayKernel* firstUsable(const Visit& visit) {
 #if defined(RT_VECTORS) && (defined(__x86_64__) || defined(__i386__))
     const bool bAvx512 = __builtin_cpu_supports("avx512f"), bAvx2 = __builtin_cpu_supports("avx2");
     const Choice choices[] = {
@@ -29,11 +29,11 @@ const PacketKernel* firstUsable(const Visit& visit) {
 
 }  // namespace
 
-const PacketKernel& bestKernel() {
-    static const PacketKernel& kernel = *firstUsable([](const PacketKernel&) { return true; });
+const RayKernel& bestKernel() {
+    static const RayKernel& kernel = *firstUsable([](const RayKernel&) { return true; });
     return kernel;
 }
 
-const PacketKernel* findKernel(const char* szName) {
-    return firstUsable([szName](const PacketKernel& kernel) { return !strcmp(kernel.szName, szName); });
+const RayKernel* findKernel(const char* szName) {
+    return firstUsable([szName](const RayKernel& kernel) { return !strcmp(kernel.szName, szName); });
 }

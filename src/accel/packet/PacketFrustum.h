@@ -18,7 +18,7 @@
 namespace {
 
 template <typename F, typename B>
-class PacketBundle {
+class PacketFrustum {
  public:
     using Rays = RayPacket<F>;
     static constexpr unsigned W = F::WIDTH;

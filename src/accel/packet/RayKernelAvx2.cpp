@@ -1,11 +1,11 @@
-#include "accel/packet/PacketKernelList.h"
+#include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX2__)
 
 #include <immintrin.h>
 
 #include "accel/packet/Float4.h"
-#include "accel/packet/PacketQuery.h"
+#include "accel/packet/RayPacketQuery.h"
 
 namespace {
 
@@ -49,7 +49,6 @@ struct Float8 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx2{"avx2", RayPacket<Float8>::LANES, nearestFaces<Float8, Float4>,
-                                obstacles<Float8, Float4>};
+const RayKernel g_kernelAvx2{"avx2", RayPacket<Float8>::LANES, nearestFaces<Float8, Float4>, obstacles<Float8, Float4>};
 
 #endif

@@ -5,20 +5,20 @@
 // hit that the face test accepts (FaceBounds), so a search finds what testing all faces would.
 
 #include "accel/bvh/FaceBounds.h"
-#include "accel/packet/PacketBundle.h"
+#include "accel/packet/PacketFrustum.h"
 #include "accel/packet/RayPacket.h"
 
 namespace {
 
 template <typename F, typename B>
-class PacketSearch {
+class BvhTraversal {
  public:
     using Rays = RayPacket<F>;
     using Hits = typename Rays::Hits;
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned GROUPS = F::GROUPS;
 
-    PacketSearch(Rays& source, const PacketTree& sourceTree) : rays(source), tree(sourceTree) {}
+    BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 
     /// The lanes of uMask that the boxes and the bundle hold for. bEnds when the rays may end anywhere.
     uint64_t contained(uint64_t uMask, bool bEnds) const {
@@ -103,7 +103,7 @@ class PacketSearch {
         for (unsigned uLine = 0; uLine < 3; ++uLine) __builtin_prefetch(static_cast<const char*>(pFirst) + 64 * uLine);
     }
 
-    // In place of PacketBundle::meets for rays without an axis in common: all boxes, by their centres along the first
+    // In place of PacketFrustum::meets for rays without an axis in common: all boxes, by their centres along the first
     // ray.
     unsigned order(const BvhNode& node, uint64_t uMask, float* pDepth) const {
         const unsigned uFirst = static_cast<unsigned>(__builtin_ctzll(uMask));
@@ -141,8 +141,8 @@ class PacketSearch {
     }
 
     Rays& rays;
-    const PacketTree& tree;
-    PacketBundle<F, B> bundle;
+    const TraversalData& tree;
+    PacketFrustum<F, B> bundle;
     bool bBundle = false;  // the packet has one
 };
 

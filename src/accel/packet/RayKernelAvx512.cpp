@@ -1,11 +1,11 @@
-#include "accel/packet/PacketKernelList.h"
+#include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX512F__)
 
 #include <immintrin.h>
 
 #include "accel/packet/Float4.h"
-#include "accel/packet/PacketQuery.h"
+#include "accel/packet/RayPacketQuery.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ struct Float16 {
 
 }  // namespace
 
-const PacketKernel g_kernelAvx512{"avx512", RayPacket<Float16>::LANES, nearestFaces<Float16, Float4>,
-                                  obstacles<Float16, Float4>};
+const RayKernel g_kernelAvx512{"avx512", RayPacket<Float16>::LANES, nearestFaces<Float16, Float4>,
+                               obstacles<Float16, Float4>};
 
 #endif
