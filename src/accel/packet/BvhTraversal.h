@@ -20,7 +20,7 @@ class BvhTraversal {
 
     BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// The lanes of uMask that the boxes and the bundle hold for. bEnds when the rays may end anywhere.
+    /// The lanes of uMask that the boxes and the frustum hold for. bEnds when the rays may end anywhere.
     uint64_t contained(uint64_t uMask, bool bEnds) const {
         uint64_t uContained = 0;
         const F limit = F::set(tree.fOriginLimit), endLimit = F::set(tree.bNeedles ? tree.fOriginLimit : FARTHEST_END);
@@ -44,8 +44,8 @@ class BvhTraversal {
     /// one, or any.
     template <bool NEAREST>
     void search(uint64_t uMask, Hits& hits) {
-        bBundle = bundle.bound(rays, uMask, !NEAREST, tree.fReach);
-        if (bBundle && !NEAREST) bundle.limit(rays, uMask, hits.bound);
+        bFrustum = frustum.bound(rays, uMask, !NEAREST);
+        if (bFrustum && !NEAREST) frustum.limit(rays, uMask, hits.bound);
         const uint64_t uAll = uMask;
         Waiting stack[Bvh::STACK_SIZE];
         unsigned uSize = 0;
@@ -55,7 +55,7 @@ class BvhTraversal {
             for (;;) {
                 if (!uSize) return;
                 const Waiting& next = stack[--uSize];
-                if (NEAREST && bBundle && next.fDepth > bundle.depth()) continue;
+                if (NEAREST && bFrustum && next.fDepth > frustum.depth()) continue;
                 const BvhNode& node = tree.pBvh[next.uNode];
                 uMask = next.uMask;
                 if (!NEAREST) uMask &= ~hits.uLanes;
@@ -65,13 +65,13 @@ class BvhTraversal {
                 const uint32_t uCount = node.uCount[next.uBox];
                 if (!uCount) break;
                 testLeaf<NEAREST>(uNode, uCount, uMask, hits);
-                if (NEAREST && bBundle && (uMask & hits.uLanes)) bundle.limit(rays, uAll, hits.bound);
+                if (NEAREST && bFrustum && (uMask & hits.uLanes)) frustum.limit(rays, uAll, hits.bound);
             }
         }
     }
 
  private:
-    static constexpr float FARTHEST_END = 1e30f;  // the bundle's arithmetic stays finite
+    static constexpr float FARTHEST_END = 1e30f;  // the frustum's arithmetic stays finite
 
     // A box still to be looked into.
     struct Waiting {
@@ -85,7 +85,7 @@ class BvhTraversal {
     void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
         const BvhNode& node = tree.pBvh[uNode];
         alignas(16) float fDepth[4];
-        unsigned uMet = bBundle ? bundle.meets(node, fDepth) & node.uUsed : order(node, uMask, fDepth);
+        unsigned uMet = bFrustum ? frustum.meets(node, fDepth) & node.uUsed : order(node, uMask, fDepth);
         const unsigned uBase = uSize;
         for (; uMet; uMet &= uMet - 1) {
             const unsigned i = static_cast<unsigned>(__builtin_ctz(uMet));
@@ -142,8 +142,8 @@ class BvhTraversal {
 
     Rays& rays;
     const TraversalData& tree;
-    PacketFrustum<F, B> bundle;
-    bool bBundle = false;  // the packet has one
+    PacketFrustum<F, B> frustum;
+    bool bFrustum = false;  // the packet has one
 };
 
 }  // namespace

@@ -32,9 +32,17 @@ struct Float4 {
     static Mask select(Mask m, Mask a, Mask b) { return {blend(m.m, a.m, b.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm_andnot_ps(no.m, yes.m)}; }
     static Float4 abs(Float4 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
-    // Of a pair with a value that is not a number the second counts.
+    // If either operand is NaN, returns b.
     static Float4 min(Float4 a, Float4 b) { return {_mm_min_ps(a.v, b.v)}; }
     static Float4 max(Float4 a, Float4 b) { return {_mm_max_ps(a.v, b.v)}; }
+    static float smallest(Float4 a) {
+        a = min(a, {_mm_movehl_ps(a.v, a.v)});
+        return _mm_cvtss_f32(min(a, {_mm_shuffle_ps(a.v, a.v, 1)}).v);
+    }
+    static float largest(Float4 a) {
+        a = max(a, {_mm_movehl_ps(a.v, a.v)});
+        return _mm_cvtss_f32(max(a, {_mm_shuffle_ps(a.v, a.v, 1)}).v);
+    }
     static unsigned bits(Mask m) { return static_cast<unsigned>(_mm_movemask_ps(m.m)); }
     static Mask mask(unsigned uBits) {
         const __m128i lanes = _mm_set_epi32(8, 4, 2, 1);

@@ -2,15 +2,11 @@
 
 // A bound on all rays of a packet together, which meets four boxes in the time of a single ray. B is a vector of four.
 //
-// Idea: let k be an axis along which all rays travel in the same direction. Seen from an apex, a ray's distance from
-// the apex on the other axes is its slope times its depth along k. With the apex known up to a box and the slopes up
-// to an interval, all rays lie, at the depths of a box, within an interval on each other axis; where that misses the
-// box, every ray does. The apex holds the origins, or the ends when these lie closer together, as do those of shadow
-// rays to one light, and then the depth grows backwards.
-//
-// Proof that rounding skips no hit: with L the largest coordinate of the origins, the ends and the scene, depths are
-// below 2 L and slopes at most 4, so the intervals are wrong by less than 60 units of the last place of L; the apex is
-// made larger by that on every side.
+// Let k be an axis along which all rays travel in the same direction. Seen from an apex, a ray's distance from the apex
+// on another axis is its slope times its depth along k. With the apex known up to a box and the slopes up to an
+// interval, all rays lie, at the depths of a box, within an interval on each other axis; where that misses the box,
+// every ray does. The apex holds the origins, or the ends when these lie closer together, as do those of shadow rays to
+// one light, and then depths grow backwards. docs/queries.md ("The frustum") shows that rounding skips no hit.
 
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
@@ -26,31 +22,28 @@ class PacketFrustum {
 
     /// Bounds the rays of uMask, which must not be empty. With bEnds their ends may be the apex. False when the rays
     /// have no axis in common.
-    bool bound(const Rays& rays, uint64_t uMask, bool bEnds, float fReach) {
+    bool bound(const Rays& rays, uint64_t uMask, bool bEnds) {
         if (!findAxis(rays, uMask)) return false;
+        Interval ends[3];
+        const float fSpread = around(uMask, apex, [&](unsigned a, unsigned g) { return rays.origin(a, g); });
+        const bool bFromEnd =
+            bEnds && around(uMask, ends, [&](unsigned a, unsigned g) { return rays.end(a, g); }) < fSpread;
         float fLargest = 0.0f;
-        Interval apex[3];
-        const float fSpread = around(uMask, apex, &fLargest, [&](unsigned a, unsigned g) { return rays.origin(a, g); });
-        bool bFromEnd = false;
-        if (bEnds) {
-            Interval ends[3];
-            const float fEndSpread =
-                around(uMask, ends, &fLargest, [&](unsigned a, unsigned g) { return rays.end(a, g); });
-            bFromEnd = fEndSpread < fSpread;
-            for (unsigned a = 0; a < 3 && bFromEnd; ++a) apex[a] = ends[a];
-        }
-        const float fSlack = 4e-6f * (fLargest + fReach);
         for (unsigned a = 0; a < 3; ++a) {
-            fMin[a] = apex[a].fLow - fSlack;
-            fMax[a] = apex[a].fHigh + fSlack;
+            if (bFromEnd) apex[a] = ends[a];
+            const float fSize = apex[a].fHigh > -apex[a].fLow ? apex[a].fHigh : -apex[a].fLow;
+            if (fSize > fLargest) fLargest = fSize;
+        }
+        for (unsigned a = 0; a < 3; ++a) {
+            apex[a].fLow -= SLACK * fLargest;
+            apex[a].fHigh += SLACK * fLargest;
         }
         bForward = bPositive != bFromEnd;
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
-            slopes[i] = interval(uMask, [&](unsigned g) {
-                const F slope = rays.dir(a, g) / F::abs(rays.dir(k, g));
-                return bFromEnd ? F::set(0.0f) - slope : slope;
-            });
+            const Interval slope =
+                interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
+            slopes[i] = bFromEnd ? Interval{-slope.fHigh, -slope.fLow} : slope;
         }
         fDepth = INFINITE;
         return true;
@@ -58,9 +51,14 @@ class PacketFrustum {
 
     /// Bounds the depth by how far the lanes of uMask look.
     void limit(const Rays& rays, uint64_t uMask, const float* pBounds) {
-        const Interval depth =
-            interval(uMask, [&](unsigned g) { return F::load(pBounds + g * W) * F::abs(rays.dir(k, g)); });
-        fDepth = depth.fHigh * 1.00001f + (fMax[k] - fMin[k]);
+        F furthest = F::set(0.0f);
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uBits = Rays::groupBits(uMask, g);
+            if (!uBits) continue;
+            const F depth = F::load(pBounds + g * W) * F::abs(rays.dir(k, g));
+            furthest = F::max(furthest, F::select(F::mask(uBits), depth, furthest));
+        }
+        fDepth = F::largest(furthest) + (apex[k].fHigh - apex[k].fLow);
     }
 
     float depth() const { return fDepth; }
@@ -68,15 +66,15 @@ class PacketFrustum {
     /// The boxes of a node, bit i for box i, that a ray may meet, and the least depth of each.
     unsigned meets(const BvhNode& node, float* pDepth) const {
         const B low = B::load(node.fMin[k]), high = B::load(node.fMax[k]);
-        const B first = bForward ? low - B::set(fMax[k]) : B::set(fMin[k]) - high;
-        const B last = bForward ? high - B::set(fMin[k]) : B::set(fMax[k]) - low;
+        const B first = bForward ? low - B::set(apex[k].fHigh) : B::set(apex[k].fLow) - high;
+        const B last = bForward ? high - B::set(apex[k].fLow) : B::set(apex[k].fHigh) - low;
         const B near = B::max(first, B::set(0.0f)), far = B::min(last, B::set(fDepth));
         typename B::Mask met = near <= far;
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
             const Interval& slope = slopes[i];
-            const B from = B::set(fMin[a]) + (slope.fLow >= 0.0f ? near : far) * B::set(slope.fLow);
-            const B to = B::set(fMax[a]) + (slope.fHigh <= 0.0f ? near : far) * B::set(slope.fHigh);
+            const B from = B::set(apex[a].fLow) + (slope.fLow >= 0.0f ? near : far) * B::set(slope.fLow);
+            const B to = B::set(apex[a].fHigh) + (slope.fHigh <= 0.0f ? near : far) * B::set(slope.fHigh);
             met = met & (from <= B::load(node.fMax[a])) & (to >= B::load(node.fMin[a]));
         }
         near.store(pDepth);
@@ -84,6 +82,8 @@ class PacketFrustum {
     }
 
  private:
+    static constexpr float SLACK = 4e-6f;  // for the rounding of an apex that lies further away than the scene
+
     struct Interval {
         float fLow, fHigh;
     };
@@ -120,34 +120,24 @@ class PacketFrustum {
             low = F::min(low, F::select(lanes, v, low));
             high = F::max(high, F::select(lanes, v, high));
         }
-        alignas(64) float fLow[W], fHigh[W];
-        low.store(fLow);
-        high.store(fHigh);
-        Interval result{fLow[0], fHigh[0]};
-        for (unsigned i = 1; i < W; ++i) {
-            result.fLow = fLow[i] < result.fLow ? fLow[i] : result.fLow;
-            result.fHigh = fHigh[i] > result.fHigh ? fHigh[i] : result.fHigh;
-        }
-        return result;
+        return {F::smallest(low), F::largest(high)};
     }
 
-    // The box around a point of each lane. Returns the sum of its edges, and makes *pLargest the largest coordinate.
+    // The box around a point of each lane. Returns the sum of its edges.
     template <typename Point>
-    static float around(uint64_t uMask, Interval* pBox, float* pLargest, const Point& point) {
+    static float around(uint64_t uMask, Interval* pBox, const Point& point) {
         float fSpread = 0.0f;
         for (unsigned a = 0; a < 3; ++a) {
             pBox[a] = interval(uMask, [&](unsigned g) { return point(a, g); });
             fSpread += pBox[a].fHigh - pBox[a].fLow;
-            const float fSize = pBox[a].fHigh > -pBox[a].fLow ? pBox[a].fHigh : -pBox[a].fLow;
-            if (fSize > *pLargest) *pLargest = fSize;
         }
         return fSpread;
     }
 
     unsigned k = 0;
-    bool bPositive = false;   // the rays travel upwards along k
-    bool bForward = false;    // and so do depths
-    float fMin[3], fMax[3];   // the apex
+    bool bPositive = false;  // the rays travel upwards along k
+    bool bForward = false;   // and so do depths
+    Interval apex[3];
     Interval slopes[2];       // on the axes behind k, for each unit of depth
     float fDepth = INFINITE;  // no ray looks further
 };

@@ -36,9 +36,14 @@ struct Float8 {
     static Mask select(Mask m, Mask a, Mask b) { return {_mm256_blendv_ps(b.m, a.m, m.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {_mm256_andnot_ps(no.m, yes.m)}; }
     static Float8 abs(Float8 a) { return {_mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v)}; }
-    // Of a pair with a value that is not a number the second counts.
+    // If either operand is NaN, returns b.
     static Float8 min(Float8 a, Float8 b) { return {_mm256_min_ps(a.v, b.v)}; }
     static Float8 max(Float8 a, Float8 b) { return {_mm256_max_ps(a.v, b.v)}; }
+    static Float4 half(Float8 a, bool bUpper) {
+        return {bUpper ? _mm256_extractf128_ps(a.v, 1) : _mm256_castps256_ps128(a.v)};
+    }
+    static float smallest(Float8 a) { return Float4::smallest(Float4::min(half(a, false), half(a, true))); }
+    static float largest(Float8 a) { return Float4::largest(Float4::max(half(a, false), half(a, true))); }
     static unsigned bits(Mask m) { return static_cast<unsigned>(_mm256_movemask_ps(m.m)); }
     static Mask mask(unsigned uBits) {
         const __m256i lanes = _mm256_set_epi32(128, 64, 32, 16, 8, 4, 2, 1);

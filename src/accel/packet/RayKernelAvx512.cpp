@@ -37,9 +37,21 @@ struct Float16 {
     static Mask andNot(Mask no, Mask yes) { return {static_cast<__mmask16>(~no.m & yes.m)}; }
     static Float16 abs(Float16 a) { return {_mm512_abs_ps(a.v)}; }
     // Masked forms: the plain ones of GCC 12 warn of an uninitialised value.
-    // Of a pair with a value that is not a number the second counts.
+    // If either operand is NaN, returns b.
     static Float16 min(Float16 a, Float16 b) { return {_mm512_maskz_min_ps(0xFFFF, a.v, b.v)}; }
     static Float16 max(Float16 a, Float16 b) { return {_mm512_maskz_max_ps(0xFFFF, a.v, b.v)}; }
+    template <int I>
+    static Float4 quarter(Float16 a) {
+        return {_mm512_maskz_extractf32x4_ps(0xF, a.v, I)};
+    }
+    static float smallest(Float16 a) {
+        return Float4::smallest(
+            Float4::min(Float4::min(quarter<0>(a), quarter<1>(a)), Float4::min(quarter<2>(a), quarter<3>(a))));
+    }
+    static float largest(Float16 a) {
+        return Float4::largest(
+            Float4::max(Float4::max(quarter<0>(a), quarter<1>(a)), Float4::max(quarter<2>(a), quarter<3>(a))));
+    }
     static unsigned bits(Mask m) { return m.m; }
     static Mask mask(unsigned uBits) { return {static_cast<__mmask16>(uBits)}; }
 };

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "accel/packet/RayKernelList.h"
 #include "accel/packet/RayPacketQuery.h"
 
@@ -56,7 +58,7 @@ struct FloatAny {
     static FloatAny abs(const FloatAny& a) {
         return each(a, a, [](float x, float) { return x < 0.0f ? -x : x; });
     }
-    // Of a pair with a value that is not a number the second counts.
+    // If either operand is NaN, returns b.
     static FloatAny min(const FloatAny& a, const FloatAny& b) {
         return each(a, b, [](float x, float y) { return x < y ? x : y; });
     }
@@ -70,6 +72,8 @@ struct FloatAny {
     }
     static Mask select(Mask m, Mask a, Mask b) { return {(m.m & a.m) | (~m.m & b.m)}; }
     static Mask andNot(Mask no, Mask yes) { return {~no.m & yes.m}; }
+    static float smallest(const FloatAny& a) { return *std::min_element(a.v, a.v + WIDTH); }
+    static float largest(const FloatAny& a) { return *std::max_element(a.v, a.v + WIDTH); }
     static unsigned bits(Mask m) { return m.m; }
     static Mask mask(unsigned uBits) { return {uBits}; }
 };

@@ -37,7 +37,7 @@ class RayPacket {
             for (unsigned a = 0; a < 3; ++a) {
                 F::load(source.pOrigin[a] + g * W).store(ray.origin[a] + g * W);
                 F::load(source.pDir[a] + g * W).store(ray.dir[a] + g * W);
-                invert(a, g);
+                (F::set(1.0f) / dir(a, g)).store(ray.reciprocal[a] + g * W);
             }
             F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
         }
@@ -125,21 +125,13 @@ class RayPacket {
     }
 
  private:
-    // A direction of almost zero is made a little larger: what is computed from it has a margin wide enough for that,
-    // and no product becomes zero times infinity.
-    void invert(unsigned a, unsigned g) {
-        const F zero = F::set(0.0f), small = F::set(1e-20f), d = dir(a, g);
-        const F away = F::select(d < zero, zero - small, small);
-        (F::set(1.0f) / F::select(F::abs(d) < small, away, d)).store(ray.reciprocal[a] + g * W);
-    }
-
     const TraversalData& tree;
     HitLanes* pHits;
     // The rays, copied so that one base and the axis give the address of any component.
     struct {
         alignas(64) float origin[3][LANES];
         float dir[3][LANES];
-        float reciprocal[3][LANES];
+        float reciprocal[3][LANES];  // infinite for a component of zero
         float maxDist[LANES];
     } ray;
     // Bits of the index of the record that each lane has hit. An index is small, so its bits compare like a number.
