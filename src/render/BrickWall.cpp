@@ -1,3 +1,4 @@
+// The brick wall: which brick a point belongs to, its bevel, relief, colour and dirt.
 #include "render/BrickWall.h"
 
 #include <algorithm>

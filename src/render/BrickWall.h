@@ -20,7 +20,8 @@ void DrawBrick(const Velk::NMVector2f& v2Position, const Velk::NMVector2f& v2Cen
 /// Colour of a brick at bevel height t.
 Velk::NMVector3f getBrickColour(float t, int iColumn, int iRow);
 
-/// Relief height alone, in [0, 1], each brick turned about a point of its own.
+/// Relief height alone, in [0, 1], each brick turned about a point of its own. For displacement, which the program does
+/// not do: nothing in it calls this.
 float Height(Velk::NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidth, float fBrickHeight,
              float fMortarWidth);
 

@@ -1,3 +1,4 @@
+// Noise from hashes of integers: in one dimension by octaves, in two on a lattice that wraps.
 #include "render/Noise.h"
 
 #include <cmath>

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-// Building blocks of the procedural textures. Hashes wrap modulo 2^32; all but NoiseFunctionState are pure.
+// Noise and interpolation, the building blocks of procedural textures. Hashes wrap modulo 2^32; all but
+// NoiseFunctionState are pure. LinearStep, NoiseFunctionState and Turbulence have no caller in the program: they
+// complete the set for textures to come.
 
 /// Smooth curve t t (3 - 2t), and its derivative.
 float HermiteCurve(float t);

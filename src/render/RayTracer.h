@@ -80,8 +80,8 @@ class RayTracer {
     Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
                                     Velk::NMVector3f* pNormal, AttributeInstance* pAttribute) const;
 
-    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance; the judge of the
-    /// queries.
+    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance. Tests and benchmarks
+    /// judge the queries by it and the next; rendering calls neither.
     const FaceData* dummyFindTriangle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
                                       RayTestOutput* pOut) const;
 
