@@ -1,3 +1,4 @@
+// Embree's scene and its queries, one ray or eight at a time.
 #include "EmbreeTracer.h"
 
 #include <cstdio>

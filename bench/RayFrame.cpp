@@ -1,3 +1,4 @@
+// The rays of one frame, and the check of their answers by a search over all faces.
 #include "RayFrame.h"
 
 #include <algorithm>

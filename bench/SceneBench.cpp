@@ -1,3 +1,4 @@
+// Measures one scene: single steps, the queries of every tracer, whole rendering.
 #include "SceneBench.h"
 
 #include <sys/resource.h>

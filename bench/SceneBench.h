@@ -7,6 +7,7 @@
 #include "TreeStats.h"
 #include "accel/packet/RayKernel.h"
 
+/// What is measured of a scene, how often and with which kernel.
 struct BenchOptions {
     unsigned uRuns = 5;
     bool bBuild = true;  // false: kdtree.tmp of the working directory is taken, if it is for the scene

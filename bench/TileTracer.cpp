@@ -1,3 +1,4 @@
+// Traces the tiles of a frame with a tracer and keeps the best time of each.
 #include "TileTracer.h"
 
 TreeTracer::TreeTracer(RayQueries& tracedQueries, const RayKernel* pItsKernel)

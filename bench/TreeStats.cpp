@@ -1,3 +1,4 @@
+// Counts what a kd-tree is made of.
 #include "TreeStats.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// convert-lights: rewrites a lights file of the older format in the current one.
 #include <cstdio>
 #include <cstring>
 

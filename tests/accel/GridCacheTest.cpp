@@ -1,3 +1,4 @@
+// The grid's cache file: round trips, damaged files, the examples of docs/caches.md.
 #include <sys/stat.h>
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// The uniform grid: its records, its walk and its answers against a search over all faces.
 #include <algorithm>
 #include <array>
 #include <limits>

@@ -1,3 +1,4 @@
+// The kd-tree builder against a plain one that does the same the long way.
 #include "accel/build/KDTreeBuilder.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// The kd-tree's cache file: round trips and damaged files.
 #include <filesystem>
 
 #include "accel/kdtree/KDTree.h"

@@ -1,3 +1,4 @@
+// The kd-tree's walk against a search over all faces.
 #include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"

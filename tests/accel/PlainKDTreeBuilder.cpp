@@ -1,3 +1,4 @@
+// A kd-tree builder that tests every face against every candidate.
 #include "accel/PlainKDTreeBuilder.h"
 
 #include <algorithm>

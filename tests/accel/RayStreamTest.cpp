@@ -1,3 +1,4 @@
+// Streams of rays through every kernel against single rays.
 #include <cstring>
 #include <memory>
 

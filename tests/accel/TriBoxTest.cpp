@@ -1,3 +1,4 @@
+// The overlap test of triangle and box.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,3 +1,4 @@
+// The program as a process: command lines, output, exit statuses, files left behind.
 #include <sys/wait.h>
 
 #include <cstdlib>

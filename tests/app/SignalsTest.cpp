@@ -1,3 +1,4 @@
+// What signals, limits and closed streams do to a run.
 #include "app/Signals.h"
 
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// The image and its BMP file.
 #include "base/Bitmap.h"
 
 #include <cstring>

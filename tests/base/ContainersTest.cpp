@@ -1,3 +1,4 @@
+// The growable and the aligned arrays.
 #include <gtest/gtest.h>
 
 #include "base/NAlignedArray.h"

@@ -1,3 +1,4 @@
+// Which files are opened for reading.
 #include "base/InputFile.h"
 
 #include <sys/socket.h>

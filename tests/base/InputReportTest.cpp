@@ -1,3 +1,4 @@
+// How mistakes in input files are reported.
 #include "base/InputReport.h"
 
 #include <cerrno>

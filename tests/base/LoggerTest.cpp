@@ -1,3 +1,4 @@
+// The log: stamps, echo, threads.
 #include "base/NLogger.h"
 
 #include <regex>

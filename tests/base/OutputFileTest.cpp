@@ -1,3 +1,4 @@
+// Files that are written whole or not at all.
 #include "base/OutputFile.h"
 
 #include <fcntl.h>

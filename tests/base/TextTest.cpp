@@ -1,3 +1,4 @@
+// The line reader and the text writer.
 #include <cstring>
 
 #include "base/LineReader.h"

@@ -1,3 +1,4 @@
+// The example of docs/scene-format.md, rendered.
 #include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Scenes.h"

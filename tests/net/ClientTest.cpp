@@ -1,3 +1,4 @@
+// The client's end of the exchange, against a server that may misbehave.
 #include <sys/stat.h>
 
 #include <sstream>

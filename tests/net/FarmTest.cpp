@@ -1,3 +1,4 @@
+// Whole farms of processes.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>

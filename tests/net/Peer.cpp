@@ -1,3 +1,4 @@
+// The other end of a connection, scripted.
 #include "net/Peer.h"
 
 #include <gtest/gtest.h>

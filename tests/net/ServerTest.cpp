@@ -1,3 +1,4 @@
+// The server's end of the exchange, against clients that may misbehave.
 #include <sstream>
 #include <thread>
 #include <vector>

@@ -1,3 +1,4 @@
+// Listening, connecting, sending and receiving.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -1,3 +1,4 @@
+// The brick wall for ordinary and hostile parameters.
 #include "render/BrickWall.h"
 
 #include <gtest/gtest.h>

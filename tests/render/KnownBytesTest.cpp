@@ -1,3 +1,4 @@
+// Pictures and caches whose bytes are pinned.
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 

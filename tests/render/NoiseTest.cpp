@@ -1,3 +1,4 @@
+// Values of the noise that no picture shows.
 #include "render/Noise.h"
 
 #include <gtest/gtest.h>

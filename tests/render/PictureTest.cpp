@@ -1,3 +1,4 @@
+// Whole pictures: tiles, single rays, and the judge that tests every face.
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 

@@ -1,3 +1,4 @@
+// The materials' file.
 #include "scene/Attributes.h"
 
 #include <cstring>

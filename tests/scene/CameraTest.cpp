@@ -1,3 +1,4 @@
+// The camera: its file, and aiming it.
 #include "scene/Camera.h"
 
 #include "support/FileTest.h"

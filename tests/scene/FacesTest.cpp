@@ -1,3 +1,4 @@
+// Face records and vertex normals.
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 

@@ -1,3 +1,4 @@
+// The geometry file.
 #include "scene/Scene.h"
 
 #include <sys/stat.h>

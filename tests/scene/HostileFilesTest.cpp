@@ -1,3 +1,4 @@
+// Scenes with anything wrong in them, from file to picture.
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 

@@ -1,3 +1,4 @@
+// What all loaders of text files have in common.
 #include "scene/Attributes.h"
 #include "scene/Camera.h"
 #include "scene/Lights.h"

@@ -1,3 +1,4 @@
+// The older format of lights.
 #include "scene/OldLights.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// The tests of a ray against a triangle.
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 

@@ -1,3 +1,4 @@
+// Tests in a directory of their own, and what they read there.
 #include "support/FileTest.h"
 
 #include <unistd.h>

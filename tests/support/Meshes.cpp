@@ -1,3 +1,4 @@
+// Meshes for tests, from simple to hostile.
 #include "support/Meshes.h"
 
 // Arguments and operands are evaluated in any order, so no expression here draws two random numbers outside braces.

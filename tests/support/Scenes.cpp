@@ -1,3 +1,4 @@
+// Scenes for tests, as files.
 #include "support/Scenes.h"
 
 #include "support/FileTest.h"
