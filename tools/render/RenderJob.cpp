@@ -20,6 +20,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr unsigned LARGEST_TILE = 4096;  // edge in samples
+
 // Seconds since the last call.
 class StopWatch {
  public:
@@ -45,6 +47,10 @@ uint64_t freeMemory() {
 }
 
 }  // namespace
+
+// Small enough for a worker's memory at any number of samples.
+RenderJob::RenderJob(const RenderOptions& wanted)
+    : options(wanted), uTileEdge(std::min(wanted.parameters.uPackSize, std::max(1u, LARGEST_TILE / wanted.uSamples))) {}
 
 int RenderJob::run() {
     SceneSource::cleanUpOnSignals();
@@ -106,7 +112,7 @@ bool RenderJob::prepare() {
     }
     cache.finish();
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
-    warnAboutScene(rayTracer);
+    warnAboutScene(rayTracer, source.isModel() ? options.sScene : rayTracer.sceneDesc.szLightsFile);
     Console::clearStatus();
     Console::detail("tree: %.2f s", watch.lap());
     return false;
@@ -124,7 +130,7 @@ bool RenderJob::checkSize() const {
         Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, format.szSuffix);
         return true;
     }
-    const uint64_t uNeeded = TilePool::bytesFor(uWidth, uHeight, options.parameters.uPackSize), uFree = freeMemory();
+    const uint64_t uNeeded = TilePool::bytesFor(uWidth, uHeight, uTileEdge), uFree = freeMemory();
     if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
         Console::error("rt-render: %u x %u pixels need %llu MB of memory, %llu MB are free", uWidth, uHeight,
                        static_cast<unsigned long long>(uNeeded >> 20), static_cast<unsigned long long>(uFree >> 20));
@@ -137,8 +143,8 @@ bool RenderJob::checkSize() const {
 std::string RenderJob::settingsKey(unsigned uFrame) const {
     ContentHash hash;
     hash.add(sSceneKey);
-    for (const uint32_t u : {uWidth, uHeight, uint32_t{options.uSamples}, options.parameters.uPackSize,
-                             uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
+    for (const uint32_t u :
+         {uWidth, uHeight, uint32_t{options.uSamples}, uTileEdge, uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
         hash.addValue(u);
     }
     return hash.text();
@@ -156,7 +162,7 @@ unsigned RenderJob::firstFrame() const {
 
 int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
     const std::string sFile = pictureName(uFrame), sKey = settingsKey(uFrame);
-    if (pool.create(uWidth, uHeight, options.parameters.uPackSize)) {
+    if (pool.create(uWidth, uHeight, uTileEdge)) {
         Console::error("rt-render: no memory for %u x %u pixels", uWidth, uHeight);
         return STATUS_FAILED;
     }

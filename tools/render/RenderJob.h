@@ -14,7 +14,7 @@
 /// One run of rt-render: a scene is read and prepared once, then one picture or an orbit of pictures is made of it.
 class RenderJob {
  public:
-    explicit RenderJob(const RenderOptions& wanted) : options(wanted) {}
+    explicit RenderJob(const RenderOptions& wanted);
 
     /// Exit status of the program.
     int run();
@@ -30,6 +30,7 @@ class RenderJob {
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;
+    const uint32_t uTileEdge;
     RayTracer rayTracer;
     SceneSource source;
     TilePool pool;

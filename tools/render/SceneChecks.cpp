@@ -37,14 +37,14 @@ bool lightsAnything(const RayTracer& rayTracer, const Light& light) {
            });
 }
 
-void warnAboutLights(const RayTracer& rayTracer) {
+void warnAboutLights(const RayTracer& rayTracer, const std::string& sFile) {
     const Lights& lights = rayTracer.lights;
-    if (!lights.uCount) Console::warning("%s: no lights; every surface is black", rayTracer.sceneDesc.szLightsFile);
+    if (!lights.uCount) Console::warning("%s: no lights; every surface is black", sFile.c_str());
     for (uint32_t u = 0; u < lights.uCount; ++u) {
         if (lightsAnything(rayTracer, lights.pLights[u])) continue;
         Console::warning(lights.pLights[u].fFlux > 0.0f ? "%s: light %u faces nothing that the camera sees"
                                                         : "%s: light %u has no flux",
-                         rayTracer.sceneDesc.szLightsFile, u + 1);
+                         sFile.c_str(), u + 1);
     }
 }
 
@@ -71,9 +71,9 @@ bool seesNothingOf(const RayTracer& rayTracer, const Velk::BoxAABB& box) {
 
 }  // namespace
 
-void warnAboutScene(const RayTracer& rayTracer) {
+void warnAboutScene(const RayTracer& rayTracer, const std::string& sLights) {
     warnAboutMaterial(rayTracer);
-    warnAboutLights(rayTracer);
+    warnAboutLights(rayTracer, sLights);
     if (seesNothingOf(rayTracer, rayTracer.scene.boxScene)) {
         Console::warning("the camera sees nothing of the scene: all of it is behind the camera or beside the picture");
     }

@@ -7,8 +7,8 @@
 
 // What is not wrong with a scene, but makes a picture that nobody wants. All print warnings.
 
-/// Before rendering: materials, lights, and the camera of a preprocessed scene.
-void warnAboutScene(const RayTracer& rayTracer);
+/// Before rendering: materials, lights, and the camera of a preprocessed scene. sLights: where the lights come from.
+void warnAboutScene(const RayTracer& rayTracer, const std::string& sLights);
 
 /// A resolution whose sides have another ratio than the camera's screen. Requires a loaded scene.
 void warnAboutStretching(const RayTracer& rayTracer);

@@ -29,11 +29,13 @@ std::vector<fs::path> installedDirectories() {
     return vDirectories;
 }
 
-// The temporary directory, for a signal handler to find.
+// For a signal handler to find: the temporary directory, and whose it is.
 char g_szTemporary[512] = "";
+pid_t g_iOwner = 0;
 
 // Ends the process. Only calls that are allowed in a signal handler.
 void endEarly(int iSignal) {
+    if (getpid() != g_iOwner) _exit(STATUS_SIGNAL + iSignal);  // the importer's child
     if (*g_szTemporary) {
         const pid_t iRemover = _Fork();
         if (iRemover == 0) {
@@ -70,8 +72,12 @@ bool SceneSource::find(const RenderOptions& options) {
         findByPath(sScene);
         return false;
     }
-    Console::error("%s: no such scene: there is no Scenes/scene_descs/%s.txt here or in %s", sScene.c_str(),
-                   sScene.c_str(), installedDirectories().back().c_str());
+    if (isModelName(sScene) || sScene.find('/') != std::string::npos) {
+        Console::error("%s: no such file", sScene.c_str());
+    } else {
+        Console::error("%s: no such scene: there is no Scenes/scene_descs/%s.txt here or in %s", sScene.c_str(),
+                       sScene.c_str(), installedDirectories().back().c_str());
+    }
     return true;
 }
 
@@ -174,5 +180,6 @@ void SceneSource::removeTemporary() {
 }
 
 void SceneSource::cleanUpOnSignals() {
+    g_iOwner = getpid();
     for (const int iSignal : {SIGINT, SIGTERM, SIGHUP}) signal(iSignal, endEarly);
 }
