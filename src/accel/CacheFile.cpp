@@ -1,3 +1,4 @@
+// Which scene a cache belongs to, and whether it is older.
 #include "accel/CacheFile.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// The lists of faces that a tree's leaves hold.
 #include "accel/FaceLists.h"
 
 uint32_t FaceLists::getNewObjectListNode() {

@@ -1,3 +1,4 @@
+// The overlap test of triangle and box by separating axes.
 #include "accel/TriBoxIntersection.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Walks the command line and prints the table of options.
 #include "app/CommandWalker.h"
 
 #include <cstdio>

@@ -2,6 +2,8 @@
 
 #include "net/Sockets.h"
 
+// Server and client mode of the program.
+
 extern SocketServer g_server;  // listening socket of server mode
 extern SocketClient g_client;  // connection of client mode
 

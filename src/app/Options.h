@@ -5,6 +5,8 @@
 #include "app/CommandWalker.h"
 #include "render/RayTracer.h"
 
+// The options of the command line, and what they decide.
+
 enum RunMode : uint32_t { MODE_LOCAL = 0, MODE_SERVER = 1, MODE_CLIENT = 2 };
 
 // What the command line decides. The handlers write straight into g_rt's settings and these.

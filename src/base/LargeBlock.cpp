@@ -1,3 +1,4 @@
+// Asks the system for large pages.
 #include "base/LargeBlock.h"
 
 #include <sys/mman.h>

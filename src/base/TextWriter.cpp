@@ -1,3 +1,4 @@
+// Text and numbers through a buffer.
 #include "base/TextWriter.h"
 
 #include <charconv>

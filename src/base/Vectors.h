@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdint>
 
+// Vectors, boxes and their arithmetic, in the order of operations that every image depends on.
+
 namespace Velk {
 
 constexpr double NM_PI = 3.141592653589793;

@@ -1,3 +1,4 @@
+// Face records from the vertices, and the tests of a ray against a face.
 #include <cmath>
 #include <initializer_list>
 #include <limits>

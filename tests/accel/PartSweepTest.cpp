@@ -1,3 +1,4 @@
+// The sweeps of one face over many candidates, against the plain test of each.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The recursion: split, distribute, go down.
 #include "accel/build/KDTreeBuilder.h"
 
 #include <algorithm>

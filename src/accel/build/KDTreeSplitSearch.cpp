@@ -1,3 +1,4 @@
+// The search for a node's split: by bins, then candidate by candidate.
 #include "accel/build/KDTreeSplitSearch.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The split search for small nodes, candidate by candidate.
 #include "accel/build/SmallSplit.h"
 
 #include <algorithm>

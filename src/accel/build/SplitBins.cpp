@@ -1,3 +1,4 @@
+// The bins of candidates, by which a large node's search begins.
 #include "accel/build/SplitBins.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The life of the box hierarchy: bounds of the faces, construction, face records in its order.
 #include "accel/bvh/Bvh.h"
 
 #include <cstring>

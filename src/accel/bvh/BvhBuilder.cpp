@@ -1,3 +1,4 @@
+// Builds the box hierarchy by the surface area of its boxes.
 #include "accel/bvh/BvhBuilder.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Where the face test can accept a ray, with the proof.
 #include "accel/bvh/FaceBounds.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The life of the tree: loaded or built, linked, released.
 #include "accel/kdtree/KDTree.h"
 
 #include <cstdio>

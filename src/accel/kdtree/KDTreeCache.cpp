@@ -1,3 +1,4 @@
+// The tree's cache file kdtree.tmp: reading with every check, writing; and the diagnostic walks.
 #include <charconv>
 #include <cmath>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// The walk of the tree along one ray, which defines every answer.
 #include <limits>
 
 #include "accel/kdtree/KDTree.h"

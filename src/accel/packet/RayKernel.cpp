@@ -1,3 +1,4 @@
+// Chooses the kernel for this machine.
 #include "accel/packet/RayKernel.h"
 
 #include <cstring>

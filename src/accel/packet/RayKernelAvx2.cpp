@@ -1,3 +1,4 @@
+// The kernel for AVX2, eight rays to an instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX2__)

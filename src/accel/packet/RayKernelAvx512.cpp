@@ -1,3 +1,4 @@
+// The kernel for AVX-512, sixteen rays to an instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX512F__)

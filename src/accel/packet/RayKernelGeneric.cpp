@@ -1,3 +1,4 @@
+// The kernel for any processor, in loops that a compiler may turn into vectors.
 #include <algorithm>
 
 #include "accel/packet/RayKernelList.h"

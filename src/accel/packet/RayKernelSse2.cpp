@@ -1,3 +1,4 @@
+// The kernel for SSE2, four rays to an instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__SSE2__)

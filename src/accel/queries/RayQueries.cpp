@@ -1,3 +1,4 @@
+// Cuts streams of rays into packets, and prepares what the kernels read.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
