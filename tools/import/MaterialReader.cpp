@@ -139,6 +139,10 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, con
                            std::vector<std::string>& vNotices) {
     ModelMaterial result;
     result.sName = material.GetName().C_Str();
+    if (!bLinear && (result.sName.empty() || result.sName == AI_DEFAULT_MATERIAL_NAME)) {
+        result.sName = "default";  // assimp's own, for files without materials
+        return result;
+    }
     aiColor3D c(0.8f, 0.8f, 0.8f), emitted(0, 0, 0);
     if (!(bLinear && colour(material, AI_MATKEY_BASE_COLOR, c))) (void)colour(material, AI_MATKEY_COLOR_DIFFUSE, c);
     (void)colour(material, AI_MATKEY_COLOR_EMISSIVE, emitted);

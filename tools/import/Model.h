@@ -13,7 +13,7 @@
 /// A block of the materials file. dTransmission is the share of light that goes through; the file holds one minus it.
 struct ModelMaterial {
     std::string sName;
-    std::array<unsigned, 3> vColour{200, 200, 200};  // 0 to 255, as a screen shows them
+    std::array<unsigned, 3> vColour{205, 200, 190};  // 0 to 255, as a screen shows them
     double dDiffuse = 0.8, dSpecular = 0.0, dReflection = 0.0, dTransmission = 0.0, dEta = 1.0;
     unsigned uExponent = 2;  // even: an odd power of a negative base would take light away
     bool bSmooth = false;
@@ -24,10 +24,11 @@ struct ModelTriangle {
     uint32_t uMaterial;
 };
 
-/// An eye in the scene's world. dFov is the horizontal angle in degrees, dAspect width by height; 0 when unknown.
+/// An eye in the scene's world. Half the picture's width and height, seen from distance 1; 0 when the file does not
+/// say.
 struct ModelCamera {
     Vector3d v3Eye, v3Forward, v3Up;
-    double dFov = 0.0, dAspect = 0.0;
+    double dHalfWidth = 0.0, dHalfHeight = 0.0;
 };
 
 /// A lamp of the file. A directional light has no place; bDirectional says that v3Direction counts. The illuminance it

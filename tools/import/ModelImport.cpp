@@ -24,7 +24,9 @@ bool importHere(const std::string& sModel, const ScenePaths& paths, const Import
     replaceMaterials(model, options.eMaterial);
     const SceneCamera camera = placeCamera(model, options);
     const std::vector<SceneLight> vLights = placeLights(model, camera);
-    if (options.bGround || options.eMaterial == ImportOptions::MIRROR || options.eMaterial == ImportOptions::GLASS) {
+    if (options.eMaterial == ImportOptions::MIRROR || options.eMaterial == ImportOptions::GLASS) {
+        addRoom(model, camera);
+    } else if (options.bGround) {
         addGround(model);
     }
     if (options.bProgress) fprintf(stderr, "\rwriting      ");

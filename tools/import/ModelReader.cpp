@@ -13,6 +13,8 @@
 #include <cstring>
 #include <functional>
 
+#include "import/AssimpTypes.h"
+#include "import/CameraReader.h"
 #include "import/MaterialReader.h"
 #include "import/VertexJoiner.h"
 
@@ -23,29 +25,12 @@ namespace {
 constexpr double LEAST_EXTENT = 1.0, MOST_EXTENT = 1e5;  // of a scene: the renderer gives every box a margin of 0.1
 constexpr double FAR_AWAY = 4.0;                         // extents from the origin where floats get too coarse
 constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model from the floor, as a share of its extent
-constexpr double PI = 3.14159265358979323846;
-
-Vector3d toDouble(const aiVector3D& v) {
-    return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
-}
-
-Map3d toMap(const aiMatrix4x4& m) {
-    const auto column = [](ai_real a, ai_real b, ai_real c) { return toDouble({a, b, c}); };
-    return {column(m.a1, m.b1, m.c1), column(m.a2, m.b2, m.c2), column(m.a3, m.b3, m.c3), column(m.a4, m.b4, m.c4)};
-}
 
 // Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
 Map3d worldOf(char cUp) {
     if (cUp == 'x') return {{0, 1, 0}, {-1, 0, 0}, {0, 0, -1}, {}};
     if (cUp == 'z') return {{1, 0, 0}, {0, 0, 1}, {0, 1, 0}, {}};
     return {{1, 0, 0}, {0, 1, 0}, {0, 0, -1}, {}};
-}
-
-std::string suffixOf(const std::string& sFile) {
-    const size_t uDot = sFile.rfind('.');
-    std::string sSuffix = uDot == std::string::npos ? "" : sFile.substr(uDot + 1);
-    for (char& c : sSuffix) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    return sSuffix;
 }
 
 class TerminalProgress : public Assimp::ProgressHandler {
@@ -152,7 +137,7 @@ class MaterialTable {
         const size_t uSlash = sFile.rfind('/');
         sFolder = uSlash == std::string::npos ? "." : sFile.substr(0, uSlash);
         const std::string sSuffix = suffixOf(sFile);
-        bLinear = sSuffix == "gltf" || sSuffix == "glb" || sSuffix == "vrm";
+        bLinear = isGltf(sSuffix);
     }
 
     uint32_t indexOf(const aiMesh& mesh, unsigned uMesh) {
@@ -226,49 +211,6 @@ void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNor
     }
 }
 
-// Where a camera or light of this name stands.
-Map3d mapOf(const aiScene& scene, const aiString& name, const Map3d& world) {
-    Map3d map;
-    for (const aiNode* p = scene.mRootNode->FindNode(name); p; p = p->mParent)
-        map = toMap(p->mTransformation).after(map);
-    return world.after(map);
-}
-
-void readCamera(const aiScene& scene, const Map3d& world, Model& model) {
-    if (!scene.mNumCameras) return;
-    const aiCamera& camera = *scene.mCameras[0];
-    const Map3d map = mapOf(scene, camera.mName, world);
-    ModelCamera result;
-    result.v3Eye = map.point(toDouble(camera.mPosition));
-    result.v3Forward = normalize(map.direction(toDouble(camera.mLookAt)));
-    result.v3Up = map.direction(toDouble(camera.mUp));
-    const double dFov = static_cast<double>(camera.mHorizontalFOV);
-    result.dFov = dFov > PI ? dFov : dFov * 180.0 / PI;  // some readers hand degrees on
-    result.dAspect = static_cast<double>(camera.mAspect);
-    if (camera.mOrthographicWidth > 0) result.dFov = 0.0;
-    if (isFinite(result.v3Eye) && isFinite(result.v3Forward) && isFinite(result.v3Up)) model.camera = result;
-}
-
-void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& model) {
-    for (unsigned u = 0; u < scene.mNumLights; ++u) {
-        const aiLight& light = *scene.mLights[u];
-        if (light.mType == aiLightSource_AMBIENT || light.mType == aiLightSource_UNDEFINED) continue;
-        const Map3d map = mapOf(scene, light.mName, world);
-        ModelLight result;
-        result.bDirectional = light.mType == aiLightSource_DIRECTIONAL;
-        result.v3Position = map.point(toDouble(light.mPosition));
-        result.v3Direction = normalize(map.direction(toDouble(light.mDirection)));
-        const aiColor3D& c = light.mColorDiffuse;
-        result.dIntensity =
-            0.3 * static_cast<double>(c.r) + 0.6 * static_cast<double>(c.g) + 0.1 * static_cast<double>(c.b);
-        result.vFalloff = {static_cast<double>(light.mAttenuationConstant),
-                           static_cast<double>(light.mAttenuationLinear) / dScale,
-                           static_cast<double>(light.mAttenuationQuadratic) / (dScale * dScale)};
-        const bool bPlaced = result.bDirectional ? isFinite(result.v3Direction) : isFinite(result.v3Position);
-        if (bPlaced && result.dIntensity > 0 && std::isfinite(result.dIntensity)) model.vLights.push_back(result);
-    }
-}
-
 bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& model, std::string& sMessage,
              std::vector<std::string>& vNotices) {
     const std::string sSuffix = suffixOf(sFile);
@@ -289,7 +231,7 @@ bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& mo
         addMesh(mesh, map, materials.indexOf(mesh, uMesh), sSuffix != "stl", joiner);
     });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
-    readCamera(scene, world, model);
+    readCamera(scene, sFile, world, model);
     readLights(scene, world, placement.dScale, model);
     joiner.finish(model);
     for (const NMVector3f& p : model.vVertices) {

@@ -16,10 +16,12 @@ constexpr double USUAL_TURN = 30.0, USUAL_ELEVATION = 20.0, USUAL_FOV = 40.0;
 constexpr uint32_t USUAL_WIDTH = 1024, USUAL_HEIGHT = 768;
 constexpr double FILLED = 0.88;        // of the picture's width or height is the model's
 constexpr double GROUND_HALF = 6.0;    // half the ground's side, in radii of the model
+constexpr double ROOM_HALF = 8.0;      // half a room's side, in radii: the lamps are inside
+constexpr unsigned ROOM_TILES = 20;    // on a side of its floor
 constexpr double GROUND_GAP = 2e-4;    // below the model, in radii: faces in one plane would flicker
 constexpr double LAMP_DISTANCE = 5.0;  // in radii
-constexpr double OWN_LIGHT = 260.0;    // light sum of the model's own lamps at its centre
-constexpr double OWN_FILL = 12.0;      // and of the lamp that opens their shadows
+constexpr double OWN_LIGHT = 350.0;    // light sum of the model's own lamps at its centre
+constexpr double OWN_FILL = 16.0;      // and of the lamp that opens their shadows
 constexpr double SUN_DISTANCE = 30.0;  // of a light without a place, in radii
 
 struct Lamp {
@@ -99,8 +101,23 @@ SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance
     return camera;
 }
 
-double usableFov(double dFov) {
-    return dFov > 1.0 && dFov < 170.0 ? dFov : USUAL_FOV;
+uint32_t addMaterial(Model& model, const char* szName, const std::array<unsigned, 3>& vColour) {
+    ModelMaterial material;
+    material.sName = szName;
+    material.vColour = vColour;
+    model.vMaterials.push_back(material);
+    return static_cast<uint32_t>(model.vMaterials.size() - 1);
+}
+
+// Two triangles that look along v3Edge2 x v3Edge1.
+void addQuad(Model& model, const Vector3d& v3Corner, const Vector3d& v3Edge1, const Vector3d& v3Edge2,
+             uint32_t uMaterial) {
+    const uint32_t u = static_cast<uint32_t>(model.vVertices.size());
+    for (const Vector3d& p : {v3Corner, v3Corner + v3Edge1, v3Corner + v3Edge1 + v3Edge2, v3Corner + v3Edge2}) {
+        model.vVertices.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
+    }
+    model.vTriangles.push_back({{u, u + 1, u + 2}, uMaterial});
+    model.vTriangles.push_back({{u, u + 2, u + 3}, uMaterial});
 }
 
 }  // namespace
@@ -108,11 +125,15 @@ double usableFov(double dFov) {
 SceneCamera placeCamera(const Model& model, const ImportOptions& options) {
     const ModelCamera* pOwn = model.camera ? &*model.camera : nullptr;
     const uint32_t uWidth = options.uWidth.value_or(USUAL_WIDTH);
-    const bool bOwnShape = pOwn && pOwn->dAspect > 0.1 && pOwn->dAspect < 10.0 && !options.uHeight;
-    const double dOwnHeight = bOwnShape ? uWidth / pOwn->dAspect : USUAL_HEIGHT * (uWidth / double{USUAL_WIDTH});
-    const uint32_t uHeight = options.uHeight.value_or(static_cast<uint32_t>(std::max(1.0, std::round(dOwnHeight))));
-    const double dFov = options.dFov.value_or(usableFov(pOwn ? pOwn->dFov : 0.0));
-    const double dHalfWidth = tan(dFov * DEGREE / 2), dHalfHeight = dHalfWidth * uHeight / uWidth;
+    double dShape = double{USUAL_HEIGHT} / USUAL_WIDTH;  // height by width
+    if (pOwn && pOwn->dHalfWidth > 0 && pOwn->dHalfHeight > 0) dShape = pOwn->dHalfHeight / pOwn->dHalfWidth;
+    const uint32_t uHeight =
+        options.uHeight.value_or(static_cast<uint32_t>(std::max(1.0, std::round(uWidth * dShape))));
+    dShape = uHeight / static_cast<double>(uWidth);
+    double dHalfWidth = tan(options.dFov.value_or(USUAL_FOV) * DEGREE / 2);
+    if (pOwn && !options.dFov && pOwn->dHalfHeight > 0) dHalfWidth = pOwn->dHalfHeight / dShape;
+    if (pOwn && !options.dFov && pOwn->dHalfWidth > 0) dHalfWidth = pOwn->dHalfWidth;
+    const double dHalfHeight = dHalfWidth * dShape;
 
     const Vector3d v3Centre = model.box.centre(), v3Sky{0, 1, 0};
     SceneCamera camera;
@@ -126,7 +147,7 @@ SceneCamera placeCamera(const Model& model, const ImportOptions& options) {
         place(v3Eye, axesOf((options.vAt ? toVector(*options.vAt) : v3Centre) - v3Eye, v3Sky));
     } else {
         const Axes own = pOwn ? axesOf(pOwn->v3Forward, pOwn->v3Up) : Axes{};
-        if (pOwn && !bTurned && pOwn->dFov > 0 && seesModel(model, pOwn->v3Eye, own, dHalfWidth, dHalfHeight)) {
+        if (pOwn && !bTurned && seesModel(model, pOwn->v3Eye, own, dHalfWidth, dHalfHeight)) {
             place(pOwn->v3Eye, own);
         } else {
             const Vector3d v3Back =
@@ -177,20 +198,32 @@ std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camer
 }
 
 void addGround(Model& model) {
-    ModelMaterial ground;
-    ground.sName = "ground";
-    ground.vColour = {190, 190, 186};
-    model.vMaterials.push_back(ground);
-    const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius;
     const Vector3d c = model.box.centre();
-    const float y = static_cast<float>(model.box.v3Min.y - GROUND_GAP * dRadius);
-    const uint32_t u = static_cast<uint32_t>(model.vVertices.size()),
-                   uMaterial = static_cast<uint32_t>(model.vMaterials.size() - 1);
-    for (const auto& [x, z] : {std::pair{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
-        model.vVertices.push_back({static_cast<float>(c.x + x * dHalf), y, static_cast<float>(c.z + z * dHalf)});
+    const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius, y = model.box.v3Min.y - GROUND_GAP * dRadius;
+    const uint32_t uGround = addMaterial(model, "ground", {190, 190, 186});
+    addQuad(model, {c.x - dHalf, y, c.z - dHalf}, {2 * dHalf, 0, 0}, {0, 0, 2 * dHalf}, uGround);
+}
+
+void addRoom(Model& model, const SceneCamera& camera) {
+    const Vector3d c = model.box.centre();
+    const double dRadius = radiusOf(model), y = model.box.v3Min.y - GROUND_GAP * dRadius;
+    const double dHalf = std::max(ROOM_HALF * dRadius, 1.3 * length(camera.v3Eye - c)), dSide = 2 * dHalf;
+    const uint32_t uWall = addMaterial(model, "wall", {150, 172, 200}),
+                   uCeiling = addMaterial(model, "ceiling", {236, 236, 230});
+    const uint32_t uTiles[] = {addMaterial(model, "light_tile", {206, 202, 192}),
+                               addMaterial(model, "dark_tile", {84, 92, 108})};
+    const Vector3d low{c.x - dHalf, y, c.z - dHalf}, high{c.x + dHalf, y + dSide, c.z + dHalf};
+    const Vector3d x{dSide, 0, 0}, up{0, dSide, 0}, z{0, 0, dSide};
+    for (unsigned u = 0; u < ROOM_TILES * ROOM_TILES; ++u) {
+        const unsigned uColumn = u % ROOM_TILES, uRow = u / ROOM_TILES;
+        const double d = 1.0 / ROOM_TILES;
+        addQuad(model, low + x * (uColumn * d) + z * (uRow * d), x * d, z * d, uTiles[(uColumn + uRow) % 2]);
     }
-    model.vTriangles.push_back({{u, u + 1, u + 2}, uMaterial});
-    model.vTriangles.push_back({{u, u + 2, u + 3}, uMaterial});
+    addQuad(model, low, up, x, uWall);
+    addQuad(model, low, z, up, uWall);
+    addQuad(model, high, x * -1.0, up * -1.0, uWall);
+    addQuad(model, high, up * -1.0, z * -1.0, uWall);
+    addQuad(model, high, z * -1.0, x * -1.0, uCeiling);
 }
 
 void replaceMaterials(Model& model, ImportOptions::Material eMaterial) {

@@ -18,5 +18,9 @@ std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camer
 /// Adds a square under the model, with a material of its own. Call it last: it is no part of what the camera frames.
 void addGround(Model& model);
 
+/// Adds a closed room around the model, the eye and the lamps, with a chequered floor: a mirror shows what is around
+/// it, and around a model alone is only darkness. As addGround() otherwise.
+void addRoom(Model& model, const SceneCamera& camera);
+
 /// Gives the whole model one material.
 void replaceMaterials(Model& model, ImportOptions::Material eMaterial);

@@ -14,7 +14,7 @@ constexpr uint32_t NO_ENTRY = 0xFFFFFFFFu;
 constexpr double LEAST_HEIGHT = 1e-8;     // of a triangle, as a share of its longest side: below is rounding
 constexpr float SAME_NORMAL = 0.9986f;    // cosine of 3 degrees: what files write with few digits stays together
 constexpr float SMOOTH_BELOW = 0.99996f;  // cosine of half a degree: faces that close make one plane
-constexpr size_t MOST_GROUPS = 32;        // of normals at one place that are compared, so that fans stay quick
+constexpr size_t MOST_COMPARED = 32;      // normals or faces at one place, so that wide fans stay quick
 
 Vector3d toDouble(const NMVector3f& v) {
     return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
@@ -52,46 +52,146 @@ uint32_t rootOf(std::vector<uint32_t>& vParents, uint32_t u) {
     return u;
 }
 
-}  // namespace
+NMVector3f faceNormal(const std::vector<NMVector3f>& vPlaces, const ModelTriangle& t) {
+    const Vector3d a = toDouble(vPlaces[t.uVertices[0]]);
+    const Vector3d n = cross(toDouble(vPlaces[t.uVertices[1]]) - a, toDouble(vPlaces[t.uVertices[2]]) - a);
+    const double d = 1.0 / length(n);
+    return {static_cast<float>(n.x * d), static_cast<float>(n.y * d), static_cast<float>(n.z * d)};
+}
 
-struct VertexJoiner::Corner {
-    NMVector3f v3Face;      // unit normal of its triangle
-    uint32_t uNext, uLast;  // the triangle's other places
+// Parts the corners of one place after the other into those of one vertex each.
+class CornerParter {
+ public:
+    CornerParter(const std::vector<ModelTriangle>& vAll, const std::vector<NMVector3f>& vPlaces,
+                 const std::vector<uint32_t>& vGiven)
+        : vTriangles(vAll), vNormals(vGiven), fCrease(cosf(VertexJoiner::CREASE_DEGREES * 3.14159265f / 180.0f)) {
+        vFaces.reserve(vAll.size());
+        for (const ModelTriangle& t : vAll) vFaces.push_back(faceNormal(vPlaces, t));
+    }
+
+    // pCorners are the numbers 3 t + i of the place's corners. Returns for each the first one of its vertex, as an
+    // index into pCorners.
+    const std::vector<uint32_t>& part(const uint32_t* pCorners, uint32_t uCount) {
+        vGroups.resize(uCount);
+        for (uint32_t u = 0; u < uCount; ++u) vGroups[u] = u;
+        bool bGiven = !vNormals.empty();
+        for (uint32_t u = 0; u < uCount && bGiven; ++u) bGiven = vNormals[pCorners[u]] != 0;
+        if (bGiven)
+            partByNormals(pCorners, uCount);
+        else
+            partByCreases(pCorners, uCount);
+        return vGroups;
+    }
+
+    // Whether these triangles make one plane.
+    bool isFlat(uint32_t uTriangle, uint32_t uOther) const {
+        return dot(vFaces[uTriangle], vFaces[uOther]) >= SMOOTH_BELOW;
+    }
+
+ private:
+    // One vertex a normal. Faces on the other side of it stay apart, or their normals would cancel.
+    void partByNormals(const uint32_t* pCorners, uint32_t uCount) {
+        vSides.clear();
+        for (uint32_t u = 0; u < uCount; ++u) {
+            const NMVector3f n = unpackNormal(vNormals[pCorners[u]]);
+            const bool bTurned = dot(vFaces[pCorners[u] / 3], n) < 0.0f;
+            size_t i = vSides.size() > MOST_COMPARED ? vSides.size() - MOST_COMPARED : 0;
+            while (i < vSides.size() && (vSides[i].bTurned != bTurned || dot(vSides[i].n, n) < SAME_NORMAL)) ++i;
+            if (i == vSides.size()) vSides.push_back({n, u, bTurned});
+            vGroups[u] = vSides[i].uFirst;
+        }
+    }
+
+    // Corners share a vertex when an edge joins their triangles and is no crease, or over a chain of those.
+    void partByCreases(const uint32_t* pCorners, uint32_t uCount) {
+        vSpokes.clear();
+        for (uint32_t u = 0; u < uCount; ++u) {
+            const uint32_t* p = vTriangles[pCorners[u] / 3].uVertices;
+            const uint32_t uCorner = pCorners[u] % 3;
+            vSpokes.push_back({p[(uCorner + 1) % 3], u});
+            vSpokes.push_back({p[(uCorner + 2) % 3], u});
+        }
+        std::sort(vSpokes.begin(), vSpokes.end(), [](const Spoke& a, const Spoke& b) {
+            return a.uFar != b.uFar ? a.uFar < b.uFar : a.uCorner < b.uCorner;
+        });
+        for (size_t u = 1; u < vSpokes.size(); ++u) {
+            for (size_t i = u; i-- > 0 && u - i <= MOST_COMPARED && vSpokes[i].uFar == vSpokes[u].uFar;) {
+                const uint32_t a = vSpokes[i].uCorner, b = vSpokes[u].uCorner;
+                if (dot(vFaces[pCorners[a] / 3], vFaces[pCorners[b] / 3]) < fCrease) continue;
+                const uint32_t uRoot = rootOf(vGroups, a), uOther = rootOf(vGroups, b);
+                vGroups[std::max(uRoot, uOther)] = std::min(uRoot, uOther);
+            }
+        }
+        for (uint32_t u = 0; u < uCount; ++u) vGroups[u] = rootOf(vGroups, u);
+    }
+
+    struct Side {
+        NMVector3f n;
+        uint32_t uFirst;
+        bool bTurned;
+    };
+    struct Spoke {  // an edge that leaves the place
+        uint32_t uFar, uCorner;
+    };
+    const std::vector<ModelTriangle>& vTriangles;
+    const std::vector<uint32_t>& vNormals;
+    const float fCrease;
+    std::vector<NMVector3f> vFaces;  // unit normals
+    std::vector<uint32_t> vGroups;
+    std::vector<Side> vSides;
+    std::vector<Spoke> vSpokes;
 };
+
+// The corners 3 t + i of all triangles, sorted by place: those of place p begin at vStarts[p].
+void sortCorners(const std::vector<ModelTriangle>& vTriangles, size_t uPlaces, std::vector<uint32_t>& vStarts,
+                 std::vector<uint32_t>& vCorners) {
+    vStarts.assign(uPlaces + 1, 0);
+    vCorners.resize(3 * vTriangles.size());
+    for (const ModelTriangle& t : vTriangles) {
+        for (const uint32_t u : t.uVertices) ++vStarts[u];
+    }
+    uint32_t uSum = 0;
+    for (uint32_t& u : vStarts) uSum = u = uSum + u;
+    for (uint32_t u = static_cast<uint32_t>(vCorners.size()); u-- > 0;) {
+        vCorners[--vStarts[vTriangles[u / 3].uVertices[u % 3]]] = u;
+    }
+}
+
+}  // namespace
 
 void VertexJoiner::reserve(size_t uTriangles) {
     vTriangles.reserve(uTriangles);
-    vPositions.reserve(uTriangles / 2);
+    vPlaces.reserve(uTriangles / 2);
 }
 
-void VertexJoiner::grow() {
+void VertexJoiner::growTable() {
     vTable.assign(std::max<size_t>(1024, vTable.size() * 2), NO_ENTRY);
     const size_t uMask = vTable.size() - 1;
-    for (uint32_t u = 0; u < vPositions.size(); ++u) {
-        size_t uSlot = hashOf(vPositions[u]) & uMask;
+    for (uint32_t u = 0; u < vPlaces.size(); ++u) {
+        size_t uSlot = hashOf(vPlaces[u]) & uMask;
         while (vTable[uSlot] != NO_ENTRY) uSlot = (uSlot + 1) & uMask;
         vTable[uSlot] = u;
     }
 }
 
-uint32_t VertexJoiner::vertexAt(const NMVector3f& v3Position) {
-    if (vPositions.size() * 2 >= vTable.size()) grow();
+uint32_t VertexJoiner::placeAt(const NMVector3f& v3Position) {
+    if (vPlaces.size() * 2 >= vTable.size()) growTable();
     const NMVector3f p = v3Position + NMVector3f{};  // turns -0 into 0
     const size_t uMask = vTable.size() - 1;
     size_t uSlot = hashOf(p) & uMask;
     for (; vTable[uSlot] != NO_ENTRY; uSlot = (uSlot + 1) & uMask) {
-        const NMVector3f& v3 = vPositions[vTable[uSlot]];
+        const NMVector3f& v3 = vPlaces[vTable[uSlot]];
         if (v3.x == p.x && v3.y == p.y && v3.z == p.z) return vTable[uSlot];
     }
-    vTable[uSlot] = static_cast<uint32_t>(vPositions.size());
-    vPositions.push_back(p);
+    vTable[uSlot] = static_cast<uint32_t>(vPlaces.size());
+    vPlaces.push_back(p);
     return vTable[uSlot];
 }
 
 bool VertexJoiner::add(const NMVector3f pPositions[3], const NMVector3f* pNormals, uint32_t uMaterial) {
     if (!hasArea(pPositions)) return true;
     if (pNormals && vNormals.empty()) vNormals.resize(3 * vTriangles.size(), 0);
-    const auto at = [&](unsigned u) { return vertexAt(pPositions[u]); };
+    const auto at = [&](unsigned u) { return placeAt(pPositions[u]); };
     const uint32_t a = at(0), b = at(1), c = at(2);
     vTriangles.push_back({{a, b, c}, uMaterial});
     for (unsigned u = 0; u < 3 && (pNormals || !vNormals.empty()); ++u) {
@@ -100,97 +200,29 @@ bool VertexJoiner::add(const NMVector3f pPositions[3], const NMVector3f* pNormal
     return false;
 }
 
-NMVector3f VertexJoiner::faceNormal(uint32_t uTriangle) const {
-    const uint32_t* p = vTriangles[uTriangle].uVertices;
-    const Vector3d a = toDouble(vPositions[p[0]]);
-    const Vector3d n = normalize(cross(toDouble(vPositions[p[1]]) - a, toDouble(vPositions[p[2]]) - a));
-    return {static_cast<float>(n.x), static_cast<float>(n.y), static_cast<float>(n.z)};
-}
-
-// Numbers the corners of one place by the vertex they get: vGroups[i] is an index into vCorners, the same for all
-// corners of a vertex.
-void VertexJoiner::partCorners(const std::vector<uint32_t>& vCorners, std::vector<uint32_t>& vGroups) const {
-    static const float fCrease = static_cast<float>(cos(CREASE_DEGREES * 3.14159265358979 / 180.0));
-    const uint32_t uCount = static_cast<uint32_t>(vCorners.size());
-    vGroups.resize(uCount);
-    for (uint32_t u = 0; u < uCount; ++u) vGroups[u] = u;
-    const auto given = [&](uint32_t u) { return vNormals.empty() ? 0 : vNormals[vCorners[u]]; };
-    bool bGiven = true;
-    for (uint32_t u = 0; u < uCount && bGiven; ++u) bGiven = given(u) != 0;
-
-    if (bGiven) {  // one vertex a normal; turned faces stay apart from the others, or their normals would cancel
-        struct Group {
-            NMVector3f n;
-            bool bTurned;
-            uint32_t uFirst;
-        };
-        std::vector<Group> vFound;
-        for (uint32_t u = 0; u < uCount; ++u) {
-            const NMVector3f n = unpackNormal(given(u));
-            const bool bTurned = dot(faceNormal(vCorners[u] / 3), n) < 0.0f;
-            size_t i = vFound.size() > MOST_GROUPS ? vFound.size() - MOST_GROUPS : 0;
-            while (i < vFound.size() && (vFound[i].bTurned != bTurned || dot(vFound[i].n, n) < SAME_NORMAL)) ++i;
-            if (i == vFound.size()) vFound.push_back({n, bTurned, u});
-            vGroups[u] = vFound[i].uFirst;
-        }
-        return;
-    }
-    struct Spoke {  // an edge that leaves the place
-        uint32_t uFar, uCorner;
-    };
-    std::vector<Spoke> vSpokes;
-    std::vector<NMVector3f> vFaces;
-    for (uint32_t u = 0; u < uCount; ++u) {
-        const uint32_t uTriangle = vCorners[u] / 3, uCorner = vCorners[u] % 3;
-        const uint32_t* p = vTriangles[uTriangle].uVertices;
-        vFaces.push_back(faceNormal(uTriangle));
-        vSpokes.push_back({p[(uCorner + 1) % 3], u});
-        vSpokes.push_back({p[(uCorner + 2) % 3], u});
-    }
-    std::stable_sort(vSpokes.begin(), vSpokes.end(), [](const Spoke& a, const Spoke& b) { return a.uFar < b.uFar; });
-    for (size_t u = 1; u < vSpokes.size(); ++u) {
-        for (size_t i = u; i-- > 0 && u - i <= MOST_GROUPS && vSpokes[i].uFar == vSpokes[u].uFar;) {
-            if (dot(vFaces[vSpokes[i].uCorner], vFaces[vSpokes[u].uCorner]) < fCrease) continue;
-            const uint32_t a = rootOf(vGroups, vSpokes[i].uCorner), b = rootOf(vGroups, vSpokes[u].uCorner);
-            vGroups[std::max(a, b)] = std::min(a, b);
-        }
-    }
-    for (uint32_t u = 0; u < uCount; ++u) vGroups[u] = rootOf(vGroups, u);
-}
-
 void VertexJoiner::finish(Model& model) {
     std::vector<uint32_t>().swap(vTable);
-    const uint32_t uPlaces = static_cast<uint32_t>(vPositions.size());
-    std::vector<uint32_t> vStarts(uPlaces + 1, 0), vCornerList(3 * vTriangles.size());
-    for (const ModelTriangle& t : vTriangles) {
-        for (const uint32_t u : t.uVertices) ++vStarts[u];
-    }
-    uint32_t uSum = 0;
-    for (uint32_t& u : vStarts) uSum = u = uSum + u;  // where the next place's corners begin
-    for (uint32_t u = static_cast<uint32_t>(vCornerList.size()); u-- > 0;) {
-        vCornerList[--vStarts[vTriangles[u / 3].uVertices[u % 3]]] = u;
-    }
-
+    std::vector<uint32_t> vStarts, vCorners, vNumbers;
+    sortCorners(vTriangles, vPlaces.size(), vStarts, vCorners);
+    CornerParter parter(vTriangles, vPlaces, vNormals);
     model.vVertices.clear();
-    model.vVertices.reserve(uPlaces);
-    std::vector<ModelTriangle> vJoined = vTriangles;
-    std::vector<uint32_t> vCorners, vGroups, vNumbers;
-    for (uint32_t uPlace = 0; uPlace < uPlaces; ++uPlace) {
-        vCorners.assign(vCornerList.begin() + vStarts[uPlace], vCornerList.begin() + vStarts[uPlace + 1]);
-        partCorners(vCorners, vGroups);
-        vNumbers.resize(vCorners.size());
-        for (size_t u = 0; u < vCorners.size(); ++u) {
-            const uint32_t uTriangle = vCorners[u] / 3, uFirst = vGroups[u];
-            if (uFirst == u) {
+    model.vVertices.reserve(vPlaces.size());
+    model.vTriangles = vTriangles;
+    for (uint32_t uPlace = 0; uPlace < vPlaces.size(); ++uPlace) {
+        const uint32_t* pCorners = vCorners.data() + vStarts[uPlace];
+        const uint32_t uCount = vStarts[uPlace + 1] - vStarts[uPlace];
+        const std::vector<uint32_t>& vGroups = parter.part(pCorners, uCount);
+        vNumbers.resize(uCount);
+        for (uint32_t u = 0; u < uCount; ++u) {
+            const uint32_t uTriangle = pCorners[u] / 3, uFirst = pCorners[vGroups[u]] / 3;
+            if (vGroups[u] == u) {
                 vNumbers[u] = static_cast<uint32_t>(model.vVertices.size());
-                model.vVertices.push_back(vPositions[uPlace]);
-            } else if (dot(faceNormal(uTriangle), faceNormal(vCorners[uFirst] / 3)) < SMOOTH_BELOW) {
-                model.vMaterials[vTriangles[uTriangle].uMaterial].bSmooth = true;
-                model.vMaterials[vTriangles[vCorners[uFirst] / 3].uMaterial].bSmooth = true;
+                model.vVertices.push_back(vPlaces[uPlace]);
+            } else if (!parter.isFlat(uTriangle, uFirst)) {
+                for (const uint32_t t : {uTriangle, uFirst}) model.vMaterials[vTriangles[t].uMaterial].bSmooth = true;
             }
-            vJoined[uTriangle].uVertices[vCorners[u] % 3] = vNumbers[uFirst];
+            model.vTriangles[uTriangle].uVertices[pCorners[u] % 3] = vNumbers[vGroups[u]];
         }
     }
-    model.vTriangles = std::move(vJoined);
     *this = VertexJoiner();
 }

@@ -11,7 +11,7 @@
 /// of shared vertices: a crease follows the file's normals, or an angle of CREASE_DEGREES where it has none.
 class VertexJoiner {
  public:
-    static constexpr double CREASE_DEGREES = 40.0;
+    static constexpr float CREASE_DEGREES = 40.0f;
 
     /// Adds a triangle. pNormals is null or points at one normal a corner. Returns true when it was dropped because it
     /// has no area.
@@ -27,14 +27,11 @@ class VertexJoiner {
     size_t triangles() const { return vTriangles.size(); }
 
  private:
-    uint32_t vertexAt(const Velk::NMVector3f& v3Position);
-    void grow();
-    Velk::NMVector3f faceNormal(uint32_t uTriangle) const;
-    struct Corner;
-    void partCorners(const std::vector<uint32_t>& vCorners, std::vector<uint32_t>& vGroups) const;
+    uint32_t placeAt(const Velk::NMVector3f& v3Position);
+    void growTable();
 
-    std::vector<Velk::NMVector3f> vPositions;  // each place once
-    std::vector<uint32_t> vTable;              // hash table of indices into vPositions, NO_ENTRY where empty
-    std::vector<ModelTriangle> vTriangles;     // of places
-    std::vector<uint32_t> vNormals;            // one packed normal a corner; empty until a triangle has some
+    std::vector<Velk::NMVector3f> vPlaces;  // each position once
+    std::vector<uint32_t> vTable;           // hash table of indices into vPlaces
+    std::vector<ModelTriangle> vTriangles;  // of places
+    std::vector<uint32_t> vNormals;         // one packed normal a corner; empty until a triangle has some
 };
