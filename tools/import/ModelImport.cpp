@@ -2,20 +2,29 @@
 
 #include "import/ModelImport.h"
 
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 
+#include "import/AssimpTypes.h"
 #include "import/ModelReader.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 
 namespace {
+
+constexpr rlim_t LONGEST_SECONDS = 600;           // of processor time: a hundred million triangles
+constexpr rlim_t LEAST_MEMORY = rlim_t{1} << 30;  // bytes of address space, libraries included
+constexpr rlim_t MEMORY_A_BYTE = 200;             // of the file: seven are usual, but some formats are compressed
 
 bool importHere(const std::string& sModel, const ScenePaths& paths, const ImportOptions& options, std::string& sMessage,
                 std::vector<std::string>& vNotices) {
@@ -63,11 +72,36 @@ std::vector<std::string> receiveLines(int iPipe) {
     return vLines;
 }
 
+// What reading may take: glTF keeps its numbers in another file, so only the machine is a measure for it.
+rlim_t memoryFor(const std::string& sModel) {
+    const rlim_t uMachine = static_cast<rlim_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+    struct stat status {};
+    const bool bWhole = stat(sModel.c_str(), &status) == 0 && suffixOf(sModel) != "gltf";
+    return bWhole ? std::min(uMachine, LEAST_MEMORY + MEMORY_A_BYTE * static_cast<rlim_t>(status.st_size)) : uMachine;
+}
+
+// Keeps a reader that a broken file leads astray from taking the machine with it, and from talking.
+void limitChild(const std::string& sModel, bool bQuiet) {
+#if !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)  // their shadows take more address space than there is
+    const rlim_t uMemory = memoryFor(sModel);
+    const rlimit memory{uMemory, uMemory};
+    setrlimit(RLIMIT_AS, &memory);
+#endif
+    const rlimit time{LONGEST_SECONDS, LONGEST_SECONDS}, core{0, 0};
+    setrlimit(RLIMIT_CPU, &time);
+    setrlimit(RLIMIT_CORE, &core);
+    const int iNowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(iNowhere, STDOUT_FILENO);
+    if (bQuiet) dup2(iNowhere, STDERR_FILENO);
+}
+
 [[noreturn]] void runChild(int iPipe, const std::string& sModel, const ScenePaths& paths,
                            const ImportOptions& options) {
     std::string sMessage;
     std::vector<std::string> vNotices;
     bool bFailed = true;
+    limitChild(sModel, !options.bProgress);
     try {  // assimp throws on some broken files, and so does memory that does not suffice
         bFailed = importHere(sModel, paths, options, sMessage, vNotices);
     } catch (const std::exception& e) {
@@ -99,7 +133,9 @@ bool importModel(const std::string& sModel, const std::string& sScenesRoot, cons
     int iStatus = 0;
     while (waitpid(iChild, &iStatus, 0) == -1 && errno == EINTR) continue;
     if (vLines.size() < 2 || !WIFEXITED(iStatus)) {
-        sMessage = "cannot read " + sModel + ": its reader crashed";
+        const bool bEndless = WIFSIGNALED(iStatus) && (WTERMSIG(iStatus) == SIGXCPU || WTERMSIG(iStatus) == SIGKILL);
+        sMessage = "cannot read " + sModel +
+                   (bEndless ? ": it takes more time or memory than there is" : ": its reader crashed");
         return true;
     }
     sMessage = vLines[1];

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <functional>
 
+#include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 #include "import/CameraReader.h"
 #include "import/MaterialReader.h"
@@ -211,6 +212,40 @@ void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNor
     }
 }
 
+// A PLY file's header promises elements of at least a byte each, and its reader makes room for all of them at once.
+bool promisesTooMuch(FILE* pFile) {
+    char szLine[1024];
+    fseek(pFile, 0, SEEK_END);
+    const double dSize = static_cast<double>(ftell(pFile));
+    double dElements = 0;
+    rewind(pFile);
+    for (unsigned u = 0; u < 1000 && fgets(szLine, sizeof(szLine), pFile) && strncmp(szLine, "end_header", 10) != 0;
+         ++u) {
+        double d = 0;
+        if (sscanf(szLine, "element %*s %lf", &d) == 1) dElements += d;
+    }
+    return !(dElements <= dSize);
+}
+
+// Assimp 5.2 never ends with a COLLADA file that is cut.
+bool isCut(FILE* pFile) {
+    char sTail[4096];
+    if (fseek(pFile, -static_cast<long>(sizeof(sTail)), SEEK_END) != 0) rewind(pFile);
+    return std::string(sTail, fread(sTail, 1, sizeof(sTail), pFile)).find("COLLADA>") == std::string::npos;
+}
+
+// Whether the file can be opened and holds what its kind must; the reason otherwise.
+bool checkFile(const std::string& sFile, std::string& sReason) {
+    const Velk::NRaiiFile file(fopen(sFile.c_str(), "rb"));
+    char c = 0;
+    if (!file.get() || (fread(&c, 1, 1, file.get()) != 1 && ferror(file.get()))) return sReason = strerror(errno), true;
+    if (feof(file.get())) return sReason = "the file is empty", true;
+    if (suffixOf(sFile) == "ply" && promisesTooMuch(file.get()))
+        return sReason = "its counts are larger than the file", true;
+    if (suffixOf(sFile) == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
+    return false;
+}
+
 bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& model, std::string& sMessage,
              std::vector<std::string>& vNotices) {
     const std::string sSuffix = suffixOf(sFile);
@@ -244,21 +279,14 @@ bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& mo
 
 bool readModel(const std::string& sFile, char cUp, bool bProgress, Model& model, std::string& sMessage,
                std::vector<std::string>& vNotices) {
-    FILE* pFile = fopen(sFile.c_str(), "rb");
-    char cByte;
-    const bool bReadable = pFile && fread(&cByte, 1, 1, pFile) == 1;
-    const int iError = errno;
-    if (pFile) fclose(pFile);
-    if (!bReadable) {
-        sMessage = "cannot read " + sFile + ": " + (iError ? strerror(iError) : "the file is empty");
-        return true;
-    }
+    std::string sReason;
+    if (checkFile(sFile, sReason)) return sMessage = "cannot read " + sFile + ": " + sReason, true;
     Assimp::Importer importer;
     importer.SetProgressHandler(new TerminalProgress(bProgress));  // the importer deletes it
     if (cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
     const aiScene* pScene = importer.ReadFile(sFile, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {
-        std::string sReason = importer.GetErrorString();
+        sReason = importer.GetErrorString();
         sReason.resize(std::min(sReason.find_first_of("\r\n"), sReason.size()));
         sMessage = "cannot read " + sFile + ": " + sReason;
         return true;

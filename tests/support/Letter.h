@@ -1,0 +1,18 @@
+// A solid letter F as a model file of each kind: upright, and wrong at once when it is mirrored or lies on its back.
+#pragma once
+
+#include <string>
+
+/// Where the letter's points go in its file.
+struct LetterPlace {
+    double dScale = 1.0, dX = 0.0, dY = 0.0, dZ = 0.0;
+};
+
+/// Writes letter.SUFFIX (obj, stl, ply, gltf with its .bin, dae) and returns that name. STL and COLLADA have z up, PLY
+/// and COLLADA have no normals, OBJ has faces of ten corners, glTF holds the letter twice, the second one made by a
+/// node that mirrors and halves it, 10 to the left.
+std::string writeLetter(const std::string& sSuffix, const LetterPlace& place = {});
+
+/// glTF nodes of a camera at (1.5, 2.5, 14) that looks at the letter with a vertical angle of 0.5 and an aspect of 1.5,
+/// and of a lamp; with their extensions.
+std::string writeLetterWithCamera();
