@@ -33,6 +33,7 @@ isThere() {
     case $1 in
         ninja-build) command -v ninja ;;
         googletest) [ -e /usr/src/googletest/CMakeLists.txt ] ;;
+        dpkg-dev) command -v dpkg-shlibdeps ;;
         qemu-user) command -v qemu-i386 ;;
         slurm-wlm) command -v slurmctld slurmd ;;
         munge) command -v munged ;;
