@@ -54,6 +54,10 @@ class Process {
     bool waitFor(const std::string& sText, const std::string& sFile = "RayTracer.log") const {
         return waitUntil([&] { return contains(readFile(sDirectory + "/" + sFile), sText); });
     }
+    long peakKilobytes() const {
+        const std::string sStatus = readFile("/proc/" + std::to_string(iProcess) + "/status"), sName = "VmHWM:";
+        return std::stol(sStatus.substr(sStatus.find(sName) + sName.size()));
+    }
     long files() const { return openFiles(std::to_string(iProcess)); }
 
  private:
@@ -167,6 +171,23 @@ TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
     pClient->send(SIGINT);
     EXPECT_EQ(pClient->end(), 1);
     EXPECT_TRUE(contains(pClient->log(), "Stopped by a signal"));
+}
+
+TEST_F(FarmTest, FourHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
+    render({"--packsize", "5"});
+    const auto pServer = startServer("server", "0", "128");
+    const long iPeak = pServer->peakKilobytes(), iFiles = pServer->files();
+    std::vector<std::unique_ptr<Peer>> vPeers;
+    for (unsigned u = 0; u < 400; ++u) {
+        vPeers.push_back(std::make_unique<Peer>(connectTo(uPort)));
+        vPeers.back()->send(u % 2 ? words({0, 8, 2, 8, 4, 16, 7777, 0xFFFFFFFF}) : "GET / HTTP/1.1\r\n\r\n");
+    }
+    vPeers.clear();
+    EXPECT_TRUE(waitUntil([&] { return pServer->files() == iFiles; }));
+    EXPECT_LT(pServer->peakKilobytes() - iPeak, 64 * 1024);
+    const auto pFirst = startClient("first"), pSecond = startClient("second");
+    EXPECT_EQ(pServer->end(), 1);
+    EXPECT_TRUE(pServer->image() == sPicture);
 }
 
 TEST_F(FarmTest, AStoppedServerKeepsTheTilesThatAreDone) {
