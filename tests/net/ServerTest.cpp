@@ -1,4 +1,7 @@
 // The server's end of the exchange, against clients that may misbehave.
+#include <sys/resource.h>
+#include <unistd.h>
+
 #include <sstream>
 #include <thread>
 #include <vector>
@@ -21,12 +24,15 @@ std::string repeat(const std::string& sBytes, unsigned uTimes) {
 /// A server whose loop runs on a port of its own, with times that suit a test.
 class LoopTest : public ServerTest {
  protected:
-    // Starts it for an image of 8 rows, cut into tiles of 8 x 8 pixels.
-    void start(uint32_t uTiles, uint32_t uSlots) {
+    // Listens, for an image of 8 rows that is cut into tiles of 8 x 8 pixels.
+    void prepare(uint32_t uTiles, uint32_t uSlots) {
         pServer = std::make_unique<TestServer>(8 * uTiles, 8, 8, uSlots);
         ASSERT_FALSE(pServer->listener.initServer(0, 64));
         pServer->listener.iAcceptWait = 5;
         pServer->loop.reportInterval = milliseconds(20);
+    }
+
+    void start() {
         thread = std::thread([this] { bStopped = pServer->loop.run(); });
     }
     ~LoopTest() override { stop(); }
@@ -184,7 +190,8 @@ TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
 }
 
 TEST_F(LoopTest, AParkedConnectionWasNeverServedWhenTheServedOneDied) {
-    start(1, 2);
+    prepare(1, 2);
+    start();
     Peer served(connect());
     served.send(words({0, 8}));
     EXPECT_EQ(served.receive(584).size(), 584u);
@@ -197,7 +204,8 @@ TEST_F(LoopTest, AParkedConnectionWasNeverServedWhenTheServedOneDied) {
 TEST_F(LoopTest, AFrozenClientHeldItsTileForEver) {
     for (const unsigned uSlots : {2u, 1u}) {  // with one slot the frozen client holds that, and two tiles are untaken
         const unsigned uTiles = uSlots == 1 ? 4 : 2;
-        start(uTiles, uSlots);
+        prepare(uTiles, uSlots);
+        start();
         pServer->loop.silenceLimit = milliseconds(50);
         const Peer frozen(connect());
         EXPECT_EQ(pServer->deliver(frozen, 1), 1u);
@@ -210,8 +218,25 @@ TEST_F(LoopTest, AFrozenClientHeldItsTileForEver) {
     }
 }
 
+TEST_F(LoopTest, WithoutAFreeDescriptorNobodyNewWasHeard) {
+    prepare(1, 1);
+    const Peer served(connect()), first(connect()), second(connect()), third(connect());
+    const int iFree = dup(0);  // the first of the two numbers that remain
+    close(iFree);
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
+    const rlimit few{static_cast<rlim_t>(iFree) + 2, old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    start();
+    EXPECT_TRUE(first.isClosed());
+    EXPECT_TRUE(second.isClosed());
+    setrlimit(RLIMIT_NOFILE, &old);
+    finish(served);
+}
+
 TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
-    start(2, 2);
+    prepare(2, 2);
+    start();
     pServer->loop.silenceLimit = milliseconds(10);
     const Peer slow(connect());
     slow.send(words({0, 8, 2, 8}));
