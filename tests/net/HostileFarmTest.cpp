@@ -1,3 +1,4 @@
+// A server among clients of every bad kind.
 #include <atomic>
 #include <thread>
 
