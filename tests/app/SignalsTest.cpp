@@ -42,12 +42,13 @@ TEST_F(SignalsTest, NeitherLimitsNorReadersThatLeaveCostAPicture) {
     ASSERT_EQ(sPicture.size(), 54u + 24 * 18 * 3);
     ASSERT_GT(readFile("kdtree.tmp").size(), 8192u) << "so it does not fit the limit";
     for (const std::string& sCommand : {"ulimit -f 16; " + sRun + " >output", "{ " + sRun + "; } | true",
-                                        "{ " + sRun + "; } | head -n 1 >output", sRun + " <&- >&- 2>&-"}) {
+                                        "{ " + sRun + "; } | head -n 1 >output", sRun + " >&-"}) {
         std::filesystem::remove("out_tex.bmp");
         std::filesystem::remove("kdtree.tmp");
         ASSERT_NE(system(sCommand.c_str()), -1);
         EXPECT_TRUE(readFile("out_tex.bmp") == sPicture) << sCommand;
-        EXPECT_EQ(readFile("RayTracer.log").substr(0, 2), "[ ") << sCommand;
+        EXPECT_FALSE(contains(readFile("RayTracer.log"), "Preprocess done"))
+            << "meant for standard output: " << sCommand;
     }
 }
 
