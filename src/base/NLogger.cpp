@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -16,7 +17,8 @@ namespace {
 
 FILE* g_pFile = nullptr;
 bool g_bPrint = false;
-bool g_bLineOpen = false;  // the last message had no line break at its end; guarded by the stream lock
+std::atomic<bool> g_bLineOpen{false};  // the last message had no line break at its end. The stream lock guards it,
+                                       // which the thread sanitizer does not know
 
 // The stream lock holds the pieces of one message together when several threads log. The caller's errno stays, so that
 // a failure can be reported first and explained next.
