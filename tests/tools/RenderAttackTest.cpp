@@ -161,6 +161,26 @@ TEST_F(RenderTest, OrbitsGoOnAtTheFrameThatWasInterrupted) {
     EXPECT_EQ(readFile("x-0001.bmp"), "as it was");
 }
 
+#ifdef RT_IMPORT
+TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
+    std::string sModel;
+    for (int i = 0; i < 20000; ++i) {
+        const std::string sX = std::to_string(i % 100), sY = std::to_string(i / 100);
+        sModel += "v " + sX + " " + sY + " 0\nv " + sX + ".8 " + sY + " 0\nv " + sX + " " + sY + ".8 0\nf -3 -2 -1\n";
+    }
+    writeFile("sheet.obj", sModel);
+    RenderProcess process("sheet.obj -o x.bmp");
+    EXPECT_FALSE(process.workers().empty()) << "the importer's child";
+    process.signal(SIGINT);
+    EXPECT_EQ(process.wait(), 130) << readFile("said");
+    for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
+    fs::remove("x.part.bmp");  // of a machine so busy that the import was over
+    fs::remove("x.part.bmp.resume");
+    EXPECT_EQ(render("sheet.obj -o x.bmp --resolution 40 30"), 0) << sOutput;
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "cache", "said", "sheet.obj", "x.bmp"}));
+}
+#endif
+
 // All that a terminal shows of a run.
 std::string shownOnTerminal(const std::string& sArguments) {
     const int iMaster = posix_openpt(O_RDWR | O_NOCTTY);

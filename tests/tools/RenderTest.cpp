@@ -27,6 +27,26 @@ TEST_F(RenderTest, PicturesAreThoseOfTheMandatedProgram) {
     EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "bundled", "cache", "picture.bmp"}));
 }
 
+TEST_F(RenderTest, ScenesAreFoundByNameByPathAndInstalled) {
+    EXPECT_EQ(render("test -o x.bmp"), 0);
+    const std::string sPicture = readFile("x.bmp");
+    fs::create_directories("prefix/bin");
+    fs::create_directories("prefix/share/raytracer");
+    fs::copy_file(RT_RENDER, "prefix/bin/rt-render");
+    fs::rename("Scenes", "prefix/share/raytracer/Scenes");
+    const std::string sDescription = "prefix/share/raytracer/Scenes/scene_descs/test.txt";
+    EXPECT_EQ(system((RT_EMULATOR " prefix/bin/rt-render test -o y.bmp")), 0) << "installed";
+    EXPECT_TRUE(readFile("y.bmp") == sPicture);
+    for (const std::string& sPath : {sDescription, fs::absolute(sDescription).string()}) {
+        fs::remove("x.bmp");
+        EXPECT_EQ(render(sPath + " -o x.bmp"), 0) << sOutput;
+        EXPECT_TRUE(readFile("x.bmp") == sPicture) << sPath;
+    }
+    writeFile("prefix/share/raytracer/Scenes/test/test.atr", "Attr a\nkdd 1\nenddef\n");
+    EXPECT_EQ(render(sDescription), 1);
+    EXPECT_TRUE(contains(sOutput, "prefix/share/raytracer/Scenes/test/test.atr:2: warning: ")) << sOutput;
+}
+
 TEST_F(RenderTest, SamplesAreTheMeanOfALargerPicture) {
     const std::string sLarge = mandated("--resolution 63 54 test");
     EXPECT_EQ(render("test --resolution 21 18 --samples 3 -o small.bmp --packsize 7"), 0);

@@ -1,6 +1,7 @@
 // Percent, rays a second and time left.
 #include "tools/render/ProgressLine.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "tools/render/Console.h"
@@ -11,7 +12,7 @@ constexpr std::chrono::milliseconds SHORTEST_INTERVAL{190};
 
 // "0:07", "12:40", "3:05:00".
 std::string timeText(double dSeconds) {
-    const long lSeconds = static_cast<long>(dSeconds + 0.5);
+    const long lSeconds = lround(dSeconds);
     char sz[64];
     if (lSeconds >= 3600) {
         snprintf(sz, sizeof(sz), "%ld:%02ld:%02ld", lSeconds / 3600, lSeconds / 60 % 60, lSeconds % 60);

@@ -33,9 +33,28 @@ std::vector<fs::path> installedDirectories() {
 char g_szTemporary[512] = "";
 pid_t g_iOwner = 0;
 
+// Ends this process's children, of which the importer's is the only one so early. Or it would go on writing to the
+// directory while that is removed.
+void endChildren() {
+    char szPids[256];
+    const int iFile = open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC);
+    const ssize_t iRead = iFile == -1 ? 0 : read(iFile, szPids, sizeof(szPids));
+    pid_t iChild = 0;
+    for (ssize_t i = 0; i < iRead; ++i) {  // each has a blank behind it
+        if (szPids[i] >= '0' && szPids[i] <= '9') {
+            iChild = iChild * 10 + (szPids[i] - '0');
+        } else if (iChild) {
+            kill(iChild, SIGKILL);
+            waitpid(iChild, nullptr, 0);
+            iChild = 0;
+        }
+    }
+}
+
 // Ends the process. Only calls that are allowed in a signal handler.
 void endEarly(int iSignal) {
     if (getpid() != g_iOwner) _exit(STATUS_SIGNAL + iSignal);  // the importer's child
+    endChildren();
     if (*g_szTemporary) {
         const pid_t iRemover = _Fork();
         if (iRemover == 0) {
