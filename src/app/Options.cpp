@@ -1,15 +1,27 @@
 // The command line: options, their values, and what is wrong with them.
 #include "app/Options.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <string>
 
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "base/OutputFile.h"
+
+// Before the renderer is made: that may find so little memory that not even an exception can be thrown. Whatever else
+// nobody catches ends here too.
+static const std::terminate_handler g_pfnOldTerminate = std::set_terminate([] {
+    Velk::OutputFile::removeUnfinished();
+    fputs("RayTracer.exe: not enough memory to go on\n", stderr);
+    _exit(1);
+});
 
 RayTracer g_rt;
 uint32_t g_uOption = MODE_LOCAL;

@@ -122,7 +122,7 @@ bool NBitmap::isRefused(const char* szFile) {
 
 bool NBitmap::saveToFile(const char* szFile) const {
     OutputFile file;
-    if (file.open(szFile)) {
+    if (file.open(szFile, OUTPUT_FILE_OR_PIPE)) {
         ReportErrorFormat("Failed to open file: %s", szFile);
         fileError(szFile, errno);
         return true;

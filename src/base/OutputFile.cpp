@@ -160,10 +160,14 @@ bool OutputFile::take(int iFile) {
     return true;
 }
 
-bool OutputFile::open(const char* szFile) {
+bool OutputFile::open(const char* szFile, OutputKind kind) {
     if (followLinks(szFile, szTarget)) return true;
     struct stat status {};
     const bool bExists = !stat(szTarget, &status);
+    if (bExists && S_ISFIFO(status.st_mode) && kind == OUTPUT_FILE) {
+        errno = 0;
+        return true;
+    }
     if (bExists && !S_ISREG(status.st_mode)) return take(::open(szTarget, O_WRONLY | O_CLOEXEC | O_NOCTTY));
     if (!*szTarget || szTarget[strlen(szTarget) - 1] == '/') {
         errno = *szTarget ? EISDIR : ENOENT;

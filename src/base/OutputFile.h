@@ -7,6 +7,9 @@
 
 namespace Velk {
 
+/// What a writer takes besides regular files and devices.
+enum OutputKind { OUTPUT_FILE, OUTPUT_FILE_OR_PIPE };
+
 /// A file that appears whole or not at all: what is written goes to a temporary name in the same directory, and
 /// commit() renames it. Written directly, and torn when that fails midway, are a target that is no regular file (a
 /// device, a pipe), and an existing one that can be written but not replaced, since its directory cannot be written.
@@ -19,9 +22,10 @@ class OutputFile {
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Starts the file, and removes the temporary files that dead processes left in its directory. True on failure;
-    /// errno says why.
-    [[nodiscard]] bool open(const char* szFile);
+    /// Starts the file, and removes the temporary files that dead processes left in its directory. A
+    /// pipe is waited for until somebody reads it, or refused where none is expected. True on failure; errno says why,
+    /// 0 when the file is of a kind that is refused (see fileError()).
+    [[nodiscard]] bool open(const char* szFile, OutputKind kind = OUTPUT_FILE);
 
     /// Stream to write to, owned by this object.
     FILE* stream() const { return pFile; }

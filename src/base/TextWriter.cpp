@@ -14,11 +14,11 @@ constexpr size_t LONGEST_NUMBER = 64;  // of a float: 39 digits, the point and s
 
 TextWriter& TextWriter::text(const char* sz) {
     const size_t uLength = strlen(sz);
-    if (uLength > vBuffer.size() - uUsed) flush();
-    if (uLength > vBuffer.size()) {
+    if (uLength > sizeof(buffer) - uUsed) flush();
+    if (uLength > sizeof(buffer)) {
         fwrite(sz, 1, uLength, pFile);
     } else {
-        memcpy(vBuffer.data() + uUsed, sz, uLength);
+        memcpy(buffer + uUsed, sz, uLength);
         uUsed += uLength;
     }
     return *this;
@@ -44,13 +44,13 @@ TextWriter& TextWriter::shortest(float f) {
 }
 
 void TextWriter::flush() {
-    if (uUsed) fwrite(vBuffer.data(), 1, uUsed, pFile);
+    if (uUsed) fwrite(buffer, 1, uUsed, pFile);
     uUsed = 0;
 }
 
 char* TextWriter::room() {
-    if (vBuffer.size() - uUsed < LONGEST_NUMBER) flush();
-    return vBuffer.data() + uUsed;
+    if (sizeof(buffer) - uUsed < LONGEST_NUMBER) flush();
+    return buffer + uUsed;
 }
 
 }  // namespace Velk

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <vector>
 
 namespace Velk {
 
@@ -10,7 +9,7 @@ namespace Velk {
 /// What failed shows in the stream's error flag.
 class TextWriter {
  public:
-    explicit TextWriter(FILE* pStream) : pFile(pStream), vBuffer(64 * 1024) {}
+    explicit TextWriter(FILE* pStream) : pFile(pStream) {}
     ~TextWriter() { flush(); }
     TextWriter(const TextWriter&) = delete;
     TextWriter& operator=(const TextWriter&) = delete;
@@ -28,8 +27,8 @@ class TextWriter {
     char* room();
 
     FILE* pFile;
-    std::vector<char> vBuffer;
     size_t uUsed = 0;
+    char buffer[32 * 1024];
 };
 
 }  // namespace Velk

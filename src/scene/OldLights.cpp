@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 
 #include "base/InputReport.h"
 #include "base/LineReader.h"

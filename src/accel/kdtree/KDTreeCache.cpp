@@ -1,4 +1,5 @@
 // The tree's cache file kdtree.tmp: reading with every check, writing; and the diagnostic walks.
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -92,6 +93,11 @@ bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVecto
     return false;
 }
 
+// To the log alone: a cache that cannot be written is no fault of the user's, and costs time at most.
+void logReason(const char* szPath) {
+    Velk::NLogger::LogLine("%s: %s\n", szPath, errno ? strerror(errno) : "Not a regular file");
+}
+
 }  // namespace
 
 bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes) {
@@ -113,6 +119,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     Velk::OutputFile file;
     if (file.open(szPath)) {
         ReportErrorFormat("Failed to open file: %s\n", szPath);
+        logReason(szPath);
         return EOF;
     }
     {
@@ -126,6 +133,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     }
     if (!file.commit()) return 0;
     ReportErrorFormat("Failed to write to file: %s\n", szPath);
+    logReason(szPath);
     return EOF;
 }
 
