@@ -3,6 +3,7 @@
 
 #include "support/FileTest.h"
 #include "support/Meshes.h"
+#include "support/Scenes.h"
 
 namespace {
 
@@ -30,6 +31,24 @@ TEST_F(CameraTest, AllFormsOfOneCameraLoadTheSame) {
     ASSERT_FALSE(camera.loadCamera("c.cam"));
     EXPECT_EQ(camera.szName, std::string(31, 'n')) << "cut to its field";
     EXPECT_TRUE(camera.v3Position.x == 9 && camera.v3Screen[0].x == 8 && camera.uWidth == 64) << "the rest stays";
+}
+
+// Corners that its file left out were those of the load before, scaled.
+TEST_F(CameraTest, ASecondLoadStartsFromTheFileAlone) {
+    makeScene(makeShowcase(), 8, 6).write("test");
+    writeFile("Scenes/test/test.cam", "Camera c\nviewpoint 1 2 3\nscreen\n1 1 1\n");
+    RayTracer tracer;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_FALSE(tracer.load("Scenes/scene_descs/test.txt", false) || tracer.preprocessScene());
+        const NMVector3f v3 = tracer.camera.v3Screen[0], v3Missing = tracer.camera.v3Screen[2];
+        EXPECT_EQ(v3.x, tracer.scene.fDomainFactor) << i;
+        EXPECT_EQ(length(v3Missing), 0.0f) << i;
+        EXPECT_EQ(tracer.camera.uWidth, 0u) << i;
+    }
+    EXPECT_TRUE(contains(takeLog(), "test.cam: warning: a picture of 0 x 0 pixels shows nothing\n"));
+    tracer.parameters.uTexturedAttribute = 7;
+    ASSERT_FALSE(tracer.load("Scenes/scene_descs/test.txt", false));
+    EXPECT_TRUE(contains(takeLog(), "test.atr: warning: no material 7 to be textured, there are 4\n"));
 }
 
 TEST_F(CameraTest, SetCameraMovesAndTurnsTheScreen) {
