@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -93,6 +94,7 @@ bool isShort(FILE* pFile, const BmpHeader& header, const BmpInfoHeader& info) {
 }  // namespace
 
 bool NBitmap::create(unsigned uNewWidth, unsigned uNewHeight) {
+    assert(!pData);
     uWidth = uNewWidth;
     uHeight = uNewHeight;
     if (isTooLarge(uWidth, uHeight)) return true;

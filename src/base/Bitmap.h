@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
@@ -28,6 +29,7 @@ class NBitmap {
 
     /// Stores the low 24 bits of the colour. Requires x below uWidth, y below uHeight.
     void setPixel(unsigned x, unsigned y, unsigned uColour) {
+        assert(x < uWidth && y < uHeight);
         uint8_t* pPixel = pData + 3 * (size_t{y} * uWidth + x);
         pPixel[0] = static_cast<uint8_t>(uColour);
         pPixel[1] = static_cast<uint8_t>(uColour >> 8);
@@ -36,6 +38,7 @@ class NBitmap {
 
     /// Requires x below uWidth, y below uHeight.
     unsigned getPixel(unsigned x, unsigned y) const {
+        assert(x < uWidth && y < uHeight);
         const uint8_t* pPixel = pData + 3 * (size_t{y} * uWidth + x);
         return pPixel[0] | unsigned{pPixel[1]} << 8 | unsigned{pPixel[2]} << 16;
     }

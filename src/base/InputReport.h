@@ -14,7 +14,7 @@ using InputSink = void (*)(bool bError, const char* szReport);
 /// Hands every report to pfnSink, besides the log; null for the log alone.
 void setInputSink(InputSink pfnSink);
 
-/// Reports since the program's start.
+/// Reports since the program's start, those of all threads.
 struct InputCounts {
     unsigned uErrors;
     unsigned uWarnings;

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -93,6 +94,7 @@ unsigned LineReader::takeFloats(const char* sz, float* pValues, unsigned uMax) {
 }
 
 const char* LineReader::next() {
+    assert(pFile);
     for (;;) {
         if (uLine) buffer[uStart] = cSaved;
         if (uEnd - uStart <= LINE_LIMIT && !bAtEnd) {

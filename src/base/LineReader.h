@@ -33,8 +33,8 @@ class LineReader {
     /// Reports why the file could not be opened (see fileError()).
     void reportOpenFailure() const;
 
-    /// The next line with its line break, ended by a NUL, valid until the next call; null at the end of the file and at
-    /// a read error. Comment lines are skipped but counted.
+    /// Requires an open file. The next line with its line break, ended by a NUL, valid until the next call; null at the
+    /// end of the file and at a read error. Comment lines are skipped but counted.
     const char* next();
 
     /// As next(), without blank lines too.

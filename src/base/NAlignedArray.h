@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <cstdlib>
 
@@ -33,8 +34,14 @@ struct NAlignedArray {
         uCount = 0;
     }
 
-    T& operator[](uint32_t u) { return pData[u]; }
-    const T& operator[](uint32_t u) const { return pData[u]; }
+    T& operator[](uint32_t u) {
+        assert(u < uCount);
+        return pData[u];
+    }
+    const T& operator[](uint32_t u) const {
+        assert(u < uCount);
+        return pData[u];
+    }
     T* begin() { return pData; }
     T* end() { return pData + uCount; }
     const T* begin() const { return pData; }

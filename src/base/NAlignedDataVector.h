@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -56,8 +57,14 @@ struct NAlignedDataVector {
         uSize = 0;
     }
 
-    T& operator[](uint32_t u) { return pData[u]; }
-    const T& operator[](uint32_t u) const { return pData[u]; }
+    T& operator[](uint32_t u) {
+        assert(u < uCapacity);
+        return pData[u];
+    }
+    const T& operator[](uint32_t u) const {
+        assert(u < uCapacity);
+        return pData[u];
+    }
     const T* begin() const { return pData; }
     const T* end() const { return pData + uSize; }
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -48,8 +49,14 @@ struct NDataVector {
         uSize = 0;
     }
 
-    T& operator[](uint32_t u) { return pData[u]; }
-    const T& operator[](uint32_t u) const { return pData[u]; }
+    T& operator[](uint32_t u) {
+        assert(u < uCapacity);
+        return pData[u];
+    }
+    const T& operator[](uint32_t u) const {
+        assert(u < uCapacity);
+        return pData[u];
+    }
     T* begin() { return pData; }
     T* end() { return pData + uSize; }
     const T* begin() const { return pData; }

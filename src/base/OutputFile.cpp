@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <cstring>
 
@@ -190,6 +191,7 @@ bool OutputFile::open(const char* szFile, OutputKind kind) {
 }
 
 bool OutputFile::commit() {
+    assert(pFile);
     if (ferror(pFile)) fputc('\0', pFile);  // fails for the reason of the write that failed, which is lost
     errno = EIO;
     bool bFailed = fflush(pFile) || ferror(pFile);

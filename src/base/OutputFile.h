@@ -30,8 +30,8 @@ class OutputFile {
     /// Stream to write to, owned by this object.
     FILE* stream() const { return pFile; }
 
-    /// Brings the file to the disk, closes it and puts it in place. True when any write, the closing or the renaming
-    /// failed, errno says why; an older file of the same name is then still there.
+    /// Requires a started file. Brings it to the disk, closes it and puts it in place. True when any write, the closing
+    /// or the renaming failed, errno says why; an older file of the same name is then still there.
     [[nodiscard]] bool commit();
 
     /// True when a file of this name could not be written now; errno says why. Leaves nothing behind.

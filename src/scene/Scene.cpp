@@ -2,6 +2,7 @@
 #include "scene/Scene.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "base/InputReport.h"
@@ -218,6 +219,7 @@ void Scene::preprocessScene() {
 }
 
 void Scene::findMinMax() {
+    assert(uVertexCount);
     NMVector3f v3Min = pVertices[0].v3Position;
     NMVector3f v3Max = v3Min;
     for (uint32_t u = 1; u < uVertexCount; ++u) {
