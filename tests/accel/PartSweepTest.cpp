@@ -26,18 +26,22 @@ TEST(PartSweep, GivesTheAnswersOfTheOverlapTestForEveryCandidate) {
         // Where coordinates are small their differences are exact; the noise then comes from the split axis alone.
         if (uSeed % 4) v3Corner[(uLong + 1) % 3] = v3Corner[(uLong + 2) % 3] = -0.4f;
         const SplitFrame frame({v3Corner, v3Corner + v3Size});
-        const NMVector3f A = random.inside(frame.box),
-                         v3Edge = (random.inside(frame.box) - A) * random.between(1.0f, 2.0f);
+        NMVector3f A = random.inside(frame.box), v3Edge = (random.inside(frame.box) - A) * random.between(1.0f, 2.0f);
+        if (uSeed % 8 == 5) v3Edge[uLong] *= 1e-7f;  // hardly any extent on the split axis
+        if (uSeed % 8 == 6) A[(uLong + 1) % 3] += v3Size[(uLong + 1) % 3] * random.between(0.0f, 2.0f);  // beside it
         const float fWidth = uSeed % 2 ? 0.0f : random.between(0.0f, 1e-6f) * length(v3Edge);
         NMVector3f corners[3] = {A, A + v3Edge, A + v3Edge * (uSeed % 3 ? random.between(0.0f, 1.0f) : 1.0f)};
         corners[2] = corners[2] + random.vector(fWidth);
         std::swap(corners[0], corners[random.below(3)]);
 
+        const bool bTame = uSeed % 16 != 0;
+        if (!bTame) corners[1] = corners[1] * (uSeed % 32 ? 1e30f : HUGE_VALF);
+
         std::vector<float> vCandidates(3000);
         for (float& f : vCandidates) f = random.between(frame.fLow, frame.fHigh);
         std::sort(vCandidates.begin(), vCandidates.end());
         StepsFrame node = frame.forKernels();
-        node.bTame = uSeed % 16 != 0;
+        node.bTame = bTame;
         for (const bool bHigh : {false, true}) {
             std::vector<bool> vOverlaps;
             for (const float p : vCandidates) {

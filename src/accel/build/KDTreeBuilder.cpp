@@ -13,11 +13,19 @@ constexpr uint32_t SMALL_LEAF = 2;  // faces that are never split further
 constexpr uint32_t LIST_ALIGNMENT = 32;
 constexpr uint64_t ROOM = 6;  // list entries a face to begin with; what is not touched takes no memory
 
+uint32_t entriesToBegin(uint32_t uFaces) {
+    return static_cast<uint32_t>(std::min<uint64_t>(ROOM * uFaces + 4, KDTreeNode::MAX_INDEX));
+}
+
 }  // namespace
 
+uint64_t KDTreeBuilder::bytesToBegin(uint32_t uFaces) {
+    return KDTreeSplitSearch::bytesFor(uFaces) + entriesToBegin(uFaces) * sizeof(FacesListNode) +
+           (uFaces / 2 + 4) * sizeof(KDTreeNode);
+}
+
 bool KDTreeBuilder::build() {
-    const uint32_t uFaces = scene.vFaces.uCount;
-    const uint32_t uEntries = static_cast<uint32_t>(std::min<uint64_t>(ROOM * uFaces + 4, KDTreeNode::MAX_INDEX));
+    const uint32_t uFaces = scene.vFaces.uCount, uEntries = entriesToBegin(uFaces);
     if (lists.vFacesList.create(uEntries, 0, LIST_ALIGNMENT) || nodes.create(uFaces / 2 + 4, 0)) return true;
     for (uint32_t u = 0; u < uFaces; ++u) lists.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
     KDTreeNode root;

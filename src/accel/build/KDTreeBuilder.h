@@ -17,6 +17,9 @@ class KDTreeBuilder {
     /// Fills the nodes (index form) and the face lists. True when there is not enough memory.
     [[nodiscard]] bool build();
 
+    /// Memory that a build takes at the least, in bytes.
+    static uint64_t bytesToBegin(uint32_t uFaces);
+
  private:
     /// A face list under construction; faces are put in front.
     struct ChildList {

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 #include "accel/build/SmallSplit.h"
 #include "base/LargeBlock.h"
+#include "base/NewArray.h"
 #include "scene/Scene.h"
 
 using Velk::NMVector3f;
@@ -40,13 +40,18 @@ KDTreeSplitSearch::~KDTreeSplitSearch() {
     vRight.Release();
 }
 
+uint64_t KDTreeSplitSearch::bytesFor(uint32_t uFaces) {
+    constexpr size_t VALUES = FaceSteps::ARRAYS * (sizeof(float) + sizeof(int16_t)) + 2 * sizeof(uint32_t);
+    return uint64_t{uFaces} * (sizeof(FaceCorners) + VALUES);
+}
+
 bool KDTreeSplitSearch::create(const Scene& scene) {
     const size_t uFaces = scene.vFaces.uCount;
     const size_t uRoom = (uFaces + StepsFrame::UNIT - 1) / StepsFrame::UNIT * StepsFrame::UNIT;
-    corners.reset(new (std::nothrow) FaceCorners[uFaces]);
-    pNumbers.reset(new (std::nothrow) uint32_t[2 * uRoom]);
-    pValues.reset(new (std::nothrow) float[FaceSteps::ARRAYS * uRoom]);
-    pBins.reset(new (std::nothrow) int16_t[FaceSteps::ARRAYS * uRoom]);
+    corners.reset(Velk::newArray<FaceCorners>(uFaces));
+    pNumbers.reset(Velk::newArray<uint32_t>(2 * uRoom));
+    pValues.reset(Velk::newArray<float>(FaceSteps::ARRAYS * uRoom));
+    pBins.reset(Velk::newArray<int16_t>(FaceSteps::ARRAYS * uRoom));
     if (!corners || !pNumbers || !pValues || !pBins) return true;
     Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
     Velk::preferLargePages(pValues.get(), FaceSteps::ARRAYS * uRoom * sizeof(float));

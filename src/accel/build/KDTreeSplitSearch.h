@@ -24,6 +24,9 @@ class KDTreeSplitSearch {
     /// Makes room for the scene's faces and copies their corners. True when there is not enough memory.
     [[nodiscard]] bool create(const Scene& scene);
 
+    /// Memory that create() takes, in bytes.
+    static uint64_t bytesFor(uint32_t uFaces);
+
     /// Where the caller puts the face numbers of the next node, in list order.
     uint32_t* faces() { return steps.pFace; }
 

@@ -1,8 +1,10 @@
 // The life of the tree: loaded or built, linked, released.
 #include "accel/kdtree/KDTree.h"
 
+#include <cinttypes>
 #include <cstdio>
 
+#include "accel/CacheFile.h"
 #include "accel/build/KDTreeBuilder.h"
 #include "base/NLogger.h"
 #include "scene/Scene.h"
@@ -21,7 +23,8 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
     nodes.Release();
     if (bFailed) {
-        ReportError("Not enough memory for the kdtree");
+        ReportErrorFormat("Not enough memory for the kdtree: at least %" PRIu64 " bytes for %u faces\n",
+                          KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), pScene->vFaces.uCount);
         release();
     }
     return bFailed;
@@ -31,6 +34,7 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
     if (!bResetCache && !sCacheFile.empty() && loadTree(sCacheFile.c_str(), &nodes)) {
         printf(" OK\n");
+        warnIfOutdated(sCacheFile.c_str(), *pScene);  // behind the line, which must stay in one piece
         return false;
     }
     printf(bResetCache ? " RESET\n" : " FAILED\n");

@@ -4,23 +4,31 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <vector>
+#include <memory>
 
 #include "accel/CacheFile.h"
 #include "accel/kdtree/KDTree.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "base/NewArray.h"
 #include "base/OutputFile.h"
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
 namespace {
 
+std::unique_ptr<uint8_t[]> makeZeros(uint32_t uCount) {
+    std::unique_ptr<uint8_t[]> p(Velk::newArray<uint8_t>(uCount));
+    if (p) memset(p.get(), 0, uCount);
+    return p;
+}
+
 // True when the nodes make a tree: every reference in range, every child behind its parent and of one parent only, no
-// interior node deeper than the builder makes them, and a finite plane on a real axis in each.
+// interior node deeper than the builder makes them, and a finite plane on a real axis in each. False without memory.
 bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
     if (!nodes.uSize) return false;
-    std::vector<uint8_t> vDepth(nodes.uSize, 0);  // 0 for a node without a parent
+    const std::unique_ptr<uint8_t[]> vDepth = makeZeros(nodes.uSize);  // 0 for a node without a parent
+    if (!vDepth) return false;
     for (uint32_t u = 0; u < nodes.uSize; ++u) {
         const KDTreeNode& node = nodes[u];
         if (u && !vDepth[u]) return false;
@@ -37,14 +45,15 @@ bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
     return true;
 }
 
-// True when no face list runs out of the pool, in a circle, or into another.
+// True when no face list runs out of the pool, in a circle, or into another. False without memory.
 bool areLists(const Velk::NDataVector<KDTreeNode>& nodes, const Velk::NAlignedDataVector<FacesListNode>& vList) {
-    std::vector<bool> vSeen(vList.uSize, false);
+    const std::unique_ptr<uint8_t[]> vSeen = makeZeros(vList.uSize);
+    if (!vSeen) return false;
     for (const KDTreeNode& node : nodes) {
         if (!node.isLeaf() || !node.hasReference()) continue;
         for (uint32_t u = node.index(); u != NO_INDEX; u = vList[u].next) {
             if (u >= vList.uSize || vSeen[u]) return false;
-            vSeen[u] = true;
+            vSeen[u] = 1;
         }
     }
     return true;
@@ -111,7 +120,6 @@ bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes)
         vFacesList.Release();
         return false;
     }
-    warnIfOutdated(szPath, *pScene);
     return true;
 }
 
@@ -137,6 +145,8 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     return EOF;
 }
 
+// The two walks are for a debugger's prompt or a throw-away program, to see why a face is hit or not: nothing calls
+// them.
 bool KDTree::walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const {
     const auto indexOf = [this](const KDTreeNode* p) { return static_cast<int>(p - vNodes.pData); };
     if (!pNode->isLeaf()) {
