@@ -38,8 +38,11 @@ bool KDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDept
     const SplitFrame frame(box);
     nodes[uNode].setAxis(frame.uAxis);
     uint32_t* pFaces = search.faces();
-    for (uint32_t u = nodes[uNode].index(); u != NO_INDEX; u = lists.vFacesList[u].next) {
+    const uint32_t uFirst = nodes[uNode].index();
+    uint32_t uLast = uFirst;
+    for (uint32_t u = uFirst; u != NO_INDEX; u = lists.vFacesList[u].next) {
         *pFaces++ = lists.vFacesList[u].uFace;
+        uLast = u;
     }
     Split split;
     if (search.find(frame, uFaceCount, uDepth > 0, split)) return true;
@@ -47,7 +50,9 @@ bool KDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDept
 
     ChildList children[2];
     if (distribute(frame, split.fPos, uFaceCount, children)) return true;
-    lists.freeObjectListNodes(nodes[uNode].index());
+    lists.vFacesList[uLast].next =
+        lists.uFreeListHead;  // as freeObjectListNodes(), which would look for the last entry
+    lists.uFreeListHead = uFirst;
     const uint32_t uChild = nodes.uSize;
     nodes[uNode].makeInterior(uChild, frame.uAxis);
     nodes[uNode].fSplit = split.fPos;

@@ -49,7 +49,7 @@ void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBound
     fHigh = frame.fHigh;
     uBins = 1;
     if (bBounded && uCount > FEW_FACES) {
-        while (uBins < 2 * uCount && uBins < MAX_BINS) uBins *= 2;
+        while (uBins < uCount && uBins < MAX_BINS) uBins *= 2;
         fScale = static_cast<float>(uBins) / (fHigh - fLow);
         if (!(fScale < 1e25f)) uBins = 1;
     }

@@ -15,7 +15,7 @@
 /// Bin 0 stands for everything before the box, bins 1 to bins() divide the box, bin bins() + 1 is behind it.
 class SplitBins {
  public:
-    static constexpr uint32_t MAX_BINS = 1024;
+    static constexpr uint32_t MAX_BINS = 8192;
 
     /// The bin of each value of each face. Made by the owner, with room for a whole last unit.
     FaceValues<int16_t> faces{};
