@@ -1,4 +1,4 @@
-// Which scene a cache belongs to, and whether it is older.
+// What both cache files share: the first line, and the check against the geometry file.
 #include "accel/CacheFile.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,7 @@
-// The lists of faces that a tree's leaves hold.
+// The pool of list entries while the tree is built.
 #include "accel/FaceLists.h"
+
+#include <cassert>
 
 uint32_t FaceLists::getNewObjectListNode() {
     if (uFreeListHead == NO_INDEX) {
@@ -13,6 +15,7 @@ uint32_t FaceLists::getNewObjectListNode() {
 }
 
 uint32_t FaceLists::freeObjectListNodes(uint32_t uFirst) {
+    assert(uFirst < vFacesList.uSize);
     uint32_t uLast = uFirst;
     while (vFacesList[uLast].next != NO_INDEX) uLast = vFacesList[uLast].next;
     vFacesList[uLast].next = uFreeListHead;

@@ -12,14 +12,14 @@
 /// first entry in the face lists, counted from one so that zero still means none (the linked form).
 struct KDTreeNode {
     uint32_t uData = EMPTY_LEAF;
-    float fSplit = 0.0f;  // position of the split plane; not used in leaves
+    float fSplit = 0.0f;  // position of the split plane; 0 in a leaf, until it is linked (see packetList())
 
     static constexpr unsigned MAX_DEPTH = 20;  // a node at this depth is the last that may be split
     static constexpr uint32_t EMPTY_LEAF = 6;  // a leaf without a list, axis bits 2
     static constexpr uint32_t LEAF_FLAG = 4;
     static constexpr uint32_t MAX_INDEX = 0x1FFFFFFEu;  // the largest index whose complement is not zero
 
-    // Inlined without exception: the packet kernels are compiled for instruction sets that not every machine has.
+    // Must inline: an out-of-line copy from an AVX file could be linked into code for older processors.
     [[gnu::always_inline]] unsigned axis() const { return uData & 3; }
     [[gnu::always_inline]] bool isLeaf() const { return (uData & LEAF_FLAG) != 0; }
     bool hasReference() const { return uData >> 3 != 0; }

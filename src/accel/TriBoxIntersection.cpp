@@ -1,4 +1,4 @@
-// The overlap test of triangle and box by separating axes.
+// The overlap test of a triangle and a box, operation by operation as published.
 #include "accel/TriBoxIntersection.h"
 
 #include <algorithm>

@@ -34,14 +34,14 @@ TEST(PartSweep, GivesTheAnswersOfTheOverlapTestForEveryCandidate) {
         corners[2] = corners[2] + random.vector(fWidth);
         std::swap(corners[0], corners[random.below(3)]);
 
-        const bool bTame = uSeed % 16 != 0;
-        if (!bTame) corners[1] = corners[1] * (uSeed % 32 ? 1e30f : HUGE_VALF);
+        const bool bInRange = uSeed % 16 != 0;
+        if (!bInRange) corners[1] = corners[1] * (uSeed % 32 ? 1e30f : HUGE_VALF);
 
         std::vector<float> vCandidates(3000);
         for (float& f : vCandidates) f = random.between(frame.fLow, frame.fHigh);
         std::sort(vCandidates.begin(), vCandidates.end());
-        StepsFrame node = frame.forKernels();
-        node.bTame = bTame;
+        NodeFrame node = frame.forKernels();
+        node.bInRange = bInRange;
         for (const bool bHigh : {false, true}) {
             std::vector<bool> vOverlaps;
             for (const float p : vCandidates) {

@@ -2,20 +2,20 @@
 
 #include <cstdint>
 
-#include "accel/build/StepsFrame.h"
+#include "accel/build/NodeFrame.h"
 
 /// The vectorised loops of the tree's construction. There is one set of them for each instruction set, and every one
 /// gives the same answers to the bit.
 struct BuildKernel {
-    /// FaceSteps' computation: the nine floats of each face from pCorners on, the numbers of the node's faces, where to
+    /// Finds the thresholds: the nine floats of each face from pCorners on, the numbers of the node's faces, where to
     /// put the values.
-    void (*measure)(const StepsFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
+    void (*measure)(const NodeFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
                     const FaceValues<float>& to);
 
     /// The first of the ascending candidates uBegin to uEnd - 1 at which the face with these nine floats misses
     /// (firstMiss) or overlaps (firstOverlap) the enlarged high or low part of the node; uEnd when there is none. The
     /// answers are those of the overlap test itself.
-    using FindFirst = uint32_t (*)(const StepsFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates,
+    using FindFirst = uint32_t (*)(const NodeFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates,
                                    uint32_t uBegin, uint32_t uEnd);
     FindFirst firstMiss, firstOverlap;
 

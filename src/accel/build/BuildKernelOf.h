@@ -3,17 +3,17 @@
 // The kernel of one width, for the files that are compiled for one instruction set each.
 
 #include "accel/build/BuildKernel.h"
-#include "accel/build/FaceStepsKernel.h"
 #include "accel/build/PartSweepKernel.h"
+#include "accel/build/ThresholdsKernel.h"
 
 namespace {
 
 template <unsigned WIDTH>
 constexpr BuildKernel BUILD_KERNEL = {
-    StepsKernel<WIDTH>::measureAll,
-    [](const StepsFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates, uint32_t uBegin,
+    ThresholdsKernel<WIDTH>::measureAll,
+    [](const NodeFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates, uint32_t uBegin,
        uint32_t uEnd) { return PartSweep<WIDTH>(frame, pCorners, bHigh, pCandidates).firstMiss(uBegin, uEnd); },
-    [](const StepsFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates, uint32_t uBegin,
+    [](const NodeFrame& frame, const float* pCorners, bool bHigh, const float* pCandidates, uint32_t uBegin,
        uint32_t uEnd) { return PartSweep<WIDTH>(frame, pCorners, bHigh, pCandidates).firstOverlap(uBegin, uEnd); }};
 
 }  // namespace

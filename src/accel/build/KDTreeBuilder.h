@@ -6,8 +6,8 @@
 #include "accel/build/KDTreeSplitSearch.h"
 #include "base/Vectors.h"
 
-/// Builds a kd-tree by a surface-area-heuristic search (MacDonald and Booth 1990) over the vertex coordinates of the
-/// faces on each node's longest axis.
+/// Builds a kd-tree (see docs/building.md) by a surface-area-heuristic search (MacDonald and Booth 1990) over the
+/// vertex coordinates of the faces on each node's longest axis.
 class KDTreeBuilder {
  public:
     /// The lists and nodes must be empty; all three must outlive the builder.

@@ -2,6 +2,7 @@
 #include "accel/build/KDTreeSplitSearch.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
@@ -17,7 +18,7 @@ namespace {
 constexpr float SMALLEST_AREA = 1e-25f;  // of a box whose costs can be bounded
 constexpr int32_t FEW_CANDIDATES = 8;    // searched and sorted in the simplest way
 
-// Without jumps for the few candidates of a common bin.
+// Sorts the few candidates of a common bin without branches.
 void sortBin(float* pBegin, float* pEnd) {
     if (pEnd - pBegin > FEW_CANDIDATES) {
         std::sort(pBegin, pEnd);
@@ -41,65 +42,66 @@ KDTreeSplitSearch::~KDTreeSplitSearch() {
 }
 
 uint64_t KDTreeSplitSearch::bytesFor(uint32_t uFaces) {
-    constexpr size_t VALUES = FaceSteps::ARRAYS * (sizeof(float) + sizeof(int16_t)) + 2 * sizeof(uint32_t);
+    constexpr size_t VALUES = OverlapThresholds::ARRAYS * (sizeof(float) + sizeof(int16_t)) + 2 * sizeof(uint32_t);
     return uint64_t{uFaces} * (sizeof(FaceCorners) + VALUES);
 }
 
 bool KDTreeSplitSearch::create(const Scene& scene) {
     const size_t uFaces = scene.vFaces.uCount;
-    const size_t uRoom = (uFaces + StepsFrame::UNIT - 1) / StepsFrame::UNIT * StepsFrame::UNIT;
+    const size_t uRoom = (uFaces + NodeFrame::UNIT - 1) / NodeFrame::UNIT * NodeFrame::UNIT;
     corners.reset(Velk::newArray<FaceCorners>(uFaces));
     pNumbers.reset(Velk::newArray<uint32_t>(2 * uRoom));
-    pValues.reset(Velk::newArray<float>(FaceSteps::ARRAYS * uRoom));
-    pBins.reset(Velk::newArray<int16_t>(FaceSteps::ARRAYS * uRoom));
+    pValues.reset(Velk::newArray<float>(OverlapThresholds::ARRAYS * uRoom));
+    pBins.reset(Velk::newArray<int16_t>(OverlapThresholds::ARRAYS * uRoom));
     if (!corners || !pNumbers || !pValues || !pBins) return true;
     Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
-    Velk::preferLargePages(pValues.get(), FaceSteps::ARRAYS * uRoom * sizeof(float));
-    steps.pFace = pNumbers.get();
-    bins.pTouched = pNumbers.get() + uRoom;
-    steps.divide(pValues.get(), uRoom);
+    Velk::preferLargePages(pValues.get(), OverlapThresholds::ARRAYS * uRoom * sizeof(float));
+    thresholds.pFace = pNumbers.get();
+    bins.pActive = pNumbers.get() + uRoom;
+    thresholds.divide(pValues.get(), uRoom);
     bins.faces.divide(pBins.get(), uRoom);
 
-    const auto isTame = [](const NMVector3f& v) {
-        return std::fabs(v.x) < FaceSteps::LARGEST && std::fabs(v.y) < FaceSteps::LARGEST &&
-               std::fabs(v.z) < FaceSteps::LARGEST;
+    const auto isInRange = [](const NMVector3f& v) {
+        return std::fabs(v.x) < OverlapThresholds::LARGEST && std::fabs(v.y) < OverlapThresholds::LARGEST &&
+               std::fabs(v.z) < OverlapThresholds::LARGEST;
     };
-    bTame = isTame(scene.boxScene.v3Min) && isTame(scene.boxScene.v3Max);
+    bInRange = isInRange(scene.boxScene.v3Min) && isInRange(scene.boxScene.v3Max);
     for (uint32_t u = 0; u < uFaces; ++u) {
         const FaceData& face = scene.vFaces[u];
         corners[u] = {{face.pA->v3Position, face.pB->v3Position, face.pC->v3Position}};
-        for (const NMVector3f& v : corners[u].v3Corner) bTame &= isTame(v);
+        for (const NMVector3f& v : corners[u].v3Corner) bInRange &= isInRange(v);
     }
     return false;
 }
 
-bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split) {
+bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bOverlapKnown, Split& split) {
+    assert(uCount > 0 && vPositions.uSize <= vPositions.uCapacity);
     node = frame.forKernels();
-    node.bTested = bTested;
-    node.bTame = bTame;
-    kernel.measure(node, &corners[0].v3Corner[0].x, steps.pFace, uCount, steps);
-    bBounded = bTame && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
+    node.bOverlapKnown = bOverlapKnown;
+    node.bInRange = bInRange;
+    kernel.measure(node, &corners[0].v3Corner[0].x, thresholds.pFace, uCount, thresholds);
+    bBounded = bInRange && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
     if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
     if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
     return false;
 }
 
-// False when the node is not small, or the steps do not decide.
+// False when the node is not small, or its thresholds do not decide.
 bool KDTreeSplitSearch::findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const {
     if (!bBounded || !SmallSplit::isSmall(uCount, 3 * uCount)) return false;
     SmallSplit small(frame, 0, 0);
     const auto add = [&](float f) { small.addCandidate(f, frame.fLow <= f && f <= frame.fHigh); };
     for (uint32_t u = 0; u < uCount; ++u) {
-        small.addFace(steps, u);
-        add(steps.pMin[u]);
-        add(steps.pMid[u]);
-        add(steps.pMax[u]);
+        small.addFace(thresholds, u);
+        add(thresholds.pMin[u]);
+        add(thresholds.pMid[u]);
+        add(thresholds.pMax[u]);
     }
     return small.find(&split);
 }
 
 bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Split& split) {
-    bins.fill(frame, steps, uCount, bBounded);
+    bins.fill(frame, thresholds, uCount, bBounded);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
     if (findInWindow(frame, uCount, split)) return false;
@@ -109,31 +111,31 @@ bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Spl
     return false;
 }
 
-// False when there is too much in the window, or the steps do not decide.
+// False when there is too much in the window, or the thresholds do not decide.
 bool KDTreeSplitSearch::findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const {
-    if (!bBounded || !SmallSplit::isSmall(bins.uTouched, bins.candidatesInWindow())) return false;
+    if (!bBounded || !SmallSplit::isSmall(bins.uActive, bins.candidatesInWindow())) return false;
     const int32_t iBegin = static_cast<int32_t>(bins.first()), iEnd = static_cast<int32_t>(bins.end());
-    // The touched faces are counted one by one.
+    // The active faces are counted one by one.
     uint32_t uLow = bins.lowBefore(), uHigh = uCount - bins.highBefore();
-    for (uint32_t i = 0; i < bins.uTouched; ++i) {
-        uLow -= bins.faces.pLowSure[bins.pTouched[i]] < iBegin;
-        uHigh -= bins.faces.pHighSure[bins.pTouched[i]] >= iBegin;
+    for (uint32_t i = 0; i < bins.uActive; ++i) {
+        uLow -= bins.faces.pLowSure[bins.pActive[i]] < iBegin;
+        uHigh -= bins.faces.pHighSure[bins.pActive[i]] >= iBegin;
     }
     SmallSplit small(frame, uLow, uHigh);
     const auto add = [&](float f, int16_t iBin) { small.addCandidate(f, iBegin <= iBin && iBin < iEnd); };
-    for (uint32_t i = 0; i < bins.uTouched; ++i) {
-        const uint32_t u = bins.pTouched[i];
-        small.addFace(steps, u);
-        add(steps.pMin[u], bins.faces.pMin[u]);
-        add(steps.pMid[u], bins.faces.pMid[u]);
-        add(steps.pMax[u], bins.faces.pMax[u]);
+    for (uint32_t i = 0; i < bins.uActive; ++i) {
+        const uint32_t u = bins.pActive[i];
+        small.addFace(thresholds, u);
+        add(thresholds.pMin[u], bins.faces.pMin[u]);
+        add(thresholds.pMid[u], bins.faces.pMid[u]);
+        add(thresholds.pMax[u], bins.faces.pMax[u]);
     }
     return small.find(&split);
 }
 
 // Collects the candidates of the window, ascending and each once.
 bool KDTreeSplitSearch::gather() {
-    // Each bin gets its places; what is off the window goes to one behind them.
+    // Each bin gets its places; what is outside the window goes to one place behind them.
     const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
     uint32_t uNext[SplitBins::MAX_BINS + 1], uPlaces = 0;
     for (uint32_t u = 0; u < uBins; ++u) {
@@ -148,11 +150,11 @@ bool KDTreeSplitSearch::gather() {
         pPositions[uNext[uBin]] = f;
         uNext[uBin] += uBin < uBins;
     };
-    for (uint32_t i = 0; i < bins.uTouched; ++i) {
-        const uint32_t u = bins.pTouched[i];
-        put(steps.pMin[u], bins.faces.pMin[u]);
-        put(steps.pMid[u], bins.faces.pMid[u]);
-        put(steps.pMax[u], bins.faces.pMax[u]);
+    for (uint32_t i = 0; i < bins.uActive; ++i) {
+        const uint32_t u = bins.pActive[i];
+        put(thresholds.pMin[u], bins.faces.pMin[u]);
+        put(thresholds.pMid[u], bins.faces.pMid[u]);
+        put(thresholds.pMax[u], bins.faces.pMax[u]);
     }
     uint32_t uEnd = 0, uPlace = 0;
     float fLast = std::numeric_limits<float>::quiet_NaN();
@@ -205,33 +207,34 @@ void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
     for (uint32_t u = 0; u <= vPositions.uSize; ++u) vLeft[u] = vRight[u] = 0;
     vLeft[0] = bins.lowBefore();
     vRight[0] = uCount - bins.highBefore();
-    for (uint32_t i = 0; i < bins.uTouched; ++i) countFace(frame, bins.pTouched[i]);
+    for (uint32_t i = 0; i < bins.uActive; ++i) countFace(frame, bins.pActive[i]);
 }
 
 void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
     const int32_t iBegin = static_cast<int32_t>(bins.first());
     // Counted high up to here: to the first miss, which marks the face, or to its end.
-    uint32_t uHighEnd = firstAfter(steps.pHighSure[u], bins.faces.pHighSure[u]);
+    uint32_t uHighEnd = firstAfter(thresholds.pHighSure[u], bins.faces.pHighSure[u]);
     vRight[uHighEnd] += bins.faces.pHighSure[u] < iBegin;  // the others are counted already
     uint32_t uMark = vPositions.uSize;
-    if (steps.pHighMaybe[u] > steps.pHighSure[u]) {
-        const uint32_t uOpenEnd = firstAfter(steps.pHighMaybe[u], bins.faces.pHighMaybe[u]);
+    if (thresholds.pHighMaybe[u] > thresholds.pHighSure[u]) {
+        const uint32_t uOpenEnd = firstAfter(thresholds.pHighMaybe[u], bins.faces.pHighMaybe[u]);
         uHighEnd = firstHighMiss(u, uHighEnd, uOpenEnd);
     }
-    if (steps.pMin[u] <= frame.fHigh && uHighEnd < vPositions.uSize && vPositions[uHighEnd] <= steps.pMax[u]) {
+    if (thresholds.pMin[u] <= frame.fHigh && uHighEnd < vPositions.uSize &&
+        vPositions[uHighEnd] <= thresholds.pMax[u]) {
         uMark = uHighEnd;
     }
     --vRight[uHighEnd];
     // Counted low without a test from here on.
-    const uint32_t uLowSure = std::min(firstFrom(steps.pLowSure[u], bins.faces.pLowSure[u]), uMark + 1);
-    if (steps.pLowMaybe[u] < steps.pLowSure[u])
-        countLow(u, firstFrom(steps.pLowMaybe[u], bins.faces.pLowMaybe[u]), uLowSure);
+    const uint32_t uLowSure = std::min(firstFrom(thresholds.pLowSure[u], bins.faces.pLowSure[u]), uMark + 1);
+    if (thresholds.pLowMaybe[u] < thresholds.pLowSure[u])
+        countLow(u, firstFrom(thresholds.pLowMaybe[u], bins.faces.pLowMaybe[u]), uLowSure);
     vLeft[uLowSure] += bins.faces.pLowSure[u] >= iBegin;
 }
 
 // Counts the candidates in a range whose low part the face overlaps.
 void KDTreeSplitSearch::countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd) {
-    const float* pCorners = &corners[steps.pFace[u]].v3Corner[0].x;
+    const float* pCorners = &corners[thresholds.pFace[u]].v3Corner[0].x;
     while (uBegin < uEnd) {
         uBegin = kernel.firstOverlap(node, pCorners, false, vPositions.pData, uBegin, uEnd);
         if (uBegin == uEnd) return;
@@ -243,7 +246,7 @@ void KDTreeSplitSearch::countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd) {
 
 uint32_t KDTreeSplitSearch::firstHighMiss(uint32_t u, uint32_t uBegin, uint32_t uEnd) const {
     if (uBegin >= uEnd) return uBegin;
-    return kernel.firstMiss(node, &corners[steps.pFace[u]].v3Corner[0].x, true, vPositions.pData, uBegin, uEnd);
+    return kernel.firstMiss(node, &corners[thresholds.pFace[u]].v3Corner[0].x, true, vPositions.pData, uBegin, uEnd);
 }
 
 Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
@@ -258,10 +261,10 @@ Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
     return best;
 }
 
-// Of equal candidates the first one counts, which shows in the sign of zero.
+// Of equal candidates the first in the face lists is taken, which shows in the sign of a zero.
 float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) const {
     for (uint32_t u = 0; u < uCount; ++u) {
-        for (const NMVector3f& v : corners[steps.pFace[u]].v3Corner) {
+        for (const NMVector3f& v : corners[thresholds.pFace[u]].v3Corner) {
             if (v[frame.uAxis] == 0.0f) return v[frame.uAxis];
         }
     }
@@ -269,9 +272,9 @@ float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) con
 }
 
 bool KDTreeSplitSearch::overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const {
-    return SplitFrame::overlaps(corners[steps.pFace[u]].v3Corner, frame.lowPart(fPos));
+    return SplitFrame::overlaps(corners[thresholds.pFace[u]].v3Corner, frame.lowPart(fPos));
 }
 
 bool KDTreeSplitSearch::overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
-    return SplitFrame::overlaps(corners[steps.pFace[u]].v3Corner, frame.highPart(fPos));
+    return SplitFrame::overlaps(corners[thresholds.pFace[u]].v3Corner, frame.highPart(fPos));
 }

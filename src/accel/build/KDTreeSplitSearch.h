@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "accel/build/BuildKernel.h"
-#include "accel/build/FaceSteps.h"
+#include "accel/build/OverlapThresholds.h"
 #include "accel/build/SplitBins.h"
 #include "accel/build/SplitFrame.h"
 #include "base/NDataVector.h"
@@ -28,18 +28,18 @@ class KDTreeSplitSearch {
     static uint64_t bytesFor(uint32_t uFaces);
 
     /// Where the caller puts the face numbers of the next node, in list order.
-    uint32_t* faces() { return steps.pFace; }
+    uint32_t* faces() { return thresholds.pFace; }
 
-    /// Finds the split of a node with uCount > 0 faces. bTested: each was found to overlap the enlarged box. True when
-    /// there is not enough memory.
-    [[nodiscard]] bool find(const SplitFrame& frame, uint32_t uCount, bool bTested, Split& split);
+    /// Finds the split of a node with uCount > 0 faces. bOverlapKnown: each was found to overlap the enlarged box. True
+    /// when there is not enough memory.
+    [[nodiscard]] bool find(const SplitFrame& frame, uint32_t uCount, bool bOverlapKnown, Split& split);
 
     /// True when face number u of the last node belongs to the low, the high child of a split at fPos, a candidate.
     bool isLow(const SplitFrame& frame, uint32_t u, float fPos) const {
-        return fPos >= steps.pLowSure[u] || (fPos >= steps.pLowMaybe[u] && overlapsLow(frame, u, fPos));
+        return fPos >= thresholds.pLowSure[u] || (fPos >= thresholds.pLowMaybe[u] && overlapsLow(frame, u, fPos));
     }
     bool isHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
-        return fPos <= steps.pHighSure[u] || (fPos <= steps.pHighMaybe[u] && overlapsHigh(frame, u, fPos));
+        return fPos <= thresholds.pHighSure[u] || (fPos <= thresholds.pHighMaybe[u] && overlapsHigh(frame, u, fPos));
     }
 
  private:
@@ -60,13 +60,13 @@ class KDTreeSplitSearch {
     float firstZero(const SplitFrame& frame, uint32_t uCount) const;
 
     std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene
-    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the steps and of the bins' list
+    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the face numbers and of the active faces
     std::unique_ptr<float[]> pValues;
     std::unique_ptr<int16_t[]> pBins;  // storage of the bins
-    FaceSteps steps{};
-    StepsFrame node{};
+    OverlapThresholds thresholds{};
+    NodeFrame node{};
     const BuildKernel& kernel = BuildKernel::fastest();
-    bool bTame = false;     // box and corners are of a size for which FaceSteps and SplitBins can answer
+    bool bInRange = false;  // box and corners are of a size for which thresholds and bins can answer
     bool bBounded = false;  // and the current node has an area
     SplitBins bins;
     uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it

@@ -1,17 +1,10 @@
 #pragma once
 
-// The overlap test of one face against the parts that many candidates cut off its node.
+// The overlap test of one face against the parts that many candidates cut off its node, and its proof for whole runs of
+// them: docs/building.md, "Open ranges".
 
 #include "accel/build/LaneMath.h"
-#include "accel/build/StepsFrame.h"
-
-// Ranges of candidates are decided as a whole by doing the test's own operations on the ends of every value's range.
-// Rounding is monotone: a <= b implies fl(a) <= fl(b). So if each operand of an operation lies in its interval, the
-// rounded result lies between the rounded results at the interval's ends, and a comparison that holds for the worst
-// ends holds for every candidate of the range. Only the edges on the split axis need a word: e = fl(tj - ti) with
-// ti = fl(vi - c), tj = fl(vj - c). The centre c cancels but for rounding, so e would get an interval as long as the
-// range of c. Instead, fl(vi - c) is off by at most u |ti| with u = 2^-24, and likewise for j, so that tj - ti is off
-// vj - vi by at most u (|ti| + |tj|), and that off d = fl(vj - vi) by u |d|.
+#include "accel/build/NodeFrame.h"
 
 namespace {
 
@@ -23,7 +16,7 @@ class PartSweep : LaneMath<WIDTH> {
     using Mask = typename Math::Mask;
 
  public:
-    PartSweep(const StepsFrame& node, const float* pCorners, bool bHighSide, const float* pPositions)
+    PartSweep(const NodeFrame& node, const float* pCorners, bool bHighSide, const float* pPositions)
         : frame(node), bHigh(bHighSide), pCandidates(pPositions) {
         for (unsigned i = 0; i < 3; ++i) {
             s[i] = pCorners[3 * i + frame.uAxis];
@@ -104,7 +97,7 @@ class PartSweep : LaneMath<WIDTH> {
     static Mask isAbove(Interval a, Interval b) { return ~(a.high <= b.low); }  // possibly
 
     Lanes centre(Lanes p) const { return 0.5f * ((bHigh ? frame.fHigh : frame.fLow) + p); }
-    Lanes half(Lanes p) const { return (bHigh ? frame.fHigh - p : p - frame.fLow) * StepsFrame::BOX_HALF; }
+    Lanes half(Lanes p) const { return (bHigh ? frame.fHigh - p : p - frame.fLow) * NodeFrame::BOX_HALF; }
 
     Part<Lanes> partAt(Lanes p) const {
         Part<Lanes> part;
@@ -220,7 +213,7 @@ class PartSweep : LaneMath<WIDTH> {
 
     // As the public one; uTests are the tests that are not known to pass.
     uint32_t firstMiss(uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
-        if (!frame.bTame || uEnd - uBegin <= FEW) return firstOf(MISS, uBegin, uEnd, uTests);
+        if (!frame.bInRange || uEnd - uBegin <= FEW) return firstOf(MISS, uBegin, uEnd, uTests);
         const uint32_t uStep = (uEnd - uBegin + WIDTH - 1) / WIDTH;
         float fFirst[WIDTH], fLast[WIDTH];
         for (uint32_t i = 0, u = uBegin; i < WIDTH; ++i, u += uStep) {
@@ -242,7 +235,7 @@ class PartSweep : LaneMath<WIDTH> {
         return uEnd;
     }
 
-    const StepsFrame& frame;
+    const NodeFrame& frame;
     const bool bHigh;
     const float* const pCandidates;
     float s[3], t[2][3], e[2][3];  // corners on the split axis; on the others from the centre, and edges there

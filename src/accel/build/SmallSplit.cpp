@@ -1,25 +1,24 @@
-// The split search for small nodes, candidate by candidate.
+// The search of small nodes. Why it is exact: docs/building.md, "Bins".
 #include "accel/build/SmallSplit.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 
-// A candidate's surely counted faces give a lower bound of its cost, exactly so in single precision, too: rounding
-// keeps order, and the cost is made of sums and products of values that are not negative. The candidate with the lowest
-// bound, the first of equal ones, is the choice if its own counts are sure, for then no other can be cheaper, or as
-// cheap and before it.
+#include "accel/build/LaneMath.h"
 
 void SmallSplit::addFace(const FaceValues<float>& values, uint32_t u) {
-    const auto all = [](float f) { return f - Lanes{}; };
-    // A mark counts low, too; and it matters up to where the low answer is sure.
-    steps[uFaces++] = {all(std::min(values.pLowMaybe[u], values.pHighSure[u])), all(values.pLowSure[u]),
+    const auto all = LaneMath<WIDTH>::all;
+    // A face known to miss the high side counts as low, untested; that matters up to where the low answer is sure.
+    assert(uFaces < MAX_FACES);
+    faces[uFaces++] = {all(std::min(values.pLowMaybe[u], values.pHighSure[u])), all(values.pLowSure[u]),
                        all(values.pHighSure[u]), all(std::max(values.pHighMaybe[u], values.pLowSure[u]))};
 }
 
 bool SmallSplit::find(Split* pSplit) {
     for (uint32_t u = 0; u < WIDTH && uCandidates; ++u) fCandidates[uCandidates + u] = fCandidates[0];
-    const Lanes infinite = std::numeric_limits<float>::infinity() - Lanes{};
+    const Lanes infinite = LaneMath<WIDTH>::all(std::numeric_limits<float>::infinity());
     Lanes bestCost = infinite, bestPosition{};
     Counts bestOpen{};
     for (uint32_t u = 0; u < uCandidates; u += WIDTH) {
@@ -27,10 +26,10 @@ bool SmallSplit::find(Split* pSplit) {
         memcpy(&p, fCandidates + u, sizeof(p));
         Counts left{}, leftMaybe{}, right{}, rightMaybe{};  // negative
         for (uint32_t i = 0; i < uFaces; ++i) {
-            left += p >= steps[i].lowSure;
-            leftMaybe += p >= steps[i].lowMaybe;
-            right += p <= steps[i].highSure;
-            rightMaybe += p <= steps[i].highMaybe;
+            left += p >= faces[i].lowSure;
+            leftMaybe += p >= faces[i].lowMaybe;
+            right += p <= faces[i].highSure;
+            rightMaybe += p <= faces[i].highMaybe;
         }
         const Lanes floor = cost(p, iLeft - left, iRight - right);
         const Counts better = (floor < bestCost) | ((floor == bestCost) & (p < bestPosition));

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
-#include "accel/build/StepsFrame.h"
 
 /// The search for the split of a node in which few candidates and few faces are left to look at: every candidate
 /// against every face, four candidates at a time, unsorted and without jumps.
@@ -22,7 +22,8 @@ class SmallSplit {
     SmallSplit(const SplitFrame& nodeFrame, uint32_t uLeftBase, uint32_t uRightBase)
         : frame(nodeFrame), iLeft(static_cast<int32_t>(uLeftBase)), iRight(static_cast<int32_t>(uRightBase)) {}
 
-    void addFace(const FaceValues<float>& steps, uint32_t u);
+    /// Requires room: isSmall() of the final numbers.
+    void addFace(const FaceValues<float>& thresholds, uint32_t u);
 
     /// Adds a position if bValid; repetitions do no harm.
     void addCandidate(float f, bool bValid) {
@@ -30,7 +31,8 @@ class SmallSplit {
         uCandidates += bValid;
     }
 
-    /// Finds the split from the faces' steps. False when that needs the overlap tests: then *pSplit is not touched.
+    /// Finds the split from the faces' thresholds. False when that needs the overlap tests: then *pSplit is not
+    /// touched.
     bool find(Split* pSplit);
 
  private:
@@ -39,8 +41,8 @@ class SmallSplit {
     using Lanes = float __attribute__((vector_size(16)));
     using Counts = int32_t __attribute__((vector_size(16)));
 
-    // A face's steps, each in all lanes.
-    struct Steps {
+    // A face's thresholds, each in all lanes.
+    struct Thresholds {
         Lanes lowMaybe, lowSure, highSure, highMaybe;
     };
 
@@ -50,6 +52,6 @@ class SmallSplit {
     const SplitFrame& frame;
     int32_t iLeft, iRight;
     uint32_t uFaces = 0, uCandidates = 0;
-    Steps steps[MAX_FACES];
+    Thresholds faces[MAX_FACES];
     float fCandidates[MAX_CANDIDATES + WIDTH];
 };

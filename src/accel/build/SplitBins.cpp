@@ -1,14 +1,16 @@
-// The bins of candidates, by which a large node's search begins.
+// Bins, the bounds of their costs, and the window. Why it is exact: docs/building.md, "Bins".
 #include "accel/build/SplitBins.h"
 
 #include <algorithm>
 #include <cstring>
 
+#include "accel/build/LaneMath.h"
+
 namespace {
 
-constexpr uint32_t FEW_FACES = 4;  // all their candidates are looked at
+constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted
 
-// Puts a unit of values into bins. Rounding keeps the order of values, so bins are in order, too.
+// Puts a unit of values into bins. Rounding keeps the order of values, so bins are ordered as the values are.
 class Placement {
  public:
     Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
@@ -29,9 +31,9 @@ class Placement {
     using Lanes = float __attribute__((vector_size(16)));
     using Numbers = int32_t __attribute__((vector_size(16)));
     using Shorts = int16_t __attribute__((vector_size(16)));
-    static_assert(StepsFrame::UNIT == 8, "two rows of lanes");
+    static_assert(NodeFrame::UNIT == 8, "two rows of lanes");
 
-    static Lanes all(float f) { return f - Lanes{}; }
+    static Lanes all(float f) { return LaneMath<4>::all(f); }
 
     Numbers binOf(Lanes value) const {
         const Lanes zero{}, bin = (value - low) * scale;
@@ -63,23 +65,23 @@ void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBound
     memset(uCounts, 0, 5 * uRow * sizeof(uint32_t));
 }
 
-void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded) {
+void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& thresholds, uint32_t uCount, bool bBounded) {
     chooseBins(frame, uCount, bBounded);
     const Placement placement(fLow, fHigh, fScale, uBins);
-    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
-        placement.place(steps.pMin + u, faces.pMin + u);
-        placement.place(steps.pMid + u, faces.pMid + u);
-        placement.place(steps.pMax + u, faces.pMax + u);
-        placement.place(steps.pLowMaybe + u, faces.pLowMaybe + u);
-        placement.place(steps.pLowSure + u, faces.pLowSure + u);
-        placement.place(steps.pHighSure + u, faces.pHighSure + u);
-        placement.place(steps.pHighMaybe + u, faces.pHighMaybe + u);
+    for (uint32_t u = 0; u < uCount; u += NodeFrame::UNIT) {
+        placement.place(thresholds.pMin + u, faces.pMin + u);
+        placement.place(thresholds.pMid + u, faces.pMid + u);
+        placement.place(thresholds.pMax + u, faces.pMax + u);
+        placement.place(thresholds.pLowMaybe + u, faces.pLowMaybe + u);
+        placement.place(thresholds.pLowSure + u, faces.pLowSure + u);
+        placement.place(thresholds.pHighSure + u, faces.pHighSure + u);
+        placement.place(thresholds.pHighMaybe + u, faces.pHighMaybe + u);
     }
     for (uint32_t u = 0; u < uCount; ++u) {
         ++pCandidates[faces.pMin[u]];
         ++pCandidates[faces.pMid[u]];
         ++pCandidates[faces.pMax[u]];
-        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // a mark counts low, too
+        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // a miss on the high side counts as low
         ++pLowSure[faces.pLowSure[u]];
         ++pHighSure[faces.pHighSure[u]];
         ++pHighMaybe[faces.pHighMaybe[u]];
@@ -94,11 +96,12 @@ bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
     } else if (!chooseCheap(frame, uCount)) {
         return false;
     }
-    for (uint32_t uNeeded = touch(uCount); uNeeded < uFirst; uNeeded = touch(uCount)) uFirst = uNeeded;
+    for (uint32_t uNeeded = listActive(uCount); uNeeded < uFirst; uNeeded = listActive(uCount)) uFirst = uNeeded;
     return true;
 }
 
-// The bounds are off by a few roundings of costs up to twice the number of faces; 2^-16 of it is more.
+// A bin's area comes from a common step, not from its box, so the bounds are off by a few roundings of costs of up to
+// twice the number of faces. A limit raised by 2^-16 of that number covers them.
 bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
     const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
@@ -136,10 +139,10 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     return uFirst < uEnd;
 }
 
-// Lists the touched faces. Returns where the window must begin: a face may be marked at any candidate p > highSure, and
-// its mark matters at p <= highMaybe (is it still counted high?) and at p < lowSure (is it counted low without a
-// test?). When such a p is in the window, all candidates from highSure to there must be.
-uint32_t SplitBins::touch(uint32_t uCount) {
+// Lists the active faces. Returns where the window must begin: a face may be marked at any candidate p > highSure, and
+// its mark matters at p <= highMaybe (is it still counted high?) and at p < lowSure (is it counted low untested?). When
+// such a p is in the window, all candidates from highSure to there must be.
+uint32_t SplitBins::listActive(uint32_t uCount) {
     using Shorts = int16_t __attribute__((vector_size(16)));
     const auto load = [](const int16_t* p) {
         Shorts shorts;
@@ -148,8 +151,8 @@ uint32_t SplitBins::touch(uint32_t uCount) {
     };
     const Shorts zero{}, first = static_cast<int16_t>(uFirst) + zero, end = static_cast<int16_t>(uEnd) + zero;
     Shorts needed = first;
-    uTouched = 0;
-    for (uint32_t u = 0; u < uCount; u += StepsFrame::UNIT) {
+    uActive = 0;
+    for (uint32_t u = 0; u < uCount; u += NodeFrame::UNIT) {
         const Shorts lowSure = load(faces.pLowSure + u), highSure = load(faces.pHighSure + u);
         const Shorts highMaybe = load(faces.pHighMaybe + u), markEnd = highMaybe > lowSure ? highMaybe : lowSure;
         const Shorts earlier = (highSure < needed) & (markEnd >= first);
@@ -160,14 +163,14 @@ uint32_t SplitBins::touch(uint32_t uCount) {
             const Shorts vertex = load(pVertex);
             touched |= (vertex < end) & (vertex >= first);
         }
-        const uint32_t uLanes = std::min(uCount - u, StepsFrame::UNIT);
+        const uint32_t uLanes = std::min(uCount - u, NodeFrame::UNIT);
         for (uint32_t i = 0; i < uLanes; ++i) {
-            pTouched[uTouched] = u + i;
-            uTouched += touched[i] != 0;
+            pActive[uActive] = u + i;
+            uActive += touched[i] != 0;
         }
     }
     int16_t iNeeded = needed[0];
-    for (unsigned i = 1; i < StepsFrame::UNIT; ++i) iNeeded = std::min<int16_t>(iNeeded, needed[i]);
+    for (unsigned i = 1; i < NodeFrame::UNIT; ++i) iNeeded = std::min<int16_t>(iNeeded, needed[i]);
     return static_cast<uint32_t>(std::max<int16_t>(iNeeded, 1));
 }
 

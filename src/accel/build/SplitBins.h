@@ -2,12 +2,12 @@
 
 #include <cstdint>
 
+#include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
-#include "accel/build/StepsFrame.h"
 
 /// The candidates of a node in equal intervals of the split axis, and the run of intervals that can hold the cheapest.
 ///
-/// A face's counts change at its steps only, and costs grow with counts and areas. So the faces whose steps lie in the
+/// A face's counts change between its thresholds only, and costs grow with counts and areas. So the thresholds in the
 /// bins before and after one bound the cost of every candidate in it, from below and from above. A bin whose lower
 /// bound is above some other's upper bound, or above the cost of a leaf, cannot hold the choice, and nothing more needs
 /// to be known of its candidates.
@@ -19,12 +19,12 @@ class SplitBins {
 
     /// The bin of each value of each face. Made by the owner, with room for a whole last unit.
     FaceValues<int16_t> faces{};
-    /// The faces that have a vertex or a step in the window, and their number. Made by the owner, with room for all.
-    uint32_t* pTouched = nullptr;
-    uint32_t uTouched = 0;
+    /// The active faces, which have a vertex or an open range in the window. Made by the owner, with room for all.
+    uint32_t* pActive = nullptr;
+    uint32_t uActive = 0;
 
     /// Sorts uCount faces into bins. bBounded: areas are finite and not zero, so that costs can be bounded.
-    void fill(const SplitFrame& frame, const FaceValues<float>& steps, uint32_t uCount, bool bBounded);
+    void fill(const SplitFrame& frame, const FaceValues<float>& thresholds, uint32_t uCount, bool bBounded);
 
     /// Chooses the window, the run of bins whose candidates must be looked at: all that may hold the cheapest candidate
     /// at a cost of at most uCount, and those needed to know the marks there. False when there are none.
@@ -43,14 +43,14 @@ class SplitBins {
         return uSum;
     }
 
-    /// Faces whose step lies in a bin before the window.
+    /// Faces whose threshold lies in a bin before the window.
     uint32_t lowBefore() const { return sumBefore(pLowSure); }
     uint32_t highBefore() const { return sumBefore(pHighSure); }
 
  private:
     void chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded);
     bool chooseCheap(const SplitFrame& frame, uint32_t uCount);
-    uint32_t touch(uint32_t uCount);
+    uint32_t listActive(uint32_t uCount);
     uint32_t sumBefore(const uint32_t* pCounts) const;
 
     uint32_t uBins = 1;

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cmath>
 
-StepsFrame SplitFrame::forKernels() const {
+NodeFrame SplitFrame::forKernels() const {
     const Velk::NMVector3f v3Centre = centre(box), v3Half = half(box);
-    StepsFrame node{};
+    NodeFrame node{};
     node.uAxis = uAxis;
     for (unsigned k = 0; k < 2; ++k) {
         node.uOther[k] = (uAxis + 1 + k) % 3;

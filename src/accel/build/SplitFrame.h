@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "accel/TriBoxIntersection.h"
-#include "accel/build/StepsFrame.h"
+#include "accel/build/NodeFrame.h"
 #include "base/Vectors.h"
 
 /// A position on the split axis and what a split there costs.
@@ -38,8 +38,8 @@ struct SplitFrame {
                TRAVERSAL_COST;
     }
 
-    /// The node for the vectorised loops; bTested and bTame are left to the caller.
-    StepsFrame forKernels() const;
+    /// The node for the vectorised loops; bOverlapKnown and bInRange are left to the caller.
+    NodeFrame forKernels() const;
 
     Velk::BoxAABB lowPart(float fPos) const {
         Velk::BoxAABB part = box;
@@ -59,7 +59,7 @@ struct SplitFrame {
     }
 
     static Velk::NMVector3f centre(const Velk::BoxAABB& box) { return (box.v3Min + box.v3Max) / 2.0f; }
-    static Velk::NMVector3f half(const Velk::BoxAABB& box) { return (box.v3Max - box.v3Min) * StepsFrame::BOX_HALF; }
+    static Velk::NMVector3f half(const Velk::BoxAABB& box) { return (box.v3Max - box.v3Min) * NodeFrame::BOX_HALF; }
 
     /// True when the triangle of the given three corners overlaps the enlarged box.
     static bool overlaps(const Velk::NMVector3f* pCorners, const Velk::BoxAABB& box) {

@@ -1,6 +1,7 @@
 // The life of the tree: loaded or built, linked, released.
 #include "accel/kdtree/KDTree.h"
 
+#include <cassert>
 #include <cinttypes>
 #include <cstdio>
 
@@ -46,6 +47,7 @@ bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
 
 bool KDTree::link(const Velk::NDataVector<KDTreeNode>& nodes) {
     if (vNodes.allocate(nodes.uSize, TREE_ALIGNMENT) || vStack.allocate(STACK_SIZE, TREE_ALIGNMENT)) return true;
+    assert(nodes.uSize > 0);  // an empty scene has a root, too
     for (uint32_t u = 0; u < nodes.uSize; ++u) {
         vNodes[u] = nodes[u];
         vNodes[u].link();

@@ -1,4 +1,4 @@
-// The walk of the tree along one ray, which defines every answer.
+// The walk of a single ray. It defines every answer; RayQueries uses it for lanes in doubt, the tests as the judge.
 #include <limits>
 
 #include "accel/kdtree/KDTree.h"

@@ -3,54 +3,22 @@
 #include <cstdint>
 
 #include "accel/build/LaneMath.h"
-#include "accel/build/StepsFrame.h"
+#include "accel/build/NodeFrame.h"
 
-// How the steps are found, and why they can be trusted.
-//
-// Let s be the split axis, x = p - lo the extent of the low part, eps = BOX_HALF - 1/2. The enlarged low part spans
-// [lo - eps x, lo + (1 + eps) x] on s; on the two other axes it is the enlarged box of the node, whatever p. In exact
-// arithmetic each separating axis n with a component on s gives an interval [G, F] (relative to lo) of the line along
-// s: the axis lets the triangle and the part overlap if and only if G <= (1 + eps) x and F >= -eps x. The triangle
-// passes when the largest G and the smallest F do; the high part is the mirror image with W - F for G and W - G for F,
-// W being the node's extent. So a face needs eight axes, once, and no search:
-//   - three edges times the two other coordinate axes: with e the edge, b the other axis on which the cross product
-//     has a component, t relative to the centre, h the half-extent: q = |e_b| (v_s - lo) - sign(e_b) e_s t_b for the
-//     two vertices which the test projects, [G, F] = [min q - |e_s| h_b, max q + |e_s| h_b] / |e_b|;
-//   - s itself: the vertex range;
-//   - the plane: q = n . t0 with n_s made positive, [G, F] = [q - R, q + R] / n_s, R = |n_1| h_1 + |n_2| h_2.
-// The other five axes have no component on s. The test computes them from the same numbers for every p, and for the
-// node's own box, which the face overlaps or it would not be in the list: they pass. So does an edge axis with e_b = 0:
-// the two projected vertices then show the whole range on b, and the projections are the two products with e_s on
-// either side of the comparison of the box's face b.
-//
-// The test works in single precision. Let u = 2^-24, C = max(|lo|, |hi|), T_q bound coordinates and half-extents on q
-// relative to every centre that a candidate gives. On the other axes t, e, h and n_s are the very floats of the test,
-// so only s brings in errors: |dt_s| <= u (C + T_s), and |de_s| <= u (2 T_s + |e_s|) because the centre cancels, 0 when
-// both ends are equal. Adding up every rounding of the test on both sides of its comparison:
-//   - edge axes: u [|e_b| (C + 6 T_s) + 7 |e_s| T_b + 4 T_s T_b (e_s != 0)];
-//   - s: u (C + 3 T_s);
-//   - plane: u [|n_s| (C + 8 T_s) + 14 (T_1 M_1 + T_2 M_2) + 4.2 T_s (T_1 B_2 + T_2 B_1)], with M_q the sum of the two
-//     products in n_q, B_q = |e0_q| + |e1_q|, and without the last part when the face has no extent on s; two equal
-//     corners make n exactly 0 and every plane test pass.
-// The computation here, divisions included, adds errors to all but the last parts; the factors below cover both. TINY
-// covers underflow for coordinates up to LARGEST. G and F plus and minus their bounds give the "sure" and "maybe" ends;
-// since the exact conditions are monotone in p, an end settles all candidates beyond it.
-//
-// Independent of that: when all corners are within the part in single precision, no axis separates, since rounding
-// keeps order: |t_q| <= h_q for all q makes every projection at most its radius. On s a corner in [lo, p] stays within
-// the enlarged part as soon as eps x exceeds the rounding of the centre, 2^-16 C amply.
+// The thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
+// "Thresholds".
 
 namespace {
 
-/// FaceSteps' computation for WIDTH faces at a time.
+/// OverlapThresholds' computation for WIDTH faces at a time.
 template <unsigned WIDTH>
-struct StepsKernel : LaneMath<WIDTH> {
+struct ThresholdsKernel : LaneMath<WIDTH> {
     using Math = LaneMath<WIDTH>;
     using Lanes = typename Math::Lanes;
     using Mask = typename Math::Mask;
     using Math::absolute, Math::all, Math::allBits, Math::larger, Math::only, Math::smaller, Math::store,
         Math::withSignOf;
-    static_assert(StepsFrame::UNIT % WIDTH == 0, "whole lanes");
+    static_assert(NodeFrame::UNIT % WIDTH == 0, "whole lanes");
 
     static constexpr float ROUND = 0x1p-24f;
     static constexpr float NEVER = 1e37f;                                // above every g and f
@@ -59,7 +27,7 @@ struct StepsKernel : LaneMath<WIDTH> {
     static constexpr float SHRINK = 0.99009806f, SHRINK_SURE = 0.9901f;  // below, above 1 / (1/2 + BOX_HALF)
     static constexpr float STRETCH = 100.0f, STRETCH_SURE = 100.001f;    // below, above 1 / (BOX_HALF - 1/2)
 
-    // The range [G, F] of a triangle, each end between two bounds.
+    // The range [G, F] in which no axis separates, each end between two bounds.
     struct Range {
         Lanes gMaybe, gSure;  // below, above G
         Lanes fSure, fMaybe;  // below, above F
@@ -86,7 +54,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         Lanes fSpan, fOther[2];  // T on the three axes
         Mask bInside;            // within the enlarged box on the other axes
 
-        Unit(const StepsFrame& frame, const float* const* pFaces) {
+        Unit(const NodeFrame& frame, const float* const* pFaces) {
             for (unsigned i = 0; i < 3; ++i) {
                 s[i] = gather(pFaces, 3 * i + frame.uAxis);
                 x[i] = s[i] - frame.fLow;
@@ -120,7 +88,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         }
     };
 
-    static void narrowByEdges(const StepsFrame& frame, const Unit& unit, Range& range) {
+    static void narrowByEdges(const NodeFrame& frame, const Unit& unit, Range& range) {
         const Lanes errorOfLength = ROUND * (frame.fReach + 24.0f * unit.fSpan);
 #pragma GCC unroll 2
         for (unsigned k = 0; k < 2; ++k) {
@@ -141,7 +109,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         }
     }
 
-    static void narrowByPlane(const StepsFrame& frame, const Unit& unit, Range& range) {
+    static void narrowByPlane(const NodeFrame& frame, const Unit& unit, Range& range) {
         const Lanes *e1 = unit.e[0], *e2 = unit.e[1], *eS = unit.eS;
         const Lanes nS = e1[0] * e2[1] - e2[0] * e1[1];
         const Lanes n1 = e2[0] * eS[1] - eS[0] * e2[1];
@@ -164,7 +132,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         range.narrow(d, q - radius, q + radius, error, bFree);
     }
 
-    // One turning point of the low part: the extents from which on the answer may be, is surely, yes.
+    // The extents of the low part from which on the answer may be, is surely, yes.
     struct Turn {
         Lanes maybe, sure;
     };
@@ -175,7 +143,7 @@ struct StepsKernel : LaneMath<WIDTH> {
     }
 
     // From extents to positions on the low side; the high side is the mirror image (fSign -1).
-    static void place(const StepsFrame& frame, const Unit& unit, const Turn& turn, float fSign, Lanes& maybe,
+    static void place(const NodeFrame& frame, const Unit& unit, const Turn& turn, float fSign, Lanes& maybe,
                       Lanes& sure) {
         const Lanes nearEnd = fSign > 0.0f ? unit.fMin : -unit.fMax;  // the face's range, mirrored
         const Lanes farEnd = fSign > 0.0f ? unit.fMax : -unit.fMin;
@@ -189,7 +157,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         sure = (unit.bInside & (nearEnd >= fStart)) ? smaller(sure, whole) : sure;
     }
 
-    static void measure(const StepsFrame& frame, const float* const* pFaces, const FaceValues<float>& to, uint32_t u) {
+    static void measure(const NodeFrame& frame, const float* const* pFaces, const FaceValues<float>& to, uint32_t u) {
         const Unit unit(frame, pFaces);
         const Lanes error = ROUND * (frame.fReach + 12.0f * unit.fSpan) + TINY;
         const Lanes first = unit.fMin - frame.fLow, last = unit.fMax - frame.fLow;
@@ -204,7 +172,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         place(frame, unit, low, 1.0f, lowMaybe, lowSure);
         place(frame, unit, high, -1.0f, highMaybe, highSure);
         const Lanes infinite = all(__builtin_inff());
-        const Mask bUnknown = frame.bTame ? (frame.bTested ? allBits(0) : ~unit.bInside) : allBits(-1);
+        const Mask bUnknown = frame.bInRange ? (frame.bOverlapKnown ? allBits(0) : ~unit.bInside) : allBits(-1);
         const Mask bOff = (unit.fMax < frame.fLow) | (unit.fMin > frame.fHigh);
         store(to.pMin + u, unit.fMin);
         store(to.pMid + u, unit.fMid);
@@ -215,7 +183,7 @@ struct StepsKernel : LaneMath<WIDTH> {
         store(to.pHighSure + u, (bOff | bUnknown) ? -infinite : -highSure);
     }
 
-    static void measureAll(const StepsFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
+    static void measureAll(const NodeFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
                            const FaceValues<float>& to) {
         for (uint32_t u = 0; u < uCount; u += WIDTH) {
             const float* pFaces[WIDTH];

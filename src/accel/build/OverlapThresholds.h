@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
-#include "accel/build/StepsFrame.h"
 
 /// The corners of one face, side by side.
 struct FaceCorners {
@@ -21,7 +21,7 @@ static_assert(sizeof(FaceCorners) == 36, "nine floats");
 ///
 /// for every candidate p of the box, whatever rounding does to single answers. In between only the test itself can
 /// tell. Tests are not made for candidates off the face's range on the axis.
-struct FaceSteps : FaceValues<float> {
+struct OverlapThresholds : FaceValues<float> {
     static constexpr float LARGEST = 2e11f;
 
     uint32_t* pFace;  // input: numbers of faces

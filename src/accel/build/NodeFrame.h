@@ -20,7 +20,7 @@ struct FaceValues {
 };
 
 /// What the kernels need to know of a node.
-struct StepsFrame {
+struct NodeFrame {
     /// Boxes are enlarged to this multiple of their extent on either side of the centre, so that no face falls between
     /// two of them.
     static constexpr float BOX_HALF = 0.51f;
@@ -30,6 +30,6 @@ struct StepsFrame {
     float fLow, fHigh, fExtent;  // the box on the split axis
     float fReach;                // the larger of |fLow| and |fHigh|
     float fCentre[2], fHalf[2];  // the enlarged box on the other axes
-    bool bTested;                // every face overlaps the enlarged box, by the very same test
-    bool bTame;                  // box and corners are finite and below FaceSteps::LARGEST
+    bool bOverlapKnown;          // every face overlaps the enlarged box, by the very same test
+    bool bInRange;               // box and corners are finite and below OverlapThresholds::LARGEST
 };
