@@ -152,11 +152,11 @@ class PartSweep : LaneMath<WIDTH> {
     // Straight on either side of n = 0, so that the extreme is at an end or there.
     static Lanes nearest(Interval n, Lanes h, Lanes t) {
         const Lanes ends = larger(nearest(n.low, h, t), nearest(n.high, h, t));
-        return (n.low < 0.0f) & (n.high > 0.0f) ? larger(ends, Lanes{}) : ends;
+        return ((n.low < 0.0f) & (n.high > 0.0f)) ? larger(ends, Lanes{}) : ends;
     }
     static Lanes farthest(Interval n, Lanes h, Lanes t) {
         const Lanes ends = smaller(farthest(n.low, h, t), farthest(n.high, h, t));
-        return (n.low < 0.0f) & (n.high > 0.0f) ? smaller(ends, Lanes{}) : ends;
+        return ((n.low < 0.0f) & (n.high > 0.0f)) ? smaller(ends, Lanes{}) : ends;
     }
     // The worst part is the smallest one.
     static Lanes nearest(Lanes n, Interval h, Interval t) { return nearest(n, h.low, n > 0.0f ? t.low : t.high); }
@@ -224,7 +224,7 @@ class PartSweep : LaneMath<WIDTH> {
         Mask open{};
         for (unsigned u = uTests; u; u &= u - 1) {
             const unsigned uTest = static_cast<unsigned>(__builtin_ctz(u));
-            open |= separates(uTest, parts) & (1 << uTest);
+            open |= separates(uTest, parts) & Math::allBits(1 << uTest);
         }
         for (uint32_t i = 0, u = uBegin; i < WIDTH && u < uEnd; ++i, u += uStep) {
             const uint32_t uStop = u + uStep < uEnd ? u + uStep : uEnd;
