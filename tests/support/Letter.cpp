@@ -25,17 +25,20 @@ std::string number(size_t u) {
     return std::to_string(u);
 }
 
-// Three boxes of twelve triangles, three points each, counter-clockwise from outside; front towards +z.
+// A box's corners, bit 0 for x, bit 1 for y, bit 2 for z, and its sides counter-clockwise as seen from outside.
+Point corner(const double* pBox, unsigned u) {
+    return {pBox[u & 1 ? 3 : 0], pBox[u & 2 ? 4 : 1], pBox[u & 4 ? 5 : 2]};
+}
+const unsigned QUADS[6][4] = {{2, 3, 1, 0}, {4, 5, 7, 6}, {0, 1, 5, 4}, {3, 2, 6, 7}, {1, 3, 7, 5}, {2, 0, 4, 6}};
+
+// Four boxes of twelve triangles, three points each, counter-clockwise from outside; front towards +z.
 std::vector<Point> boxes() {
-    static const double BOX[3][4] = {{0, 0, 1, 5}, {1, 2, 2.5, 3}, {1, 4, 3, 5}};
-    static const unsigned QUADS[6][4] = {{3, 2, 1, 0}, {4, 5, 6, 7}, {0, 1, 5, 4},
-                                         {2, 3, 7, 6}, {1, 2, 6, 5}, {3, 0, 4, 7}};
+    static const double BOX[4][6] = {
+        {0, 0, 0, 1, 5, 1}, {1, 2, 0, 2.5, 3, 1}, {1, 4, 0, 3, 5, 1}, {0, 0, 1, 1, 0.5, 3}};
     std::vector<Point> v;
     for (const auto& b : BOX) {
-        const Point c[8] = {{b[0], b[1], 0}, {b[2], b[1], 0}, {b[2], b[3], 0}, {b[0], b[3], 0},
-                            {b[0], b[1], 1}, {b[2], b[1], 1}, {b[2], b[3], 1}, {b[0], b[3], 1}};
         for (const auto& q : QUADS) {
-            for (const unsigned u : {0u, 1u, 2u, 0u, 2u, 3u}) v.push_back(c[q[u]]);
+            for (const unsigned u : {0u, 1u, 2u, 0u, 2u, 3u}) v.push_back(corner(b, q[u]));
         }
     }
     return v;
@@ -56,6 +59,16 @@ std::string objText(const LetterPlace& at) {
         sBack += " " + number(10 - u);
         sSides +=
             "f " + number(u + 1) + " " + number(uNext + 1) + " " + number(uNext + 11) + " " + number(u + 11) + "\n";
+    }
+    static const double FOOT[6] = {0, 0, 1, 1, 0.5, 3};
+    for (unsigned u = 0; u < 8; ++u) {
+        const Point p = corner(FOOT, u);
+        sText += "v " + text({p.x * at.dScale + at.dX, p.y * at.dScale + at.dY, p.z * at.dScale + at.dZ});
+    }
+    for (const auto& q : QUADS) {
+        sSides += "f";
+        for (const unsigned u : q) sSides += " " + number(u + 21);
+        sSides += "\n";
     }
     return sText + sFront + "\n" + sBack + "\n" + sSides;
 }
@@ -98,7 +111,7 @@ std::string gltfText(const std::vector<Point>& v, const std::string& sMore, cons
            R"("pbrMetallicRoughness":{"baseColorFactor":[0.5,0.2,0.05,1],"metallicFactor":0,"roughnessFactor":1}}],)"
            R"("buffers":[{"uri":"letter.bin","byteLength":)" +
            sLength + R"(}],"bufferViews":[{"buffer":0,"byteLength":)" + sLength +
-           R"(}],"accessors":[{"bufferView":0,"componentType":5126,"type":"VEC3","min":[0,0,0],"max":[3,5,1],"count":)" +
+           R"(}],"accessors":[{"bufferView":0,"componentType":5126,"type":"VEC3","min":[0,0,0],"max":[3,5,3],"count":)" +
            number(v.size()) + "}]" + sMore + "}";
 }
 

@@ -1,4 +1,5 @@
-// A solid letter F as a model file of each kind: upright, and wrong at once when it is mirrored or lies on its back.
+// A solid letter F as a model file of each kind, with a foot that sticks out to the front: seen from the front and from
+// the side, it tells which way a world is mirrored or turned.
 #pragma once
 
 #include <string>
