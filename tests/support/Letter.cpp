@@ -1,3 +1,4 @@
+// A solid letter F, written as a model file of each kind.
 #include "support/Letter.h"
 
 #include <cstring>
