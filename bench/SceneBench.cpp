@@ -11,8 +11,8 @@
 #include <optional>
 #include <vector>
 
+#include "PlainTree.h"
 #include "TileTracer.h"
-#include "accel/build/KDTreeBuilder.h"
 #include "render/RayTracer.h"
 #ifdef RT_EMBREE
 #include "EmbreeTracer.h"
@@ -72,15 +72,6 @@ void renderAllTiles(RayTracer& rt) {
     }
 }
 
-// A tree in the form of the cache file.
-struct PlainTree {
-    KDTree tree;
-    Velk::NDataVector<KDTreeNode> nodes;
-
-    explicit PlainTree(const Scene& scene) { tree.pScene = &scene; }
-    ~PlainTree() { nodes.Release(); }
-};
-
 bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& figures) {
     std::vector<double> vBuild, vSave, vReload, vBoxes;
     std::vector<uint32_t> vRecordOf(scene.vFaces.uCount);
@@ -88,7 +79,7 @@ bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& 
     for (unsigned u = 0; u < options.uRuns && !bFailed; ++u) {
         PlainTree made(scene), reloaded(scene);
         if (options.bBuild) {
-            vBuild.push_back(timeOf([&] { bFailed |= KDTreeBuilder(scene, made.tree, made.nodes).build(); }));
+            vBuild.push_back(timeOf([&] { bFailed |= made.build(); }));
         } else {
             bFailed |= !made.tree.loadTree(CACHE_FILE, &made.nodes);
         }

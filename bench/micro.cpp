@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "PlainTree.h"
 #include "RayFrame.h"
 #include "TileTracer.h"
-#include "accel/build/KDTreeBuilder.h"
 #include "accel/grid/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 
@@ -33,26 +33,16 @@ void loadMesh(benchmark::State& state) {
     countFaces(state);
 }
 
-// A tree in the form of the cache file.
-struct PlainTree {
-    KDTree tree;
-    Velk::NDataVector<KDTreeNode> nodes;
-
-    PlainTree() { tree.pScene = &g_rt.scene; }
-    ~PlainTree() { nodes.Release(); }
-    bool build() { return KDTreeBuilder(g_rt.scene, tree, nodes).build(); }
-};
-
 void buildTree(benchmark::State& state) {
     for (auto _ : state) {
-        PlainTree plain;
+        PlainTree plain(g_rt.scene);
         if (plain.build()) state.SkipWithError("no memory");
     }
     countFaces(state);
 }
 
 void saveCache(benchmark::State& state) {
-    PlainTree plain;
+    PlainTree plain(g_rt.scene);
     if (plain.build()) state.SkipWithError("no memory");
     for (auto _ : state) {
         if (plain.tree.saveTree(SCRATCH_FILE, plain.nodes)) state.SkipWithError("not written");
@@ -62,10 +52,10 @@ void saveCache(benchmark::State& state) {
 }
 
 void loadCache(benchmark::State& state) {
-    PlainTree plain;
+    PlainTree plain(g_rt.scene);
     if (plain.build() || plain.tree.saveTree(SCRATCH_FILE, plain.nodes)) state.SkipWithError("not written");
     for (auto _ : state) {
-        PlainTree loaded;
+        PlainTree loaded(g_rt.scene);
         if (!loaded.tree.loadTree(SCRATCH_FILE, &loaded.nodes)) state.SkipWithError("not read");
     }
     remove(SCRATCH_FILE);
