@@ -227,7 +227,8 @@ TEST_F(UniformGrid, HostileMeshesAndRaysAreAnswered) {
             }
         }
         grid.releaseSubdivision();
-        EXPECT_TRUE(!grid.findNearestFace({0, 0, 0}, {1, 0, 0}, 7.0f, &hit) && hit.fT == 7.0f);
+        EXPECT_FALSE(grid.findNearestFace({0, 0, 0}, {1, 0, 0}, 7.0f, &hit));
+        EXPECT_EQ(hit.fT, 7.0f);
         EXPECT_FALSE(grid.findObstacle({0, 0, 0}, {1, 0, 0}, 7.0f));
     }
 }

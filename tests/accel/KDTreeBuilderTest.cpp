@@ -100,7 +100,8 @@ void expectSame(const Scene& scene) {
     const Built<KDTreeBuilder> fast(scene);
     const Built<PlainKDTreeBuilder> plain(scene);
     const auto &vFast = fast.lists.vFacesList, &vPlain = plain.lists.vFacesList;
-    ASSERT_TRUE(fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize);
+    ASSERT_EQ(fast.nodes.uSize, plain.nodes.uSize);
+    ASSERT_EQ(vFast.uSize, vPlain.uSize);
     ASSERT_EQ(fast.lists.uFreeListHead, plain.lists.uFreeListHead);
     ASSERT_EQ(memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)), 0);
     ASSERT_EQ(memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode)), 0);

@@ -67,7 +67,9 @@ TEST_F(KDTreeQueriesTest, FindWhatASearchOverAllFacesFinds) {
                 ASSERT_LE(bObstacle, pJudge != nullptr);
                 if (pFace) {
                     ASSERT_TRUE(scene.testTriangle(pFace, O, D, fMaxDist, &again));
-                    ASSERT_TRUE(again.fT == hit.fT && again.fU == hit.fU && again.bFrontFace == hit.bFrontFace);
+                    ASSERT_EQ(again.fT, hit.fT);
+                    ASSERT_EQ(again.fU, hit.fU);
+                    ASSERT_EQ(again.bFrontFace, hit.bFrontFace);
                 }
                 const bool bAgree = hit.fT == fNearest && bObstacle == (pJudge != nullptr);
                 ASSERT_TRUE(bAgree || !bExact) << hit.fT << " " << fNearest << " " << bObstacle;

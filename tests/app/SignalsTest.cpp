@@ -28,7 +28,8 @@ TEST_F(SignalsTest, ASignalWhileAFileIsWrittenLeavesNoPartBehind) {
         }
         int iStatus = 0;
         waitpid(iProcess, &iStatus, 0);
-        EXPECT_TRUE(WIFSIGNALED(iStatus) && WTERMSIG(iStatus) == iSignal) << iStatus;
+        EXPECT_TRUE(WIFSIGNALED(iStatus)) << iStatus;
+        EXPECT_EQ(WTERMSIG(iStatus), iSignal) << iStatus;
         EXPECT_EQ(list(), std::vector<std::string>{"done"});
     }
 }

@@ -48,7 +48,9 @@ TEST_F(BitmapTest, RowsArePaddedBottomFirstAndLoadAgain) {
             EXPECT_EQ(sFile.substr(54 + uRow * (uHeight - 1 - y), uRow), sRow);
         }
         ASSERT_FALSE(copy.loadFromFile("image.bmp"));
-        EXPECT_TRUE(copy.uWidth == uWidth && copy.uHeight == uHeight && copy.uSize == image.uSize);
+        EXPECT_EQ(copy.uWidth, uWidth);
+        EXPECT_EQ(copy.uHeight, uHeight);
+        EXPECT_EQ(copy.uSize, image.uSize);
         EXPECT_EQ(memcmp(copy.pData, image.pData, image.uSize), 0);
     }
 }

@@ -34,11 +34,14 @@ TEST(AlignedArrays, AreAlignedOrStayAsTheyWere) {
     };
     Velk::NAlignedArray<Large> v;
     EXPECT_TRUE(v.allocate(0xFFFFFFFFu, 16)) << "beyond any memory";
-    EXPECT_TRUE(!v.pData && !v.uCount && !v.uAlignment);
+    EXPECT_FALSE(v.pData);
+    EXPECT_FALSE(v.uCount);
+    EXPECT_FALSE(v.uAlignment);
     ASSERT_FALSE(v.allocate(2, 4096));
     EXPECT_EQ(reinterpret_cast<uintptr_t>(v.pData) % 4096, 0u);
     v.Release();
-    EXPECT_TRUE(!v.pData && !v.uCount);
+    EXPECT_FALSE(v.pData);
+    EXPECT_FALSE(v.uCount);
 }
 
 }  // namespace

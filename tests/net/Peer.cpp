@@ -69,9 +69,11 @@ TestServer::TestServer(uint32_t uWidth, uint32_t uHeight, uint32_t uPackSize, ui
     parameters.uWidth = uWidth;
     parameters.uHeight = uHeight;
     parameters.uPackSize = uPackSize;
-    EXPECT_FALSE(wakeup.init() || image.create(uWidth, uHeight));
+    EXPECT_FALSE(wakeup.init());
+    EXPECT_FALSE(image.create(uWidth, uHeight));
     memset(image.pData, 0, image.uSize);
-    EXPECT_FALSE(board.create(parameters, image, wakeup) || slots.create(uSlots, board, wakeup.file()));
+    EXPECT_FALSE(board.create(parameters, image, wakeup));
+    EXPECT_FALSE(slots.create(uSlots, board, wakeup.file()));
 }
 
 int TestServer::connect() {

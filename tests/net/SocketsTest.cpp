@@ -44,7 +44,8 @@ TEST_F(SocketsTest, FailuresAreReportedAndLeaveNoFileOpen) {
     ASSERT_FALSE(server.initServer(0, 1));
     EXPECT_TRUE(second.initServer(server.uPort, 1));
     const std::string sLog = takeLog();
-    EXPECT_TRUE(contains(sLog, "[Sockets.cpp | initServer | LINE: ") && contains(sLog, ">> bind() failed!")) << sLog;
+    EXPECT_TRUE(contains(sLog, "[Sockets.cpp | initServer | LINE: ")) << sLog;
+    EXPECT_TRUE(contains(sLog, ">> bind() failed!")) << sLog;
     const uint16_t uPort = server.uPort;
     server.release();
     EXPECT_FALSE(server.bConnected);

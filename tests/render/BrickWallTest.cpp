@@ -31,7 +31,8 @@ TEST(BrickWall, ColoursNormalsAndDirtStayInRangeForAnyInput) {
         EXPECT_NEAR(length(n), 1.0f, 1e-5f);
         EXPECT_GT(n.z, 0.0f);
         const float fHeight = Height({f[0], f[1]}, f[2], f[3], f[4], f[5], f[6]);
-        EXPECT_TRUE(fHeight >= 0.0f && fHeight <= 1.0f);
+        EXPECT_GE(fHeight, 0.0f);
+        EXPECT_LE(fHeight, 1.0f);
         for (unsigned u = 0; u < 3; ++u) EXPECT_TRUE(v3Colour[u] > 0.05f && v3Colour[u] < 0.6f) << v3Colour[u];
     }
 }

@@ -26,7 +26,9 @@ TEST_F(KnownBytesTest, ImagesAndCachesAreTheSameEverywhere) {
         rayTracer.parameters.uTexturedAttribute = 1;
         rayTracer.parameters.bDirt = true;
         const std::string sFile = std::string("Scenes/scene_descs/") + c.szName + ".txt";
-        ASSERT_FALSE(rayTracer.load(sFile.c_str(), false) || rayTracer.preprocessScene() || rayTracer.run());
+        ASSERT_FALSE(rayTracer.load(sFile.c_str(), false));
+        ASSERT_FALSE(rayTracer.preprocessScene());
+        ASSERT_FALSE(rayTracer.run());
         EXPECT_EQ(hashOf(readFile("out_tex.bmp")), c.uImage) << c.szName;
         EXPECT_EQ(hashOf(readFile("kdtree.tmp")), c.uTree) << c.szName;
     }

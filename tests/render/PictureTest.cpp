@@ -9,7 +9,8 @@ using PictureTest = FileTest;
 void prepare(RayTracer& rayTracer, const SceneText& text, bool bReset = true) {
     text.write("test");
     rayTracer.parameters.bResetCache = bReset;
-    ASSERT_FALSE(rayTracer.load("Scenes/scene_descs/test.txt", false) || rayTracer.preprocessScene());
+    ASSERT_FALSE(rayTracer.load("Scenes/scene_descs/test.txt", false));
+    ASSERT_FALSE(rayTracer.preprocessScene());
 }
 
 // The judge's tree is one leaf with all faces in their order: every ray is tested against every face.
@@ -50,7 +51,9 @@ TEST_F(PictureTest, PacksOfAnySizeMakeTheImageOfRun) {
         EXPECT_EQ(memcmp(rayTracer.image.pData, sImage.data(), sImage.size()), 0) << uPackSize;
     }
     rayTracer.release();
-    EXPECT_TRUE(!rayTracer.image.pData && !rayTracer.scene.bLoaded && !rayTracer.queries.kdTree.pRoot);
+    EXPECT_FALSE(rayTracer.image.pData);
+    EXPECT_FALSE(rayTracer.scene.bLoaded);
+    EXPECT_FALSE(rayTracer.queries.kdTree.pRoot);
 }
 
 // A tile of any place and size goes between bytes that stay as they are, and no pixel depends on its neighbours.
@@ -107,7 +110,8 @@ TEST_F(PictureTest, TheServerNeedsOnlyDescriptionAndCamera) {
     writeFile("c.cam", makeScene({}, 37, 23).sCamera);
     RayTracer rayTracer;
     ASSERT_FALSE(rayTracer.load("d.txt", true));
-    EXPECT_TRUE(rayTracer.parameters.uWidth == 37 && rayTracer.bDescOnly);
+    EXPECT_EQ(rayTracer.parameters.uWidth, 37u);
+    EXPECT_TRUE(rayTracer.bDescOnly);
     EXPECT_TRUE(rayTracer.load("d.txt", false));
     EXPECT_TRUE(contains(takeLog(), "Failed to open file: missing.brs"));
     EXPECT_TRUE(rayTracer.load(std::string(256, 'p').c_str(), false));

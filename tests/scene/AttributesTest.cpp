@@ -57,7 +57,8 @@ TEST_F(AttributesTest, MissingValuesAreReported) {
         Attributes attributes;
         EXPECT_TRUE(load(attributes, std::string("Attr a\nenddef\n\nAttr b\n") + sz + "\n")) << sz;
         EXPECT_TRUE(contains(takeLog(), "Error occured while reading line: 5, in Attributes:")) << sz;
-        EXPECT_TRUE(!attributes.bLoaded && attributes.vAttributes.uSize == 1) << "records before the error stay";
+        EXPECT_FALSE(attributes.bLoaded) << "records before the error stay";
+        EXPECT_EQ(attributes.vAttributes.uSize, 1u) << "records before the error stay";
     }
 }
 

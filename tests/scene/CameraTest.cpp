@@ -23,14 +23,20 @@ TEST_F(CameraTest, AllFormsOfOneCameraLoadTheSame) {
         ASSERT_FALSE(camera.loadCamera("c.cam")) << takeLog();
         EXPECT_STREQ(camera.szName, "front");
         camera.applyDomainFactor(2.0f);
-        EXPECT_TRUE(camera.v3Position.x == 2 && camera.v3Position.z == 6 && camera.v3Screen[0].x == 8);
-        EXPECT_TRUE(camera.v3Screen[1].y == 16 && camera.v3Screen[2].z == 24);
-        EXPECT_TRUE(camera.uWidth == 64 && camera.uHeight == 48);
+        EXPECT_EQ(camera.v3Position.x, 2.0f);
+        EXPECT_EQ(camera.v3Position.z, 6.0f);
+        EXPECT_EQ(camera.v3Screen[0].x, 8.0f);
+        EXPECT_EQ(camera.v3Screen[1].y, 16.0f);
+        EXPECT_EQ(camera.v3Screen[2].z, 24.0f);
+        EXPECT_EQ(camera.uWidth, 64u);
+        EXPECT_EQ(camera.uHeight, 48u);
     }
     writeFile("c.cam", "Camera " + std::string(99, 'n') + "\nviewpoint 9 9 9\n");
     ASSERT_FALSE(camera.loadCamera("c.cam"));
     EXPECT_EQ(camera.szName, std::string(31, 'n')) << "cut to its field";
-    EXPECT_TRUE(camera.v3Position.x == 9 && camera.v3Screen[0].x == 8 && camera.uWidth == 64) << "the rest stays";
+    EXPECT_EQ(camera.v3Position.x, 9.0f) << "the rest stays";
+    EXPECT_EQ(camera.v3Screen[0].x, 8.0f) << "the rest stays";
+    EXPECT_EQ(camera.uWidth, 64u) << "the rest stays";
 }
 
 // Corners that its file left out were those of the load before, scaled.

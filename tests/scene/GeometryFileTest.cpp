@@ -32,13 +32,17 @@ TEST_F(GeometryFileTest, AllFormsOfOneMeshLoadTheSame) {
         SCOPED_TRACE(sText);
         Scene scene;
         ASSERT_FALSE(load(scene, sText));
-        ASSERT_TRUE(scene.bLoaded && scene.uVertexCount == 4 && scene.vFaces.uCount == 2);
+        ASSERT_TRUE(scene.bLoaded);
+        ASSERT_EQ(scene.uVertexCount, 4u);
+        ASSERT_EQ(scene.vFaces.uCount, 2u);
         EXPECT_STREQ(scene.szSceneFile, "mesh.brs");
         EXPECT_EQ(scene.pVertices[2].v3Position.z, 0.5f);
         EXPECT_EQ(scene.pVertices[3].v3Position.y, 1.0f);
         for (uint32_t u = 0; u < 2; ++u) {
             const FaceData& face = scene.vFaces[u];
-            EXPECT_TRUE(face.pA == scene.pVertices && face.pB == face.pA + 1 + u && face.pC == face.pB + 1);
+            EXPECT_EQ(face.pA, scene.pVertices);
+            EXPECT_EQ(face.pB, face.pA + 1 + u);
+            EXPECT_EQ(face.pC, face.pB + 1);
             EXPECT_EQ(face.uAttribute, 5 + u);
         }
     }
@@ -64,7 +68,8 @@ TEST_F(GeometryFileTest, FilesThatEndEarlyGiveWhatTheyHad) {
     for (const auto& c : cases) {
         Scene scene;
         ASSERT_FALSE(load(scene, c.szText)) << c.szText;
-        EXPECT_TRUE(scene.uVertexCount == c.uVertices && scene.vFaces.uCount == c.uFaces) << c.szText;
+        EXPECT_EQ(scene.uVertexCount, c.uVertices) << c.szText;
+        EXPECT_EQ(scene.vFaces.uCount, c.uFaces) << c.szText;
         EXPECT_EQ(scene.pVertices[c.uVertices - 1].v3Position.z, c.uVertices == 1 ? 3.0f : 0.0f);
         const std::string sLog = takeLog();
         EXPECT_EQ(contains(sLog, "ends early"), c.szWarning != nullptr) << sLog;
@@ -94,7 +99,8 @@ TEST_F(GeometryFileTest, AMillionVerticesComeThroughAPipe) {
     std::thread writer([&] { writeFile("pipe.brs", sText + "\n1\n0 1 2\n\n0\n"); });
     EXPECT_FALSE(scene.loadScene("pipe.brs"));
     writer.join();
-    EXPECT_TRUE(scene.uVertexCount == uCount && scene.vFaces.uCount == 1) << takeLog();
+    EXPECT_EQ(scene.uVertexCount, uCount) << takeLog();
+    EXPECT_EQ(scene.vFaces.uCount, 1u) << takeLog();
 }
 
 TEST_F(GeometryFileTest, BoundsFillTheDomain) {

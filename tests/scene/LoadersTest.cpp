@@ -131,7 +131,8 @@ TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
     EXPECT_TRUE(contains(sLog, "file: warning: 15 more like these are not shown\n"));
     for (const char* szGood : {"Attr a // first\nkd 0.5 // half\n color 1 2 3 ;; dark\nenddef\n", "Attr b\nenddef"}) {
         writeFile("file", szGood);
-        EXPECT_TRUE(!materials("file") && takeLog().empty()) << szGood;
+        EXPECT_FALSE(materials("file")) << szGood;
+        EXPECT_TRUE(takeLog().empty()) << szGood;
     }
 }
 
@@ -142,7 +143,10 @@ TEST_F(LoadersTest, LightsAreReadAsFarAsAnnounced) {
     ASSERT_EQ(few.uCount, 2u);
     few.applyDomainFactor(10.0f);
     const Light& first = few.pLights[0];
-    EXPECT_TRUE(first.v3Position.x == 10 && first.v3Position.z == 30 && first.fFlux == 100 && first.v3Direction.z == 1);
+    EXPECT_EQ(first.v3Position.x, 10.0f);
+    EXPECT_EQ(first.v3Position.z, 30.0f);
+    EXPECT_EQ(first.fFlux, 100.0f);
+    EXPECT_EQ(first.v3Direction.z, 1.0f);
     EXPECT_FLOAT_EQ(few.pLights[1].v3Direction.x, 0.6f);
     for (const auto& [szText, uCount] :
          {std::pair{"", 0u}, {"0\nx\n", 0u}, {"3\n1 2 3 4 0 1 0\n", 1u}, {"1000\n", 0u}}) {
@@ -169,9 +173,8 @@ TEST_F(LoadersTest, FourLinesOfADescriptionNameTheFiles) {
     EXPECT_STREQ(desc.szCameraFile, "rest") << "what is too long goes on as the next line";
     EXPECT_STREQ(desc.szLightsFile, "e.lgt") << "a missing line leaves its field alone";
     const std::string sLog = takeLog();
-    EXPECT_TRUE(contains(sLog, "file:1: warning: more than 254 characters") &&
-                contains(sLog, "file:4: warning: the path of the lights file is missing\n"))
-        << sLog;
+    EXPECT_TRUE(contains(sLog, "file:1: warning: more than 254 characters")) << sLog;
+    EXPECT_TRUE(contains(sLog, "file:4: warning: the path of the lights file is missing\n")) << sLog;
     for (const size_t uLength : {size_t{255}, size_t{256}}) {
         EXPECT_TRUE(desc.loadDescription(std::string(uLength, 'p').c_str()));
         EXPECT_TRUE(contains(takeLog(), uLength < 256 ? "Failed to open file: pp" : ">> Invalid string: 'szFile'\n"));

@@ -30,7 +30,8 @@ TEST_F(RayTriangleTest, FindsTheWeightsOfThePointAimedAt) {
             EXPECT_NEAR(f, 0.0f, 0.01f) << u;
         }
         EXPECT_LT(length(hit.v3Hit - v3Target) + length(edge.v3Hit - v3Target), 1.0f);
-        EXPECT_TRUE(hit.bFrontFace == (fSlope < 0) && edge.bFrontFace == (fSlope > 0)) << u;
+        EXPECT_EQ(hit.bFrontFace, fSlope < 0) << u;
+        EXPECT_EQ(edge.bFrontFace, fSlope > 0) << u;
     }
     EXPECT_GT(uHits, 500u);
 }
