@@ -54,7 +54,7 @@ std::string keepImage(const Velk::NBitmap& image, const std::string& sFile) {
     const char* szRoot = getenv("TMPDIR");
     std::string sDirectory = std::string(szRoot && *szRoot ? szRoot : "/tmp") + "/RayTracer-XXXXXX";
     if (!mkdtemp(sDirectory.data())) return "";
-    const std::string sKept = sDirectory + "/picture.bmp";
+    std::string sKept = sDirectory + "/picture.bmp";
     if (!image.saveToFile(sKept.c_str())) return sKept;
     rmdir(sDirectory.c_str());
     return "";

@@ -51,7 +51,7 @@ bool followLinks(const char* szFile, char (&szTarget)[PATH_MAX]) {
         errno = ENAMETOOLONG;
         return true;
     }
-    strcpy(szTarget, szFile);
+    memcpy(szTarget, szFile, strlen(szFile) + 1);
     for (int i = 0; i < MOST_LINKS; ++i) {
         char szLink[PATH_MAX];
         const ssize_t iLength = readlink(szTarget, szLink, sizeof(szLink) - 1);
@@ -62,7 +62,7 @@ bool followLinks(const char* szFile, char (&szTarget)[PATH_MAX]) {
             errno = ENAMETOOLONG;
             return true;
         }
-        strcpy(szTarget + uKept, szLink);
+        memcpy(szTarget + uKept, szLink, static_cast<size_t>(iLength) + 1);
     }
     errno = ELOOP;
     return true;
