@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 
+#include "base/InputReport.h"
 #include "base/NLogger.h"
+#include "base/NewArray.h"
 #include "net/SceneFiles.h"
 
 using Velk::NLogger;
@@ -47,7 +48,7 @@ void RSIClient::run() {
                 bOver = true;
                 break;
             default:
-                break;  // a valid header without a meaning for the client
+                break;  // a valid header that means nothing to a client
         }
     }
     uState = PACKET_SERVER_DONE;
@@ -55,8 +56,8 @@ void RSIClient::run() {
     pClient->release();
 }
 
-// Reads until a valid header came; an invalid one makes the server start the exchange anew. True when the connection
-// is lost.
+// Reads until there is a valid header. After an invalid one it asks for the settings again, which restarts the
+// exchange. True when the exchange has failed.
 bool RSIClient::getResponse() {
     PacketHeader header{};
     for (;;) {
@@ -78,7 +79,7 @@ bool RSIClient::getResponse() {
     return false;
 }
 
-// True when the exchange is over, which the server is told: it gives the task to another client.
+// True when the exchange is over. The server is told so, and gives the task to another client.
 bool RSIClient::serverRaytracerParams() {
     uint32_t uLength = 0;
     if (pClient->getResponse(&uLength, sizeof(uLength))) return false;  // the next read reports the loss
@@ -104,7 +105,7 @@ bool RSIClient::readParameters() {
         ReportError("The connection was lost in the raytracer parameters");
         return true;
     }
-    // Anything but 0 and 1 is no bool.
+    // A byte other than 0 and 1 is not a valid bool.
     for (size_t u = offsetof(RaytracerParameters, bDirt); u <= offsetof(RaytracerParameters, bResetCache); ++u) {
         record[u] = record[u] != 0;
     }
@@ -123,11 +124,11 @@ bool RSIClient::readParameters() {
 
 bool RSIClient::loadScene() {
     const bool bFailed = pRayTracer->load(nullptr, false);
-    logSceneFiles(pRayTracer->parameters.szDescFile, pRayTracer->sceneDesc);  // they may be why it failed
+    logSceneFiles(pRayTracer->parameters.szDescFile, pRayTracer->sceneDesc);  // also on failure: they may be the reason
     return bFailed || pRayTracer->preprocessScene();
 }
 
-// True when the tile is not the one that the renderer would make of it.
+// True when the renderer would not make a tile of this size there.
 bool RSIClient::checkTask(const TaskPacket& task) const {
     if (!bSceneReady) {
         ReportError("A task came before a scene");
@@ -160,11 +161,9 @@ bool RSIClient::serverTask() {
     }
     const uint64_t uLength = uint64_t{task.uColumns} * 3 * task.uRows;
     std::unique_ptr<uint8_t[]> pPixels;
-    if (uLength <= std::min<uint64_t>(UINT32_MAX, SIZE_MAX / 2)) {
-        pPixels.reset(new (std::nothrow) uint8_t[static_cast<size_t>(uLength)]);
-    }
+    if (uLength <= UINT32_MAX) pPixels.reset(Velk::newArray<uint8_t>(uLength));
     if (!pPixels) {
-        ReportErrorFormat("Not enough memory for a tile of %u x %u pixels\n", task.uColumns, task.uRows);
+        Velk::memoryError(uLength, "a tile of %u x %u pixels", task.uColumns, task.uRows);
         clientDone();
         return true;
     }
@@ -176,7 +175,7 @@ bool RSIClient::serverTask() {
     packet.uLength = static_cast<uint32_t>(uLength);
     NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
                        static_cast<int>(packet.uLength));
-    // Ready for the next one: in the same call, so that the server wakes up once for both.
+    // The ready packet goes with the result, so that the server wakes up once for both.
     pClient->send({packet, {pPixels.get(), packet.uLength}, ready});
     NLogger::LogAppend("OK\n");
     uMessages = 0;

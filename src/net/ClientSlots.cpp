@@ -1,21 +1,21 @@
-// Bookkeeping of the clients that are served: their connections, threads and tiles.
+// Bookkeeping of the served clients: their connections, threads and tiles.
 #include "net/ClientSlots.h"
 
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <new>
 
-#include "base/NLogger.h"
+#include "base/InputReport.h"
+#include "base/NewArray.h"
 
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using Lock = std::lock_guard<std::mutex>;
 
 bool ClientSlots::create(uint32_t uSlots, TaskBoard& board, int iStopFile) {
-    vClients.reset(new (std::nothrow) ClientSlot[uSlots]);
+    vClients.reset(Velk::newArray<ClientSlot>(uSlots));
     if (!vClients) {
-        ReportErrorFormat("Not enough memory for %u clients\n", uSlots);
+        Velk::memoryError(uint64_t{uSlots} * sizeof(ClientSlot), "%u clients", uSlots);
         return true;
     }
     uMaxConnections = uSlots;
@@ -64,12 +64,12 @@ void ClientSlots::leave(ClientSlot& slot) {
     --uConnectedClients;
 }
 
-bool ClientSlots::breakOff(const Holder& holder) {
+bool ClientSlots::disconnect(const Holder& holder) {
     const Lock lock(mutex);
     ClientSlot& slot = *holder.pSlot;
     if (!slot.pTask || slot.pTask->uId != holder.uTask) return false;
     slot.pTask = nullptr;
-    shutdown(slot.client.iSocket, SHUT_RDWR);  // not closed: the thread may be waiting for it
+    shutdown(slot.client.iSocket, SHUT_RDWR);  // not closed: the thread may be using it
     return true;
 }
 

@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/NLogger.h"
+#include "base/InputReport.h"
 
 namespace {
 
 constexpr uint32_t TASK_LIST_STEP = 10;
 
-// Appends all tiles of the image in row-major order. True when there is no memory.
+// Appends all tiles of the image in row-major order. True when out of memory.
 bool cutImage(const RaytracerParameters& parameters, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
     // 64 bits: the step past the last tile may not fit 32.
     const uint64_t uPack = parameters.uPackSize, uWidth = image.uWidth, uHeight = image.uHeight;
@@ -37,7 +37,9 @@ bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& ima
     pParameters = &parameters;
     pWakeup = &wakeup;
     if (cutImage(parameters, image, vTasks)) {
-        ReportErrorFormat("Not enough memory for the tasks of %u x %u pixels\n", image.uWidth, image.uHeight);
+        const uint64_t uPack = parameters.uPackSize;
+        const uint64_t uTasks = ((image.uWidth + uPack - 1) / uPack) * ((image.uHeight + uPack - 1) / uPack);
+        Velk::memoryError(uTasks * sizeof(Task), "the tasks of %u x %u pixels", image.uWidth, image.uHeight);
         return true;
     }
     return false;
@@ -46,7 +48,7 @@ bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& ima
 Task* TaskBoard::takeTask() {
     const std::lock_guard<std::mutex> lock(mutex);
     if (uReservedTasks == vTasks.uSize) return nullptr;
-    // Wrap around: when several tasks were given back, the search starts at the last of them.
+    // The search wraps around: when several tasks were given back, it starts at the last of them.
     uint32_t u = uFreeTask < vTasks.uSize ? uFreeTask : 0;
     while (vTasks[u].bReserved) u = u + 1 < vTasks.uSize ? u + 1 : 0;
     uFreeTask = u + 1;

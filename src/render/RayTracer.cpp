@@ -36,7 +36,7 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
         if (checkAttributes()) return true;
         if (lights.loadLights(sceneDesc.szLightsFile)) return true;
     }
-    camera = Camera{};  // what its file leaves out must not come from the scene before, which was scaled
+    camera = Camera{};  // a short camera file must not keep values of the scene before, which were scaled
     if (camera.loadCamera(sceneDesc.szCameraFile)) return true;
     if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
     if (!parameters.bCustomResolution) {
@@ -51,7 +51,7 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     return false;
 }
 
-// True when a face names a material that is not there.
+// True when a face refers to a material that does not exist.
 bool RayTracer::checkAttributes() const {
     const uint32_t uTextured = parameters.uTexturedAttribute, uAttributes = attributes.vAttributes.uSize;
     if (uTextured != NO_INDEX && uTextured >= uAttributes) {
@@ -88,7 +88,7 @@ bool RayTracer::preprocessScene() {
         return true;
     }
     if (!pShader) {
-        ReportErrorFormat("Not enough memory for shading: %zu bytes\n", sizeof(StreamShader));
+        Velk::memoryError(sizeof(StreamShader), "shading");
         return true;
     }
     scene.preprocessScene();

@@ -1,4 +1,4 @@
-// The life of a uniform grid: building or loading, the faces that its voxels cannot be trusted with, release.
+// The life of a uniform grid: building or loading, finding the strays, release.
 #include "accel/grid/UniformSpaceSubdivision.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 #include "accel/grid/VoxelGridBuilder.h"
 #include "accel/grid/VoxelGridCache.h"
-#include "base/NLogger.h"
+#include "base/InputReport.h"
 #include "scene/Scene.h"
 
 using Velk::NMVector3f;
@@ -18,10 +18,10 @@ namespace {
 
 constexpr char CACHE_FILE[] = "uss.tmp";
 constexpr uint32_t FIRST_STRAYS = 64;
-constexpr double UNIT = 1.0 / 16777216.0;  // the most that one rounding changes, relatively
+constexpr double UNIT = 1.0 / 16777216.0;  // 2^-24, the largest relative error of one rounding
 
-// How far from the face, on any axis, a point can lie that Scene::testTriangle accepts; infinite for a needle, where
-// that is anywhere.
+// The largest distance from the face, on any axis, of a point that Scene::testTriangle accepts. Infinite for a needle,
+// where there is no bound.
 //
 // The test computes lambda and mu, the weights of A and B, from coordinates relative to C, and accepts a point when
 // both are at least 0 and their sum is at most 1. Its coefficients are stored, so take them as exact: q1 and q2, the
@@ -61,8 +61,10 @@ bool UniformSpaceSubdivision::createSubdivision(const Scene* pNewScene, bool bRe
     printf(bResetCache ? "RESET\n" : bLoaded ? "OK\n" : "FAILED\n");
     if (!bLoaded) printf("Building uss\n");
     if (!bLoaded && (buildVoxelGrid(*this) || collectStrays())) {
-        ReportErrorFormat("Not enough memory for a grid of %d x %d x %d voxels\n", subdivDim[0], subdivDim[1],
-                          subdivDim[2]);
+        const uint64_t uVoxels = uint64_t{1} * static_cast<uint32_t>(subdivDim[0]) *
+                                 static_cast<uint32_t>(subdivDim[1]) * static_cast<uint32_t>(subdivDim[2]);
+        Velk::memoryError(uVoxels * sizeof(uint32_t), "a grid of %d x %d x %d voxels, at least", subdivDim[0],
+                          subdivDim[1], subdivDim[2]);
         releaseSubdivision();
         return true;
     }
@@ -92,9 +94,9 @@ float UniformSpaceSubdivision::largestCoordinate() const {
     return f;
 }
 
-// A face can be hit so far off that other voxels than its own are crossed there (a needle). And a face in the plane
-// between two voxels, or on the far side of a box without a margin, can fail the overlap test of both by a rounded bit.
-// True without memory.
+// A needle can be hit so far away that the ray crosses other voxels than those that list it. And a face in the plane
+// between two voxels, or on the far side of a box without a margin, can fail the overlap test with both by a rounding.
+// True when out of memory.
 bool UniformSpaceSubdivision::collectStrays() {
     const Velk::NAlignedArray<FaceData>& faces = pScene->vFaces;
     const std::unique_ptr<bool[]> pListed(new (std::nothrow) bool[faces.uCount]());

@@ -2,12 +2,11 @@
 #include "accel/kdtree/KDTree.h"
 
 #include <cassert>
-#include <cinttypes>
 #include <cstdio>
 
 #include "accel/CacheFile.h"
 #include "accel/build/KDTreeBuilder.h"
-#include "base/NLogger.h"
+#include "base/InputReport.h"
 #include "scene/Scene.h"
 
 namespace {
@@ -24,8 +23,8 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
     nodes.Release();
     if (bFailed) {
-        ReportErrorFormat("Not enough memory for the kdtree: at least %" PRIu64 " bytes for %u faces\n",
-                          KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), pScene->vFaces.uCount);
+        Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
+                          pScene->vFaces.uCount);
         release();
     }
     return bFailed;

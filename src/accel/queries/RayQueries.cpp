@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "accel/queries/RayQueries.h"
-#include "base/NLogger.h"
+#include "base/InputReport.h"
 #include "scene/Scene.h"
 
 namespace {
@@ -55,7 +55,6 @@ bool RayQueries::build(const Scene& scene, bool bResetCache, float fFarthestOrig
     release();
     if (kdTree.buildTree(&scene, bResetCache)) return true;
     if (!prepare(fFarthestOrigin)) return false;
-    ReportError("Not enough memory for the kdtree");
     release();
     return true;
 }
@@ -76,7 +75,13 @@ bool RayQueries::prepare(float fFarthestOrigin) {
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
     bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
-    if (bFailed) return true;
+    if (bFailed) {
+        vRecordOf.Release();
+        const uint32_t uFaces = scene.vFaces.uCount;
+        Velk::memoryError((uRoom + uFaces) * sizeof(uint32_t) + uint64_t{uFaces} * sizeof(FaceRecord),
+                          "the boxes of %u faces, at least", uFaces);
+        return true;
+    }
     Velk::BoxAABB cell{{-HUGE_VALF, -HUGE_VALF, -HUGE_VALF}, {HUGE_VALF, HUGE_VALF, HUGE_VALF}};
     fReach = bvh.fReach;
     if (!planesNest(kdTree, *kdTree.pRoot, cell, fReach)) bvh.fOriginLimit = -1.0f;  // every ray walks the tree
