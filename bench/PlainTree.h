@@ -16,6 +16,6 @@ struct PlainTree {
     PlainTree(const PlainTree&) = delete;
     PlainTree& operator=(const PlainTree&) = delete;
 
-    /// True without memory.
+    /// True when out of memory.
     [[nodiscard]] bool build() { return KDTreeBuilder(scene, tree, nodes).build(); }
 };

@@ -11,7 +11,7 @@ struct FaceLists {
     Velk::NAlignedDataVector<FacesListNode> vFacesList;
     uint32_t uFreeListHead = NO_INDEX;
 
-    /// Index of a free entry of vFacesList whose next is NO_INDEX, NO_INDEX without memory.
+    /// Index of a free entry of vFacesList whose next is NO_INDEX, NO_INDEX when out of memory.
     uint32_t getNewObjectListNode();
 
     /// Puts the list that starts at entry uFirst in front of the free entries. Returns the index of its last entry.

@@ -12,7 +12,7 @@
 /// first entry in the face lists, counted from one so that zero still means none (the linked form).
 struct KDTreeNode {
     uint32_t uData = EMPTY_LEAF;
-    float fSplit = 0.0f;  // position of the split plane; 0 in a leaf, until it is linked (see packetList())
+    float fSplit = 0.0f;  // position of the split plane; 0 in a leaf, until it is linked (see recordList())
 
     static constexpr unsigned MAX_DEPTH = 20;  // a node at this depth is the last that may be split
     static constexpr uint32_t EMPTY_LEAF = 6;  // a leaf without a list, axis bits 2

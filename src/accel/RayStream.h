@@ -4,8 +4,8 @@
 
 #include "base/Vectors.h"
 
-/// Rays for the stream queries of KDTree, component by component, so that several are traced at once. Rays that lie
-/// near each other should stand near each other. Room for CAPACITY rays and a packet of padding, about 30 kB.
+/// Rays for the stream queries of RayQueries, component by component, so that several are traced at once. Rays that are
+/// close in space should be close in the stream. Room for CAPACITY rays and a packet of padding, about 30 kB.
 struct RayStream {
     static constexpr uint32_t CAPACITY = 1024;
     static constexpr uint32_t MAX_LANES = 64;  // rays that one packet may hold

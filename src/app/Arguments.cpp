@@ -11,7 +11,7 @@ Arguments::Arguments(int argc, const char** argv) {
     if (argc == 1) return;
     if (vArguments.create(static_cast<uint32_t>(argc - 1), 10)) {
         Velk::memoryError(static_cast<uint64_t>(argc - 1) * sizeof(*argv), "the command line");
-        exit(EXIT_FAILURE);  // half a command line would render something else
+        exit(EXIT_FAILURE);  // an incomplete command line could render something else
     }
     for (int i = 1; i < argc; ++i) vArguments.PushBack(argv[i]);
 }

@@ -11,6 +11,7 @@ class Arguments {
     const char* szProgram = nullptr;            // argv[0]
     uint32_t uCurrent = 0;
 
+    /// Copies the pointers of argv. Ends the process when out of memory.
     Arguments(int argc, const char** argv);
     ~Arguments() { vArguments.Release(); }
     Arguments(const Arguments&) = delete;

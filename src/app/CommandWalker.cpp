@@ -5,7 +5,7 @@
 #include <cstring>
 
 CommandWalker::CommandWalker(int argc, const char** argv) : Arguments(argc, argv) {
-    vCommands.create(4, 4);  // without memory commands are dropped, as in any later growth
+    vCommands.create(4, 4);  // on failure the first AddCommand tries again
 }
 
 void CommandWalker::AddCommand(const char* szName, const char* szDescription, CommandHandler pfnHandler) {

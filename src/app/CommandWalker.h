@@ -2,8 +2,8 @@
 
 #include "app/Arguments.h"
 
-/// Handler of an option, called with the cursor on the option's word; it leaves the cursor on the last value that it
-/// read. True refuses the command line.
+/// Handler of an option, called with the cursor on the option itself; it leaves the cursor on the last value that it
+/// reads. True refuses the command line.
 using CommandHandler = bool (*)(Arguments&);
 
 /// One option. Name and description are not copied.
@@ -22,7 +22,7 @@ class CommandWalker : public Arguments {
     CommandWalker(int argc, const char** argv);
     ~CommandWalker() { vCommands.Release(); }
 
-    /// Registers an option; the first one that matches is taken.
+    /// Registers an option; of several that match an argument the first counts. An option is lost when out of memory.
     void AddCommand(const char* szName, const char* szDescription, CommandHandler pfnHandler);
 
     /// Sets the handler of arguments that match no option.

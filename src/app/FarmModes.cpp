@@ -1,4 +1,4 @@
-// The two ends of a farm as programs: what is set up before the exchange and what is done with its result.
+// Server and client mode: the setup before the exchange, and what becomes of the picture.
 #include "app/FarmModes.h"
 
 #include <unistd.h>
@@ -24,7 +24,7 @@ SocketClient g_client;
 
 namespace {
 
-// Learns the image's size and makes the image. True when there could be no picture at the end.
+// Learns the image's size and makes the image. True when it could not be made or written.
 bool prepareImage(Velk::NBitmap& image) {
     const RaytracerParameters& parameters = g_rt.parameters;
     if (g_rt.load(nullptr, true)) {
@@ -47,8 +47,8 @@ std::string partName(const std::string& sFile) {
     return sFile.substr(0, uEnd) + ".part" + sFile.substr(uEnd);
 }
 
-// Writes the image, into a new temporary directory when it cannot be where it should. Returns where it is, an empty
-// text when it is lost.
+// Writes the image to its file, or to a new temporary directory when that fails. Returns the path, empty when both
+// failed.
 std::string keepImage(const Velk::NBitmap& image, const std::string& sFile) {
     if (!image.saveToFile(sFile.c_str())) return sFile;
     const char* szRoot = getenv("TMPDIR");
@@ -106,7 +106,7 @@ void runClient() {
     if (wakeup.init()) return;
     wakeup.catchSignals();
     g_client.iStopFile = wakeup.file();
-    if (!connectInTheEnd(g_client, g_szIP, g_port, wakeup)) {
+    if (!connectWithRetries(g_client, g_szIP, g_port, wakeup)) {
         RSIClient client;
         client.init(g_client, g_rt);
         client.run();

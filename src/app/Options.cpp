@@ -1,4 +1,4 @@
-// The command line: options, their values, and what is wrong with them.
+// The command line: options, their values, and why they are refused.
 #include "app/Options.h"
 
 #include <unistd.h>
@@ -15,8 +15,8 @@
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
 
-// Before the renderer is made: that may find so little memory that not even an exception can be thrown. Whatever else
-// nobody catches ends here too.
+// Set before g_rt is constructed: with too little memory for that, not even an exception can be thrown. Every other
+// uncaught exception ends here too.
 static const std::terminate_handler g_pfnOldTerminate = std::set_terminate([] {
     Velk::OutputFile::removeUnfinished();
     fputs("RayTracer.exe: not enough memory to go on\n", stderr);
@@ -31,7 +31,7 @@ uint32_t g_uMaxConn = 0;
 
 namespace {
 
-// Says on standard error what is the matter with an option. szText is the argument, null when it is missing.
+// Tells on standard error what is wrong with an option. szText is the argument, null when it is missing.
 void explain(const char* szOption, const char* szText, const char* szWhat) {
     if (szText) {
         fprintf(stderr, "RayTracer.exe: %s: %s: \"%s\"\n", szOption, szWhat, szText);
@@ -40,13 +40,13 @@ void explain(const char* szOption, const char* szText, const char* szWhat) {
     }
 }
 
-// The same for what refuses the command line. Always true.
+// The same for an error that refuses the command line. Always true.
 bool refuse(const char* szOption, const char* szText, const char* szWhat) {
     explain(szOption, szText, szWhat);
     return true;
 }
 
-// Warns of a decimal comma and of the like: only the start of the value counts.
+// Warns of text after a number, such as a decimal comma: only the start of the value counts.
 void checkRest(const char* szOption, const char* szText, const char* szRest) {
     if (*Velk::skipBlanks(szRest)) explain(szOption, szText, "warning: the end of the value is ignored");
 }
@@ -95,7 +95,7 @@ bool setCamera(Arguments& arguments) {
         const char* szRest = nullptr;
         if (Velk::readFloats(arguments.Current(), &fValue, 1, &szRest) != 1) {
             explain("--camera", arguments.Current(), "warning: no number, so the option has no effect");
-            return false;  // the walk goes on behind it
+            return false;  // the walk continues after it
         }
         checkRest("--camera", arguments.Current(), szRest);
     }

@@ -5,11 +5,11 @@
 #include "app/CommandWalker.h"
 #include "render/RayTracer.h"
 
-// The options of the command line, and what they decide.
+// The options of the command line, and the settings that they make.
 
 enum RunMode : uint32_t { MODE_LOCAL = 0, MODE_SERVER = 1, MODE_CLIENT = 2 };
 
-// What the command line decides. The handlers write straight into g_rt's settings and these.
+// The handlers write to these and to g_rt's settings.
 extern RayTracer g_rt;       // the one renderer
 extern uint32_t g_uOption;   // RunMode
 extern uint16_t g_port;      // of server and client mode
@@ -19,5 +19,5 @@ extern uint32_t g_uMaxConn;  // clients served at the same time
 /// Registers the twelve options, and the scene's name as the default.
 void addOptions(CommandWalker& walker);
 
-/// Prints how the program is called.
+/// Prints the usage text.
 void printUsage(const CommandWalker& walker);

@@ -1,12 +1,11 @@
 #pragma once
 
-// What the process as a whole does about signals and standard streams.
+// Signals and standard streams of the whole process.
 
-/// To be called before anything else, in every mode. A write beyond the file size limit, or to a reader that left,
-/// fails from now on instead of ending the process: neither may cost a picture. Standard streams that are closed lead
-/// nowhere, or the next file opened would get their output. Standard output is written line by line, for whoever
-/// watches.
+/// Call this before anything else, in every mode. From now on a write beyond the file size limit, or to a pipe without
+/// a reader, fails instead of ending the process: neither may cost a picture. Closed standard streams are opened on
+/// /dev/null, or their output would go to the next file opened. Standard output is written line by line.
 void prepareProcess();
 
-/// SIGINT and SIGTERM end the process as they do by default, but leave no unfinished file behind.
+/// From now on SIGINT and SIGTERM remove unfinished files before they end the process as by default.
 void removeFilesOnSignals();

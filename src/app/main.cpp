@@ -70,7 +70,7 @@ int main(int argc, const char** argv) {
     if (NLogger::InitLogger(LOG_FILE, true)) {
         fprintf(stderr, "%s: %s: this run has no log and no messages\n", LOG_FILE, strerror(errno));
     }
-    // Where much memory is asked for, its lack is reported by name. This is for the rest: a few bytes of a container.
+    // Failures of large allocations are reported where they happen. This is for the rest: a few bytes of a container.
     try {
         return run(argc, argv);
     } catch (const std::exception& e) {

@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint8_t bmpMagic[2] = {'B', 'M'};
 
-// The headers are written as their fields lie in memory, which is the file's byte order on the machines served here.
+// The headers are written as they lie in memory: the supported machines and the file are little-endian.
 struct BmpHeader {
     uint32_t uFileSize;
     uint32_t uReserved;
@@ -50,20 +50,20 @@ constexpr BmpInfoHeader bmpInfoHeader{40, 0, 0, 1, 24, 0, 0, 0, 0, 0, 0};
 constexpr uint32_t PIXEL_OFFSET = sizeof(bmpMagic) + sizeof(BmpHeader) + sizeof(BmpInfoHeader);
 
 // Zero bytes that make a row a multiple of four.
-size_t rowPadding(size_t uRowBytes) {
+uint64_t rowPadding(uint64_t uRowBytes) {
     return (4 - uRowBytes % 4) % 4;
 }
 
 // True when an image of this size does not fit the 32-bit size and signed dimension fields of the file.
 bool isTooLarge(uint64_t uWidth, uint64_t uHeight) {
     if (uWidth > INT32_MAX || uHeight > INT32_MAX) return true;
-    const uint64_t uRow = uWidth * 3 + (4 - uWidth * 3 % 4) % 4;
+    const uint64_t uRow = uWidth * 3 + rowPadding(uWidth * 3);
     return uHeight != 0 && uRow > (UINT32_MAX - PIXEL_OFFSET) / uHeight;
 }
 
 bool writeImage(FILE* pFile, const NBitmap& image) {
     const size_t uRowBytes = size_t{image.uWidth} * 3;
-    const size_t uPadding = rowPadding(uRowBytes);
+    const size_t uPadding = static_cast<size_t>(rowPadding(uRowBytes));
     BmpHeader header = bmpHeader;
     BmpInfoHeader info = bmpInfoHeader;
     info.iWidth = static_cast<int32_t>(image.uWidth);
@@ -82,11 +82,11 @@ bool writeImage(FILE* pFile, const NBitmap& image) {
     return false;
 }
 
-// True when the file ends before its last pixel. Looked at before memory is asked for: a header can promise anything.
+// True when the file ends before its last pixel. Checked before memory is allocated: a header can promise anything.
 bool isShort(FILE* pFile, const BmpHeader& header, const BmpInfoHeader& info) {
     struct stat status {};
     if (fstat(fileno(pFile), &status)) return true;
-    const uint64_t uRow = static_cast<uint64_t>(info.iWidth) * 3, uPadding = (4 - uRow % 4) % 4;
+    const uint64_t uRow = static_cast<uint64_t>(info.iWidth) * 3, uPadding = rowPadding(uRow);
     const uint64_t uPixels = (uRow + uPadding) * static_cast<uint64_t>(info.iHeight) - uPadding;
     return header.uPixelOffset + uPixels > static_cast<uint64_t>(status.st_size);
 }

@@ -20,8 +20,8 @@ class NBitmap {
     NBitmap(const NBitmap&) = delete;
     NBitmap& operator=(const NBitmap&) = delete;
 
-    /// Obtains storage for the pixels, uninitialised. Requires an empty bitmap. True when the image is too large for a
-    /// file of this kind or for the memory; pData is null then.
+    /// Allocates the pixels, uninitialised. Requires an empty bitmap. True when the image is too large for a BMP file,
+    /// or when out of memory, which alone is logged; pData is null then.
     [[nodiscard]] bool create(unsigned uNewWidth, unsigned uNewHeight);
 
     /// Frees the storage and sets all fields to zero.
@@ -43,7 +43,7 @@ class NBitmap {
         return pPixel[0] | unsigned{pPixel[1]} << 8 | unsigned{pPixel[2]} << 16;
     }
 
-    /// True when saveToFile() could not write this file now, which is logged. To be asked before hours of rendering.
+    /// True when saveToFile() could not write this file now, which is logged. Ask before rendering for hours.
     [[nodiscard]] static bool isRefused(const char* szFile);
 
     /// Writes an uncompressed 24-bit BMP file, whole or not at all. True on failure, which is logged.

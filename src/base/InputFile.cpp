@@ -1,4 +1,4 @@
-// Opens input files: regular ones, and pipes where they are wanted.
+// Opens input files: regular ones, and pipes where the caller accepts them.
 #include "base/InputFile.h"
 
 #include <fcntl.h>
@@ -11,7 +11,7 @@ namespace Velk {
 
 namespace {
 
-// Closes the descriptor and leaves the reason of the failure in errno. Always null.
+// Closes the descriptor and leaves the reason for the failure in errno. Always returns null.
 FILE* refuse(int iFile, int iErrno) {
     close(iFile);
     errno = iErrno;
@@ -50,8 +50,8 @@ FILE* openInput(const char* szFile, InputKind kind) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : 0;
         return nullptr;
     }
-    // The name may come to stand for another file at any moment: opening a file must not block, and what was opened is
-    // looked at again. Only a pipe is waited for, until a writer has opened it.
+    // The name may refer to another file by now, so opening must not block and the kind is checked again. Only a pipe
+    // is waited for, until a writer has opened it.
     const int iFile = open(szFile, O_RDONLY | O_CLOEXEC | O_NOCTTY | (bPipe ? 0 : O_NONBLOCK));
     if (iFile == -1) return nullptr;
     if (fstat(iFile, &status)) return refuse(iFile, errno);

@@ -20,7 +20,8 @@ constexpr size_t LONGEST_TEXT = 80;  // of a quoted line, in characters of the f
 std::atomic<InputSink> g_pfnSink{nullptr};
 std::atomic<unsigned> g_uErrors{0}, g_uWarnings{0};
 
-// A report that is put together piece by piece in a fixed buffer, so that it needs no memory. What does not fit is cut.
+// Assembles a report piece by piece in a fixed buffer, so that running out of memory can be reported too. What does not
+// fit is cut off.
 class Report {
  public:
     void add(const char* szFormat, va_list args) __attribute__((format(printf, 2, 0))) {
@@ -34,7 +35,8 @@ class Report {
         va_end(args);
     }
 
-    // The text up to its line break, such that it can neither break the line nor control a terminal.
+    // Adds the text up to its line break. Control characters are escaped: they could break the line or control a
+    // terminal.
     void addQuoted(const char* sz) {
         const size_t uLength = strcspn(sz, "\r\n");
         add(": \"");

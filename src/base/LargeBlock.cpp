@@ -1,4 +1,4 @@
-// Asks the system for large pages.
+// Backs large blocks of memory with large pages.
 #include "base/LargeBlock.h"
 
 #include <sys/mman.h>
@@ -12,7 +12,7 @@ void preferLargePages(void* pBlock, size_t uBytes) {
     constexpr size_t LARGE_PAGE = 2 * 1024 * 1024;
     if (uBytes < 2 * LARGE_PAGE) return;
     void* pFirst = pBlock;
-    // Only a hint: when it is refused nothing is lost but time.
+    // Only a hint: a refusal costs nothing but time.
     if (std::align(LARGE_PAGE, LARGE_PAGE, pFirst, uBytes)) {
         madvise(pFirst, uBytes / LARGE_PAGE * LARGE_PAGE, MADV_HUGEPAGE);
     }

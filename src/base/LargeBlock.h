@@ -4,8 +4,8 @@
 
 namespace Velk {
 
-/// Asks the system for large pages behind a fresh block of memory, which is filled several times faster then. Blocks
-/// of less than a few megabytes, and systems without large pages, are left alone.
+/// Asks the system to back a new block of memory with large pages, which makes filling it several times faster. Does
+/// nothing for blocks below 4 MiB and on systems without large pages.
 void preferLargePages(void* pBlock, size_t uBytes);
 
 }  // namespace Velk

@@ -17,11 +17,11 @@ namespace Velk {
 
 namespace {
 
-constexpr size_t LINE_LIMIT = 2047;       // longest line handed out whole
-constexpr int64_t SMALL_COUNT = 1 << 20;  // a count that is believed whatever the file's size
-constexpr unsigned MOST_WARNINGS = 10;    // shown of one file
+constexpr size_t LINE_LIMIT = 2047;       // longest line returned whole
+constexpr int64_t SMALL_COUNT = 1 << 20;  // accepted for a file of any size
+constexpr unsigned MOST_WARNINGS = 10;    // shown for one file
 
-// White space of the C locale, without a call for each character.
+// White space of the C locale. Inline: isspace() would be a call for each character.
 bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -29,8 +29,8 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Reads one number written in the plain form -12.5e3 that ends at white space or the end of the text, which is nearly
-// all there are. Null when the text is anything else, whose meaning is left to the C library.
+// Fast path for a number of the plain form -12.5e3 that ends at white space or at the end of the text. Returns the text
+// after it, or null for any other text, which is left to the C library.
 const char* readPlainFloat(const char* sz, const char* szEnd, float& f) {
     while (sz != szEnd && isSpace(*sz)) ++sz;
     const char* szDigits = sz != szEnd && *sz == '-' ? sz + 1 : sz;
@@ -47,7 +47,7 @@ const char* readPlainFloat(const char* sz, const char* szEnd, float& f) {
 LineReader::LineReader(const char* szFile, InputKind kind)
     : szFileName(szFile), pFile(openInput(szFile, kind)), iOpenError(errno) {
     if (!pFile) return;
-    setvbuf(pFile, nullptr, _IONBF, 0);  // the buffer here is enough
+    setvbuf(pFile, nullptr, _IONBF, 0);  // this class has a buffer of its own
     struct stat status {};
     if (fstat(fileno(pFile), &status) == 0) uFileSize = static_cast<uint64_t>(status.st_size);
 }

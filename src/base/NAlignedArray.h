@@ -8,16 +8,17 @@
 
 namespace Velk {
 
-/// Fixed-size array of plain records at a given alignment in bytes; elements are not initialised. A plain record
-/// itself: the owner must call Release().
+/// Fixed-size array of plain records at a given alignment in bytes; elements are not initialised. Itself a plain
+/// record: the owner must call Release(), and copies share the storage.
 template <typename T>
 struct NAlignedArray {
     T* pData = nullptr;
     uint32_t uCount = 0;
     uint32_t uAlignment = 0;
 
-    /// Obtains n elements. True on failure; the fields keep their values then.
+    /// Allocates n elements. Requires an empty array. True when out of memory; the array stays empty then.
     bool allocate(uint32_t n, uint32_t uAlign) {
+        assert(!pData);
         void* pNew = nullptr;
         if (sizeof(size_t) == 4 && n > SIZE_MAX / sizeof(T)) return true;
         if (posix_memalign(&pNew, uAlign, size_t{n} * sizeof(T)) || !pNew) return true;

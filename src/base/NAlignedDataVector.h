@@ -10,7 +10,7 @@
 
 namespace Velk {
 
-/// NDataVector with storage at a given alignment in bytes; new slots are not initialised. Same rules of ownership.
+/// NDataVector with storage at a given alignment in bytes; new slots are not initialised. The same ownership rules.
 template <typename T>
 struct NAlignedDataVector {
     T* pData = nullptr;
@@ -19,7 +19,7 @@ struct NAlignedDataVector {
     uint32_t uSize = 0;
     uint32_t uGrowBy = 0;
 
-    /// Sets up an empty array with a first block of slots. True when there is no memory for it.
+    /// Sets up an empty array with a first block of slots. Requires that it holds no storage. True when out of memory.
     bool create(uint32_t uFirstBlock, uint32_t uStep, uint32_t uAlign) {
         static_assert(std::is_trivially_copyable_v<T>, "elements move bytewise");
         *this = NAlignedDataVector{};
@@ -28,7 +28,7 @@ struct NAlignedDataVector {
         return resize(uFirstBlock);
     }
 
-    /// Appends one element. True when it was dropped for lack of memory (or of a growth step).
+    /// Appends one element. True when it was dropped: out of memory, or full with a growth step of 0.
     bool PushBack(const T& value) {
         const T copy = value;  // the value may lie in the old block
         if (uSize == uCapacity && (uCapacity + uGrowBy <= uCapacity || resize(uCapacity + uGrowBy))) return true;
@@ -36,9 +36,10 @@ struct NAlignedDataVector {
         return false;
     }
 
-    /// Moves the elements into a block of uNew slots, at least uSize. True when there is no memory for it; nothing has
-    /// changed then.
+    /// Moves the elements into a block of uNew slots, at least uSize. True when out of memory; nothing has changed
+    /// then.
     bool resize(uint32_t uNew) {
+        assert(uNew >= uSize);
         void* pNew = nullptr;
         if (sizeof(size_t) == 4 && uNew > SIZE_MAX / sizeof(T)) return true;
         if (posix_memalign(&pNew, uAlignment, size_t{uNew} * sizeof(T))) return true;

@@ -9,9 +9,9 @@
 
 namespace Velk {
 
-/// Growable array of plain records, copied bytewise when it grows. A plain record itself: the owner sets it up with
-/// create() or PushBack() and must call Release(); copies share the storage. Without memory an element is dropped and
-/// the array stays as it was.
+/// Growable array of plain records, copied bytewise when it grows. Itself a plain record: the owner sets it up with
+/// create() and must call Release(); copies share the storage. When memory runs out, an element is dropped and the
+/// array stays as it was.
 template <typename T>
 struct NDataVector {
     T* pData = nullptr;      // uCapacity default-constructed elements
@@ -19,7 +19,8 @@ struct NDataVector {
     uint32_t uSize = 0;      // elements in use
     uint32_t uGrowBy = 0;    // slots added each time the array is full
 
-    /// Sets up an empty array with a first block of slots. True when there is no memory for it.
+    /// Sets up an empty array with a first block of slots. Requires that it holds no storage. True when out of memory;
+    /// the array is usable then, and PushBack() tries again.
     bool create(uint32_t uFirstBlock, uint32_t uStep) {
         static_assert(std::is_trivially_copyable_v<T>, "elements move bytewise");
         pData = newArray<T>(uFirstBlock);
@@ -29,7 +30,7 @@ struct NDataVector {
         return !pData;
     }
 
-    /// Appends one element. True when it was dropped for lack of memory (or of a growth step).
+    /// Appends one element. True when it was dropped: out of memory, or full with a growth step of 0.
     bool PushBack(const T& value) {
         if (uSize == uCapacity) {
             const T copy = value;  // the value may lie in the old block

@@ -17,11 +17,12 @@ namespace {
 
 FILE* g_pFile = nullptr;
 bool g_bPrint = false;
-std::atomic<bool> g_bLineOpen{false};  // the last message had no line break at its end. The stream lock guards it,
-                                       // which the thread sanitizer does not know
+// The last message did not end its line. The stream lock guards this flag; it is atomic only because the thread
+// sanitizer does not know that lock.
+std::atomic<bool> g_bLineOpen{false};
 
-// The stream lock holds the pieces of one message together when several threads log. The caller's errno stays, so that
-// a failure can be reported first and explained next.
+// Keeps the pieces of one message together when several threads log. Preserves errno, so that a caller can report a
+// failure first and explain it by errno next.
 class StreamLock {
  public:
     StreamLock() : iErrno(errno) { flockfile(g_pFile); }
@@ -66,8 +67,8 @@ void writePlain(const char* szFormat, ...) {
     va_end(args);
 }
 
-// Opens the log and empties it. Another process may log to the same file: each appends. A pipe that nobody reads is
-// refused instead of waited for.
+// Opens the log and empties it. Appends, because another process may log to the same file. Does not wait for a pipe's
+// reader: a pipe without one is refused.
 FILE* openLog(const char* szFile) {
     const int iFile = open(szFile, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
     if (iFile == -1) return nullptr;

@@ -2,26 +2,26 @@
 
 namespace Velk {
 
-/// The program's log: one text file a run, each message behind a time stamp, optionally echoed to standard output.
-/// Without an open log every message is dropped, its echo included. What one call writes stays together, whatever other
-/// threads log.
+/// The program's log: one text file per run, each message after a time stamp, optionally echoed to standard output.
+/// While no log is open every message is dropped, and so is its echo. Any thread may log, and what one call writes
+/// stays in one piece; InitLogger() and Release() are for times when no other thread logs.
 class NLogger {
  public:
-    /// Opens szFile, emptying it. 0 on success or when a log is open already (which stays), 2 when it cannot be opened;
-    /// errno says why then.
+    /// Opens szFile, emptying it. 0 on success, or when a log is open already, which is kept. 2 when it cannot be
+    /// opened; errno says why.
     static unsigned InitLogger(const char* szFile, bool bPrint);
 
     /// Writes a time stamp and the message. No line break is added.
     static void LogMessage(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
-    /// As LogMessage, on a line of its own: a line that an earlier message left without its end is ended first.
+    /// As LogMessage, on a line of its own: ends the line first that an earlier message left open.
     static void LogLine(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
-    /// The two messages of a formatted error report, each behind a time stamp, in one piece.
+    /// The two messages of a formatted error report, each after a time stamp, in one piece.
     static void LogReport(const char* szSource, const char* szFunction, int iLine, const char* szFormat, ...)
         __attribute__((format(printf, 4, 5)));
 
-    /// Writes the message alone: it goes on with a line that LogMessage began.
+    /// Writes the message without a time stamp: it continues a line that LogMessage began.
     static void LogAppend(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
     /// Closes the log; a later InitLogger opens one again.
@@ -30,8 +30,8 @@ class NLogger {
 
 }  // namespace Velk
 
-/// Reports a failure where it happens: source file, function, line and a fixed message. A macro, since the three come
-/// from the place where it stands.
+/// Reports a failure where it happens: source file, function, line and a fixed message. A macro, because all three are
+/// those of the caller.
 #define ReportError(szMessage)                                                                                   \
     Velk::NLogger::LogMessage("[%s | %s | LINE: %d] >> %s\n", __FILE_NAME__, static_cast<const char*>(__func__), \
                               __LINE__, szMessage)

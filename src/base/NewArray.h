@@ -6,8 +6,8 @@
 
 namespace Velk {
 
-/// uCount default-constructed elements from the array new that does not throw, for the caller to delete[]. Null without
-/// memory, and for a size beyond the address space, for which the bare operator throws in spite of its name.
+/// uCount default-constructed elements, for the caller to delete[]. Null when out of memory, and for a size beyond the
+/// address space, for which even the nothrow operator throws.
 template <typename T>
 T* newArray(uint64_t uCount) {
     if (uCount > SIZE_MAX / 2 / sizeof(T)) return nullptr;

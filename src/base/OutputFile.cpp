@@ -16,10 +16,10 @@ namespace Velk {
 
 namespace {
 
-constexpr int MOST_LINKS = 40;  // followed one after the other, as the system does
+constexpr int MOST_LINKS = 40;  // the system's own limit
 
-// Names of the temporary files that exist now, for a signal handler. A process rarely writes two files at a time; one
-// that finds no place is not removed by a signal.
+// Names of the temporary files that exist now, for a signal handler. A process rarely writes two files at a time. A
+// file that finds no entry free is not removed by a signal.
 std::atomic<const char*> g_unfinished[8];
 static_assert(std::atomic<const char*>::is_always_lock_free, "used in a signal handler");
 
@@ -44,8 +44,8 @@ size_t directoryLength(const char* szPath) {
     return szSlash ? static_cast<size_t>(szSlash - szPath) + 1 : 0;
 }
 
-// Follows symbolic links in the last part of a path, also to a file that is not there. True when the path gets too long
-// or the links lead in a circle.
+// Follows symbolic links in the last part of a path, even to a file that does not exist. True when the path gets too
+// long or the links form a cycle.
 bool followLinks(const char* szFile, char (&szTarget)[PATH_MAX]) {
     if (strlen(szFile) >= PATH_MAX) {
         errno = ENAMETOOLONG;
@@ -75,8 +75,8 @@ bool isTemporaryName(const char* szName) {
            !szName[iLength];
 }
 
-// Removes temporary files that nobody writes any more. Their writer holds a lock as long as it lives, on whatever
-// machine; a process number would tell nothing about that.
+// Removes temporary files whose writers have died. A writer holds a lock on its file as long as it lives. Its process
+// number would not do: the writer may run on another machine.
 void removeAbandoned(const char* szDirectory) {
     DIR* pDirectory = opendir(*szDirectory ? szDirectory : ".");
     if (!pDirectory) return;
@@ -91,15 +91,15 @@ void removeAbandoned(const char* szDirectory) {
     closedir(pDirectory);
 }
 
-// True when the new file is this process's own: locked, or on a file system without locks. False when a process that
-// cleans up was faster than the lock.
+// True when the new file is locked, or on a file system without locks. False when another process was faster, and has
+// removed the file as abandoned.
 bool lockOwn(int iFile) {
     struct stat status {};
     if (flock(iFile, LOCK_EX | LOCK_NB)) return errno != EWOULDBLOCK;
     return fstat(iFile, &status) || status.st_nlink != 0;
 }
 
-// True when the rename over another user's file would be refused: in a directory such as /tmp.
+// True when the directory is sticky, as /tmp is, and the target another user's: a rename over it would be refused.
 bool isSticky(const char* szTarget, const struct stat& target) {
     char szDirectory[PATH_MAX];
     const size_t uLength = directoryLength(szTarget);
@@ -111,7 +111,7 @@ bool isSticky(const char* szTarget, const struct stat& target) {
     return uUser && uUser != target.st_uid && uUser != directory.st_uid;
 }
 
-// True when a missing right to the directory, and nothing else, is what prevents a new file.
+// True when only a missing permission for the directory prevents a new file.
 bool isRefusal(int iErrno) {
     return iErrno == EACCES || iErrno == EPERM || iErrno == EROFS;
 }
@@ -139,7 +139,7 @@ int OutputFile::openTemporary(mode_t uMode) {
         if (bFirst) removeAbandoned(szTemporary);
         snprintf(szTemporary + uDirectory, sizeof(szTemporary) - uDirectory, ".RayTracer-%ld-%u.part",
                  static_cast<long>(getpid()), uSerial++);
-        remember(szTemporary);  // before there is a file that a signal could leave behind
+        remember(szTemporary);  // before the file exists, or a signal could leave it behind
         const int iFile = ::open(szTemporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, uMode);
         if (iFile != -1 && lockOwn(iFile)) return iFile;
         const int iErrno = iFile == -1 ? errno : EEXIST;
@@ -175,11 +175,11 @@ bool OutputFile::open(const char* szFile, OutputKind kind) {
         return true;
     }
     if (!bExists) return take(openTemporary(0666));
-    if (access(szTarget, W_OK)) return true;  // a file that is protected must not be replaced either
+    if (access(szTarget, W_OK)) return true;  // a write-protected file must not be replaced either
     if (!isSticky(szTarget, status)) {
         const int iFile = openTemporary(status.st_mode & 0777);
         if (iFile != -1) {
-            // The owner first: a change of owner takes mode bits away. That it is not allowed is no failure.
+            // The owner first: changing it clears mode bits. Not being allowed to is no failure.
             if (fchown(iFile, status.st_uid, status.st_gid)) static_cast<void>(!fchown(iFile, -1u, status.st_gid));
             static_cast<void>(!fchmod(iFile, status.st_mode & 0777));
             return take(iFile);
@@ -192,11 +192,11 @@ bool OutputFile::open(const char* szFile, OutputKind kind) {
 
 bool OutputFile::commit() {
     assert(pFile);
-    if (ferror(pFile)) fputc('\0', pFile);  // fails for the reason of the write that failed, which is lost
+    if (ferror(pFile)) fputc('\0', pFile);  // fails again for the same reason, which sets errno again
     errno = EIO;
     bool bFailed = fflush(pFile) || ferror(pFile);
     if (bInPlace) bFailed = bFailed || ftruncate(fileno(pFile), ftello(pFile));
-    // Without this a loss of power soon after the rename could leave an empty file in place of the old one.
+    // Without fsync, a power failure soon after the rename could leave an empty file in place of the old one.
     if (bInPlace || isTemporary()) bFailed = bFailed || fsync(fileno(pFile));
     const int iErrno = errno;
     const bool bCloseFailed = fclose(pFile) != 0;

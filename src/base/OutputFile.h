@@ -7,14 +7,14 @@
 
 namespace Velk {
 
-/// What a writer takes besides regular files and devices.
+/// Whether a writer accepts pipes besides regular files and devices.
 enum OutputKind { OUTPUT_FILE, OUTPUT_FILE_OR_PIPE };
 
-/// A file that appears whole or not at all: what is written goes to a temporary name in the same directory, and
-/// commit() renames it. Written directly, and torn when that fails midway, are a target that is no regular file (a
-/// device, a pipe), and an existing one that can be written but not replaced, since its directory cannot be written.
-/// A symbolic link is followed, one that leads nowhere yet as well. The new file keeps the mode of the old one, and its
-/// owner and group as far as the system allows. Needs no memory but what the C library takes for a stream.
+/// A file that appears whole or not at all: it is written under a temporary name in the same directory, and commit()
+/// renames it. Two kinds of target are written directly, and are incomplete when that fails midway: one that is no
+/// regular file (a device, a pipe), and an existing file whose directory cannot be written. Symbolic links are
+/// followed, dangling ones included. The new file keeps the mode of the old one, and its owner and group as far as the
+/// system allows. Allocates nothing but what the C library needs for a stream and for reading a directory.
 class OutputFile {
  public:
     OutputFile() = default;
@@ -22,23 +22,24 @@ class OutputFile {
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Starts the file, and removes the temporary files that dead processes left in its directory. A
-    /// pipe is waited for until somebody reads it, or refused where none is expected. True on failure; errno says why,
-    /// 0 when the file is of a kind that is refused (see fileError()).
+    /// Starts the file, and removes the temporary files that dead processes left in its directory. Waits until a pipe
+    /// has a reader, or refuses it when kind does not accept pipes. True on failure: errno says why, 0 when the kind of
+    /// file is refused (see fileError()).
     [[nodiscard]] bool open(const char* szFile, OutputKind kind = OUTPUT_FILE);
 
     /// Stream to write to, owned by this object.
     FILE* stream() const { return pFile; }
 
-    /// Requires a started file. Brings it to the disk, closes it and puts it in place. True when any write, the closing
-    /// or the renaming failed, errno says why; an older file of the same name is then still there.
+    /// Requires a started file. Flushes it to the disk, closes it and renames it to its name. True when any of this, or
+    /// a write before it, failed: errno says why. An older file of this name is then untouched, unless it was written
+    /// directly.
     [[nodiscard]] bool commit();
 
-    /// True when a file of this name could not be written now; errno says why. Leaves nothing behind.
+    /// True when a file of this name could not be written now; errno says why. Changes nothing.
     [[nodiscard]] static bool probe(const char* szFile);
 
-    /// Removes the temporary files of all objects, for a process that is about to end. May be called from a signal
-    /// handler.
+    /// Removes the temporary files of all objects (of eight at most), for a process that is about to end. May be called
+    /// from a signal handler.
     static void removeUnfinished();
 
  private:
@@ -47,7 +48,7 @@ class OutputFile {
     bool isTemporary() const { return *szTemporary != '\0'; }
 
     FILE* pFile = nullptr;
-    bool bInPlace = false;  // an existing file is written over, which leaves its old end behind
+    bool bInPlace = false;  // an existing file is overwritten, so commit() must cut off its old end
     char szTarget[PATH_MAX] = "";
     char szTemporary[PATH_MAX + 64] = "";  // empty when the target is written directly
 };

@@ -1,4 +1,4 @@
-// Text and numbers through a buffer.
+// Buffered output of text and numbers.
 #include "base/TextWriter.h"
 
 #include <charconv>

@@ -6,7 +6,7 @@
 namespace Velk {
 
 /// Writes text and numbers to a stream through a buffer of its own: the same text as "%u" and "%f", many times faster.
-/// What failed shows in the stream's error flag.
+/// The stream stays the caller's. A failed write shows in the stream's error flag.
 class TextWriter {
  public:
     explicit TextWriter(FILE* pStream) : pFile(pStream) {}

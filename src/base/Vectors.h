@@ -30,10 +30,10 @@ struct NMVector2f {
 };
 
 static_assert(sizeof(NMVector3f) == 12 && alignof(NMVector3f) == 4, "file and network records count on 12 bytes");
-static_assert(sizeof(NMVector2f) == 8, "two floats and nothing else");
+static_assert(sizeof(NMVector2f) == 8, "two floats");
 
-/// A row of four lanes for four-lane arithmetic, written down as the bits of four floats: constants that need no code
-/// at the program's start, which the kernels of some instruction sets must not bring along.
+/// A row for four-lane arithmetic, given as the bits of four floats. Constants, so that no code runs at start-up: in a
+/// file compiled for AVX it would crash older processors.
 struct alignas(16) NMCVector4f {
     union {
         uint32_t u[4];
@@ -106,15 +106,15 @@ struct BoxAABB {
     NMVector3f v3Min;
     NMVector3f v3Max;
 };
-static_assert(sizeof(BoxAABB) == 24, "two corners and nothing else");
+static_assert(sizeof(BoxAABB) == 24, "two corners");
 
-/// Truncation of a float to an integer as x86 does it, defined for every input: what does not fit gives the smallest
-/// integer.
+/// Truncates a float to an integer as x86 does, but defined for every input: NaN and what does not fit give the
+/// smallest integer.
 inline int32_t truncateToInt(float f) {
     return f >= -2147483648.0f && f < 2147483648.0f ? static_cast<int32_t>(f) : INT32_MIN;
 }
 
-/// As truncateToInt for unsigned values: the low 32 bits of the truncated 64-bit value.
+/// The low 32 bits of the value truncated to 64 bits; NaN and what does not fit give 0.
 inline uint32_t truncateToUnsigned(float f) {
     const bool bFits = f >= -9223372036854775808.0f && f < 9223372036854775808.0f;
     return bFits ? static_cast<uint32_t>(static_cast<int64_t>(f)) : 0;

@@ -1,4 +1,4 @@
-// Who is served, who waits, and who is given up.
+// Which clients are served, which wait, and which are disconnected.
 #include "net/AcceptLoop.h"
 
 #include <algorithm>
@@ -27,16 +27,16 @@ bool AcceptLoop::run() {
             }
             parked.dropClosed();
         } else if (server.iAcceptError) {
-            // Without a free descriptor nobody new would ever be heard.
+            // Without a free descriptor no new connection could ever be accepted.
             if ((server.iAcceptError == EMFILE || server.iAcceptError == ENFILE) && parked.count()) parked.dropOldest();
             wakeup.waitFor(iPause);
         } else if (!wakeup.isStopRequested()) {
             serveParked();  // nobody new came for a whole accept wait
         }
-        breakOffSilent();
+        disconnectSilent();
         report();
     }
-    while (parked.count()) parked.dropOldest();  // so that they know at once
+    while (parked.count()) parked.dropOldest();  // at once, not when the server has written its picture
     return !board.isDone();
 }
 
@@ -46,7 +46,7 @@ bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
     if (!pSlot) return true;
     const int iConnection = static_cast<int>(pSlot->uConnection);
     NLogger::LogMessage("Client %d connected\n", iConnection);
-    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // it has left the slot, so it is about to end
+    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // the last one: it has left the slot and is ending
     pSlot->bHasThread = !pthread_create(&pSlot->thread, nullptr, ServerProc, pSlot);
     if (pSlot->bHasThread) {
         NLogger::LogMessage("Client %d created\n", iConnection);
@@ -59,16 +59,16 @@ bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
 
 void AcceptLoop::serveParked() {
     parked.dropClosed();
-    // Not more than there are tiles: a client whose thread comes too late to take one is sent away.
+    // No more than there are tiles: a client whose thread finds none to take is dismissed.
     for (uint32_t u = board.untakenTasks(); u && parked.count(); --u) {
         if (startClient(parked.oldest(), parked.oldestAddress())) return;
         parked.forgetOldest();
     }
 }
 
-// Breaks with silent clients when a parked one cannot be served because of them: they hold all that is left to render,
-// or every slot.
-void AcceptLoop::breakOffSilent() {
+// Disconnects silent clients when they keep a parked one from being served: they hold all tiles that are left, or every
+// slot.
+void AcceptLoop::disconnectSilent() {
     if (!parked.count()) return;
     const Milliseconds limit = std::max(silenceLimit, uSlowestFactor * slots.slowestTile());
     std::vector<Holder> vSilent;
@@ -77,13 +77,13 @@ void AcceptLoop::breakOffSilent() {
     }
     if (board.untakenTasks() && vSilent.size() < slots.uMaxConnections) return;
     for (const Holder& holder : vSilent) {
-        if (!slots.breakOff(holder)) continue;
+        if (!slots.disconnect(holder)) continue;
         NLogger::LogMessage("Client %s is given up: silent for %lld s, with task %u\n", holder.sAddress.c_str(),
                             toSeconds(holder.held), holder.uTask);
     }
 }
 
-// Says what is waited for when no tile arrived for a whole interval.
+// Logs what the server waits for when no tile has arrived for a whole interval.
 void AcceptLoop::report() {
     const uint32_t uDone = board.doneTasks();
     const Clock::time_point tNow = Clock::now();

@@ -9,21 +9,22 @@
 #include "net/TaskBoard.h"
 #include "net/Wakeup.h"
 
-/// The main thread of a server: accepts connections and serves or parks them, serves parked ones later, breaks with
-/// clients that keep the farm from ending, and says what it waits for. Uses, and does not own, what it is made of.
+/// The main thread of a server: accepts connections and serves or parks them, serves parked ones later, disconnects
+/// clients that hold up the farm, and logs what it waits for. Owns none of the parts that it is given; they must
+/// outlive it.
 class AcceptLoop {
  public:
     using Milliseconds = std::chrono::milliseconds;
 
-    Milliseconds silenceLimit{60000};    // a client that delivered before is given up after so much silence,
-    unsigned uSlowestFactor = 20;        // and not before so many times the slowest tile's time
+    Milliseconds silenceLimit{60000};    // a client that has delivered a tile may be silent this long,
+    unsigned uSlowestFactor = 20;        // and this many times the longest that a tile took
     Milliseconds reportInterval{60000};  // between two reports while no tile arrives
-    int iPause = 100;                    // milliseconds after an accept that failed, which it may do at once
+    int iPause = 100;                    // milliseconds after a failed accept, so that the loop does not spin
 
     AcceptLoop(SocketServer& listener, TaskBoard& tasks, ClientSlots& clients, Wakeup& end)
         : server(listener), board(tasks), slots(clients), wakeup(end) {}
 
-    /// Serves clients until every task is done. True when the stop was requested before.
+    /// Serves clients until every task is done. True when a stop was requested before that; threads may still run then.
     [[nodiscard]] bool run();
 
     /// Starts to serve an accepted connection on a thread of its own. True, with the connection untouched, when it
@@ -34,7 +35,7 @@ class AcceptLoop {
     using Clock = ClientSlot::Clock;
 
     void serveParked();
-    void breakOffSilent();
+    void disconnectSilent();
     void report();
 
     SocketServer& server;

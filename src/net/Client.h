@@ -6,7 +6,7 @@
 #include "net/Sockets.h"
 #include "render/RayTracer.h"
 
-/// The client's end of the exchange: a render worker for one server. One thread.
+/// The client's end of the exchange: renders tiles for one server. Used by one thread.
 class RSIClient {
  public:
     SocketClient* pClient = nullptr;
@@ -15,11 +15,12 @@ class RSIClient {
     uint32_t uMessages = 0;           // since the last task
     bool bSceneReady = false;         // loaded and preprocessed as the server asked
 
-    /// Keeps both, which must outlive this object, and asks for the settings. True when that could not be sent; run()
-    /// then reports the loss.
+    /// Keeps references to both, which must outlive this object, and asks for the settings. True when the request could
+    /// not be sent; run() then reports that the connection is lost.
     bool init(SocketClient& client, RayTracer& rayTracer);
 
-    /// Renders tiles until the server has no more or the exchange fails, which is logged. Releases both at the end.
+    /// Renders tiles until the server has no more or the exchange fails, which is logged. Then releases the renderer
+    /// and closes the connection.
     void run();
 
  private:

@@ -14,8 +14,8 @@
 
 class ClientSlots;
 
-/// A place for one client. The connection belongs to the client's thread while the slot is busy. SocketClient's own
-/// flag does not tell: a failed send clears it while the thread still works.
+/// A place for one client. The connection belongs to the client's thread while bBusy is set. The connection's own flag
+/// cannot tell: a failed send clears it while the thread still works.
 struct ClientSlot {
     using Clock = std::chrono::steady_clock;
 
@@ -33,15 +33,15 @@ struct ClientSlot {
 
 /// A tile that a client holds.
 struct Holder {
-    ClientSlot* pSlot;  // of which only the accept loop may use anything
+    ClientSlot* pSlot;  // for disconnect()
     uint32_t uTask;
     std::string sAddress;
     std::chrono::milliseconds held;
     bool bDelivered;  // a tile before this one
 };
 
-/// The places for the clients that are served at the same time. Each public operation is one indivisible step and none
-/// waits for the network, joinThreads() apart.
+/// The places for the clients that are served at the same time. After create() every public operation but joinThreads()
+/// is atomic and waits for nothing but the lock.
 class ClientSlots {
  public:
     std::unique_ptr<ClientSlot[]> vClients;
@@ -53,34 +53,33 @@ class ClientSlots {
     ClientSlots& operator=(const ClientSlots&) = delete;
 
     /// Makes the slots. The board must outlive this object; the threads' waits end once iStopFile is readable. True
-    /// when there is no memory, which is logged.
+    /// when out of memory, which is logged.
     [[nodiscard]] bool create(uint32_t uSlots, TaskBoard& board, int iStopFile);
 
     /// Takes a free slot and hands it the connection. Null, with the connection untouched, when every slot is busy.
     /// Accept loop only.
     ClientSlot* admit(int iSocket, const sockaddr_in& address);
 
-    /// Notes the tile that the slot's client holds from now on, or that it delivered the one it held, rendered in the
-    /// given time.
+    /// Records that the slot's client now holds a tile, or that it delivered that tile after the given time.
     void taskTaken(ClientSlot& slot, const Task& task);
     void taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration rendering);
 
     /// Closes the slot's connection and frees the slot.
     void leave(ClientSlot& slot);
 
-    /// Breaks a holder's connection, so that its thread gives the tile back, unless it has moved on since. Returns
-    /// whether it did.
-    bool breakOff(const Holder& holder);
+    /// Shuts a holder's connection down, so that its thread gives the tile back. Returns false, and does nothing, when
+    /// it no longer holds that tile.
+    bool disconnect(const Holder& holder);
 
     /// The tiles held now.
     std::vector<Holder> holders() const;
 
-    /// The longest that a delivered tile took to render.
+    /// The longest time between a tile's sending and its delivery so far.
     std::chrono::milliseconds slowestTile() const;
 
     uint32_t connectedClients() const;
 
-    /// Waits for the threads of clients, which end by themselves once every task is done or the stop is requested.
+    /// Waits for the clients' threads, which end once every task is done or a stop is requested. Accept loop only.
     void joinThreads();
 
  private:

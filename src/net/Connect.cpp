@@ -5,11 +5,11 @@
 
 #include "base/NLogger.h"
 
-bool connectInTheEnd(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
-                     const ConnectTimes& times) {
+bool connectWithRetries(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
+                        const ConnectTimes& times) {
     using Clock = std::chrono::steady_clock;
     Clock::time_point tInterval = Clock::now();
-    int iPause = 1;  // a server that is started together with its clients is there after a few milliseconds
+    int iPause = 1;  // a server that is started together with its clients listens after a few milliseconds
     for (unsigned uAttempts = 1; !wakeup.isStopRequested(); ++uAttempts) {
         if (!client.initClient(szHost, uPort)) return false;
         if (Clock::now() - tInterval >= times.reportInterval) {

@@ -6,13 +6,13 @@
 #include "net/Sockets.h"
 #include "net/Wakeup.h"
 
-/// How a client looks for its server.
+/// The timing of a client's attempts to reach its server.
 struct ConnectTimes {
-    int iLongestPause = 1000;                         // milliseconds between two attempts; the first follow faster
-    std::chrono::milliseconds reportInterval{60000};  // between two reports of what was tried in vain
+    int iLongestPause = 1000;                         // milliseconds between two attempts; shorter at first
+    std::chrono::milliseconds reportInterval{60000};  // between two summaries of the failed attempts
 };
 
-/// Connects, however long that takes. Every attempt in vain is logged, and once an interval address, reason and number
-/// of attempts. True when the stop was requested before.
-[[nodiscard]] bool connectInTheEnd(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
-                                   const ConnectTimes& times = {});
+/// Tries to connect until it succeeds. Every failed attempt is logged, and once an interval the address, the reason and
+/// the number of attempts. True when a stop was requested first.
+[[nodiscard]] bool connectWithRetries(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
+                                      const ConnectTimes& times = {});

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 
 #include "base/NLogger.h"
 #include "net/Sockets.h"
@@ -41,6 +42,7 @@ void ParkedClients::dropOldest() {
 }
 
 void ParkedClients::remove(uint32_t u) {
+    assert(u < uCount);
     std::copy(vParked + u + 1, vParked + uCount, vParked + u);
     std::copy(vAddresses + u + 1, vAddresses + uCount, vAddresses + u);
     --uCount;

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-/// Connections that were accepted but are not served yet: they stay open until they are taken out, their peers close
-/// them, or this object ends.
+/// Accepted connections that are not served yet. Owns them: each stays open until it is handed over, its peer closes
+/// it, or this object is destroyed. Used by one thread.
 class ParkedClients {
  public:
     static constexpr uint32_t MAX_PARKED = 256;  // far below the usual limit of 1024 open files
@@ -16,20 +16,20 @@ class ParkedClients {
     ParkedClients(const ParkedClients&) = delete;
     ParkedClients& operator=(const ParkedClients&) = delete;
 
-    /// Takes over a connection. When there are too many the oldest is closed, which is logged the first time.
+    /// Takes over a connection. Beyond MAX_PARKED the oldest is closed, which is logged the first time.
     void add(int iSocket, const sockaddr_in& address);
 
-    /// Closes those whose peers have closed.
+    /// Closes the connections whose peers have closed them.
     void dropClosed();
 
-    /// Closes the oldest. Requires one.
+    /// Closes the oldest connection. Requires one.
     void dropOldest();
 
-    /// The oldest, and its peer. Requires one.
+    /// The oldest connection, and its peer's address. Requires one.
     int oldest() const { return vParked[0].fd; }
     const sockaddr_in& oldestAddress() const { return vAddresses[0]; }
 
-    /// Hands the oldest connection over to the caller, who closes it. Requires one.
+    /// Hands the oldest connection over to the caller, who must close it. Requires one.
     void forgetOldest() { remove(0); }
 
     uint32_t count() const { return uCount; }

@@ -12,17 +12,17 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are sent as th
 enum PacketType : uint32_t {
     PACKET_CLIENT_REQUEST = 0,     // client asks for the settings
     PACKET_SERVER_PARAMETERS = 1,  // followed by a RaytracerParameters record
-    PACKET_CLIENT_READY = 2,       // client has loaded the scene, or is done with a tile
+    PACKET_CLIENT_READY = 2,       // client has loaded the scene or sent a tile, and wants a task
     PACKET_SERVER_TASK = 3,
     PACKET_CLIENT_RESULT = 4,  // followed by the pixels
-    PACKET_SERVER_DONE = 5,    // no further task for this client
+    PACKET_SERVER_DONE = 5,    // no more tasks for this client
     PACKET_CLIENT_DONE = 6,    // client gives its task back
 };
 
 /// Start of every packet.
 struct PacketHeader {
     uint32_t uType;  // PacketType
-    uint32_t uSize;  // bytes of the fixed part, this header included; settings or pixels behind it do not count
+    uint32_t uSize;  // bytes of the fixed part, this header included; not of the settings or pixels that follow
 };
 static_assert(sizeof(PacketHeader) == 8);
 static_assert(offsetof(PacketHeader, uSize) == 4);
@@ -41,7 +41,7 @@ struct TaskPacket {
     uint32_t uY;
     uint32_t uColumns;  // its size in pixels
     uint32_t uRows;
-    uint32_t uPackSize;  // edge of a tile that lies inside the image
+    uint32_t uPackSize;  // edge of a tile that is not clipped
 };
 static_assert(sizeof(TaskPacket) == 32);
 static_assert(offsetof(TaskPacket, uId) == 8 && offsetof(TaskPacket, uX) == 12 && offsetof(TaskPacket, uY) == 16);
@@ -66,6 +66,6 @@ constexpr bool isValidHeader(const PacketHeader& header) {
     return header.uType < 8 && header.uSize == HEADER_SIZES[header.uType];
 }
 
-/// Most messages that either end takes without a tile being delivered in between. An exchange without fault needs
-/// three; a peer that goes on for ever would fill the log and keep a tile from the others.
+/// Most messages that either end accepts between two tiles. A correct exchange needs three; a peer that repeats itself
+/// for ever would fill the log and keep a tile from other clients.
 constexpr uint32_t MAX_MESSAGES_PER_TILE = 100;

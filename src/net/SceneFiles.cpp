@@ -1,4 +1,4 @@
-// Fingerprints of the files that a render is made from.
+// Fingerprints of a scene's files.
 #include "net/SceneFiles.h"
 
 #include <cerrno>

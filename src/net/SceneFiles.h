@@ -2,6 +2,6 @@
 
 #include "scene/SceneDesc.h"
 
-/// Logs path, hash and size of a scene's five files, so that the logs of two machines tell whether they render the same
-/// scene: the protocol cannot. Only regular files are read; of others, and of missing ones, the reason is logged.
+/// Logs path, hash and size of a scene's five files. Comparing the logs of two machines tells whether they render the
+/// same scene, which the protocol cannot. Only regular files are read; for any other file the reason is logged.
 void logSceneFiles(const char* szDescription, const SceneDesc& desc);

@@ -43,7 +43,7 @@ bool RSIServer::run(Task& task) {
             case PACKET_CLIENT_DONE:
                 return true;
             default:
-                break;  // a valid header without a meaning for the server
+                break;  // a valid header that means nothing to a server
         }
     }
     return false;
@@ -85,8 +85,8 @@ void RSIServer::clientTask(const Task& task) {
     bClientWorks = true;
 }
 
-// Receives the pixels straight into the image: an exchange that fails on the way leaves bytes that the next holder of
-// the task overwrites. True when the exchange failed.
+// Receives the pixels straight into the image. When that fails midway, the next holder of the task overwrites them.
+// True when the exchange failed.
 bool RSIServer::clientResult(Task& task) {
     uint32_t fields[2];  // task number and length of the pixels
     if (pClient->getResponse(fields, sizeof(fields))) {
@@ -116,7 +116,7 @@ bool RSIServer::clientResult(Task& task) {
     return false;
 }
 
-// Reads and forgets the pixels of another task. True when they cannot be a tile's, or the connection was lost.
+// Reads and discards the pixels of another task. True when there are more than a tile has, or the connection was lost.
 bool RSIServer::dropPixels(uint32_t uLength) {
     const uint64_t uPackSize = pParameters->uPackSize;
     if (uLength / 3 > uPackSize * uPackSize) {

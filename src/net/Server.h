@@ -15,15 +15,15 @@ class RSIServer {
     const RaytracerParameters* pParameters = nullptr;  // sent to the client
     SocketClient* pClient = nullptr;
     uint32_t uState = 0;            // PacketType of the last valid header; 5 after done(), 6 after a failed read
-    uint32_t uMessages = 0;         // since the task in hand was taken up
-    bool bClientWorks = false;      // it was given a scene to load or a tile to render, so it may be silent for long
-    Clock::time_point tTaskSent{};  // when the client got the task in hand
+    uint32_t uMessages = 0;         // since run() began
+    bool bClientWorks = false;      // the client loads a scene or renders, so it may be silent for long
+    Clock::time_point tTaskSent{};  // when the current task was sent last
 
-    /// Keeps both, which must outlive this object.
+    /// Keeps references to both, which must outlive this object.
     void init(const RaytracerParameters& parameters, SocketClient& client);
 
     /// Serves the client until it has delivered the task's pixels, which are then in the image. True when the exchange
-    /// failed.
+    /// failed; some rows of the task may have been written then.
     [[nodiscard]] bool run(Task& task);
 
     /// Tells the client that there is nothing more to do.
@@ -37,6 +37,6 @@ class RSIServer {
     [[nodiscard]] bool dropPixels(uint32_t uLength);
 };
 
-/// Thread of one client: works through untaken tasks with it and frees its slot. pSlot is a busy ClientSlot; returns
-/// null.
+/// Thread of one client: hands it untaken tasks until there are none or the exchange fails, then frees its slot. pSlot
+/// is a busy ClientSlot; returns null.
 void* ServerProc(void* pSlot);

@@ -23,8 +23,8 @@ namespace {
 constexpr socklen_t ADDRESS_SIZE = sizeof(sockaddr_in);
 static_assert(ADDRESS_SIZE == 16);
 
-// A silent peer is asked after 10 seconds, every 5 seconds, and given up when it leaves three questions or half a
-// minute of data unanswered.
+// A silent peer is probed after 10 seconds, then every 5 seconds. It is lost after three unanswered probes, or when
+// data is not acknowledged for half a minute.
 constexpr int KEEP_ALIVE_IDLE = 10;
 constexpr int KEEP_ALIVE_INTERVAL = 5;
 constexpr int KEEP_ALIVE_COUNT = 3;
@@ -32,7 +32,7 @@ constexpr int UNANSWERED_LIMIT = 30000;  // milliseconds
 
 constexpr uint32_t ROWS_PER_CALL = 64;  // pieces of one receive call; the default tile has 32 rows
 
-// A refused option only means less comfort (it does not exist on a local socket pair), so the result is not looked at.
+// The result is ignored: some options do not exist on a local socket pair, and the connection works without them.
 void setOption(int iSocket, int iLevel, int iName, int iValue) {
     setsockopt(iSocket, iLevel, iName, &iValue, sizeof(iValue));
 }
@@ -86,7 +86,7 @@ bool SocketServer::initServer(unsigned short port, unsigned maxConnections) {
 bool SocketServer::checkRequest(int iWakeFile) {
     uClientAddressLength = ADDRESS_SIZE;
     iClientSocket = 0;
-    // Not select, whose sets end at descriptor 1023. A file of -1 is left out.
+    // Not select(), which is limited to descriptors below 1024. poll() ignores a descriptor of -1.
     pollfd files[2] = {{iSocket, POLLIN, 0}, {iWakeFile, POLLIN, 0}};
     iAcceptError = 0;
     if (poll(files, 2, iAcceptWait) > 0 && files[0].revents) {
@@ -202,8 +202,8 @@ bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, si
             uDone += uBytes;
             continue;
         }
-        // Whatever comes behind the wanted bytes is read ahead, so that a small message, or the result of a usual tile,
-        // costs one call.
+        // Bytes after the wanted ones are read ahead, so that a small message, or the result of a default tile, costs
+        // one call.
         pieces[uPieces++] = {ahead, sizeof(ahead)};
         const size_t uReceived = receiveSome(pieces, uPieces, iWait);
         if (!uReceived) return true;
@@ -229,7 +229,7 @@ bool SocketClient::send(std::initializer_list<Piece> vPieces) {
         message.msg_iovlen = uPieces - uFirst;
         const ssize_t iSent = sendmsg(iSocket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (iSent == -1) {
-            // The wait ends with the stop file, the call itself would not.
+            // Waits here, not in sendmsg(), which the stop file could not end.
             const bool bFull = errno == EAGAIN || errno == EWOULDBLOCK;
             if (bFull ? awaitEvent(POLLOUT, iStallLimit) : errno != EINTR) bConnected = false;
             continue;

@@ -29,20 +29,20 @@ class SocketServer {
     SocketServer(const SocketServer&) = delete;
     SocketServer& operator=(const SocketServer&) = delete;
 
-    /// Listens on the port of every local address; on one that the system chooses (see uPort) when port is 0. True on
-    /// failure, which is logged.
+    /// Listens on all local addresses, at a port that the system chooses (see uPort) when port is 0. True on failure,
+    /// which is logged.
     [[nodiscard]] bool initServer(unsigned short port, unsigned maxConnections);
 
-    /// Waits up to 2 seconds for a connection and accepts it; ends early when iWakeFile becomes readable. False when a
-    /// connection was accepted, true when none was.
+    /// Waits up to iAcceptWait for a connection and accepts it; returns early when iWakeFile becomes readable. False
+    /// when a connection was accepted, true when none was (see iAcceptError).
     [[nodiscard]] bool checkRequest(int iWakeFile = -1);
 
-    /// Closes the socket; harmless when it is closed.
+    /// Closes the socket, if it is open.
     void release();
 };
 
-/// How long to wait for the first byte of a message. The bytes behind it must follow without a pause longer than the
-/// stall limit either way.
+/// How long to wait for the first byte of a message. Either way the rest must follow without a pause longer than the
+/// stall limit.
 enum WaitLimit {
     WAIT_STALL_LIMIT,
     WAIT_FOREVER  // while the peer computes
@@ -56,8 +56,8 @@ class SocketClient {
     bool bConnected = false;  // cleared by a receive that fails; each send sets it to whether it succeeded
     int iSocket = -1;         // owned; -1 when closed
     sockaddr_in sAddress{};   // peer of an accepted connection
-    int iStopFile = -1;       // waiting for the peer ends once this file is readable; -1: none
-    int iStallLimit = 30000;  // milliseconds without progress after which a peer that must send or read is given up
+    int iStopFile = -1;       // waiting for the peer fails once this file is readable; -1: none
+    int iStallLimit = 30000;  // milliseconds without progress after which sending and receiving fail
     std::string sFailure;     // why the last connect failed, in the system's words
 
     SocketClient() = default;
@@ -65,21 +65,21 @@ class SocketClient {
     SocketClient(const SocketClient&) = delete;
     SocketClient& operator=(const SocketClient&) = delete;
 
-    /// Connects to the first IPv4 address of the host. True on failure, which is logged.
+    /// Connects to the first IPv4 address of the host. True on failure, which is logged (see sFailure).
     [[nodiscard]] bool initClient(const char* host, unsigned short port);
 
-    /// Takes over an accepted connection, which this object closes.
+    /// Takes over an accepted connection, which this object will close.
     void initClient(int socket, const sockaddr_in& address);
 
-    /// Receives exactly uSize bytes. True on failure, which is not logged. Requires nothing more of the connection
-    /// after a failure: bytes that came before it are lost.
+    /// Receives exactly uSize bytes. True on failure, which is not logged; the connection is of no use then, because
+    /// bytes that came before the failure are lost.
     [[nodiscard]] bool getResponse(void* pBuffer, unsigned uSize, WaitLimit limit = WAIT_STALL_LIMIT);
 
-    /// Receives uRows rows of uRowBytes bytes straight into rows that lie uStride bytes apart. True on failure.
+    /// The same for uRows rows of uRowBytes bytes, straight into rows that lie uStride bytes apart.
     [[nodiscard]] bool getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, size_t uStride,
                                WaitLimit limit = WAIT_STALL_LIMIT);
 
-    /// Bytes to be sent, the caller's.
+    /// Bytes to be sent, not copied.
     struct Piece {
         const void* pBytes;
         size_t uBytes;
@@ -89,11 +89,11 @@ class SocketClient {
         Piece(const Record& record) : Piece(&record, sizeof(record)) {}
     };
 
-    /// Sends up to four pieces with one call where the system takes them. True on failure; the connection is shut down
-    /// then if part of them is out.
+    /// Sends up to four pieces, with one system call if possible. True on failure; if some bytes are out already, the
+    /// connection is shut down then.
     bool send(std::initializer_list<Piece> vPieces);
 
-    /// Closes the socket; harmless when it is closed.
+    /// Closes the socket, if it is open.
     void release();
 
  private:
@@ -101,12 +101,12 @@ class SocketClient {
     size_t receiveSome(iovec* pPieces, size_t uPieces, int iMilliseconds);
     void tune() const;
 
-    uint32_t uAheadStart = 0;  // of what was read ahead and not handed out
+    uint32_t uAheadStart = 0;  // range of ahead that is not yet delivered
     uint32_t uAheadEnd = 0;
     uint8_t ahead[4096];  // the result of a tile of 32 x 32 pixels, and a little more
 };
 
-/// Lets the system notice by itself, within half a minute, that the peer of a connection vanished without closing it.
+/// Makes the system detect within half a minute that the peer of a connection vanished without closing it.
 void watchPeer(int iSocket);
 
 /// Such as "10.0.0.7:51234".

@@ -18,11 +18,11 @@ struct Task {
     uint32_t uStride;       // bytes of a row of the server's image
     uint8_t* pDestination;  // of the first pixel in the server's image
     bool bDone;             // the pixels are in the image; written only by the thread that holds the task
-    bool bReserved;         // taken by a thread, or done; shared
+    bool bReserved;         // taken by a thread, or done; guarded by the board's lock
 };
 
-/// The tiles of one render: which are untaken, taken and done. What the threads share is private and behind one lock;
-/// each public operation on it is one indivisible step. The rest is written by create() and only read afterwards.
+/// The tiles of one render: which are untaken, taken and done. After create() any thread may call any operation but
+/// clearUndone(): each is atomic, under one lock.
 class TaskBoard {
  public:
     Velk::NDataVector<Task> vTasks{};
@@ -33,8 +33,8 @@ class TaskBoard {
     TaskBoard(const TaskBoard&) = delete;
     TaskBoard& operator=(const TaskBoard&) = delete;
 
-    /// Cuts the image into tasks, row by row. All arguments must outlive this object; the last finished task wakes the
-    /// wakeup. True when there is no memory, which is logged.
+    /// Cuts the image into tasks, row by row. All arguments must outlive this object; finishing the last task calls
+    /// wakeup.wake(). Requires a pack size above 0. True when out of memory, which is logged.
     [[nodiscard]] bool create(const RaytracerParameters& parameters, Velk::NBitmap& image, Wakeup& wakeup);
 
     /// Takes an untaken task; null when there is none.
@@ -43,14 +43,14 @@ class TaskBoard {
     /// Makes a taken task untaken.
     void giveBack(Task& task);
 
-    /// Counts a taken task, whose pixels are in the image, as done.
+    /// Counts one taken task as done; its pixels must be in the image.
     void finishTask();
 
     uint32_t doneTasks() const;
     bool isDone() const { return doneTasks() == vTasks.uSize; }
     uint32_t untakenTasks() const;
 
-    /// Blackens the tiles that are not done. Requires that no thread works on them any more.
+    /// Blackens the tiles that are not done. Requires that no thread works on a tile any more.
     void clearUndone();
 
  private:

@@ -1,4 +1,4 @@
-// A pipe that ends waits, also from a signal handler.
+// The pipe that ends waits, and the signal handler that writes to it.
 #include "net/Wakeup.h"
 
 #include <fcntl.h>
@@ -57,14 +57,14 @@ void Wakeup::catchSignals() {
     g_pWakeup = this;
     bCatchesSignals = true;
     struct sigaction action {};
-    action.sa_handler = onSignal;  // without SA_RESTART: a connect in progress is to end
+    action.sa_handler = onSignal;  // without SA_RESTART, so that a signal interrupts connect()
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
 
 void Wakeup::wake() {
-    // A full pipe is readable already, so the result does not matter.
+    // The write fails only when the pipe is full, and then it is readable already.
     [[maybe_unused]] const ssize_t iWritten = write(iWrite, "", 1);
 }
 

@@ -2,8 +2,8 @@
 
 #include <atomic>
 
-/// A file that becomes readable, and stays so, once something happened for which a thread must stop waiting on its
-/// sockets: the last tile is done, or the program is to stop. Poll file() beside the socket.
+/// A file that becomes readable, and stays so, when threads must stop waiting on their sockets: the last tile is done,
+/// or the program is to stop. Poll file() together with the socket.
 class Wakeup {
  public:
     Wakeup() = default;
@@ -11,22 +11,22 @@ class Wakeup {
     Wakeup(const Wakeup&) = delete;
     Wakeup& operator=(const Wakeup&) = delete;
 
-    /// Opens the pipe behind it. True on failure, which is logged.
+    /// Opens the file, a pipe. True on failure, which is logged.
     [[nodiscard]] bool init();
 
-    /// From now on SIGINT and SIGTERM request the stop; a second one ends the process at once. At most one object of
-    /// the process does this; its destruction restores the defaults.
+    /// From now on SIGINT and SIGTERM request a stop; a second one ends the process at once. For one object of the
+    /// process only; its destruction restores the default actions.
     void catchSignals();
 
     /// Makes the file readable. From any thread or signal handler.
     void wake();
 
-    /// The same for a program that is to stop.
+    /// Makes the file readable because the program is to stop. From any thread or signal handler.
     void requestStop();
 
     bool isStopRequested() const { return bStop; }
 
-    /// Waits that long at most. True when the file is readable.
+    /// Waits until the file is readable, at most that long. True when it is.
     bool waitFor(int iMilliseconds) const;
 
     int file() const { return iRead; }

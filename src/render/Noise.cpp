@@ -1,4 +1,4 @@
-// Noise from hashes of integers: in one dimension by octaves, in two on a lattice that wraps.
+// Noise from integer hashes: octaves in one dimension, a periodic lattice in two.
 #include "render/Noise.h"
 
 #include <cmath>
@@ -91,8 +91,8 @@ int BrickColorNoise(uint32_t uColumn, uint32_t uRow, int iRange) {
     return Velk::truncateToInt(0.5f * static_cast<float>(iRange) * (fSum + 1.0f));
 }
 
-// The fraction weighs lattice point x1, the rest its left neighbour x2: at a whole number the value is the limit from
-// the left.
+// The fraction weights lattice point x1, its complement the left neighbour x2, so a whole number gives the value of its
+// left neighbour.
 float SmoothNoise(float x, float y) {
     const int32_t ix = Velk::truncateToInt(x), iy = Velk::truncateToInt(y);
     const float fx = x - static_cast<float>(ix), fy = y - static_cast<float>(iy);

@@ -3,8 +3,8 @@
 #include <cstdint>
 
 // Noise and interpolation, the building blocks of procedural textures. Hashes wrap modulo 2^32; all but
-// NoiseFunctionState are pure. LinearStep, NoiseFunctionState and Turbulence have no caller in the program: they
-// complete the set for textures to come.
+// NoiseFunctionState are pure. The program does not call LinearStep, NoiseFunctionState and Turbulence: they are for
+// future textures.
 
 /// Smooth curve t t (3 - 2t), and its derivative.
 float HermiteCurve(float t);

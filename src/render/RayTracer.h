@@ -24,8 +24,7 @@ class StreamShader;
 ///     rayTracer.renderTile(x, y, 32, 32, pFirst, uStride);
 ///
 /// Order of calls: load, preprocessScene, any number of run, calculatePack, renderTile or traceRay, release. One thread
-/// at a time: rays of const operations, too, share scratch memory. To render on several cores, fork after
-/// preprocessScene.
+/// at a time: even the const operations share scratch memory. To render on several cores, fork after preprocessScene.
 class RayTracer {
  public:
     RayTracer();
@@ -47,32 +46,34 @@ class RayTracer {
     RaytracerParameters parameters;
 
     /// Reads the scene that parameters.szDescFile names, or szSceneDescFile when it is not null; with bOnlyDesc only
-    /// the description and the camera, for the image's size. True on failure, which is logged.
+    /// the description and the camera, for the image's size. A full load frees the scene before. True on failure, which
+    /// is logged; load again before anything else then.
     [[nodiscard]] bool load(const char* szSceneDescFile, bool bOnlyDesc);
 
-    /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Requires a full
-    /// load. True without a scene, or without memory for the tree or for shading, which is logged.
+    /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Once after each
+    /// full load. True when no scene is loaded or when out of memory, which is logged.
     [[nodiscard]] bool preprocessScene();
 
-    /// Frees what was loaded, unless only the description was.
+    /// Frees the image, the scene and the tree; does nothing when only the description was loaded.
     void release();
 
     /// Renders the image and writes it to parameters.szOutFile; a file that cannot be written is logged. True when the
-    /// pack size is 0 or there is no memory for the image, which is logged; nothing is rendered then.
+    /// pack size is 0, the image is too large for a BMP file, or out of memory, which is logged; nothing is rendered
+    /// then.
     [[nodiscard]] bool run();
 
-    /// Renders the tile of uPackSize pixels whose first pixel is (x, y), cut at the image's edges, into a buffer of the
-    /// caller: row by row without gaps, 3 bytes a pixel (blue, green, red).
+    /// Renders the tile of uPackSize x uPackSize pixels whose first pixel is (x, y), clipped to the image, into a
+    /// buffer of the caller: row by row without gaps, 3 bytes a pixel (blue, green, red). Nothing outside the image.
     void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) const;
 
-    /// Renders uColumns x uRows pixels of the image from (x, y) on, 3 bytes a pixel (blue, green, red), into memory of
-    /// the caller: the first pixel at pFirst, each row uStride bytes behind the one before. Requires a tile inside the
-    /// image.
+    /// Renders the tile of uColumns x uRows pixels whose first pixel is (x, y), 3 bytes a pixel (blue, green, red),
+    /// into memory of the caller: the first pixel at pFirst, each row uStride bytes after the one before. Requires a
+    /// tile inside the image.
     void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
                     size_t uStride) const;
 
-    /// The colour seen along a ray that travels in a medium of the given refractive index; 0 to 255 is the visible
-    /// range. uDepth counts the reflections and refractions before it.
+    /// The colour seen along a ray that travels in a medium of the given refractive index, in the range of a pixel: 0
+    /// to 255 and beyond. uDepth counts the reflections and refractions before it.
     Velk::NMVector3f traceRay(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction, unsigned uDepth,
                               float fRefractiveIndex) const;
 
@@ -80,8 +81,8 @@ class RayTracer {
     Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
                                     Velk::NMVector3f* pNormal, AttributeInstance* pAttribute) const;
 
-    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance. Tests and benchmarks
-    /// judge the queries by it and the next; rendering calls neither.
+    /// The nearest face by a search over all faces, null when none is hit within fMaxDistance. This and the next are
+    /// the reference for tests and benchmarks of the queries; rendering calls neither.
     const FaceData* dummyFindTriangle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
                                       RayTestOutput* pOut) const;
 
@@ -94,5 +95,5 @@ class RayTracer {
     void renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
                      size_t uStride) const;
 
-    std::unique_ptr<StreamShader> pShader;  // null without memory, which preprocessScene() finds
+    std::unique_ptr<StreamShader> pShader;  // null when out of memory; preprocessScene() fails then
 };

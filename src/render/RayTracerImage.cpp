@@ -20,8 +20,8 @@ unsigned char toByte(float c) {
 constexpr unsigned BLOCK_EDGE = 32;
 static_assert(BLOCK_EDGE * BLOCK_EDGE <= RayStream::CAPACITY, "a block is one stream");
 
-// The pixels of a block along the Z-order curve: any power of two of neighbours on it makes a square or two, so packets
-// of every size are compact.
+// The pixels of a block along the Z-order curve. Any power of two of neighbours on it covers one square or two, so
+// packets of every size are compact.
 struct ZOrder {
     static constexpr unsigned PIXELS = BLOCK_EDGE * BLOCK_EDGE;
     uint8_t uColumn[PIXELS] = {};

@@ -1,4 +1,4 @@
-// One ray at a time: the colour that it sees, and searches over all faces, by which the queries are judged.
+// One ray at a time: its colour, and the exhaustive searches that are the reference for the queries.
 #include <algorithm>
 
 #include "render/RayTracer.h"
@@ -8,7 +8,7 @@ using Velk::NMVector3f;
 
 NMVector3f RayTracer::traceRay(const NMVector3f& v3Origin, const NMVector3f& v3Direction, unsigned uDepth,
                                float fRefractiveIndex) const {
-    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // no ray goes on from there
+    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // rays of this depth are not followed further
     RayStream& rays = pShader->rays(uDepth);
     rays.uCount = 0;
     rays.add(v3Origin, v3Direction, fMaxDistance);

@@ -18,7 +18,7 @@ struct RaytracerParameters {
     float fMortarWidth = 20.0f;
     bool bDirt = false;
     bool bCustomCamera = false;      // the two vectors below replace the camera file's view
-    bool bCustomResolution = false;  // the size below was given, and replaces the camera file's
+    bool bCustomResolution = false;  // the size below replaces the camera file's
     bool bResetCache = false;
     Velk::NMVector3f v3CameraPosition{};
     Velk::NMVector3f v3CameraLook{};

@@ -6,8 +6,8 @@ class RayQueries;
 class Scene;
 struct RaytracerParameters;
 
-/// Everything that shading reads of a render, and all that it knows of it. The owner keeps the parts alive and does not
-/// change them while rays are traced.
+/// The parts of a render that shading reads; it knows nothing else of the renderer. The owner keeps them alive and does
+/// not change them while rays are traced.
 struct ShadingContext {
     const Scene& scene;
     const Attributes& attributes;

@@ -1,5 +1,5 @@
-// Streams of rays: which of them reach a light, what they see, and which rays they send on. D, P, N, S, L and H are
-// those of Surface.h.
+// Shading of streams: hits, lights with their shadow rays, reflection and refraction. D, P, N, S, L and H are those of
+// Surface.h.
 #include "render/StreamShader.h"
 
 #include <cmath>
@@ -22,7 +22,7 @@ const NMVector3f* StreamShader::trace(unsigned uDepth) {
     makeSurfaces(level);
     sumLights(level);
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
-        // The sum with black turns -0 into 0, as in a colour that more is added to.
+        // Adding black turns -0 into 0, as the sum of a single ray's contributions does.
         level.v3Colours[level.uSurfaceRays[u]] = NMVector3f{} + level.surfaces[u].S * brightness(level.fSums[u]);
     }
     if (uDepth < MAX_RECURSION) {
@@ -46,8 +46,8 @@ void StreamShader::makeSurfaces(Level& level) const {
     }
 }
 
-// Adds up the lights that each surface faces and that no face hides, light by light, so that the shadow rays to one
-// light travel together.
+// Adds up the lights that each surface faces and that no face hides. Goes light by light, so that all shadow rays of a
+// stream converge at one point.
 void StreamShader::sumLights(Level& level) {
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         const Surface& surface = level.surfaces[u];
@@ -65,7 +65,7 @@ void StreamShader::sumLights(Level& level) {
             if (!(incidence.fCosine[u] >= 0.0f)) continue;
             uShaded[shadows.uCount] = u;
             const NMVector3f L{incidence.L[0][u], incidence.L[1][u], incidence.L[2][u]};
-            // One unit off the surface, or it would hide itself.
+            // Starts one unit off the surface, which would shadow itself otherwise.
             shadows.add(level.surfaces[u].P + L, L, incidence.fDistance[u]);
         }
         context.queries.findObstacles(shadows, bBlocked);
@@ -79,8 +79,8 @@ void StreamShader::sumLights(Level& level) {
     }
 }
 
-// What a light means to each surface. Surfaces that it does not reach are computed, too: several at once take less time
-// than those alone.
+// The incidence of a light on each surface. Surfaces that face away are computed too: the vectorised loop is faster
+// than one that skips them.
 void StreamShader::findIncidence(const Light& light, uint32_t uSurfaces) {
     const float fDomainFactor = context.scene.fDomainFactor;
     for (uint32_t u = 0; u < uSurfaces; ++u) {
@@ -101,7 +101,7 @@ void StreamShader::findIncidence(const Light& light, uint32_t uSurfaces) {
     }
 }
 
-// Traces the rays that wait one depth further on and mixes what each sees into the colour of the ray that sent it.
+// Traces the rays of the next depth and mixes what each sees into the colour of its parent.
 template <typename Mix>
 void StreamShader::follow(unsigned uDepth, const Mix& mix) {
     Level &level = levels[uDepth], &next = levels[uDepth + 1];

@@ -11,18 +11,18 @@
 
 struct Light;
 
-/// Finds the colours that streams of rays see: all rays of one depth are traced together, then all shadow rays to one
-/// light, then all reflected and all refracted rays. For each ray it does what shading one ray alone does, with the
-/// same operations in the same order. Holds the scratch memory of all depths, about a megabyte; serves one stream at a
-/// time.
+/// Finds the colours that streams of rays see: traces all rays of one depth together, then all shadow rays to one
+/// light, then all reflected and all refracted rays. The operations on each ray, and their order, are those of shading
+/// it alone, so the colours are the same to the bit. Holds the scratch memory of all depths, about a megabyte; serves
+/// one stream at a time.
 class StreamShader {
  public:
-    static constexpr unsigned MAX_RECURSION = 4;  // deepest ray that still reflects and refracts is one less
+    static constexpr unsigned MAX_RECURSION = 4;  // depth of the last rays, which do not reflect or refract
 
     explicit StreamShader(const ShadingContext& source) : context(source) {}
 
-    /// The stream to fill with the rays of one depth before trace(). Every ray also needs its medium. The rays that a
-    /// ray sends on are as long as itself.
+    /// The stream to fill with the rays of one depth before trace(). Every ray also needs its medium. Reflected and
+    /// refracted rays have the maximum length of the ray that they come from.
     RayStream& rays(unsigned uDepth) {
         assert(uDepth <= MAX_RECURSION);
         return levels[uDepth].rays;
@@ -35,22 +35,22 @@ class StreamShader {
     const Velk::NMVector3f* trace(unsigned uDepth);
 
  private:
-    // Nothing is initialised but the counts of rays: levels that no ray reaches take no memory.
+    // Only the counts are initialised, so the system need not provide the pages of depths that no ray reaches.
     struct Level {
         RayStream rays;
         float fMedium[RayStream::ROOM];
         uint32_t uFaces[RayStream::ROOM];
         RayTestOutput hits[RayStream::ROOM];
         Velk::NMVector3f v3Colours[RayStream::ROOM];
-        uint32_t uParents[RayStream::ROOM];  // the surfaces of the level above that the rays start from
+        uint32_t uParents[RayStream::ROOM];  // the surfaces of the depth above that the rays start from
         uint32_t uSurfaces;
-        Surface surfaces[RayStream::ROOM];       // of the rays that hit a face
-        uint32_t uSurfaceRays[RayStream::ROOM];  // and the ray of each
-        float fSums[RayStream::ROOM];            // and the sum of the lights that reach it
+        Surface surfaces[RayStream::ROOM];       // one for each ray that hit a face
+        uint32_t uSurfaceRays[RayStream::ROOM];  // that ray
+        float fSums[RayStream::ROOM];            // the sum of the lights that reach the surface
     };
 
-    /// The surfaces and what one light means to each, component by component, so that the compiler makes vectors of
-    /// them.
+    /// The surfaces and the incidence of one light on each, component by component, so that the compiler can vectorise
+    /// the loop over them.
     struct Incidence {
         float P[3][RayStream::ROOM], N[3][RayStream::ROOM], D[3][RayStream::ROOM], fSide[RayStream::ROOM];
         float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fIrradiance[RayStream::ROOM];

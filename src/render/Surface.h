@@ -7,9 +7,8 @@
 #include "scene/Attributes.h"
 #include "scene/FaceData.h"
 
-/// The shading of one point: what a face, its material and the brick texture say of the point that a ray hit. The
-/// letters are those of the shading formulas: D direction of the ray, P point, N normal, S surface colour, L direction
-/// to the light, H half-way vector.
+/// The shading data of a hit point, from its face, material and texture. The letters are those of the shading formulas:
+/// D direction of the ray, P point, N normal, S surface colour, L direction to the light, H half-way vector.
 struct Surface {
     Velk::NMVector3f P, N, S;  // N need not be a unit vector
     float fSide;               // 1 when the front was hit, -1 otherwise
@@ -17,7 +16,7 @@ struct Surface {
 
     /// What a light adds for each unit of irradiance; fCosine is (N . L) and fHalfway (N . H), both times fSide.
     float reflected(float fCosine, float fHalfway) const {
-        // A material without highlights skips the power, which is finite for a base up to 1: zero times it is zero.
+        // A material without highlights skips the power. It is finite for a base of at most 1, so it would add 0.
         if (fKs == 0.0f && fabsf(fHalfway) <= 1.0f) return fKd * fCosine;
         return fKd * fCosine + fKs * powf(fHalfway, fExponent);
     }

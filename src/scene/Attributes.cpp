@@ -29,7 +29,7 @@ constexpr Property flag(const char* szKeyword, uint32_t uFlag, const char* szVal
     return {szKeyword, VALUE_SWITCH, 0, uFlag, szValue};
 }
 
-// The first keyword of this list that occurs in a line decides what the line is, so the order matters.
+// The first keyword of this list that occurs in a line decides what the line sets, so the order matters.
 constexpr Property g_properties[] = {
     number("kd", offsetof(AttributeInstance, fKd)),
     number("ks", offsetof(AttributeInstance, fKs)),
@@ -64,7 +64,7 @@ void store(AttributeInstance& working, size_t uOffset, T value) {
     memcpy(reinterpret_cast<char*>(&working) + uOffset, &value, sizeof(value));
 }
 
-// Reads the whole numbers behind the keyword. Returns false when there are fewer than uCount.
+// Reads the whole numbers after the keyword. False when there are fewer than uCount.
 bool takeIntegers(Velk::LineReader& reader, const char* szLine, int64_t* pValues, unsigned uCount) {
     const char* szRest = nullptr;
     if (Velk::readIntegers(Velk::skipWord(szLine), pValues, uCount, &szRest) != uCount) return false;
@@ -110,8 +110,8 @@ Velk::Refusal parseProperty(Velk::LineReader& reader, const Property& property, 
     return {};
 }
 
-// The property that a line sets, null for none. Keywords are looked for anywhere in the line, so a word that merely
-// contains one counts: that is hardly meant.
+// The property that a line sets, null for none. A keyword counts anywhere in the line, even inside another word. The
+// latter is probably a mistake, so it is warned of.
 const Property* findProperty(Velk::LineReader& reader, const char* szLine) {
     for (const Property& property : g_properties) {
         const char* szFound = strstr(szLine, property.szKeyword);
@@ -148,7 +148,7 @@ Velk::Refusal Attributes::takeLine(Velk::LineReader& reader, const char* szLine,
     if (!pProperty) return {};
     if (pProperty->kind == VALUE_END) {
         bInside = false;
-        // A record without memory is dropped; the faces that want it will not find it.
+        // Out of memory: the material is dropped, and RayTracer::load refuses a scene whose faces refer to it.
         if (vAttributes.PushBack(working)) {
             const uint64_t uRecords = uint64_t{vAttributes.uSize} + vAttributes.uGrowBy;
             Velk::memoryError(uRecords * sizeof(AttributeInstance), "the material \"%s\"", working.szName);
@@ -158,7 +158,7 @@ Velk::Refusal Attributes::takeLine(Velk::LineReader& reader, const char* szLine,
 }
 
 bool Attributes::loadAttributes(const char* szFile) {
-    static_cast<void>(vAttributes.create(4, 4));  // without memory the first record tries again
+    static_cast<void>(vAttributes.create(4, 4));  // on failure the first PushBack tries again
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", szFile);

@@ -18,7 +18,7 @@ enum AttributeFlag : uint32_t {
     AF_SMOOTH = 0x80,
 };
 
-/// One material. What its block in the file does not set is 0.
+/// One material. Properties that its block in the file does not set are 0.
 struct AttributeInstance {
     char szName[40];
     float fKd;   // diffuse
@@ -48,7 +48,8 @@ class Attributes {
     Attributes(const Attributes&) = delete;
     Attributes& operator=(const Attributes&) = delete;
 
-    /// Reads an attribute file. True on failure, which is logged with the line; the records before it stay.
+    /// Reads an attribute file. Requires that none is loaded. True on failure, which is logged with the line; the
+    /// materials before it stay. A material for which there is no memory is dropped, which is logged too.
     [[nodiscard]] bool loadAttributes(const char* szFile);
 
     void releaseAttributes();

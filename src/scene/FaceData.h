@@ -5,22 +5,22 @@
 
 #include "base/Vectors.h"
 
-/// Axis behind axis a is g_modulo[a + 1], the one before it g_modulo[a + 2].
+/// The next axis after a is g_modulo[a + 1], the one before it g_modulo[a + 2], cyclically.
 constexpr uint8_t g_modulo[5] = {0, 1, 2, 0, 1};
 
-/// Stands for "no index" in the acceleration structures and the settings.
+/// "No index" in the acceleration structures and the settings.
 constexpr uint32_t NO_INDEX = 0xFFFFFFFFu;
 
 struct SceneVertex {
     Velk::NMVector3f v3Position;
     Velk::NMVector3f v3Normal;  // zero until the faces are preprocessed, and when no sound face uses the vertex
 };
-static_assert(sizeof(SceneVertex) == 24, "two vectors and nothing else");
+static_assert(sizeof(SceneVertex) == 24, "two vectors");
 
 /// One triangle. The loader fills the first four fields, Scene::precalculateFaces() the rest. With A, B, C the
 /// vertices, k the projection axis, ku and kv the next two, e1 = A - C, e2 = B - C and D = e1[ku] e2[kv] - e2[ku]
-/// e1[kv]. An unsound face (no area, or a value that is not finite) has a zero normal and an fNd that is not a number,
-/// which every ray test rejects.
+/// e1[kv]. An unsound face (no area, or a value that is not finite) has a zero normal and an fNd that is NaN, so every
+/// ray test rejects it.
 struct alignas(8) FaceData {
     const SceneVertex* pA;  // into the scene's vertices
     const SceneVertex* pB;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Reads the number of lights. Null when the line gives one, or what is wrong with it.
+// Reads the number of lights. Returns what is wrong with the line, or null when it is correct.
 const char* readCount(Velk::LineReader& reader, const char* szLine, uint32_t& uLights) {
     int64_t iCount = 0;
     const char* szRest = nullptr;

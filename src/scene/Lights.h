@@ -25,8 +25,8 @@ class Lights {
     Lights(const Lights&) = delete;
     Lights& operator=(const Lights&) = delete;
 
-    /// Reads a lights file. Fewer lights than announced are kept with a warning, more are not looked at. True on
-    /// failure, which is logged with the line.
+    /// Reads a lights file. Requires that none are loaded. Warns when there are fewer lights than declared, and when
+    /// there are more, which are ignored. True on failure, which is logged with the line; the lights before it stay.
     [[nodiscard]] bool loadLights(const char* szFile);
 
     void releaseLights();

@@ -54,7 +54,7 @@ bool readVector(Velk::LineReader& reader, const char* szLine, NMVector3f& v3) {
     return false;
 }
 
-// Doubles the storage when it is full. A record for which there is no memory is dropped.
+// Doubles the storage when it is full. A record is dropped when memory runs out, which is logged.
 template <typename Record>
 void append(Velk::NDataVector<Record>& records, const Record& record) {
     if (records.uSize == records.uCapacity) records.uGrowBy = records.uCapacity ? records.uCapacity : FIRST_RECORDS;
@@ -62,8 +62,7 @@ void append(Velk::NDataVector<Record>& records, const Record& record) {
     Velk::memoryError((uint64_t{records.uSize} + records.uGrowBy) * sizeof(Record), "\"%s\"", record.szName);
 }
 
-// Takes the lines of a file, block by block. The take functions return what is wrong with a line that is not what the
-// format asks for, null when it is fine.
+// Parses a file line by line. Each take function returns what is wrong with the line, or null when it is correct.
 class OldLightsParser {
  public:
     explicit OldLightsParser(Velk::LineReader& source) : reader(source) {}

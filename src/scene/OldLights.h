@@ -4,8 +4,8 @@
 
 #include "scene/Lights.h"
 
-/// Reads lights in the older format, where definitions of lights are placed by fixtures, and writes them in the current
-/// one. A converter: the renderer uses Lights only.
+/// Reads lights in the older format, where fixtures place light definitions, and writes them in the current one. For
+/// the converter: the renderer uses Lights only.
 class OldLights {
  public:
     bool bLoaded = false;
@@ -17,7 +17,7 @@ class OldLights {
     OldLights(const OldLights&) = delete;
     OldLights& operator=(const OldLights&) = delete;
 
-    /// Reads a file in the older format: one light for each fixture, in their order. Numbers that a block leaves out
+    /// Reads a file in the older format: one light for each fixture, in file order. Numbers that a block does not give
     /// are 0. True on failure, which is logged with the line; there are no lights then.
     [[nodiscard]] bool loadLights(const char* szFile);
 

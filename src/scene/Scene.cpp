@@ -17,13 +17,13 @@ using Velk::Refusal;
 
 namespace {
 
-constexpr float BOUNDS_MARGIN = 0.1f;      // keeps every side of the bounds above zero
+constexpr float BOUNDS_MARGIN = 0.1f;      // so that flat meshes have bounds with a volume
 constexpr float DOMAIN_EXTENT = 10000.0f;  // longest side of the scaled bounds
 constexpr uint32_t FACE_ALIGNMENT = 16;
 
 enum Section { VERTEX_COUNT, VERTICES, TRIANGLE_COUNT, TRIANGLES, ATTRIBUTES, FINISHED };
 
-// Takes the lines of a geometry file into a scene.
+// Parses a geometry file line by line into a scene.
 class SceneParser {
  public:
     SceneParser(Scene& target, Velk::LineReader& source, const char* szSource)
@@ -51,7 +51,7 @@ class SceneParser {
         }
     }
 
-    // Drops the triangles that never came, and says what a file that ended early left out.
+    // Drops the missing triangles of a file that ended early, with a warning.
     void finish() {
         if (section == VERTICES) uVerticesFound = uItem;
         if (section == TRIANGLES) uTrianglesFound = uItem;
@@ -70,7 +70,7 @@ class SceneParser {
         uItem = 0;
     }
 
-    // Reads "WORD %d" or "%d". Returns what is wrong with the line, null when it gives a count.
+    // Reads "WORD %d" or "%d". Returns what is wrong with the line, or null when it is correct.
     const char* readCount(const char* szLine, const char* szWord, uint32_t& uCount) {
         const size_t uWord = strlen(szWord);
         const char* szRest = nullptr;
@@ -96,7 +96,7 @@ class SceneParser {
         Velk::preferLargePages(scene.pVertices, static_cast<size_t>(uBytes));
         std::fill_n(scene.pVertices, uCount, SceneVertex{});
         scene.uVertexCount = uCount;
-        enter(uCount ? VERTICES : FINISHED);  // nothing behind could be rendered
+        enter(uCount ? VERTICES : FINISHED);  // nothing after it could be rendered
         return {};
     }
 

@@ -16,7 +16,7 @@ class Scene {
     Velk::NAlignedArray<FaceData> vFaces;  // owned, 16-byte aligned
     Velk::BoxAABB boxScene{};              // bounds with a margin
     Velk::NMVector3f v3Center{};           // of the bounds
-    float fDiagonal = 0.0f;                // of the bounds, whole
+    float fDiagonal = 0.0f;                // length of the bounds' diagonal
     float fDomainFactor = 0.0f;            // by which the mesh was scaled
 
     Scene() = default;
@@ -24,9 +24,9 @@ class Scene {
     Scene(const Scene&) = delete;
     Scene& operator=(const Scene&) = delete;
 
-    /// Reads a geometry file into an empty scene. A file that ends early is taken with what it had: vertices that never
-    /// came are 0, triangles that never came are dropped, and a warning says so. True on failure, which is logged with
-    /// the line; the scene is empty then.
+    /// Reads a geometry file into an empty scene. A file that ends early is accepted with a warning: missing vertices
+    /// are 0 and missing triangles are dropped. True on failure, which is logged with the line; the scene is empty
+    /// then.
     [[nodiscard]] bool loadScene(const char* szFile);
 
     void releaseScene();
@@ -43,8 +43,8 @@ class Scene {
     /// Completes every face record and the vertex normals. Requires vertex normals that are zero.
     void precalculateFaces();
 
-    /// Tests a ray against a face by projection; true when it is met at 0 <= t <= fMaxT. *pOut may hold values of a
-    /// face that was rejected.
+    /// Tests a ray against a face by projection; true for a hit at 0 <= t <= fMaxT. *pOut may be partly written when
+    /// there is none.
     bool testTriangle(const FaceData* pFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
                       float fMaxT, RayTestOutput* pOut) const;
 
@@ -52,8 +52,8 @@ class Scene {
     bool testTriangle(unsigned uFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
                       RayTestOutput* pOut) const;
 
-    /// Tests by edges, after Möller and Trumbore 1997. Its weights are those of B and C, its front is testTriangle's
-    /// back, and a negative t is not rejected: the searches cannot use it.
+    /// The edge test of Möller and Trumbore 1997. Its weights are those of B and C, its front is testTriangle's back,
+    /// and it accepts a negative t, so the searches cannot use it.
     bool rayTriangleTestFast(const FaceData* pFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
                              float fMaxT, RayTestOutput* pOut) const;
     bool rayTriangleTestFast(unsigned uFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,

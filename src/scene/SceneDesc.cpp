@@ -11,7 +11,7 @@
 
 namespace {
 
-// Warns of what makes a path that will not be found.
+// Warns of a path that is missing or will probably not be found.
 void checkPath(const char* szFile, unsigned uLine, const char* szWhat, const char* szPath, bool bRead, bool bCut) {
     const size_t uLength = strlen(szPath);
     if (!bRead || !uLength) {

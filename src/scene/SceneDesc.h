@@ -9,8 +9,8 @@ class SceneDesc {
     char szCameraFile[256] = "";
     char szLightsFile[256] = "";
 
-    /// Reads the four lines geometry, camera, attributes, lights. A missing line leaves its field as it was: the loader
-    /// that gets the empty path reports it. True on failure, which is logged.
+    /// Reads four lines: geometry, camera, attributes, lights. A missing line is warned of and leaves its path
+    /// unchanged, so the loader that is given an empty path fails. True on failure, which is logged.
     [[nodiscard]] bool loadDescription(const char* szFile);
 
     /// Cuts a text at its first carriage return or line feed.

@@ -71,7 +71,7 @@ bool isSound(const FaceData& face, const AngleNormals& normals) {
     return isFinite(face.v3Normal) && isFinite(normals.v3A) && isFinite(normals.v3B) && isFinite(normals.v3C);
 }
 
-// Keeps the bounds and makes every ray test fail: t comes out as not a number.
+// Keeps the bounds and makes every ray test fail: t becomes NaN.
 void makeUnsound(FaceData& face) {
     face.v3Normal = face.v3TexU = face.v3TexV = NMVector3f{};
     face.uAxis = 0;
@@ -101,12 +101,12 @@ void Scene::precalculateFaces() {
     for (uint32_t u = 0; u < uVertexCount; ++u) {
         NMVector3f& v3Normal = pVertices[u].v3Normal;
         const float fLength = length(v3Normal);
-        // No sound face here, or faces that cancel each other: no normal is better than one that is not a number.
+        // No sound face uses the vertex, or the faces cancel each other: better a zero normal than NaN.
         v3Normal = fLength > 0.0f ? v3Normal / fLength : NMVector3f{};
     }
 }
 
-// Every rejection is written so that a value that is not a number is rejected too.
+// Every comparison is written so that NaN is rejected.
 bool Scene::testTriangle(const FaceData* pFace, const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxT,
                          RayTestOutput* pOut) const {
     const FaceData& face = *pFace;

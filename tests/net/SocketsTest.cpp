@@ -133,7 +133,7 @@ TEST_F(SocketsTest, ConnectingGoesOnAndSaysWhereAndWhyAndHowOften) {
     times.iLongestPause = 2;
     times.reportInterval = std::chrono::milliseconds(10);
     bool bStopped = true;
-    std::thread connecting([&] { bStopped = connectInTheEnd(client, "127.0.0.1", uPort, wakeup, times); });
+    std::thread connecting([&] { bStopped = connectWithRetries(client, "127.0.0.1", uPort, wakeup, times); });
     const std::string sReport = "No server at 127.0.0.1:" + std::to_string(uPort) + " yet: Connection refused, ";
     EXPECT_TRUE(waitUntil([&] { return contains(takeLog(), sReport); }));
     EXPECT_TRUE(waitUntil([&] { return !server.initServer(uPort, 1); }));
@@ -141,7 +141,7 @@ TEST_F(SocketsTest, ConnectingGoesOnAndSaysWhereAndWhyAndHowOften) {
     EXPECT_FALSE(bStopped);
     EXPECT_TRUE(client.bConnected);
     wakeup.requestStop();
-    EXPECT_TRUE(connectInTheEnd(client, "127.0.0.1", uPort, wakeup, times));
+    EXPECT_TRUE(connectWithRetries(client, "127.0.0.1", uPort, wakeup, times));
 }
 
 TEST_F(SocketsTest, ClientsThatComeAndGoUnservedUseUpNoFiles) {

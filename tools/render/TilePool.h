@@ -20,7 +20,7 @@ class TilePool {
     TilePool(const TilePool&) = delete;
     TilePool& operator=(const TilePool&) = delete;
 
-    /// Makes a black picture, cut into tiles of uEdge pixels. True without memory.
+    /// Makes a black picture, cut into tiles of uEdge pixels. True when out of memory.
     [[nodiscard]] bool create(uint32_t uNewWidth, uint32_t uNewHeight, uint32_t uEdge);
     void release();
 

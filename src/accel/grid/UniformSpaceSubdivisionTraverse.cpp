@@ -13,7 +13,7 @@ namespace {
 
 constexpr unsigned NO_AXIS = 3;
 constexpr float NEVER = 1e20f;             // boundary distance on an axis along which the ray does not move
-constexpr float HALF_ULP = 5.9604645e-8f;  // 2^-24, the most that one rounding changes, relatively
+constexpr float HALF_ULP = 5.9604645e-8f;  // 2^-24, the largest relative error of one rounding
 constexpr float HIT_ROUNDINGS = 32.0f;     // how far off the face's plane a ray test can accept a point, in half ulps
 
 unsigned outcode(const NMVector3f& P, const NMVector3f& v3Min, const NMVector3f& v3Max) {
@@ -25,8 +25,8 @@ unsigned outcode(const NMVector3f& P, const NMVector3f& v3Min, const NMVector3f&
     return uCode;
 }
 
-// Finds where a ray from outside enters the box, by the slab method. The comparisons are products of exact differences,
-// in double, so a ray that only touches an edge is kept and one that passes it is not. FALSE when it misses.
+// Finds where a ray from outside enters the box, by the slab method. Compares products of exact differences in double,
+// so a ray that just touches an edge hits the box and one that just passes it misses. FALSE when it misses.
 bool findEntry(const NMVector3f& O, const NMVector3f& D, const Velk::BoxAABB& box, double& dT) {
     double dNear[3], dFar[3], dSpeed[3];
     unsigned uSlabs = 0;
@@ -64,8 +64,8 @@ bool UniformSpaceSubdivision::setUpTriangleSearch(const NMVector3f& v3Origin, co
     return startWalk(v3Origin, v3Dir, {v3Min, v3Max});
 }
 
-// Sets up a walk that begins where the ray enters the given box around the grid. A start point outside the grid is
-// given the nearest voxel. FALSE when the ray misses the box.
+// Starts a walk where the ray enters the given box around the grid, in the voxel nearest to that point. FALSE when the
+// ray misses the box.
 bool UniformSpaceSubdivision::startWalk(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const Velk::BoxAABB& box) {
     NMVector3f P = v3Origin;
     fTStart = 0.0f;
@@ -93,7 +93,7 @@ bool UniformSpaceSubdivision::startWalk(const NMVector3f& v3Origin, const NMVect
     return true;
 }
 
-// Crosses the boundary at fT on one axis. FALSE when that leaves the grid.
+// Crosses the boundary at fT on one axis. FALSE when the walk leaves the grid.
 bool UniformSpaceSubdivision::step(unsigned uAxis, float fT) {
     vVoxel[uAxis] += vStep[uAxis];
     v3TLast[uAxis] = fT;
@@ -128,8 +128,9 @@ bool UniformSpaceSubdivision::checkPointInVoxel(const NMVector3f& v3Point) {
     return outcode(v3Point, v3VoxelMin, v3VoxelMax) == 0;
 }
 
-// How far rounding can carry a ray across the boundaries on each axis, as a distance and in units of its parameter. On
-// an axis along which it does not move, the two flags say whether it runs that close to the voxels behind or ahead.
+// How far rounding can carry a ray across the boundaries of each axis, as a distance and in units of the ray parameter.
+// For an axis along which the ray does not move, the two flags say whether it runs that close to the voxels behind or
+// ahead.
 struct UniformSpaceSubdivision::Tolerance {
     NMVector3f v3Distance;
     NMVector3f v3T;
@@ -137,14 +138,14 @@ struct UniformSpaceSubdivision::Tolerance {
     bool bAhead[3];
 };
 
-// How far from a voxel of a face's the point can lie at which a ray hits the face:
-//  - boundary parameters are sums of as many terms as boundaries were crossed, each rounded;
-//  - the hit's parameter is rounded, from the ray's coordinates and the plane's, and so is the hit;
-//  - faces that are no strays are hit at most STRAY_ROUNDINGS beside themselves, and the overlap test, whose normal is
-//    as unsure as theirs, misses less than twice as much.
-// What the six decimals of the cache file round off is less than that, in a domain of 10000 units.
+// Bounds the distance between the point where a ray hits a face and the voxels that list the face:
+//  - a boundary's parameter is a sum of one rounded term for each boundary crossed;
+//  - the hit's parameter is rounded, as are the coordinates that it is computed from, and so is the hit;
+//  - a face that is no stray is hit at most STRAY_ROUNDINGS away from it; the overlap test, whose normal has the same
+//    error, is wrong by less than twice as much.
+// The six decimals of the cache file cause a smaller error than these, in a domain of 10000 units.
 //
-// True when that may carry the ray across half a voxel, so that the voxels say nothing about it.
+// True when the bound exceeds half a voxel, so that the voxels cannot narrow the search.
 bool UniformSpaceSubdivision::measureTolerance(const NMVector3f& v3Origin, const NMVector3f& v3Dir,
                                                Tolerance& tolerance) const {
     NMVector3f v3Reach;
@@ -163,8 +164,7 @@ bool UniformSpaceSubdivision::measureTolerance(const NMVector3f& v3Origin, const
     return bTooWide;
 }
 
-// Begins the walk of a query: rays that pass the grid so close that rounding may take them inside are let in. FALSE
-// when the ray misses.
+// Starts the walk of a query. A ray that passes within the tolerance of the grid is let in. FALSE when it misses.
 bool UniformSpaceSubdivision::startQuery(const NMVector3f& v3Origin, const NMVector3f& v3Dir, Tolerance& tolerance) {
     const NMVector3f& v3Distance = tolerance.v3Distance;
     if (!startWalk(v3Origin, v3Dir, {v3Min - v3Distance, v3Max + v3Distance})) return false;
@@ -198,11 +198,10 @@ bool UniformSpaceSubdivision::testNeighbours(const bool* pBehind, const bool* pA
     return false;
 }
 
-// Walks the voxels along the ray, after Amanatides and Woo 1987, until a boundary is crossed beyond fEnd, which
-// testFace(face index) may lower, or until testFace returns true. What is added to the method: every ray tests the
-// strays, also one that misses the grid; and where rounding leaves open which of two boundaries the ray crosses first,
-// or on which side of one it runs, the faces on the other side are tested too. One step reads four bytes of voxel, and
-// a record only if there is one.
+// Walks the voxels along the ray, after Amanatides and Woo 1987, until it crosses a boundary beyond fEnd, which
+// testFace(face index) may lower, or until testFace returns true. Two additions make the answers exact: every ray tests
+// the strays, even one that misses the grid; and where rounding leaves open which of two boundaries the ray crosses
+// first, or on which side of one it runs, the faces on the other side are tested too.
 template <typename TestFace>
 void UniformSpaceSubdivision::search(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const float& fEnd,
                                      const TestFace& testFace) {
@@ -232,7 +231,7 @@ void UniformSpaceSubdivision::search(const NMVector3f& v3Origin, const NMVector3
         }
         if (bAny && testNeighbours(bBehind, bAhead, testFace)) return;
         if (!step(uOut, fOut)) {
-            // Rounding may keep the ray in the outermost voxels for as long as it stays close to them.
+            // Within the tolerance the ray may still be inside, so the walk stays in the outermost voxels.
             vVoxel[uOut] -= vStep[uOut];
             v3TLast[uOut] = INFINITY;
             fLeave = std::min(fLeave, fOut + v3Tol[uOut]);

@@ -9,14 +9,14 @@
 
 class Scene;
 
-/// The voxels of a uniform grid and the faces that overlap each: what the builder makes and the cache file holds. A
-/// plain record: the owner must call releaseVoxels().
+/// The voxels of a uniform grid and the faces that overlap each, as the builder makes them and the cache file stores
+/// them. A plain record: the owner must call releaseVoxels().
 struct VoxelGrid {
     using FaceIndices = Velk::NDataVector<unsigned int>;  // ascending
 
     const Scene* pScene = nullptr;
     Velk::NDataVector<FaceIndices> cells;  // one record for each voxel that has faces, in voxel order
-    Velk::NAlignedArray<uint32_t> hashes;  // for each voxel its index in cells, NO_INDEX without faces
+    Velk::NAlignedArray<uint32_t> hashes;  // for each voxel its index in cells, NO_INDEX when it has no faces
     Velk::NMVector3f v3Min{};
     Velk::NMVector3f v3Max{};
     Velk::NMVector3f v3Size{};  // of one voxel

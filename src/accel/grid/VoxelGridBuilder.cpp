@@ -19,12 +19,12 @@ constexpr uint32_t HASH_ALIGNMENT = 32;
 constexpr uint32_t CELL_STEP = 10;
 constexpr uint32_t FACE_STEP = 4;
 
-// Only a box with an axis that is too thin for a single voxel can ask for more voxels than there are faces. This many
-// it gets in any case.
+// Only a box too thin on some axis for a single voxel gives more voxels than there are faces. This many are always
+// allowed.
 constexpr uint32_t VOXELS_GRANTED = 1u << 22;
 
-// A voxel's centre, its half-extent and a vertex relative to it are each rounded by half a unit in the last place of
-// the largest coordinate. This is more than all of them.
+// A voxel's centre, its half-extent and a vertex relative to the centre are each rounded by half an ulp of the largest
+// coordinate. This is more than their sum.
 constexpr float BOUNDS_MARGIN = 8.0f * FLT_EPSILON;
 
 // A face that overlaps a voxel.
@@ -34,10 +34,10 @@ struct Listing {
 };
 
 // The voxels along one axis: voxel i reaches from boundary i to boundary i + 1. The boundaries are running sums, not
-// products, and what the voxels list depends on their last bits.
+// products: the voxels' lists depend on their last bits.
 class VoxelRow {
  public:
-    // True without memory.
+    // True when out of memory.
     bool create(float fMin, float fSize, int32_t iVoxelCount) {
         iVoxels = iVoxelCount;
         pBoundaries.reset(new (std::nothrow) float[static_cast<size_t>(iVoxels) + 1]);
@@ -51,8 +51,7 @@ class VoxelRow {
     float centre(uint32_t u) const { return (pBoundaries[u] + pBoundaries[u + 1]) * 0.5f; }
     float half(uint32_t u) const { return (pBoundaries[u + 1] - pBoundaries[u]) * 0.5f; }
 
-    // The voxels from uFirst up to uEnd that a face of these bounds can touch; all of them where NaN or an infinity
-    // leaves it open.
+    // The voxels from uFirst up to uEnd that a face of these bounds can touch; all of them for NaN and infinities.
     void findRange(float fLow, float fHigh, uint32_t& uFirst, uint32_t& uEnd) const {
         const float *pLows = pBoundaries.get(), *pHighs = pLows + 1;
         uFirst = static_cast<uint32_t>(std::lower_bound(pHighs, pHighs + iVoxels, fLow - fMargin) - pHighs);
@@ -70,7 +69,7 @@ class FaceLister {
  public:
     explicit FaceLister(const VoxelGrid& source) : grid(source) {}
 
-    // True without memory.
+    // True when out of memory.
     bool create() {
         bool bFailed = false;
         for (unsigned a = 0; a < 3; ++a) {
@@ -79,7 +78,7 @@ class FaceLister {
         return bFailed;
     }
 
-    // Appends the voxels that a face overlaps, in voxel order. True without memory.
+    // Appends the voxels that a face overlaps, in voxel order. True when out of memory.
     bool list(uint32_t uFace, Velk::NDataVector<Listing>& listings) const {
         const FaceData& face = grid.pScene->vFaces[uFace];
         const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
@@ -112,7 +111,7 @@ class FaceLister {
     VoxelRow rows[3];
 };
 
-// Turns listings in face order into one record for each voxel that has any. True without memory.
+// Turns listings in face order into one record for each voxel that has any. True when out of memory.
 bool sortListings(const Velk::NDataVector<Listing>& listings, VoxelGrid& grid) {
     Velk::NAlignedArray<uint32_t>& hashes = grid.hashes;
     for (uint32_t& uCount : hashes) uCount = 0;

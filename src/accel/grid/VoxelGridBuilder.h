@@ -2,6 +2,6 @@
 
 #include "accel/grid/VoxelGrid.h"
 
-/// Builds the grid of the preprocessed scene in grid.pScene, about one voxel for each face. The outcome is that of
-/// testing each face against each voxel. True without memory, with some voxels left to release.
+/// Builds the grid of the preprocessed scene in grid.pScene, about one voxel for each face. The result is that of
+/// testing each face against each voxel. True when out of memory; the caller must release the voxels then, too.
 [[nodiscard]] bool buildVoxelGrid(VoxelGrid& grid);

@@ -25,8 +25,8 @@ namespace {
 
 constexpr float SIZE_TOLERANCE = 1e-3f;  // relative; the file rounds to six decimals
 
-// The whole text of a file, read through once. A voxel's line can be of any length. Every function returns true when
-// something else stands there.
+// Parses the whole text of a file: a voxel's line can be of any length. Every function returns true when the text is
+// not what it expects.
 class CacheText {
  public:
     explicit CacheText(const char* szPath) {
