@@ -110,7 +110,7 @@ void expectExactAnswers(Random& random, Grid& grid, const RayTracer& judge, cons
         ASSERT_TRUE(judge.scene.testTriangle(pFace, O, D, fNearest, &again));
         ASSERT_EQ(memcmp(&hit.v3Hit, &again.v3Hit, sizeof(hit.v3Hit)), 0);
         ASSERT_TRUE(grid.findObstacle(O, D, fNearest));
-        ASSERT_FALSE(fNearest > 0.0f && grid.findObstacle(O, D, std::nextafter(fNearest, 0.0f)));
+        ASSERT_EQ(grid.findObstacle(O, D, std::nextafter(fNearest, 0.0f)), fNearest == 0.0f);
     }
     const float fAny = fabsf(fNearest) * random.between(0.0f, 2.0f);
     ASSERT_EQ(grid.findObstacle(O, D, fAny), bHit && fNearest <= fAny);
@@ -176,7 +176,10 @@ TEST_F(UniformGrid, RaysThatMissTheBoxAreRejectedExactly) {
         ASSERT_EQ(grid.setUpTriangleSearch(v3Origin, v3Dir), dIn <= dOut) << "ray " << uRay << " of seed 3";
         if (dIn > dOut) continue;
         ++uMet;
-        for (unsigned a = 0; a < 3; ++a) ASSERT_TRUE(grid.vVoxel[a] >= 0 && grid.vVoxel[a] < grid.subdivDim[a]);
+        for (unsigned a = 0; a < 3; ++a) {
+            ASSERT_GE(grid.vVoxel[a], 0);
+            ASSERT_LT(grid.vVoxel[a], grid.subdivDim[a]);
+        }
     }
     EXPECT_GT(uMet, 500u);
 }
@@ -186,7 +189,9 @@ TEST_F(UniformGrid, WalkTakesZBeforeYBeforeXAtACornerAndEndsAtTheBound) {
     grid.v3Max = {3, 3, 3};
     grid.v3Size = {1, 1, 1};
     for (int32_t& iDim : grid.subdivDim) iDim = 3;
-    ASSERT_FALSE(grid.hashes.allocate(27, 32) || grid.cells.create(4, 10) || grid.cells.PushBack({}));
+    ASSERT_FALSE(grid.hashes.allocate(27, 32));
+    ASSERT_FALSE(grid.cells.create(4, 10));
+    ASSERT_FALSE(grid.cells.PushBack({}));
     for (uint32_t& uHash : grid.hashes) uHash = 0;
     ASSERT_TRUE(grid.setUpTriangleSearch({0.5f, 0.5f, 0.5f}, {1, 1, 1}));
     EXPECT_TRUE(grid.checkPointInVoxel({1, 0, 1}));

@@ -103,7 +103,8 @@ TEST_F(KDTreeCacheTest, BrokenFilesAreRefusedOrHarmless) {
     const auto isTaken = [&](const std::string& sBad) {
         const std::string sOutput = build(sBad);
         trace();
-        EXPECT_TRUE(sOutput == OK || (sOutput == FAILED && readFile("kdtree.tmp") == sGood)) << sOutput << sBad;
+        EXPECT_EQ(sOutput, sOutput == OK ? OK : FAILED) << sBad;
+        EXPECT_EQ(readFile("kdtree.tmp"), sOutput == OK ? sBad : sGood);
         return sOutput == OK;
     };
     for (size_t u = 0; u < sGood.size(); ++u) EXPECT_FALSE(isTaken(sGood.substr(0, u))) << "cut at byte " << u;

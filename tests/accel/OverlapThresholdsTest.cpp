@@ -1,16 +1,15 @@
 // The thresholds of single faces, against the overlap test at the candidates next to them.
 #include "accel/build/OverlapThresholds.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
-#include "accel/build/BuildKernel.h"
+#include "accel/BuildKernelTest.h"
 #include "accel/build/SplitFrame.h"
 #include "support/Meshes.h"
 
 namespace {
 
+using OverlapThresholdsTest = BuildKernelTest;
 using Velk::NMVector3f;
 
 float power(Random& random, int iMin, int iMax) {
@@ -47,9 +46,7 @@ struct Case {
 
 // Only the end of a threshold that a term of the errors holds back shows when the term is missing, so the candidates
 // are those nearest to the thresholds.
-TEST(OverlapThresholds, HoldForTheCandidatesNextToThem) {
-    std::vector<const BuildKernel*> vKernels{&g_buildKernel4};
-    if (&BuildKernel::fastest() != &g_buildKernel4) vKernels.push_back(&BuildKernel::fastest());
+TEST_P(OverlapThresholdsTest, HoldForTheCandidatesNextToThem) {
     unsigned uNarrow = 0, uFaces = 0;
     for (uint32_t uSeed = 0; uSeed < 20000 && !testing::Test::HasFailure(); ++uSeed) {
         Random random(uSeed);
@@ -58,38 +55,39 @@ TEST(OverlapThresholds, HoldForTheCandidatesNextToThem) {
         if (!SplitFrame::overlaps(c.corners, c.box)) continue;
         NodeFrame node = frame.forKernels();
         node.bOverlapKnown = node.bInRange = true;
-        for (const BuildKernel* pKernel : vKernels) {
-            float f[OverlapThresholds::ARRAYS * NodeFrame::UNIT];
-            FaceValues<float> values;
-            values.divide(f, NodeFrame::UNIT);
-            const uint32_t uFace = 0;
-            pKernel->measure(node, &c.corners[0].x, &uFace, 1, values);
-            const auto isBetween = [&](float p) { return frame.fLow <= p && p <= frame.fHigh; };
-            const auto isLow = [&](float p) {
-                return p >= values.pMin[0] && values.pMax[0] >= frame.fLow &&
-                       SplitFrame::overlaps(c.corners, frame.lowPart(p));
-            };
-            const auto isHigh = [&](float p) {
-                return p <= values.pMax[0] && values.pMin[0] <= frame.fHigh &&
-                       SplitFrame::overlaps(c.corners, frame.highPart(p));
-            };
-            float pLowSure = *values.pLowSure, pLowMaybe = *values.pLowMaybe;
-            float pHighSure = *values.pHighSure, pHighMaybe = *values.pHighMaybe;
-            for (unsigned u = 0; u < 12; ++u) {
-                pLowMaybe = std::nextafter(pLowMaybe, -HUGE_VALF);
-                pHighMaybe = std::nextafter(pHighMaybe, HUGE_VALF);
-                ASSERT_TRUE(!isBetween(pLowSure) || isLow(pLowSure)) << uSeed << ", step " << u;
-                ASSERT_TRUE(!isBetween(pHighSure) || isHigh(pHighSure)) << uSeed << ", step " << u;
-                ASSERT_TRUE(!isBetween(pLowMaybe) || !isLow(pLowMaybe)) << uSeed << ", step " << u;
-                ASSERT_TRUE(!isBetween(pHighMaybe) || !isHigh(pHighMaybe)) << uSeed << ", step " << u;
-                pLowSure = std::nextafter(pLowSure, HUGE_VALF);
-                pHighSure = std::nextafter(pHighSure, -HUGE_VALF);
-            }
-            ++uFaces;
-            uNarrow += *values.pLowSure - *values.pLowMaybe < 0.001f * (frame.fHigh - frame.fLow);
+        float f[OverlapThresholds::ARRAYS * NodeFrame::UNIT];
+        FaceValues<float> values;
+        values.divide(f, NodeFrame::UNIT);
+        const uint32_t uFace = 0;
+        pKernel->measure(node, &c.corners[0].x, &uFace, 1, values);
+        const auto isBetween = [&](float p) { return frame.fLow <= p && p <= frame.fHigh; };
+        const auto isLow = [&](float p) {
+            return p >= values.pMin[0] && values.pMax[0] >= frame.fLow &&
+                   SplitFrame::overlaps(c.corners, frame.lowPart(p));
+        };
+        const auto isHigh = [&](float p) {
+            return p <= values.pMax[0] && values.pMin[0] <= frame.fHigh &&
+                   SplitFrame::overlaps(c.corners, frame.highPart(p));
+        };
+        float pLowSure = *values.pLowSure, pLowMaybe = *values.pLowMaybe;
+        float pHighSure = *values.pHighSure, pHighMaybe = *values.pHighMaybe;
+        for (unsigned u = 0; u < 12; ++u) {
+            pLowMaybe = std::nextafter(pLowMaybe, -HUGE_VALF);
+            pHighMaybe = std::nextafter(pHighMaybe, HUGE_VALF);
+            SCOPED_TRACE(testing::Message() << "seed " << uSeed << ", step " << u);
+            ASSERT_LE(isBetween(pLowSure), isLow(pLowSure));
+            ASSERT_LE(isBetween(pHighSure), isHigh(pHighSure));
+            ASSERT_LE(isBetween(pLowMaybe), !isLow(pLowMaybe));
+            ASSERT_LE(isBetween(pHighMaybe), !isHigh(pHighMaybe));
+            pLowSure = std::nextafter(pLowSure, HUGE_VALF);
+            pHighSure = std::nextafter(pHighSure, -HUGE_VALF);
         }
+        ++uFaces;
+        uNarrow += *values.pLowSure - *values.pLowMaybe < 0.001f * (frame.fHigh - frame.fLow);
     }
     EXPECT_GT(uNarrow, uFaces / 2) << "most faces are open hardly anywhere";
 }
+
+INSTANTIATE_TEST_SUITE_P(Lanes, OverlapThresholdsTest, testing::Values(4u, 8u), testing::PrintToStringParamName());
 
 }  // namespace

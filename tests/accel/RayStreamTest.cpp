@@ -8,8 +8,15 @@
 
 namespace {
 
-using RayStreamTest = FileTest;
 using Velk::NMVector3f;
+
+// Each test runs for each kernel; its parameter is the kernel's name.
+class RayStreamTest : public FileTest, public testing::WithParamInterface<const char*> {
+ protected:
+    void SetUp() override {
+        if (!findKernel(GetParam())) GTEST_SKIP() << "no kernel " << GetParam() << " on this machine";
+    }
+};
 
 // A point that lies exactly on the split planes of two or three nodes, where rounding decides what a ray visits.
 NMVector3f onPlanes(Random& random, const KDTree& tree, const Scene& scene) {
@@ -55,42 +62,39 @@ void fill(RayStream& stream, Random& random, const KDTree& tree) {
     }
 }
 
-// Asks every kernel of this machine, and expects the answers of single rays to the last bit.
+// Expects the answers of single rays to the last bit.
 void expectAnswersOfSingleRays(RayQueries& queries, const RayStream& stream) {
     KDTree& tree = queries.kdTree;
     std::vector<RayTestOutput> vHits(RayStream::ROOM);
     std::vector<uint32_t> vFaces(RayStream::ROOM);
     const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
-    for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
-        queries.pKernel = findKernel(szKernel);
-        if (!queries.pKernel) continue;  // not on this machine
-        queries.findNearestFaces(stream, vFaces.data(), vHits.data());
-        queries.findObstacles(stream, pBlocked.get());
-        for (uint32_t u = 0; u < stream.uCount; ++u) {
-            SCOPED_TRACE(testing::Message() << szKernel << ", ray " << u);
-            const NMVector3f O = stream.origin(u), D = stream.dir(u);
-            RayTestOutput hit{};
-            const FaceData* pFace = tree.findNearestFace(O, D, stream.fMaxDist[u], &hit);
-            ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX);
-            ASSERT_EQ(pBlocked[u], tree.findObstacle(O, D, stream.fMaxDist[u]));
-            if (!pFace) continue;
-            ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
-            ASSERT_EQ(vHits[u].fT, hit.fT);
-            ASSERT_EQ(vHits[u].fU, hit.fU);
-            ASSERT_EQ(vHits[u].fV, hit.fV);
-            ASSERT_EQ(vHits[u].bFrontFace, hit.bFrontFace);
-        }
+    queries.findNearestFaces(stream, vFaces.data(), vHits.data());
+    queries.findObstacles(stream, pBlocked.get());
+    for (uint32_t u = 0; u < stream.uCount; ++u) {
+        SCOPED_TRACE(testing::Message() << "ray " << u);
+        const NMVector3f O = stream.origin(u), D = stream.dir(u);
+        RayTestOutput hit{};
+        const FaceData* pFace = tree.findNearestFace(O, D, stream.fMaxDist[u], &hit);
+        ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX);
+        ASSERT_EQ(pBlocked[u], tree.findObstacle(O, D, stream.fMaxDist[u]));
+        if (!pFace) continue;
+        ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
+        ASSERT_EQ(vHits[u].fT, hit.fT);
+        ASSERT_EQ(vHits[u].fU, hit.fU);
+        ASSERT_EQ(vHits[u].fV, hit.fV);
+        ASSERT_EQ(vHits[u].bFrontFace, hit.bFrontFace);
     }
 }
 
 void build(RayQueries& queries, const Scene& scene, float fFarthestOrigin = 0.0f) {
+    queries.pKernel = findKernel(RayStreamTest::GetParam());
     testing::internal::CaptureStdout();
     const bool bFailed = queries.build(scene, true, fFarthestOrigin);
     testing::internal::GetCapturedStdout();
     ASSERT_FALSE(bFailed);
 }
 
-TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
+TEST_P(RayStreamTest, GivesTheAnswersOfSingleRays) {
     Random random(1);
     std::vector<Mesh> vMeshes = makeMeshes(random);
     Mesh fan, needles, boxes, flat;
@@ -124,7 +128,7 @@ TEST_F(RayStreamTest, EveryKernelGivesTheAnswersOfSingleRays) {
 }
 
 // A place of a node that holds no box was met where sums overflowed, and led to the root again, without end.
-TEST_F(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
+TEST_P(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
     Random random(1);
     Mesh point, thin;
     point.vVertices = {{1e38f, 0, 0}};
@@ -149,5 +153,8 @@ TEST_F(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Kernels, RayStreamTest, testing::Values("generic", "sse2", "avx2", "avx512"),
+                         [](const auto& kernel) { return std::string(kernel.param); });
 
 }  // namespace

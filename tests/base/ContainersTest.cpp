@@ -19,7 +19,9 @@ void expectGrowth(Alignment... alignment) {
         }
         for (uint32_t u = 0; u < v.uSize; ++u) ASSERT_EQ(v[u], u);
         for (int i = 0; i < 2; ++i) v.Release();
-        EXPECT_TRUE(!v.pData && !v.uSize && !v.uCapacity && v.uGrowBy == uStep);
+        EXPECT_EQ(v.pData, nullptr);
+        EXPECT_EQ(v.uSize + v.uCapacity, 0u);
+        EXPECT_EQ(v.uGrowBy, uStep);
     }
 }
 

@@ -108,7 +108,7 @@ TEST_F(SocketsTest, SendingEndsWithTheWakeupAndWithAPeerThatNeverReads) {
         EXPECT_TRUE(client.send({{sLong.data(), sLong.size()}}));
         waker.join();
         std::string sRest = other.receive(sLong.size());
-        EXPECT_TRUE(sRest.size() < sLong.size()) << "the connection is shut down behind half a packet";
+        EXPECT_LT(sRest.size(), sLong.size()) << "the connection is shut down behind half a packet";
     }
     const auto [iClient, iOther] = makeConnection();
     const Peer other(iOther);
@@ -118,7 +118,7 @@ TEST_F(SocketsTest, SendingEndsWithTheWakeupAndWithAPeerThatNeverReads) {
     std::thread reader([&] { sGot = other.receive(sLong.size() + 5); });
     EXPECT_FALSE(client.send({{"head", 4}, {sLong.data(), sLong.size()}, {"t", 1}}));
     reader.join();
-    EXPECT_TRUE(sGot == "head" + sLong + "t");
+    EXPECT_EQ(firstDifference(sGot, "head" + sLong + "t"), "");
 }
 
 TEST_F(SocketsTest, ConnectingGoesOnAndSaysWhereAndWhyAndHowOften) {

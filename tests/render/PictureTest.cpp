@@ -33,7 +33,7 @@ TEST_F(PictureTest, IsTheOneOfASearchOverAllFaces) {
             EXPECT_EQ(rayTracer.queries.kdTree.vNodes.uCount == 1, i == 1);
             sPictures[i] = renderPacks(rayTracer, 16);
         }
-        EXPECT_TRUE(sPictures[0] == sPictures[1]) << mesh.vTriangles.size() << " triangles";
+        EXPECT_EQ(firstDifference(sPictures[0], sPictures[1]), "") << mesh.vTriangles.size() << " triangles";
     }
 }
 
@@ -74,7 +74,8 @@ TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
         std::string sTile(uSize, '?');
         rayTracer.renderTile(x, y, uColumns, uRows, reinterpret_cast<uint8_t*>(&sTile[(y * uWidth + x) * 3]),
                              uWidth * 3);
-        EXPECT_TRUE(sTile == sExpected) << uColumns << " x " << uRows << " pixels from " << x << ", " << y;
+        EXPECT_EQ(firstDifference(sTile, sExpected), "")
+            << uColumns << " x " << uRows << " pixels from " << x << ", " << y;
         const Velk::NMVector3f v3Target =
             rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * (static_cast<float>(x) / static_cast<float>(uWidth)) +
             rayTracer.v3ImageSpanY * (static_cast<float>(y) / static_cast<float>(uHeight));

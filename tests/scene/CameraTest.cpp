@@ -45,7 +45,8 @@ TEST_F(CameraTest, ASecondLoadStartsFromTheFileAlone) {
     writeFile("Scenes/test/test.cam", "Camera c\nviewpoint 1 2 3\nscreen\n1 1 1\n");
     RayTracer tracer;
     for (int i = 0; i < 2; ++i) {
-        ASSERT_FALSE(tracer.load("Scenes/scene_descs/test.txt", false) || tracer.preprocessScene());
+        ASSERT_FALSE(tracer.load("Scenes/scene_descs/test.txt", false));
+        ASSERT_FALSE(tracer.preprocessScene());
         const NMVector3f v3 = tracer.camera.v3Screen[0], v3Missing = tracer.camera.v3Screen[2];
         EXPECT_EQ(v3.x, tracer.scene.fDomainFactor) << i;
         EXPECT_EQ(length(v3Missing), 0.0f) << i;

@@ -25,7 +25,7 @@ class HostileFilesTest : public FileTest {
         parameters.uHeight = 2;
         const bool bFailed = rayTracer.load("Scenes/scene_descs/test.txt", false) || rayTracer.preprocessScene();
         sReport = takeLog();
-        EXPECT_TRUE(!bFailed || contains(sReport, ">> "));
+        EXPECT_LE(bFailed, contains(sReport, ">> ")) << sReport;
         if (!bFailed) sImage = renderPacks(rayTracer, 2);
         return !bFailed;
     }

@@ -73,8 +73,8 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
         const bool bNumbered = c.pfnLoad == camera || c.pfnLoad == materials;
         EXPECT_TRUE(contains(sLog, bNumbered ? "Error occured while reading line: " : ">> Invalid file\n")) << sLog;
         const bool bMesh = c.pfnLoad == mesh;
-        EXPECT_TRUE(!bNumbered || contains(sLog, " line: " + sLine + ", in ")) << sLog;
-        EXPECT_TRUE(!bMesh || contains(sLog, ", file line: " + sLine + "\n")) << sLog;
+        EXPECT_EQ(contains(sLog, " line: " + sLine + ", in "), bNumbered) << sLog;
+        EXPECT_EQ(contains(sLog, ", file line: " + sLine + "\n"), bMesh) << sLog;
         EXPECT_TRUE(std::regex_search(sLog, std::regex("\n.* \\] file:" + sLine + ": [^:\n]*: \"[^\n]*\"\n$"))) << sLog;
     }
     for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials, old}) {

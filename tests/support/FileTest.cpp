@@ -71,6 +71,14 @@ std::string documentedExample(const std::string& sPage, const std::string& sStar
     return uFrom == std::string::npos ? "" : sText.substr(uBlock, sText.find("```\n", uBlock) - uBlock);
 }
 
+std::string firstDifference(const std::string& sGot, const std::string& sWanted) {
+    if (sGot == sWanted) return "";
+    size_t u = 0;
+    while (u < std::min(sGot.size(), sWanted.size()) && sGot[u] == sWanted[u]) ++u;
+    return std::to_string(sGot.size()) + " bytes, not " + std::to_string(sWanted.size()) + ", differ from byte " +
+           std::to_string(u);
+}
+
 bool contains(const std::string& sText, const std::string& sPhrase) {
     return sText.find(sPhrase) != std::string::npos;
 }

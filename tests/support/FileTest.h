@@ -31,6 +31,9 @@ std::string readFile(const std::string& sFile);
 /// The code block of a page in docs/ that begins with this text, empty when there is none.
 std::string documentedExample(const std::string& sPage, const std::string& sStart);
 
+/// In words, how two byte strings too long to print differ; empty when they are equal.
+std::string firstDifference(const std::string& sGot, const std::string& sWanted);
+
 bool contains(const std::string& sText, const std::string& sPhrase);
 
 /// 64-bit FNV-1a.

@@ -51,7 +51,10 @@ unsigned differingWithOwnCamera(const std::string& sDescription, unsigned uWidth
         EXPECT_FALSE(p->load(sDescription.c_str(), false)) << sDescription;
     }
     unsigned uDiffer = 0;
-    for (RayTracer* p : {&plain, &turned}) EXPECT_FALSE(p->preprocessScene() || p->run()) << sDescription;
+    for (RayTracer* p : {&plain, &turned}) {
+        EXPECT_FALSE(p->preprocessScene()) << sDescription;
+        EXPECT_FALSE(p->run()) << sDescription;
+    }
     for (unsigned y = 0; y < uHeight; ++y) {
         for (unsigned x = 0; x < uWidth; ++x) uDiffer += plain.image.getPixel(x, y) != turned.image.getPixel(x, y);
     }

@@ -39,7 +39,9 @@ std::vector<std::vector<unsigned>> pictureOf(const std::string& sName, unsigned 
     tracer.parameters.bCustomResolution = tracer.parameters.bResetCache = true;
     tracer.parameters.uWidth = uWidth;
     tracer.parameters.uHeight = uHeight;
-    EXPECT_FALSE(tracer.load(descriptionOf(sName).c_str(), false) || tracer.preprocessScene() || tracer.run());
+    EXPECT_FALSE(tracer.load(descriptionOf(sName).c_str(), false));
+    EXPECT_FALSE(tracer.preprocessScene());
+    EXPECT_FALSE(tracer.run());
     std::vector<std::vector<unsigned>> vRows(uHeight, std::vector<unsigned>(uWidth));
     for (unsigned y = 0; y < uHeight; ++y) {
         for (unsigned x = 0; x < uWidth; ++x) vRows[y][x] = tracer.image.getPixel(x, y) >> 16;
@@ -73,9 +75,11 @@ void expectLetter(const std::vector<std::vector<unsigned>>& vRows, const Found& 
         return vRows[static_cast<size_t>(f.uTop + dY * (f.uBottom - f.uTop))]
                     [static_cast<size_t>(f.uLeft + dX * (f.uRight - f.uLeft))] >= 8;
     };
-    EXPECT_TRUE(lit(0.16, 0.05) && lit(0.16, 0.5) && lit(0.16, 0.95)) << sWhat << ": the stem";
-    EXPECT_TRUE(lit(0.9, 0.1) && lit(0.7, 0.5)) << sWhat << ": the bars";
-    EXPECT_FALSE(lit(0.9, 0.9) || lit(0.5, 0.9) || lit(0.95, 0.5)) << sWhat << ": beside them";
+    const std::pair<double, double> letter[] = {{0.16, 0.05}, {0.16, 0.5}, {0.16, 0.95}, {0.9, 0.1}, {0.7, 0.5}};
+    for (const auto& [dX, dY] : letter) EXPECT_TRUE(lit(dX, dY)) << sWhat << " at " << dX << ' ' << dY;
+    for (const auto& [dX, dY] : {std::pair{0.9, 0.9}, {0.5, 0.9}, {0.95, 0.5}}) {
+        EXPECT_FALSE(lit(dX, dY)) << sWhat << " at " << dX << ' ' << dY;
+    }
 }
 
 TEST_F(ImportTest, LettersOfEveryFormatStandUprightAndAreNotMirrored) {
@@ -89,8 +93,8 @@ TEST_F(ImportTest, LettersOfEveryFormatStandUprightAndAreNotMirrored) {
         ASSERT_EQ(import("letter." + sSuffix + " --turn 90 --elevation 0 --force"), 0) << sErrors;
         const auto vSide = pictureOf("letter", 120, 90);
         const Found f = find(vSide);
-        EXPECT_TRUE(vSide[f.uBottom - 1][f.uLeft + 1] >= 8 && vSide[f.uTop + 1][f.uLeft + 1] < 8)
-            << sSuffix << ": the foot";
+        EXPECT_GE(vSide[f.uBottom - 1][f.uLeft + 1], 8u) << sSuffix << ": the foot";
+        EXPECT_LT(vSide[f.uTop + 1][f.uLeft + 1], 8u) << sSuffix << ": above the foot";
     }
 }
 
@@ -101,10 +105,12 @@ TEST_F(ImportTest, ModelsOfAnySizeAndPlaceAreFramedAndLit) {
         const std::string sWhat = std::to_string(place.dScale) + " " + std::to_string(place.dX);
         ASSERT_EQ(import(writeLetter("obj", place) + " --force"), 0) << sErrors;
         const Found f = find(pictureOf("letter", 120, 90));
-        EXPECT_TRUE(f.uLeft > 2 && f.uRight < 117 && f.uTop > 2 && f.uBottom < 87) << sWhat << ": inside the picture";
+        EXPECT_GT(std::min(f.uLeft, f.uTop), 2u) << sWhat << ": inside the picture";
+        EXPECT_LT(f.uRight, 117u) << sWhat << ": inside the picture";
+        EXPECT_LT(f.uBottom, 87u) << sWhat << ": inside the picture";
         EXPECT_GT(std::max((f.uRight - f.uLeft) / 120.0, (f.uBottom - f.uTop) / 90.0), 0.8)
             << sWhat << ": and fills it";
-        EXPECT_TRUE(f.dMean > 90 && f.dMean < 220) << sWhat << ": mean " << f.dMean;
+        EXPECT_NEAR(f.dMean, 155, 65) << sWhat;
     }
 }
 
@@ -131,7 +137,7 @@ TEST_F(ImportTest, CameraAndLampsOfTheModelAreUsed) {
     EXPECT_LT(length(camera.v3Position - Velk::NMVector3f{1.5f, 2.5f, -14.0f}), 1e-4f);
     const float fDistance = length((camera.v3Screen[1] + camera.v3Screen[2]) * 0.5f - camera.v3Position);
     EXPECT_NEAR(length(camera.v3Screen[2] - camera.v3Screen[0]) / fDistance, 2 * tanf(0.25f), 1e-3f);
-    EXPECT_TRUE(camera.uWidth == 1024 && camera.uHeight == 683);
+    EXPECT_EQ(std::pair(camera.uWidth, camera.uHeight), std::pair(1024u, 683u));
     Lights lights;
     ASSERT_FALSE(lights.loadLights("Scenes/own/own.lgt"));
     EXPECT_EQ(lights.uCount, 2u) << "the lamp and the weak one at the eye";
@@ -139,10 +145,11 @@ TEST_F(ImportTest, CameraAndLampsOfTheModelAreUsed) {
     const auto vRows = pictureOf("own", 120, 80);
     const Found f = find(vRows);
     expectLetter(vRows, f, "own camera");
-    EXPECT_TRUE(f.dMean > 60 && f.dMean < 220) << f.dMean;
+    EXPECT_NEAR(f.dMean, 140, 80);
     ASSERT_EQ(import("camera.gltf own --force --from 0 0 -50 --at 0 0 0 --resolution 30 20"), 0) << sErrors;
     ASSERT_FALSE(camera.loadCamera("Scenes/own/own.cam"));
-    EXPECT_TRUE(camera.v3Position.z == -50.0f && camera.uWidth == 30 && camera.uHeight == 20);
+    EXPECT_EQ(camera.v3Position.z, -50.0f);
+    EXPECT_EQ(std::pair(camera.uWidth, camera.uHeight), std::pair(30u, 20u));
 }
 
 TEST_F(ImportTest, MaterialsKeepTheirColoursMirrorsGlassAndMeanOfTexture) {
@@ -196,7 +203,7 @@ TEST_F(ImportTest, VerticesAreSharedWhereTheSurfaceIsSmoothAndReadBackExactly) {
     ASSERT_EQ(scene.vFaces.uCount, ball.vTriangles.size()) << "those without an area are gone";
     for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
         const Velk::NMVector3f p = ball.vVertices[ball.vTriangles[u].a], q = scene.vFaces[u].pA->v3Position;
-        EXPECT_TRUE(p.x == q.x && p.y == q.y && p.z == -q.z) << u;
+        EXPECT_EQ(std::tuple(p.x, p.y, p.z), std::tuple(q.x, q.y, -q.z)) << u;
     }
 }
 
@@ -217,8 +224,9 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
           "folder.obj", "letter.obj a/b", "letter.obj 'a b'", "letter.obj --scenes letter.obj",
           "letter.obj --scenes /dev/full", "letter.obj --scenes /proc/1"}) {
         EXPECT_EQ(import(s), 1) << s;
-        EXPECT_TRUE(sOutput.empty() && sErrors.find('\n') == sErrors.size() - 1 && contains(sErrors, "rt-import: "))
-            << s << sErrors;
+        EXPECT_EQ(sOutput, "") << s;
+        EXPECT_EQ(sErrors.find('\n'), sErrors.size() - 1) << s << sErrors;
+        EXPECT_TRUE(contains(sErrors, "rt-import: ")) << s << sErrors;
         EXPECT_EQ(list(), vBefore) << s;
     }
     for (const std::string s :

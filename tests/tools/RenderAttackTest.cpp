@@ -82,7 +82,7 @@ TEST_F(RenderTest, KilledWorkersCostNothing) {
     EXPECT_EQ(process.wait(), 0);
     EXPECT_GT(uKilled, 0u);
     EXPECT_TRUE(contains(readFile("said"), " died (")) << readFile("said");
-    EXPECT_TRUE(readFile("x.bmp") == sWhole);
+    EXPECT_EQ(firstDifference(readFile("x.bmp"), sWhole), "");
 }
 
 TEST_F(RenderTest, CtrlCAtAnyMomentKeepsThePictureAndResumeGoesOn) {
@@ -103,7 +103,7 @@ TEST_F(RenderTest, CtrlCAtAnyMomentKeepsThePictureAndResumeGoesOn) {
         EXPECT_FALSE(fs::exists("x.bmp"));
     }
     EXPECT_GT(uInterrupted, 0u);
-    EXPECT_TRUE(readFile("x.bmp") == sWhole);
+    EXPECT_EQ(firstDifference(readFile("x.bmp"), sWhole), "");
     EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "cache", "said", "x.bmp"})) << "no part is left";
 }
 
@@ -120,7 +120,8 @@ TEST_F(RenderTest, OtherSettingsAndDamagedPartsAreNotResumed) {
     EXPECT_TRUE(contains(sOutput, "starting anew")) << sOutput;
     const std::string sPicture = readFile("x.bmp");
     EXPECT_EQ(render(sOther), 0);
-    EXPECT_TRUE(sOutput.empty() && readFile("x.bmp") == sPicture) << "the part is gone";
+    EXPECT_EQ(sOutput, "") << "the part is gone";
+    EXPECT_EQ(firstDifference(readFile("x.bmp"), sPicture), "");
     interrupt();
     std::string sPart = readFile("x.part.bmp.resume");
     sPart.back() ^= 1;
@@ -157,7 +158,7 @@ TEST_F(RenderTest, OrbitsGoOnAtTheFrameThatWasInterrupted) {
     ASSERT_EQ(process.wait(), 130) << readFile("said");
     writeFile("x-0001.bmp", "as it was");
     EXPECT_EQ(render(sOrbit + "--resume"), 0);
-    EXPECT_TRUE(readFile("x-0003.bmp") == sLast);
+    EXPECT_EQ(firstDifference(readFile("x-0003.bmp"), sLast), "");
     EXPECT_EQ(readFile("x-0001.bmp"), "as it was");
 }
 
@@ -184,7 +185,8 @@ TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
 // All that a terminal shows of a run.
 std::string shownOnTerminal(const std::string& sArguments) {
     const int iMaster = posix_openpt(O_RDWR | O_NOCTTY);
-    EXPECT_TRUE(iMaster != -1 && grantpt(iMaster) == 0 && unlockpt(iMaster) == 0);
+    EXPECT_EQ(grantpt(iMaster), 0);
+    EXPECT_EQ(unlockpt(iMaster), 0);
     RenderProcess process(sArguments + " 2>" + ptsname(iMaster));
     std::string sShown;
     char buffer[4096];
@@ -206,7 +208,8 @@ TEST_F(RenderTest, ProgressIsShownOnTerminalsOnly) {
     for (int iSamples = 2; iSamples < 64 && !contains(sShown, " left"); iSamples *= 2) {  // until it takes a while
         sShown = shownOnTerminal("test -o x.bmp --resolution 420 360 --samples " + std::to_string(iSamples));
     }
-    EXPECT_TRUE(contains(sShown, "x.bmp: 0 %") && contains(sShown, " million camera rays a second, ")) << sShown;
+    EXPECT_TRUE(contains(sShown, "x.bmp: 0 %")) << sShown;
+    EXPECT_TRUE(contains(sShown, " million camera rays a second, ")) << sShown;
     EXPECT_TRUE(contains(sShown, "x.bmp: 420 x 360 pixels, rendered in ")) << sShown;
     EXPECT_EQ(readFile("said"), "") << "standard output";
     EXPECT_EQ(shownOnTerminal("test -o x.bmp --quiet"), "");
