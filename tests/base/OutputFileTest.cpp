@@ -3,11 +3,9 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
 
 #include "support/Child.h"
@@ -110,22 +108,6 @@ TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {
     fputs("whole", live.stream());
     EXPECT_FALSE(live.commit());
     EXPECT_EQ(readFile("picture"), "whole");
-}
-
-TEST_F(OutputFileTest, AFullDiskLeavesTheOldFile) {
-    writeFile("picture", "old");
-    const int iResult = inChild([] {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{10000, 10000};
-        if (setrlimit(RLIMIT_FSIZE, &limit)) return 1;
-        return write("picture", std::string(9000, 'x')) != 0 || write("large", std::string(100'000, 'x')) != EFBIG ||
-                       write("picture", std::string(100'000, 'y')) != EFBIG
-                   ? 1
-                   : 0;
-    });
-    EXPECT_EQ(iResult, 0);
-    EXPECT_EQ(readFile("picture"), std::string(9000, 'x'));
-    EXPECT_EQ(list(), std::vector<std::string>{"picture"});
 }
 
 }  // namespace

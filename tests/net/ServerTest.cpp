@@ -258,29 +258,4 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     EXPECT_TRUE(pServer->isComplete());
 }
 
-TEST_F(ServerTest, AcceptLoopServesParksAndEndsWithTheLastTileOrAStop) {
-    for (const bool bStop : {false, true}) {
-        TestServer test(8, 8, 8, 2);
-        SocketServer& listener = test.listener;
-        ASSERT_FALSE(listener.initServer(0, 2));
-        bool bStopped = false;
-        std::thread loop([&] { bStopped = test.loop.run(); });
-        const Peer served(connectTo(listener.uPort));
-        served.send(words({0, 8}));
-        EXPECT_EQ(served.receive(584).size(), 584u);
-        const long iFiles = openFiles();
-        const Peer waiting(connectTo(listener.uPort));  // the only task is taken
-        EXPECT_TRUE(waitUntil([&] { return openFiles() == iFiles + 2; })) << "both ends are open";
-        if (bStop) test.wakeup.requestStop();
-        if (!bStop) served.send(words({4, 16, 0, 192}) + test.pixels(test.board.vTasks[0]));
-        EXPECT_EQ(served.receive(8), words({5, 8}));
-        EXPECT_TRUE(served.isClosed());
-        loop.join();
-        listener.release();
-        EXPECT_TRUE(waiting.isClosed());
-        EXPECT_EQ(bStopped, bStop);
-        EXPECT_EQ(test.isComplete(), !bStop);
-    }
-}
-
 }  // namespace
