@@ -72,6 +72,13 @@ std::vector<std::string> receiveLines(int iPipe) {
     return vLines;
 }
 
+// The sanitizers' shadow memory takes more address space than any limit allows.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true;
+#else
+constexpr bool SANITIZED = false;
+#endif
+
 // What reading may take: glTF keeps its numbers in another file, so only the machine is a measure for it.
 rlim_t memoryFor(const std::string& sModel) {
     const rlim_t uMachine = static_cast<rlim_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
@@ -82,12 +89,9 @@ rlim_t memoryFor(const std::string& sModel) {
 
 // Keeps a reader that a broken file leads astray from taking the machine with it, and from talking.
 void limitChild(const std::string& sModel, bool bQuiet) {
-#if !defined(__SANITIZE_ADDRESS__) && \
-    !defined(__SANITIZE_THREAD__)  // their shadows take more address space than there is
-    const rlim_t uMemory = memoryFor(sModel);
+    const rlim_t uMemory = SANITIZED ? RLIM_INFINITY : memoryFor(sModel);
     const rlimit memory{uMemory, uMemory};
     setrlimit(RLIMIT_AS, &memory);
-#endif
     const rlimit time{LONGEST_SECONDS, LONGEST_SECONDS}, core{0, 0};
     setrlimit(RLIMIT_CPU, &time);
     setrlimit(RLIMIT_CORE, &core);
