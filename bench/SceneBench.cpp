@@ -217,6 +217,8 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
         figures.bKernelsAgree = own.sse2->answers == own.chosen.answers;
     }
     figures.tree.uBytes += rt.queries.bytes();
+    const RayQueries::Counts& counts = rt.queries.counts;
+    if (counts.uRays) figures.dOpen = static_cast<double>(counts.uOpen) / static_cast<double>(counts.uRays);
     const double dRays = static_cast<double>(frame.uPrimary + frame.uShadow);
     const size_t uStep = static_cast<size_t>(dRays * figures.uFaces / BRUTE_FORCE_TESTS) | 1;  // odd: no columns
     figures.uChecked = static_cast<size_t>(dRays) / uStep;

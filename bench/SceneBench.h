@@ -45,6 +45,7 @@ struct SceneFigures {
     double dPeakBytes = 0.0;     // of memory, from the empty program to the end of rendering
     FrameTime frame, frameSse2;  // with the kernel of the options, and with the oldest one
     bool bKernelsAgree = true;   // to the last bit
+    double dOpen = 0.0;          // share of rays that the kernels left to the tree
     size_t uChecked = 0;         // rays searched by brute force
     size_t uDifferences = 0;
     RivalFigures embree, embreeSse2, embreePackets;

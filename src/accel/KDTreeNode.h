@@ -12,7 +12,7 @@
 /// first entry in the face lists, counted from one so that zero still means none (the linked form).
 struct KDTreeNode {
     uint32_t uData = EMPTY_LEAF;
-    float fSplit = 0.0f;  // position of the split plane; 0 in a leaf, until it is linked (see recordList())
+    float fSplit = 0.0f;  // position of the split plane; a leaf holds recordList() here
 
     static constexpr unsigned MAX_DEPTH = 20;  // a node at this depth is the last that may be split
     static constexpr uint32_t EMPTY_LEAF = 6;  // a leaf without a list, axis bits 2
@@ -34,7 +34,7 @@ struct KDTreeNode {
     [[gnu::always_inline]] uint32_t child() const { return uData >> 3; }
     uint32_t list() const { return (uData >> 3) - 1; }
 
-    /// Linked form of a leaf: the index of the list that the packet kernels read, NO_INDEX when nothing there can be
+    /// Linked form of a leaf: the index of the list that the ray kernels read, NO_INDEX when nothing there can be
     /// hit. It lies where an interior node has its plane.
     [[gnu::always_inline]] uint32_t recordList() const {
         uint32_t uFirst;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 
 #include "base/Vectors.h"
@@ -16,7 +17,9 @@ struct RayStream {
     alignas(64) float fMaxDist[ROOM];
     uint32_t uCount = 0;
 
+    /// Requires uCount < CAPACITY.
     void add(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fDistance) {
+        assert(uCount < CAPACITY);
         for (unsigned a = 0; a < 3; ++a) {
             fOrigin[a][uCount] = v3Origin[a];
             fDir[a][uCount] = v3Dir[a];

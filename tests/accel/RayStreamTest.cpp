@@ -1,5 +1,7 @@
 // Streams of rays through every kernel against single rays.
+#include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 
 #include "accel/queries/RayQueries.h"
@@ -152,6 +154,196 @@ TEST_P(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
             }
         }
     }
+}
+
+// A face so thin that rounding decides: the test accepts rays that pass far beside it, on the diagonal along which its
+// coefficients cancel. They must be found where they are, for any width, and however far away the segment ends.
+TEST_P(RayStreamTest, HitsFarBesideThinFacesAreFound) {
+    const auto pStream = std::make_unique<RayStream>();
+    unsigned uBeside = 0, uFarBeside = 0;
+    for (float fWidth = 1e-2f; fWidth > 1e-9f; fWidth *= 0.3f) {
+        Mesh thin;
+        thin.add({1, 1, 0}, {0.6f, 0.6f + std::max(fWidth, 6e-8f), 0}, {0, 0, 0});
+        Scene scene;
+        loadMesh(scene, thin);
+        RayQueries queries;
+        build(queries, scene);
+        const float fLength = scene.vFaces[0].pA->v3Position.x;
+        pStream->uCount = 0;
+        const auto aim = [&](float h) { pStream->add({h, h, 500.0f}, {0, 0, -1}, 1000.0f); };
+        for (int i = 0; i < 100; ++i) aim(fLength * (static_cast<float>(i) * 0.03f - 1.0f));
+        for (int i = 0; i < 400; ++i) aim(fLength * (1.0f + static_cast<float>(i) * 1e-9f / fWidth));
+        for (int i = 0; i < 100; ++i) aim(fLength * static_cast<float>(i) * -4e-9f / fWidth);
+        for (int i = 0; i < 100; ++i) {  // far beyond the scene
+            const float f = std::exp2(static_cast<float>(i) * 0.2f);
+            pStream->add({100, 100, 5000}, {1, 1, -1 / f}, 10000 * f);
+        }
+        expectAnswersOfSingleRays(queries, *pStream);
+        if (HasFatalFailure()) return;
+        for (uint32_t u = 0; u < pStream->uCount; ++u) {
+            const NMVector3f O = pStream->origin(u), D = pStream->dir(u);
+            RayTestOutput hit;
+            if (!scene.testTriangle(&scene.vFaces[0], O, D, pStream->fMaxDist[u], &hit)) continue;
+            uBeside += hit.v3Hit.x > fLength + 1 || hit.v3Hit.x < -1;
+            uFarBeside += hit.v3Hit.x > 10 * fLength;
+        }
+    }
+    EXPECT_GT(uBeside, 50u) << "the case is there";
+    EXPECT_GT(uFarBeside, 10u);
+}
+
+// The frustum of rays to a light so far away that the rounding of their ends is larger than the margin of the boxes.
+TEST_P(RayStreamTest, ShadowRaysToAFarLightFindWhatStandsInTheirWay) {
+    Random random(3);
+    Scene scene;
+    loadMesh(scene, makeSoup(random, 500, 2.0f));
+    RayQueries queries;
+    build(queries, scene);
+    const auto pStream = std::make_unique<RayStream>();
+    for (int iRound = 0; iRound < 50; ++iRound) {
+        const NMVector3f v3Light = normalize(random.vector(1.0f)) * 3e8f;
+        for (pStream->uCount = 0; pStream->uCount < RayStream::CAPACITY;) {
+            const NMVector3f v3Vertex = scene.pVertices[random.below(scene.uVertexCount)].v3Position;
+            for (int i = 0; i < 64; ++i) {  // one packet, around a vertex
+                const NMVector3f v3Way = v3Light - v3Vertex, v3Dir = normalize(v3Way);
+                pStream->add(v3Vertex - v3Dir * 300.0f + random.vector(0.5f), v3Dir, length(v3Way) + 300.0f);
+            }
+        }
+        expectAnswersOfSingleRays(queries, *pStream);
+        if (HasFatalFailure()) return;
+    }
+}
+
+// A tree made by hand, handed over in the cache file: where each face is listed can be chosen.
+class HandMadeTree {
+ public:
+    /// A small face in each of two corners gives the scene a size of 10000; the tree need not list them.
+    explicit HandMadeTree(Mesh mesh) {
+        mesh.add({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+        mesh.add({9998, 9998, 9998}, {9997, 9998, 9998}, {9998, 9997, 9998});
+        loadMesh(scene, mesh);
+        tree.pScene = &scene;
+        EXPECT_FALSE(nodes.create(8, 8) || tree.vFacesList.create(8, 8, 32));
+    }
+    ~HandMadeTree() { nodes.Release(); }
+
+    void addPlane(unsigned uAxis, float fSplit, uint32_t uFirstChild) {
+        KDTreeNode node;
+        node.makeInterior(uFirstChild, uAxis);
+        node.fSplit = fSplit;
+        ASSERT_FALSE(nodes.PushBack(node));
+    }
+    void addLeaf(std::initializer_list<uint32_t> faces) {
+        KDTreeNode node;
+        if (faces.size()) node.setList(tree.vFacesList.uSize);
+        ASSERT_FALSE(nodes.PushBack(node));
+        for (const uint32_t& uFace : faces) {
+            const uint32_t uNext = &uFace + 1 == faces.end() ? NO_INDEX : tree.vFacesList.uSize + 1;
+            ASSERT_FALSE(tree.vFacesList.PushBack({uFace, uNext}));
+        }
+    }
+
+    /// Loads the tree, asks it, and counts the rays that miss.
+    void expectAnswers(const RayStream& stream, unsigned* pMisses) {
+        ASSERT_EQ(tree.saveTree("kdtree.tmp", nodes), 0);
+        RayQueries queries;
+        queries.pKernel = findKernel(RayStreamTest::GetParam());
+        testing::internal::CaptureStdout();
+        ASSERT_FALSE(queries.build(scene, false));
+        ASSERT_NE(testing::internal::GetCapturedStdout().find("OK"), std::string::npos);
+        expectAnswersOfSingleRays(queries, stream);
+        RayTestOutput hit;
+        for (uint32_t u = 0; u < stream.uCount; ++u) {
+            const auto* pFace =
+                queries.kdTree.findNearestFace(stream.origin(u), stream.dir(u), stream.fMaxDist[u], &hit);
+            *pMisses += pFace != &scene.vFaces[0];
+        }
+    }
+
+    Scene scene;
+
+ private:
+    KDTree tree;
+    Velk::NDataVector<KDTreeNode> nodes;
+};
+
+// A face of nearly the whole scene across an axis.
+void addWall(Mesh& mesh, unsigned uAxis, float fWhere) {
+    const auto corner = [&](float u, float v) {
+        NMVector3f v3{};
+        v3[uAxis] = fWhere;
+        v3[(uAxis + 1) % 3] = u;
+        v3[(uAxis + 2) % 3] = v;
+        return v3;
+    };
+    mesh.add(corner(0, 0), corner(9996, 0), corner(0, 9996));
+}
+
+// The cut point's rounding decides on which side of the plane a hit lies, and there the face may not be listed.
+TEST_P(RayStreamTest, HitsBesideAPlaneAreSoughtOnBothSides) {
+    Random random(5);
+    Mesh mesh;
+    addWall(mesh, 2, 5000);
+    HandMadeTree tree(mesh);
+    tree.addPlane(0, 1234.567f, 1);
+    tree.addLeaf({0});
+    tree.addLeaf({});
+    const auto pStream = std::make_unique<RayStream>();
+    const float fHeight = tree.scene.vFaces[0].pA->v3Position.z;
+    unsigned uMisses = 0;
+    for (int i = 0; i < 8; ++i) {
+        for (pStream->uCount = 0; pStream->uCount < RayStream::CAPACITY;) {
+            const NMVector3f O = random.inside(tree.scene.boxScene) * 0.07f;
+            pStream->add(O, (NMVector3f{1234.567f, 800, fHeight} - O) * random.between(0.5f, 1.0f), 3.0f);
+        }
+        tree.expectAnswers(*pStream, &uMisses);
+    }
+    EXPECT_GT(uMisses, 100u) << "the case is there";
+}
+
+// A slow ray downwards: its segment ends on a plane at the last place of y, is cut there once more, and the cut point,
+// computed from that place, lies behind the segment's end.
+TEST_P(RayStreamTest, SegmentsThatAreTurnedAroundAcceptHitsBehindTheirNode) {
+    Random random(6);
+    Mesh mesh;
+    addWall(mesh, 0, 5000.5f);
+    addWall(mesh, 0, 5001.0f);
+    HandMadeTree tree(mesh);
+    const float fPlane = tree.scene.vFaces[0].pA->v3Position.x - 0.4f;
+    tree.addPlane(0, fPlane, 1);
+    tree.addPlane(1, 8000.0f, 3);
+    tree.addLeaf({0, 1});
+    tree.addLeaf({});
+    tree.addLeaf({1});
+    const auto pStream = std::make_unique<RayStream>();
+    while (pStream->uCount < RayStream::CAPACITY) {
+        const float fSlow = random.between(-2e-4f, -0.5e-4f), fWay = random.between(500, 1500);
+        pStream->add({fPlane - fWay, 8000.0f - fSlow * fWay, 900}, {1, fSlow, 0}, 3000.0f);
+    }
+    unsigned uMisses = 0;
+    tree.expectAnswers(*pStream, &uMisses);
+    EXPECT_GT(uMisses, 5u) << "the case is there";
+}
+
+// A hit beside a plane is looked for on both sides, and on the far side the segment still has its own end: where that
+// lies on a plane, the walk goes to the high child, in which the face is not listed.
+TEST_P(RayStreamTest, SegmentsThatEndOnAPlaneGoToTheHighChildOnly) {
+    Mesh mesh;
+    addWall(mesh, 0, 5000);
+    HandMadeTree tree(mesh);
+    const float fWall = tree.scene.vFaces[0].pA->v3Position.x;
+    tree.addPlane(0, fWall + 0.001f, 1);
+    tree.addPlane(1, 1150.0f, 3);
+    tree.addLeaf({0});
+    tree.addLeaf({0});
+    tree.addLeaf({});
+    const auto pStream = std::make_unique<RayStream>();
+    for (int i = 0; i < 100; ++i) {
+        pStream->add({fWall + 1000, 1100, 1000.0f + static_cast<float>(i)}, {-2000, i % 2 ? 50.0f : 49.0f, 5}, 1.0f);
+    }
+    unsigned uMisses = 0;
+    tree.expectAnswers(*pStream, &uMisses);
+    EXPECT_EQ(uMisses, 50u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kernels, RayStreamTest, testing::Values("generic", "sse2", "avx2", "avx512"),

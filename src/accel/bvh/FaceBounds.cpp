@@ -1,4 +1,4 @@
-// Where the face test can accept a ray, with the proof.
+// Where the face test can accept a ray, as a box for each face.
 #include "accel/bvh/FaceBounds.h"
 
 #include <algorithm>
@@ -26,21 +26,9 @@ FaceBounds::FaceBounds(const Scene& scene, float fFarthestOrigin) {
     fOriginLimit = std::min(fFarthest, MAX_DISTANCE * fReach);
 }
 
-// Where can Scene::testTriangle accept a ray?
-//
-// It computes the hit's coordinates hu, hv relative to C, then lambda = lu hu + lv hv and mu = mu hu + mv hv, and
-// accepts lambda >= 0, mu >= 0, lambda + mu <= 1. Take the stored coefficients as exact and let q1, q2 be the columns
-// of their inverse, so that (hu, hv) = lambda q1 + mu q2. If rounding changes lambda and mu by at most E / 2 each, less
-// a few units, the exact ones lie in the triangle (-E, -E), (1 + 2 E, -E), (-E, 1 + 2 E). For E:
-//  - Rounding changes lambda by at most a1 |lambda| + a2 |mu|, with a1 and a2 four units times sums of |coefficient|
-//    |q|, and mu likewise. With a the larger of the two sums and a <= 1/4, an accepted point has |lambda|, |mu| <=
-//    1 / (1 - a) <= 4/3, so E = 4/3 a + 4 units.
-//  - Where a is larger the face is a needle, and lambda and mu may be anything. But rounding changes lambda by less
-//    than three units times |lu hu| + |lv hv|, and |hu| and |hv| are below the largest coordinate of the ray plus that
-//    of C, so E is eight units times the one times the other; and the box ends where the rays do.
-// On the third axis the point O + t D satisfies the plane's equation up to the rounding of t's numerator and the
-// product of t with the denominator's rounding, together below 64 units times the largest coordinate involved. The same
-// bound covers the rounding of the hit's own coordinates and of the box test, and is added on every side.
+// The box of the triangle (-E, -E), (1 + 2 E, -E), (-E, 1 + 2 E) in lambda and mu, which holds all hits that the face
+// test may accept when its rounding is at most E, and a margin for all other rounding. docs/queries.md ("The boxes of
+// the faces") derives both.
 bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
     const Velk::NMVector3f& C = face.pC->v3Position;

@@ -11,7 +11,7 @@ struct FaceRecord {
     float fMuU, fMuV;
     uint32_t uFaceSideAxis;  // bits 0-1: k; bit 2: the normal points down axis k; from bit 3 on the face's index
 
-    // Inlined without exception: the packet kernels are compiled for instruction sets that not every machine has.
+    // Must inline: an out-of-line copy from an AVX file could be linked into code for older processors.
     [[gnu::always_inline]] unsigned axis() const { return uFaceSideAxis & 3; }
     /// Twice the face's index, plus 1 when the normal points down axis k.
     [[gnu::always_inline]] uint32_t faceSide() const { return uFaceSideAxis >> 2; }

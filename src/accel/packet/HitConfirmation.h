@@ -97,21 +97,24 @@ class HitConfirmation {
         alignas(64) float p[3][LANES];
     };
 
+    // Sets up the hits with their margins, and the ends of the segments. docs/queries.md ("The sides") derives the
+    // margin.
     void setUp(unsigned g, F exitT) {
-        const F zero = F::set(0.0f), hitT = F::load(rays.hitT() + g * W);
-        F slowness = zero, largest = zero;
+        const F zero = F::set(0.0f), reach = F::set(tree.fReach), hitT = F::load(rays.hitT() + g * W);
+        F slowness = zero;  // of the axes along which the rays travel downwards
         for (unsigned a = 0; a < 3; ++a) {
-            const F o = rays.origin(a, g), d = rays.dir(a, g);
-            slowness = F::select(d == zero, slowness, slowness + F::abs(rays.reciprocal(a, g)));
-            largest = F::max(F::abs(o), largest);
-            (o + d * exitT).store(exit.p[a] + g * W);
+            const F d = rays.dir(a, g), inverse = F::abs(rays.reciprocal(a, g));
+            slowness = F::select(d < zero, slowness + inverse, slowness);
+            const typename F::Mask underflows = F::andNot(d == zero, F::abs(d) < F::set(1e-20f));
+            slowness = F::select(underflows, F::set(INFINITE), slowness);
         }
-        const F error = F::set(5.0f * UNIT) * (largest + F::set(tree.fReach));
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;
-            const F margin = error * (F::set(3.0f) + F::abs(d) * slowness);
+            const F error = F::set(16.0f) * (F::abs(o) + reach) + F::set(1.25f) * reach * (F::abs(d) * slowness);
+            const F margin = F::set(UNIT) * error;
             (hit - margin).store(hitLow.p[a] + g * W);
             (hit + margin).store(hitHigh.p[a] + g * W);
+            (o + d * exitT).store(exit.p[a] + g * W);
             uUp[a] = (uUp[a] & ~Rays::lanesOf(static_cast<unsigned>(Rays::GROUP_MASK), g)) |
                      Rays::lanesOf(F::bits(d >= zero), g);
         }

@@ -14,7 +14,7 @@ struct TraversalData {
     const FaceRecord* pRecords;  // in the order of the hierarchy
     float fOriginLimit;          // the hierarchy's boxes hold for rays whose origins are no further away
     bool bNeedles;               // and for those whose ends are not either
-    float fReach;                // largest coordinate of the scene's box and of the tree's planes
+    float fReach;                // largest coordinate of the scene's box
     float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
 };

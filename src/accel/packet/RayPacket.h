@@ -1,8 +1,8 @@
 #pragma once
 
-// The rays of a packet, as vectors of the type F, and the face test on them. Like all Packet*.h files it is compiled
-// once for each instruction set, by the RayKernel*.cpp files and no others, and has internal linkage: code made for
-// one instruction set must not be picked by the linker for another.
+// The rays of a packet, as vectors of the type F, and the face test on them. Like the other templates of this folder it
+// is compiled once for each instruction set, by the RayKernel*.cpp files and no others, and has internal linkage: code
+// made for one instruction set must not be picked by the linker for another. scripts/check-kernels checks it.
 //
 // A set of lanes is a mask of 64 bits, bit i for ray i. A group is the rays of one vector.
 

@@ -1,5 +1,6 @@
 // Cuts streams of rays into packets, and prepares what the kernels read.
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstring>
 
@@ -31,20 +32,18 @@ RayLanes raysFrom(const RayStream& stream, uint32_t u) {
             stream.fMaxDist + u};
 }
 
-// True when each plane below a node lies in the node's cell, as it does in every tree that was built, but not in every
-// cache file. Makes fReach no smaller than the planes' largest coordinate. Requires the linked form.
-bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell, float& fReach) {
+// True when each plane lies in the cell of its node, as it does in every tree that was built, but not in every cache
+// file. Requires the linked form.
+bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell) {
     if (node.isLeaf()) return true;
     float &fLow = cell.v3Min[node.axis()], &fHigh = cell.v3Max[node.axis()];
-    const float fOldLow = fLow, fOldHigh = fHigh;
-    if (!(node.fSplit >= fLow && node.fSplit <= fHigh)) return false;
-    fReach = std::max(fReach, fabsf(node.fSplit));
-    const KDTreeNode* pLow = &tree.vNodes[node.child()];
-    fHigh = node.fSplit;
-    if (!planesNest(tree, pLow[0], cell, fReach)) return false;
+    const float fOldLow = fLow, fOldHigh = fHigh, fSplit = node.fSplit;
+    if (!(fSplit >= fLow && fSplit <= fHigh)) return false;
+    fHigh = fSplit;
+    if (!planesNest(tree, tree.vNodes[node.child()], cell)) return false;
     fHigh = fOldHigh;
-    fLow = node.fSplit;
-    if (!planesNest(tree, pLow[1], cell, fReach)) return false;
+    fLow = fSplit;
+    if (!planesNest(tree, tree.vNodes[node.child() + 1], cell)) return false;
     fLow = fOldLow;
     return true;
 }
@@ -83,8 +82,7 @@ bool RayQueries::prepare(float fFarthestOrigin) {
         return true;
     }
     Velk::BoxAABB cell{{-HUGE_VALF, -HUGE_VALF, -HUGE_VALF}, {HUGE_VALF, HUGE_VALF, HUGE_VALF}};
-    fReach = bvh.fReach;
-    if (!planesNest(kdTree, *kdTree.pRoot, cell, fReach)) bvh.fOriginLimit = -1.0f;  // every ray walks the tree
+    if (!planesNest(kdTree, *kdTree.pRoot, cell)) bvh.fOriginLimit = -1.0f;  // every ray walks the tree
     uint32_t uNext = 0;
     for (uint32_t uNode = 0; uNode < kdTree.vNodes.uCount; ++uNode) {
         KDTreeNode& node = kdTree.vNodes[uNode];
@@ -116,13 +114,15 @@ TraversalData RayQueries::traversalData() const {
             bvh.vRecords.pData,
             bvh.fOriginLimit,
             bvh.bNeedles,
-            fReach,
+            bvh.fReach,
             {box.v3Min.x, box.v3Min.y, box.v3Min.z},
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }
 
 void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
+    assert(stream.uCount <= RayStream::CAPACITY);
     std::fill_n(pFaces, stream.uCount, NO_INDEX);
+    counts.uRays += stream.uCount;
     if (!kdTree.pRoot) return;
     const TraversalData data = traversalData();
     HitLanes hits{};
@@ -138,6 +138,7 @@ void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, Ray
         });
         forEachLane(answer.uOpen, [&](unsigned uLane) {
             const uint32_t u = uFirst + uLane;
+            ++counts.uOpen;
             const FaceData* pFace =
                 kdTree.findNearestFace(stream.origin(u), stream.dir(u), stream.fMaxDist[u], &pHits[u]);
             if (pFace) pFaces[u] = static_cast<uint32_t>(pFace - kdTree.pScene->vFaces.pData);
@@ -146,7 +147,9 @@ void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, Ray
 }
 
 void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
+    assert(stream.uCount <= RayStream::CAPACITY);
     std::fill_n(pBlocked, stream.uCount, false);
+    counts.uRays += stream.uCount;
     if (!kdTree.pRoot) return;
     const TraversalData data = traversalData();
     forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
@@ -154,6 +157,7 @@ void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
         forEachLane(answer.uHit, [&](unsigned uLane) { pBlocked[uFirst + uLane] = true; });
         forEachLane(answer.uOpen, [&](unsigned uLane) {
             const uint32_t u = uFirst + uLane;
+            ++counts.uOpen;
             pBlocked[u] = kdTree.findObstacle(stream.origin(u), stream.dir(u), stream.fMaxDist[u]);
         });
     });

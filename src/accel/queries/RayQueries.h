@@ -18,6 +18,13 @@ class RayQueries {
     KDTree kdTree;
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries
 
+    /// Rays that streams asked about, and how many of them the kernel left open to the tree.
+    struct Counts {
+        uint64_t uRays = 0;
+        uint64_t uOpen = 0;
+    };
+    mutable Counts counts;
+
     RayQueries() = default;
     ~RayQueries() { release(); }
     RayQueries(const RayQueries&) = delete;
@@ -32,7 +39,8 @@ class RayQueries {
     void release();
 
     /// KDTree::findNearestFace for every ray of a stream: the hit face's index or NO_INDEX in pFaces[ray], and the hit
-    /// record of a ray that hit in pHits[ray]. Faster than one by one, with the same answers to the last bit.
+    /// record of a ray that hit in pHits[ray]. Requires room for stream.uCount of each, as findObstacles() does. Faster
+    /// than one by one, with the same answers to the last bit.
     void findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const;
 
     /// KDTree::findObstacle for every ray of a stream, in pBlocked[ray].
@@ -46,6 +54,5 @@ class RayQueries {
     TraversalData traversalData() const;
 
     Bvh bvh;                               // the faces once more, in boxes that are quick to search
-    float fReach = 0.0f;                   // largest coordinate of the scene's box and of the tree's planes
     Velk::NAlignedArray<uint32_t> vLists;  // the leaves' lists as the packet kernels read them
 };
