@@ -28,7 +28,7 @@ class BvhTraversal {
             F largestDir = F::set(0.0f);
             typename F::Mask holds = largestDir <= largestDir;
             for (unsigned a = 0; a < 3; ++a) {
-                // Comparisons that a value which is not a number fails.
+                // Written so that NaN fails every comparison.
                 const F size = F::abs(rays.dir(a, g));
                 holds = holds & (F::abs(rays.origin(a, g)) <= limit) & (size <= F::set(FaceBounds::DIR_MAX));
                 if (bEnds) holds = holds & (F::abs(rays.end(a, g)) <= endLimit);
