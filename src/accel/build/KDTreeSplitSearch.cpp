@@ -137,7 +137,7 @@ bool KDTreeSplitSearch::findInWindow(const SplitFrame& frame, uint32_t uCount, S
 bool KDTreeSplitSearch::gather() {
     // Each bin gets its places; what is outside the window goes to one place behind them.
     const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
-    uint32_t uNext[SplitBins::MAX_BINS + 1], uPlaces = 0;
+    uint32_t uPlaces = 0;
     for (uint32_t u = 0; u < uBins; ++u) {
         uNext[u] = uPlaces;
         uPlaces += bins.candidates(uBegin + u);

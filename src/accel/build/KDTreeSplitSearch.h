@@ -69,6 +69,7 @@ class KDTreeSplitSearch {
     bool bInRange = false;  // box and corners are of a size for which thresholds and bins can answer
     bool bBounded = false;  // and the current node has an area
     SplitBins bins;
+    uint32_t uNext[SplitBins::MAX_BINS + 1];   // where gather() puts a bin's next candidate
     uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it
 
     // The candidates that are left, ascending, and the changes of their counts from one to the next.

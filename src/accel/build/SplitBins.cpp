@@ -106,7 +106,6 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
     const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
     const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
-    int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];                             // surely, possibly
     uint32_t uLeft = 0, uLeftMaybe = pLowMaybe[0], uRight = uCount - pHighSure[0], uRightMaybe = uCount;
     for (uint32_t u = 0; u < uBins; ++u) {
         uLeft += pLowSure[u];
@@ -118,7 +117,6 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
         iRight[0][u] = static_cast<int32_t>(uRight);
         iRight[1][u] = static_cast<int32_t>(uRightMaybe);
     }
-    float fFloor[MAX_BINS], fCeiling[MAX_BINS];
     for (uint32_t u = 0; u < uBins; ++u) {
         const float fAreaLow = fStart + fStep * static_cast<float>(static_cast<int32_t>(u));
         const float fAreaHigh = fStart + fStep * static_cast<float>(static_cast<int32_t>(uBins - u));

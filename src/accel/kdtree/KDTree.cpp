@@ -3,6 +3,8 @@
 
 #include <cassert>
 #include <cstdio>
+#include <memory>
+#include <new>
 
 #include "accel/CacheFile.h"
 #include "accel/build/KDTreeBuilder.h"
@@ -39,7 +41,10 @@ bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
     }
     printf(bResetCache ? " RESET\n" : " FAILED\n");
     printf("Building kdtree...\n");
-    if (KDTreeBuilder(*pScene, *this, nodes).build()) return true;
+    // Half a megabyte, which the stack may not have.
+    std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
+    if (!pBuilder || pBuilder->build()) return true;
+    pBuilder.reset();
     if (!sCacheFile.empty()) saveTree(sCacheFile.c_str(), nodes);
     return false;
 }
