@@ -40,11 +40,12 @@ class VoxelRow {
     // True when out of memory.
     bool create(float fMin, float fSize, int32_t iVoxelCount) {
         iVoxels = iVoxelCount;
-        pBoundaries.reset(new (std::nothrow) float[static_cast<size_t>(iVoxels) + 1]);
+        const size_t uLast = static_cast<size_t>(iVoxels);
+        pBoundaries.reset(new (std::nothrow) float[uLast + 1]);
         if (!pBoundaries) return true;
         float fBoundary = fMin;
-        for (int32_t i = 0; i <= iVoxels; ++i, fBoundary += fSize) pBoundaries[i] = fBoundary;
-        fMargin = std::max(fabsf(pBoundaries[0]), fabsf(pBoundaries[iVoxels])) * BOUNDS_MARGIN + FLT_MIN;
+        for (size_t u = 0; u <= uLast; ++u, fBoundary += fSize) pBoundaries[u] = fBoundary;
+        fMargin = std::max(fabsf(pBoundaries[0]), fabsf(pBoundaries[uLast])) * BOUNDS_MARGIN + FLT_MIN;
         return false;
     }
 
