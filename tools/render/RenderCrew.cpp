@@ -32,6 +32,10 @@ RenderCrew::RenderCrew(RayTracer& renderer, unsigned uWorkers, unsigned uSamples
 
 RenderCrew::~RenderCrew() {
     stopAll();
+    // Pictures that are there stay there: a signal that came while the last one was written changes nothing any more.
+    if (!iStopSignal) {
+        for (const int iSignal : {SIGINT, SIGTERM, SIGHUP}) signal(iSignal, SIG_IGN);
+    }
     sigprocmask(SIG_SETMASK, &oldSignals, nullptr);
 }
 
