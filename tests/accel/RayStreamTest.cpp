@@ -346,6 +346,27 @@ TEST_P(RayStreamTest, SegmentsThatEndOnAPlaneGoToTheHighChildOnly) {
     EXPECT_EQ(uMisses, 50u);
 }
 
+// A needle that is accepted outside of the scene and of the limit of origins, in a leaf that accepts twice as far as
+// its segment goes: a ray so slow downwards that its y changes by one last place on the way.
+TEST_P(RayStreamTest, HitsOnThinFacesFarBehindTheEndOfASlowSegmentAreFound) {
+    constexpr float LENGTH = 0x1.921d12p+9f, MIDDLE = 0x1.e2894ap+8f, PLANE = 7357.0f;
+    Mesh thin;
+    thin.add({8 * LENGTH, LENGTH, 0}, {8 * MIDDLE, std::nextafter(MIDDLE, 1e9f), 0}, {0, 0, 0});
+    HandMadeTree tree(thin);
+    tree.addPlane(1, PLANE, 1);
+    tree.addLeaf({});
+    tree.addLeaf({0});
+    const auto pStream = std::make_unique<RayStream>();
+    const float fLast = std::nextafter(PLANE, 1e9f) - PLANE;
+    for (int i = 0; i < 100; ++i) {  // to the plane z = 0 at x = 8 y
+        const float fWay = 98800.0f + static_cast<float>(i);
+        pStream->add({8 * PLANE - fWay, PLANE + fLast, fWay / 16}, {1, fLast / fWay * -0.999f, -0.0625f}, 1e6f);
+    }
+    unsigned uMisses = 0;
+    tree.expectAnswers(*pStream, &uMisses);
+    EXPECT_LT(uMisses, 50u) << "the case is there";
+}
+
 INSTANTIATE_TEST_SUITE_P(Kernels, RayStreamTest, testing::Values("generic", "sse2", "avx2", "avx512"),
                          [](const auto& kernel) { return std::string(kernel.param); });
 

@@ -20,7 +20,8 @@ class BvhTraversal {
 
     BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// The lanes of uMask that the boxes and the frustum hold for. bEnds when the rays may end anywhere.
+    /// The lanes of uMask that the boxes and the frustum hold for. bEnds when the rays may end anywhere, else they are
+    /// clipped to the scene.
     uint64_t contained(uint64_t uMask, bool bEnds) const {
         uint64_t uContained = 0;
         const F limit = F::set(tree.fOriginLimit), endLimit = F::set(tree.bNeedles ? tree.fOriginLimit : FARTHEST_END);
@@ -35,6 +36,7 @@ class BvhTraversal {
                 largestDir = F::max(largestDir, size);
             }
             holds = holds & (largestDir >= F::set(FaceBounds::DIR_MIN));
+            if (tree.bNeedles && !bEnds) holds = F::andNot(exceeds(g, largestDir), holds);
             uContained |= Rays::lanesOf(F::bits(holds), g);
         }
         return uContained & uMask;
@@ -72,6 +74,7 @@ class BvhTraversal {
 
  private:
     static constexpr float FARTHEST_END = 1e30f;  // the frustum's arithmetic stays finite
+    static constexpr float SLOWEST = 2.5e-5f;     // downwards, as a part of the direction's largest component
 
     // A box still to be looked into.
     struct Waiting {
@@ -80,6 +83,15 @@ class BvhTraversal {
         float fDepth;
         uint64_t uMask;
     };
+
+    // The lanes of a group that the walk may follow beyond the scene and the limit: the rounding of a cut on a slow
+    // axis lets a leaf accept faces far behind the end of its segment.
+    typename F::Mask exceeds(unsigned g, F largestDir) const {
+        const F zero = F::set(0.0f), slowest = F::set(-SLOWEST) * largestDir;
+        typename F::Mask any = zero < zero;
+        for (unsigned a = 0; a < 3; ++a) any = any | ((rays.dir(a, g) < zero) & (rays.dir(a, g) > slowest));
+        return any;
+    }
 
     // Puts the boxes of a node that the lanes may meet on the stack, the nearest on top.
     void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
