@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -56,7 +58,8 @@ std::vector<std::string> FileTest::list() {
 void writeFile(const std::string& sFile, const std::string& sText) {
     const fs::path directory = fs::path(sFile).parent_path();
     if (!directory.empty()) fs::create_directories(directory);
-    std::ofstream(sFile, std::ios::binary) << sText;
+    std::ofstream file(sFile, std::ios::binary);
+    EXPECT_TRUE(file << sText << std::flush) << sFile << ": " << strerror(errno);
 }
 
 std::string readFile(const std::string& sFile) {
