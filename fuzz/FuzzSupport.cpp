@@ -30,7 +30,7 @@ void removeDirectory() {
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!mkdtemp(g_szDirectory) || chdir(g_szDirectory)) abort();
     atexit(removeDirectory);
-    Velk::NLogger::LogToStream(fopen("/dev/null", "w"));  // messages are made, and go nowhere
+    Velk::NLogger::InitLogger("/dev/null", false);  // messages are made, and go nowhere
     return freopen("/dev/null", "w", stdout) ? 0 : 1;
 }
 
