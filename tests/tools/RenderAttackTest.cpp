@@ -163,13 +163,17 @@ TEST_F(RenderTest, OrbitsGoOnAtTheFrameThatWasInterrupted) {
 }
 
 #ifdef RT_IMPORT
-TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
+void writeSheet() {
     std::string sModel;
     for (int i = 0; i < 20000; ++i) {
         const std::string sX = std::to_string(i % 100), sY = std::to_string(i / 100);
         sModel += "v " + sX + " " + sY + " 0\nv " + sX + ".8 " + sY + " 0\nv " + sX + " " + sY + ".8 0\nf -3 -2 -1\n";
     }
     writeFile("sheet.obj", sModel);
+}
+
+TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
+    writeSheet();
     RenderProcess process("sheet.obj -o x.bmp");
     EXPECT_FALSE(process.workers().empty()) << "the importer's child";
     process.signal(SIGINT);
@@ -179,6 +183,23 @@ TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
     fs::remove("x.part.bmp.resume");
     EXPECT_EQ(render("sheet.obj -o x.bmp --resolution 40 30"), 0) << sOutput;
     EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "cache", "said", "sheet.obj", "x.bmp"}));
+}
+
+TEST_F(RenderTest, TheImporterEndsWithItsKilledParent) {
+    writeSheet();
+    RenderProcess process("sheet.obj -o x.bmp");
+    const std::vector<pid_t> vChildren = process.workers();
+    ASSERT_FALSE(vChildren.empty());
+    const std::string sErrors = "/proc/" + std::to_string(vChildren[0]) + "/fd/2";
+    std::error_code error;
+    while (fs::exists(sErrors, error) && fs::read_symlink(sErrors, error) != "/dev/null") std::this_thread::yield();
+    kill(vChildren[0], SIGSTOP);  // or it might end in time by itself
+    process.signal(SIGKILL);
+    EXPECT_EQ(process.wait(), 1000 + SIGKILL);
+    const auto tLimit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (fs::exists(sErrors, error) && std::chrono::steady_clock::now() < tLimit) std::this_thread::yield();
+    EXPECT_FALSE(fs::exists(sErrors, error)) << "the importer is still there";
+    if (fs::exists(sErrors, error)) kill(vChildren[0], SIGKILL);
 }
 #endif
 

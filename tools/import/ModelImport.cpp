@@ -3,6 +3,7 @@
 #include "import/ModelImport.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -100,11 +101,13 @@ void limitChild(const std::string& sModel, bool bQuiet) {
     if (bQuiet) dup2(iNowhere, STDERR_FILENO);
 }
 
-[[noreturn]] void runChild(int iPipe, const std::string& sModel, const ScenePaths& paths,
+[[noreturn]] void runChild(pid_t iParent, int iPipe, const std::string& sModel, const ScenePaths& paths,
                            const ImportOptions& options) {
     std::string sMessage;
     std::vector<std::string> vNotices;
     bool bFailed = true;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody waits for the scene of a parent that was killed
+    if (getppid() != iParent) _exit(1);
     limitChild(sModel, !options.bProgress);
     try {  // assimp throws on some broken files, and so does memory that does not suffice
         bFailed = importHere(sModel, paths, options, sMessage, vNotices);
@@ -125,10 +128,10 @@ bool importModel(const std::string& sModel, const std::string& sScenesRoot, cons
     int iPipe[2];
     if (pipe(iPipe) != 0) return sMessage = std::string("cannot make a pipe: ") + strerror(errno), true;
     fflush(nullptr);  // or the child would write it again
-    const pid_t iChild = fork();
+    const pid_t iParent = getpid(), iChild = fork();
     if (iChild == 0) {
         close(iPipe[0]);
-        runChild(iPipe[1], sModel, paths, options);
+        runChild(iParent, iPipe[1], sModel, paths, options);
     }
     close(iPipe[1]);
     const std::vector<std::string> vLines = receiveLines(iPipe[0]);
