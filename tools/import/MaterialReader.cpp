@@ -141,6 +141,8 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, con
     result.sName = material.GetName().C_Str();
     if (!bLinear && (result.sName.empty() || result.sName == AI_DEFAULT_MATERIAL_NAME)) {
         result.sName = "default";  // assimp's own, for files without materials
+        result.dSpecular = 0.2;    // a highlight shows the shape
+        result.uExponent = 30;
         return result;
     }
     aiColor3D c(0.8f, 0.8f, 0.8f), emitted(0, 0, 0);

@@ -13,7 +13,7 @@
 /// A block of the materials file. dTransmission is the share of light that goes through; the file holds one minus it.
 struct ModelMaterial {
     std::string sName;
-    std::array<unsigned, 3> vColour{205, 200, 190};  // 0 to 255, as a screen shows them
+    std::array<unsigned, 3> vColour{232, 210, 182};  // 0 to 255, as a screen shows them
     double dDiffuse = 0.8, dSpecular = 0.0, dReflection = 0.0, dTransmission = 0.0, dEta = 1.0;
     unsigned uExponent = 2;  // even: an odd power of a negative base would take light away
     bool bSmooth = false;

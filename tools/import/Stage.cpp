@@ -15,7 +15,7 @@ constexpr double PI = 3.14159265358979323846, DEGREE = PI / 180.0;
 constexpr double USUAL_TURN = 30.0, USUAL_ELEVATION = 20.0, USUAL_FOV = 40.0;
 constexpr uint32_t USUAL_WIDTH = 1024, USUAL_HEIGHT = 768;
 constexpr double FILLED = 0.88;        // of the picture's width or height is the model's
-constexpr double GROUND_HALF = 6.0;    // half the ground's side, in radii of the model
+constexpr double GROUND_HALF = 12.0;   // half the ground's side, in radii of the model: its end lies in the dark
 constexpr double ROOM_HALF = 8.0;      // half a room's side, in radii: the lamps are inside
 constexpr unsigned ROOM_TILES = 20;    // on a side of its floor
 constexpr double GROUND_GAP = 2e-4;    // below the model, in radii: faces in one plane would flicker
@@ -27,7 +27,7 @@ constexpr double SUN_DISTANCE = 30.0;  // of a light without a place, in radii
 struct Lamp {
     double dTurn, dElevation, dLight;  // degrees round from the eye and above the horizon; light sum at the centre
 };
-constexpr Lamp STUDIO[] = {{-38.37, 44.21, 400.0}, {51.73, 12.87, 60.0}, {163.19, 38.63, 200.0}};
+constexpr Lamp STUDIO[] = {{-38.37, 44.21, 420.0}, {51.73, 12.87, 36.0}, {163.19, 38.63, 240.0}};
 
 Vector3d toVector(const std::array<double, 3>& v) {
     return {v[0], v[1], v[2]};
@@ -200,7 +200,7 @@ std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camer
 void addGround(Model& model) {
     const Vector3d c = model.box.centre();
     const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius, y = model.box.v3Min.y - GROUND_GAP * dRadius;
-    const uint32_t uGround = addMaterial(model, "ground", {190, 190, 186});
+    const uint32_t uGround = addMaterial(model, "ground", {158, 168, 182});
     addQuad(model, {c.x - dHalf, y, c.z - dHalf}, {2 * dHalf, 0, 0}, {0, 0, 2 * dHalf}, uGround);
 }
 
