@@ -10,10 +10,10 @@
 
 void SmallSplit::addFace(const FaceValues<float>& values, uint32_t u) {
     const auto all = LaneMath<WIDTH>::all;
-    // A face known to miss the high side counts as low, untested; that matters up to where the low answer is sure.
+    // A face known to miss the high side counts as low, untested: from there on its low answer is not known.
     assert(uFaces < MAX_FACES);
     faces[uFaces++] = {all(std::min(values.pLowMaybe[u], values.pHighSure[u])), all(values.pLowSure[u]),
-                       all(values.pHighSure[u]), all(std::max(values.pHighMaybe[u], values.pLowSure[u]))};
+                       all(values.pHighSure[u]), all(values.pHighMaybe[u])};
 }
 
 bool SmallSplit::find(Split* pSplit) {
