@@ -40,6 +40,16 @@ struct Case {
         if (uShape == 0) corners[2] = corners[0] + (corners[1] - corners[0]) * random.between(0.0f, 1.0f);
         if (uShape == 1) corners[2] = corners[1] + (corners[1] - corners[0]) * power(random, -26, -18);
         if (uShape == 2) corners[0] = corners[2];
+        if (uShape == 3) {  // so near an end that the rounding of the part's centre is more than its margin
+            const unsigned uAxis = SplitFrame(box).uAxis;
+            const bool bHigh = random.below(2) != 0;
+            float fPlane = (bHigh ? box.v3Max : box.v3Min)[uAxis];
+            for (uint32_t u = random.below(50) + 1; u; --u) fPlane = std::nextafter(fPlane, bHigh ? -1e30f : 1e30f);
+            for (NMVector3f& v : corners) {
+                v = random.inside(box);
+                v[uAxis] = fPlane;
+            }
+        }
         std::swap(corners[0], corners[random.below(3)]);
     }
 };

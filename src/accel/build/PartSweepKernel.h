@@ -54,8 +54,6 @@ class PartSweep : LaneMath<WIDTH> {
     static constexpr uint32_t FEW = 512;              // candidates that are tested one by one
     static constexpr float ROUND_UP = 0x1.004p-24f;   // above u, with room for the rounding of the slack itself
 
-    static constexpr float TINY = 0x1p-126f;  // above every error by underflow
-
     // What a value may be for the candidates of a range.
     struct Interval {
         Lanes low, high;
@@ -91,7 +89,8 @@ class PartSweep : LaneMath<WIDTH> {
     static Interval plus(Interval a, Lanes b) { return {a.low + b, a.high + b}; }
     static Interval smaller(Interval a, Interval b) { return {smaller(a.low, b.low), smaller(a.high, b.high)}; }
     static Interval larger(Interval a, Interval b) { return {larger(a.low, b.low), larger(a.high, b.high)}; }
-    static Interval magnitude(Interval a) { return {larger(Lanes{}, larger(a.low, -a.high)), larger(-a.low, a.high)}; }
+    // The low end is negative where a may be 0, a bound all the same.
+    static Interval magnitude(Interval a) { return {larger(a.low, -a.high), larger(-a.low, a.high)}; }
     static Lanes negative(Lanes a) { return -a; }
     static Interval negative(Interval a) { return {-a.high, -a.low}; }
     static Mask isAbove(Interval a, Interval b) { return ~(a.high <= b.low); }  // possibly
@@ -120,7 +119,7 @@ class PartSweep : LaneMath<WIDTH> {
         for (unsigned i = 0; i < 3; ++i) {
             const unsigned j = (i + 1) % 3;
             const float d = s[j] - s[i];
-            Lanes slack = (reach[i] + reach[j] + __builtin_fabsf(d)) * ROUND_UP + TINY;
+            Lanes slack = (reach[i] + reach[j] + __builtin_fabsf(d)) * ROUND_UP;
             if (d == 0.0f) slack = Lanes{};  // equal corners stay equal
             part.e[i] = {d - slack, d + slack};
         }
