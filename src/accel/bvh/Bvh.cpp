@@ -19,6 +19,17 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
             face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, uFace << 3 | uDown << 2 | face.uAxis};
 }
 
+// Where the items of uFaces faces lie: at the end of the block of their records, which has room for two more. Items are
+// smaller, so each record in turn overwrites only items that it has been made of or that were used before. Memory that
+// is touched for the first time is a third of what a large scene costs.
+BvhBuilder::Item* itemsBehind(FaceRecord* pRecords, uint32_t uFaces) {
+    static_assert(sizeof(BvhBuilder::Item) < sizeof(FaceRecord),
+                  "records come later than the items that they overwrite");
+    const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhBuilder::Item));
+    void* pItems = reinterpret_cast<char*>(pRecords) + (uGap + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    return static_cast<BvhBuilder::Item*>(pItems);
+}
+
 // Fills the items of all sound faces: ordinary ones from the front, needles from the back.
 void makeItems(const Scene& scene, const FaceBounds& bounds, BvhBuilder::Item* pItems, BvhBuilder::Range& ordinary,
                BvhBuilder::Range& needles) {
@@ -52,31 +63,29 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     fOriginLimit = bounds.originLimit();
     fReach = bounds.reach();
     const uint32_t uFaces = scene.vFaces.uCount;
-    Velk::NAlignedArray<BvhBuilder::Item> vItems;
-    if (uFaces > FaceRecord::MAX_FACES || vItems.allocate(uFaces, ALIGNMENT)) return true;
+    if (uFaces > FaceRecord::MAX_FACES || vRecords.allocate(uFaces + 2, ALIGNMENT)) return true;
+    BvhBuilder::Item* const pItems = itemsBehind(vRecords.pData, uFaces);
     BvhBuilder::Range ordinary{0, 0, {}, {}}, needles{uFaces, uFaces, {}, {}};
-    makeItems(scene, bounds, vItems.pData, ordinary, needles);
+    makeItems(scene, bounds, pItems, ordinary, needles);
     // Unsound faces have left a gap.
     const uint32_t uNeedles = needles.count(), uTotal = ordinary.count() + uNeedles;
-    memmove(vItems.pData + ordinary.uEnd, vItems.pData + needles.uBegin, uNeedles * sizeof(BvhBuilder::Item));
+    memmove(pItems + ordinary.uEnd, pItems + needles.uBegin, uNeedles * sizeof(BvhBuilder::Item));
     needles.uBegin = ordinary.uEnd;
     needles.uEnd = uTotal;
     bNeedles = uNeedles > 0;
     // Only a node with nothing but leaves has fewer than four children, so there is one node for three faces at most,
     // and the root.
-    const bool bFailed = vNodes.allocate(uTotal / 3 + 1, ALIGNMENT) || vRecords.allocate(uTotal, ALIGNMENT);
-    if (!bFailed) {
-        vNodes.uCount = BvhBuilder(*this, vItems.pData).build(ordinary, needles);
-        for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
-        for (uint32_t u = 0; u < uTotal; ++u) {
-            prefetch(scene, &vItems[u], vItems.pData + uTotal);
-            const uint32_t uFace = vItems[u].face();
-            vRecords[u] = makeRecord(scene.vFaces[uFace], uFace);
-            pRecordOf[uFace] = u;
-        }
+    if (vNodes.allocate(uTotal / 3 + 1, ALIGNMENT)) return true;
+    vNodes.uCount = BvhBuilder(*this, pItems).build(ordinary, needles);
+    for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
+    for (uint32_t u = 0; u < uTotal; ++u) {
+        prefetch(scene, pItems + u, pItems + uTotal);
+        const uint32_t uFace = pItems[u].face();
+        vRecords[u] = makeRecord(scene.vFaces[uFace], uFace);
+        pRecordOf[uFace] = u;
     }
-    vItems.Release();
-    return bFailed;
+    vRecords.uCount = uTotal;
+    return false;
 }
 
 void Bvh::release() {

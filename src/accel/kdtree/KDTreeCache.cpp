@@ -1,6 +1,5 @@
 // The tree's cache file kdtree.tmp: reading with every check, writing; and the diagnostic walks.
 #include <cerrno>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -73,8 +72,11 @@ bool readCount(Velk::LineReader& reader, const char* szKeyword, uint32_t& uCount
 
 // Reads one unsigned number up to the given end character. Null when there is none.
 const char* readUnsigned(const char* sz, uint32_t& u, char cEnd) {
-    const std::from_chars_result result = std::from_chars(sz, sz + strnlen(sz, 11), u);
-    return result.ec == std::errc() && *result.ptr == cEnd ? result.ptr + 1 : nullptr;
+    uint64_t uValue = 0;
+    const char* p = sz;
+    for (; *p >= '0' && *p <= '9' && p - sz < 11; ++p) uValue = uValue * 10 + static_cast<uint64_t>(*p - '0');
+    u = static_cast<uint32_t>(uValue);
+    return p != sz && uValue <= UINT32_MAX && *p == cEnd ? p + 1 : nullptr;
 }
 
 bool readNodes(Velk::LineReader& reader, Velk::NDataVector<KDTreeNode>& nodes) {
