@@ -253,7 +253,7 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     for (int i = 0; i < 3; ++i) {
         sLog.clear();
         EXPECT_TRUE(waitForLog(sTask)) << "it never delivered, so its first tile may take any time";
-        EXPECT_TRUE(contains(sLog, "Waiting: 1 of 2 tasks done, 0 untaken, 1 connections parked\n"));
+        EXPECT_TRUE(waitForLog("Waiting: 1 of 2 tasks done, 0 untaken, 1 connections parked\n"));
     }
     slow.send(words({4, 16, 0, 192}) + pServer->pixels(pServer->board.vTasks[0]));
     EXPECT_TRUE(waiting.isClosed());
