@@ -160,26 +160,23 @@ TEST_P(RayStreamTest, EmptyPlacesOfANodeAreNotMetInScenesThatOverflow) {
 // coefficients cancel. They must be found where they are, for any width, and however far away the segment ends.
 TEST_P(RayStreamTest, HitsFarBesideThinFacesAreFound) {
     const auto pStream = std::make_unique<RayStream>();
+    float fWidth = 1e-2f;
     unsigned uBeside = 0, uFarBeside = 0;
-    for (float fWidth = 1e-2f; fWidth > 1e-9f; fWidth *= 0.3f) {
-        Mesh thin;
-        thin.add({1, 1, 0}, {0.6f, 0.6f + std::max(fWidth, 6e-8f), 0}, {0, 0, 0});
-        Scene scene;
-        loadMesh(scene, thin);
+    const auto ask = [&](const Scene& scene, float fFarthestOrigin) {
         RayQueries queries;
-        build(queries, scene);
+        build(queries, scene, fFarthestOrigin);
         const float fLength = scene.vFaces[0].pA->v3Position.x;
         pStream->uCount = 0;
         const auto aim = [&](float h) { pStream->add({h, h, 500.0f}, {0, 0, -1}, 1000.0f); };
         for (int i = 0; i < 100; ++i) aim(fLength * (static_cast<float>(i) * 0.03f - 1.0f));
         for (int i = 0; i < 400; ++i) aim(fLength * (1.0f + static_cast<float>(i) * 1e-9f / fWidth));
         for (int i = 0; i < 100; ++i) aim(fLength * static_cast<float>(i) * -4e-9f / fWidth);
-        for (int i = 0; i < 100; ++i) {  // far beyond the scene
-            const float f = std::exp2(static_cast<float>(i) * 0.2f);
+        for (int i = 0; i < 100; ++i) {  // far beyond the scene, and from near its middle to its end
+            const float f = std::exp2(static_cast<float>(i) * 0.2f), h = fLength - 3000 - static_cast<float>(i);
             pStream->add({100, 100, 5000}, {1, 1, -1 / f}, 10000 * f);
+            pStream->add({h, h, 3000}, {1, 1, -1}, 5000);
         }
         expectAnswersOfSingleRays(queries, *pStream);
-        if (HasFatalFailure()) return;
         for (uint32_t u = 0; u < pStream->uCount; ++u) {
             const NMVector3f O = pStream->origin(u), D = pStream->dir(u);
             RayTestOutput hit;
@@ -187,6 +184,18 @@ TEST_P(RayStreamTest, HitsFarBesideThinFacesAreFound) {
             uBeside += hit.v3Hit.x > fLength + 1 || hit.v3Hit.x < -1;
             uFarBeside += hit.v3Hit.x > 10 * fLength;
         }
+    };
+    for (; fWidth > 1e-9f; fWidth *= 0.3f) {
+        Mesh thin;
+        thin.add({1, 1, 0}, {0.6f, 0.6f + std::max(fWidth, 6e-8f), 0}, {0, 0, 0});
+        Scene scene;
+        loadMesh(scene, thin);
+        for (const float fFarthestOrigin : {0.0f, 1.0f}) ask(scene, fFarthestOrigin);
+        // Coefficients without an inverse.
+        scene.vFaces[0].fLambdaU = scene.vFaces[0].fMuV = 1000;
+        scene.vFaces[0].fLambdaV = scene.vFaces[0].fMuU = -1000;
+        ask(scene, 0);
+        if (HasFatalFailure()) return;
     }
     EXPECT_GT(uBeside, 50u) << "the case is there";
     EXPECT_GT(uFarBeside, 10u);
@@ -243,13 +252,13 @@ class HandMadeTree {
         }
     }
 
-    /// Loads the tree, asks it, and counts the rays that miss.
-    void expectAnswers(const RayStream& stream, unsigned* pMisses) {
+    /// Loads the tree, asks it, and counts the rays that miss the first face.
+    void expectAnswers(const RayStream& stream, unsigned* pMisses, float fFarthestOrigin = 0.0f) {
         ASSERT_EQ(tree.saveTree("kdtree.tmp", nodes), 0);
         RayQueries queries;
         queries.pKernel = findKernel(RayStreamTest::GetParam());
         testing::internal::CaptureStdout();
-        ASSERT_FALSE(queries.build(scene, false));
+        ASSERT_FALSE(queries.build(scene, false, fFarthestOrigin));
         ASSERT_NE(testing::internal::GetCapturedStdout().find("OK"), std::string::npos);
         expectAnswersOfSingleRays(queries, stream);
         RayTestOutput hit;
@@ -285,86 +294,196 @@ TEST_P(RayStreamTest, HitsBesideAPlaneAreSoughtOnBothSides) {
     Mesh mesh;
     addWall(mesh, 2, 5000);
     HandMadeTree tree(mesh);
-    tree.addPlane(0, 1234.567f, 1);
+    tree.addPlane(0, 1234.59f, 1);
     tree.addLeaf({0});
     tree.addLeaf({});
     const auto pStream = std::make_unique<RayStream>();
     const float fHeight = tree.scene.vFaces[0].pA->v3Position.z;
     unsigned uMisses = 0;
-    for (int i = 0; i < 8; ++i) {
+    for (int i = 0; i < 16; ++i) {
+        const float fDistance = i % 2 ? 6e5f : 0.0f;  // where the rounding of the origins is the larger part
         for (pStream->uCount = 0; pStream->uCount < RayStream::CAPACITY;) {
-            const NMVector3f O = random.inside(tree.scene.boxScene) * 0.07f;
-            pStream->add(O, (NMVector3f{1234.567f, 800, fHeight} - O) * random.between(0.5f, 1.0f), 3.0f);
+            NMVector3f O = random.inside(tree.scene.boxScene) * 0.07f;
+            O.x -= fDistance * random.between(0.9f, 1.0f);
+            pStream->add(O, (NMVector3f{1234.59f, 800, fHeight} - O) * random.between(0.5f, 1.0f), 3.0f);
         }
-        tree.expectAnswers(*pStream, &uMisses);
+        tree.expectAnswers(*pStream, &uMisses, fDistance);
+        if (HasFatalFailure()) return;
     }
-    EXPECT_GT(uMisses, 100u) << "the case is there";
+    EXPECT_GT(uMisses, 200u) << "the case is there";
 }
 
 // A slow ray downwards: its segment ends on a plane at the last place of y, is cut there once more, and the cut point,
-// computed from that place, lies behind the segment's end.
+// computed from that place, lies behind the segment's end. Then the same on z.
 TEST_P(RayStreamTest, SegmentsThatAreTurnedAroundAcceptHitsBehindTheirNode) {
     Random random(6);
-    Mesh mesh;
-    addWall(mesh, 0, 5000.5f);
-    addWall(mesh, 0, 5001.0f);
-    HandMadeTree tree(mesh);
-    const float fPlane = tree.scene.vFaces[0].pA->v3Position.x - 0.4f;
-    tree.addPlane(0, fPlane, 1);
-    tree.addPlane(1, 8000.0f, 3);
-    tree.addLeaf({0, 1});
-    tree.addLeaf({});
-    tree.addLeaf({1});
     const auto pStream = std::make_unique<RayStream>();
-    while (pStream->uCount < RayStream::CAPACITY) {
-        const float fSlow = random.between(-2e-4f, -0.5e-4f), fWay = random.between(500, 1500);
-        pStream->add({fPlane - fWay, 8000.0f - fSlow * fWay, 900}, {1, fSlow, 0}, 3000.0f);
+    for (const bool bBoth : {false, true}) {
+        Mesh mesh;
+        for (const float x : {5000.5f, 5000.6f}) mesh.add({x, 9996, 0}, {x, 0, 9996}, {x, 9996, 9996});
+        HandMadeTree tree(mesh);
+        // Half a last place above 8192 is 0.82 times the rounding of the scene's largest coordinate.
+        const float fPlane = tree.scene.vFaces[0].pA->v3Position.x - (bBoth ? 7.6f : 3.2f);
+        tree.addPlane(0, fPlane, 1);
+        tree.addPlane(1, 8200.0f, 3);
+        tree.addLeaf({0, 1});
+        tree.addLeaf({});
+        tree.addPlane(2, 8200.0f, 5);
+        tree.addLeaf({});
+        tree.addLeaf({1});
+        for (pStream->uCount = 0; pStream->uCount < RayStream::CAPACITY;) {
+            const float fY = random.between(-1.02e-4f, -1e-4f), fZ = bBoth ? random.between(-1.02e-4f, -1e-4f) : 0;
+            const float fWay = random.between(500, 1500);
+            // The cut on y lies up to 4.9 behind the plane, that on z as far again.
+            const float z = bBoth ? 8200.0f - fZ * (fWay + 4.5f) : 9000.0f;
+            pStream->add({fPlane - fWay, 8200.0f - fY * fWay, z}, {1, fY, fZ}, 3000.0f);
+        }
+        unsigned uMisses = 0;
+        tree.expectAnswers(*pStream, &uMisses);
+        if (HasFatalFailure()) return;
+        EXPECT_GT(uMisses, 5u) << "the case is there";
     }
-    unsigned uMisses = 0;
-    tree.expectAnswers(*pStream, &uMisses);
-    EXPECT_GT(uMisses, 5u) << "the case is there";
 }
 
-// A hit beside a plane is looked for on both sides, and on the far side the segment still has its own end: where that
-// lies on a plane, the walk goes to the high child, in which the face is not listed.
+// A hit beside a plane is looked for on both sides, and on the far side the segment still has its own end, as it has on
+// the only side of a ray within the plane: where that lies on a plane, the walk goes to the high child, in which the
+// face is not listed.
 TEST_P(RayStreamTest, SegmentsThatEndOnAPlaneGoToTheHighChildOnly) {
+    const auto pStream = std::make_unique<RayStream>();
+    for (const float fSign : {-1.0f, 0.0f, 1.0f}) {
+        Mesh mesh;
+        addWall(mesh, 2, 5000);
+        HandMadeTree tree(mesh);
+        tree.addPlane(0, 5000.0f, 1);
+        if (fSign >= 0) tree.addLeaf({0});
+        tree.addPlane(1, 1150.0f, 3);  // behind the hit
+        if (fSign < 0) tree.addLeaf({0});
+        tree.addLeaf({0});
+        tree.addLeaf({});
+        const float fWall = tree.scene.vFaces[0].pA->v3Position.z;
+        pStream->uCount = 0;
+        for (int i = 0; i < 100; ++i) {
+            const float fAside = fSign * static_cast<float>(100 + i);
+            const NMVector3f O{5000.0f + 0.002f * fSign - fAside / 2, 1100, fWall - 500};
+            pStream->add(O, {fAside, i % 2 ? 50.0f : 49.0f, 1000}, 1.0f);
+        }
+        unsigned uMisses = 0;
+        tree.expectAnswers(*pStream, &uMisses);
+        if (HasFatalFailure()) return;
+        EXPECT_EQ(uMisses, 50u);
+    }
+}
+
+// So does a segment that was cut at a plane, where the plane comes once more: the cut point lies on it exactly.
+TEST_P(RayStreamTest, CellsWithoutThicknessAreSkipped) {
+    Random random(7);
     Mesh mesh;
-    addWall(mesh, 0, 5000);
+    addWall(mesh, 0, 4000);
     HandMadeTree tree(mesh);
-    const float fWall = tree.scene.vFaces[0].pA->v3Position.x;
-    tree.addPlane(0, fWall + 0.001f, 1);
-    tree.addPlane(1, 1150.0f, 3);
-    tree.addLeaf({0});
+    tree.addPlane(0, 5200.37f, 1);
+    tree.addPlane(0, 5200.37f, 3);
+    tree.addLeaf({});
     tree.addLeaf({0});
     tree.addLeaf({});
     const auto pStream = std::make_unique<RayStream>();
-    for (int i = 0; i < 100; ++i) {
-        pStream->add({fWall + 1000, 1100, 1000.0f + static_cast<float>(i)}, {-2000, i % 2 ? 50.0f : 49.0f, 5}, 1.0f);
+    while (pStream->uCount < 200) {
+        const NMVector3f O{random.between(0, 3900), random.between(0, 4000), random.between(0, 4000)};
+        pStream->add(O, NMVector3f{random.between(6e3f, 7e3f), 500, 500} - O, 1.0f);
     }
     unsigned uMisses = 0;
     tree.expectAnswers(*pStream, &uMisses);
-    EXPECT_EQ(uMisses, 50u);
+    EXPECT_EQ(uMisses, pStream->uCount);
 }
 
-// A needle that is accepted outside of the scene and of the limit of origins, in a leaf that accepts twice as far as
-// its segment goes: a ray so slow downwards that its y changes by one last place on the way.
-TEST_P(RayStreamTest, HitsOnThinFacesFarBehindTheEndOfASlowSegmentAreFound) {
-    constexpr float LENGTH = 0x1.921d12p+9f, MIDDLE = 0x1.e2894ap+8f, PLANE = 7357.0f;
+// A needle that is accepted outside of the scene, at points x = 8 y of z = 0. A slow ray meets it outside of the limit
+// of origins, too: its y changes by one last place on its way, so that rounding moves a cut to twice the segment's
+// length.
+TEST_P(RayStreamTest, HitsOnThinFacesOutsideOfTheSceneAreThoseOfTheWalk) {
+    constexpr float LENGTH = 0x1.921d12p+9f, MIDDLE = 0x1.e2894ap+8f, FAR = 7357.0f, NEAR = 3000.0f;
     Mesh thin;
     thin.add({8 * LENGTH, LENGTH, 0}, {8 * MIDDLE, std::nextafter(MIDDLE, 1e9f), 0}, {0, 0, 0});
-    HandMadeTree tree(thin);
-    tree.addPlane(1, PLANE, 1);
-    tree.addLeaf({});
-    tree.addLeaf({0});
+    HandMadeTree slow(thin), before(thin);
+    slow.addPlane(1, FAR, 1);
+    slow.addLeaf({});
+    slow.addLeaf({0});
+    before.addPlane(1, NEAR, 1);
+    before.addLeaf({0});
+    before.addLeaf({});
     const auto pStream = std::make_unique<RayStream>();
-    const float fLast = std::nextafter(PLANE, 1e9f) - PLANE;
-    for (int i = 0; i < 100; ++i) {  // to the plane z = 0 at x = 8 y
+    const float fLast = std::nextafter(FAR, 1e9f) - FAR;
+    for (int i = 0; i < 100; ++i) {
         const float fWay = 98800.0f + static_cast<float>(i);
-        pStream->add({8 * PLANE - fWay, PLANE + fLast, fWay / 16}, {1, fLast / fWay * -0.999f, -0.0625f}, 1e6f);
+        pStream->add({8 * FAR - fWay, FAR + fLast, fWay / 16}, {1, fLast / fWay * -0.999f, -0.0625f}, 1e6f);
     }
     unsigned uMisses = 0;
-    tree.expectAnswers(*pStream, &uMisses);
+    slow.expectAnswers(*pStream, &uMisses);
+    if (HasFatalFailure()) return;
     EXPECT_LT(uMisses, 50u) << "the case is there";
+
+    unsigned uAccepted = 0;
+    pStream->uCount = uMisses = 0;
+    for (int i = 0; i < 400; ++i) {
+        const float y = 2400.0f + static_cast<float>(i / 2);
+        if (i % 2) {  // met before the ray enters the scene, on the other side of the plane
+            pStream->add({8 * y + 512, y - 32, -32}, {-1, 0.0625f, 0.0625f}, 1e5f);
+        } else {  // met where the ray begins, which never enters the scene
+            pStream->add({8 * y, y, 0}, {2, 0, -1}, 3e38f);
+        }
+        const uint32_t u = pStream->uCount - 1;
+        RayTestOutput hit;
+        uAccepted +=
+            before.scene.testTriangle(&before.scene.vFaces[0], pStream->origin(u), pStream->dir(u), 1e5f, &hit);
+    }
+    before.expectAnswers(*pStream, &uMisses);
+    EXPECT_EQ(uMisses, pStream->uCount);
+    EXPECT_GT(uAccepted, 50u) << "the case is there";
+}
+
+// Directions so small that a slope is not a number, beside rays that need theirs; nearly along a face, where the face
+// test refuses by a limit; so large that its sum overflows, which puts the hit at the origin.
+TEST_P(RayStreamTest, DirectionsThatVanishOrOverflowAreAnswered) {
+    Random random(8);
+    Mesh mesh = makeSoup(random, 300, 4.0f);
+    mesh.addQuad({-10, -10, -15}, {20, 0, 0}, {0, 20, 0});
+    Scene scene;
+    loadMesh(scene, mesh);
+    RayQueries queries;
+    build(queries, scene);
+    const auto pStream = std::make_unique<RayStream>();
+    const float fFloor = scene.vFaces[300].pA->v3Position.z;
+    const NMVector3f v3Eye{scene.boxScene.v3Min.x * 2, 0, 0};
+    unsigned uHits[3] = {}, uMisses = 0;
+    while (pStream->uCount < RayStream::CAPACITY) {
+        const uint32_t u = pStream->uCount, uKind = u / 64 % 3;
+        const NMVector3f v3Target = scene.pVertices[random.below(scene.uVertexCount)].v3Position;
+        const float x = random.between(-2000, 2000), y = random.between(-2000, 2000);
+        if (uKind == 2) {
+            pStream->add({x, y, fFloor + 1e-3f}, {0.01f, 0.01f, -random.between(3e-8f, 9e-8f)}, 1e5f);
+        } else if (u % 16 == 15) {  // the last of a vector decides
+            pStream->add(v3Eye, {1e-40f, static_cast<float>(uKind), 0}, 1e4f);
+        } else {
+            pStream->add(v3Eye, (v3Target - v3Eye) * random.between(0.5f, 1.0f), 2.0f);
+        }
+        RayTestOutput hit;
+        uHits[uKind] += queries.kdTree.findNearestFace(pStream->origin(u), pStream->dir(u), 1e5f, &hit) != nullptr;
+    }
+    expectAnswersOfSingleRays(queries, *pStream);
+    for (const unsigned u : uHits) EXPECT_GT(u, 20u) << "the case is there";
+    if (HasFatalFailure()) return;
+
+    Mesh roof;
+    roof.add({1000, 1000, 5000}, {9000, 1000, 4000}, {1000, 9000, 4000});
+    for (int i = 0; i < 8; ++i) {  // so that it has a box of its own
+        const float f = i % 2 ? 9990.0f : 0.0f;
+        roof.add({f, f, f}, {f + 1, f, f}, {f, f + 1, f});
+    }
+    HandMadeTree tree(roof);
+    tree.addLeaf({0});
+    for (pStream->uCount = 0; pStream->uCount < 100;) {
+        pStream->add({random.between(6000, 7500), random.between(1100, 1400), 100}, {3e38f, 3e38f, 3e38f}, 1.0f);
+    }
+    tree.expectAnswers(*pStream, &uMisses);
+    EXPECT_EQ(uMisses, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kernels, RayStreamTest, testing::Values("generic", "sse2", "avx2", "avx512"),

@@ -46,7 +46,7 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
     const bool bNeedle = !(a <= 0.25);
     const double dCoefficients = std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv));
-    const double E = (bNeedle ? 8 * UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a) + 4 * UNIT;
+    const double E = bNeedle ? 8 * UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a;
 
     const double corners[3][2] = {{-E, -E}, {1 + 2 * E, -E}, {-E, 1 + 2 * E}};
     double dMin[3] = {INFINITY, INFINITY, INFINITY}, dMax[3] = {-INFINITY, -INFINITY, -INFINITY};

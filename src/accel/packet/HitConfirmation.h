@@ -40,7 +40,6 @@ class HitConfirmation {
                 const F t = (nearPlane - o) / d;
                 entryT = F::select(outside & (t > entryT), t, entryT);
             }
-            missed = missed | (entryT > exitT);
         }
         setUp(g, exitT);
         const F t = F::load(rays.hitT() + g * W);
@@ -103,10 +102,8 @@ class HitConfirmation {
         const F zero = F::set(0.0f), reach = F::set(tree.fReach), hitT = F::load(rays.hitT() + g * W);
         F slowness = zero;  // of the axes along which the rays travel downwards
         for (unsigned a = 0; a < 3; ++a) {
-            const F d = rays.dir(a, g), inverse = F::abs(rays.reciprocal(a, g));
-            slowness = F::select(d < zero, slowness + inverse, slowness);
-            const typename F::Mask underflows = F::andNot(d == zero, F::abs(d) < F::set(1e-20f));
-            slowness = F::select(underflows, F::set(INFINITE), slowness);
+            const F inverse = F::abs(rays.reciprocal(a, g));
+            slowness = F::select(rays.dir(a, g) < zero, slowness + inverse, slowness);
         }
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;

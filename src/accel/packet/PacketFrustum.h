@@ -58,7 +58,7 @@ class PacketFrustum {
             const F depth = F::load(pBounds + g * W) * F::abs(rays.dir(k, g));
             furthest = F::max(furthest, F::select(F::mask(uBits), depth, furthest));
         }
-        fDepth = F::largest(furthest) + (apex[k].fHigh - apex[k].fLow);
+        fDepth = F::largest(furthest);
     }
 
     float depth() const { return fDepth; }

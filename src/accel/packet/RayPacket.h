@@ -88,7 +88,7 @@ class RayPacket {
             const typename F::Mask taken = F::mask(uHit);
             const auto put = [&](F value, float* p) { F::select(taken, value, F::load(p)).store(p); };
             if (NEAREST) {
-                const uint64_t uTied = lanesOf(F::bits(t == bound) & uHit, g) & hits.uLanes;
+                const uint64_t uTied = lanesOf(F::bits(t == bound) & uHit, g);
                 hits.uTied = (hits.uTied & ~lanesOf(uHit, g)) | uTied;
                 put(t, hits.bound + g * W);
                 put(lambda, pHits->fU + g * W);
