@@ -208,8 +208,8 @@ TEST_F(LoopTest, AFrozenClientHeldItsTileForEver) {
     for (const unsigned uSlots : {2u, 1u}) {  // with one slot the frozen client holds that, and two tiles are untaken
         const unsigned uTiles = uSlots == 1 ? 4 : 2;
         prepare(uTiles, uSlots);
-        start();
         pServer->loop.silenceLimit = milliseconds(50);
+        start();
         const Peer frozen(connect());
         EXPECT_EQ(pServer->deliver(frozen, 1), 1u);
         EXPECT_EQ(frozen.receive(32).substr(0, 12), words({3, 32, 1}));
@@ -240,8 +240,8 @@ TEST_F(LoopTest, WithoutAFreeDescriptorNobodyNewWasHeard) {
 
 TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     prepare(2, 2);
-    start();
     pServer->loop.silenceLimit = milliseconds(10);
+    start();
     const Peer slow(connect());
     slow.send(words({0, 8, 2, 8}));
     EXPECT_EQ(slow.receive(616).size(), 616u);
@@ -257,6 +257,7 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     }
     slow.send(words({4, 16, 0, 192}) + pServer->pixels(pServer->board.vTasks[0]));
     EXPECT_TRUE(waiting.isClosed());
+    EXPECT_TRUE(waitUntil([&] { return pServer->board.isDone(); }));
     EXPECT_TRUE(pServer->isComplete());
 }
 
