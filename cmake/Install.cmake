@@ -6,7 +6,7 @@ set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/raytracer)
 # Programs, scenes, documents. The documents lie to each other as they do here, so that their links hold.
 install(TARGETS RayTracer ${RT_TOOL_PROGRAMS} RUNTIME)
 install(FILES ${PROJECT_BINARY_DIR}/RayTracer TYPE BIN)  # the link to RayTracer.exe
-install(PROGRAMS tools/rt-bundle TYPE BIN)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/rt-bundle TYPE BIN)
 install(DIRECTORY Scenes DESTINATION ${CMAKE_INSTALL_DATADIR}/raytracer)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples deploy DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -47,7 +47,7 @@ TEST(ManualTest, PagesAndCompletionsNameTheOptionsOfTheHelp) {
     const std::string sEmulator = RT_EMULATOR " ";
     compare("RayTracer", sEmulator + RT_PROGRAM);
     compare("convert-lights", sEmulator + RT_CONVERT_LIGHTS);
-    compare("rt-bundle", RT_SOURCE_DIR "/tools/rt-bundle");
+    compare("rt-bundle", RT_BUNDLE);
 #ifdef RT_IMPORT
     compare("rt-import", RT_IMPORT);
 #ifdef RT_RENDER
