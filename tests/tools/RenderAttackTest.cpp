@@ -225,6 +225,7 @@ std::string shownOnTerminal(const std::string& sArguments) {
 }
 
 TEST_F(RenderTest, ProgressIsShownOnTerminalsOnly) {
+    if (!std::filesystem::exists("/dev/pts/ptmx")) GTEST_SKIP() << "there are no terminals in this root";
     std::string sShown;
     for (int iSamples = 2; iSamples < 64 && !contains(sShown, " left"); iSamples *= 2) {  // until it takes a while
         sShown = shownOnTerminal("test -o x.bmp --resolution 420 360 --samples " + std::to_string(iSamples));
