@@ -96,13 +96,14 @@ unsigned LineReader::takeFloats(const char* sz, float* pValues, unsigned uMax) {
 const char* LineReader::next() {
     assert(pFile);
     for (;;) {
-        if (uLine) buffer[uStart] = cSaved;
         if (uEnd - uStart <= LINE_LIMIT && !bAtEnd) {
+            buffer[uStart] = cSaved;
             memmove(buffer, buffer + uStart, uEnd - uStart);
             uEnd -= uStart;
             uStart = 0;
             uEnd += fread(buffer + uEnd, 1, BUFFER_SIZE - uEnd, pFile);
             bAtEnd = uEnd < BUFFER_SIZE;
+            cSaved = buffer[0];
         }
         if (uStart == uEnd) {
             cSaved = buffer[uStart];
@@ -111,7 +112,8 @@ const char* LineReader::next() {
         }
         char* szLine = buffer + uStart;
         const size_t uMost = uEnd - uStart < LINE_LIMIT ? uEnd - uStart : LINE_LIMIT;
-        const void* pBreak = memchr(szLine, '\n', uMost);
+        const void* pBreak = cSaved == '\n' ? szLine : memchr(szLine + 1, '\n', uMost - 1);
+        *szLine = cSaved;
         uStart += pBreak ? static_cast<size_t>(static_cast<const char*>(pBreak) - szLine) + 1 : uMost;
         cSaved = buffer[uStart];
         buffer[uStart] = '\0';
