@@ -3,12 +3,28 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "accel/build/LaneMath.h"
 
 namespace {
 
-constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted
+constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted; with more there are at least eight bins
+
+using Lanes = LaneMath<4>::Lanes;
+using Numbers = LaneMath<4>::Mask;
+using Shorts = int16_t __attribute__((vector_size(16)));
+
+template <typename T>
+T load(const void* p) {
+    T values;
+    memcpy(&values, p, sizeof(values));
+    return values;
+}
+
+Lanes counts(const int32_t* p) {
+    return __builtin_convertvector(load<Numbers>(p), Lanes);
+}
 
 // Puts a unit of values into bins. Rounding keeps the order of values, so bins are ordered as the values are.
 class Placement {
@@ -28,9 +44,6 @@ class Placement {
     }
 
  private:
-    using Lanes = float __attribute__((vector_size(16)));
-    using Numbers = int32_t __attribute__((vector_size(16)));
-    using Shorts = int16_t __attribute__((vector_size(16)));
     static_assert(NodeFrame::UNIT == 8, "two rows of lanes");
 
     static Lanes all(float f) { return LaneMath<4>::all(f); }
@@ -117,21 +130,25 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
         iRight[0][u] = static_cast<int32_t>(uRight);
         iRight[1][u] = static_cast<int32_t>(uRightMaybe);
     }
-    for (uint32_t u = 0; u < uBins; ++u) {
-        const float fAreaLow = fStart + fStep * static_cast<float>(static_cast<int32_t>(u));
-        const float fAreaHigh = fStart + fStep * static_cast<float>(static_cast<int32_t>(uBins - u));
-        fFloor[u] = fAreaLow * static_cast<float>(iLeft[0][u]) + (fAreaHigh - fStep) * static_cast<float>(iRight[0][u]);
-        fCeiling[u] =
-            (fAreaLow + fStep) * static_cast<float>(iLeft[1][u]) + fAreaHigh * static_cast<float>(iRight[1][u]);
-    }
     const float fFaces = static_cast<float>(uCount);
-    float fLimit = fFaces - SplitFrame::TRAVERSAL_COST;
-    for (uint32_t u = 0; u < uBins; ++u) fLimit = pCandidates[u + 1] && fCeiling[u] < fLimit ? fCeiling[u] : fLimit;
+    Lanes limits = LaneMath<4>::all(fFaces - SplitFrame::TRAVERSAL_COST);
+    const Lanes none = LaneMath<4>::all(std::numeric_limits<float>::infinity());
+    // Bins without a candidate limit nothing and are never possible.
+    for (uint32_t u = 0; u < uBins; u += 4) {
+        const Numbers bin = static_cast<int32_t>(u) + Numbers{0, 1, 2, 3};
+        const Lanes low = fStart + fStep * __builtin_convertvector(bin, Lanes);
+        const Lanes high = fStart + fStep * __builtin_convertvector(static_cast<int32_t>(uBins) - bin, Lanes);
+        const Numbers bEmpty = load<Numbers>(pCandidates + u + 1) == 0;
+        const Lanes floor = low * counts(iLeft[0] + u) + (high - fStep) * counts(iRight[0] + u);
+        const Lanes ceiling = (low + fStep) * counts(iLeft[1] + u) + high * counts(iRight[1] + u);
+        LaneMath<4>::store(fFloor + u, bEmpty ? none : floor);
+        limits = LaneMath<4>::smaller(bEmpty ? none : ceiling, limits);
+    }
+    float fLimit = std::min(std::min(limits[0], limits[1]), std::min(limits[2], limits[3]));
     fLimit += fFaces * 0x1p-16f;
-    const auto isPossible = [&](uint32_t u) { return pCandidates[u + 1] != 0 && fFloor[u] <= fLimit; };
     uint32_t uLow = 0, uHigh = uBins;
-    while (uLow < uBins && !isPossible(uLow)) ++uLow;
-    while (uHigh > uLow && !isPossible(uHigh - 1)) --uHigh;
+    while (uLow < uBins && !(fFloor[uLow] <= fLimit)) ++uLow;
+    while (uHigh > uLow && !(fFloor[uHigh - 1] <= fLimit)) --uHigh;
     uFirst = uLow + 1;
     uEnd = uHigh + 1;
     return uFirst < uEnd;
@@ -141,24 +158,19 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
 // its mark matters at p <= highMaybe (is it still counted high?) and at p < lowSure (is it counted low untested?). When
 // such a p is in the window, all candidates from highSure to there must be.
 uint32_t SplitBins::listActive(uint32_t uCount) {
-    using Shorts = int16_t __attribute__((vector_size(16)));
-    const auto load = [](const int16_t* p) {
-        Shorts shorts;
-        memcpy(&shorts, p, sizeof(shorts));
-        return shorts;
-    };
     const Shorts zero{}, first = static_cast<int16_t>(uFirst) + zero, end = static_cast<int16_t>(uEnd) + zero;
     Shorts needed = first;
     uActive = 0;
     for (uint32_t u = 0; u < uCount; u += NodeFrame::UNIT) {
-        const Shorts lowSure = load(faces.pLowSure + u), highSure = load(faces.pHighSure + u);
-        const Shorts highMaybe = load(faces.pHighMaybe + u), markEnd = highMaybe > lowSure ? highMaybe : lowSure;
+        const Shorts lowSure = load<Shorts>(faces.pLowSure + u), highSure = load<Shorts>(faces.pHighSure + u);
+        const Shorts highMaybe = load<Shorts>(faces.pHighMaybe + u);
+        const Shorts markEnd = highMaybe > lowSure ? highMaybe : lowSure;
         const Shorts earlier = (highSure < needed) & (markEnd >= first);
         needed = earlier ? highSure : needed;
-        Shorts touched = (load(faces.pLowMaybe + u) < end) & (lowSure >= first);
+        Shorts touched = (load<Shorts>(faces.pLowMaybe + u) < end) & (lowSure >= first);
         touched |= (highSure < end) & (markEnd >= first);
         for (const int16_t* pVertex : {faces.pMin + u, faces.pMid + u, faces.pMax + u}) {
-            const Shorts vertex = load(pVertex);
+            const Shorts vertex = load<Shorts>(pVertex);
             touched |= (vertex < end) & (vertex >= first);
         }
         const uint32_t uLanes = std::min(uCount - u, NodeFrame::UNIT);

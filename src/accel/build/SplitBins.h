@@ -57,10 +57,10 @@ class SplitBins {
     uint32_t uFirst = 1, uEnd = 1;
     float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f;
     uint32_t uCounts[5 * (MAX_BINS + 2)];
-    // Of each bin the faces on either side, surely and possibly, and the bounds of the cost. Members rather than
+    // Of each bin the faces on either side, surely and possibly, and the lower bound of the cost. Members rather than
     // locals: a stack that cannot grow ends the process without a word.
     int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];
-    float fFloor[MAX_BINS], fCeiling[MAX_BINS];
+    float fFloor[MAX_BINS];
     uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts
     uint32_t *pHighSure = nullptr, *pHighMaybe = nullptr;
 };
