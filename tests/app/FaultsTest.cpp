@@ -1,16 +1,13 @@
 // The program under faults of the system: full disks, little memory, few descriptors, kills, odd files.
 
-#include <dirent.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 
-#include "support/Child.h"
 #include "support/FileTest.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -24,58 +21,21 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-void nothing() {}
-
-void limit(int iResource, rlim_t uLimit) {
-    const rlimit both{uLimit, uLimit};
-    setrlimit(static_cast<__rlimit_resource>(iResource), &both);
-}
+const std::string PROGRAM = RT_EMULATOR " " RT_PROGRAM " ";
 
 class FaultsTest : public FileTest {
  protected:
     FaultsTest() {
         makeScene(makeShowcase(), 24, 18).write("test");
-        run(nothing);
+        run();
         sPicture = readFile("out_tex.bmp");
         EXPECT_EQ(sPicture.size(), 54u + 24 * 18 * 3);
         for (const char* szFile : {"out_tex.bmp", "kdtree.tmp", "RayTracer.log"}) fs::remove(szFile);
     }
 
-    // Starts the program after pfnPrepare in the new process; what it prints comes out of the returned pipe.
-    template <typename Prepare>
-    static pid_t start(const Prepare& prepare, const std::string& sArguments, int& iOutput) {
-        int files[2];
-        if (pipe(files)) abort();
-        const pid_t iProcess = fork();
-        if (!iProcess) {
-            for (const int iFile : {1, 2}) dup2(files[1], iFile);
-            for (const int iFile : files) close(iFile);
-            prepare();
-            execl("/bin/sh", "sh", "-c", ("exec " RT_EMULATOR " " RT_PROGRAM " " + sArguments).c_str(), nullptr);
-            _exit(126);
-        }
-        close(files[1]);
-        iOutput = files[0];
-        return iProcess;
-    }
-
-    // Runs the program to its end. Its exit status, -1 when a signal ended it; what it printed is in sOutput.
-    template <typename Prepare>
-    int run(const Prepare& prepare, const std::string& sArguments = "test") {
-        int iOutput = -1, iStatus = 0;
-        const pid_t iProcess = start(prepare, sArguments, iOutput);
-        sOutput = drain(iOutput);
-        waitpid(iProcess, &iStatus, 0);
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
-    }
-
-    static std::string drain(int iFile) {
-        std::string sText;
-        char buffer[4096];
-        for (ssize_t i = 0; (i = read(iFile, buffer, sizeof(buffer))) > 0;)
-            sText.append(buffer, static_cast<size_t>(i));
-        close(iFile);
-        return sText;
+    // Runs the program to its end behind a command that limits it. What it printed is in sOutput.
+    int run(const std::string& sLimit = "", const std::string& sArguments = "test") {
+        return runCommand(sLimit + PROGRAM + sArguments + " 2>&1", sOutput);
     }
 
     static bool hasPart() {
@@ -94,8 +54,8 @@ TEST_F(FaultsTest, WithoutMemoryOneLineNamesTheBytes) {
     makeScene(makeSoup(random, 20'000, 0.1f), 400, 300).write("large");
     unsigned uNamed = 0;
     bool bDone = false;
-    for (rlim_t uLimit = 4'000'000; !bDone && uLimit < 1'000'000'000; uLimit += uLimit / 16) {
-        const int iStatus = run([&] { limit(RLIMIT_AS, uLimit); }, "large");
+    for (unsigned uLimit = 4'000'000; !bDone && uLimit < 1'000'000'000; uLimit += uLimit / 16) {
+        const int iStatus = run("prlimit --as=" + std::to_string(uLimit) + " ", "large");
         ASSERT_TRUE(iStatus == 1 || iStatus == 127 || iStatus == 126) << uLimit << " " << sOutput;  // 127: no libraries
         const std::string sFile = readFile("out_tex.bmp");
         ASSERT_EQ(sFile.size(), sFile.empty() ? 0u : 54u + 400 * 300 * 3) << uLimit;
@@ -110,10 +70,10 @@ TEST_F(FaultsTest, WithoutMemoryOneLineNamesTheBytes) {
 }
 
 TEST_F(FaultsTest, AFullDiskLeavesTheOldPictureAndNamesTheReason) {
-    for (const rlim_t uLimit : {1000u, 1349u, 1350u, 8000u}) {
+    for (const unsigned uLimit : {1000u, 1349u, 1350u, 8000u}) {
         SCOPED_TRACE(uLimit);
         writeFile("out_tex.bmp", "old");
-        EXPECT_EQ(run([&] { limit(RLIMIT_FSIZE, uLimit); }), 1);
+        EXPECT_EQ(run("prlimit --fsize=" + std::to_string(uLimit) + " "), 1);
         EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), (uLimit < sPicture.size() ? "old" : sPicture)), "");
         EXPECT_EQ(contains(sOutput, "No image was written: out_tex.bmp\n"), uLimit < sPicture.size()) << sOutput;
         EXPECT_TRUE(contains(sOutput, ": File too large\n")) << "the cache at least does not fit: " << sOutput;
@@ -122,26 +82,21 @@ TEST_F(FaultsTest, AFullDiskLeavesTheOldPictureAndNamesTheReason) {
     }
     fs::remove("RayTracer.log");
     for (const char* szFile : {"RayTracer.log", "kdtree.tmp"}) fs::create_symlink("/dev/full", szFile);
-    EXPECT_EQ(run(nothing), 1);
+    EXPECT_EQ(run(), 1);
     EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "") << "neither log nor cache may cost the picture";
     fs::create_directory("disk");
-    const auto mountSmall = [] {
-        if (unshare(CLONE_NEWNS) || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr)) _exit(77);
-        if (mount("tmpfs", "disk", "tmpfs", 0, "size=8k")) _exit(77);
-    };
-    if (run(mountSmall, "--resolution 100 100 --out disk/x.bmp test") == 77) GTEST_SKIP() << "mounting is not allowed";
+    run("unshare -m sh -c 'mount -t tmpfs -o size=8k small disk && exec \"$@\"' sh ",
+        "--resolution 100 100 --out disk/x.bmp test");
+    if (contains(sOutput, "unshare: ") || contains(sOutput, "mount: ")) GTEST_SKIP() << "mounting is not allowed";
     EXPECT_TRUE(contains(sOutput, " ] disk/x.bmp: No space left on device\n")) << sOutput;
 }
 
 TEST_F(FaultsTest, AReadOnlyDirectoryCostsLogAndCacheButNotThePicture) {
     writeFile("out_tex.bmp", "old");
-    ASSERT_EQ(chmod("out_tex.bmp", 0666), 0);
-    openDirectory(false);
-    const int iStatus = run([] {
-        if (!becomeNobody() && !geteuid()) _exit(77);
-    });
-    openDirectory(true);
-    if (iStatus == 77 || iStatus == 126) GTEST_SKIP() << "root cannot be stopped by modes here";
+    ASSERT_EQ(chmod("out_tex.bmp", 0666) | chmod(".", 0555), 0);
+    const int iStatus = run(geteuid() ? "" : "setpriv --reuid=65534 --regid=65534 --clear-groups ");
+    ASSERT_EQ(chmod(".", 0777), 0);
+    if (iStatus == 127 || iStatus == 126) GTEST_SKIP() << "root cannot be stopped by modes here";
     EXPECT_EQ(iStatus, 1);
     EXPECT_EQ(sOutput.rfind("RayTracer.log: Permission denied: this run has no log and no messages\n", 0), 0u)
         << sOutput;
@@ -153,35 +108,32 @@ TEST_F(FaultsTest, AReadOnlyDirectoryCostsLogAndCacheButNotThePicture) {
 // Killed at any moment, most of all while a file is written.
 TEST_F(FaultsTest, AKillLeavesNoTornFile) {
     for (const char* szFile : {"out_tex.bmp", "kdtree.tmp"}) {
-        run(nothing, "--resolution 700 500 test");
+        run("", "--resolution 700 500 test");
         const std::string sWhole = readFile("out_tex.bmp"), sTree = readFile("kdtree.tmp");
         for (unsigned u = 0; u < 6; ++u) {
             fs::remove(szFile);
-            int iOutput = -1, iStatus = 0;
-            const pid_t iProcess = start(nothing, "--resolution 700 500 test", iOutput);
-            while (!waitpid(iProcess, &iStatus, WNOHANG)) {
-                if (!hasPart() && !fs::exists(szFile)) continue;
-                kill(iProcess, SIGKILL);
-                waitpid(iProcess, &iStatus, 0);
-                break;
+            Process process("exec " + PROGRAM + "--resolution 700 500 test >said");
+            while (!process.hasEnded() && !hasPart() && !fs::exists(szFile)) {
             }
-            close(iOutput);
+            process.send(SIGKILL);
+            process.wait();
             for (const auto& [sName, sAll] : {std::pair{"out_tex.bmp"s, sWhole}, {"kdtree.tmp"s, sTree}}) {
                 EXPECT_EQ(firstDifference(readFile(sName), fs::exists(sName) ? sAll : ""), "") << sName;
             }
         }
     }
     writeFile(".RayTracer-999999999-0.part", "left by a dead process");
-    EXPECT_EQ(run(nothing), 1);
+    EXPECT_EQ(run(), 1);
     EXPECT_FALSE(hasPart()) << "what was left is removed";
     EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "");
 }
 
 TEST_F(FaultsTest, FewDescriptorsGiveAReasonOrThePicture) {
     if (*RT_EMULATOR) GTEST_SKIP() << "the emulator needs descriptors of its own";
-    for (rlim_t uFiles = 3; uFiles < 8; ++uFiles) {
+    for (unsigned uFiles = 3; uFiles < 8; ++uFiles) {
         fs::remove("out_tex.bmp");
-        EXPECT_EQ(run([&] { limit(RLIMIT_NOFILE, uFiles); }, "--resetcache test") | 126, 127) << uFiles << sOutput;
+        EXPECT_EQ(run("prlimit --nofile=" + std::to_string(uFiles) + " ", "--resetcache test") | 126, 127)
+            << uFiles << sOutput;
         const bool bPicture = readFile("out_tex.bmp") == sPicture;
         EXPECT_EQ(fs::exists("out_tex.bmp"), bPicture) << uFiles;
         if (bPicture || contains(sOutput, "shared libraries")) continue;
@@ -192,17 +144,11 @@ TEST_F(FaultsTest, FewDescriptorsGiveAReasonOrThePicture) {
 TEST_F(FaultsTest, RendersInOneDirectoryDoNotDisturbEachOther) {
     for (unsigned uRound = 0; uRound < 3; ++uRound) {
         fs::remove("kdtree.tmp");
-        pid_t processes[4];
-        int outputs[4];
-        for (unsigned u = 0; u < 4; ++u) processes[u] = start(nothing, "test", outputs[u]);
-        for (unsigned u = 0; u < 4; ++u) {
-            int iStatus = 0;
-            EXPECT_TRUE(contains(drain(outputs[u]), "Time: "));
-            EXPECT_EQ(waitpid(processes[u], &iStatus, 0), processes[u]);
-        }
+        runCommand("for i in 1 2 3 4; do " + PROGRAM + "test 2>&1 & done | grep -c '^Time: '", sOutput);
+        EXPECT_EQ(sOutput, "4\n");
         EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "");
         EXPECT_FALSE(hasPart());
-        EXPECT_EQ(run(nothing), 1);
+        EXPECT_EQ(run(), 1);
         EXPECT_TRUE(contains(sOutput, "Loading kdtree from file... OK\n")) << sOutput;
     }
 }
@@ -210,7 +156,7 @@ TEST_F(FaultsTest, RendersInOneDirectoryDoNotDisturbEachOther) {
 // Each once hung the program or was read as an empty file.
 TEST_F(FaultsTest, OnlyRegularFilesAreRead) {
     const std::string sScene = "Scenes/test/test.";
-    const auto limited = [] { alarm(120); };
+    const char* szLimited = "timeout 120 ";
     for (const std::string& sFile : {"Scenes/scene_descs/test.txt"s, sScene + "cam", sScene + "atr", sScene + "lgt"}) {
         fs::rename(sFile, "kept");
         for (const char* szKind : {"pipe", "device", "directory"}) {
@@ -221,7 +167,7 @@ TEST_F(FaultsTest, OnlyRegularFilesAreRead) {
             } else {
                 fs::create_directory(sFile);
             }
-            EXPECT_EQ(run(limited), 1);
+            EXPECT_EQ(run(szLimited), 1);
             EXPECT_TRUE(contains(sOutput, "Failed to open file: " + sFile + "\n")) << sOutput;
             const char* szReason = szKind[2] == 'r' ? "Is a directory\n" : "Not a regular file\n";
             EXPECT_TRUE(contains(sOutput, " ] " + sFile + ": " + szReason)) << sOutput;
@@ -230,12 +176,12 @@ TEST_F(FaultsTest, OnlyRegularFilesAreRead) {
         fs::rename("kept", sFile);
     }
     ASSERT_EQ(mkfifo("kdtree.tmp", 0600), 0);
-    EXPECT_EQ(run(limited), 1);
+    EXPECT_EQ(run(szLimited), 1);
     EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "");
     EXPECT_TRUE(contains(sOutput, "kdtree.tmp")) << sOutput;
     fs::remove("RayTracer.log");
     ASSERT_EQ(mkfifo("RayTracer.log", 0600), 0);
-    EXPECT_EQ(run(limited), 1);
+    EXPECT_EQ(run(szLimited), 1);
     EXPECT_TRUE(contains(sOutput, "RayTracer.log: No such device or address: this run has no log")) << sOutput;
 }
 

@@ -1,11 +1,9 @@
 // The program as a process: command lines, output, exit statuses, files left behind.
-#include <sys/wait.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <set>
 
 #include "support/FileTest.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 namespace {
@@ -33,9 +31,7 @@ class ProgramTest : public FileTest {
 
     // Exit status; the output is in sOutput.
     int run(const std::string& sArguments) {
-        const int iStatus = system((RT_EMULATOR " " RT_PROGRAM " " + sArguments + " >out.txt 2>&1").c_str());
-        sOutput = readFile("out.txt");
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+        return runCommand("timeout 120 " RT_EMULATOR " " RT_PROGRAM " " + sArguments + " 2>&1", sOutput);
     }
 
     std::string sOutput;
@@ -146,12 +142,14 @@ TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
                  {"--out missing/x.bmp test", " ] missing/x.bmp: No such file or directory\n"},
                  {"--out /dev/full test", "No image was written: /dev/full\n"},
                  {"--out /dev/full test", " ] /dev/full: No space left on device\n"},
-                 {"--out Scenes test", " ] Scenes: Is a directory\n"}};
-    const std::vector<std::string> vNames = {"RayTracer.log", "Scenes", "kdtree.tmp", "out.txt"};
+                 {"--out Scenes test", " ] Scenes: Is a directory\n"},
+                 {"--server 0 1 --resolution 60000 60000 test", "Image too large: 60000 x 60000"},
+                 {"--server 0 1 --out missing/x.bmp test", "Failed to open file: missing/x.bmp\n"}};
+    const std::vector<std::string> vNames = {"RayTracer.log", "Scenes", "kdtree.tmp"};
     for (const auto& c : cases) {
         EXPECT_EQ(run(c.szArguments), 1);
         EXPECT_EQ(contains(sOutput, "Preprocess done"),
-                  contains(c.szArguments, "000") || contains(c.szArguments, "/dev/full"))
+                  contains(c.szArguments, "100000") || contains(c.szArguments, "/dev/full"))
             << "a picture that cannot be written is noticed before the work: " << c.szArguments;
         EXPECT_TRUE(contains(readFile("RayTracer.log"), c.szReport)) << sOutput;
         EXPECT_TRUE(contains(sOutput, c.szReport)) << sOutput;

@@ -1,14 +1,12 @@
 // What signals, limits and closed streams do to a run.
 #include "app/Signals.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
-#include <cstdlib>
+#include <filesystem>
 
 #include "base/OutputFile.h"
 #include "support/FileTest.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 namespace {
@@ -17,19 +15,14 @@ using SignalsTest = FileTest;
 
 TEST_F(SignalsTest, ASignalWhileAFileIsWrittenLeavesNoPartBehind) {
     for (const int iSignal : {SIGINT, SIGTERM}) {
-        const pid_t iProcess = fork();
-        if (!iProcess) {
+        Process process([iSignal] {
             removeFilesOnSignals();
             Velk::OutputFile first, done, second;
-            if (first.open("picture") || done.open("done") || done.commit() || second.open("cache")) _exit(1);
+            if (first.open("picture") || done.open("done") || done.commit() || second.open("cache")) return 1;
             fputs("half", second.stream());
-            raise(iSignal);
-            _exit(2);
-        }
-        int iStatus = 0;
-        waitpid(iProcess, &iStatus, 0);
-        EXPECT_TRUE(WIFSIGNALED(iStatus)) << iStatus;
-        EXPECT_EQ(WTERMSIG(iStatus), iSignal) << iStatus;
+            return raise(iSignal);
+        });
+        EXPECT_EQ(process.wait(), 1000 + iSignal);
         EXPECT_EQ(list(), std::vector<std::string>{"done"});
     }
 }

@@ -1,22 +1,13 @@
 // The manual pages and the completion of each program name the options that its --help names.
-#include <cstdio>
 #include <regex>
 #include <set>
 
 #include "support/FileTest.h"
+#include "support/Process.h"
 
 namespace {
 
 using Names = std::set<std::string>;
-
-std::string outputOf(const std::string& sCommand) {
-    std::string sOutput;
-    FILE* pPipe = popen(sCommand.c_str(), "r");
-    if (!pPipe) return sOutput;
-    for (int i; (i = fgetc(pPipe)) != EOF;) sOutput += static_cast<char>(i);
-    pclose(pPipe);
-    return sOutput;
-}
 
 // Long options that a text names.
 Names optionsIn(const std::string& sText) {
@@ -30,7 +21,9 @@ Names optionsIn(const std::string& sText) {
 
 void compare(const std::string& sName, const std::string& sProgram) {
     const std::string sRoot = RT_SOURCE_DIR;
-    const Names options = optionsIn(outputOf(sProgram + " --help"));
+    std::string sHelp, sCompleted;
+    runCommand(sProgram + " --help", sHelp);
+    const Names options = optionsIn(sHelp);
     ASSERT_FALSE(options.empty()) << sProgram;
     const std::string sPage = readFile(sRoot + "/man/" + sName + ".1");
     const std::string sPlain = std::regex_replace(sPage, std::regex("\\\\(f.)?"), "");
@@ -40,7 +33,8 @@ void compare(const std::string& sName, const std::string& sProgram) {
     }
     const std::string sComplete = ". '" + sRoot + "/completions/RayTracer'; COMP_WORDS=(" + sName +
                                   " --); COMP_CWORD=1; _raytracer; printf '%s\\n' \"${COMPREPLY[@]}\"";
-    EXPECT_EQ(optionsIn(outputOf("bash <<'END'\n" + sComplete + "\nEND\n")), options) << "completions/RayTracer";
+    runCommand("bash <<'END'\n" + sComplete + "\nEND\n", sCompleted);
+    EXPECT_EQ(optionsIn(sCompleted), options) << "completions/RayTracer";
 }
 
 TEST(ManualTest, PagesAndCompletionsNameTheOptionsOfTheHelp) {

@@ -1,160 +1,128 @@
 // Whole farms of processes.
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <csignal>
-
 #include <filesystem>
 #include <memory>
 #include <vector>
 
 #include "net/Peer.h"
 #include "support/FileTest.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 namespace {
 
 /// The program, running in a directory of its own that sees the test's scenes.
-class Process {
+class Member : public Process {
  public:
-    Process(const std::string& sName, std::vector<std::string> vArguments) : sDirectory(sName) {
-        std::filesystem::create_directories(sName);
-        std::filesystem::create_symlink("../Scenes", sName + "/Scenes");
-        vArguments.insert(vArguments.begin(), RT_PROGRAM);
-        if (*RT_EMULATOR) vArguments.insert(vArguments.begin(), RT_EMULATOR);
-        std::vector<char*> vPointers;
-        for (std::string& sArgument : vArguments) vPointers.push_back(sArgument.data());
-        vPointers.push_back(nullptr);
-        iProcess = fork();
-        if (iProcess) return;
-        setenv("TMPDIR", ".", 1);
-        if (chdir(sName.c_str()) || !freopen("stdout", "w", stdout)) _exit(99);
-        execv(vPointers[0], vPointers.data());
-        _exit(99);
-    }
-    ~Process() {
-        if (iProcess == -1) return;
-        send(SIGKILL);
-        end();
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
+    Member(const std::string& sName, const std::string& sArguments)
+        : Process("mkdir -p " + sName + "; cd " + sName +
+                  " && ln -s ../Scenes && exec env TMPDIR=. " RT_EMULATOR " " RT_PROGRAM " " + sArguments + " >stdout"),
+          sDirectory(sName + "/") {}
 
-    void send(int iSignal) const { kill(iProcess, iSignal); }
-
-    // The exit status once the process has ended, -1 for a signal.
-    int end() {
-        int iStatus = 0;
-        waitpid(std::exchange(iProcess, -1), &iStatus, 0);
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
-    }
-
-    std::string log() const { return readFile(sDirectory + "/RayTracer.log"); }
-    std::string image(const std::string& sName = "out_tex.bmp") const { return readFile(sDirectory + "/" + sName); }
+    std::string file(const std::string& sName = "RayTracer.log") const { return readFile(sDirectory + sName); }
     bool waitFor(const std::string& sText, const std::string& sFile = "RayTracer.log") const {
-        return waitUntil([&] { return contains(readFile(sDirectory + "/" + sFile), sText); });
+        return waitUntil([&] { return contains(file(sFile), sText); });
     }
     long peakKilobytes() const {
-        const std::string sStatus = readFile("/proc/" + std::to_string(iProcess) + "/status"), sName = "VmHWM:";
+        const std::string sStatus = readFile("/proc/" + id() + "/status"), sName = "VmHWM:";
         return std::stol(sStatus.substr(sStatus.find(sName) + sName.size()));
     }
-    long files() const { return openFiles(std::to_string(iProcess)); }
+    long files() const { return openFiles(id()); }
 
  private:
     std::string sDirectory;
-    pid_t iProcess;
 };
 
 class FarmTest : public FileTest {
  protected:
     std::string sPicture;  // as local mode renders it
+    uint16_t uPort = 0;
 
-    void render(const std::vector<std::string>& vOptions) {
+    void render(const std::string& sOptions) {
         makeScene(makeShowcase(), 90, 70).write("test");
-        vSettings = vOptions;
-        vSettings.push_back("test");
-        const auto out = std::find(vOptions.begin(), vOptions.end(), "--out");
-        const std::string sFile = out == vOptions.end() ? "out_tex.bmp" : *(out + 1);
-        std::filesystem::create_directories("local/" + std::filesystem::path(sFile).parent_path().string());
-        Process local("local", vSettings);
-        EXPECT_EQ(local.end(), 1);
-        sPicture = local.image(sFile);
+        sSettings = sOptions + " test";
+        Member local("local", sSettings);
+        EXPECT_EQ(local.wait(), 1);
+        sPicture = local.file("out_tex.bmp");
         EXPECT_FALSE(sPicture.empty());
     }
 
-    std::unique_ptr<Process> startServer(const std::string& sName, const std::string& sOn, const std::string& sMax) {
-        std::vector<std::string> vArguments{"--server", sOn, sMax};
-        vArguments.insert(vArguments.end(), vSettings.begin(), vSettings.end());
-        auto pServer = std::make_unique<Process>(sName, vArguments);
-        if (sOn != "0") return pServer;
+    std::unique_ptr<Member> startServer(const std::string& sName, const std::string& sOnAndMost) {
+        auto pServer = std::make_unique<Member>(sName, "--server " + sOnAndMost + " " + sSettings);
+        if (sOnAndMost[0] != '0') return pServer;
         EXPECT_TRUE(pServer->waitFor("Waiting for clients"));
-        const std::string sLog = pServer->log(), sPhrase = "Listening on port ";
+        const std::string sLog = pServer->file(), sPhrase = "Listening on port ";
         uPort = static_cast<uint16_t>(std::stoul(sLog.substr(sLog.find(sPhrase) + sPhrase.size())));
         return pServer;
     }
 
-    std::unique_ptr<Process> startClient(const std::string& sName) const {
-        return std::make_unique<Process>(sName,
-                                         std::vector<std::string>{"--client", "127.0.0.1", std::to_string(uPort)});
+    // The server ends with the picture of local mode.
+    void expectPicture(Member& server) const {
+        EXPECT_EQ(server.wait(), 1);
+        EXPECT_EQ(firstDifference(server.file("out_tex.bmp"), sPicture), "");
     }
 
-    uint16_t uPort = 0;
+    std::unique_ptr<Member> startClient(const std::string& sName) const {
+        return std::make_unique<Member>(sName, "--client 127.0.0.1 " + std::to_string(uPort));
+    }
 
  private:
-    std::vector<std::string> vSettings;
+    std::string sSettings;
 };
 
 TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalMode) {
-    render({"--texattr", "1", "--dirt", "--packsize", "9", "--resolution", "200", "150"});
-    const auto pServer = startServer("server", "0", "3");
-    std::vector<std::unique_ptr<Process>> vClients;
+    render("--texattr 1 --dirt --packsize 9 --resolution 200 150");
+    const auto pServer = startServer("server", "0 3");
+    std::vector<std::unique_ptr<Member>> vClients;
     for (const char* szName : {"first", "second", "third"}) vClients.push_back(startClient(szName));
-    EXPECT_EQ(pServer->end(), 1);
-    EXPECT_EQ(firstDifference(pServer->image(), sPicture), "");
+    expectPicture(*pServer);
     for (const auto& pClient : vClients) {
         // One that came too late would try on for ever; it may even meet the signal before it is ready for one.
         pClient->send(SIGTERM);
-        const int iStatus = pClient->end();
-        EXPECT_TRUE(iStatus == 1 || iStatus == -1) << iStatus;
+        const int iStatus = pClient->wait();
+        EXPECT_TRUE(iStatus == 1 || iStatus == 1000 + SIGTERM) << iStatus;
     }
 }
 
 TEST_F(FarmTest, AKilledClientsTaskGoesToAnother) {
-    render({"--packsize", "1000", "--resolution", "320", "240"});
-    const auto pServer = startServer("server", "0", "2");
+    render("--packsize 1000 --resolution 320 240");
+    const auto pServer = startServer("server", "0 2");
     const auto pFirst = startClient("first");
     EXPECT_TRUE(pFirst->waitFor("Task 0 received"));
     pFirst->send(SIGKILL);
-    EXPECT_EQ(pFirst->end(), -1);
-    EXPECT_FALSE(contains(pFirst->log(), "OK\n")) << "it was in the middle of it";
+    EXPECT_EQ(pFirst->wait(), 1000 + SIGKILL);
+    EXPECT_FALSE(contains(pFirst->file(), "OK\n")) << "it was in the middle of it";
     EXPECT_TRUE(pServer->waitFor("getResponse() failed"));
     const auto pSecond = startClient("second");
-    EXPECT_EQ(pServer->end(), 1);
-    EXPECT_EQ(firstDifference(pServer->image(), sPicture), "");
-    EXPECT_EQ(pSecond->end(), 1);
-    EXPECT_FALSE(contains(pSecond->log(), "LINE"));
+    expectPicture(*pServer);
+    EXPECT_EQ(pSecond->wait(), 1);
+    EXPECT_FALSE(contains(pSecond->file(), "LINE"));
 }
 
 TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
-    render({"--packsize", "1000", "--resolution", "320", "240"});
+    render("--packsize 1000 --resolution 320 240");
     SocketServer probe;  // for a port that is free
     ASSERT_FALSE(probe.initServer(0, 1));
     uPort = probe.uPort;
-    EXPECT_EQ(startServer("occupied", std::to_string(uPort), "1")->end(), 1);
+    // A port is cut to 16 bits, and said.
+    const std::string sPort = std::to_string(uPort), sCut = std::to_string(65536 + uPort) + "x";
+    EXPECT_EQ(startServer("occupied", sCut + " 1")->wait(), 1);
     probe.release();
     const auto pClient = startClient("client");
     EXPECT_TRUE(pClient->waitFor("connect() failed"));
-    const auto pServer = startServer("server", std::to_string(uPort), "1");
+    const auto pServer = startServer("server", sCut + " 1");
     EXPECT_TRUE(pClient->waitFor("Task 0 received"));
+    EXPECT_TRUE(contains(pServer->file(), "The port \"" + sCut + "\" is understood as " + sPort + "\n"));
+    EXPECT_TRUE(contains(pServer->file(), "Listening on port " + sPort + "\n"));
     pServer->send(SIGKILL);
-    pServer->end();
-    EXPECT_EQ(pClient->end(), 1);
-    EXPECT_TRUE(contains(pClient->log(), "[Client.cpp | getResponse | LINE: "));
+    pServer->wait();
+    EXPECT_EQ(pClient->wait(), 1);
+    EXPECT_TRUE(contains(pClient->file(), "[Client.cpp | getResponse | LINE: "));
 }
 
 TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
-    render({});
-    const auto pServer = startServer("server", "0", "1");
+    render("");
+    const auto pServer = startServer("server", "0 1");
     const Peer silent(connectTo(uPort));
     EXPECT_TRUE(pServer->waitFor("Client 0 created"));
     const long iFiles = pServer->files();
@@ -163,19 +131,19 @@ TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
     pServer->send(SIGTERM);
     EXPECT_EQ(silent.receive(8), words({5, 8}));
     EXPECT_TRUE(beyondTheLimit.isClosed());
-    EXPECT_EQ(pServer->end(), 1);
-    EXPECT_TRUE(contains(pServer->log(), "Stopped by a signal, 0 of 9 tasks done"));
-    EXPECT_TRUE(pServer->image().empty());
+    EXPECT_EQ(pServer->wait(), 1);
+    EXPECT_TRUE(contains(pServer->file(), "Stopped by a signal, 0 of 9 tasks done"));
+    EXPECT_TRUE(pServer->file("out_tex.bmp").empty());
     const auto pClient = startClient("client");  // nobody listens any more
     EXPECT_TRUE(pClient->waitFor("connect() failed"));
     pClient->send(SIGINT);
-    EXPECT_EQ(pClient->end(), 1);
-    EXPECT_TRUE(contains(pClient->log(), "Stopped by a signal"));
+    EXPECT_EQ(pClient->wait(), 1);
+    EXPECT_TRUE(contains(pClient->file(), "Stopped by a signal"));
 }
 
 TEST_F(FarmTest, FourHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
-    render({"--packsize", "5"});
-    const auto pServer = startServer("server", "0", "128");
+    render("--packsize 5");
+    const auto pServer = startServer("server", "0 128");
     const long iPeak = pServer->peakKilobytes(), iFiles = pServer->files();
     std::vector<std::unique_ptr<Peer>> vPeers;
     for (unsigned u = 0; u < 400; ++u) {
@@ -186,14 +154,13 @@ TEST_F(FarmTest, FourHundredConnectionsCostTheServerNeitherMemoryNorThePicture) 
     EXPECT_TRUE(waitUntil([&] { return pServer->files() == iFiles; }));
     EXPECT_LT(pServer->peakKilobytes() - iPeak, 256 * 1024);  // of 128 threads, a sanitizer's memory included
     const auto pFirst = startClient("first"), pSecond = startClient("second");
-    EXPECT_EQ(pServer->end(), 1);
-    EXPECT_EQ(firstDifference(pServer->image(), sPicture), "");
+    expectPicture(*pServer);
 }
 
 TEST_F(FarmTest, AStoppedServerKeepsTheTilesThatAreDone) {
-    render({"--packsize", "40", "--out", "a.b/room.bmp"});
+    render("--packsize 40");
     std::filesystem::create_directories("server/a.b");
-    const auto pServer = startServer("server", "0", "1");
+    const auto pServer = startServer("server", "0 1 --out a.b/room.bmp");
     const Peer peer(connectTo(uPort));
     peer.send(words({0, 8, 2, 8}));
     EXPECT_EQ(peer.receive(616).size(), 616u);
@@ -202,8 +169,8 @@ TEST_F(FarmTest, AStoppedServerKeepsTheTilesThatAreDone) {
     peer.send(words({4, 16, 1, 4800}) + "half of it");
     EXPECT_TRUE(pServer->waitFor("Current task: 2/6", "stdout"));
     pServer->send(SIGTERM);
-    EXPECT_EQ(pServer->end(), 1);
-    EXPECT_TRUE(contains(pServer->log(), "Stopped by a signal, 1 of 6 tasks done, they are in a.b/room.part.bmp\n"));
+    EXPECT_EQ(pServer->wait(), 1);
+    EXPECT_TRUE(contains(pServer->file(), "Stopped by a signal, 1 of 6 tasks done, they are in a.b/room.part.bmp\n"));
     Velk::NBitmap part;
     ASSERT_FALSE(part.loadFromFile("server/a.b/room.part.bmp"));
     for (const auto& [x, y, uColour] : {std::tuple{0u, 0u, 0x787878u}, {39, 39, 0x787878}, {40, 0, 0}, {0, 40, 0}}) {
@@ -212,52 +179,26 @@ TEST_F(FarmTest, AStoppedServerKeepsTheTilesThatAreDone) {
 }
 
 TEST_F(FarmTest, AFinishedPictureThatCannotBeWrittenIsKept) {
-    render({"--out", "gone/picture.bmp"});
+    render("");
     std::filesystem::create_directories("server/gone");
-    const auto pServer = startServer("server", "0", "1");
+    const auto pServer = startServer("server", "0 1 --out gone/picture.bmp");
     std::filesystem::remove("server/gone");
     const auto pClient = startClient("client");
-    EXPECT_EQ(pServer->end(), 1);
-    const std::string sLog = pServer->log(), sPhrase = "The finished image is kept in ";
+    EXPECT_EQ(pServer->wait(), 1);
+    const std::string sLog = pServer->file(), sPhrase = "The finished image is kept in ";
     ASSERT_TRUE(contains(sLog, sPhrase)) << sLog;
     const size_t uName = sLog.find(sPhrase) + sPhrase.size();
-    EXPECT_EQ(firstDifference(pServer->image(sLog.substr(uName, sLog.find('\n', uName) - uName)), sPicture), "");
+    EXPECT_EQ(firstDifference(pServer->file(sLog.substr(uName, sLog.find('\n', uName) - uName)), sPicture), "");
 }
 
 // Two that were started together read one log and one port, and hung.
 TEST_F(FarmTest, TwoFarmsWorkInOneDirectory) {
-    render({"--packsize", "8"});
+    render("--packsize 8");
     const std::string sRun = "RT_CLIENTS=1 RT_PROGRAM=" RT_PROGRAM " " RT_SOURCE_DIR "/scripts/farm test --packsize 8 ";
     const std::string sBoth = "{ " + sRun + "--out a.bmp >a 2>&1 & " + sRun + "--out b.bmp >b 2>&1; wait $!; } 2>&1";
     EXPECT_EQ(system(sBoth.c_str()), 0) << readFile("a") << readFile("b");
     EXPECT_EQ(firstDifference(readFile("a.bmp"), sPicture), "") << readFile("a");
     EXPECT_EQ(firstDifference(readFile("b.bmp"), sPicture), "") << readFile("b");
-}
-
-TEST_F(FarmTest, TheServerNamesThePortThatItUnderstood) {
-    SocketServer probe;
-    ASSERT_FALSE(probe.initServer(0, 1));
-    uPort = probe.uPort;
-    probe.release();
-    makeScene(makeShowcase(), 90, 70).write("test");
-    const std::string sWords = std::to_string(65536 + uPort) + "x", sPort = std::to_string(uPort);
-    Process server("server", {"--server", sWords, "1", "test"});
-    EXPECT_TRUE(server.waitFor("Waiting for clients"));
-    EXPECT_TRUE(contains(server.log(), "The port \"" + sWords + "\" is understood as " + sPort + "\n")) << server.log();
-    EXPECT_TRUE(contains(server.log(), "Listening on port " + sPort + "\n"));
-    EXPECT_NE(connectTo(uPort), -1);
-}
-
-TEST_F(FarmTest, APictureThatCannotBeIsRefusedBeforeTheFirstClient) {
-    makeScene(makeShowcase(), 90, 70).write("test");
-    for (const auto& [szOption, szValue, szReport] :
-         {std::tuple{"--resolution", "60000", "Image too large: 60000 x 60000"},
-          {"--out", "no/such/directory.bmp", "Failed to open file: no/such/directory.bmp"}}) {
-        Process server(szOption, {"--server", "0", "1", szOption, szValue, szValue, "test"});
-        EXPECT_EQ(server.end(), 1);
-        EXPECT_TRUE(contains(server.log(), szReport)) << szOption;
-        EXPECT_FALSE(contains(server.log(), "Waiting")) << szOption;
-    }
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // rt-import on small models of every kind: what comes out stands upright, is framed and lit, or is refused in one line.
 
-#include <sys/wait.h>
-
 #include <cmath>
 #include <cstdlib>
 
@@ -9,6 +7,7 @@
 #include "scene/Scene.h"
 #include "support/FileTest.h"
 #include "support/Letter.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 #ifdef RT_IMPORT
@@ -21,12 +20,10 @@ class ImportTest : public FileTest {
 
     // Exit status; what was printed is in sOutput and sErrors.
     int import(const std::string& sArguments) {
-        const int iStatus = system((RT_EMULATOR " " RT_IMPORT " " + sArguments + " >out.txt 2>err.txt").c_str());
-        sOutput = readFile("out.txt");
+        const int iStatus = runCommand(RT_EMULATOR " " RT_IMPORT " " + sArguments + " 2>err.txt", sOutput);
         sErrors = readFile("err.txt");
-        std::filesystem::remove("out.txt");
         std::filesystem::remove("err.txt");
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+        return iStatus;
     }
 
     std::string sOutput, sErrors;

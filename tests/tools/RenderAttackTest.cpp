@@ -14,55 +14,21 @@
 namespace {
 
 // rt-render as a child to disturb; what it says is in the file "said".
-class RenderProcess {
+class RenderProcess : public Process {
  public:
-    explicit RenderProcess(const std::string& sArguments) : iProcess(fork()) {
-        if (iProcess) return;
-        const int iFile = open("said", O_CREAT | O_TRUNC | O_WRONLY, 0666);
-        dup2(iFile, STDOUT_FILENO);
-        dup2(iFile, STDERR_FILENO);
-        execl("/bin/sh", "sh", "-c", ("exec " RT_RENDER " " + sArguments).c_str(), nullptr);
-        _exit(127);
-    }
-
-    ~RenderProcess() {
-        if (!bEnded) kill(iProcess, SIGKILL);
-        wait();
-    }
+    explicit RenderProcess(const std::string& sArguments)
+        : Process("exec >said 2>&1; exec " RT_RENDER " " + sArguments) {}
 
     // Waits for workers; none when it has ended.
     std::vector<pid_t> workers() {
-        const std::string sFile =
-            "/proc/" + std::to_string(iProcess) + "/task/" + std::to_string(iProcess) + "/children";
         while (!hasEnded()) {
-            std::istringstream text(readFile(sFile));
+            std::istringstream text(readFile("/proc/" + id() + "/task/" + id() + "/children"));
             const std::vector<pid_t> vWorkers{std::istream_iterator<pid_t>(text), {}};
             if (!vWorkers.empty()) return vWorkers;
             std::this_thread::yield();
         }
         return {};
     }
-
-    void signal(int iSignal) const {
-        if (!bEnded) kill(iProcess, iSignal);
-    }
-
-    bool hasEnded() {
-        bEnded = bEnded || waitpid(iProcess, &iStatus, WNOHANG) == iProcess;
-        return bEnded;
-    }
-
-    // Exit status, or 1000 more than the signal that ended it.
-    int wait() {
-        if (!bEnded) waitpid(iProcess, &iStatus, 0);
-        bEnded = true;
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
-    }
-
- private:
-    pid_t iProcess;
-    int iStatus = 0;
-    bool bEnded = false;
 };
 
 // Enough to be disturbed, whatever the machine does.
@@ -93,7 +59,7 @@ TEST_F(RenderTest, CtrlCAtAnyMomentKeepsThePictureAndResumeGoesOn) {
     for (int iPause = 0;; iPause += 7) {  // milliseconds; the longer, the more is done
         RenderProcess process(LONG + "--resume");
         if (!process.workers().empty()) std::this_thread::sleep_for(std::chrono::milliseconds(iPause));
-        process.signal(SIGINT);
+        process.send(SIGINT);
         const int iStatus = process.wait();
         ASSERT_TRUE(iStatus == 0 || iStatus == 130) << iStatus << readFile("said");
         if (iStatus == 0) break;
@@ -111,7 +77,7 @@ TEST_F(RenderTest, OtherSettingsAndDamagedPartsAreNotResumed) {
     const auto interrupt = [] {
         RenderProcess process(LONG);
         process.workers();
-        process.signal(SIGINT);
+        process.send(SIGINT);
         EXPECT_EQ(process.wait(), 130);
     };
     interrupt();
@@ -135,8 +101,8 @@ TEST_F(RenderTest, ASecondCtrlCAndADeadParentEndEverything) {
         RenderProcess process(LONG);
         const std::vector<pid_t> vWorkers = process.workers();
         ASSERT_FALSE(vWorkers.empty());
-        process.signal(iSignal);
-        process.signal(iSignal);
+        process.send(iSignal);
+        process.send(iSignal);
         EXPECT_TRUE(process.wait() == 130 || process.wait() == 1000 + iSignal) << process.wait();
         for (const pid_t iWorker : vWorkers) {
             while (kill(iWorker, 0) == 0 &&
@@ -154,7 +120,7 @@ TEST_F(RenderTest, OrbitsGoOnAtTheFrameThatWasInterrupted) {
     for (const char* sz : {"x-0001.bmp", "x-0002.bmp", "x-0003.bmp"}) fs::remove(sz);
     RenderProcess process(sOrbit);
     while (!process.workers().empty() && !fs::exists("x-0001.bmp")) std::this_thread::yield();
-    process.signal(SIGINT);
+    process.send(SIGINT);
     ASSERT_EQ(process.wait(), 130) << readFile("said");
     writeFile("x-0001.bmp", "as it was");
     EXPECT_EQ(render(sOrbit + "--resume"), 0);
@@ -176,7 +142,7 @@ TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
     writeSheet();
     RenderProcess process("sheet.obj -o x.bmp");
     EXPECT_FALSE(process.workers().empty()) << "the importer's child";
-    process.signal(SIGINT);
+    process.send(SIGINT);
     EXPECT_EQ(process.wait(), 130) << readFile("said");
     for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
     fs::remove("x.part.bmp");  // of a machine so busy that the import was over
@@ -194,7 +160,7 @@ TEST_F(RenderTest, TheImporterEndsWithItsKilledParent) {
     std::error_code error;
     while (fs::exists(sErrors, error) && fs::read_symlink(sErrors, error) != "/dev/null") std::this_thread::yield();
     kill(vChildren[0], SIGSTOP);  // or it might end in time by itself
-    process.signal(SIGKILL);
+    process.send(SIGKILL);
     EXPECT_EQ(process.wait(), 1000 + SIGKILL);
     const auto tLimit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (fs::exists(sErrors, error) && std::chrono::steady_clock::now() < tLimit) std::this_thread::yield();

@@ -1,15 +1,13 @@
 // What the tests of rt-render share: a scene at hand, and ways to run the program.
 #pragma once
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/FileTest.h"
+#include "support/Process.h"
 #include "support/Scenes.h"
 
 namespace fs = std::filesystem;
@@ -27,11 +25,7 @@ class RenderTest : public FileTest {
 
     // Runs rt-render; the exit status. What it said is in sOutput.
     int render(const std::string& sArguments, const std::string& sBefore = "") {
-        const std::string sOut = "/dev/shm/said-" + std::to_string(getpid());
-        const int iStatus = system((sBefore + " " RT_RENDER " " + sArguments + " >" + sOut + " 2>&1").c_str());
-        sOutput = readFile(sOut);
-        fs::remove(sOut);
-        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+        return runCommand(sBefore + " " RT_RENDER " " + sArguments + " 2>&1", sOutput);
     }
 
     // The BMP file that RayTracer makes of the same scene.
