@@ -10,9 +10,10 @@ using Velk::NMVector3f;
 
 namespace {
 
+using Float4 = float __attribute__((vector_size(16)));
+
 // The double function, rounded once: the single-precision one differs in the last bit between C libraries.
-float angleBetween(const NMVector3f& v3Edge1, const NMVector3f& v3Edge2) {
-    const float fCosine = dot(v3Edge1, v3Edge2) / (length(v3Edge1) * length(v3Edge2));
+float angleOf(float fCosine) {
     const float fClamped = fCosine < -1.0f ? -1.0f : fCosine > 1.0f ? 1.0f : fCosine;  // rounding may leave the range
     return static_cast<float>(acos(static_cast<double>(fClamped)));
 }
@@ -31,22 +32,28 @@ struct AngleNormals {
 void deriveFace(FaceData& face, AngleNormals& normals) {
     const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
     const NMVector3f N = cross(B - C, A - C);
-    const float L = length(N);
-    const auto share = [&](float fAngle) { return N * fAngle / L; };
-    normals.v3A = share(angleBetween(B - A, C - A));
-    normals.v3B = share(angleBetween(A - B, C - B));
-    normals.v3C = share(angleBetween(A - C, B - C));
-    const NMVector3f n = N / L;
+    const float L = length(N), fAB = length(B - A), fBC = length(C - B), fCA = length(A - C);
+    // Divisions are most of the work, so they are made side by side.
+    const Float4 products{dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f};
+    const Float4 cosines = products / Float4{fAB * fCA, fAB * fBC, fCA * fBC, 1.0f};
+    const auto byLength = [&](float f) {
+        const Float4 v = Float4{N.x, N.y, N.z, 0.0f} * f / L;
+        return NMVector3f{v[0], v[1], v[2]};
+    };
+    normals.v3A = byLength(angleOf(cosines[0]));
+    normals.v3B = byLength(angleOf(cosines[1]));
+    normals.v3C = byLength(angleOf(cosines[2]));
+    const NMVector3f n = byLength(1.0f);
     face.v3Normal = n;
     face.uAxis = largestAxis(n);
 
     const unsigned k = face.uAxis, ku = g_modulo[k + 1], kv = g_modulo[k + 2];
     const NMVector3f e1 = A - C, e2 = B - C;
     const float fDelta = e1[ku] * e2[kv] - e2[ku] * e1[kv];
-    const float fInverse = 1.0f / fDelta, fNegative = 1.0f / -fDelta;
+    const float fInverse = 1.0f / fDelta;
     face.fMuV = e1[ku] * fInverse;
-    face.fMuU = e1[kv] * fNegative;
-    face.fLambdaV = e2[ku] * fNegative;
+    face.fMuU = e1[kv] * -fInverse;
+    face.fLambdaV = e2[ku] * -fInverse;
     face.fLambdaU = e2[kv] * fInverse;
 
     const float fInverseNormal = 1.0f / n[k];
