@@ -9,6 +9,7 @@ namespace {
 
 constexpr unsigned BINS = 16;
 constexpr uint32_t FEW = 16;          // for so many items half the bins do
+constexpr uint32_t MANY = 64;         // for so many items a second set of bins pays
 constexpr float MIN_SPREAD = 1e-20f;  // below, bins would have no width
 constexpr float INF = std::numeric_limits<float>::infinity();
 
@@ -21,6 +22,12 @@ BvhBuilder::Float4 load(const float* p) {
 struct Bin {
     BvhBuilder::Extent box, centres;
     uint32_t uCount = 0;
+
+    void add(const Bin& other) {
+        box.add(other.box);
+        centres.add(other.centres);
+        uCount += other.uCount;
+    }
 };
 
 // The bin after which to cut for the least area times faces on both sides, uBins when all items lie in one bin.
@@ -152,12 +159,18 @@ bool BvhBuilder::splitByArea(const Range& range, unsigned uAxis, Range& left, Ra
         return std::min(uBins - 1, static_cast<unsigned>(f));
     };
     Bin bins[BINS];
-    for (const Item* p = pItems + range.uBegin; p != pItems + range.uEnd; ++p) {
-        Bin& bin = bins[binOf(*p)];
-        bin.box.add(p->box());
-        bin.centres.add(p->centre());
-        ++bin.uCount;
+    const auto put = [&](Bin* pBins, const Item& item) { pBins[binOf(item)].add({item.box(), item.centre(), 1}); };
+    const Item *p = pItems + range.uBegin, *const pEnd = pItems + range.uEnd;
+    if (range.count() >= MANY) {
+        // Neighbours often share a bin. With two sets of bins one item need not wait for the one before it.
+        Bin others[BINS];
+        for (; pEnd - p > 1; p += 2) {
+            put(bins, p[0]);
+            put(others, p[1]);
+        }
+        for (unsigned i = 0; i < uBins; ++i) bins[i].add(others[i]);
     }
+    for (; p != pEnd; ++p) put(bins, *p);
     const unsigned uCut = cheapestCut(bins, uBins, range.count());
     if (uCut == uBins) return true;
     for (unsigned i = 0; i < uBins; ++i) {
