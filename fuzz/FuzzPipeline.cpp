@@ -1,39 +1,16 @@
 // Fuzz target for everything between a mesh and its answers: the builder against the plain one, all kernels against
 // single rays, and the grid's walk.
 
-#include <cstring>
 #include <string>
 
 #include "FuzzSupport.h"
 #include "accel/PlainKDTreeBuilder.h"
-#include "accel/build/KDTreeBuilder.h"
 #include "accel/grid/UniformSpaceSubdivision.h"
 #include "scene/Scene.h"
 
 namespace {
 
 constexpr uint32_t MAX_VERTICES = 40, MAX_FACES = 60;
-
-struct Built {
-    FaceLists lists;
-    Velk::NDataVector<KDTreeNode> nodes;
-
-    ~Built() {
-        nodes.Release();
-        lists.vFacesList.Release();
-    }
-};
-
-void requireSameTree(const Scene& scene) {
-    Built fast, plain;
-    require(!KDTreeBuilder(scene, fast.lists, fast.nodes).build(), "a tree");
-    require(!PlainKDTreeBuilder(scene, plain.lists, plain.nodes).build(), "a plain tree");
-    const auto &vFast = fast.lists.vFacesList, &vPlain = plain.lists.vFacesList;
-    require(fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize &&
-                !memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)) &&
-                !memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode)),
-            "the tree of the plain builder");
-}
 
 void writeMesh(Source& source) {
     const uint32_t uVertices = 1 + source.below(MAX_VERTICES), uFaces = source.below(MAX_FACES + 1);
@@ -63,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
     Scene scene;
     if (scene.loadScene("mesh.brs")) return 0;
     scene.preprocessScene();
-    requireSameTree(scene);
+    require(buildsPlainTree(scene), "the tree of the plain builder");
     static RayStream stream;
     stream.uCount = 0;
     addRays(stream, source, scene.boxScene, 100);
