@@ -7,9 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <thread>
 
 #include "base/NRaiiFile.h"
 #include "support/FileTest.h"
@@ -40,22 +38,6 @@ TEST_F(InputFileTest, OnlyRegularFilesAreOpened) {
     writeFile("file", "text");
     std::filesystem::create_symlink("file", "good");
     EXPECT_TRUE(Velk::NRaiiFile(Velk::openInput("good")).get());
-}
-
-TEST_F(InputFileTest, PipesAreCopiedWhereTheyAreWanted) {
-    ASSERT_EQ(mkfifo("pipe", 0600), 0);
-    const std::string sText = std::string(300'000, 'a') + "end";
-    std::thread writer([&] { writeFile("pipe", sText); });
-    const Velk::NRaiiFile file(Velk::openInput("pipe", Velk::INPUT_FILE_OR_PIPE));
-    writer.join();
-    ASSERT_TRUE(file.get());
-    std::string sRead(sText.size() + 1, '\0');
-    EXPECT_EQ(fread(sRead.data(), 1, sRead.size(), file.get()), sText.size());
-    struct stat status {};
-    ASSERT_EQ(fstat(fileno(file.get()), &status), 0);
-    EXPECT_EQ(static_cast<size_t>(status.st_size), sText.size());
-    sRead.pop_back();
-    EXPECT_EQ(firstDifference(sRead, sText), "");
 }
 
 }  // namespace

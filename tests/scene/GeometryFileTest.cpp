@@ -99,8 +99,9 @@ TEST_F(GeometryFileTest, AMillionVerticesComeThroughAPipe) {
     std::thread writer([&] { writeFile("pipe.brs", sText + "\n1\n0 1 2\n\n0\n"); });
     EXPECT_FALSE(scene.loadScene("pipe.brs"));
     writer.join();
-    EXPECT_EQ(scene.uVertexCount, uCount) << takeLog();
-    EXPECT_EQ(scene.vFaces.uCount, 1u) << takeLog();
+    EXPECT_EQ(scene.uVertexCount, uCount);
+    EXPECT_EQ(scene.vFaces.uCount, 1u);
+    EXPECT_FALSE(contains(takeLog(), "warning")) << "a byte was lost";
 }
 
 TEST_F(GeometryFileTest, BoundsFillTheDomain) {

@@ -1,4 +1,4 @@
-// What all loaders of text files have in common.
+// What all loaders of text files have in common: a refused text is reported with the line of the file.
 #include "scene/Attributes.h"
 #include "scene/Camera.h"
 #include "scene/Lights.h"
@@ -9,8 +9,6 @@
 #include <regex>
 
 #include "support/FileTest.h"
-
-// What the loaders have in common: a refused text is reported with the line of the file.
 
 namespace {
 
