@@ -395,6 +395,23 @@ TEST_P(RayStreamTest, CellsWithoutThicknessAreSkipped) {
     EXPECT_EQ(uMisses, pStream->uCount);
 }
 
+// Lists lie one behind the other and are read in whole vectors: the face that a ray meets stands only in the list
+// behind that of its leaf.
+TEST_P(RayStreamTest, WhatTheNextListHoldsIsNotListed) {
+    Mesh mesh;
+    for (const float z : {4000.0f, 5000.0f}) addWall(mesh, 2, z);
+    HandMadeTree tree(mesh);
+    tree.addPlane(0, 5000.0f, 1);
+    tree.addLeaf({1});
+    tree.addLeaf({0});
+    const auto pStream = std::make_unique<RayStream>();
+    for (int i = 0; i < 100; ++i) {
+        pStream->add({2000.0f + static_cast<float>(i), 2000, 100}, {0, 0, 1}, 1e4f);
+    }
+    unsigned uMisses = 0;
+    tree.expectAnswers(*pStream, &uMisses);
+}
+
 // A needle that is accepted outside of the scene, at points x = 8 y of z = 0. A slow ray meets it outside of the limit
 // of origins, too: its y changes by one last place on its way, so that rounding moves a cut to twice the segment's
 // length.

@@ -16,6 +16,7 @@ struct Float4 {
     __m128 v;
 
     static Float4 load(const float* p) { return {_mm_load_ps(p)}; }
+    static Float4 loadUnaligned(const void* p) { return {_mm_loadu_ps(static_cast<const float*>(p))}; }
     static Float4 set(float f) { return {_mm_set1_ps(f)}; }
     void store(float* p) const { _mm_store_ps(p, v); }
     friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }

@@ -59,11 +59,21 @@ class HitConfirmation {
         unsigned uSize = 0;
         const KDTreeNode* pNode = tree.pNodes;
         const uint64_t uAll = uMask;
-        uOpen = 0;
+        for (unsigned a = 0; a < 3; ++a) {
+            lowest[a] = Rays::interval(uMask, [&](unsigned g) { return F::load(hitLow[a].f + g * W); }).fLow;
+            highest[a] = Rays::interval(uMask, [&](unsigned g) { return F::load(hitHigh[a].f + g * W); }).fHigh;
+        }
         for (;;) {
             while (uMask && !pNode->isLeaf()) {
-                const Sides sides = divide(*pNode, uMask, saved[uSize]);
-                const uint64_t uLow = sides.uLow & ~uOpen, uHigh = sides.uHigh & ~uOpen;
+                const bool bLow = pNode->fSplit > highest[pNode->axis()];
+                if (bLow || pNode->fSplit < lowest[pNode->axis()]) {
+                    pass(*pNode, uMask, bLow);
+                    pNode = tree.pNodes + pNode->child() + !bLow;
+                    uMask &= ~uOpen;
+                    continue;
+                }
+                uint64_t uLow = 0, uHigh = 0;
+                divide(*pNode, uMask, uLow, uHigh, saved[uSize]);
                 pNode = tree.pNodes + pNode->child();
                 uMask = uLow;
                 if (!uHigh) continue;
@@ -87,13 +97,9 @@ class HitConfirmation {
     static constexpr float UNIT = 5.97e-8f;                            // a little more than one rounding error
     static constexpr unsigned STACK_SIZE = KDTreeNode::MAX_DEPTH + 1;  // one for each level
 
-    struct Sides {
-        uint64_t uLow = 0, uHigh = 0;
-    };
-
-    // A point of each lane.
-    struct Points {
-        alignas(64) float p[3][LANES];
+    // A number of each lane.
+    struct Values {
+        alignas(64) float f[LANES];
     };
 
     // Sets up the hits with their margins, and the ends of the segments. docs/queries.md ("The sides") derives the
@@ -108,78 +114,83 @@ class HitConfirmation {
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;
             const F error = F::set(16.0f) * (F::abs(o) + reach) + F::set(1.25f) * reach * (F::abs(d) * slowness);
-            const F margin = F::set(UNIT) * error;
-            (hit - margin).store(hitLow.p[a] + g * W);
-            (hit + margin).store(hitHigh.p[a] + g * W);
-            (o + d * exitT).store(exit.p[a] + g * W);
-            uUp[a] = (uUp[a] & ~Rays::lanesOf(static_cast<unsigned>(Rays::GROUP_MASK), g)) |
-                     Rays::lanesOf(F::bits(d >= zero), g);
+            const F margin = F::set(UNIT) * error, inverse = F::abs(rays.reciprocal(a, g));
+            (hit - margin).store(hitLow[a].f + g * W);
+            (hit + margin).store(hitHigh[a].f + g * W);
+            (margin * inverse).store(slack[a].f + g * W);
+            uUp[a] |= Rays::lanesOf(F::bits(d > zero), g);
+            uDown[a] |= Rays::lanesOf(F::bits(d < zero), g);
+        }
+        exitT.store(exit.f + g * W);
+    }
+
+    // Ends the segments of a group's lanes of uNear, which cross a plane behind their hit, on that plane. Leaves open
+    // those of uEnding whose segment may have ended there already: the walk goes to the high child alone with one from
+    // below that ends exactly on the plane.
+    void cut(unsigned g, unsigned a, F s, unsigned uNear, unsigned uEnding) {
+        float* pExit = exit.f + g * W;
+        const F old = F::load(pExit), t = (s - rays.origin(a, g)) / rays.dir(a, g);
+        F::select(F::mask(uNear), F::min(t, old), old).store(pExit);
+        const unsigned uApart = F::bits(F::abs(t - old) > F::load(slack[a].f + g * W));
+        uOpen |= Rays::lanesOf(uEnding & ~uApart, g);
+    }
+
+    // Takes lanes past a node's plane, all to the same child.
+    void pass(const KDTreeNode& node, uint64_t uMask, bool bLow) {
+        const unsigned a = node.axis();
+        const uint64_t uNear = uMask & (bLow ? uUp : uDown)[a];
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uBits = Rays::groupBits(uNear, g);
+            if (uBits) cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0);
         }
     }
 
-    // The lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the plane
-    // behind its hit ends there from now on; for a lane that goes to both sides only on the near one, so *pSaved takes
-    // the ends for the low child.
-    Sides divide(const KDTreeNode& node, uint64_t uMask, Points& savedExit) {
+    // Adds the lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the
+    // plane behind its hit ends there from now on; for a lane that goes to both sides only on the near one, so
+    // savedExit takes the ends for the low child.
+    void divide(const KDTreeNode& node, uint64_t uMask, uint64_t& uLows, uint64_t& uHighs, Values& savedExit) {
         const unsigned a = node.axis();
         const F s = F::set(node.fSplit);
-        Sides sides;
         for (unsigned g = 0; g < GROUPS; ++g) {
             const unsigned uActive = Rays::groupBits(uMask, g);
             if (!uActive) continue;
-            const unsigned uLow = ~F::bits(F::load(hitLow.p[a] + g * W) > s) & uActive;
-            const unsigned uHigh = ~F::bits(F::load(hitHigh.p[a] + g * W) < s) & uActive;
-            const unsigned uUpwards = Rays::groupBits(uUp[a], g), uForked = uLow & uHigh;
-            if (uForked) copy(exit, savedExit, g);
-            const unsigned uNear = (uLow & uUpwards) | (uHigh & ~uUpwards);
-            if (uNear) {
-                const F x = F::load(exit.p[a] + g * W);
-                const unsigned uCut = uNear & ~(uUpwards ^ F::bits(x > s));
-                if (uCut) cut(g, a, s, uCut & ~(uForked & uUpwards), exit, uCut & uForked & uUpwards, savedExit);
-                // The walk goes to the high child alone with a segment from below that ends exactly on the plane.
-                const unsigned uEnding = uLow & ~uHigh & uUpwards;
-                if (uEnding) uOpen |= Rays::lanesOf(F::bits(x == s) & uEnding, g);
+            const unsigned uLow = ~F::bits(F::load(hitLow[a].f + g * W) > s) & uActive;
+            const unsigned uHigh = ~F::bits(F::load(hitHigh[a].f + g * W) < s) & uActive;
+            const unsigned uUpwards = Rays::groupBits(uUp[a], g), uDownwards = Rays::groupBits(uDown[a], g);
+            const unsigned uForked = uLow & uHigh;
+            float* pExit = exit.f + g * W;
+            const F old = F::load(pExit);
+            cut(g, a, s, (uLow & uUpwards) | (uHigh & uDownwards), uLow & ~uHigh & uUpwards);
+            if (uForked) {
+                const F now = F::load(pExit);
+                F::select(F::mask(uUpwards), now, old).store(savedExit.f + g * W);
+                F::select(F::mask(uForked & uUpwards), old, now).store(pExit);
             }
-            sides.uLow |= Rays::lanesOf(uLow, g);
-            sides.uHigh |= Rays::lanesOf(uHigh, g);
+            uLows |= Rays::lanesOf(uLow, g);
+            uHighs |= Rays::lanesOf(uHigh, g);
         }
-        return sides;
+        uLows &= ~uOpen;
+        uHighs &= ~uOpen;
     }
 
-    // Computes where a group crosses a plane, by the walk's own operations, and puts the points of the given lanes in
-    // each of two places.
-    void cut(unsigned g, unsigned a, F s, unsigned uFirst, Points& first, unsigned uSecond, Points& second) const {
-        const F t = (s - rays.origin(a, g)) / rays.dir(a, g);
-        for (unsigned b = 0; b < 3; ++b) {
-            const F p = b == a ? s : rays.origin(b, g) + rays.dir(b, g) * t;
-            float *pFirst = first.p[b] + g * W, *pSecond = second.p[b] + g * W;
-            F::select(F::mask(uFirst), p, F::load(pFirst)).store(pFirst);
-            if (uSecond) F::select(F::mask(uSecond), p, F::load(pSecond)).store(pSecond);
-        }
-    }
-
-    static void copy(const Points& from, Points& to, unsigned g) {
-        for (unsigned a = 0; a < 3; ++a) F::load(from.p[a] + g * W).store(to.p[a] + g * W);
-    }
-
-    void restore(const Points& from, uint64_t uMask) {
+    void restore(const Values& savedExit, uint64_t uMask) {
         for (unsigned g = 0; g < GROUPS; ++g) {
             const unsigned uLanes = Rays::groupBits(uMask, g);
             if (!uLanes) continue;
-            for (unsigned a = 0; a < 3; ++a) {
-                float* p = exit.p[a] + g * W;
-                F::select(F::mask(uLanes), F::load(from.p[a] + g * W), F::load(p)).store(p);
-            }
+            float* p = exit.f + g * W;
+            F::select(F::mask(uLanes), F::load(savedExit.f + g * W), F::load(p)).store(p);
         }
     }
 
     const Rays& rays;
     const TraversalData& tree;
-    uint64_t uUp[3] = {};      // lanes that do not travel downwards
-    uint64_t uOpen = 0;        // lanes whose hit is not confirmed
-    Points hitLow, hitHigh;    // the hit, less and more its margin
-    Points exit;               // where the walk's segment in the node ends
-    Points saved[STACK_SIZE];  // ends for the nodes on the stack
+    uint64_t uUp[3] = {}, uDown[3] = {};  // lanes that travel upwards, and downwards
+    uint64_t uOpen = 0;                   // lanes whose hit is not confirmed
+    Values hitLow[3], hitHigh[3];         // the hit, less and more its margin
+    float lowest[3], highest[3];          // of all hits
+    Values slack[3];                      // the margin as a difference of t
+    Values exit;                          // t of where the walk's segment in the node ends
+    Values saved[STACK_SIZE];             // ends for the nodes on the stack
 };
 
 }  // namespace

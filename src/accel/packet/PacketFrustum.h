@@ -17,6 +17,7 @@ template <typename F, typename B>
 class PacketFrustum {
  public:
     using Rays = RayPacket<F>;
+    using Interval = typename Rays::Interval;
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned GROUPS = F::GROUPS;
 
@@ -42,7 +43,7 @@ class PacketFrustum {
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
             const Interval slope =
-                interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
+                Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
             slopes[i] = bFromEnd ? Interval{-slope.fHigh, -slope.fLow} : slope;
         }
         fDepth = INFINITE;
@@ -84,10 +85,6 @@ class PacketFrustum {
  private:
     static constexpr float SLACK = 4e-6f;  // for the rounding of an apex that lies further away than the scene
 
-    struct Interval {
-        float fLow, fHigh;
-    };
-
     // The longest axis of the first ray, if all rays follow it in the same direction at an angle that is not too wide.
     bool findAxis(const Rays& rays, uint64_t uMask) {
         const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uMask));
@@ -108,27 +105,12 @@ class PacketFrustum {
         return true;
     }
 
-    // The least and the largest value of the lanes of uMask.
-    template <typename Value>
-    static Interval interval(uint64_t uMask, const Value& value) {
-        F low = F::set(INFINITE), high = F::set(-INFINITE);
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uBits = Rays::groupBits(uMask, g);
-            if (!uBits) continue;
-            const typename F::Mask lanes = F::mask(uBits);
-            const F v = value(g);
-            low = F::min(low, F::select(lanes, v, low));
-            high = F::max(high, F::select(lanes, v, high));
-        }
-        return {F::smallest(low), F::largest(high)};
-    }
-
     // The box around a point of each lane. Returns the sum of its edges.
     template <typename Point>
     static float around(uint64_t uMask, Interval* pBox, const Point& point) {
         float fSpread = 0.0f;
         for (unsigned a = 0; a < 3; ++a) {
-            pBox[a] = interval(uMask, [&](unsigned g) { return point(a, g); });
+            pBox[a] = Rays::interval(uMask, [&](unsigned g) { return point(a, g); });
             fSpread += pBox[a].fHigh - pBox[a].fLow;
         }
         return fSpread;

@@ -9,7 +9,7 @@
 /// What a kernel needs to know of the tree, the box hierarchy and the records: plain pointers, owned by RayQueries.
 struct TraversalData {
     const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
-    const uint32_t* pLists;      // for each leaf the number of its records, then their indices
+    const uint32_t* pLists;      // for each leaf the number of its records, then their indices; 16 more are readable
     const BvhNode* pBvh;         // the root first
     const FaceRecord* pRecords;  // in the order of the hierarchy
     float fOriginLimit;          // the hierarchy's boxes hold for rays whose origins are no further away

@@ -22,6 +22,7 @@ struct Float8 {
     __m256 v;
 
     static Float8 load(const float* p) { return {_mm256_load_ps(p)}; }
+    static Float8 loadUnaligned(const void* p) { return {_mm256_loadu_ps(static_cast<const float*>(p))}; }
     static Float8 set(float f) { return {_mm256_set1_ps(f)}; }
     void store(float* p) const { _mm256_store_ps(p, v); }
     friend Float8 operator+(Float8 a, Float8 b) { return {_mm256_add_ps(a.v, b.v)}; }

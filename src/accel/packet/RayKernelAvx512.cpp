@@ -22,6 +22,7 @@ struct Float16 {
     __m512 v;
 
     static Float16 load(const float* p) { return {_mm512_load_ps(p)}; }
+    static Float16 loadUnaligned(const void* p) { return {_mm512_loadu_ps(static_cast<const float*>(p))}; }
     static Float16 set(float f) { return {_mm512_set1_ps(f)}; }
     void store(float* p) const { _mm512_store_ps(p, v); }
     friend Float16 operator+(Float16 a, Float16 b) { return {_mm512_add_ps(a.v, b.v)}; }

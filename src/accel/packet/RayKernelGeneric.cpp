@@ -1,5 +1,6 @@
 // The kernel for any processor, in loops that a compiler may turn into vectors.
 #include <algorithm>
+#include <cstring>
 
 #include "accel/packet/RayKernelList.h"
 #include "accel/packet/RayPacketQuery.h"
@@ -18,6 +19,11 @@ struct FloatAny {
     float v[WIDTH];
 
     static FloatAny load(const float* p) { return {{p[0], p[1], p[2], p[3]}}; }
+    static FloatAny loadUnaligned(const void* p) {
+        FloatAny result;
+        memcpy(result.v, p, sizeof(result.v));
+        return result;
+    }
     static FloatAny set(float f) { return {{f, f, f, f}}; }
     void store(float* p) const {
         for (unsigned i = 0; i < WIDTH; ++i) p[i] = v[i];

@@ -53,6 +53,25 @@ class RayPacket {
         return F::set(f);
     }
 
+    struct Interval {
+        float fLow, fHigh;
+    };
+
+    /// The least and the largest value of the lanes of uMask.
+    template <typename Value>
+    static Interval interval(uint64_t uMask, const Value& value) {
+        F low = F::set(INFINITE), high = F::set(-INFINITE);
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uBits = groupBits(uMask, g);
+            if (!uBits) continue;
+            const typename F::Mask lanes = F::mask(uBits);
+            const F v = value(g);
+            low = F::min(low, F::select(lanes, v, low));
+            high = F::max(high, F::select(lanes, v, high));
+        }
+        return {F::smallest(low), F::largest(high)};
+    }
+
     F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
     F dir(unsigned a, unsigned g) const { return F::load(ray.dir[a] + g * W); }
     F reciprocal(unsigned a, unsigned g) const { return F::load(ray.reciprocal[a] + g * W); }
@@ -117,9 +136,14 @@ class RayPacket {
             }
             uSame &= uMask;
             uMask &= ~uSame;
-            const uint32_t* p = pFirst;
-            while (p != pEnd && *p != uRecord) ++p;
-            if (p != pEnd) uListed |= uSame;
+            for (const uint32_t* p = pFirst; p < pEnd; p += W) {
+                unsigned uFound = F::bits(F::loadUnaligned(p) == patternOf(uRecord));
+                if (p + W > pEnd) uFound &= (1u << (pEnd - p)) - 1;  // what follows is another list
+                if (uFound) {
+                    uListed |= uSame;
+                    break;
+                }
+            }
         }
         return uListed;
     }

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr uint32_t LIST_ALIGNMENT = 64;
+constexpr uint32_t LIST_PADDING = 16;  // kernels read whole vectors
 
 // Calls visit(lanes' first ray, their mask) for each packet of a stream.
 template <typename Visit>
@@ -70,7 +71,7 @@ bool RayQueries::prepare(float fFarthestOrigin) {
     const Scene& scene = *kdTree.pScene;
     Velk::NAlignedArray<uint32_t> vRecordOf;
     // Every second node is a leaf, and one more.
-    const uint64_t uRoom = uint64_t{kdTree.vFacesList.uSize} + kdTree.vNodes.uCount / 2 + 1;
+    const uint64_t uRoom = uint64_t{kdTree.vFacesList.uSize} + kdTree.vNodes.uCount / 2 + 1 + LIST_PADDING;
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
     bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
@@ -96,6 +97,7 @@ bool RayQueries::prepare(float fFarthestOrigin) {
         node.setRecordList(vLists[uFirst] ? uFirst : NO_INDEX);
         if (!vLists[uFirst]) uNext = uFirst;
     }
+    std::fill_n(vLists.pData + uNext, LIST_PADDING, NO_INDEX);
     vLists.uCount = uNext;
     vRecordOf.Release();
     return false;
