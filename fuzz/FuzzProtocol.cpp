@@ -9,8 +9,8 @@
 
 #include "FuzzSupport.h"
 #include "net/Client.h"
+#include "net/Peer.h"
 #include "net/Server.h"
-#include "net/TaskBoard.h"
 
 namespace {
 
@@ -38,20 +38,14 @@ class Connection {
     int iPeer;
 };
 
-template <typename T>
-void append(std::string& sTo, const T& record) {
-    sTo.append(reinterpret_cast<const char*>(&record), sizeof(record));
-}
-
 #ifdef RT_CLIENT
 
 void writeScene() {
-    const auto write = [](const char* szFile, const char* szText) { writeFile(szFile, szText, strlen(szText)); };
-    write("desc.txt", "mesh.brs\nscene.cam\nscene.atr\nscene.lgt\n");
-    write("mesh.brs", "vertices 3\n0 0 0\n1 0 0\n0 1 0\n\ntriangles 1\n0 1 2\n\n0\n");
-    write("scene.cam", "Camera c\nviewpoint 0 0 -3\nscreen\n-1 1 -2\n1 1 -2\n-1 -1 -2\nresolution 16 16\n");
-    write("scene.atr", "Attr a\nkd 1\ncolor 255 255 255\nenddef\n");
-    write("scene.lgt", "1\n0 1 -5 100 0 0 1\n");
+    writeFile("desc.txt", "mesh.brs\nscene.cam\nscene.atr\nscene.lgt\n");
+    writeFile("mesh.brs", "vertices 3\n0 0 0\n1 0 0\n0 1 0\n\ntriangles 1\n0 1 2\n\n0\n");
+    writeFile("scene.cam", "Camera c\nviewpoint 0 0 -3\nscreen\n-1 1 -2\n1 1 -2\n-1 -1 -2\nresolution 16 16\n");
+    writeFile("scene.atr", "Attr a\nkd 1\ncolor 255 255 255\nenddef\n");
+    writeFile("scene.lgt", "1\n0 1 -5 100 0 0 1\n");
 }
 
 // Mostly what a server would send, with fields that it would not.
@@ -71,19 +65,18 @@ std::string makeStream(Source& source) {
                 pRecord[512 + source.below(sizeof(parameters) - 8 - 512)] = source.take<char>();  // but for the size
             }
             if (!source.below(8)) packet.uLength = source.take<uint32_t>();
-            append(sStream, packet);
-            append(sStream, parameters);
+            sStream += bytesOf(packet) + bytesOf(parameters);
         } else if (uKind < 3) {
             const uint32_t uEdge = 1 + source.below(16);
-            append(sStream, TaskPacket{{PACKET_SERVER_TASK, 32},
-                                       source.take<uint32_t>(),
-                                       source.below(40),
-                                       source.below(40),
-                                       uEdge,
-                                       source.below(8) ? uEdge : source.below(40),
-                                       uEdge});
+            sStream += bytesOf(TaskPacket{{PACKET_SERVER_TASK, 32},
+                                          source.take<uint32_t>(),
+                                          source.below(40),
+                                          source.below(40),
+                                          uEdge,
+                                          source.below(8) ? uEdge : source.below(40),
+                                          uEdge});
         } else {
-            append(sStream, source.take<uint64_t>());
+            sStream += bytesOf(source.take<uint64_t>());
         }
     }
     return sStream;

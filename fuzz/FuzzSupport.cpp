@@ -2,13 +2,13 @@
 
 #include "FuzzSupport.h"
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -19,33 +19,13 @@ namespace {
 
 char g_szDirectory[] = "/dev/shm/rt-fuzz-XXXXXX";
 
-void removeDirectory() {
-    for (const char* szFile : {"kdtree.tmp", "uss.tmp", "mesh.brs", "desc.txt", "scene.cam", "scene.atr", "scene.lgt"})
-        remove(szFile);
-    if (rmdir(g_szDirectory)) fprintf(stderr, "left behind: %s\n", g_szDirectory);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!mkdtemp(g_szDirectory) || chdir(g_szDirectory)) abort();
-    atexit(removeDirectory);
+    atexit([] { std::filesystem::remove_all(g_szDirectory); });
     Velk::NLogger::InitLogger("/dev/null", false);  // messages are made, and go nowhere
     return freopen("/dev/null", "w", stdout) ? 0 : 1;
-}
-
-MemoryFile::MemoryFile(const void* pBytes, size_t uBytes) : iFile(memfd_create("input", MFD_CLOEXEC)) {
-    require(iFile >= 0 && write(iFile, pBytes, uBytes) == static_cast<ssize_t>(uBytes), "a file in memory");
-    sPath = "/proc/self/fd/" + std::to_string(iFile);
-}
-
-MemoryFile::~MemoryFile() {
-    close(iFile);
-}
-
-void writeFile(const char* szFile, const void* pBytes, size_t uBytes) {
-    FILE* pFile = fopen(szFile, "w");
-    require(pFile && fwrite(pBytes, 1, uBytes, pFile) == uBytes && !fclose(pFile), "a file to write to");
 }
 
 void require(bool bHolds, const char* szWhat) {

@@ -1,31 +1,13 @@
 #pragma once
 
-// What the fuzz targets share: a quiet working directory, files made of the input, and the comparison of all ways to
-// ask a ray.
+// What the fuzz targets share: a quiet working directory of the process, numbers made of the input, and the comparison
+// of all ways to ask a ray.
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include "accel/queries/RayQueries.h"
-
-/// A regular file in memory with the given bytes, under a path that readers can open.
-class MemoryFile {
- public:
-    MemoryFile(const void* pBytes, size_t uBytes);
-    ~MemoryFile();
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-
-    const char* path() const { return sPath.c_str(); }
-
- private:
-    int iFile;
-    std::string sPath;
-};
-
-/// Replaces the contents of a file in the working directory, which is a new one of this process.
-void writeFile(const char* szFile, const void* pBytes, size_t uBytes);
+#include "support/Files.h"
 
 /// Stops the process with a message when a property does not hold.
 void require(bool bHolds, const char* szWhat);

@@ -1,15 +1,11 @@
-// Tests in a directory of their own, and what they read there.
+// Tests in a directory of their own.
 #include "support/FileTest.h"
 
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "base/NLogger.h"
 
@@ -55,39 +51,8 @@ std::vector<std::string> FileTest::list() {
     return vNames;
 }
 
-void writeFile(const std::string& sFile, const std::string& sText) {
-    const fs::path directory = fs::path(sFile).parent_path();
-    if (!directory.empty()) fs::create_directories(directory);
-    std::ofstream file(sFile, std::ios::binary);
-    EXPECT_TRUE(file << sText << std::flush) << sFile << ": " << strerror(errno);
-}
-
-std::string readFile(const std::string& sFile) {
-    std::stringstream text;
-    text << std::ifstream(sFile, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 std::string documentedExample(const std::string& sPage, const std::string& sStart) {
     const std::string sText = readFile(RT_SOURCE_DIR "/docs/" + sPage), sFence = "```text\n";
     const size_t uFrom = sText.find(sFence + sStart), uBlock = uFrom + sFence.size();
     return uFrom == std::string::npos ? "" : sText.substr(uBlock, sText.find("```\n", uBlock) - uBlock);
-}
-
-std::string firstDifference(const std::string& sGot, const std::string& sWanted) {
-    if (sGot == sWanted) return "";
-    size_t u = 0;
-    while (u < std::min(sGot.size(), sWanted.size()) && sGot[u] == sWanted[u]) ++u;
-    return std::to_string(sGot.size()) + " bytes, not " + std::to_string(sWanted.size()) + ", differ from byte " +
-           std::to_string(u);
-}
-
-bool contains(const std::string& sText, const std::string& sPhrase) {
-    return sText.find(sPhrase) != std::string::npos;
-}
-
-uint64_t hashOf(const std::string& sBytes) {
-    uint64_t uHash = 14695981039346656037u;
-    for (const char c : sBytes) uHash = (uHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
-    return uHash;
 }

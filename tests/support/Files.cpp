@@ -1,0 +1,44 @@
+// Reading, writing and comparing whole files.
+#include "support/Files.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+void writeFile(const std::string& sFile, const std::string& sText) {
+    const fs::path directory = fs::path(sFile).parent_path();
+    if (!directory.empty()) fs::create_directories(directory);
+    std::ofstream file(sFile, std::ios::binary);
+    if (file << sText << std::flush) return;
+    perror(sFile.c_str());
+    abort();
+}
+
+std::string readFile(const std::string& sFile) {
+    std::stringstream text;
+    text << std::ifstream(sFile, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+std::string firstDifference(const std::string& sGot, const std::string& sWanted) {
+    if (sGot == sWanted) return "";
+    size_t u = 0;
+    while (u < std::min(sGot.size(), sWanted.size()) && sGot[u] == sWanted[u]) ++u;
+    return std::to_string(sGot.size()) + " bytes, not " + std::to_string(sWanted.size()) + ", differ from byte " +
+           std::to_string(u);
+}
+
+bool contains(const std::string& sText, const std::string& sPhrase) {
+    return sText.find(sPhrase) != std::string::npos;
+}
+
+uint64_t hashOf(const std::string& sBytes) {
+    uint64_t uHash = 14695981039346656037u;
+    for (const char c : sBytes) uHash = (uHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
+    return uHash;
+}
