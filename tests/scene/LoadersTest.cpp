@@ -95,7 +95,6 @@ TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
         {mesh, sMesh + "0 1 2 2\n", ":7: warning: more than the three indices of a triangle"},
         {mesh, sMesh + "0/1 1/2 2/3\n", ":7: warning: 1 of the three indices"},
         {mesh, sMesh + "0 1 2\n\n0 wood\n", ":9: warning: the end of the line is ignored: \"0 wood\""},
-        {mesh, "3\n0 0 0\n", ": warning: ends early: 1 of 3 vertices, 0 of 0 triangles"},
         {camera, sCamera + "0 0 1,5\n", ":5: warning: the end of the line is ignored"},
         {camera, sCamera, ": warning: the file ends before the camera's resolution"},
         {camera, "Camera c\nviewpoint nan 0 0\n", ":2: warning: a number is not finite"},
@@ -105,9 +104,10 @@ TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
         {materials, "Attr a\nkd inf\nenddef\n", ":2: warning: a number is not finite"},
         {materials, "Attr a\ncolor 1 2 256\nenddef\n", ":2: warning: a colour outside 0 to 255"},
         {materials, "Attr a\nkd 1\n", ": warning: the material \"a\" has no \"enddef\" and is dropped"},
-        {lights, "0\n", ": warning: no lights"},
         {lights, "", ": warning: no lights"},
         {lights, "2\n1 2 3 4 0 1 0\n", ": warning: 1 of 2 lights found"},
+        {lights, "1000\n", ": warning: 0 of 1000 lights found"},
+        {lights, "0\nx\n", ":2: warning: more lines than the 0 lights declared"},
         {lights, "1\n1 2 3 4 0 1 0\n5 6 7 8 0 1 0\n", ":3: warning: more lines than the 1 lights declared"},
         {lights, "1\n1 2 3 inf 0 1 0\n", ":2: warning: a number is not finite"},
         {lights, "1\n1 2 3 4 0 1 0,5\n", ":2: warning: the end of the line is ignored"},
@@ -146,13 +146,8 @@ TEST_F(LoadersTest, LightsAreReadAsFarAsAnnounced) {
     EXPECT_EQ(first.fFlux, 100.0f);
     EXPECT_EQ(first.v3Direction.z, 1.0f);
     EXPECT_FLOAT_EQ(few.pLights[1].v3Direction.x, 0.6f);
-    for (const auto& [szText, uCount] :
-         {std::pair{"", 0u}, {"0\nx\n", 0u}, {"3\n1 2 3 4 0 1 0\n", 1u}, {"1000\n", 0u}}) {
-        few.releaseLights();
-        writeFile("file", szText);
-        ASSERT_FALSE(few.loadLights("file"));
-        EXPECT_EQ(few.uCount, uCount) << szText;
-    }
+    few.releaseLights();
+    EXPECT_EQ(few.uCount, 0u);
 }
 
 TEST_F(LoadersTest, FourLinesOfADescriptionNameTheFiles) {
