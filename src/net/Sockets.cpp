@@ -189,18 +189,20 @@ bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, si
     int iWait = limit == WAIT_FOREVER && uAheadStart == uAheadEnd ? -1 : iStallLimit;
     const size_t uAll = uRowBytes * uRows;
     for (size_t uDone = 0; uDone < uAll;) {
-        iovec pieces[ROWS_PER_CALL + 1];
-        size_t uPieces = 0, uEnd = uDone;
-        for (; uPieces < ROWS_PER_CALL && uEnd < uAll; uEnd += pieces[uPieces++].iov_len) {
-            const size_t uColumn = uEnd % uRowBytes;
-            pieces[uPieces] = {pFirst + uEnd / uRowBytes * uStride + uColumn, uRowBytes - uColumn};
-        }
+        const size_t uColumn = uDone % uRowBytes;
+        uint8_t* pNext = pFirst + uDone / uRowBytes * uStride + uColumn;
         if (uAheadStart < uAheadEnd) {
-            const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, pieces[0].iov_len);
-            memcpy(pieces[0].iov_base, ahead + uAheadStart, uBytes);
+            const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, uRowBytes - uColumn);
+            memcpy(pNext, ahead + uAheadStart, uBytes);
             uAheadStart += static_cast<uint32_t>(uBytes);
             uDone += uBytes;
             continue;
+        }
+        iovec pieces[ROWS_PER_CALL + 1];
+        pieces[0] = {pNext, uRowBytes - uColumn};
+        size_t uPieces = 1, uEnd = uDone + pieces[0].iov_len;
+        for (pNext -= uColumn; uPieces < ROWS_PER_CALL && uEnd < uAll; uEnd += uRowBytes) {
+            pieces[uPieces++] = {pNext += uStride, uRowBytes};
         }
         // Bytes after the wanted ones are read ahead, so that a small message, or the result of a default tile, costs
         // one call.
