@@ -37,12 +37,17 @@ class StreamLock {
     int iErrno;
 };
 
+// Guarded by the stream lock. Formatting a stamp takes longer than a short message, so it is kept while it holds.
 void writeStamp() {
+    static char szStamp[32] = "";
+    static time_t tStamp = -1;
     const time_t tNow = time(nullptr);
-    tm tLocal{};
-    localtime_r(&tNow, &tLocal);
-    char szStamp[32] = "";
-    strftime(szStamp, sizeof(szStamp), "[ %H:%M:%S %d-%m-%Y ] ", &tLocal);
+    if (tNow != tStamp) {
+        tm tLocal{};
+        localtime_r(&tNow, &tLocal);
+        strftime(szStamp, sizeof(szStamp), "[ %H:%M:%S %d-%m-%Y ] ", &tLocal);
+        tStamp = tNow;
+    }
     fputs(szStamp, g_pFile);
     if (g_bPrint) fputs(szStamp, stdout);
 }

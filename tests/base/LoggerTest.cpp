@@ -1,6 +1,9 @@
 // The log: stamps, echo, threads.
 #include "base/NLogger.h"
 
+#include <unistd.h>
+
+#include <ctime>
 #include <regex>
 
 #include "support/FileTest.h"
@@ -34,6 +37,31 @@ TEST_F(LoggerTest, WritesStampedMessagesAndEchoesThem) {
     EXPECT_EQ(sEcho, sFile);
     EXPECT_EQ(fold(sFile), "@a.log\n@Task 7 -> OK\n@[LoggerTest.cpp | TestBody | LINE: ] >> @no x\n");
     EXPECT_EQ(fold(readFile("b.log")), "@b.log\n");
+}
+
+std::string stampOf(time_t tTime) {
+    char szStamp[32] = "";
+    strftime(szStamp, sizeof(szStamp), "[ %H:%M:%S %d-%m-%Y ] ", localtime(&tTime));
+    return szStamp;
+}
+
+// Logs across the end of a second.
+TEST_F(LoggerTest, StampsEachMessageWithItsTime) {
+    NLogger::Release();
+    ASSERT_EQ(NLogger::InitLogger("a.log", false), 0u);
+    const time_t tStart = time(nullptr);
+    size_t uDone = readFile("a.log").size();
+    for (time_t tAfter = tStart; tAfter == tStart;) {
+        const time_t tBefore = time(nullptr);
+        NLogger::LogMessage("x\n");
+        tAfter = time(nullptr);
+        const std::string sLine = readFile("a.log").substr(uDone);
+        EXPECT_TRUE(sLine == stampOf(tBefore) + "x\n" || sLine == stampOf(tAfter) + "x\n") << sLine;
+        uDone += sLine.size();
+        usleep(1000);
+    }
+    NLogger::LogMessage("x\n");
+    EXPECT_NE(readFile("a.log").substr(uDone), stampOf(tStart) + "x\n");
 }
 
 }  // namespace
