@@ -113,7 +113,8 @@ std::vector<Mesh> makeMeshes(Random& random) {
         lattice.addQuad(v3Corner, v3Edge[(uAxis + 1) % 3], v3Edge[(uAxis + 2) % 3]);
     }
     for (uint32_t u = 0; u < 100; ++u) {
-        flat.addQuad({random.between(0, 90), 0, random.between(0, 90)}, {3, 0, 0}, {0, random.between(0, 0.1f), 3});
+        const NMVector3f v3Corner{random.between(0, 90), 0, random.between(0, 90)};
+        flat.addQuad(v3Corner, {3, 0, 0}, {0, random.between(0, 0.1f), 3});
     }
     for (NMVector3f& v3 : huge.vVertices) v3 = v3 * 1e8f;
     return {makeSoup(random, 500, 4.0f), ball, twins, few, makePlanes(random, 150), lattice, flat, huge,
