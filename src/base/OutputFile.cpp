@@ -199,14 +199,15 @@ bool OutputFile::commit() {
     // Without fsync, a power failure soon after the rename could leave an empty file in place of the old one.
     if (bInPlace || isTemporary()) bFailed = bFailed || fsync(fileno(pFile));
     const int iErrno = errno;
+    const int iLock =
+        fcntl(fileno(pFile), F_DUPFD_CLOEXEC, 0);  // or another process could remove the file as abandoned
     const bool bCloseFailed = fclose(pFile) != 0;
     pFile = nullptr;
     if (bFailed) errno = iErrno;
-    if (bFailed || bCloseFailed) return true;
-    if (!isTemporary()) return false;
-    if (rename(szTemporary, szTarget)) return true;
-    forget(szTemporary);
-    return false;
+    bFailed = bFailed || bCloseFailed || (isTemporary() && rename(szTemporary, szTarget));
+    if (!bFailed && isTemporary()) forget(szTemporary);
+    if (iLock != -1) ::close(iLock);
+    return bFailed;
 }
 
 bool OutputFile::probe(const char* szFile) {

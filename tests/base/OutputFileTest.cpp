@@ -5,9 +5,11 @@
 #include <grp.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 
 #include "support/FileTest.h"
@@ -117,6 +119,23 @@ TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {
     fputs("whole", live.stream());
     EXPECT_FALSE(live.commit());
     EXPECT_EQ(readFile("picture"), "whole");
+}
+
+// The others start files of their own, which removes what looks abandoned.
+TEST_F(OutputFileTest, NoFileIsLostToProcessesThatWriteBesideIt) {
+    pid_t others[4];
+    for (pid_t& iOther : others) {
+        iOther = fork();
+        ASSERT_NE(iOther, -1);
+        while (!iOther) static_cast<void>(OutputFile::probe("other"));
+    }
+    int iLost = 0;
+    for (int i = 0; i < 3000; ++i) iLost += write("mine", std::to_string(i)) != 0;
+    EXPECT_EQ(iLost, 0);
+    for (const pid_t iOther : others) {
+        kill(iOther, SIGKILL);
+        waitpid(iOther, nullptr, 0);
+    }
 }
 
 }  // namespace
