@@ -199,8 +199,8 @@ bool OutputFile::commit() {
     // Without fsync, a power failure soon after the rename could leave an empty file in place of the old one.
     if (bInPlace || isTemporary()) bFailed = bFailed || fsync(fileno(pFile));
     const int iErrno = errno;
-    const int iLock =
-        fcntl(fileno(pFile), F_DUPFD_CLOEXEC, 0);  // or another process could remove the file as abandoned
+    // Without the lock, another process could remove the file as abandoned before it has its name.
+    const int iLock = fcntl(fileno(pFile), F_DUPFD_CLOEXEC, 0);
     const bool bCloseFailed = fclose(pFile) != 0;
     pFile = nullptr;
     if (bFailed) errno = iErrno;
