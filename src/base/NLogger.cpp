@@ -37,10 +37,10 @@ class StreamLock {
     int iErrno;
 };
 
-// Guarded by the stream lock. Formatting a stamp takes longer than a short message, so it is kept while it holds.
+// Formatting a stamp takes longer than a short message, so each thread keeps its own while it holds.
 void writeStamp() {
-    static char szStamp[32] = "";
-    static time_t tStamp = -1;
+    thread_local char szStamp[32] = "";
+    thread_local time_t tStamp = -1;
     const time_t tNow = time(nullptr);
     if (tNow != tStamp) {
         tm tLocal{};
