@@ -414,6 +414,24 @@ TEST_P(RayStreamTest, WhatTheNextListHoldsIsNotListed) {
     tree.expectAnswers(*pStream, &uMisses);
 }
 
+// A denormal component downwards makes the margin of a component of zero NaN, which comparing with all hits of a packet
+// does not notice.
+TEST_P(RayStreamTest, AMarginThatIsNaNSendsALaneToBothSides) {
+    Mesh mesh;
+    for (const float z : {4000.0f, 5000.0f}) addWall(mesh, 2, z);
+    HandMadeTree tree(mesh);
+    tree.addPlane(0, 3000.0f, 1);
+    tree.addLeaf({0});
+    tree.addLeaf({1});
+    const auto pStream = std::make_unique<RayStream>();
+    for (unsigned u = 0; u < 64; ++u) {
+        pStream->add({u ? 2000.0f : 4000.0f, 2000, 100}, {0, u ? 0.0f : -1e-40f, 1}, 1e4f);
+    }
+    unsigned uMisses = 0;
+    tree.expectAnswers(*pStream, &uMisses);
+    EXPECT_EQ(uMisses, 1u);
+}
+
 // A needle that is accepted outside of the scene, at points x = 8 y of z = 0. A slow ray meets it outside of the limit
 // of origins, too: its y changes by one last place on its way, so that rounding moves a cut to twice the segment's
 // length.

@@ -114,7 +114,8 @@ class HitConfirmation {
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;
             const F error = F::set(16.0f) * (F::abs(o) + reach) + F::set(1.25f) * reach * (F::abs(d) * slowness);
-            const F margin = F::set(UNIT) * error, inverse = F::abs(rays.reciprocal(a, g));
+            // NaN, where d is 0 beside a component with an infinite reciprocal, becomes endless.
+            const F margin = F::min(F::set(UNIT) * error, F::set(INFINITE)), inverse = F::abs(rays.reciprocal(a, g));
             (hit - margin).store(hitLow[a].f + g * W);
             (hit + margin).store(hitHigh[a].f + g * W);
             (margin * inverse).store(slack[a].f + g * W);
