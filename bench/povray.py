@@ -132,38 +132,38 @@ def export(scene, path):
 
 
 def run(command, runs):
-    """Median processor time, peak of memory in MB, and the last output."""
+    """Median processor time and the last output."""
     times = []
     for _ in range(runs):
         with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as process:
             text = process.stdout.read()
             process.returncode, used = os.wait4(process.pid, 0)[1:]
         times.append(used.ru_utime + used.ru_stime)
-    return statistics.median(times), used.ru_maxrss / 1000, text
+    return statistics.median(times), text
 
 
 def own_run(arguments, image, scene, *options):
-    seconds, peak, text = run([arguments.program, *options, "--out", image, scene], arguments.runs)
+    seconds, text = run([arguments.program, *options, "--out", image, scene], arguments.runs)
     if "Time:" not in text:
         sys.exit(text)
-    return seconds, peak
+    return seconds
 
 
 def compare(arguments, folder):
     os.makedirs(folder, exist_ok=True)
-    print("| scene | faces | cold | with the cache | peak, MB | POV-Ray (trace alone) | share, cold |\n"
-          "|---|---|---|---|---|---|---|", flush=True)
+    print("| scene | faces | cold | with the cache | POV-Ray (trace alone) | share, cold |\n"
+          "|---|---|---|---|---|---|", flush=True)
     for scene in arguments.scenes:
         path, image = os.path.join(folder, scene + ".pov"), os.path.join(folder, scene + ".bmp")
         (wide, tall), faces = export(scene, path)
-        rival, _, text = run(["povray", "+WT1", "-A", "-D", f"+W{wide}", f"+H{tall}", "+FB", "+I" + path, "+O" + image],
+        rival, text = run(["povray", "+WT1", "-A", "-D", f"+W{wide}", f"+H{tall}", "+FB", "+I" + path, "+O" + image],
                              1 if faces > 500000 else arguments.runs)
         trace = re.search(r"Trace Time:.*\((\d+\.\d+) seconds\)", text)
         if not trace:
             sys.exit(text)
-        cold, peak = own_run(arguments, image, scene, "--resetcache")
-        warm, _ = own_run(arguments, image, scene)
-        print(f"| {scene} | {faces} | {cold:.2f} | {warm:.2f} | {peak:.0f} | {rival:.2f} ({trace[1]}) | "
+        cold = own_run(arguments, image, scene, "--resetcache")
+        warm = own_run(arguments, image, scene)
+        print(f"| {scene} | {faces} | {cold:.2f} | {warm:.2f} | {rival:.2f} ({trace[1]}) | "
               f"{cold / rival:.2f} |", flush=True)
 
 
