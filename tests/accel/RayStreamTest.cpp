@@ -397,15 +397,27 @@ TEST_P(RayStreamTest, CellsWithoutThicknessAreSkipped) {
     EXPECT_EQ(uMisses, pStream->uCount);
 }
 
+// A wall behind another, in a tree of two leaves that list one of them each.
+class DividedWalls : public HandMadeTree {
+ public:
+    explicit DividedWalls(uint32_t uListedLow) : HandMadeTree(makeWalls()) {
+        addPlane(0, 3000.0f, 1);
+        addLeaf({uListedLow});
+        addLeaf({1 - uListedLow});
+    }
+
+ private:
+    static Mesh makeWalls() {
+        Mesh mesh;
+        for (const float z : {4000.0f, 5000.0f}) addWall(mesh, 2, z);
+        return mesh;
+    }
+};
+
 // Lists lie one behind the other and are read in whole vectors: the face that a ray meets stands only in the list
 // behind that of its leaf.
 TEST_P(RayStreamTest, WhatTheNextListHoldsIsNotListed) {
-    Mesh mesh;
-    for (const float z : {4000.0f, 5000.0f}) addWall(mesh, 2, z);
-    HandMadeTree tree(mesh);
-    tree.addPlane(0, 5000.0f, 1);
-    tree.addLeaf({1});
-    tree.addLeaf({0});
+    DividedWalls tree(1);
     const auto pStream = std::make_unique<RayStream>();
     for (int i = 0; i < 100; ++i) {
         pStream->add({2000.0f + static_cast<float>(i), 2000, 100}, {0, 0, 1}, 1e4f);
@@ -417,12 +429,7 @@ TEST_P(RayStreamTest, WhatTheNextListHoldsIsNotListed) {
 // A denormal component downwards makes the margin of a component of zero NaN, which comparing with all hits of a packet
 // does not notice.
 TEST_P(RayStreamTest, AMarginThatIsNaNSendsALaneToBothSides) {
-    Mesh mesh;
-    for (const float z : {4000.0f, 5000.0f}) addWall(mesh, 2, z);
-    HandMadeTree tree(mesh);
-    tree.addPlane(0, 3000.0f, 1);
-    tree.addLeaf({0});
-    tree.addLeaf({1});
+    DividedWalls tree(0);
     const auto pStream = std::make_unique<RayStream>();
     for (unsigned u = 0; u < 64; ++u) {
         pStream->add({u ? 2000.0f : 4000.0f, 2000, 100}, {0, u ? 0.0f : -1e-40f, 1}, 1e4f);
