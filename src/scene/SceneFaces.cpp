@@ -10,7 +10,7 @@ using Velk::NMVector3f;
 
 namespace {
 
-using Float4 = float __attribute__((vector_size(16)));
+using Lanes = float __attribute__((vector_size(16)));
 
 // The double function, rounded once: the single-precision one differs in the last bit between C libraries.
 float angleOf(float fCosine) {
@@ -34,10 +34,10 @@ void deriveFace(FaceData& face, AngleNormals& normals) {
     const NMVector3f N = cross(B - C, A - C);
     const float L = length(N), fAB = length(B - A), fBC = length(C - B), fCA = length(A - C);
     // Divisions are most of the work, so they are made side by side.
-    const Float4 products{dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f};
-    const Float4 cosines = products / Float4{fAB * fCA, fAB * fBC, fCA * fBC, 1.0f};
+    const Lanes products{dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f};
+    const Lanes cosines = products / Lanes{fAB * fCA, fAB * fBC, fCA * fBC, 1.0f};
     const auto byLength = [&](float f) {
-        const Float4 v = Float4{N.x, N.y, N.z, 0.0f} * f / L;
+        const Lanes v = Lanes{N.x, N.y, N.z, 0.0f} * f / L;
         return NMVector3f{v[0], v[1], v[2]};
     };
     normals.v3A = byLength(angleOf(cosines[0]));
