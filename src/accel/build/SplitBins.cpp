@@ -2,6 +2,7 @@
 #include "accel/build/SplitBins.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <limits>
 
@@ -116,6 +117,7 @@ bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
 // A bin's area comes from a common step, not from its box, so the bounds are off by a few roundings of costs of up to
 // twice the number of faces. A limit raised by 2^-16 of that number covers them.
 bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
+    assert(uBins % 4 == 0);
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
     const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
     const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
