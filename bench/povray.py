@@ -3,7 +3,7 @@
 
 Run in a directory with Scenes/; writes the program's kdtree.tmp and log there. POV-Ray gets the same triangles, camera
 and lights as a mesh2, without anti-aliasing and display; materials are as near as its model comes. Times are processor
-time in seconds, the median of --runs. --export DIR keeps the .pov files.
+time in seconds, the median of --runs; POV-Ray runs once above 500,000 faces. --export DIR keeps the .pov files.
 """
 import argparse
 import math
@@ -157,7 +157,7 @@ def compare(arguments, folder):
         path, image = os.path.join(folder, scene + ".pov"), os.path.join(folder, scene + ".bmp")
         (wide, tall), faces = export(scene, path)
         rival, text = run(["povray", "+WT1", "-A", "-D", f"+W{wide}", f"+H{tall}", "+FB", "+I" + path, "+O" + image],
-                             1 if faces > 500000 else arguments.runs)
+                          1 if faces > 500000 else arguments.runs)
         trace = re.search(r"Trace Time:.*\((\d+\.\d+) seconds\)", text)
         if not trace:
             sys.exit(text)
