@@ -13,7 +13,7 @@ namespace {
 // Eight floats of AVX2.
 struct Float8 {
     static constexpr unsigned WIDTH = 8;
-    static constexpr unsigned GROUPS = 4;
+    static constexpr unsigned GROUPS = 8;
     struct Mask {
         __m256 m;
         friend Mask operator&(Mask a, Mask b) { return {_mm256_and_ps(a.m, b.m)}; }
