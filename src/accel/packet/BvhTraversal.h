@@ -7,6 +7,7 @@
 #include "accel/bvh/FaceBounds.h"
 #include "accel/packet/PacketFrustum.h"
 #include "accel/packet/RayPacket.h"
+#include "accel/packet/SlabTest.h"
 
 namespace {
 
@@ -46,6 +47,7 @@ class BvhTraversal {
     /// one, or any.
     template <bool NEAREST>
     void search(uint64_t uMask, Hits& hits) {
+        slabs.setUp(rays, uMask);
         bFrustum = frustum.bound(rays, uMask, !NEAREST);
         if (bFrustum && !NEAREST) frustum.limit(rays, uMask, hits.bound);
         const uint64_t uAll = uMask;
@@ -61,7 +63,7 @@ class BvhTraversal {
                 const BvhNode& node = tree.pBvh[next.uNode];
                 uMask = next.uMask;
                 if (!NEAREST) uMask &= ~hits.uLanes;
-                uMask = meets(node, next.uBox, uMask, hits);
+                uMask = slabs.meets(node, next.uBox, uMask, hits.bound);
                 if (!uMask) continue;
                 uNode = node.uChild[next.uBox];
                 const uint32_t uCount = node.uCount[next.uBox];
@@ -126,24 +128,6 @@ class BvhTraversal {
         return node.uUsed;
     }
 
-    // The lanes of uMask that meet a box between their origin and their bound.
-    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const Hits& hits) const {
-        uint64_t uMet = 0;
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uActive = Rays::groupBits(uMask, g);
-            if (!uActive) continue;
-            F enter = F::set(0.0f), leave = F::load(hits.bound + g * W);
-            for (unsigned a = 0; a < 3; ++a) {
-                const F o = rays.origin(a, g), r = rays.reciprocal(a, g);
-                const F t0 = (F::set(node.fMin[a][uBox]) - o) * r, t1 = (F::set(node.fMax[a][uBox]) - o) * r;
-                enter = F::max(enter, F::min(t0, t1));
-                leave = F::min(leave, F::max(t0, t1));
-            }
-            uMet |= Rays::lanesOf(F::bits(enter <= leave) & uActive, g);
-        }
-        return uMet;
-    }
-
     template <bool NEAREST>
     void testLeaf(uint32_t uFirst, uint32_t uCount, uint64_t uMask, Hits& hits) {
         for (uint32_t u = 0; u < uCount && uMask; ++u) {
@@ -154,6 +138,7 @@ class BvhTraversal {
 
     Rays& rays;
     const TraversalData& tree;
+    SlabTest<F> slabs;
     PacketFrustum<F, B> frustum;
     bool bFrustum = false;  // the packet has one
 };

@@ -23,6 +23,8 @@ struct Float4 {
     friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
     friend Float4 operator*(Float4 a, Float4 b) { return {_mm_mul_ps(a.v, b.v)}; }
     friend Float4 operator/(Float4 a, Float4 b) { return {_mm_div_ps(a.v, b.v)}; }
+    // a * b - c, for what need not be the same everywhere: some kernels round once, some twice.
+    static Float4 multiplySubtract(Float4 a, Float4 b, Float4 c) { return a * b - c; }
     friend Mask operator<(Float4 a, Float4 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
     friend Mask operator<=(Float4 a, Float4 b) { return {_mm_cmple_ps(a.v, b.v)}; }
     friend Mask operator>(Float4 a, Float4 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }

@@ -16,7 +16,8 @@ struct Choice {
 template <typename Visit>
 const RayKernel* firstUsable(const Visit& visit) {
 #if defined(RT_VECTORS) && (defined(__x86_64__) || defined(__i386__))
-    const bool bAvx512 = __builtin_cpu_supports("avx512f"), bAvx2 = __builtin_cpu_supports("avx2");
+    const bool bAvx512 = __builtin_cpu_supports("avx512f");
+    const bool bAvx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
     const Choice choices[] = {
         {&g_kernelAvx512, bAvx512}, {&g_kernelAvx2, bAvx2}, {&g_kernelSse2, true}, {&g_kernelGeneric, true}};
 #else

@@ -29,6 +29,8 @@ struct Float16 {
     friend Float16 operator-(Float16 a, Float16 b) { return {_mm512_sub_ps(a.v, b.v)}; }
     friend Float16 operator*(Float16 a, Float16 b) { return {_mm512_mul_ps(a.v, b.v)}; }
     friend Float16 operator/(Float16 a, Float16 b) { return {_mm512_div_ps(a.v, b.v)}; }
+    // a * b - c, for what need not be the same everywhere: some kernels round once, some twice.
+    static Float16 multiplySubtract(Float16 a, Float16 b, Float16 c) { return {_mm512_fmsub_ps(a.v, b.v, c.v)}; }
     friend Mask operator<(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_LT_OQ)}; }
     friend Mask operator<=(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_LE_OQ)}; }
     friend Mask operator>(Float16 a, Float16 b) { return {_mm512_cmp_ps_mask(a.v, b.v, _CMP_GT_OQ)}; }

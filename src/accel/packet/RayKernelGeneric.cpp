@@ -51,6 +51,8 @@ struct FloatAny {
     friend FloatAny operator/(const FloatAny& a, const FloatAny& b) {
         return each(a, b, [](float x, float y) { return x / y; });
     }
+    // a * b - c, for what need not be the same everywhere: some kernels round once, some twice.
+    static FloatAny multiplySubtract(const FloatAny& a, const FloatAny& b, const FloatAny& c) { return a * b - c; }
     friend Mask operator<(const FloatAny& a, const FloatAny& b) {
         return test(a, b, [](float x, float y) { return x < y; });
     }

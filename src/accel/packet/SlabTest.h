@@ -1,0 +1,77 @@
+#pragma once
+
+// The test of a box by each lane of a packet: a ray meets a box where the parts of it that lie between the two sides
+// on each axis, the slabs, overlap.
+
+#include "accel/bvh/Bvh.h"
+#include "accel/packet/RayPacket.h"
+
+namespace {
+
+template <typename F>
+class SlabTest {
+ public:
+    using Rays = RayPacket<F>;
+    static constexpr unsigned W = F::WIDTH;
+    static constexpr unsigned GROUPS = F::GROUPS;
+    static constexpr unsigned LANES = W * GROUPS;
+
+    /// Prepares the lanes of uMask, which the boxes must hold for.
+    void setUp(const Rays& rays, uint64_t uMask) {
+        bAlike = true;
+        for (unsigned a = 0; a < 3; ++a) {
+            uint64_t uDown = 0;
+            for (unsigned g = 0; g < GROUPS; ++g) {
+                const F d = rays.dir(a, g);
+                const F r = F::select(F::abs(d) < F::set(SLOWEST), F::set(NOT_A_NUMBER), rays.reciprocal(a, g));
+                r.store(reciprocal[a] + g * W);
+                (rays.origin(a, g) * r).store(offset[a] + g * W);
+                uDown |= Rays::lanesOf(F::bits(d < F::set(0.0f)), g);
+            }
+            bDown[a] = (uDown & uMask) != 0;
+            if (bDown[a] && (~uDown & uMask)) bAlike = false;
+        }
+    }
+
+    /// The lanes of uMask that meet a node's box between their origin and pBounds.
+    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
+        return bAlike ? meets<true>(node, uBox, uMask, pBounds) : meets<false>(node, uBox, uMask, pBounds);
+    }
+
+ private:
+    // The reciprocal of a smaller component of a direction would make products that overflow. NaN in its place leaves
+    // the axis out, so that more boxes are met.
+    static constexpr float SLOWEST = 1e-18f;
+    static constexpr float NOT_A_NUMBER = __builtin_nanf("");
+
+    // Lanes that are alike travel in the same direction on each axis, so that all meet the same side of a box first.
+    template <bool ALIKE>
+    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
+        F first[3], second[3];
+        for (unsigned a = 0; a < 3; ++a) {
+            first[a] = F::set((bDown[a] ? node.fMax : node.fMin)[a][uBox]);
+            second[a] = F::set((bDown[a] ? node.fMin : node.fMax)[a][uBox]);
+        }
+        uint64_t uMet = 0;
+        for (unsigned g = 0; g < GROUPS; ++g) {
+            const unsigned uActive = Rays::groupBits(uMask, g);
+            if (!uActive) continue;
+            F enter = F::set(0.0f), leave = F::load(pBounds + g * W);
+            for (unsigned a = 0; a < 3; ++a) {
+                const F r = F::load(reciprocal[a] + g * W), o = F::load(offset[a] + g * W);
+                const F t0 = F::multiplySubtract(first[a], r, o), t1 = F::multiplySubtract(second[a], r, o);
+                enter = F::max(ALIKE ? t0 : F::min(t0, t1), enter);
+                leave = F::min(ALIKE ? t1 : F::max(t0, t1), leave);
+            }
+            uMet |= Rays::lanesOf(F::bits(enter <= leave) & uActive, g);
+        }
+        return uMet;
+    }
+
+    alignas(64) float reciprocal[3][LANES];
+    float offset[3][LANES];  // origin times reciprocal
+    bool bDown[3];           // a lane travels downwards
+    bool bAlike;
+};
+
+}  // namespace
