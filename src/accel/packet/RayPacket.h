@@ -47,6 +47,24 @@ class RayPacket {
         return static_cast<unsigned>((uMask >> (g * W)) & GROUP_MASK);
     }
     static uint64_t lanesOf(unsigned uBits, unsigned g) { return uint64_t{uBits} << (g * W); }
+
+    /// Calls visit(group, its lanes of uMask) for each group that has any.
+    template <typename Visit>
+    [[gnu::always_inline]] static void forEachGroup(uint64_t uMask, const Visit& visit) {
+        if constexpr (GROUPS <= 4) {
+            for (unsigned g = 0; g < GROUPS; ++g) {
+                if (const unsigned uBits = groupBits(uMask, g)) visit(g, uBits);
+            }
+        } else {  // so many that a look at each is dear
+            while (uMask) {
+                const unsigned g = static_cast<unsigned>(__builtin_ctzll(uMask)) / W;
+                const unsigned uBits = groupBits(uMask, g);
+                uMask &= ~(GROUP_MASK << (g * W));
+                visit(g, uBits);
+            }
+        }
+    }
+
     static F patternOf(uint32_t u) {
         float f;
         memcpy(&f, &u, sizeof(f));
@@ -88,22 +106,20 @@ class RayPacket {
         const FaceRecord& face = tree.pRecords[uRecord];
         const unsigned k = face.axis(), ku = g_modulo[k + 1], kv = g_modulo[k + 2];
         const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv), nd = F::set(face.fNd);
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uActive = groupBits(uMask, g);
-            if (!uActive) continue;
+        forEachGroup(uMask, [&](unsigned g, unsigned uActive) {
             const F ou = origin(ku, g), ov = origin(kv, g), du = dir(ku, g), dv = dir(kv, g);
             const F denominator = dir(k, g) + nu * du + nv * dv;
             const F t = (nd - origin(k, g) - nu * ou - nv * ov) / denominator;
             const F bound = F::load(hits.bound + g * W);
             const typename F::Mask parallel = F::abs(denominator) < F::set(Velk::NM_EPSILON_F);
             const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
-            if (!(F::bits(within) & uActive)) continue;
+            if (!(F::bits(within) & uActive)) return;
             const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
             const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
             const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
             const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
             const unsigned uHit = F::bits(hit) & uActive;
-            if (!uHit) continue;
+            if (!uHit) return;
             const typename F::Mask taken = F::mask(uHit);
             const auto put = [&](F value, float* p) { F::select(taken, value, F::load(p)).store(p); };
             if (NEAREST) {
@@ -119,7 +135,7 @@ class RayPacket {
             put(t, pHits->fT + g * W);
             put(patternOf(uRecord), fRecord + g * W);
             hits.uLanes |= lanesOf(uHit, g);
-        }
+        });
     }
 
     /// Of the lanes of uMask, all of which have hit, those whose record stands in a leaf's list.

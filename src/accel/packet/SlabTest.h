@@ -53,9 +53,7 @@ class SlabTest {
             second[a] = F::set((bDown[a] ? node.fMin : node.fMax)[a][uBox]);
         }
         uint64_t uMet = 0;
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uActive = Rays::groupBits(uMask, g);
-            if (!uActive) continue;
+        Rays::forEachGroup(uMask, [&](unsigned g, unsigned) {
             F enter = F::set(0.0f), leave = F::load(pBounds + g * W);
             for (unsigned a = 0; a < 3; ++a) {
                 const F r = F::load(reciprocal[a] + g * W), o = F::load(offset[a] + g * W);
@@ -63,9 +61,9 @@ class SlabTest {
                 enter = F::max(ALIKE ? t0 : F::min(t0, t1), enter);
                 leave = F::min(ALIKE ? t1 : F::max(t0, t1), leave);
             }
-            uMet |= Rays::lanesOf(F::bits(enter <= leave) & uActive, g);
-        }
-        return uMet;
+            uMet |= Rays::lanesOf(F::bits(enter <= leave), g);
+        });
+        return uMet & uMask;
     }
 
     alignas(64) float reciprocal[3][LANES];
