@@ -9,8 +9,8 @@
 /// close in space should be close in the stream. Room for CAPACITY rays and a packet of padding, about 30 kB.
 struct RayStream {
     static constexpr uint32_t CAPACITY = 1024;
-    static constexpr uint32_t MAX_LANES = 64;  // rays that one packet may hold
-    static constexpr uint32_t ROOM = CAPACITY + MAX_LANES;
+    static constexpr uint32_t LANES = 64;  // rays of one packet
+    static constexpr uint32_t ROOM = CAPACITY + LANES;
 
     alignas(64) float fOrigin[3][ROOM];
     alignas(64) float fDir[3][ROOM];

@@ -17,7 +17,7 @@ class BvhTraversal {
     using Rays = RayPacket<F>;
     using Hits = typename Rays::Hits;
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = F::GROUPS;
+    static constexpr unsigned GROUPS = Rays::GROUPS;
 
     BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 

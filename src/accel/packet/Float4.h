@@ -7,7 +7,6 @@ namespace {
 // Four floats of SSE2.
 struct Float4 {
     static constexpr unsigned WIDTH = 4;
-    static constexpr unsigned GROUPS = 8;  // eight share the cost of a packet better than four
     struct Mask {
         __m128 m;
         friend Mask operator&(Mask a, Mask b) { return {_mm_and_ps(a.m, b.m)}; }

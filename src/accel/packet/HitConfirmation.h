@@ -15,8 +15,8 @@ class HitConfirmation {
  public:
     using Rays = RayPacket<F>;
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = F::GROUPS;
-    static constexpr unsigned LANES = W * GROUPS;
+    static constexpr unsigned GROUPS = Rays::GROUPS;
+    static constexpr unsigned LANES = Rays::LANES;
 
     HitConfirmation(const Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 

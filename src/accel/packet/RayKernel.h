@@ -44,7 +44,6 @@ struct KernelAnswer {
 /// The packet queries for one instruction set. They answer for the rays of uMask, bit i for lane i.
 struct RayKernel {
     const char* szName;
-    unsigned uLanes;  // rays of one packet, at most 64
 
     /// The nearest hit of each ray, in hits.
     KernelAnswer (*pfnNearest)(const TraversalData& data, const RayLanes& rays, uint64_t uMask, HitLanes& hits);

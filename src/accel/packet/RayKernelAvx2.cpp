@@ -13,7 +13,6 @@ namespace {
 // Eight floats of AVX2.
 struct Float8 {
     static constexpr unsigned WIDTH = 8;
-    static constexpr unsigned GROUPS = 8;
     struct Mask {
         __m256 m;
         friend Mask operator&(Mask a, Mask b) { return {_mm256_and_ps(a.m, b.m)}; }
@@ -58,6 +57,6 @@ struct Float8 {
 
 }  // namespace
 
-const RayKernel g_kernelAvx2{"avx2", RayPacket<Float8>::LANES, nearestFaces<Float8, Float4>, obstacles<Float8, Float4>};
+const RayKernel g_kernelAvx2{"avx2", nearestFaces<Float8, Float4>, obstacles<Float8, Float4>};
 
 #endif

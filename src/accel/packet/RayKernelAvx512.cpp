@@ -13,7 +13,6 @@ namespace {
 // Sixteen floats of AVX-512.
 struct Float16 {
     static constexpr unsigned WIDTH = 16;
-    static constexpr unsigned GROUPS = 4;
     struct Mask {
         __mmask16 m;
         friend Mask operator&(Mask a, Mask b) { return {static_cast<__mmask16>(a.m & b.m)}; }
@@ -62,7 +61,6 @@ struct Float16 {
 
 }  // namespace
 
-const RayKernel g_kernelAvx512{"avx512", RayPacket<Float16>::LANES, nearestFaces<Float16, Float4>,
-                               obstacles<Float16, Float4>};
+const RayKernel g_kernelAvx512{"avx512", nearestFaces<Float16, Float4>, obstacles<Float16, Float4>};
 
 #endif

@@ -10,7 +10,6 @@ namespace {
 // Four floats for any processor; the compiler makes of them what it can.
 struct FloatAny {
     static constexpr unsigned WIDTH = 4;
-    static constexpr unsigned GROUPS = 4;
     struct Mask {
         uint32_t m;
         friend Mask operator&(Mask a, Mask b) { return {a.m & b.m}; }
@@ -89,5 +88,4 @@ struct FloatAny {
 
 }  // namespace
 
-const RayKernel g_kernelGeneric{"generic", RayPacket<FloatAny>::LANES, nearestFaces<FloatAny, FloatAny>,
-                                obstacles<FloatAny, FloatAny>};
+const RayKernel g_kernelGeneric{"generic", nearestFaces<FloatAny, FloatAny>, obstacles<FloatAny, FloatAny>};

@@ -6,6 +6,6 @@
 #include "accel/packet/Float4.h"
 #include "accel/packet/RayPacketQuery.h"
 
-const RayKernel g_kernelSse2{"sse2", RayPacket<Float4>::LANES, nearestFaces<Float4, Float4>, obstacles<Float4, Float4>};
+const RayKernel g_kernelSse2{"sse2", nearestFaces<Float4, Float4>, obstacles<Float4, Float4>};
 
 #endif

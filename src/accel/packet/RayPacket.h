@@ -8,6 +8,7 @@
 
 #include <cstring>
 
+#include "accel/RayStream.h"
 #include "accel/packet/RayKernel.h"
 #include "scene/FaceData.h"
 
@@ -19,8 +20,8 @@ template <typename F>
 class RayPacket {
  public:
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = F::GROUPS;
-    static constexpr unsigned LANES = W * GROUPS;
+    static constexpr unsigned LANES = RayStream::LANES;
+    static constexpr unsigned GROUPS = LANES / W;
     static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
 
     /// What a search has found so far.

@@ -13,8 +13,8 @@ class SlabTest {
  public:
     using Rays = RayPacket<F>;
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = F::GROUPS;
-    static constexpr unsigned LANES = W * GROUPS;
+    static constexpr unsigned GROUPS = Rays::GROUPS;
+    static constexpr unsigned LANES = Rays::LANES;
 
     /// Prepares the lanes of uMask, which the boxes must hold for.
     void setUp(const Rays& rays, uint64_t uMask) {

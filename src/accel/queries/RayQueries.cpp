@@ -15,10 +15,10 @@ constexpr uint32_t LIST_PADDING = 16;  // kernels read whole vectors
 
 // Calls visit(lanes' first ray, their mask) for each packet of a stream.
 template <typename Visit>
-void forEachPacket(const RayStream& stream, unsigned uLanes, const Visit& visit) {
-    for (uint32_t u = 0; u < stream.uCount; u += uLanes) {
-        const uint32_t uUsed = std::min<uint32_t>(uLanes, stream.uCount - u);
-        visit(u, uUsed == 64 ? ~uint64_t{0} : (uint64_t{1} << uUsed) - 1);
+void forEachPacket(const RayStream& stream, const Visit& visit) {
+    for (uint32_t u = 0; u < stream.uCount; u += RayStream::LANES) {
+        const uint32_t uUsed = std::min(RayStream::LANES, stream.uCount - u);
+        visit(u, uUsed == RayStream::LANES ? ~uint64_t{0} : (uint64_t{1} << uUsed) - 1);
     }
 }
 
@@ -128,7 +128,7 @@ void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, Ray
     if (!kdTree.pRoot) return;
     const TraversalData data = traversalData();
     HitLanes hits{};
-    forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
+    forEachPacket(stream, [&](uint32_t uFirst, uint64_t uMask) {
         const KernelAnswer answer = pKernel->pfnNearest(data, raysFrom(stream, uFirst), uMask, hits);
         forEachLane(answer.uHit, [&](unsigned uLane) {
             const uint32_t uRay = uFirst + uLane;
@@ -154,7 +154,7 @@ void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
     counts.uRays += stream.uCount;
     if (!kdTree.pRoot) return;
     const TraversalData data = traversalData();
-    forEachPacket(stream, pKernel->uLanes, [&](uint32_t uFirst, uint64_t uMask) {
+    forEachPacket(stream, [&](uint32_t uFirst, uint64_t uMask) {
         const KernelAnswer answer = pKernel->pfnObstacles(data, raysFrom(stream, uFirst), uMask);
         forEachLane(answer.uHit, [&](unsigned uLane) { pBlocked[uFirst + uLane] = true; });
         forEachLane(answer.uOpen, [&](unsigned uLane) {
