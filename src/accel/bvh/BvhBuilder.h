@@ -4,8 +4,8 @@
 
 #include "accel/bvh/Bvh.h"
 
-/// Divides faces into the nodes of a Bvh from the top down. Where to cut is decided by the surface-area heuristic over
-/// bins along the axis on which the boxes' centres spread most.
+/// Divides faces into the nodes of a Bvh from the top down. Where to cut is decided by the surface-area heuristic along
+/// the axis on which the boxes' centres spread most: between bins, or between any two of a few faces.
 class BvhBuilder {
  public:
     using Float4 = float __attribute__((vector_size(16)));  // three axes and a spare
@@ -29,7 +29,8 @@ class BvhBuilder {
         Extent centre() const;
     };
 
-    /// Neighbouring items, their common box and that of their centres. Centres are counted double.
+    /// Neighbouring items, their common box and that of their centres, which few items do without. Centres are counted
+    /// double.
     struct Range {
         uint32_t uBegin, uEnd;
         Extent box, centres;
@@ -48,7 +49,8 @@ class BvhBuilder {
  private:
     uint32_t makeNode(Range* pParts, unsigned uParts, unsigned uDepth);
     void split(const Range& range, unsigned uDepth, Range& left, Range& right);
-    bool splitByArea(const Range& range, unsigned uAxis, Range& left, Range& right);
+    bool splitFew(const Range& range, Range& left, Range& right);
+    bool splitByBins(const Range& range, unsigned uAxis, Range& left, Range& right);
     void halve(const Range& range, unsigned uAxis, Range& left, Range& right);
 
     Bvh& bvh;
