@@ -154,7 +154,10 @@ int OutputFile::openTemporary(mode_t uMode) {
 bool OutputFile::take(int iFile) {
     if (iFile == -1) return true;
     pFile = fdopen(iFile, "wb");
-    if (pFile) return false;
+    if (pFile) {
+        setvbuf(pFile, buffer, _IOFBF, sizeof(buffer));
+        return false;
+    }
     const int iErrno = errno;
     ::close(iFile);
     errno = iErrno;

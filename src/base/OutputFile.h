@@ -51,6 +51,7 @@ class OutputFile {
     bool bInPlace = false;  // an existing file is overwritten, so commit() must cut off its old end
     char szTarget[PATH_MAX] = "";
     char szTemporary[PATH_MAX + 64] = "";  // empty when the target is written directly
+    char buffer[128 * 1024];               // of the stream; the system takes long writes at half the cost of pages
 };
 
 }  // namespace Velk
