@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "app/BufferedOutput.h"
 #include "app/Options.h"
 #include "base/Bitmap.h"
 #include "base/NLogger.h"
@@ -81,6 +82,7 @@ void saveUnfinished(const Velk::NBitmap& image, TaskBoard& board) {
 }  // namespace
 
 void runServer() {
+    const BufferedOutput output;
     Wakeup wakeup;
     if (wakeup.init()) return;
     wakeup.catchSignals();
@@ -102,6 +104,7 @@ void runServer() {
 }
 
 void runClient() {
+    const BufferedOutput output;
     Wakeup wakeup;
     if (wakeup.init()) return;
     wakeup.catchSignals();

@@ -19,6 +19,7 @@
 // uncaught exception ends here too.
 static const std::terminate_handler g_pfnOldTerminate = std::set_terminate([] {
     Velk::OutputFile::removeUnfinished();
+    fflush(stdout);
     fputs("RayTracer.exe: not enough memory to go on\n", stderr);
     _exit(1);
 });
