@@ -18,6 +18,7 @@ namespace Velk {
 namespace {
 
 constexpr size_t LINE_LIMIT = 2047;       // longest line returned whole
+constexpr size_t PLAIN_LIMIT = 128;       // longest plain line, and eight characters more
 constexpr int64_t SMALL_COUNT = 1 << 20;  // accepted for a file of any size
 constexpr unsigned MOST_WARNINGS = 10;    // shown for one file
 
@@ -40,6 +41,59 @@ const char* readPlainFloat(const char* sz, const char* szEnd, float& f) {
     if (result.ec != std::errc() || (result.ptr != szEnd && !isSpace(*result.ptr))) return nullptr;
     f = fRead;
     return result.ptr;
+}
+
+// Reads up to eight digits at once. Requires eight readable characters. Returns the text after them.
+const char* readDigits(const char* sz, uint64_t& uValue) {
+    uint64_t u;
+    memcpy(&u, sz, sizeof(u));
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    u = __builtin_bswap64(u);
+#endif
+    u ^= 0x3030303030303030;  // a byte of 0 to 9 is a digit; the first character is the lowest byte
+    const uint64_t uOthers = ((u + 0x7676767676767676) | u) & 0x8080808080808080;
+    const unsigned uDigits = uOthers ? static_cast<unsigned>(__builtin_ctzll(uOthers)) / 8 : 8;
+    u = uDigits ? u << (64 - 8 * uDigits) : 0;  // as if zeros came first
+    u = u * 10 + (u >> 8);                      // pairs of digits, in every second byte
+    constexpr uint64_t PAIRS = 0x000000FF000000FF;
+    uValue = ((u & PAIRS) * (100 + (1000000ull << 32)) + ((u >> 16) & PAIRS) * (1 + (10000ull << 32))) >> 32;
+    return sz + uDigits;
+}
+
+// Reads a number of one to ten digits, below uLimit. Null for any other text.
+const char* readPlainNumber(const char* sz, uint64_t uLimit, uint32_t& uNumber) {
+    uint64_t uValue;
+    const char* p = readDigits(sz, uValue);
+    if (p == sz + 8) {
+        for (; isDigit(*p) && p < sz + 10; ++p) uValue = uValue * 10 + static_cast<uint64_t>(*p - '0');
+    }
+    uNumber = static_cast<uint32_t>(uValue);
+    return p != sz && uValue < uLimit ? p : nullptr;
+}
+
+// Reads a number such as -12.5 with up to eight digits on either side of the point, or without point. Null for any
+// other text.
+const char* readPlainDecimal(const char* sz, float& f) {
+    constexpr uint32_t POWERS[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+    const bool bNegative = *sz == '-';
+    sz += bNegative;
+    uint64_t uDigits, uFraction = 0;
+    const char* p = readDigits(sz, uDigits);
+    if (p == sz) return nullptr;
+    size_t uPlaces = 0;
+    if (*p == '.') {
+        const char* const szFraction = p + 1;
+        p = readDigits(szFraction, uFraction);
+        uPlaces = static_cast<size_t>(p - szFraction);
+    }
+    uDigits = uDigits * POWERS[uPlaces] + uFraction;
+    if (uDigits >> 53) return nullptr;
+    // Both operands are exact, so d is the double nearest to the number x. It rounds to the same float as x, unless d
+    // is the middle m = M 2^e of two floats and x is not. But x differs from m by a multiple of 1 / 10^places, so by
+    // more than x / 2^53, or of 2^e / 5^places, so by at least m / (M 5^8) > m / 2^44: too far for m to be the nearest.
+    const double d = static_cast<double>(uDigits) / POWERS[uPlaces];
+    f = static_cast<float>(bNegative ? -d : d);
+    return p;
 }
 
 }  // namespace
@@ -121,6 +175,26 @@ const char* LineReader::next() {
         szLast = szLine;
         if (!isComment(szLine)) return szLine;
     }
+}
+
+bool LineReader::nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit, float* pFloats, unsigned uFloats) {
+    assert(pFile && uNumbers + uFloats > 0 && uNumbers + uFloats <= 6);
+    if (uEnd - uStart < PLAIN_LIMIT) return false;
+    char* const szLine = buffer + uStart;
+    *szLine = cSaved;
+    const char* sz = szLine;
+    for (unsigned u = 0; sz && u < uNumbers + uFloats; ++u) {
+        sz = u < uNumbers ? readPlainNumber(sz, uLimit, pNumbers[u]) : readPlainDecimal(sz, pFloats[u - uNumbers]);
+        if (sz && *sz++ != (u + 1 < uNumbers + uFloats ? ' ' : '\n')) sz = nullptr;
+    }
+    if (sz) {
+        uStart += static_cast<size_t>(sz - szLine);
+        cSaved = buffer[uStart];
+        ++uLine;
+        szLast = szLine;
+    }
+    buffer[uStart] = '\0';
+    return sz != nullptr;
 }
 
 const char* LineReader::nextFilled() {

@@ -40,6 +40,12 @@ class LineReader {
     /// As next(), but skips blank lines as well.
     const char* nextFilled();
 
+    /// Fast path for data lines: takes the next line if it holds exactly these values in their plainest form, whole
+    /// numbers first, one blank between each two and a line feed behind the last. A whole number has up to ten digits
+    /// and is below uLimit, any other up to eight before and after its point. False for any other line, which is left
+    /// to next(), and some values may be overwritten then.
+    bool nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit, float* pFloats, unsigned uFloats);
+
     /// 1-based number of the line returned last.
     unsigned lineNumber() const { return uLine; }
 

@@ -31,6 +31,19 @@ class SceneParser {
 
     bool isFinished() const { return section == FINISHED; }
 
+    // Takes the data lines that come next, as long as they are of the plainest form and without fault.
+    void takePlainLines() {
+        NMVector3f v3;
+        while (section == VERTICES && uItem < scene.uVertexCount && reader.nextPlain(nullptr, 0, 0, &v3.x, 3)) {
+            scene.pVertices[uItem++].v3Position = v3;
+        }
+        uint32_t u[3];
+        while (section == TRIANGLES && uItem < uTrianglesDeclared &&
+               reader.nextPlain(u, 3, scene.uVertexCount, nullptr, 0)) {
+            addTriangle(u[0], u[1], u[2]);
+        }
+    }
+
     Refusal takeLine(const char* szLine) {
         if (Velk::LineReader::isBlank(szLine)) {
             const bool bData = section == VERTICES || section == TRIANGLES || section == ATTRIBUTES;
@@ -136,13 +149,17 @@ class SceneParser {
         if (uItem >= uTrianglesDeclared) return {__LINE__, "more triangles than declared; an empty line ends them"};
         if (uRead < 3) reader.reportWarning("%u of the three indices of a triangle, the others are 0", uRead);
         if (uRead > 3) reader.reportWarning("more than the three indices of a triangle, the others are ignored");
-        FaceData& face = scene.vFaces[uItem++];
-        face = FaceData{};
-        face.pA = scene.pVertices + i[0];
-        face.pB = scene.pVertices + i[1];
-        face.pC = scene.pVertices + i[2];
-        face.uAttribute = NO_INDEX;
+        addTriangle(i[0], i[1], i[2]);
         return {};
+    }
+
+    // Fills the loader's part of the record.
+    void addTriangle(int64_t iA, int64_t iB, int64_t iC) {
+        FaceData& face = scene.vFaces[uItem++];
+        face.pA = scene.pVertices + iA;
+        face.pB = scene.pVertices + iB;
+        face.pC = scene.pVertices + iC;
+        face.uAttribute = NO_INDEX;
     }
 
     Refusal takeAttributes(const char* szLine) {
@@ -179,6 +196,7 @@ bool Scene::loadScene(const char* szFile) {
     }
     SceneParser parser(*this, reader, szFile);
     while (!parser.isFinished()) {
+        parser.takePlainLines();
         const char* szLine = reader.next();
         if (!szLine) break;
         if (const Refusal refusal = parser.takeLine(szLine)) {

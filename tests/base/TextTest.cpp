@@ -1,4 +1,5 @@
 // The line reader and the text writer.
+#include <cmath>
 #include <cstring>
 
 #include "base/LineReader.h"
@@ -62,6 +63,65 @@ TEST_F(TextTest, NumbersAreThoseOfSscanf) {
         ASSERT_EQ(Velk::readIntegers(s.c_str(), i, 3), static_cast<unsigned>(std::max(iJudge, 0)));
         for (int k = 0; k < iJudge; ++k) ASSERT_EQ(i[k], std::max<int64_t>(j[k], -INT64_MAX));
     }
+}
+
+// Some numbers lie next to the middle between two floats, where rounding twice would show.
+std::string decimal(Random& random) {
+    char sz[64];
+    const int iPlaces = static_cast<int>(random.below(9));
+    const double dMiddle =
+        (16777217.0 + 2 * random.below(8000000)) * std::ldexp(1.0, static_cast<int>(random.below(30)) - 27);
+    const double dNear = dMiddle + (static_cast<double>(random.below(5)) - 2) * std::pow(10.0, -iPlaces);
+    const double dAny = random.below(100000000) / std::pow(10.0, random.below(9));
+    snprintf(sz, sizeof(sz), "%s%.*f", random.below(2) ? "-" : "", iPlaces, random.below(2) ? dNear : dAny);
+    return sz;
+}
+
+TEST_F(TextTest, PlainLinesAreThoseOfSscanf) {
+    const char* const szFaults[] = {"", " ", "\t", "\r", "-", "+", ".", "e1", "1", "0000000000", ":", "/", "\n"};
+    unsigned uPlain = 0, uLines = 0;
+    for (uint32_t uSeed = 0; uSeed < 60; ++uSeed) {
+        Random random(uSeed);
+        const unsigned uNumbers = random.below(4), uFloats = uNumbers ? random.below(4) : 3, uAll = uNumbers + uFloats;
+        std::string sText;
+        for (unsigned uLine = 0; uLine < 600; ++uLine) {
+            for (unsigned u = 0; u < uAll; ++u) {
+                if (!random.below(60)) sText += szFaults[random.below(13)];
+                const uint32_t uNumber = random.below(UINT32_MAX) >> random.below(32);
+                sText += u < uNumbers       ? std::to_string(uNumber)
+                         : random.below(50) ? decimal(random)
+                                            : "90072004.00000001";
+                sText += u + 1 < uAll ? " " : "\n";
+            }
+        }
+        writeFile("text", sText);
+        LineReader reader("text"), judge("text");
+        const uint64_t uLimit = random.below(2) ? UINT64_C(1) << 32 : 1000000;
+        for (const char* szLine = judge.next(); szLine; szLine = judge.next(), ++uLines) {
+            SCOPED_TRACE(std::to_string(uSeed) + ": " + szLine);
+            uint32_t uRead[3];
+            float fRead[3];
+            if (!reader.nextPlain(uRead, uNumbers, uLimit, fRead, uFloats)) {
+                ASSERT_STREQ(reader.next(), szLine);
+                continue;
+            }
+            ++uPlain;
+            ASSERT_EQ(reader.lineNumber(), judge.lineNumber());
+            char* szEnd = const_cast<char*>(szLine);
+            for (unsigned u = 0; u < uAll; ++u) {
+                if (u < uNumbers) {
+                    ASSERT_EQ(uRead[u], strtoull(szEnd, &szEnd, 10));
+                    ASSERT_LT(uRead[u], uLimit);
+                } else {
+                    const float f = strtof(szEnd, &szEnd);
+                    ASSERT_EQ(memcmp(&fRead[u - uNumbers], &f, sizeof(f)), 0);
+                }
+            }
+            ASSERT_STREQ(szEnd, "\n");
+        }
+        ASSERT_EQ(reader.next(), nullptr);
+    }
+    EXPECT_GT(uPlain, uLines / 2);
 }
 
 }  // namespace

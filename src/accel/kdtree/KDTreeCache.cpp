@@ -16,6 +16,8 @@
 
 namespace {
 
+constexpr uint64_t ANY_NUMBER = uint64_t{1} << 32;
+
 std::unique_ptr<uint8_t[]> makeZeros(uint32_t uCount) {
     std::unique_ptr<uint8_t[]> p(Velk::newArray<uint8_t>(uCount));
     if (p) memset(p.get(), 0, uCount);
@@ -84,6 +86,7 @@ bool readNodes(Velk::LineReader& reader, Velk::NDataVector<KDTreeNode>& nodes) {
     if (readCount(reader, "KDNodes ", uCount) || nodes.create(uCount, 4)) return true;
     for (; nodes.uSize < uCount; ++nodes.uSize) {
         KDTreeNode& node = nodes[nodes.uSize];
+        if (reader.nextPlain(&node.uData, 1, ANY_NUMBER, &node.fSplit, 1)) continue;
         const char* sz = reader.next();
         if (sz) sz = readUnsigned(sz, node.uData, ' ');
         if (!sz || Velk::readFloats(sz, &node.fSplit, 1) != 1) return true;
@@ -97,9 +100,14 @@ bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVecto
     if (readCount(reader, "ObjectList ", uCount) || vList.create(uCount, 4, 32)) return true;
     for (; vList.uSize < uCount; ++vList.uSize) {
         FacesListNode& entry = vList[vList.uSize];
-        const char* sz = reader.next();
-        if (sz) sz = readUnsigned(sz, entry.uFace, ' ');
-        if (!sz || !readUnsigned(sz, entry.next, '\n') || entry.uFace >= uFaces) return true;
+        uint32_t u[2];
+        if (!reader.nextPlain(u, 2, ANY_NUMBER, nullptr, 0)) {
+            const char* sz = reader.next();
+            if (sz) sz = readUnsigned(sz, u[0], ' ');
+            if (!sz || !readUnsigned(sz, u[1], '\n')) return true;
+        }
+        entry = {u[0], u[1]};
+        if (entry.uFace >= uFaces) return true;
     }
     return false;
 }
