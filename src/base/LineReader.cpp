@@ -181,20 +181,21 @@ bool LineReader::nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimi
     assert(pFile && uNumbers + uFloats > 0 && uNumbers + uFloats <= 6);
     if (uEnd - uStart < PLAIN_LIMIT) return false;
     char* const szLine = buffer + uStart;
-    *szLine = cSaved;
+    if (*szLine != cSaved) *szLine = cSaved;  // reading eight characters behind a store of one of them takes long
     const char* sz = szLine;
     for (unsigned u = 0; sz && u < uNumbers + uFloats; ++u) {
         sz = u < uNumbers ? readPlainNumber(sz, uLimit, pNumbers[u]) : readPlainDecimal(sz, pFloats[u - uNumbers]);
         if (sz && *sz++ != (u + 1 < uNumbers + uFloats ? ' ' : '\n')) sz = nullptr;
     }
-    if (sz) {
-        uStart += static_cast<size_t>(sz - szLine);
-        cSaved = buffer[uStart];
-        ++uLine;
-        szLast = szLine;
+    if (!sz) {
+        *szLine = '\0';  // ends the line before
+        return false;
     }
-    buffer[uStart] = '\0';
-    return sz != nullptr;
+    uStart += static_cast<size_t>(sz - szLine);
+    cSaved = *sz;
+    ++uLine;
+    szLast = szLine;  // a report shows it up to its line feed
+    return true;
 }
 
 const char* LineReader::nextFilled() {
