@@ -144,6 +144,8 @@ TEST_F(KDTreeCacheTest, FilesThatBreakARuleOfATreeAreRefused) {
         {"3\n" + interior(1) + leaf(0) + leaf(2), sTwo, false, "a list that starts beyond the pool"},
         {"3\n" + interior(1) + leaf(0) + leaf(0), sTwo, false, "a list in two leaves"},
         {"1\n" + leaf(0), "2\n0 1\n1 0\n", false, "a list in a circle"},
+        {"3\n" + interior(1) + leaf(0) + leaf(1), "3\n0 2\n1 2\n2 4294967295\n", false, "two lists that join"},
+        {"1\n" + leaf(0), "4\n0 4294967295\n1 1\n2 9\n0 0\n", true, "entries of no list that lead anywhere"},
         {"1\n" + leaf(0), "2\n0 2\n1 4294967295\n", false, "a list that runs out of the pool"},
         {"1\n" + leaf(0), "1\n3 4294967295\n", false, "a face that is not there"},
         {"1\n7 0\n", sTwo, false, "an axis that is none"},

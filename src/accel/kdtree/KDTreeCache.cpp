@@ -50,11 +50,21 @@ bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
 bool areLists(const Velk::NDataVector<KDTreeNode>& nodes, const Velk::NAlignedDataVector<FacesListNode>& vList) {
     const std::unique_ptr<uint8_t[]> vSeen = makeZeros(vList.uSize);
     if (!vSeen) return false;
+    const auto isNew = [&](uint32_t u) { return u < vList.uSize && !vSeen[u]++; };
+    // Where no entry follows two others, or one and a leaf, lists neither join nor close a circle. To see that from the
+    // entries in their order in memory is quicker than to walk along the lists.
+    bool bSound = true;
+    for (const FacesListNode& entry : vList) bSound = bSound && (entry.next == NO_INDEX || isNew(entry.next));
+    for (const KDTreeNode& node : nodes) {
+        if (node.isLeaf() && node.hasReference()) bSound = bSound && isNew(node.index());
+    }
+    if (bSound) return true;
+    // An entry that is in no list may lead anywhere.
+    memset(vSeen.get(), 0, vList.uSize);
     for (const KDTreeNode& node : nodes) {
         if (!node.isLeaf() || !node.hasReference()) continue;
         for (uint32_t u = node.index(); u != NO_INDEX; u = vList[u].next) {
-            if (u >= vList.uSize || vSeen[u]) return false;
-            vSeen[u] = 1;
+            if (!isNew(u)) return false;
         }
     }
     return true;
