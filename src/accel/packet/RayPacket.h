@@ -147,10 +147,9 @@ class RayPacket {
             uint32_t uRecord;
             memcpy(&uRecord, &fRecord[__builtin_ctzll(uMask)], sizeof(uRecord));
             uint64_t uSame = 0;
-            for (unsigned g = 0; g < GROUPS; ++g) {
-                if (!groupBits(uMask, g)) continue;
+            forEachGroup(uMask, [&](unsigned g, unsigned) {
                 uSame |= lanesOf(F::bits(F::load(fRecord + g * W) == patternOf(uRecord)), g);
-            }
+            });
             uSame &= uMask;
             uMask &= ~uSame;
             for (const uint32_t* p = pFirst; p < pEnd; p += W) {
