@@ -152,9 +152,7 @@ class HitConfirmation {
     void divide(const KDTreeNode& node, uint64_t uMask, uint64_t& uLows, uint64_t& uHighs, Values& savedExit) {
         const unsigned a = node.axis();
         const F s = F::set(node.fSplit);
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uActive = Rays::groupBits(uMask, g);
-            if (!uActive) continue;
+        Rays::forEachGroup(uMask, [&](unsigned g, unsigned uActive) {
             const unsigned uLow = ~F::bits(F::load(hitLow[a].f + g * W) > s) & uActive;
             const unsigned uHigh = ~F::bits(F::load(hitHigh[a].f + g * W) < s) & uActive;
             const unsigned uUpwards = Rays::groupBits(uUp[a], g), uDownwards = Rays::groupBits(uDown[a], g);
@@ -169,18 +167,16 @@ class HitConfirmation {
             }
             uLows |= Rays::lanesOf(uLow, g);
             uHighs |= Rays::lanesOf(uHigh, g);
-        }
+        });
         uLows &= ~uOpen;
         uHighs &= ~uOpen;
     }
 
     void restore(const Values& savedExit, uint64_t uMask) {
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uLanes = Rays::groupBits(uMask, g);
-            if (!uLanes) continue;
+        Rays::forEachGroup(uMask, [&](unsigned g, unsigned uLanes) {
             float* p = exit.f + g * W;
             F::select(F::mask(uLanes), F::load(savedExit.f + g * W), F::load(p)).store(p);
-        }
+        });
     }
 
     const Rays& rays;
