@@ -140,10 +140,9 @@ class HitConfirmation {
     void pass(const KDTreeNode& node, uint64_t uMask, bool bLow) {
         const unsigned a = node.axis();
         const uint64_t uNear = uMask & (bLow ? uUp : uDown)[a];
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uBits = Rays::groupBits(uNear, g);
-            if (uBits) cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0);
-        }
+        Rays::forEachGroup(uNear, [&](unsigned g, unsigned uBits) {
+            cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0);
+        });
     }
 
     // Adds the lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the

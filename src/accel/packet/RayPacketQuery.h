@@ -23,9 +23,9 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
     uint64_t uConfirmed = 0;
     if (uSingle) {
         HitConfirmation<F> confirmation(rays, tree);
-        for (unsigned g = 0; g < Rays::GROUPS; ++g) {
-            if (Rays::groupBits(uSingle, g)) uConfirmed |= Rays::lanesOf(confirmation.clipToScene(g), g);
-        }
+        Rays::forEachGroup(uSingle, [&](unsigned g, unsigned) {
+            uConfirmed |= Rays::lanesOf(confirmation.clipToScene(g), g);
+        });
         uConfirmed = confirmation.confirm(uConfirmed & uSingle);
     }
     return {uConfirmed, (hits.uLanes | (uMask & ~uContained)) & ~uConfirmed};
@@ -44,9 +44,7 @@ KernelAnswer obstacles(const TraversalData& tree, const RayLanes& source, uint64
     uint64_t uConfirmed = 0;
     if (hits.uLanes) {
         HitConfirmation<F> confirmation(rays, tree);
-        for (unsigned g = 0; g < Rays::GROUPS; ++g) {
-            if (Rays::groupBits(hits.uLanes, g)) confirmation.useWhole(g);
-        }
+        Rays::forEachGroup(hits.uLanes, [&](unsigned g, unsigned) { confirmation.useWhole(g); });
         uConfirmed = confirmation.confirm(hits.uLanes);
     }
     return {uConfirmed, (hits.uLanes | (uMask & ~uContained)) & ~uConfirmed};
