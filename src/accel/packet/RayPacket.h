@@ -22,6 +22,7 @@ class RayPacket {
     static constexpr unsigned W = F::WIDTH;
     static constexpr unsigned LANES = RayStream::LANES;
     static constexpr unsigned GROUPS = LANES / W;
+    static constexpr uint64_t ALL = ~uint64_t{0};
     static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
 
     /// What a search has found so far.
@@ -80,13 +81,19 @@ class RayPacket {
     template <typename Value>
     static Interval interval(uint64_t uMask, const Value& value) {
         F low = F::set(INFINITE), high = F::set(-INFINITE);
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uBits = groupBits(uMask, g);
-            if (!uBits) continue;
-            const typename F::Mask lanes = F::mask(uBits);
-            const F v = value(g);
-            low = F::min(low, F::select(lanes, v, low));
-            high = F::max(high, F::select(lanes, v, high));
+        if (uMask == ALL) {
+            for (unsigned g = 0; g < GROUPS; ++g) {
+                const F v = value(g);
+                low = F::min(low, v);
+                high = F::max(high, v);
+            }
+        } else {
+            forEachGroup(uMask, [&](unsigned g, unsigned uBits) {
+                const typename F::Mask lanes = F::mask(uBits);
+                const F v = value(g);
+                low = F::min(low, F::select(lanes, v, low));
+                high = F::max(high, F::select(lanes, v, high));
+            });
         }
         return {F::smallest(low), F::largest(high)};
     }
