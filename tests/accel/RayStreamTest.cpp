@@ -484,7 +484,7 @@ TEST_P(RayStreamTest, HitsOnThinFacesOutsideOfTheSceneAreThoseOfTheWalk) {
 }
 
 // Directions so small that a slope is not a number, beside rays that need theirs; nearly along a face, where the face
-// test refuses by a limit; so large that its sum overflows, which puts the hit at the origin.
+// test refuses by a limit; opposite to each other; so large that its sum overflows, which puts the hit at the origin.
 TEST_P(RayStreamTest, DirectionsThatVanishOrOverflowAreAnswered) {
     Random random(8);
     Mesh mesh = makeSoup(random, 300, 4.0f);
@@ -496,17 +496,20 @@ TEST_P(RayStreamTest, DirectionsThatVanishOrOverflowAreAnswered) {
     const auto pStream = std::make_unique<RayStream>();
     const float fFloor = scene.vFaces[300].pA->v3Position.z;
     const NMVector3f v3Eye{scene.boxScene.v3Min.x * 2, 0, 0};
-    unsigned uHits[3] = {}, uMisses = 0;
+    unsigned uHits[4] = {}, uMisses = 0;
     while (pStream->uCount < RayStream::CAPACITY) {
-        const uint32_t u = pStream->uCount, uKind = u / 64 % 3;
+        const uint32_t u = pStream->uCount, uKind = u / 64 % 4;
         const NMVector3f v3Target = scene.pVertices[random.below(scene.uVertexCount)].v3Position;
         const float x = random.between(-2000, 2000), y = random.between(-2000, 2000);
         if (uKind == 2) {
             pStream->add({x, y, fFloor + 1e-3f}, {0.01f, 0.01f, -random.between(3e-8f, 9e-8f)}, 1e5f);
-        } else if (u % 16 == 15) {  // the last of a vector decides
+        } else if (uKind == 3) {
+            pStream->add({}, {u % 2 ? 1.0f : -1.0f, random.between(-1, 1), random.between(-1, 1)}, 1e5f);
+        } else if (random.below(12) == 0) {
             pStream->add(v3Eye, {1e-40f, static_cast<float>(uKind), 0}, 1e4f);
         } else {
-            pStream->add(v3Eye, (v3Target - v3Eye) * random.between(0.5f, 1.0f), 2.0f);
+            const float fSpread = random.below(16) ? 0.1f : 1.0f;  // few rays decide how wide the bound must be
+            pStream->add(v3Eye, (v3Target * fSpread - v3Eye) * random.between(0.5f, 1.0f), 2.0f);
         }
         RayTestOutput hit;
         uHits[uKind] += queries.kdTree.findNearestFace(pStream->origin(u), pStream->dir(u), 1e5f, &hit) != nullptr;

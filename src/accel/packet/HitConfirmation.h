@@ -140,9 +140,8 @@ class HitConfirmation {
     void pass(const KDTreeNode& node, uint64_t uMask, bool bLow) {
         const unsigned a = node.axis();
         const uint64_t uNear = uMask & (bLow ? uUp : uDown)[a];
-        Rays::forEachGroup(uNear, [&](unsigned g, unsigned uBits) {
-            cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0);
-        });
+        Rays::forEachGroup(
+            uNear, [&](unsigned g, unsigned uBits) { cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0); });
     }
 
     // Adds the lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the

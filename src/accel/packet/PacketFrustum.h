@@ -24,7 +24,16 @@ class PacketFrustum {
     /// Bounds the rays of uMask, which must not be empty. With bEnds their ends may be the apex. False when the rays
     /// have no axis in common.
     bool bound(const Rays& rays, uint64_t uMask, bool bEnds) {
-        if (!findAxis(rays, uMask)) return false;
+        k = longestAxis(rays, static_cast<unsigned>(__builtin_ctzll(uMask)));
+        const Interval along = Rays::interval(uMask, [&](unsigned g) { return rays.dir(k, g); });
+        const bool bPositive = along.fLow > 0.0f;
+        if (!bPositive && !(along.fHigh < 0.0f)) return false;
+        for (unsigned i = 0; i < 2; ++i) {
+            const unsigned a = g_modulo[k + 1 + i];
+            slopes[i] =
+                Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
+            if (!(slopes[i].fLow >= -WIDEST && slopes[i].fHigh <= WIDEST)) return false;
+        }
         Interval ends[3];
         const float fSpread = around(uMask, apex, [&](unsigned a, unsigned g) { return rays.origin(a, g); });
         const bool bFromEnd =
@@ -40,11 +49,8 @@ class PacketFrustum {
             apex[a].fHigh += SLACK * fLargest;
         }
         bForward = bPositive != bFromEnd;
-        for (unsigned i = 0; i < 2; ++i) {
-            const unsigned a = g_modulo[k + 1 + i];
-            const Interval slope =
-                Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
-            slopes[i] = bFromEnd ? Interval{-slope.fHigh, -slope.fLow} : slope;
+        if (bFromEnd) {
+            for (Interval& slope : slopes) slope = {-slope.fHigh, -slope.fLow};
         }
         fDepth = INFINITE;
         return true;
@@ -52,14 +58,8 @@ class PacketFrustum {
 
     /// Bounds the depth by how far the lanes of uMask look.
     void limit(const Rays& rays, uint64_t uMask, const float* pBounds) {
-        F furthest = F::set(0.0f);
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uBits = Rays::groupBits(uMask, g);
-            if (!uBits) continue;
-            const F depth = F::load(pBounds + g * W) * F::abs(rays.dir(k, g));
-            furthest = F::max(furthest, F::select(F::mask(uBits), depth, furthest));
-        }
-        fDepth = F::largest(furthest);
+        fDepth =
+            Rays::interval(uMask, [&](unsigned g) { return F::load(pBounds + g * W) * F::abs(rays.dir(k, g)); }).fHigh;
     }
 
     float depth() const { return fDepth; }
@@ -83,26 +83,15 @@ class PacketFrustum {
     }
 
  private:
+    static constexpr float WIDEST = 4.0f;  // slope
     static constexpr float SLACK = 4e-6f;  // for the rounding of an apex that lies further away than the scene
 
-    // The longest axis of the first ray, if all rays follow it in the same direction at an angle that is not too wide.
-    bool findAxis(const Rays& rays, uint64_t uMask) {
-        const unsigned uLane = static_cast<unsigned>(__builtin_ctzll(uMask));
-        k = 0;
+    static unsigned longestAxis(const Rays& rays, unsigned uLane) {
+        unsigned uLongest = 0;
         for (unsigned a = 1; a < 3; ++a) {
-            if (__builtin_fabsf(rays.dirOf(a, uLane)) > __builtin_fabsf(rays.dirOf(k, uLane))) k = a;
+            if (__builtin_fabsf(rays.dirOf(a, uLane)) > __builtin_fabsf(rays.dirOf(uLongest, uLane))) uLongest = a;
         }
-        bPositive = rays.dirOf(k, uLane) > 0.0f;
-        for (unsigned g = 0; g < GROUPS; ++g) {
-            const unsigned uBits = Rays::groupBits(uMask, g);
-            if (!uBits) continue;
-            const F zero = F::set(0.0f), d = rays.dir(k, g), widest = F::abs(d) * F::set(4.0f);
-            const typename F::Mask follows = (bPositive ? d > zero : d < zero) &
-                                             (F::abs(rays.dir(g_modulo[k + 1], g)) <= widest) &
-                                             (F::abs(rays.dir(g_modulo[k + 2], g)) <= widest);
-            if (~F::bits(follows) & uBits) return false;
-        }
-        return true;
+        return uLongest;
     }
 
     // The box around a point of each lane. Returns the sum of its edges.
@@ -117,8 +106,7 @@ class PacketFrustum {
     }
 
     unsigned k = 0;
-    bool bPositive = false;  // the rays travel upwards along k
-    bool bForward = false;   // and so do depths
+    bool bForward = false;  // depths grow upwards along k
     Interval apex[3];
     Interval slopes[2];       // on the axes behind k, for each unit of depth
     float fDepth = INFINITE;  // no ray looks further

@@ -23,9 +23,8 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
     uint64_t uConfirmed = 0;
     if (uSingle) {
         HitConfirmation<F> confirmation(rays, tree);
-        Rays::forEachGroup(uSingle, [&](unsigned g, unsigned) {
-            uConfirmed |= Rays::lanesOf(confirmation.clipToScene(g), g);
-        });
+        Rays::forEachGroup(uSingle,
+                           [&](unsigned g, unsigned) { uConfirmed |= Rays::lanesOf(confirmation.clipToScene(g), g); });
         uConfirmed = confirmation.confirm(uConfirmed & uSingle);
     }
     return {uConfirmed, (hits.uLanes | (uMask & ~uContained)) & ~uConfirmed};
