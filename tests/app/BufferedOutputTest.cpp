@@ -2,18 +2,23 @@
 #include "app/BufferedOutput.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include "app/Signals.h"
+#include "base/NLogger.h"
 #include "net/Peer.h"
 #include "support/FileTest.h"
 #include "support/Process.h"
 
 namespace {
+
+using Velk::NLogger;
 
 constexpr int NEVER = 3600 * 1000;
 
@@ -54,6 +59,43 @@ TEST_F(BufferedOutputTest, AKilledProcessHasWrittenItsLinesWhileItWaited) {
     process.send(SIGKILL);
     EXPECT_EQ(process.wait(), 1000 + SIGKILL);
     EXPECT_EQ(readFile("output"), "line 1\n");
+}
+
+// Several processes may share one output.
+TEST_F(BufferedOutputTest, BlocksEndWithALineUnlessItStaysOpen) {
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);  // each write is a message
+    Process process([&ends] {
+        dup2(ends[1], STDOUT_FILENO);
+        prepareProcess();
+        NLogger::Release();
+        const BufferedOutput output(NEVER);
+        fputs("\n", stdout);  // the C library may write this at once
+        if (NLogger::InitLogger("log", true)) return 1;
+        NLogger::LogMessage("%s", "fast ");
+        NLogger::WriteEcho();
+        NLogger::LogAppend("tile\n");
+        NLogger::LogMessage("%s", "slow ");
+        NLogger::WriteEcho();
+        NLogger::WriteEcho();
+        NLogger::LogAppend("tile\n");
+        for (int i = 0; i < 5000; ++i) {
+            NLogger::LogMessage("tile %d\n", i);
+            printf("Current task: %d/5000\n", i);
+        }
+        return 0;
+    });
+    close(ends[1]);
+    std::string sBlock(65536, '\0'), sCut;
+    ssize_t iLines = 0;
+    for (ssize_t i; (i = recv(ends[0], sBlock.data(), sBlock.size(), 0)) > 0;) {
+        iLines += std::count(sBlock.data(), sBlock.data() + i, '\n');
+        if (sBlock[static_cast<size_t>(i) - 1] != '\n') sCut.append(sBlock.data() + std::max(i - 6, ssize_t{0}), 6);
+    }
+    close(ends[0]);
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(sCut, " slow ");
+    EXPECT_EQ(iLines, 10004);
 }
 
 TEST_F(BufferedOutputTest, ATerminalGetsEachLineAtOnce) {
