@@ -8,6 +8,7 @@
 #include "app/FarmModes.h"
 #include "app/Options.h"
 #include "app/Signals.h"
+#include "base/LargeBlock.h"
 #include "base/NLogger.h"
 
 using Velk::NLogger;
@@ -67,6 +68,7 @@ int run(int argc, const char** argv) {
 int main(int argc, const char** argv) {
     constexpr const char* LOG_FILE = "RayTracer.log";
     prepareProcess();
+    Velk::keepFreedMemory();
     if (NLogger::InitLogger(LOG_FILE, true)) {
         fprintf(stderr, "%s: %s: this run has no log and no messages\n", LOG_FILE, strerror(errno));
     }

@@ -1,9 +1,14 @@
-// Backs large blocks of memory with large pages.
+// Large blocks of memory: their pages, and what becomes of freed ones.
 #include "base/LargeBlock.h"
 
 #include <sys/mman.h>
 
+#include <climits>
 #include <memory>
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace Velk {
 
@@ -19,6 +24,13 @@ void preferLargePages(void* pBlock, size_t uBytes) {
 #else
     (void)pBlock;
     (void)uBytes;
+#endif
+}
+
+void keepFreedMemory() {
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, INT_MAX);
+    mallopt(M_TRIM_THRESHOLD, INT_MAX);
 #endif
 }
 
