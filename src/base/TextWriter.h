@@ -15,6 +15,11 @@ class TextWriter {
     TextWriter& operator=(const TextWriter&) = delete;
 
     TextWriter& text(const char* sz);
+    TextWriter& character(char c) {
+        if (uUsed == sizeof(buffer)) flush();
+        buffer[uUsed++] = c;
+        return *this;
+    }
     TextWriter& number(uint32_t u);
     TextWriter& number(float f);
 

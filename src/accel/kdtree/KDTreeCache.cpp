@@ -153,10 +153,11 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     {
         Velk::TextWriter writer(file.stream());
         writer.text(cacheHeadline(*pScene).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
-        for (const KDTreeNode& node : nodes) writer.number(node.uData).text(" ").number(node.fSplit).text("\n");
+        for (const KDTreeNode& node : nodes)
+            writer.number(node.uData).character(' ').number(node.fSplit).character('\n');
         writer.text("\nObjectList ").number(vFacesList.uSize).text("\n");
         for (const FacesListNode& entry : vFacesList) {
-            writer.number(entry.uFace).text(" ").number(entry.next).text("\n");
+            writer.number(entry.uFace).character(' ').number(entry.next).character('\n');
         }
     }
     if (!file.commit()) return 0;
