@@ -188,6 +188,8 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
         for (uint32_t u = 0; u < uCount; u += WIDTH) {
             const float* pFaces[WIDTH];
             for (unsigned i = 0; i < WIDTH; ++i) {
+                const uint32_t uAhead = u + i + 3 * WIDTH;  // faces of a large node are far apart
+                if (uAhead < uCount) __builtin_prefetch(pCorners + size_t{pNumbers[uAhead]} * 9);
                 const uint32_t uFace = pNumbers[u + i < uCount ? u + i : uCount - 1];
                 pFaces[i] = pCorners + size_t{uFace} * 9;
             }
