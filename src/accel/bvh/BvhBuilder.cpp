@@ -84,7 +84,7 @@ struct Cuts {
             const Int4 before = pUpTo[i / 4], after = static_cast<int32_t>(uTotal) - before;
             const Float4 cost = halfAreas(leftSize) * __builtin_convertvector(before, Float4) +
                                 halfAreas(rightSize) * __builtin_convertvector(after, Float4);
-            const Float4 valid = (before > 0) & (after > 0) ? cost : Float4{INF, INF, INF, INF};
+            const Float4 valid = ((before > 0) & (after > 0)) ? cost : Float4{INF, INF, INF, INF};
             memcpy(fCosts + i, &valid, sizeof(valid));
         }
         float fBest = INF;
