@@ -1,4 +1,5 @@
 // Face records from the vertices, and the tests of a ray against a face.
+#include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <limits>
@@ -90,7 +91,10 @@ void makeUnsound(FaceData& face) {
 }  // namespace
 
 void Scene::precalculateFaces() {
+    constexpr ptrdiff_t AHEAD = 8;  // a face's vertices may lie anywhere
     for (FaceData& face : vFaces) {
+        const FaceData* pAhead = &face + std::min(AHEAD, vFaces.end() - 1 - &face);
+        for (const SceneVertex* p : {pAhead->pA, pAhead->pB, pAhead->pC}) __builtin_prefetch(p);
         AngleNormals normals{};
         deriveFace(face, normals);
         if (!::isSound(face, normals)) {
