@@ -121,7 +121,6 @@ class RayPacket {
             const F bound = F::load(hits.bound + g * W);
             const typename F::Mask parallel = F::abs(denominator) < F::set(Velk::NM_EPSILON_F);
             const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
-            if (!(F::bits(within) & uActive)) return;
             const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
             const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
             const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
