@@ -15,7 +15,6 @@ class HitConfirmation {
  public:
     using Rays = RayPacket<F>;
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = Rays::GROUPS;
     static constexpr unsigned LANES = Rays::LANES;
 
     HitConfirmation(const Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}

@@ -19,7 +19,6 @@ class PacketFrustum {
     using Rays = RayPacket<F>;
     using Interval = typename Rays::Interval;
     static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned GROUPS = Rays::GROUPS;
 
     /// Bounds the rays of uMask, which must not be empty. With bEnds their ends may be the apex. False when the rays
     /// have no axis in common.
