@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tools/RenderSteps.h"
+#include "tools/render/ContentHash.h"
 
 namespace {
 
@@ -89,11 +90,23 @@ TEST_F(RenderTest, OtherSettingsAndDamagedPartsAreNotResumed) {
     EXPECT_EQ(sOutput, "") << "the part is gone";
     EXPECT_EQ(firstDifference(readFile("x.bmp"), sPicture), "");
     interrupt();
-    std::string sPart = readFile("x.part.bmp.resume");
-    sPart.back() ^= 1;
-    writeFile("x.part.bmp.resume", sPart);
-    EXPECT_EQ(render(LONG + "--resume"), 0);
-    EXPECT_TRUE(contains(sOutput, "starting anew")) << sOutput;
+    const std::string sPart = readFile("x.part.bmp.resume");
+    const size_t uHash = sPart.find('\n', sPart.find('\n') + 1) + 1, uBody = uHash + 33;
+    const auto forged = [&](const std::string& sBody) {  // anybody can compute the hash
+        ContentHash hash;
+        hash.add(sBody);
+        return sPart.substr(0, uHash) + hash.text() + "\n" + sBody;
+    };
+    const size_t uTiles = 27 * 23;
+    const std::string sDamaged = sPart.substr(0, sPart.size() - 1) + static_cast<char>(sPart.back() ^ 1);
+    const std::string sDone(uTiles, '\1'), sOdd = std::string(uTiles - 1, '\0') + '\2';
+    ASSERT_EQ(forged(sPart.substr(uBody)), sPart);
+    for (const std::string& s :
+         {sDamaged, forged(sDone), forged(sOdd), forged(sPart.substr(uBody) + "x"), forged("")}) {
+        writeFile("x.part.bmp.resume", s);
+        EXPECT_EQ(render(LONG + "--resume"), 0);
+        EXPECT_TRUE(contains(sOutput, "starting anew")) << sOutput;
+    }
 }
 
 TEST_F(RenderTest, ASecondCtrlCAndADeadParentEndEverything) {

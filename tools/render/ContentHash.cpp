@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 
 namespace {
@@ -45,7 +46,7 @@ std::string ContentHash::text() const {
 }
 
 std::string hashOfFile(const std::string& sFile) {
-    const Velk::NRaiiFile file(fopen(sFile.c_str(), "rb"));
+    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
     if (!file.get()) return "";
     ContentHash hash;
     std::vector<char> vBuffer(1 << 20);

@@ -1,15 +1,16 @@
 // Saving and taking up interrupted pictures.
 #include "tools/render/PartFile.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 
+#include "base/InputFile.h"
+#include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
 #include "tools/render/Console.h"
 #include "tools/render/ContentHash.h"
@@ -25,6 +26,7 @@ void forEachRow(const TilePool& pool, uint32_t uTile, const Visit& visit) {
 }
 
 constexpr char MAGIC[] = "RTRESUME 1\n";
+constexpr char FREE = '\0', DONE = '\1';
 
 // The file: MAGIC, the key and the hash of what follows, each a line; then one byte a tile, 1 for done, and the pixels
 // of the tiles that are.
@@ -34,6 +36,18 @@ std::string headOf(const std::string& sKey, std::string_view sBody) {
     return MAGIC + sKey + "\n" + hash.text() + "\n";
 }
 
+// True when the body has a state for each tile of the pool, and the pixels of those that are done.
+bool fits(const TilePool& pool, std::string_view sBody) {
+    size_t uNeeded = pool.tileCount();
+    if (sBody.size() < uNeeded) return false;
+    for (uint32_t u = 0; u < pool.tileCount(); ++u) {
+        if (sBody[u] != FREE && sBody[u] != DONE) return false;
+        const Tile tile = pool.tile(u);
+        if (sBody[u] == DONE) uNeeded += size_t{tile.uColumns} * tile.uRows * 3;
+    }
+    return sBody.size() == uNeeded;
+}
+
 }  // namespace
 
 PartFile::PartFile(const std::string& sPicture)
@@ -41,7 +55,7 @@ PartFile::PartFile(const std::string& sPicture)
 
 bool PartFile::save(const TilePool& pool, const std::string& sKey) const {
     std::string sBody;
-    for (uint32_t u = 0; u < pool.tileCount(); ++u) sBody += pool.isDone(u) ? '\1' : '\0';
+    for (uint32_t u = 0; u < pool.tileCount(); ++u) sBody += pool.isDone(u) ? DONE : FREE;
     for (uint32_t u = 0; u < pool.tileCount(); ++u) {
         if (!pool.isDone(u)) continue;
         forEachRow(pool, u,
@@ -52,39 +66,56 @@ bool PartFile::save(const TilePool& pool, const std::string& sKey) const {
     errno = 0;
     if (file.open(sResume.c_str()) || fwrite(sHead.data(), sHead.size(), 1, file.stream()) != 1 ||
         fwrite(sBody.data(), sBody.size(), 1, file.stream()) != 1 || file.commit()) {
-        Console::error("%s: cannot be written: %s", sResume.c_str(), strerror(errno));
+        Console::error("%s: cannot be written: %s", sResume.c_str(), errno ? strerror(errno) : "not a file");
         return true;
     }
     return writePicture(sPart, {pool.pixels(), pool.width(), pool.height()});
 }
 
+bool PartFile::isRefused() const {
+    struct stat status {};
+    if (stat(sResume.c_str(), &status) || S_ISREG(status.st_mode)) return false;
+    Console::error("%s: cannot be gone on with: it is not a regular file", sResume.c_str());
+    return true;
+}
+
 bool PartFile::isOf(const std::string& sKey) const {
-    std::ifstream file(sResume, std::ios::binary);
-    std::string sMagic, sFound;
-    return std::getline(file, sMagic) && std::getline(file, sFound) && sMagic + "\n" == MAGIC && sFound == sKey;
+    const std::string sWanted = MAGIC + sKey + "\n";
+    const Velk::NRaiiFile file(Velk::openInput(sResume.c_str()));
+    std::string sFound(sWanted.size(), '\0');
+    return file.get() && fread(sFound.data(), sFound.size(), 1, file.get()) == 1 && sFound == sWanted;
 }
 
 PartFile::Found PartFile::load(TilePool& pool, const std::string& sKey) const {
-    std::ifstream file(sResume, std::ios::binary);
-    if (!file) return Found::NOTHING;
-    const std::string sAll{std::istreambuf_iterator<char>(file), {}};
-    const size_t uHead = headOf(sKey, "").size();
-    if (sAll.size() < uHead + pool.tileCount()) return Found::OTHER;
+    const Velk::NRaiiFile file(Velk::openInput(sResume.c_str()));
+    if (!file.get()) return errno == ENOENT ? Found::NOTHING : Found::OTHER;
+    const size_t uHead = headOf(sKey, "").size(), uTiles = pool.tileCount();
+    struct stat status {};
+    if (fstat(fileno(file.get()), &status)) return Found::OTHER;
+    const uint64_t uBytes = static_cast<uint64_t>(status.st_size);
+    if (uBytes < uHead + uTiles || uBytes > uHead + uTiles + uint64_t{pool.stride()} * pool.height()) {
+        return Found::OTHER;
+    }
+    std::string sAll(static_cast<size_t>(uBytes), '\0');
+    if (fread(sAll.data(), sAll.size(), 1, file.get()) != 1) return Found::OTHER;
     const std::string_view sBody = std::string_view(sAll).substr(uHead);
-    if (sAll.compare(0, uHead, headOf(sKey, sBody)) != 0) return Found::OTHER;
-    // The key holds the size of the picture and of its tiles, and the hash every byte: the lengths fit.
-    const char* p = sBody.data() + pool.tileCount();
-    for (uint32_t u = 0; u < pool.tileCount(); ++u) {
-        if (sBody[u] != '\1') continue;
-        const Tile tile = pool.tile(u);
-        for (uint32_t y = 0; y < tile.uRows; ++y, p += tile.uColumns * 3) {
-            memcpy(pool.pixelsOf(tile) + y * pool.stride(), p, tile.uColumns * 3);
-        }
+    // The hash finds damage; anybody can compute it, so the states are checked too.
+    if (sAll.compare(0, uHead, headOf(sKey, sBody)) != 0 || !fits(pool, sBody)) return Found::OTHER;
+    const char* p = sBody.data() + uTiles;
+    for (uint32_t u = 0; u < uTiles; ++u) {
+        if (sBody[u] != DONE) continue;
+        forEachRow(pool, u, [&](uint8_t* pRow, size_t uRowBytes) {
+            memcpy(pRow, p, uRowBytes);
+            p += uRowBytes;
+        });
         pool.finish(u);
     }
     return Found::SAME;
 }
 
+// Another program's files of these names stay.
 void PartFile::remove() const {
-    if (unlink(sResume.c_str()) == 0) unlink(sPart.c_str());  // another program's file of that name stays
+    struct stat status {};
+    if (lstat(sResume.c_str(), &status) || !S_ISREG(status.st_mode)) return;
+    if (unlink(sResume.c_str()) == 0) unlink(sPart.c_str());
 }

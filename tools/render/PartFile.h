@@ -16,13 +16,16 @@ class PartFile {
     /// Writes both. True on failure, which is reported.
     [[nodiscard]] bool save(const TilePool& pool, const std::string& sKey) const;
 
+    /// True when the name of the tiles' file is a directory, a pipe or a device, which is reported.
+    [[nodiscard]] bool isRefused() const;
+
     /// True when an earlier run of the same key left this picture unfinished.
     bool isOf(const std::string& sKey) const;
 
     enum class Found { NOTHING, OTHER, SAME };
 
-    /// Takes the tiles of an earlier run of the same key into a fresh pool. OTHER: there is a file, of another key or
-    /// damaged; the pool is untouched.
+    /// Takes the tiles of an earlier run of the same key into a fresh pool. OTHER: there is a file, of another key,
+    /// damaged or not what the pool's tiles need; the pool is untouched.
     Found load(TilePool& pool, const std::string& sKey) const;
 
     /// Removes both once the picture is there.

@@ -69,10 +69,17 @@ int RenderJob::run() {
 // True when the pictures could not be written, which is reported.
 bool RenderJob::checkPicture() const {
     const std::string sFirst = pictureName(0);
+    std::error_code error;
     errno = 0;
-    if (!Velk::OutputFile::probe(sFirst.c_str())) return false;
-    Console::error("%s: cannot be written: %s", sFirst.c_str(), errno ? strerror(errno) : "not a file");
-    return true;
+    if (fs::is_fifo(sFirst, error) || Velk::OutputFile::probe(sFirst.c_str())) {
+        Console::error("%s: cannot be written: %s", sFirst.c_str(), errno ? strerror(errno) : "it is a pipe");
+        return true;
+    }
+    bool bRefused = false;
+    for (unsigned u = 0; options.bResume && !bRefused && u < std::max(1u, options.uOrbit); ++u) {
+        bRefused = PartFile(pictureName(u)).isRefused();
+    }
+    return bRefused;
 }
 
 std::string RenderJob::pictureName(unsigned uFrame) const {
