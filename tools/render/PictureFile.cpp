@@ -13,11 +13,14 @@
 
 namespace {
 
+constexpr uint32_t BMP_HEADERS = 54, BMP_ROW_UNIT = 4;  // bytes
+
 // Rows of a bottom-up BMP, padded to four bytes, behind its two headers.
 bool writeBmp(FILE* pFile, const PixelView& picture) {
-    const uint32_t uRow = picture.uWidth * 3, uPadded = (uRow + 3) / 4 * 4, uBytes = uPadded * picture.uHeight;
-    const uint32_t header[] = {54 + uBytes, 0, 54, 40, picture.uWidth, picture.uHeight, 24 << 16 | 1, 0, uBytes,
-                               0,           0, 0,  0};
+    const uint32_t uRow = picture.uWidth * 3, uPadded = (uRow + BMP_ROW_UNIT - 1) / BMP_ROW_UNIT * BMP_ROW_UNIT;
+    const uint32_t uBytes = uPadded * picture.uHeight, uFile = BMP_HEADERS + uBytes;
+    const uint32_t header[] = {uFile, 0, BMP_HEADERS, 40, picture.uWidth, picture.uHeight, 24 << 16 | 1, 0, uBytes,
+                               0,     0, 0,           0};
     bool bFailed = fwrite("BM", 2, 1, pFile) != 1 || fwrite(header, sizeof(header), 1, pFile) != 1;
     constexpr uint8_t zeros[4] = {};
     for (uint32_t y = picture.uHeight; y-- > 0 && !bFailed;) {
@@ -43,10 +46,10 @@ bool writePpm(FILE* pFile, const PixelView& picture) {
 }
 
 constexpr PictureFormat FORMATS[] = {
-    {".png", INT32_MAX, UINT64_MAX, writePng}, {".bmp", INT32_MAX, UINT32_MAX - 54, writeBmp},
-    {".ppm", INT32_MAX, UINT64_MAX, writePpm},
+    {".png", INT32_MAX, UINT64_MAX, 1, writePng}, {".bmp", INT32_MAX, UINT32_MAX - BMP_HEADERS, BMP_ROW_UNIT, writeBmp},
+    {".ppm", INT32_MAX, UINT64_MAX, 1, writePpm},
 #ifdef RT_JPEG
-    {".jpg", 65500, UINT64_MAX, writeJpeg},    {".jpeg", 65500, UINT64_MAX, writeJpeg},
+    {".jpg", 65500, UINT64_MAX, 1, writeJpeg},    {".jpeg", 65500, UINT64_MAX, 1, writeJpeg},
 #endif
 };
 
@@ -59,6 +62,12 @@ std::string suffixOf(const std::string& sFile) {
 
 std::string stemOf(const std::string& sFile) {
     return sFile.substr(0, sFile.size() - suffixOf(sFile).size());
+}
+
+bool PictureFormat::holds(uint32_t uWidth, uint32_t uHeight) const {
+    if (!uWidth || !uHeight || uWidth > uLargestSide || uHeight > uLargestSide) return false;
+    const uint64_t uRow = (uint64_t{uWidth} * 3 + uRowUnit - 1) / uRowUnit * uRowUnit;
+    return uHeight <= uLargestFile / uRow;
 }
 
 const PictureFormat* pictureFormat(const std::string& sFile) {

@@ -16,9 +16,13 @@ struct PixelView {
 struct PictureFormat {
     const char* szSuffix;   // with the dot, in small letters
     uint32_t uLargestSide;  // that the format can hold
-    uint64_t uLargestFile;  // bytes of pixels
+    uint64_t uLargestFile;  // bytes of rows
+    uint32_t uRowUnit;      // a row is padded to a multiple of these bytes
     /// Writes all of the file. True on failure, with errno set.
     bool (*pfnWrite)(FILE* pFile, const PixelView& picture);
+
+    /// True when a picture of this size fits.
+    bool holds(uint32_t uWidth, uint32_t uHeight) const;
 };
 
 /// The format of a file's suffix in any case of letters, null when it is none of ours.

@@ -133,8 +133,12 @@ bool RenderJob::checkSize() const {
         Console::error("%s: a picture of %u x %u pixels", rayTracer.sceneDesc.szCameraFile, uWidth, uHeight);
         return true;
     }
-    if (uSide > format.uLargestSide || uPixels * 3 > format.uLargestFile || uSide * options.uSamples > INT32_MAX) {
+    if (!format.holds(uWidth, uHeight)) {
         Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, format.szSuffix);
+        return true;
+    }
+    if (uSide * options.uSamples > INT32_MAX) {
+        Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, options.uSamples);
         return true;
     }
     const uint64_t uNeeded = TilePool::bytesFor(uWidth, uHeight, uTileEdge), uFree = freeMemory();
