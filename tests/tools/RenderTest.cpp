@@ -143,6 +143,48 @@ TEST_F(RenderTest, PicturesThatNobodyWantsAreWarnedOf) {
     EXPECT_EQ(sOutput, "warning: Scenes/other/other.lgt: light 2 has no flux\n");
 }
 
+#ifdef RT_IMPORT
+TEST_F(RenderTest, WhatNobodyMadeIsNotWarnedOf) {
+    writeFile("far.obj", "v 900 0 0\nv 901 0 0\nv 900 1 0\nf 1 2 3\n");
+    EXPECT_EQ(render("far.obj --resolution 40 30 --turn 90 --elevation 0 -o x.png"), 0);
+    EXPECT_FALSE(contains(sOutput, "light ") || contains(sOutput, "moved")) << sOutput;
+    EXPECT_EQ(render("far.obj --resolution 40 30 --turn 90 --elevation 0 -o x.png --verbose"), 0);
+    EXPECT_TRUE(contains(sOutput, "far.obj: light ") && contains(sOutput, "far.obj: moved ")) << sOutput;
+    EXPECT_EQ(render("far.obj --resolution 40 30 --texattr 9 -o x.png"), 0);
+    EXPECT_EQ(sOutput, "warning: --texattr 9: the scene has 1 material, counted from 0; nothing becomes bricks\n");
+}
+#endif
+
+TEST_F(RenderTest, ClosedStreamsAndFullOnesChangeNothing) {
+    EXPECT_EQ(render("test -o x.bmp"), 0);
+    const std::string sPicture = readFile("x.bmp");
+    writeFile("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    for (const char* sz : {">&- 2>&- <&-", ">/dev/full 2>/dev/full"}) {
+        EXPECT_EQ(render("test -o x.bmp --verbose --texattr 9 "s + sz + " #"), 0) << sz;
+        EXPECT_EQ(firstDifference(readFile("x.bmp"), sPicture), "") << sz;
+#ifdef RT_IMPORT
+        EXPECT_EQ(render("one.obj -o y.bmp --resolution 30 20 --verbose "s + sz + " #"), 0) << sz;
+#endif
+        EXPECT_EQ(render("nowhere "s + sz + " #"), 1) << sz;
+        EXPECT_EQ(render("--bogus "s + sz + " #"), 2) << sz;
+    }
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(RenderTest, TooLittleMemoryIsSaid) {
+    unsigned uRefused = 0;
+    int iStatus = 1;
+    for (unsigned u = 14000; iStatus && u < 200000; u += 50) {
+        iStatus = render("test -o x.bmp --jobs 1", "ulimit -v " + std::to_string(u) + ";");
+        if (iStatus == 127) continue;  // the system's loader says it
+        ASSERT_TRUE(iStatus == 0 || (iStatus == 1 && contains(sOutput, "ot enough memory"))) << u << ": " << sOutput;
+        ++uRefused;
+    }
+    EXPECT_EQ(iStatus, 0);
+    EXPECT_GT(uRefused, 3u);
+}
+#endif
+
 TEST_F(RenderTest, ViewsAndOrbitsLookWhereTheyShould) {
     const auto picture = [&](const std::string& sArguments) {
         EXPECT_EQ(render("test -o x.bmp " + sArguments), 0) << sOutput;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "tools/render/Console.h"
 #include "tools/render/ProgressLine.h"
@@ -98,11 +99,15 @@ void RenderCrew::work(TilePool& pool, uint32_t uNumber, pid_t iParent) {
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != iParent) _exit(1);
-    SampleTile sampler(rayTracer, uSamples);
-    for (uint32_t u; (u = pool.claim(uNumber)) != TilePool::NONE;) {
-        const Tile tile = pool.tile(u);
-        sampler.render(tile, pool.pixelsOf(tile), pool.stride());
-        pool.finish(u);
+    try {
+        SampleTile sampler(rayTracer, uSamples);
+        for (uint32_t u; (u = pool.claim(uNumber)) != TilePool::NONE;) {
+            const Tile tile = pool.tile(u);
+            sampler.render(tile, pool.pixelsOf(tile), pool.stride());
+            pool.finish(u);
+        }
+    } catch (const std::bad_alloc&) {
+        _exit(1);  // what the parent has on the stack is not this process's to end
     }
     _exit(0);
 }

@@ -1,17 +1,33 @@
 // rt-render: a scene or a model becomes a picture, on all cores.
-#include <csignal>
+#include <exception>
+#include <new>
 
 #include "tools/render/Console.h"
+#include "tools/render/ProcessSetup.h"
 #include "tools/render/RenderJob.h"
 #include "tools/render/RenderOptions.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
     RenderOptions options;
     int iStatus = STATUS_USAGE;
     if (parseOptions(argc, argv, options, iStatus)) return iStatus;
     Console::init(options.bQuiet, options.bVerbose);
-    // A message that nobody reads and a file that reaches its limit are failures to report, not to die of.
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN);
     return RenderJob(options).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    prepareProcess();
+    // Large blocks are asked for where failing can be handled. This is for all others.
+    try {
+        return run(argc, argv);
+    } catch (const std::bad_alloc&) {
+        Console::error("rt-render: not enough memory");
+    } catch (const std::exception& error) {
+        Console::error("rt-render: %s", error.what());
+    }
+    return STATUS_FAILED;
 }
