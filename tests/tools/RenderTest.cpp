@@ -79,17 +79,55 @@ TEST_F(RenderTest, FormatsFollowTheSuffix) {
 }
 
 TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
-    for (const char* sz : {"", "test --bogus", "test -o x.tif", "test -o x", "test --fov x", "test --fov 0",
-                           "test --from 1 2", "test --resolution 0 4", "test --resolution 4x 4", "test --samples 0",
-                           "test --jobs 0", "test other", "test --packsize 0", "test --camera 1 2 3 4 5 6 --at 1 2 3",
-                           "test --turn 30", "test --texattr -1", "test --orbit 10000", "test --from nan 1 1"}) {
-        EXPECT_EQ(render(sz), 2) << sz;
+    fs::create_directory("folder");
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "a scene or a model is missing"},
+        {"''", "a scene or a model is missing"},
+        {"test --bogus", "unknown option --bogus ("},
+        {"--sampels 3", "unknown option --sampels, did you mean --samples?"},
+        {"test --fvo=3", "unknown option --fvo, did you mean --fov?"},
+        {"test other", "\"other\" is one too many"},
+        {"test -o x.tif", "there are .png"},
+        {"test -o x", "there are .png"},
+        {"test -o folder", "\"folder\" is a directory"},
+        {"test --orbit 3 -o film/", "there is no directory \"film/\""},
+        {"test --fov x", "--fov: \"x\" is not a number from 0.1 to 170"},
+        {"test --fov 0", "--fov: \"0\" is not a number from 0.1 to 170"},
+        {"test --from 1 2", "--from: X Y Z expected"},
+        {"test --from nan 1 1", "--from: \"nan\" is not a number ("},
+        {"test --resolution 0 4", "--resolution: \"0\" is not a whole number from 1 to 2147483647"},
+        {"test --resolution 4x 4", "--resolution: \"4x\" is not"},
+        {"test --resolution 4x0", "--resolution: \"0\" is not"},
+        {"test --samples 0", "--samples: \"0\" is not a whole number from 1 to 64"},
+        {"test --samples 99999999999", "--samples: \"99999999999\" is not a whole number from 1 to 64"},
+        {"test --jobs 0", "from 1 to 1024"},
+        {"test --packsize 0", "from 1 to 4096"},
+        {"test --orbit 10000", "from 1 to 9999"},
+        {"test --texattr -1", "--texattr: \"-1\""},
+        {"test --camera 1 2 3 4 5 6 --at 1 2 3", "excludes"},
+        {"test --camera 1 2 3 0 0 0", "--camera: the direction has no length"},
+        {"test '\033[31m\n'", "\"\\x1B[31m\\x0A\""},
+#ifdef RT_IMPORT
+        {"x.obj --material gold", "unknown material \"gold\", there are matte, mirror, glass ("},
+        {"x.obj --up w", "unknown axis \"w\", there are x, y, z ("},
+        {"test --turn 30", "--turn is for model files"},
+#endif
+    };
+    for (const auto& [szArguments, szSaid] : cases) {
+        EXPECT_EQ(render(szArguments), 2) << szArguments;
+        EXPECT_TRUE(contains(sOutput, szSaid)) << sOutput;
         EXPECT_EQ(std::count(sOutput.begin(), sOutput.end(), '\n'), 1) << sOutput;
     }
-    EXPECT_EQ(render("--help"), 0);
-    EXPECT_TRUE(contains(sOutput, "--samples N"));
+    for (const char* sz : {"--help", "-h", "--samples 0 -h"}) {
+        EXPECT_EQ(render(sz), 0) << sz;
+        EXPECT_TRUE(contains(sOutput, "--samples N")) << sOutput;
+    }
     EXPECT_EQ(render("--version"), 0);
-    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes"})) << "nothing was rendered";
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "folder"})) << "nothing was rendered";
+    EXPECT_EQ(render("test --resolution 8 9 -o a.bmp") + render("test --resolution 8x9 -o b.bmp") +
+                  render("test --resolution=8x9 -o c.bmp"),
+              0);
+    EXPECT_EQ(readFile("b.bmp") + readFile("c.bmp"), readFile("a.bmp") + readFile("a.bmp"));
 }
 
 TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
