@@ -5,10 +5,13 @@
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "base/InputReport.h"
+#include "base/Printable.h"
 
 namespace {
 
@@ -17,24 +20,51 @@ bool g_bVerbose = false;
 bool g_bTerminal = false;
 bool g_bStatusShown = false;
 unsigned g_uErrors = 0;
-std::string g_sInputDirectory;
+std::string g_sInputPrefix;
 
+constexpr size_t LONGEST_LINE = 3 * 4096;               // bytes: a path and what is said of it, twice
+constexpr size_t PIECE = Velk::Printable::LONGEST / 4;  // an escaped byte takes four
+
+bool isInsideCharacter(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+// All lines hold names from outside, so all of each is made safe. Whole, unlike one Printable: the reason stands last.
 void print(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
 void print(const char* szFormat, va_list args) {
+    char szLine[LONGEST_LINE];
+    if (vsnprintf(szLine, sizeof(szLine), szFormat, args) < 0) return;
+    for (const char* sz = szLine; *sz;) {
+        size_t uLength = strnlen(sz, PIECE);
+        for (unsigned u = 0; u < 3 && isInsideCharacter(sz[uLength]) && uLength > 1; ++u) --uLength;
+        fputs(Velk::Printable(sz, uLength, SIZE_MAX, Velk::KEEP_TABS).text(), stderr);
+        sz += uLength;
+    }
+}
+
+void printLine(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
+void printLine(const char* szFormat, va_list args) {
     Console::clearStatus();
-    vfprintf(stderr, szFormat, args);
+    print(szFormat, args);
     fputc('\n', stderr);
 }
 
-// Takes the library's reports about input files.
+void printReport(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
+void printReport(const char* szFormat, ...) {
+    va_list args;
+    va_start(args, szFormat);
+    printLine(szFormat, args);
+    va_end(args);
+}
+
+// Takes the library's reports about input files, and about memory.
 void takeReport(bool bError, const char* szReport) {
-    const bool bRelative = !g_sInputDirectory.empty() && *szReport != '/';
-    const std::string sFrom = bRelative ? g_sInputDirectory + "/" : "";
+    const bool bFile = *szReport != '/' && strncmp(szReport, "Not enough memory", 17) != 0;
+    const char* szFrom = bFile ? g_sInputPrefix.c_str() : "";
     if (bError) {
-        Console::error("%s%s", sFrom.c_str(), szReport);
+        Console::error("%s%s", szFrom, szReport);
     } else if (!g_bQuiet) {
-        Console::clearStatus();
-        fprintf(stderr, "%s%s\n", sFrom.c_str(), szReport);
+        printReport("%s%s", szFrom, szReport);
     }
 }
 
@@ -56,7 +86,7 @@ void Console::error(const char* szFormat, ...) {
     ++g_uErrors;
     va_list args;
     va_start(args, szFormat);
-    print(szFormat, args);
+    printLine(szFormat, args);
     va_end(args);
 }
 
@@ -66,7 +96,7 @@ void Console::warning(const char* szFormat, ...) {
     fputs("warning: ", stderr);
     va_list args;
     va_start(args, szFormat);
-    print(szFormat, args);
+    printLine(szFormat, args);
     va_end(args);
 }
 
@@ -74,7 +104,7 @@ void Console::note(const char* szFormat, ...) {
     if (g_bQuiet || !(g_bVerbose || g_bTerminal)) return;
     va_list args;
     va_start(args, szFormat);
-    print(szFormat, args);
+    printLine(szFormat, args);
     va_end(args);
 }
 
@@ -82,7 +112,7 @@ void Console::detail(const char* szFormat, ...) {
     if (!g_bVerbose) return;
     va_list args;
     va_start(args, szFormat);
-    print(szFormat, args);
+    printLine(szFormat, args);
     va_end(args);
 }
 
@@ -91,7 +121,7 @@ void Console::status(const char* szFormat, ...) {
     fputs("\r\033[K", stderr);
     va_list args;
     va_start(args, szFormat);
-    vfprintf(stderr, szFormat, args);
+    print(szFormat, args);
     va_end(args);
     fflush(stderr);
     g_bStatusShown = true;
@@ -110,6 +140,6 @@ unsigned Console::errorCount() {
     return g_uErrors;
 }
 
-void Console::setInputDirectory(const char* szDirectory) {
-    g_sInputDirectory = szDirectory;
+void Console::setInputPrefix(const char* szPrefix) {
+    g_sInputPrefix = szPrefix;
 }

@@ -1,7 +1,8 @@
 #pragma once
 
 /// What rt-render tells people, on standard error. Standard output stays silent: the library's own progress is sent
-/// away, or beside the messages when the user wants to see everything.
+/// away, or beside the messages when the user wants to see everything. What could control a terminal or break the line
+/// is escaped.
 class Console {
  public:
     /// From now on: bQuiet leaves errors only, bVerbose adds details and what the library says.
@@ -29,6 +30,7 @@ class Console {
     /// Errors shown so far.
     static unsigned errorCount();
 
-    /// Directory that the reports about input files are relative to, empty for the working directory.
-    static void setInputDirectory(const char* szDirectory);
+    /// What stands before a relative path in the reports about input files: the directory that it is relative to with
+    /// its slash, or whatever else the user knows the files by. Empty for the working directory.
+    static void setInputPrefix(const char* szPrefix);
 };

@@ -149,6 +149,7 @@ bool SceneSource::importFrom(const RenderOptions& options) {
         return true;
     }
     Console::detail("%s", sMessage.c_str());
+    sReportPrefix = options.sScene + ", as a scene: ";
     sDirectory = sTemporary;
     sDescription = "Scenes/scene_descs/model.txt";
     return false;
@@ -181,9 +182,10 @@ bool SceneSource::load(RayTracer& rayTracer) const {
         if (iHere != -1) close(iHere);
         return true;
     }
-    Console::setInputDirectory(sDirectory.c_str());
+    const std::string sRelative = sDirectory.empty() ? "" : sDirectory + "/";
+    Console::setInputPrefix((bModel ? sReportPrefix : sRelative).c_str());
     const bool bFailed = rayTracer.load(sDescription.c_str(), false);
-    Console::setInputDirectory("");
+    Console::setInputPrefix("");
     const bool bLost = iHere != -1 && fchdir(iHere) != 0;
     if (iHere != -1) close(iHere);
     if ((bFailed || bLost) && Console::errorCount() == uErrors) {

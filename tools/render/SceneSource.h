@@ -38,6 +38,7 @@ class SceneSource {
 
     bool bModel = false;
     std::string sName;
-    std::string sDirectory;    // paths in the description are relative to it; empty: the working directory
-    std::string sDescription;  // relative to it too
+    std::string sDirectory;     // paths in the description are relative to it; empty: the working directory
+    std::string sDescription;   // relative to it too
+    std::string sReportPrefix;  // of reports about the files that a model became
 };
