@@ -153,15 +153,34 @@ void writeSheet() {
 
 TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
     writeSheet();
-    RenderProcess process("sheet.obj -o x.bmp");
-    EXPECT_FALSE(process.workers().empty()) << "the importer's child";
-    process.send(SIGINT);
-    EXPECT_EQ(process.wait(), 130) << readFile("said");
-    for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
-    fs::remove("x.part.bmp");  // of a machine so busy that the import was over
-    fs::remove("x.part.bmp.resume");
+    for (const char* szFull : {"", " 2>/dev/full"}) {
+        RenderProcess process(std::string("sheet.obj -o x.bmp") + szFull);
+        EXPECT_FALSE(process.workers().empty()) << "the importer's child";
+        process.send(SIGINT);
+        EXPECT_EQ(process.wait(), 130) << readFile("said");
+        for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
+        fs::remove("x.part.bmp");  // of a machine so busy that the import was over
+        fs::remove("x.part.bmp.resume");
+    }
     EXPECT_EQ(render("sheet.obj -o x.bmp --resolution 40 30"), 0) << sOutput;
     EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "cache", "said", "sheet.obj", "x.bmp"}));
+}
+
+TEST_F(RenderTest, SignalsBeforeTheFirstPixelLeaveNothing) {
+    writeSheet();
+    for (int iPause = 0, iStatus = 1; iStatus;
+         iPause += 10) {  // milliseconds: all that is done before it gets its turn
+        RenderProcess process("sheet.obj -o x.bmp --resolution 40 30");
+        std::this_thread::sleep_for(std::chrono::milliseconds(iPause));
+        process.send(iPause % 20 ? SIGTERM : SIGHUP);
+        iStatus = process.wait();
+        for (const char* sz : {"x.part.bmp", "x.part.bmp.resume"}) fs::remove(sz);
+        for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
+        for (const std::string& sName : cached()) {
+            EXPECT_FALSE(contains(sName, "RayTracer-") || contains(sName, ".new")) << sName << ", " << iPause << " ms";
+        }
+        if (iStatus) fs::remove_all("cache");
+    }
 }
 
 TEST_F(RenderTest, TheImporterEndsWithItsKilledParent) {

@@ -1,5 +1,7 @@
 // rt-render as its users see it: the pictures, the command line, what is said and what is left when something fails.
 #ifdef RT_RENDER
+#include <sys/stat.h>
+
 #include <algorithm>
 
 #include "tools/RenderSteps.h"
@@ -133,11 +135,26 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
 TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
     writeFile("broken.txt", "Scenes/broken.brs\nScenes/test/test.cam\nScenes/test/test.atr\nScenes/test/test.lgt\n");
     writeFile("Scenes/broken.brs", "vertices 3\n0 0 0\n1 0 0\nx 1 0\n\ntriangles 1\n0 1 2\n\n0\n");
+    writeFile("one.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
     fs::create_directory("folder.png");
+    for (const char* sz : {"pipe.png", "x.part.png.resume"}) ASSERT_EQ(mkfifo(sz, 0600), 0);
+    const std::vector<std::string> vBefore = list();
     const struct {
         const char *szArguments, *szSaid, *szBefore;
     } cases[] = {
-        {"nowhere", "nowhere: no such scene", ""},
+        {"tset", "tset: no such scene, there are test", ""},
+        {"Scenes/", "Scenes/: a directory, not", ""},
+        {"pipe.png", "pipe.png: a pipe or a device, not", ""},
+        {"nowhere/x.obj", "nowhere/x.obj: no such file\n", ""},
+        {"test -o pipe.png", "pipe.png: cannot be written: it is a pipe\n", "timeout -s KILL 60"},
+        {"test --resume -o x.png", "x.part.png.resume: cannot be gone on with: it is not a reg", "timeout -s KILL 60"},
+        {"test --resolution 1 1073741824 -o x.bmp", "too many for a .bmp file", "timeout -s KILL 60"},
+        {"test --resolution 1073741824 1 -o x.bmp --samples 2", "too many for --samples 2\n", ""},
+        {"test -o 'nowhere/\033]0;x\007.png'", "nowhere/\\x1B]0;x\\x07.png: cannot be written: ", ""},
+#ifdef RT_IMPORT
+        {"one.obj", "/nowhere/rt-render-XXXXXX: no temporary directory: No such file", "TMPDIR=/nowhere"},
+        {"one.obj --from 1 2 3 --at 1 2 3", "one point", ""},
+#endif
         {"broken.txt", "Scenes/broken.brs:4: ", ""},
         {"test -o nowhere/x.png", "nowhere/x.png: cannot be written: No such file or directory\n", ""},
         {"test -o folder.png", "folder.png: cannot be written: ", ""},
@@ -150,7 +167,7 @@ TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
         EXPECT_TRUE(contains(sOutput, c.szSaid)) << sOutput;
         EXPECT_EQ(std::count(sOutput.begin(), sOutput.end(), '\n'), 1) << sOutput;
         fs::remove_all("cache");
-        EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "broken.txt", "folder.png"})) << c.szArguments;
+        EXPECT_EQ(list(), vBefore) << c.szArguments;
     }
 }
 

@@ -11,6 +11,7 @@
 #include "base/OutputFile.h"
 #include "tools/render/Console.h"
 #include "tools/render/ContentHash.h"
+#include "tools/render/Leftovers.h"
 #include "tools/render/PictureFile.h"
 #include "tools/render/SceneChecks.h"
 #include "tools/render/SceneKeys.h"
@@ -53,7 +54,7 @@ RenderJob::RenderJob(const RenderOptions& wanted)
     : options(wanted), uTileEdge(std::min(wanted.parameters.uPackSize, std::max(1u, LARGEST_TILE / wanted.uSamples))) {}
 
 int RenderJob::run() {
-    SceneSource::cleanUpOnSignals();
+    Leftovers::removeOnSignals();
     if (source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
     const unsigned uFrames = std::max(1u, options.uOrbit);
     const Orbit orbit(rayTracer);
@@ -95,7 +96,7 @@ bool RenderJob::prepare() {
     Console::status("%s: reading", source.name().c_str());
     rayTracer.parameters = options.parameters;
     const bool bUnread = source.load(rayTracer);
-    source.removeTemporary();
+    Leftovers::removeDirectory();
     if (bUnread) return true;
     uWidth = rayTracer.parameters.uWidth;
     uHeight = rayTracer.parameters.uHeight;

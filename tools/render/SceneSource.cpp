@@ -2,70 +2,36 @@
 #include "tools/render/SceneSource.h"
 
 #include <fcntl.h>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <system_error>
 #include <vector>
 
 #include "tools/render/Console.h"
+#include "tools/render/Leftovers.h"
+#include "tools/render/NearNames.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// Directories that hold an installed Scenes: beside the program, which may have been moved, and where it was meant for.
-std::vector<fs::path> installedDirectories() {
+constexpr size_t MOST_NAMES = 20;  // of scenes in a message
+
+// Directories that may hold Scenes: the working directory, the one beside the program, which may have been moved, and
+// where it was meant for.
+std::vector<fs::path> sceneDirectories() {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    std::vector<fs::path> vDirectories;
+    std::vector<fs::path> vDirectories{fs::path()};
     if (!error) vDirectories.push_back(program.parent_path().parent_path() / "share" / "raytracer");
     vDirectories.emplace_back(RT_DATA_DIR);
     return vDirectories;
-}
-
-// For a signal handler to find: the temporary directory, and whose it is.
-char g_szTemporary[512] = "";
-pid_t g_iOwner = 0;
-
-// Ends this process's children, of which the importer's is the only one so early. Or it would go on writing to the
-// directory while that is removed.
-void endChildren() {
-    char szPids[256];
-    const int iFile = open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC);
-    const ssize_t iRead = iFile == -1 ? 0 : read(iFile, szPids, sizeof(szPids));
-    pid_t iChild = 0;
-    for (ssize_t i = 0; i < iRead; ++i) {  // each has a blank behind it
-        if (szPids[i] >= '0' && szPids[i] <= '9') {
-            iChild = iChild * 10 + (szPids[i] - '0');
-        } else if (iChild) {
-            kill(iChild, SIGKILL);
-            waitpid(iChild, nullptr, 0);
-            iChild = 0;
-        }
-    }
-}
-
-// Ends the process. Only calls that are allowed in a signal handler.
-void endEarly(int iSignal) {
-    if (getpid() != g_iOwner) _exit(STATUS_SIGNAL + iSignal);  // the importer's child
-    endChildren();
-    if (*g_szTemporary) {
-        const pid_t iRemover = _Fork();
-        if (iRemover == 0) {
-            execl("/bin/rm", "rm", "-rf", g_szTemporary, nullptr);
-            _exit(1);
-        }
-        if (iRemover > 0) waitpid(iRemover, nullptr, 0);
-    }
-    constexpr char MESSAGE[] = "\nrt-render: interrupted before the first pixel\n";
-    if (write(STDERR_FILENO, MESSAGE, sizeof(MESSAGE) - 1) < 0) _exit(1);
-    _exit(STATUS_SIGNAL + iSignal);
 }
 
 bool isFile(const fs::path& path) {
@@ -77,6 +43,28 @@ std::string firstLineOf(const fs::path& path) {
     std::string sLine;
     std::getline(std::ifstream(path), sLine);
     return sLine.substr(0, sLine.find('\r'));
+}
+
+// Names of the scenes here and of the installed ones.
+std::vector<std::string> sceneNames() {
+    std::set<std::string> names;
+    for (const fs::path& directory : sceneDirectories()) {
+        std::error_code error;
+        for (fs::directory_iterator i(directory / "Scenes" / "scene_descs", error), end; !error && i != end;
+             i.increment(error)) {
+            if (i->path().extension() == ".txt" && isFile(i->path())) names.insert(i->path().stem());
+        }
+    }
+    return {names.begin(), names.end()};
+}
+
+void reportMissingScene(const std::string& sScene) {
+    const std::vector<std::string> vNames = nearestFirst(sceneNames(), sScene);
+    if (vNames.empty()) {
+        Console::error("%s: no such scene: there is none in ./Scenes or in %s/Scenes", sScene.c_str(), RT_DATA_DIR);
+    } else {
+        Console::error("%s: no such scene, there are %s", sScene.c_str(), listOf(vNames, MOST_NAMES).c_str());
+    }
 }
 
 }  // namespace
@@ -91,11 +79,16 @@ bool SceneSource::find(const RenderOptions& options) {
         findByPath(sScene);
         return false;
     }
-    if (isModelName(sScene) || sScene.find('/') != std::string::npos) {
+    struct stat status {};
+    if (stat(sScene.c_str(), &status) == 0) {
+        Console::error("%s: %s, not a file of a scene or a model", sScene.c_str(),
+                       S_ISDIR(status.st_mode) ? "a directory" : "a pipe or a device");
+    } else if (errno != ENOENT) {
+        Console::error("%s: %s", sScene.c_str(), strerror(errno));
+    } else if (isModelName(sScene) || sScene.find('/') != std::string::npos) {
         Console::error("%s: no such file", sScene.c_str());
     } else {
-        Console::error("%s: no such scene: there is no Scenes/scene_descs/%s.txt here or in %s", sScene.c_str(),
-                       sScene.c_str(), installedDirectories().back().c_str());
+        reportMissingScene(sScene);
     }
     return true;
 }
@@ -103,9 +96,7 @@ bool SceneSource::find(const RenderOptions& options) {
 // True when no scene has this name.
 bool SceneSource::findByName(const std::string& sScene) {
     const std::string sFile = "Scenes/scene_descs/" + sScene + ".txt";
-    std::vector<fs::path> vDirectories = installedDirectories();
-    vDirectories.insert(vDirectories.begin(), fs::path());
-    for (const fs::path& directory : vDirectories) {
+    for (const fs::path& directory : sceneDirectories()) {
         if (!isFile(directory / sFile)) continue;
         sName = fs::path(sScene).filename();
         sDirectory = directory;
@@ -118,13 +109,8 @@ bool SceneSource::findByName(const std::string& sScene) {
 // Makes a scene of a model file, in a directory that lives until the scene is read.
 bool SceneSource::importFrom(const RenderOptions& options) {
 #ifdef RT_IMPORT
-    std::error_code error;
-    std::string sTemporary = fs::temp_directory_path(error) / "rt-render-XXXXXX";
-    if (sTemporary.size() >= sizeof(g_szTemporary) || !mkdtemp(sTemporary.data())) {
-        Console::error("%s: no temporary directory: %s", sTemporary.c_str(), strerror(errno));
-        return true;
-    }
-    sTemporary.copy(g_szTemporary, sTemporary.size());
+    if (Leftovers::makeDirectory()) return true;
+    const std::string sTemporary = Leftovers::directory();
     std::string sMessage;
     std::vector<std::string> vNotices;
     ImportOptions wanted = options.import;
@@ -140,9 +126,10 @@ bool SceneSource::importFrom(const RenderOptions& options) {
     }
     const bool bFailed = importModel(options.sScene, sTemporary + "/Scenes", "model", wanted, sMessage, vNotices);
     for (const std::string& sNotice : vNotices) {
-        // Nobody meets the temporary scene's numbers.
-        const bool bScale = sNotice.compare(0, 10, "scaled by ") == 0;
-        (bScale ? Console::detail : Console::warning)("%s: %s", options.sScene.c_str(), sNotice.c_str());
+        // Only who gives a point of the scene meets its numbers.
+        const bool bNumbers = sNotice.rfind("scaled by ", 0) == 0 || sNotice.rfind("moved to the origin ", 0) == 0;
+        const bool bMet = options.view.v3From || options.view.v3At || options.parameters.bCustomCamera;
+        (bNumbers && !bMet ? Console::detail : Console::warning)("%s: %s", options.sScene.c_str(), sNotice.c_str());
     }
     if (bFailed) {
         Console::error("%s", sMessage.c_str());
@@ -176,6 +163,11 @@ void SceneSource::findByPath(const std::string& sPath) {
 
 bool SceneSource::load(RayTracer& rayTracer) const {
     const unsigned uErrors = Console::errorCount();
+    if (sDescription.size() >= sizeof(rayTracer.parameters.szDescFile)) {
+        Console::error("%s: the path is too long: %zu characters at most", sDescription.c_str(),
+                       sizeof(rayTracer.parameters.szDescFile) - 1);
+        return true;
+    }
     const int iHere = sDirectory.empty() ? -1 : open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (!sDirectory.empty() && (iHere == -1 || chdir(sDirectory.c_str()) != 0)) {
         Console::error("%s: %s", sDirectory.c_str(), strerror(errno));
@@ -192,15 +184,4 @@ bool SceneSource::load(RayTracer& rayTracer) const {
         Console::error("%s: cannot be read", sDescription.c_str());
     }
     return bFailed || bLost;
-}
-
-void SceneSource::removeTemporary() {
-    std::error_code error;
-    if (*g_szTemporary) fs::remove_all(g_szTemporary, error);
-    *g_szTemporary = '\0';
-}
-
-void SceneSource::cleanUpOnSignals() {
-    g_iOwner = getpid();
-    for (const int iSignal : {SIGINT, SIGTERM, SIGHUP}) signal(iSignal, endEarly);
 }

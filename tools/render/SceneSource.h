@@ -3,6 +3,7 @@
 #include <string>
 
 #include "render/RayTracer.h"
+#include "tools/render/Leftovers.h"
 #include "tools/render/RenderOptions.h"
 
 /// Finds the scene that the user means: a description by its path, a scene by its name in ./Scenes or among the
@@ -10,7 +11,7 @@
 class SceneSource {
  public:
     SceneSource() = default;
-    ~SceneSource() { removeTemporary(); }
+    ~SceneSource() { Leftovers::removeDirectory(); }
     SceneSource(const SceneSource&) = delete;
     SceneSource& operator=(const SceneSource&) = delete;
 
@@ -20,16 +21,11 @@ class SceneSource {
     /// Reads it. True on failure, which is reported.
     [[nodiscard]] bool load(RayTracer& rayTracer) const;
 
-    void removeTemporary();
-
     /// True when it was made of a model. Its camera then has the view that the user wants.
     bool isModel() const { return bModel; }
 
     /// What pictures of it are called by default.
     const std::string& name() const { return sName; }
-
-    /// Makes signals end the process until the rendering begins, without the temporary directory left behind.
-    static void cleanUpOnSignals();
 
  private:
     bool findByName(const std::string& sScene);

@@ -11,6 +11,7 @@
 
 #include "tools/render/Console.h"
 #include "tools/render/ContentHash.h"
+#include "tools/render/Leftovers.h"
 
 namespace fs = std::filesystem;
 
@@ -78,6 +79,7 @@ void TreeCache::prepare(RayTracer& rayTracer, const std::string& sKey) {
     if (!sDirectory.empty()) {
         bHit = !rayTracer.parameters.bResetCache && find(sKey);
         if (!bHit) sFile = sDirectory + "/" + sKey + "-" + std::to_string(getpid()) + ".new";
+        Leftovers::setFile(bHit ? "" : sFile);
     }
     rayTracer.parameters.bResetCache = !bHit;
     rayTracer.queries.kdTree.sCacheFile = sFile;
@@ -94,6 +96,7 @@ void TreeCache::finish() {
     std::error_code error;
     const std::string sHash = hashOfFile(sFile);
     if (!sHash.empty()) fs::rename(sFile, sDirectory + "/" + sKeyInUse + "-" + sHash + SUFFIX, error);
+    Leftovers::setFile("");
     trim();
 }
 
