@@ -181,9 +181,23 @@ TEST_F(RenderTest, PicturesThatNobodyWantsAreWarnedOf) {
     };
     EXPECT_EQ(render("test -o x.bmp"), 0);
     EXPECT_EQ(sOutput, "");
+    Mesh wall;
+    wall.addQuad({-90, -90, 5}, {180, 0, 0}, {0, 180, 0});
+    SceneText dark = makeScene(wall, 56, 48);
+    dark.sAttributes = "Attr coal\nkd 1\ncolor 0 0 0\nenddef\n";
+    dark.write("black");
+    dark.sAttributes = "Attr coal\ncolor 200 0 0\nenddef\n";
+    dark.write("dull");
+    dark.sAttributes = "Attr chalk\nkd 1\ncolor 255 255 255\nenddef\n";
+    dark.sLights = "1\n0 0 90 900 0 -1 0\n";
+    dark.write("behind");
     const std::pair<std::string, const char*> cases[] = {
         {with("0\n"), "no lights"},
-        {"other -o x.bmp", "x.bmp: all black"},
+        {"other -o x.bmp", "x.bmp: all black: there is no light"},
+        {"black -o x.bmp", "x.bmp: all black: the material \"coal\", all that the camera sees, is black (color)"},
+        {"dull -o x.bmp",
+         "x.bmp: all black: the material \"coal\", all that the camera sees, is black (kd and ks are 0)"},
+        {"behind -o x.bmp", "x.bmp: all black: no light reaches what the camera sees"},
         {"test --texattr 4 -o x.bmp", "the scene has 4 materials"},
         {"test --resolution 48 48 -o x.bmp", "all will look tall"},
         {"test --from 0 0 -90 --at 0 0 -99 -o x.bmp", "the camera sees nothing of the scene"},

@@ -47,6 +47,12 @@ uint64_t freeMemory() {
     return 0;
 }
 
+// Always true.
+bool reportOnePoint() {
+    Console::error("rt-render: the camera stands where it looks: --from and --at are one point");
+    return true;
+}
+
 }  // namespace
 
 // Small enough for a worker's memory at any number of samples.
@@ -55,7 +61,7 @@ RenderJob::RenderJob(const RenderOptions& wanted)
 
 int RenderJob::run() {
     Leftovers::removeOnSignals();
-    if (source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
+    if (checkView() || source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
     const unsigned uFrames = std::max(1u, options.uOrbit);
     const Orbit orbit(rayTracer);
     RenderCrew crew(rayTracer, options.uJobs, options.uSamples);
@@ -65,6 +71,12 @@ int RenderJob::run() {
         if (iStatus != STATUS_DONE) return iStatus;
     }
     return STATUS_DONE;
+}
+
+// True when the view is none whatever the scene is, which is reported.
+bool RenderJob::checkView() const {
+    const View& view = options.view;
+    return view.v3From && view.v3At && !(length(*view.v3At - *view.v3From) > 0.0f) && reportOnePoint();
 }
 
 // True when the pictures could not be written, which is reported.
@@ -95,16 +107,17 @@ bool RenderJob::prepare() {
     StopWatch watch;
     Console::status("%s: reading", source.name().c_str());
     rayTracer.parameters = options.parameters;
+    rayTracer.parameters.uTexturedAttribute = NO_INDEX;  // a number that is too high is warned of below
     const bool bUnread = source.load(rayTracer);
     Leftovers::removeDirectory();
     if (bUnread) return true;
+    rayTracer.parameters.uTexturedAttribute = options.parameters.uTexturedAttribute;
     uWidth = rayTracer.parameters.uWidth;
     uHeight = rayTracer.parameters.uHeight;
     if (checkSize()) return true;
-    if (!source.isModel() && options.view.apply(rayTracer)) {
-        Console::error("rt-render: the camera stands where it looks: --from and --at are one point");
-        return true;
-    }
+    // The importer has applied a model's.
+    const bool bNone = source.isModel() ? looksNowhere(rayTracer.camera) : options.view.apply(rayTracer);
+    if (bNone) return reportOnePoint();
     warnAboutStretching(rayTracer);
     rayTracer.parameters.uWidth *= options.uSamples;
     rayTracer.parameters.uHeight *= options.uSamples;
@@ -120,7 +133,7 @@ bool RenderJob::prepare() {
     }
     cache.finish();
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
-    warnAboutScene(rayTracer, source.isModel() ? options.sScene : rayTracer.sceneDesc.szLightsFile);
+    warnAboutScene(rayTracer, source.isModel() ? options.sScene : "");
     Console::clearStatus();
     Console::detail("tree: %.2f s", watch.lap());
     return false;
@@ -196,7 +209,7 @@ int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
     const RenderCrew::Result result = crew.render(pool, sFile.c_str());
     if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, crew.stopSignal());
     const double dSeconds = watch.lap();
-    warnAboutPicture(pool, sFile);
+    warnAboutPicture(rayTracer, pool, sFile);
     if (writePicture(sFile, {pool.pixels(), uWidth, uHeight})) return STATUS_FAILED;
     part.remove();
     Console::detail("writing: %.2f s", watch.lap());

@@ -20,6 +20,7 @@ class RenderJob {
     int run();
 
  private:
+    bool checkView() const;
     bool checkPicture() const;
     bool prepare();
     bool checkSize() const;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "tools/render/Console.h"
+#include "tools/render/DarkPicture.h"
 
 using Velk::NMVector3f;
 
@@ -15,8 +16,8 @@ void warnAboutMaterial(const RayTracer& rayTracer) {
     const uint32_t uTextured = rayTracer.parameters.uTexturedAttribute, uCount = rayTracer.attributes.vAttributes.uSize;
     if (uTextured == NO_INDEX) return;
     if (uTextured >= uCount) {
-        Console::warning("--texattr %u: the scene has %u materials, counted from 0; nothing becomes bricks", uTextured,
-                         uCount);
+        Console::warning("--texattr %u: the scene has %u material%s, counted from 0; nothing becomes bricks", uTextured,
+                         uCount, uCount == 1 ? "" : "s");
         return;
     }
     const FaceData *pFirst = rayTracer.scene.vFaces.pData, *pEnd = pFirst + rayTracer.scene.vFaces.uCount;
@@ -37,14 +38,17 @@ bool lightsAnything(const RayTracer& rayTracer, const Light& light) {
            });
 }
 
-void warnAboutLights(const RayTracer& rayTracer, const std::string& sFile) {
+// Nobody has made the lights of a model, so they are no mistake.
+void warnAboutLights(const RayTracer& rayTracer, const std::string& sModel) {
+    const auto say = sModel.empty() ? Console::warning : Console::detail;
+    const std::string sFile = sModel.empty() ? rayTracer.sceneDesc.szLightsFile : sModel;
     const Lights& lights = rayTracer.lights;
-    if (!lights.uCount) Console::warning("%s: no lights; every surface is black", sFile.c_str());
+    if (!lights.uCount) say("%s: no lights; every surface is black", sFile.c_str());
     for (uint32_t u = 0; u < lights.uCount; ++u) {
         if (lightsAnything(rayTracer, lights.pLights[u])) continue;
-        Console::warning(lights.pLights[u].fFlux > 0.0f ? "%s: light %u faces nothing that the camera sees"
-                                                        : "%s: light %u has no flux",
-                         sFile.c_str(), u + 1);
+        say(lights.pLights[u].fFlux > 0.0f ? "%s: light %u faces nothing that the camera sees"
+                                           : "%s: light %u has no flux",
+            sFile.c_str(), u + 1);
     }
 }
 
@@ -71,9 +75,9 @@ bool seesNothingOf(const RayTracer& rayTracer, const Velk::BoxAABB& box) {
 
 }  // namespace
 
-void warnAboutScene(const RayTracer& rayTracer, const std::string& sLights) {
+void warnAboutScene(const RayTracer& rayTracer, const std::string& sModel) {
     warnAboutMaterial(rayTracer);
-    warnAboutLights(rayTracer, sLights);
+    warnAboutLights(rayTracer, sModel);
     if (seesNothingOf(rayTracer, rayTracer.scene.boxScene)) {
         Console::warning("the camera sees nothing of the scene: all of it is behind the camera or beside the picture");
     }
@@ -94,7 +98,7 @@ void warnAboutStretching(const RayTracer& rayTracer) {
         static_cast<double>(fPixels), fStretch > 1.0f ? "wide" : "tall");
 }
 
-void warnAboutPicture(const TilePool& pool, const std::string& sPicture) {
+void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture) {
     const uint8_t* p = pool.pixels();
     const size_t uBytes = pool.stride() * pool.height();
     constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // of rays that hit nothing
@@ -107,6 +111,6 @@ void warnAboutPicture(const TilePool& pool, const std::string& sPicture) {
     if (bBackground) {
         Console::warning("%s: nothing but background: the camera looks past the scene", sPicture.c_str());
     } else if (uBrightest <= 1) {
-        Console::warning("%s: all black: no light reaches what the camera sees", sPicture.c_str());
+        Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer).c_str());
     }
 }

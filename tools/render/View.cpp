@@ -65,6 +65,13 @@ bool View::apply(RayTracer& rayTracer) const {
     return false;
 }
 
+bool looksNowhere(const Camera& camera) {
+    const NMVector3f v3Row = camera.v3Screen[1] - camera.v3Screen[0],
+                     v3Column = camera.v3Screen[2] - camera.v3Screen[0];
+    const NMVector3f v3Look = camera.v3Screen[0] + (v3Row + v3Column) * 0.5f - camera.v3Position;
+    return !(length(v3Look) > 0.0f && length(v3Row) > 0.0f && length(v3Column) > 0.0f);
+}
+
 NMVector3f middleOf(const Scene& scene) {
     NMVector3f v3Min = scene.pVertices[0].v3Position, v3Max = v3Min;
     for (uint32_t u = 1; u < scene.uVertexCount; ++u) {

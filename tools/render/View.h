@@ -18,6 +18,9 @@ struct View {
     [[nodiscard]] bool apply(RayTracer& rayTracer) const;
 };
 
+/// True for a camera without a direction or a screen.
+bool looksNowhere(const Camera& camera);
+
 /// Middle of the bounds of a loaded scene's vertices.
 Velk::NMVector3f middleOf(const Scene& scene);
 

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+
+#include "render/RayTracer.h"
+
+/// Why a picture of this preprocessed scene, with the eye as it is, shows nothing but black: its materials, its lights,
+/// or where they are. One line for people. Looks at the scene along some rays; not while others render.
+std::string causeOfDarkness(const RayTracer& rayTracer);
