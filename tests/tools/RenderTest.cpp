@@ -161,6 +161,7 @@ TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
         {"test -o /proc/x.png", "/proc/x.png: cannot be written: ", ""},
         {"test --fov 50 --resolution 2000000 2000000", "MB of memory", ""},
         {"test --resolution 300 200 --fov 50 -o x.bmp", "x.bmp: cannot be written: File too large\n", "ulimit -f 20;"},
+        {"test --from 1e30 2 3", "there is no such view", ""},
         {"test --from 1 2 3 --at 1 2 3", "one point", ""}};
     for (const auto& c : cases) {
         EXPECT_EQ(render(c.szArguments, c.szBefore), 1) << c.szArguments;

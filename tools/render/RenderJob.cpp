@@ -115,9 +115,12 @@ bool RenderJob::prepare() {
     uWidth = rayTracer.parameters.uWidth;
     uHeight = rayTracer.parameters.uHeight;
     if (checkSize()) return true;
-    // The importer has applied a model's.
-    const bool bNone = source.isModel() ? looksNowhere(rayTracer.camera) : options.view.apply(rayTracer);
-    if (bNone) return reportOnePoint();
+    if (!source.isModel() && options.view.apply(rayTracer)) return reportOnePoint();  // the importer applies a model's
+    const bool bAsked = source.isModel() || options.view.isSet() || options.parameters.bCustomCamera;
+    if (bAsked && looksNowhere(rayTracer.camera)) {
+        Console::error("rt-render: there is no such view: the camera stands where it looks, or too far away");
+        return true;
+    }
     warnAboutStretching(rayTracer);
     rayTracer.parameters.uWidth *= options.uSamples;
     rayTracer.parameters.uHeight *= options.uSamples;

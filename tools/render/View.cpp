@@ -69,7 +69,8 @@ bool looksNowhere(const Camera& camera) {
     const NMVector3f v3Row = camera.v3Screen[1] - camera.v3Screen[0],
                      v3Column = camera.v3Screen[2] - camera.v3Screen[0];
     const NMVector3f v3Look = camera.v3Screen[0] + (v3Row + v3Column) * 0.5f - camera.v3Position;
-    return !(length(v3Look) > 0.0f && length(v3Row) > 0.0f && length(v3Column) > 0.0f);
+    const bool bFinite = std::isfinite(length(v3Look)) && std::isfinite(length(v3Row) + length(v3Column));
+    return !bFinite || !(length(v3Look) > 0.0f);
 }
 
 NMVector3f middleOf(const Scene& scene) {

@@ -18,7 +18,7 @@ struct View {
     [[nodiscard]] bool apply(RayTracer& rayTracer) const;
 };
 
-/// True for a camera without a direction or a screen.
+/// True for a camera without a direction, or with one beyond single precision.
 bool looksNowhere(const Camera& camera);
 
 /// Middle of the bounds of a loaded scene's vertices.
