@@ -9,13 +9,16 @@
 #include <cstring>
 
 #include "base/NLogger.h"
+#include "base/Printable.h"
 
 namespace Velk {
 
 namespace {
 
 constexpr size_t LONGEST_REPORT = 1024;
-constexpr size_t LONGEST_TEXT = 80;  // of a quoted line, in characters of the file
+constexpr size_t LONGEST_NAME = 700;  // so that a reason follows
+constexpr size_t LONGEST_TEXT = 80;   // of a quoted line, in bytes of the file
+static_assert(LONGEST_REPORT > Printable::LONGEST + 4, "what a full report cuts in two is never shown");
 
 std::atomic<InputSink> g_pfnSink{nullptr};
 std::atomic<unsigned> g_uErrors{0}, g_uWarnings{0};
@@ -35,23 +38,17 @@ class Report {
         va_end(args);
     }
 
-    // Adds the text up to its line break. Control characters are escaped: they could break the line or control a
-    // terminal.
+    // Adds the text up to its line break. Tabs are kept: they commonly separate numbers.
     void addQuoted(const char* sz) {
-        const size_t uLength = strcspn(sz, "\r\n");
-        add(": \"");
-        for (size_t u = 0; u < std::min(uLength, LONGEST_TEXT); ++u) {
-            const unsigned char c = static_cast<unsigned char>(sz[u]);
-            const bool bControl = (c < ' ' && c != '\t') || c == 0x7F;
-            add(bControl ? "\\x%02X" : "%c", c);
-        }
-        add(uLength > LONGEST_TEXT ? "...\"" : "\"");
+        add(": \"%s\"", Printable(sz, strcspn(sz, "\r\n"), LONGEST_TEXT, KEEP_TABS).text());
     }
 
+    // Shows the line as a whole once more, because the reasons contain names as well.
     void send(bool bError) const {
         ++(bError ? g_uErrors : g_uWarnings);
-        NLogger::LogLine("%s\n", szText);
-        if (const InputSink pfnSink = g_pfnSink) pfnSink(bError, szText);
+        const Printable line(szText, uUsed, SIZE_MAX, KEEP_TABS);
+        NLogger::LogLine("%s\n", line.text());
+        if (const InputSink pfnSink = g_pfnSink) pfnSink(bError, line.text());
     }
 
  private:
@@ -67,7 +64,7 @@ void report(bool bError, const char* szFile, unsigned uLine, const char* szText,
     __attribute__((format(printf, 5, 0)));
 void report(bool bError, const char* szFile, unsigned uLine, const char* szText, const char* szFormat, va_list args) {
     Report line;
-    line.add("%s:", szFile);
+    line.add("%s:", Printable(szFile, strlen(szFile), LONGEST_NAME).text());
     if (uLine) line.add("%u:", uLine);
     line.add(bError ? " " : " warning: ");
     line.add(szFormat, args);
