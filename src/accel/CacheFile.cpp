@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/NLogger.h"
+#include "base/Printable.h"
 #include "scene/Scene.h"
 
 std::string cacheHeadline(const Scene& scene) {
@@ -30,6 +31,6 @@ void warnIfOutdated(const char* szCache, const Scene& scene) {
         return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
     };
     if (!isNewer(sceneStatus.st_mtim, cacheStatus.st_mtim)) return;
-    Velk::NLogger::LogMessage("Warning: %s is newer than %s, use --resetcache if it has changed\n", scene.szSceneFile,
-                              szCache);
+    Velk::NLogger::LogMessage("Warning: %s is newer than %s, use --resetcache if it has changed\n",
+                              Velk::Printable(scene.szSceneFile).text(), Velk::Printable(szCache).text());
 }

@@ -15,6 +15,7 @@
 #include "base/NRaiiFile.h"
 #include "base/NewArray.h"
 #include "base/OutputFile.h"
+#include "base/Printable.h"
 
 namespace Velk {
 
@@ -117,7 +118,7 @@ void NBitmap::release() {
 
 bool NBitmap::isRefused(const char* szFile) {
     if (!OutputFile::probe(szFile)) return false;
-    ReportErrorFormat("Failed to open file: %s", szFile);
+    ReportErrorFormat("Failed to open file: %s", Printable(szFile).text());
     fileError(szFile, errno);
     return true;
 }
@@ -125,13 +126,13 @@ bool NBitmap::isRefused(const char* szFile) {
 bool NBitmap::saveToFile(const char* szFile) const {
     OutputFile file;
     if (file.open(szFile, OUTPUT_FILE_OR_PIPE)) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Printable(szFile).text());
         fileError(szFile, errno);
         return true;
     }
     if (writeImage(file.stream(), *this) || file.commit()) {
         ReportError("Failed to write to file");
-        NLogger::LogMessage("No image was written: %s\n", szFile);
+        NLogger::LogMessage("No image was written: %s\n", Printable(szFile).text());
         fileError(szFile, errno);
         return true;
     }
@@ -141,7 +142,7 @@ bool NBitmap::saveToFile(const char* szFile) const {
 bool NBitmap::loadFromFile(const char* szFile) {
     const NRaiiFile file(openInput(szFile));
     if (!file.get()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Printable(szFile).text());
         fileError(szFile, errno);
         return true;
     }

@@ -9,6 +9,7 @@
 #include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "base/Printable.h"
 
 namespace {
 
@@ -161,7 +162,7 @@ bool Attributes::loadAttributes(const char* szFile) {
     static_cast<void>(vAttributes.create(4, 4));  // on failure the first PushBack tries again
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }

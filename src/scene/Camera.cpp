@@ -8,6 +8,7 @@
 #include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
+#include "base/Printable.h"
 
 using Velk::NMVector3f;
 
@@ -64,7 +65,7 @@ Velk::Refusal Camera::parseLine(Velk::LineReader& reader, const char* szLine, un
 bool Camera::loadCamera(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }

@@ -5,6 +5,7 @@
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 #include "base/NewArray.h"
+#include "base/Printable.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ Velk::Refusal Lights::parse(Velk::LineReader& reader, const char* szFile) {
 bool Lights::loadLights(const char* szFile) {
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }

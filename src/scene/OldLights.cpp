@@ -10,6 +10,7 @@
 #include "base/NDataVector.h"
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
+#include "base/Printable.h"
 #include "base/TextWriter.h"
 
 using Velk::NMVector3f;
@@ -154,7 +155,7 @@ bool OldLights::loadLights(const char* szFile) {
     releaseLights();
     Velk::LineReader reader(szFile);
     if (!reader.isOpen()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }
@@ -190,7 +191,7 @@ void OldLights::releaseLights() {
 bool OldLights::saveLights(const char* szFile) const {
     Velk::OutputFile file;
     if (file.open(szFile)) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         Velk::fileError(szFile, errno);
         return true;
     }
@@ -205,7 +206,7 @@ bool OldLights::saveLights(const char* szFile) const {
         }
     }
     if (!file.commit()) return false;
-    ReportErrorFormat("Failed to write to file: %s\n", szFile);
+    ReportErrorFormat("Failed to write to file: %s\n", Velk::Printable(szFile).text());
     Velk::fileError(szFile, errno);
     return true;
 }

@@ -10,6 +10,7 @@
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 #include "base/NewArray.h"
+#include "base/Printable.h"
 
 using Velk::NLogger;
 using Velk::NMVector3f;
@@ -190,7 +191,7 @@ class SceneParser {
 bool Scene::loadScene(const char* szFile) {
     Velk::LineReader reader(szFile, Velk::INPUT_FILE_OR_PIPE);
     if (!reader.isOpen()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }
@@ -212,7 +213,7 @@ bool Scene::loadScene(const char* szFile) {
     }
     if (!uVertexCount) {
         releaseScene();
-        ReportErrorFormat("No vertices in file: %s\n", szFile);
+        ReportErrorFormat("No vertices in file: %s\n", Velk::Printable(szFile).text());
         Velk::inputError(szFile, 0, nullptr, "no vertices");
         return true;
     }

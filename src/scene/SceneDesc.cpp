@@ -8,6 +8,7 @@
 #include "base/InputReport.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
+#include "base/Printable.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ bool SceneDesc::loadDescription(const char* szFile) {
     }
     const Velk::NRaiiFile file(Velk::openInput(szFile));
     if (!file.get()) {
-        ReportErrorFormat("Failed to open file: %s", szFile);
+        ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         Velk::fileError(szFile, errno);
         return true;
     }

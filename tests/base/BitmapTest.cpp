@@ -103,7 +103,18 @@ TEST_F(BitmapTest, ImagesThatCannotBeAreRefused) {
         EXPECT_TRUE(image.saveToFile(sFile.c_str())) << sFile;
         EXPECT_TRUE(contains(takeLog(), sFile + (contains(sFile, "full") ? "\n" : ""))) << sFile;
     }
-    EXPECT_EQ(list(), (std::vector<std::string>{"full.bmp", "image.bmp"})) << "nothing half-written is left";
+    std::filesystem::create_symlink("/dev/full", "\x1B.bmp");
+    EXPECT_TRUE(image.saveToFile("\x1B.bmp"));
+    EXPECT_TRUE(contains(takeLog(), "No image was written: \\x1B.bmp\n"));
+    for (const std::string sFile : {"missing/\x9B", "."}) {
+        EXPECT_TRUE(NBitmap::isRefused(sFile.c_str()));
+        EXPECT_TRUE(NBitmap().loadFromFile(sFile.c_str()) && image.saveToFile(sFile.c_str()));
+        const std::string sLog = takeLog();
+        EXPECT_EQ(contains(sLog, "\x9B"), false) << sLog;
+        EXPECT_TRUE(contains(sLog, "Failed to open file: " + (sFile == "." ? sFile : "missing/\\x9B\n"))) << sLog;
+    }
+    EXPECT_EQ(list(), (std::vector<std::string>{"\x1B.bmp", "full.bmp", "image.bmp"}))
+        << "nothing half-written is left";
 }
 
 }  // namespace

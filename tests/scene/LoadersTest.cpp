@@ -75,10 +75,18 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
         EXPECT_EQ(contains(sLog, ", file line: " + sLine + "\n"), bMesh) << sLog;
         EXPECT_TRUE(std::regex_search(sLog, std::regex("\n.* \\] file:" + sLine + ": [^:\n]*: \"[^\n]*\"\n$"))) << sLog;
     }
-    for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials, old}) {
+    const Loader description = [](const char* szFile) { return SceneDesc().loadDescription(szFile); };
+    for (const Loader pfnLoad : {Loader{mesh}, camera, lights, materials, old, description}) {
         EXPECT_TRUE(pfnLoad("missing.txt"));
         EXPECT_TRUE(contains(takeLog(), "Failed to open file: missing.txt\n")) << "and the reason on a further line";
+        EXPECT_TRUE(pfnLoad("Bäume\x1B[2J\n"));
+        const std::string sLog = takeLog();
+        EXPECT_TRUE(contains(sLog, "Failed to open file: Bäume\\x1B[2J\\x0A\n[ ")) << sLog;
+        EXPECT_TRUE(contains(sLog, " ] Bäume\\x1B[2J\\x0A: No such file or directory\n")) << sLog;
     }
+    writeFile("\x9B.brs", "0\n");
+    EXPECT_TRUE(mesh("\x9B.brs"));
+    EXPECT_TRUE(contains(takeLog(), "No vertices in file: \\x9B.brs\n"));
 }
 
 // What is accepted to the letter of the format but gives another picture than was meant.

@@ -16,6 +16,7 @@
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
+#include "base/Printable.h"
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
@@ -160,7 +161,7 @@ bool readVoxelGrid(const char* szPath, VoxelGrid& grid) {
 bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
     Velk::OutputFile file;
     if (!mayBeCache(szPath) || file.open(szPath)) {
-        ReportErrorFormat("Failed to open file: %s\n", szPath);
+        ReportErrorFormat("Failed to open file: %s\n", Velk::Printable(szPath).text());
         return true;
     }
     {
@@ -187,6 +188,6 @@ bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
         }
     }
     if (!file.commit()) return false;
-    ReportErrorFormat("Failed to write to file: %s\n", szPath);
+    ReportErrorFormat("Failed to write to file: %s\n", Velk::Printable(szPath).text());
     return true;
 }

@@ -11,6 +11,7 @@
 #include "base/NLogger.h"
 #include "base/NewArray.h"
 #include "base/OutputFile.h"
+#include "base/Printable.h"
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
@@ -124,7 +125,7 @@ bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVecto
 
 // To the log alone: a cache that cannot be written is no fault of the user's, and costs time at most.
 void logReason(const char* szPath) {
-    Velk::NLogger::LogLine("%s: %s\n", szPath, errno ? strerror(errno) : "Not a regular file");
+    Velk::NLogger::LogLine("%s: %s\n", Velk::Printable(szPath).text(), errno ? strerror(errno) : "Not a regular file");
 }
 
 }  // namespace
@@ -146,7 +147,7 @@ bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes)
 int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& nodes) const {
     Velk::OutputFile file;
     if (file.open(szPath)) {
-        ReportErrorFormat("Failed to open file: %s\n", szPath);
+        ReportErrorFormat("Failed to open file: %s\n", Velk::Printable(szPath).text());
         logReason(szPath);
         return EOF;
     }
@@ -161,7 +162,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
         }
     }
     if (!file.commit()) return 0;
-    ReportErrorFormat("Failed to write to file: %s\n", szPath);
+    ReportErrorFormat("Failed to write to file: %s\n", Velk::Printable(szPath).text());
     logReason(szPath);
     return EOF;
 }
