@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "accel/CacheFile.h"
 #include "accel/grid/VoxelGridBuilder.h"
 #include "accel/grid/VoxelGridCache.h"
 #include "base/InputReport.h"
@@ -59,8 +60,12 @@ bool UniformSpaceSubdivision::createSubdivision(const Scene* pNewScene, bool bRe
     printf("Loading uss from file... ");
     const bool bLoaded = !bResetCache && loadSubdivision(CACHE_FILE);
     printf(bResetCache ? "RESET\n" : bLoaded ? "OK\n" : "FAILED\n");
-    if (!bLoaded) printf("Building uss\n");
-    if (!bLoaded && (buildVoxelGrid(*this) || collectStrays())) {
+    if (bLoaded) {
+        warnIfOutdated(CACHE_FILE, *pScene);  // behind the line, which must stay in one piece
+        return false;
+    }
+    printf("Building uss\n");
+    if (buildVoxelGrid(*this) || collectStrays()) {
         const uint64_t uVoxels = uint64_t{1} * static_cast<uint32_t>(subdivDim[0]) *
                                  static_cast<uint32_t>(subdivDim[1]) * static_cast<uint32_t>(subdivDim[2]);
         Velk::memoryError(uVoxels * sizeof(uint32_t), "a grid of %d x %d x %d voxels, at least", subdivDim[0],
@@ -68,7 +73,7 @@ bool UniformSpaceSubdivision::createSubdivision(const Scene* pNewScene, bool bRe
         releaseSubdivision();
         return true;
     }
-    if (!bLoaded) saveSubdivision(CACHE_FILE);
+    saveSubdivision(CACHE_FILE);
     return false;
 }
 

@@ -154,7 +154,6 @@ bool readVoxelGrid(const char* szPath, VoxelGrid& grid) {
         grid.releaseVoxels();
         return true;
     }
-    warnIfOutdated(szPath, *grid.pScene);
     return false;
 }
 
