@@ -172,7 +172,7 @@ class SceneParser {
             if (i[u] < INT32_MIN || i[u] > NO_INDEX) return {__LINE__, "no material can have this index"};
             if (uItem < uTrianglesFound) scene.vFaces[uItem].uAttribute = static_cast<uint32_t>(i[u]);
         }
-        reader.warnOfRest(szRest);
+        if (uRead) reader.warnOfRest(szRest);  // a line without a number is skipped silently
         return {};
     }
 

@@ -135,6 +135,9 @@ TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
     const std::string sLog = takeLog();
     EXPECT_EQ(std::count(sLog.begin(), sLog.end(), '\n'), 11) << "a file full of them does not fill the log";
     EXPECT_TRUE(contains(sLog, "file: warning: 15 more like these are not shown\n"));
+    writeFile("file", sMesh + "0 1 2\n\nwood, -, 1\n" + "0\n\nanything\n");
+    EXPECT_FALSE(mesh("file"));
+    EXPECT_EQ(takeLog(), "") << "letters among the material indices are skipped";
     for (const char* szGood : {"Attr a // first\nkd 0.5 // half\n color 1 2 3 ;; dark\nenddef\n", "Attr b\nenddef"}) {
         writeFile("file", szGood);
         EXPECT_FALSE(materials("file")) << szGood;
