@@ -149,11 +149,8 @@ Velk::Refusal Attributes::takeLine(Velk::LineReader& reader, const char* szLine,
     if (!pProperty) return {};
     if (pProperty->kind == VALUE_END) {
         bInside = false;
-        // Out of memory: the material is dropped, and RayTracer::load refuses a scene whose faces refer to it.
-        if (vAttributes.PushBack(working)) {
-            const uint64_t uRecords = uint64_t{vAttributes.uSize} + vAttributes.uGrowBy;
-            Velk::memoryError(uRecords * sizeof(AttributeInstance), "the material \"%s\"", working.szName);
-        }
+        // Out of memory: the material is dropped silently. RayTracer::load refuses a scene whose faces refer to it.
+        static_cast<void>(vAttributes.PushBack(working));
     }
     return parseProperty(reader, *pProperty, szLine, working);
 }

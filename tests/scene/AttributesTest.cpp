@@ -1,9 +1,12 @@
 // The materials' file.
 #include "scene/Attributes.h"
 
+#include <sys/resource.h>
+
 #include <cstring>
 
 #include "support/FileTest.h"
+#include "support/Process.h"
 
 namespace {
 
@@ -77,6 +80,27 @@ TEST_F(AttributesTest, BlocksBecomeRecordsInTheirOrder) {
         EXPECT_EQ(attributes.vAttributes[u].uFlags, AF_MIRROR) << "a switch once set stays set";
     }
     EXPECT_EQ(attributes.vAttributes[10].szName, std::string(39, 'n')) << "cut to its field";
+}
+
+TEST_F(AttributesTest, MaterialsWithoutMemoryAreDroppedSilently) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "no limit of memory under a sanitizer";
+#endif
+    std::string sText;
+    for (unsigned u = 0; u < 20'000; ++u) sText += "Attr a\nenddef\n";
+    writeFile("many.atr", sText);
+    Process process([] {
+        Attributes few, all;
+        if (load(few, "Attr a\nenddef\n")) return 1;  // takes the stack that loading needs
+        const rlimit none{0, 0};
+        if (setrlimit(RLIMIT_DATA, &none)) return 2;
+        if (all.loadAttributes("many.atr") || !all.bLoaded) return 3;
+        return all.vAttributes.uSize == 20'000 ? 77 : 0;
+    });
+    const int iResult = process.wait();
+    if (iResult == 77) GTEST_SKIP() << "the limit has no effect here";
+    EXPECT_EQ(iResult, 0);
+    EXPECT_FALSE(contains(takeLog(), "emory"));
 }
 
 }  // namespace
