@@ -124,11 +124,19 @@ bool NBitmap::isRefused(const char* szFile) {
 }
 
 bool NBitmap::saveToFile(const char* szFile) const {
+    struct stat status {};
+    const bool bKept = !uSize && !stat(szFile, &status) && S_ISREG(status.st_mode);
     OutputFile file;
     if (file.open(szFile, OUTPUT_FILE_OR_PIPE)) {
         ReportErrorFormat("Failed to open file: %s", Printable(szFile).text());
         fileError(szFile, errno);
         return true;
+    }
+    if (bKept) {
+        NLogger::LogMessage("No image was written: %s\n", Printable(szFile).text());
+        inputWarning(szFile, 0, nullptr, "left as it was: a picture of %u x %u pixels replaces no file", uWidth,
+                     uHeight);
+        return false;
     }
     if (writeImage(file.stream(), *this) || file.commit()) {
         ReportError("Failed to write to file");

@@ -46,7 +46,8 @@ class NBitmap {
     /// True when saveToFile() could not write this file now, which is logged. Ask before rendering for hours.
     [[nodiscard]] static bool isRefused(const char* szFile);
 
-    /// Writes an uncompressed 24-bit BMP file, whole or not at all. True on failure, which is logged.
+    /// Writes an uncompressed 24-bit BMP file, whole or not at all. True on failure, which is logged. An image without
+    /// pixels replaces no regular file: that one is left as it was, which is logged, and is no failure.
     [[nodiscard]] bool saveToFile(const char* szFile) const;
 
     /// Reads an uncompressed 24-bit BMP file into an empty bitmap. True on failure, which is logged.

@@ -90,6 +90,24 @@ TEST_F(BitmapTest, BrokenFilesAreRefused) {
     }
 }
 
+TEST_F(BitmapTest, AnImageWithoutPixelsReplacesNoFile) {
+    NBitmap image, empty, flat;
+    const std::string sOld = save(image, 5, 3, 1);
+    ASSERT_FALSE(empty.create(0, 0) || flat.create(7, 0));
+    std::filesystem::create_symlink("image.bmp", "link.bmp");
+    for (const NBitmap* pImage : {&empty, &flat}) {
+        EXPECT_FALSE(pImage->saveToFile("link.bmp"));
+        EXPECT_EQ(readFile("image.bmp"), sOld);
+        const std::string sSize = pImage == &flat ? "7 x 0" : "0 x 0", sLog = takeLog();
+        EXPECT_TRUE(contains(sLog, "No image was written: link.bmp\n")) << sLog;
+        EXPECT_TRUE(contains(sLog, "link.bmp: warning: left as it was: a picture of " + sSize + " pixels")) << sLog;
+        const std::string sNew = sSize + ".bmp";
+        EXPECT_FALSE(pImage->saveToFile(sNew.c_str()));
+        EXPECT_EQ(readFile(sNew).size(), 54u) << "where no file is the steps are the usual ones";
+    }
+    EXPECT_EQ(list(), (std::vector<std::string>{"0 x 0.bmp", "7 x 0.bmp", "image.bmp", "link.bmp"}));
+}
+
 TEST_F(BitmapTest, ImagesThatCannotBeAreRefused) {
     for (const auto& [uWidth, uHeight] : {std::pair{40000u, 40000u}, {0xFFFFFFFFu, 1u}, {1u, 0xFFFFFFFFu}}) {
         NBitmap image;
