@@ -3,14 +3,20 @@
 #include <memory>
 
 #include "accel/queries/RayQueries.h"
+#include "base/InputReport.h"
 #include "scene/Scene.h"
 
 int main(int iCount, char** pArguments) {
+    if (iCount != 2) {
+        fprintf(stderr, "Usage: shoot-rays FILE.brs\nLooks at a mesh along the z axis, from its middle.\n");
+        return 2;
+    }
+    Velk::setInputSink([](bool, const char* szReport) { fprintf(stderr, "%s\n", szReport); });
     Scene scene;
-    if (iCount != 2 || scene.loadScene(pArguments[1])) return 1;
+    if (scene.loadScene(pArguments[1])) return 1;
     scene.preprocessScene();  // scales the mesh: its longest side is 10000 now
     RayQueries queries;
-    queries.kdTree.sCacheFile.clear();  // keeps no file
+    queries.kdTree.sCacheFile.clear();  // keeps no file and prints nothing
     if (queries.build(scene, false)) return 1;
 
     const Velk::NMVector3f v3Size = scene.boxScene.v3Max - scene.boxScene.v3Min;

@@ -20,7 +20,6 @@ constexpr uint32_t TREE_ALIGNMENT = 32;
 bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     release();
     pScene = pNewScene;
-    printf("Loading kdtree from file...");
     Velk::NDataVector<KDTreeNode> nodes;
     const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
     nodes.Release();
@@ -34,18 +33,19 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 
 // Reads the nodes from the cache file or builds and saves them, in index form.
 bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
-    if (!bResetCache && !sCacheFile.empty() && loadTree(sCacheFile.c_str(), &nodes)) {
+    const bool bCached = !sCacheFile.empty();  // otherwise nothing is said: standard output is the owner's
+    if (bCached) printf("Loading kdtree from file...");
+    if (!bResetCache && bCached && loadTree(sCacheFile.c_str(), &nodes)) {
         printf(" OK\n");
         warnIfOutdated(sCacheFile.c_str(), *pScene);  // behind the line, which must stay in one piece
         return false;
     }
-    printf(bResetCache ? " RESET\n" : " FAILED\n");
-    printf("Building kdtree...\n");
+    if (bCached) printf("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
     // Half a megabyte, which the stack may not have.
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
     if (!pBuilder || pBuilder->build()) return true;
     pBuilder.reset();
-    if (!sCacheFile.empty()) saveTree(sCacheFile.c_str(), nodes);
+    if (bCached) saveTree(sCacheFile.c_str(), nodes);
     return false;
 }
 

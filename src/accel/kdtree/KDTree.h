@@ -30,15 +30,16 @@ class KDTree : public FaceLists {
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
     mutable Velk::NAlignedArray<StackEntry> vStack;  // scratch of the query that runs
-    std::string sCacheFile = "kdtree.tmp";           // where buildTree looks for the tree and leaves it; empty: nowhere
+    std::string sCacheFile = "kdtree.tmp";           // where buildTree looks for the tree and leaves it
 
     KDTree() = default;
     ~KDTree() { release(); }
     KDTree(const KDTree&) = delete;
     KDTree& operator=(const KDTree&) = delete;
 
-    /// Loads or builds the tree of a preprocessed scene, which must outlive it. Without memory it stays empty, which is
-    /// logged, and true is returned.
+    /// Loads or builds the tree of a preprocessed scene, which must outlive it, and says so on standard output. Without
+    /// memory it stays empty, which is logged, and true is returned. With an empty sCacheFile it touches no file and
+    /// prints nothing.
     [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache);
 
     /// Frees everything; every query misses then.
