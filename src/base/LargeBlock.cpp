@@ -1,4 +1,4 @@
-// Large blocks of memory: their pages, and what becomes of freed ones.
+// Large blocks of memory: their pages, what becomes of freed ones, and the stack.
 #include "base/LargeBlock.h"
 
 #include <sys/mman.h>
@@ -6,11 +6,39 @@
 #include <climits>
 #include <memory>
 
+#include "base/InputReport.h"
+
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
 
 namespace Velk {
+
+namespace {
+
+// An OutputFile and a TextWriter take most of it.
+constexpr size_t STACK_NEEDED = 224 * 1024;
+
+__attribute__((noinline)) void touchStack() {
+    char block[STACK_NEEDED];
+    volatile char* const pBlock = block;
+    constexpr size_t PAGE = 4096;
+    for (size_t u = STACK_NEEDED; u >= PAGE; u -= PAGE) pBlock[u - PAGE] = 0;  // downwards, as a stack grows
+}
+
+}  // namespace
+
+bool reserveStack() {
+    // The system refuses a block where it would refuse the stack, but says so.
+    void* pBlock = mmap(nullptr, STACK_NEEDED, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pBlock == MAP_FAILED) {
+        memoryError(STACK_NEEDED, "the stack");
+        return true;
+    }
+    munmap(pBlock, STACK_NEEDED);
+    touchStack();
+    return false;
+}
 
 void preferLargePages(void* pBlock, size_t uBytes) {
 #ifdef MADV_HUGEPAGE

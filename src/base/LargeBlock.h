@@ -12,4 +12,9 @@ void preferLargePages(void* pBlock, size_t uBytes);
 /// construction leaves is then not cleared once more for the boxes. For a whole process, once, when it starts.
 void keepFreedMemory();
 
+/// Makes the calling thread's stack as large as loading, rendering and writing files need, while there is memory. Where
+/// a limit of memory is reached, a stack that has to grow ends the process without a word. True when there is too
+/// little memory for it, which is reported.
+[[nodiscard]] bool reserveStack();
+
 }  // namespace Velk

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "base/InputReport.h"
+#include "base/LargeBlock.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 #include "render/StreamShader.h"
@@ -17,6 +18,7 @@ RayTracer::RayTracer() : pShader(new (std::nothrow) StreamShader({scene, attribu
 RayTracer::~RayTracer() = default;
 
 bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
+    if (Velk::reserveStack()) return true;
     if (szSceneDescFile) {
         constexpr size_t uSize = sizeof(parameters.szDescFile);
         if (strnlen(szSceneDescFile, uSize) == uSize || strnlen(parameters.szDescFile, uSize) == uSize) {

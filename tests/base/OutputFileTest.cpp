@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 
+#include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Process.h"
 
@@ -119,6 +121,24 @@ TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {
     fputs("whole", live.stream());
     EXPECT_FALSE(live.commit());
     EXPECT_EQ(readFile("picture"), "whole");
+}
+
+// A stack that has to grow when memory has run out ends the process. Loading any scene makes it large enough.
+TEST_F(OutputFileTest, AFileNeedsNoStackThatLoadingDidNotReserve) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "no limit of memory under a sanitizer";
+#endif
+    Process process([] {
+        RayTracer rayTracer;
+        static_cast<void>(rayTracer.load("missing", true));
+        const rlimit none{0, 0};
+        if (setrlimit(RLIMIT_AS, &none)) return 1;
+        static_cast<void>(write("picture", "text"));  // may fail for want of memory
+        if (!rayTracer.load("missing", true)) return 2;
+        return 0;
+    });
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_TRUE(*RT_EMULATOR || contains(takeLog(), " bytes for the stack\n"));
 }
 
 // The others start files of their own, which removes what looks abandoned.
