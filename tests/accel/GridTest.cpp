@@ -175,19 +175,23 @@ TEST_F(UniformGrid, WalkTakesZBeforeYBeforeXAtACornerAndEndsAtTheBound) {
 TEST_F(UniformGrid, HostileMeshesAndRaysAreAnswered) {
     constexpr float INF = std::numeric_limits<float>::infinity(), NOT = std::numeric_limits<float>::quiet_NaN();
     Random random(5);
-    Mesh point, line, empty, wide, far = makeSoup(random, 100, 3.0f);
+    Mesh point, line, empty, wide, needles, far = makeSoup(random, 100, 3.0f);
     point.add({1, 2, 3}, {1, 2, 3}, {1, 2, 3});
     for (const float x : {0.0f, 2e12f}) line.add({x, 0, 0}, {x, 1, 0}, {x, 0, 0.1f});
     empty.vVertices = {{0, 0, 0}, {1, 1, 1}};
     wide.add({-3e38f, 0, 0}, {3e38f, 0, 0}, {0, 3e38f, 1});
+    for (float f = 0.0f; f < 73.0f; ++f) needles.add({f, 0, 0}, {2e7f - f, 0.01f, 0}, {1e7f, 0, 0.01f});
     far.vVertices.push_back({3e38f, 3e38f, 3e38f});
     for (NMVector3f& v3 : far.vVertices) v3 = v3 + NMVector3f{1e7f, 0, -1e7f};
-    for (const Mesh& mesh : {point, line, empty, wide, far}) {
+    for (const Mesh& mesh : {point, line, empty, wide, needles, far}) {
         Scene scene;
         loadMesh(scene, mesh);
         Grid grid;
         ASSERT_FALSE(grid.createSubdivision(&scene, true));
         EXPECT_LE(grid.hashes.uCount, 1u << 22);
+        size_t uListings = 0;
+        for (const Grid::FaceIndices& record : grid.cells) uListings += record.uSize;
+        EXPECT_LE(uListings, 1u << 24) << "a few long faces cost seconds and a gigabyte";
         RayTestOutput hit;
         for (const NMVector3f& v3 : {NMVector3f{0, 0, 0}, NMVector3f{NOT, 1, NOT}, NMVector3f{INF, 0, -INF},
                                      NMVector3f{1e-38f, 1, 0}, NMVector3f{3e38f, -3e38f, 1}}) {

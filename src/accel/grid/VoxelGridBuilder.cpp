@@ -23,6 +23,10 @@ constexpr uint32_t FACE_STEP = 4;
 // allowed.
 constexpr uint32_t VOXELS_GRANTED = 1u << 22;
 
+// In such a box a few long faces overlap most of millions of voxels, and listing them takes as many tests, and up to
+// twelve bytes in memory and file for each. This many tests are always allowed, and so many for each face.
+constexpr double TESTS_GRANTED = 1u << 24, TESTS_PER_FACE = 64.0;
+
 // A voxel's centre, its half-extent and a vertex relative to the centre are each rounded by half an ulp of the largest
 // coordinate. This is more than their sum.
 constexpr float BOUNDS_MARGIN = 8.0f * FLT_EPSILON;
@@ -79,14 +83,23 @@ class FaceLister {
         return bFailed;
     }
 
+    // How many voxels list() tests for all faces together.
+    double countTests() const {
+        double dTests = 0.0;
+        for (const FaceData& face : grid.pScene->vFaces) {
+            uint32_t uFirst[3], uEnd[3];
+            findVoxels(face, uFirst, uEnd);
+            dTests += double{1} * (uEnd[0] - uFirst[0]) * (uEnd[1] - uFirst[1]) * (uEnd[2] - uFirst[2]);
+        }
+        return dTests;
+    }
+
     // Appends the voxels that a face overlaps, in voxel order. True when out of memory.
     bool list(uint32_t uFace, Velk::NDataVector<Listing>& listings) const {
         const FaceData& face = grid.pScene->vFaces[uFace];
         const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
         uint32_t uFirst[3], uEnd[3];
-        for (unsigned a = 0; a < 3; ++a) {
-            rows[a].findRange(std::min({A[a], B[a], C[a]}), std::max({A[a], B[a], C[a]}), uFirst[a], uEnd[a]);
-        }
+        findVoxels(face, uFirst, uEnd);
         const auto uDimX = static_cast<uint32_t>(grid.subdivDim[0]), uDimZ = static_cast<uint32_t>(grid.subdivDim[2]);
         NMVector3f v3Centre, v3Half;
         for (uint32_t y = uFirst[1]; y < uEnd[1]; ++y) {
@@ -108,6 +121,14 @@ class FaceLister {
     }
 
  private:
+    // The voxels from uFirst up to uEnd, on each axis, that a face can touch.
+    void findVoxels(const FaceData& face, uint32_t (&uFirst)[3], uint32_t (&uEnd)[3]) const {
+        const NMVector3f &A = face.pA->v3Position, &B = face.pB->v3Position, &C = face.pC->v3Position;
+        for (unsigned a = 0; a < 3; ++a) {
+            rows[a].findRange(std::min({A[a], B[a], C[a]}), std::max({A[a], B[a], C[a]}), uFirst[a], uEnd[a]);
+        }
+    }
+
     const VoxelGrid& grid;
     VoxelRow rows[3];
 };
@@ -133,30 +154,58 @@ bool sortListings(const Velk::NDataVector<Listing>& listings, VoxelGrid& grid) {
     return false;
 }
 
-// About one voxel for each face, as close to cubes as the box allows.
-void chooseResolution(VoxelGrid& grid) {
+void sizeVoxels(VoxelGrid& grid) {
+    const NMVector3f S = grid.v3Max - grid.v3Min;
+    for (unsigned a = 0; a < 3; ++a) grid.v3Size[a] = S[a] / static_cast<float>(grid.subdivDim[a]);
+}
+
+void halveLongestAxis(VoxelGrid& grid) {
+    *std::max_element(grid.subdivDim, grid.subdivDim + 3) /= 2;
+}
+
+// About one voxel for each face, as close to cubes as the box allows. True when it is too thin on an axis for one.
+bool chooseResolution(VoxelGrid& grid) {
     grid.v3Min = grid.pScene->boxScene.v3Min;
     grid.v3Max = grid.pScene->boxScene.v3Max;
     const uint32_t uFaces = grid.pScene->vFaces.uCount;
     const NMVector3f S = grid.v3Max - grid.v3Min;
     // The double function, rounded once: the single-precision one differs in the last bit between C libraries.
     const float k = static_cast<float>(cbrt(static_cast<double>(static_cast<float>(uFaces) / (S.x * S.y * S.z))));
-    for (unsigned a = 0; a < 3; ++a) grid.subdivDim[a] = std::max(1, Velk::truncateToInt(S[a] * k));
-
+    bool bThin = false;
+    for (unsigned a = 0; a < 3; ++a) {
+        const int32_t iVoxels = Velk::truncateToInt(S[a] * k);
+        bThin = bThin || iVoxels < 1;
+        grid.subdivDim[a] = std::max(1, iVoxels);
+    }
     const double dMost = std::min(std::max(double{VOXELS_GRANTED}, 2.0 * uFaces), double{INT32_MAX});
     while (double{1} * grid.subdivDim[0] * grid.subdivDim[1] * grid.subdivDim[2] > dMost) {
-        *std::max_element(grid.subdivDim, grid.subdivDim + 3) /= 2;
+        halveLongestAxis(grid);
     }
-    for (unsigned a = 0; a < 3; ++a) grid.v3Size[a] = S[a] / static_cast<float>(grid.subdivDim[a]);
+    sizeVoxels(grid);
+    return bThin;
+}
+
+// Prepares the rows of voxels, and makes those of a thin box fewer until listing is affordable. True when out of
+// memory.
+bool makeRows(VoxelGrid& grid, bool bThin, FaceLister& lister) {
+    if (lister.create()) return true;
+    const double dMost = std::max(TESTS_GRANTED, TESTS_PER_FACE * grid.pScene->vFaces.uCount);
+    while (bThin && lister.countTests() > dMost) {
+        halveLongestAxis(grid);
+        sizeVoxels(grid);
+        if (lister.create()) return true;
+    }
+    return false;
 }
 
 }  // namespace
 
 bool buildVoxelGrid(VoxelGrid& grid) {
-    chooseResolution(grid);
-    const int32_t iVoxels = grid.subdivDim[0] * grid.subdivDim[1] * grid.subdivDim[2];
+    const bool bThin = chooseResolution(grid);
     FaceLister lister(grid);
-    if (grid.hashes.allocate(static_cast<uint32_t>(iVoxels), HASH_ALIGNMENT) || lister.create()) return true;
+    if (makeRows(grid, bThin, lister)) return true;
+    const int32_t iVoxels = grid.subdivDim[0] * grid.subdivDim[1] * grid.subdivDim[2];
+    if (grid.hashes.allocate(static_cast<uint32_t>(iVoxels), HASH_ALIGNMENT)) return true;
     Velk::NDataVector<Listing> listings;
     bool bFailed = listings.create(FIRST_LISTINGS, FIRST_LISTINGS);
     for (uint32_t u = 0; u < grid.pScene->vFaces.uCount && !bFailed; ++u) bFailed = lister.list(u, listings);
