@@ -23,6 +23,7 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
         constexpr size_t uSize = sizeof(parameters.szDescFile);
         if (strnlen(szSceneDescFile, uSize) == uSize || strnlen(parameters.szDescFile, uSize) == uSize) {
             ReportError("Invalid string: 'szSceneDescFile' or 'parameters.szDescFile'");
+            Velk::inputError("scene", 0, nullptr, "a path of at most %zu bytes expected", uSize - 1);
             return true;
         }
         Velk::copyText(parameters.szDescFile, uSize, szSceneDescFile);

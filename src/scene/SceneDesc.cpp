@@ -29,6 +29,7 @@ void checkPath(const char* szFile, unsigned uLine, const char* szWhat, const cha
 bool SceneDesc::loadDescription(const char* szFile) {
     if (strnlen(szFile, sizeof(szSceneFile)) >= sizeof(szSceneFile)) {
         ReportError("Invalid string: 'szFile'");
+        Velk::inputError("scene", 0, nullptr, "a path of at most %zu bytes expected", sizeof(szSceneFile) - 1);
         return true;
     }
     const Velk::NRaiiFile file(Velk::openInput(szFile));
