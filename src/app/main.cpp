@@ -10,6 +10,7 @@
 #include "app/Signals.h"
 #include "base/LargeBlock.h"
 #include "base/NLogger.h"
+#include "base/Progress.h"
 
 using Velk::NLogger;
 
@@ -27,11 +28,11 @@ void runLocal() {
     removeFilesOnSignals();
     if (g_rt.load(nullptr, false) || Velk::NBitmap::isRefused(g_rt.parameters.szOutFile)) return;
     if (g_rt.preprocessScene()) return;
-    printf("Preprocess done\n");
+    Velk::printProgress("Preprocess done\n");
     const int64_t iStart = readClock();
     if (g_rt.run()) return;
     const double dSeconds = static_cast<double>(static_cast<uint64_t>(readClock() - iStart)) / 1000000000.0;
-    printf("Time: %f\n", dSeconds);
+    Velk::printProgress("Time: %f\n", dSeconds);
     NLogger::LogMessage("Time: %f\n", dSeconds);
     g_rt.release();
 }
@@ -68,6 +69,7 @@ int run(int argc, const char** argv) {
 int main(int argc, const char** argv) {
     constexpr const char* LOG_FILE = "RayTracer.log";
     prepareProcess();
+    Velk::setProgressSink([](const char* szText) { fputs(szText, stdout); });
     Velk::keepFreedMemory();
     if (NLogger::InitLogger(LOG_FILE, true)) {
         fprintf(stderr, "%s: %s: this run has no log and no messages\n", LOG_FILE, strerror(errno));

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/NLogger.h"
+#include "base/Progress.h"
 #include "net/ClientSlots.h"
 #include "net/Protocol.h"
 
@@ -146,7 +147,8 @@ void* ServerProc(void* pSlot) {
     server.init(*board.pParameters, slot.client);
     while (Task* pTask = board.takeTask()) {
         slot.pSlots->taskTaken(slot, *pTask);
-        printf("Current task: %d/%d\n", static_cast<int>(pTask->uId + 1), static_cast<int>(board.vTasks.uSize));
+        Velk::printProgress("Current task: %d/%d\n", static_cast<int>(pTask->uId + 1),
+                            static_cast<int>(board.vTasks.uSize));
         if (server.run(*pTask)) {
             board.giveBack(*pTask);
             break;

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "base/NLogger.h"
+#include "base/Progress.h"
 
 namespace fs = std::filesystem;
 
@@ -27,6 +28,7 @@ FileTest::FileTest() : sOldDirectory(fs::current_path()), sDirectory(temporaryRo
     if (!mkdtemp(sDirectory.data())) abort();
     fs::current_path(sDirectory);
     EXPECT_EQ(Velk::NLogger::InitLogger("test.log", false), 0u);
+    Velk::setProgressSink([](const char* szText) { fputs(szText, stdout); });
 }
 
 FileTest::~FileTest() {

@@ -9,13 +9,8 @@
 #include "accel/CacheFile.h"
 #include "accel/build/KDTreeBuilder.h"
 #include "base/InputReport.h"
+#include "base/Progress.h"
 #include "scene/Scene.h"
-
-namespace {
-
-constexpr uint32_t TREE_ALIGNMENT = 32;
-
-}  // namespace
 
 bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     release();
@@ -34,13 +29,13 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 // Reads the nodes from the cache file or builds and saves them, in index form.
 bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
     const bool bCached = !sCacheFile.empty();  // otherwise nothing is said: standard output is the owner's
-    if (bCached) printf("Loading kdtree from file...");
+    if (bCached) Velk::printProgress("Loading kdtree from file...");
     if (!bResetCache && bCached && loadTree(sCacheFile.c_str(), &nodes)) {
-        printf(" OK\n");
+        Velk::printProgress(" OK\n");
         warnIfOutdated(sCacheFile.c_str(), *pScene);  // behind the line, which must stay in one piece
         return false;
     }
-    if (bCached) printf("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
+    if (bCached) Velk::printProgress("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
     // Half a megabyte, which the stack may not have.
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
     if (!pBuilder || pBuilder->build()) return true;
@@ -50,7 +45,7 @@ bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
 }
 
 bool KDTree::link(const Velk::NDataVector<KDTreeNode>& nodes) {
-    if (vNodes.allocate(nodes.uSize, TREE_ALIGNMENT) || vStack.allocate(STACK_SIZE, TREE_ALIGNMENT)) return true;
+    if (vNodes.allocate(nodes.uSize, TREE_ALIGNMENT)) return true;
     assert(nodes.uSize > 0);  // an empty scene has a root, too
     for (uint32_t u = 0; u < nodes.uSize; ++u) {
         vNodes[u] = nodes[u];
@@ -62,7 +57,6 @@ bool KDTree::link(const Velk::NDataVector<KDTreeNode>& nodes) {
 
 void KDTree::release() {
     vNodes.Release();
-    vStack.Release();
     vFacesList.Release();
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;

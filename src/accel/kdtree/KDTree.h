@@ -13,9 +13,10 @@
 class Scene;
 
 /// The kd-tree over a scene's faces that defines the answer of every ray query: built with a surface-area heuristic or
-/// reloaded from its cache file. Serves one query at a time; RayQueries asks many rays at once.
+/// reloaded from its cache file. Queries may run in any number of threads at once, each with a stack of its own.
 class KDTree : public FaceLists {
  public:
+    static constexpr uint32_t TREE_ALIGNMENT = 32;
     static constexpr unsigned STACK_SIZE = 64;  // 21 far children, one skipped entry for each, and the two ends
 
     /// A point of the ray on the traversal stack, and the subtree whose segment starts there.
@@ -29,8 +30,7 @@ class KDTree : public FaceLists {
     const Scene* pScene = nullptr;
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
-    mutable Velk::NAlignedArray<StackEntry> vStack;  // scratch of the query that runs
-    std::string sCacheFile = "kdtree.tmp";           // where buildTree looks for the tree and leaves it
+    std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
 
     KDTree() = default;
     ~KDTree() { release(); }
@@ -68,8 +68,10 @@ class KDTree : public FaceLists {
  private:
     bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
-    bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist) const;
+    bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,
+              StackEntry* vStack) const;
 
     template <typename VisitLeaf>
-    bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, const VisitLeaf& visitLeaf) const;
+    bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, StackEntry* vStack,
+                  const VisitLeaf& visitLeaf) const;
 };

@@ -12,6 +12,7 @@
 #include "base/NewArray.h"
 #include "base/OutputFile.h"
 #include "base/Printable.h"
+#include "base/Progress.h"
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
@@ -176,25 +177,25 @@ bool KDTree::walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const {
         const bool bLow = walkthroughNodes(uFace, pChild);
         const bool bHigh = walkthroughNodes(uFace, pChild + 1);
         if (bLow && bHigh) {
-            printf("Node index: %d, with two children: %d & %d.\n", indexOf(pNode), indexOf(pChild),
-                   indexOf(pChild + 1));
+            Velk::printProgress("Node index: %d, with two children: %d & %d.\n", indexOf(pNode), indexOf(pChild),
+                                indexOf(pChild + 1));
         } else if (bLow || bHigh) {
-            printf("Node index: %d.\n", indexOf(pNode));
+            Velk::printProgress("Node index: %d.\n", indexOf(pNode));
         }
         return bLow || bHigh;
     }
     if (!pNode->hasReference() || !walkthroughFacesList(uFace, &vFacesList[pNode->list()])) return false;
-    printf("Node index: %d.\n", indexOf(pNode));
+    Velk::printProgress("Node index: %d.\n", indexOf(pNode));
     return true;
 }
 
 bool KDTree::walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) const {
     const int iEntry = static_cast<int>(pEntry - vFacesList.pData);
     if (pEntry->uFace == uFace) {
-        printf("-------\nFace list index: %d, found!\n", iEntry);
+        Velk::printProgress("-------\nFace list index: %d, found!\n", iEntry);
         return true;
     }
     if (pEntry->next == NO_INDEX || !walkthroughFacesList(uFace, &vFacesList[pEntry->next])) return false;
-    printf("Face list index: %d.\n", iEntry);
+    Velk::printProgress("Face list index: %d.\n", iEntry);
     return true;
 }

@@ -8,7 +8,7 @@ using Velk::NMVector3f;
 
 // Clips the ray to the scene's box by the slab method and sets up the two ends of the stack. True when the ray misses
 // the box.
-bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) const {
+bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist, StackEntry* vStack) const {
     const Velk::BoxAABB& box = pScene->boxScene;
     for (unsigned a = 0; a < 3; ++a) {
         if (v3Dir[a] < 0.0f ? v3Origin[a] < box.v3Min[a] : v3Origin[a] > box.v3Max[a]) return true;
@@ -35,7 +35,8 @@ bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMa
 // (2000): each stack entry is the point where the ray crosses a split plane. visitLeaf(leaf, exit t) ends the walk by
 // returning true. One step reads eight bytes of node and two coordinates of stack.
 template <typename VisitLeaf>
-bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const VisitLeaf& visitLeaf) const {
+bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, StackEntry* vStack,
+                      const VisitLeaf& visitLeaf) const {
     uint32_t enPt = 0, exPt = 1;
     for (const KDTreeNode* pNode = pRoot; pNode;) {
         while (!pNode->isLeaf()) {
@@ -70,11 +71,12 @@ bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, const
 
 const FaceData* KDTree::findNearestFace(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist,
                                         RayTestOutput* pOut) const {
-    if (!pRoot || clip(v3Origin, v3Dir, fMaxDist)) return nullptr;
+    alignas(TREE_ALIGNMENT) StackEntry vStack[STACK_SIZE];
+    if (!pRoot || clip(v3Origin, v3Dir, fMaxDist, vStack)) return nullptr;
     const FaceData* pNearest = nullptr;
     // A face met beyond the leaf's exit is left to the leaf where it is met; so the first leaf with a hit has the
     // nearest.
-    traverse(v3Origin, v3Dir, [&](const KDTreeNode& leaf, float fExit) {
+    traverse(v3Origin, v3Dir, vStack, [&](const KDTreeNode& leaf, float fExit) {
         float fBound = fExit;
         for (uint32_t u = leaf.list(); u != NO_INDEX; u = vFacesList[u].next) {
             const FaceData* pFace = &pScene->vFaces[vFacesList[u].uFace];
@@ -91,9 +93,10 @@ const FaceData* KDTree::findNearestFace(const NMVector3f& v3Origin, const NMVect
 
 bool KDTree::findObstacle(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMaxDist) const {
     if (!pRoot) return false;
+    alignas(TREE_ALIGNMENT) StackEntry vStack[STACK_SIZE];
     vStack[0] = {nullptr, 0.0f, v3Origin, 0};
     vStack[1] = {nullptr, fMaxDist, v3Origin + v3Dir * fMaxDist, 0};
-    return traverse(v3Origin, v3Dir, [&](const KDTreeNode& leaf, float) {
+    return traverse(v3Origin, v3Dir, vStack, [&](const KDTreeNode& leaf, float) {
         for (uint32_t u = leaf.list(); u != NO_INDEX; u = vFacesList[u].next) {
             RayTestOutput hit;
             if (pScene->testTriangle(&pScene->vFaces[vFacesList[u].uFace], v3Origin, v3Dir, fMaxDist, &hit))

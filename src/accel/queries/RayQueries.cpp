@@ -121,11 +121,11 @@ TraversalData RayQueries::traversalData() const {
             {box.v3Max.x, box.v3Max.y, box.v3Max.z}};
 }
 
-void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
+uint32_t RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
     assert(stream.uCount <= RayStream::CAPACITY);
     std::fill_n(pFaces, stream.uCount, NO_INDEX);
-    counts.uRays += stream.uCount;
-    if (!kdTree.pRoot) return;
+    uint32_t uOpen = 0;
+    if (!kdTree.pRoot) return uOpen;
     const TraversalData data = traversalData();
     HitLanes hits{};
     forEachPacket(stream, [&](uint32_t uFirst, uint64_t uMask) {
@@ -140,27 +140,29 @@ void RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, Ray
         });
         forEachLane(answer.uOpen, [&](unsigned uLane) {
             const uint32_t u = uFirst + uLane;
-            ++counts.uOpen;
+            ++uOpen;
             const FaceData* pFace =
                 kdTree.findNearestFace(stream.origin(u), stream.dir(u), stream.fMaxDist[u], &pHits[u]);
             if (pFace) pFaces[u] = static_cast<uint32_t>(pFace - kdTree.pScene->vFaces.pData);
         });
     });
+    return uOpen;
 }
 
-void RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
+uint32_t RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
     assert(stream.uCount <= RayStream::CAPACITY);
     std::fill_n(pBlocked, stream.uCount, false);
-    counts.uRays += stream.uCount;
-    if (!kdTree.pRoot) return;
+    uint32_t uOpen = 0;
+    if (!kdTree.pRoot) return uOpen;
     const TraversalData data = traversalData();
     forEachPacket(stream, [&](uint32_t uFirst, uint64_t uMask) {
         const KernelAnswer answer = pKernel->pfnObstacles(data, raysFrom(stream, uFirst), uMask);
         forEachLane(answer.uHit, [&](unsigned uLane) { pBlocked[uFirst + uLane] = true; });
         forEachLane(answer.uOpen, [&](unsigned uLane) {
             const uint32_t u = uFirst + uLane;
-            ++counts.uOpen;
+            ++uOpen;
             pBlocked[u] = kdTree.findObstacle(stream.origin(u), stream.dir(u), stream.fMaxDist[u]);
         });
     });
+    return uOpen;
 }

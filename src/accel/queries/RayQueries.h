@@ -12,18 +12,12 @@
 class Scene;
 
 /// Answers ray queries about a scene, whole streams of rays at once. The kd-tree defines the answers. A kernel for this
-/// machine finds them in a hierarchy of boxes and confirms them; the few rays that it leaves open walk the tree.
+/// machine finds them in a hierarchy of boxes and confirms them; the few rays that it leaves open walk the tree. After
+/// build() all const operations may run in any number of threads at once.
 class RayQueries {
  public:
     KDTree kdTree;
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries
-
-    /// Rays that streams asked about, and how many of them the kernel left open to the tree.
-    struct Counts {
-        uint64_t uRays = 0;
-        uint64_t uOpen = 0;
-    };
-    mutable Counts counts;
 
     RayQueries() = default;
     ~RayQueries() { release(); }
@@ -40,11 +34,12 @@ class RayQueries {
 
     /// KDTree::findNearestFace for every ray of a stream: the hit face's index or NO_INDEX in pFaces[ray], and the hit
     /// record of a ray that hit in pHits[ray]. Requires room for stream.uCount of each, as findObstacles() does. Faster
-    /// than one by one, with the same answers to the last bit.
-    void findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const;
+    /// than one by one, with the same answers to the last bit. Returns how many rays the kernel left to the tree.
+    uint32_t findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const;
 
-    /// KDTree::findObstacle for every ray of a stream, in pBlocked[ray].
-    void findObstacles(const RayStream& stream, bool* pBlocked) const;
+    /// KDTree::findObstacle for every ray of a stream, in pBlocked[ray]. Returns how many rays the kernel left to the
+    /// tree.
+    uint32_t findObstacles(const RayStream& stream, bool* pBlocked) const;
 
     /// Memory of the boxes and of the lists beside them, not of the tree.
     size_t bytes() const;

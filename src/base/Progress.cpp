@@ -1,0 +1,31 @@
+// Progress of long operations, to whoever wants to know.
+#include "base/Progress.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+
+namespace Velk {
+
+namespace {
+
+std::atomic<ProgressSink> g_pfnSink{nullptr};
+
+}  // namespace
+
+void setProgressSink(ProgressSink pfnSink) {
+    g_pfnSink = pfnSink;
+}
+
+void printProgress(const char* szFormat, ...) {
+    const ProgressSink pfnSink = g_pfnSink;
+    if (!pfnSink) return;
+    char szText[512];
+    va_list args;
+    va_start(args, szFormat);
+    vsnprintf(szText, sizeof(szText), szFormat, args);
+    va_end(args);
+    pfnSink(szText);
+}
+
+}  // namespace Velk
