@@ -67,9 +67,8 @@ bool load(RayTracer& rt, const char* szScene) {
 void renderAllTiles(RayTracer& rt) {
     const uint32_t uPack = rt.parameters.uPackSize;
     std::vector<unsigned char> vTile(size_t{uPack} * uPack * 3);
-    for (uint32_t y = 0; y < rt.parameters.uHeight; y += uPack) {
-        for (uint32_t x = 0; x < rt.parameters.uWidth; x += uPack) rt.calculatePack(x, y, vTile.data());
-    }
+    const TileGrid tiles = rt.frame().tiles(uPack);
+    for (uint64_t u = 0; u < tiles.count(); ++u) rt.calculatePack(tiles.tile(u).x, tiles.tile(u).y, vTile.data());
 }
 
 bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& figures) {
@@ -217,8 +216,7 @@ bool measureSteps(const char* szScene, const BenchOptions& options, SceneFigures
         figures.bKernelsAgree = own.sse2->answers == own.chosen.answers;
     }
     figures.tree.uBytes += rt.queries.bytes();
-    const RayQueries::Counts& counts = rt.queries.counts;
-    if (counts.uRays) figures.dOpen = static_cast<double>(counts.uOpen) / static_cast<double>(counts.uRays);
+    figures.dOpen = own.chosen.tracer.openShare();
     const double dRays = static_cast<double>(frame.uPrimary + frame.uShadow);
     const size_t uStep = static_cast<size_t>(dRays * figures.uFaces / BRUTE_FORCE_TESTS) | 1;  // odd: no columns
     figures.uChecked = static_cast<size_t>(dRays) / uStep;

@@ -11,12 +11,13 @@ TreeTracer::TreeTracer(RayQueries& tracedQueries, const RayKernel* pItsKernel)
 void TreeTracer::prepare(const std::vector<Ray>& vRays) {
     pRays->uCount = 0;
     for (const Ray& ray : vRays) pRays->add(ray.v3Origin, ray.v3Dir, ray.fMaxDist);
+    uRays += pRays->uCount;
 }
 
 void TreeTracer::findNearest() {
     if (pKernel) {
         queries.pKernel = pKernel;
-        queries.findNearestFaces(*pRays, vFaces.data(), vHits.data());
+        uOpen += queries.findNearestFaces(*pRays, vFaces.data(), vHits.data());
         return;
     }
     for (uint32_t u = 0; u < pRays->uCount; ++u) {
@@ -29,7 +30,7 @@ void TreeTracer::findNearest() {
 void TreeTracer::findObstacles() {
     if (pKernel) {
         queries.pKernel = pKernel;
-        queries.findObstacles(*pRays, pBlocked.get());
+        uOpen += queries.findObstacles(*pRays, pBlocked.get());
         return;
     }
     for (uint32_t u = 0; u < pRays->uCount; ++u) {

@@ -32,11 +32,15 @@ class TreeTracer {
     }
     const RayTestOutput& hit(size_t i) const { return vHits[i]; }
 
+    /// Share of all rays so far that the kernel left to the tree.
+    double openShare() const { return uRays ? static_cast<double>(uOpen) / static_cast<double>(uRays) : 0.0; }
+
  private:
     void prepare(const std::vector<Ray>& vRays);
 
     RayQueries& queries;
     const RayKernel* pKernel;  // null: one ray after the other
+    uint64_t uRays = 0, uOpen = 0;
     std::unique_ptr<RayStream> pRays = std::make_unique<RayStream>();
     std::vector<uint32_t> vFaces;
     std::vector<RayTestOutput> vHits;

@@ -1,9 +1,6 @@
-// The life of a render: loading, preprocessing, release.
+// The life of a render: loading, preprocessing, the whole picture, release.
 #include "render/RayTracer.h"
 
-#include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -11,11 +8,9 @@
 #include "base/LargeBlock.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
-#include "render/StreamShader.h"
+#include "base/Progress.h"
 
-RayTracer::RayTracer() : pShader(new (std::nothrow) StreamShader({scene, attributes, lights, queries, parameters})) {}
-
-RayTracer::~RayTracer() = default;
+RayTracer::RayTracer() : pRenderer(new (std::nothrow) TileRenderer(*this, parameters)) {}
 
 bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     if (Velk::reserveStack()) return true;
@@ -29,16 +24,8 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
         Velk::copyText(parameters.szDescFile, uSize, szSceneDescFile);
     }
     if (sceneDesc.loadDescription(parameters.szDescFile)) return true;
-    if (!bOnlyDesc) {
-        queries.release();
-        scene.releaseScene();
-        attributes.releaseAttributes();
-        lights.releaseLights();
-        if (scene.loadScene(sceneDesc.szSceneFile)) return true;
-        if (attributes.loadAttributes(sceneDesc.szAttributesFile)) return true;
-        if (checkAttributes()) return true;
-        if (lights.loadLights(sceneDesc.szLightsFile)) return true;
-    }
+    if (!bOnlyDesc && read(sceneDesc)) return true;
+    if (!bOnlyDesc) checkTextured();
     camera = Camera{};  // a short camera file must not keep values of the scene before, which were scaled
     if (camera.loadCamera(sceneDesc.szCameraFile)) return true;
     if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
@@ -54,33 +41,16 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     return false;
 }
 
-// True when a face refers to a material that does not exist.
-bool RayTracer::checkAttributes() const {
+void RayTracer::checkTextured() const {
     const uint32_t uTextured = parameters.uTexturedAttribute, uAttributes = attributes.vAttributes.uSize;
-    if (uTextured != NO_INDEX && uTextured >= uAttributes) {
-        Velk::inputWarning(sceneDesc.szAttributesFile, 0, nullptr, "no material %u to be textured, there are %u",
-                           uTextured, uAttributes);
-    }
-    for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
-        const uint32_t uAttribute = scene.vFaces[u].uAttribute;
-        if (uAttribute < uAttributes) continue;
-        if (uAttribute == NO_INDEX) {
-            ReportErrorFormat("Invalid scene: face %u has no attribute index\n", u);
-            Velk::inputError(sceneDesc.szSceneFile, 0, nullptr, "no material index for triangle %u", u);
-        } else {
-            ReportErrorFormat("Invalid scene: face %u has attribute index %u, there are %u attributes\n", u, uAttribute,
-                              uAttributes);
-            Velk::inputError(sceneDesc.szSceneFile, 0, nullptr, "triangle %u wants material %u, there are %u in %s", u,
-                             uAttribute, uAttributes, sceneDesc.szAttributesFile);
-        }
-        return true;
-    }
-    return false;
+    if (uTextured == NO_INDEX || uTextured < uAttributes) return;
+    Velk::inputWarning(sceneDesc.szAttributesFile, 0, nullptr, "no material %u to be textured, there are %u", uTextured,
+                       uAttributes);
 }
 
 bool RayTracer::preprocessScene() {
     const auto printLoaded = [](const char* szWhat, bool bLoaded) {
-        printf("%s loaded...%s\n", szWhat, bLoaded ? "OK" : "");
+        Velk::printProgress("%s loaded...%s\n", szWhat, bLoaded ? "OK" : "");
     };
     printLoaded("Scene", scene.bLoaded);
     printLoaded("Camera", camera.bLoaded);
@@ -90,29 +60,61 @@ bool RayTracer::preprocessScene() {
         ReportError("Invalid scene: none was loaded");
         return true;
     }
-    if (!pShader) {
-        Velk::memoryError(sizeof(StreamShader), "shading");
+    if (!pRenderer) {
+        Velk::memoryError(sizeof(TileRenderer), "shading");
         return true;
     }
-    scene.preprocessScene();
+    if (prepare(camera.v3Position, parameters.bResetCache)) return true;
     camera.applyDomainFactor(scene.fDomainFactor);
-    lights.applyDomainFactor(scene.fDomainFactor);
-    const Velk::NMVector3f& v3From = camera.v3Position;
-    const float fFarthestOrigin = std::max({0.0f, fabsf(v3From.x), fabsf(v3From.y), fabsf(v3From.z)});
-    if (queries.build(scene, parameters.bResetCache, fFarthestOrigin)) return true;
-    fMaxDistance = length(camera.v3Position - scene.v3Center) + scene.fDiagonal;
-    v3Eye = camera.v3Position;
-    v3ImageOrigin = camera.v3Screen[0];
-    v3ImageSpanX = camera.v3Screen[1] - camera.v3Screen[0];
-    v3ImageSpanY = camera.v3Screen[2] - camera.v3Screen[0];
+    const Frame view = frameOf(camera, scene, parameters.uWidth, parameters.uHeight);
+    fMaxDistance = view.fMaxDistance;
+    v3Eye = view.v3Eye;
+    v3ImageOrigin = view.v3ImageOrigin;
+    v3ImageSpanX = view.v3ImageSpanX;
+    v3ImageSpanY = view.v3ImageSpanY;
     return false;
+}
+
+Frame RayTracer::frame() const {
+    return {v3Eye, v3ImageOrigin, v3ImageSpanX, v3ImageSpanY, fMaxDistance, parameters.uWidth, parameters.uHeight};
 }
 
 void RayTracer::release() {
     if (bDescOnly) return;
     image.release();
-    scene.releaseScene();
-    attributes.releaseAttributes();
-    lights.releaseLights();
-    queries.release();
+    PreparedScene::release();
+}
+
+bool RayTracer::run() {
+    if (!parameters.uPackSize) {
+        ReportError("Invalid pack size: 0");
+        return true;
+    }
+    Velk::printProgress("width: %u, height: %u\n", parameters.uWidth, parameters.uHeight);
+    image.release();
+    if (image.create(parameters.uWidth, parameters.uHeight)) {
+        ReportErrorFormat("Image too large: %u x %u pixels\n", parameters.uWidth, parameters.uHeight);
+        return true;
+    }
+    const Frame view = frame();
+    const TileGrid tiles = view.tiles(parameters.uPackSize);
+    const size_t uStride = size_t{view.uWidth} * 3;
+    for (uint64_t u = 0; u < tiles.count(); ++u) {
+        const Tile tile = tiles.tile(u);
+        if (!tile.x) Velk::printProgress("%d\n", static_cast<int>(tile.y));
+        pRenderer->render(view, tile, image.pData + tile.y * uStride + size_t{tile.x} * 3, uStride);
+    }
+    static_cast<void>(image.saveToFile(parameters.szOutFile));  // reports its own failures
+    return false;
+}
+
+void RayTracer::calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) {
+    const Frame view = frame();
+    const Tile tile = view.tiles(parameters.uPackSize).tileAt(x, y);
+    pRenderer->render(view, tile, pBuffer, size_t{tile.uColumns} * 3);
+}
+
+Velk::NMVector3f RayTracer::traceRay(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction,
+                                     unsigned uDepth, float fRefractiveIndex) {
+    return pRenderer->traceRay(v3Origin, v3Direction, fMaxDistance, uDepth, fRefractiveIndex);
 }

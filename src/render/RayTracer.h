@@ -1,42 +1,33 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
 
-#include "accel/queries/RayQueries.h"
 #include "base/Bitmap.h"
 #include "base/Vectors.h"
+#include "render/Frame.h"
+#include "render/PreparedScene.h"
 #include "render/RaytracerParameters.h"
-#include "scene/Attributes.h"
+#include "render/TileRenderer.h"
 #include "scene/Camera.h"
-#include "scene/Lights.h"
-#include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 
-class StreamShader;
-
-/// The renderer: owns everything that one render needs.
+/// The program's render: a scene with the description and camera that it came from, the settings, and the image. The
+/// scene's members (scene, attributes, lights, queries) are those of PreparedScene.
 ///
 ///     RayTracer rayTracer;
 ///     rayTracer.parameters.bDirt = true;  // settings come before load()
 ///     if (rayTracer.load("Scenes/scene_descs/room.txt", false) || rayTracer.preprocessScene()) return;
-///     rayTracer.renderTile(x, y, 32, 32, pFirst, uStride);
+///     if (rayTracer.run()) return;
 ///
-/// Order of calls: load, preprocessScene, any number of run, calculatePack, renderTile or traceRay, release. One thread
-/// at a time: even the const operations share scratch memory. To render on several cores, fork after preprocessScene.
-class RayTracer {
+/// Order of calls: load, preprocessScene, any number of run, calculatePack or traceRay, release. It has one renderer
+/// and serves one thread; to render in several, give each a TileRenderer of its own for this scene and for frame().
+class RayTracer : public PreparedScene {
  public:
     RayTracer();
-    ~RayTracer();
 
     Velk::NBitmap image;
     SceneDesc sceneDesc;
-    Scene scene;
     Camera camera;
-    Attributes attributes;
-    Lights lights;
-    RayQueries queries;
     float fMaxDistance = 0.0f;  // longest ray
     bool bDescOnly = false;     // only description and camera were loaded
     Velk::NMVector3f v3Eye{};
@@ -64,18 +55,14 @@ class RayTracer {
 
     /// Renders the tile of uPackSize x uPackSize pixels whose first pixel is (x, y), clipped to the image, into a
     /// buffer of the caller: row by row without gaps, 3 bytes a pixel (blue, green, red). Nothing outside the image.
-    void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) const;
+    void calculatePack(unsigned x, unsigned y, unsigned char* pBuffer);
 
-    /// Renders the tile of uColumns x uRows pixels whose first pixel is (x, y), 3 bytes a pixel (blue, green, red),
-    /// into memory of the caller: the first pixel at pFirst, each row uStride bytes after the one before. Requires a
-    /// tile inside the image.
-    void renderTile(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
-                    size_t uStride) const;
-
-    /// The colour seen along a ray that travels in a medium of the given refractive index, in the range of a pixel: 0
-    /// to 255 and beyond. uDepth counts the reflections and refractions before it.
+    /// TileRenderer::traceRay with the longest ray of this view.
     Velk::NMVector3f traceRay(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Direction, unsigned uDepth,
-                              float fRefractiveIndex) const;
+                              float fRefractiveIndex);
+
+    /// The picture that run() makes, for a TileRenderer.
+    Frame frame() const;
 
     /// Colour and shading normal of a face with the brick texture at a hit. May change the attribute's fKts.
     Velk::NMVector3f procedeTexture(const FaceData* pFace, const RayTestOutput& hit, Velk::NMVector3f v3Point,
@@ -91,9 +78,7 @@ class RayTracer {
                            const FaceData* pExclude, float fMaxDist) const;
 
  private:
-    bool checkAttributes() const;
-    void renderBlock(unsigned x, unsigned y, unsigned uColumns, unsigned uRows, unsigned char* pFirst,
-                     size_t uStride) const;
+    void checkTextured() const;
 
-    std::unique_ptr<StreamShader> pShader;  // null when out of memory; preprocessScene() fails then
+    std::unique_ptr<TileRenderer> pRenderer;  // null when out of memory; preprocessScene() fails then
 };

@@ -1,20 +1,9 @@
-// One ray at a time: its colour, and the exhaustive searches that are the reference for the queries.
-#include <algorithm>
-
+// What a picture does not need of a single ray: the texture step, and the exhaustive searches that judge the queries.
+#include "render/BrickWall.h"
 #include "render/RayTracer.h"
-#include "render/StreamShader.h"
+#include "render/Surface.h"
 
 using Velk::NMVector3f;
-
-NMVector3f RayTracer::traceRay(const NMVector3f& v3Origin, const NMVector3f& v3Direction, unsigned uDepth,
-                               float fRefractiveIndex) const {
-    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // rays of this depth are not followed further
-    RayStream& rays = pShader->rays(uDepth);
-    rays.uCount = 0;
-    rays.add(v3Origin, v3Direction, fMaxDistance);
-    pShader->setMedium(uDepth, 0, fRefractiveIndex);
-    return *pShader->trace(uDepth);
-}
 
 NMVector3f RayTracer::procedeTexture(const FaceData* pFace, const RayTestOutput&, NMVector3f v3Point,
                                      NMVector3f* pNormal, AttributeInstance* pAttribute) const {

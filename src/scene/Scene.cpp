@@ -20,7 +20,6 @@ namespace {
 
 constexpr float BOUNDS_MARGIN = 0.1f;      // so that flat meshes have bounds with a volume
 constexpr float DOMAIN_EXTENT = 10000.0f;  // longest side of the scaled bounds
-constexpr uint32_t FACE_ALIGNMENT = 16;
 
 enum Section { VERTEX_COUNT, VERTICES, TRIANGLE_COUNT, TRIANGLES, ATTRIBUTES, FINISHED };
 
@@ -131,7 +130,7 @@ class SceneParser {
     Refusal takeTriangleCount(const char* szLine) {
         uint32_t uCount = 0;
         if (const char* szWrong = readCount(szLine, "triangles", uCount)) return {__LINE__, szWrong};
-        if (scene.vFaces.allocate(uCount, FACE_ALIGNMENT)) {
+        if (scene.vFaces.allocate(uCount, Scene::FACE_ALIGNMENT)) {
             Velk::memoryError(uint64_t{uCount} * sizeof(FaceData), "the triangles of %s", szFile);
             return {__LINE__, nullptr};
         }
@@ -231,9 +230,10 @@ void Scene::releaseScene() {
     bLoaded = false;
 }
 
-void Scene::preprocessScene() {
+void Scene::preprocessScene(Scaling scaling) {
     findMinMax();
-    fixDomain();
+    fDomainFactor = 1.0f;
+    if (scaling == Scaling::DOMAIN) fixDomain();
     precalculateFaces();
 }
 

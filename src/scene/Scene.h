@@ -6,9 +6,24 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+/// Whether a mesh is scaled so that the longest side of its bounds is 10000 units, as the renderer wants it, or keeps
+/// the caller's numbers.
+enum class Scaling { DOMAIN, NONE };
+
+/// A mesh in memory of the caller. Each triangle has three indices of vertices and one material.
+struct MeshArrays {
+    const float* pPositions;  // x, y, z of each vertex
+    uint32_t uVertices;
+    const uint32_t* pTriangles;
+    uint32_t uTriangles;
+    const uint32_t* pMaterials;  // null: material 0 for all
+};
+
 /// The triangle mesh that is rendered, and the tests of one ray against one triangle.
 class Scene {
  public:
+    static constexpr uint32_t FACE_ALIGNMENT = 16;
+
     bool bLoaded = false;
     char szSceneFile[255] = "";        // path it was loaded from, cut to fit
     SceneVertex* pVertices = nullptr;  // owned; vertices never move after loading, faces point at them
@@ -29,10 +44,14 @@ class Scene {
     /// then.
     [[nodiscard]] bool loadScene(const char* szFile);
 
+    /// Copies a mesh into an empty scene. True when there is no vertex, an index or coordinate is no good, or without
+    /// memory, all of which is logged; the scene is empty then.
+    [[nodiscard]] bool setMesh(const MeshArrays& mesh);
+
     void releaseScene();
 
-    /// Measures the bounds, scales the mesh into the domain and completes the face records. Once for each loaded scene.
-    void preprocessScene();
+    /// Measures the bounds, scales the mesh and completes the face records. Once for each loaded scene.
+    void preprocessScene(Scaling scaling = Scaling::DOMAIN);
 
     /// Fills boxScene, v3Center and fDiagonal. Requires at least one vertex.
     void findMinMax();

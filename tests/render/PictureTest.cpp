@@ -63,6 +63,7 @@ TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
     prepare(rayTracer, makeScene(makeShowcase(), 97, 71));
     ASSERT_FALSE(rayTracer.run());
     const auto& [pImage, uSize, uWidth, uHeight] = rayTracer.image;
+    const auto pRenderer = std::make_unique<TileRenderer>(rayTracer, rayTracer.parameters);
     Random random(8);
     for (unsigned u = 0; u < 40; ++u) {
         const uint32_t x = random.below(uWidth), y = random.below(uHeight);
@@ -72,8 +73,8 @@ TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
             memcpy(&sExpected[(uRow * uWidth + x) * 3], pImage + (uRow * uWidth + x) * 3, uColumns * 3);
         }
         std::string sTile(uSize, '?');
-        rayTracer.renderTile(x, y, uColumns, uRows, reinterpret_cast<uint8_t*>(&sTile[(y * uWidth + x) * 3]),
-                             uWidth * 3);
+        pRenderer->render(rayTracer.frame(), {x, y, uColumns, uRows},
+                          reinterpret_cast<uint8_t*>(&sTile[(y * uWidth + x) * 3]), uWidth * 3);
         EXPECT_EQ(firstDifference(sTile, sExpected), "")
             << uColumns << " x " << uRows << " pixels from " << x << ", " << y;
         const Velk::NMVector3f v3Target =

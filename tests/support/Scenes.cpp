@@ -65,16 +65,14 @@ std::string renderPacks(RayTracer& rayTracer, unsigned uPackSize) {
     RaytracerParameters& parameters = rayTracer.parameters;
     parameters.uPackSize = uPackSize;
     std::string sImage(size_t{3} * parameters.uWidth * parameters.uHeight, '?');
-    for (unsigned y = 0; y < parameters.uHeight; y += uPackSize) {
-        for (unsigned x = 0; x < parameters.uWidth; x += uPackSize) {
-            const size_t uColumns = std::min(uPackSize, parameters.uWidth - x);
-            const size_t uRows = std::min(uPackSize, parameters.uHeight - y);
-            std::string sPack(size_t{3} * uColumns * uRows, '?');
-            rayTracer.calculatePack(x, y, reinterpret_cast<unsigned char*>(sPack.data()));
-            for (size_t uRow = 0; uRow < uRows; ++uRow) {
-                sImage.replace(3 * ((y + uRow) * parameters.uWidth + x), 3 * uColumns, sPack, 3 * uColumns * uRow,
-                               3 * uColumns);
-            }
+    const TileGrid tiles = rayTracer.frame().tiles(uPackSize);
+    for (uint64_t u = 0; u < tiles.count(); ++u) {
+        const Tile tile = tiles.tile(u);
+        const size_t uBytes = size_t{3} * tile.uColumns;
+        std::string sPack(uBytes * tile.uRows, '?');
+        rayTracer.calculatePack(tile.x, tile.y, reinterpret_cast<unsigned char*>(sPack.data()));
+        for (size_t uRow = 0; uRow < tile.uRows; ++uRow) {
+            sImage.replace(3 * ((tile.y + uRow) * parameters.uWidth + tile.x), uBytes, sPack, uBytes * uRow, uBytes);
         }
     }
     return sImage;

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/Vectors.h"
+#include "render/Tiles.h"
+
+class Camera;
+class Scene;
+
+/// One picture to be made of a prepared scene: where the eye is, the screen that it looks through, and the resolution.
+/// Plain values in the scene's scaled coordinates; pixel (x, y) looks at
+/// v3ImageOrigin + v3ImageSpanX * x / uWidth + v3ImageSpanY * y / uHeight.
+struct Frame {
+    Velk::NMVector3f v3Eye;
+    Velk::NMVector3f v3ImageOrigin;  // the point that pixel (0, 0) looks at
+    Velk::NMVector3f v3ImageSpanX;   // over all columns
+    Velk::NMVector3f v3ImageSpanY;   // over all rows
+    float fMaxDistance;              // longest ray
+    uint32_t uWidth;                 // pixels
+    uint32_t uHeight;
+
+    TileGrid tiles(uint32_t uEdge) const { return {uWidth, uHeight, uEdge}; }
+};
+
+/// What a camera sees of a preprocessed scene. Requires a camera that was scaled by the scene's domain factor.
+Frame frameOf(const Camera& camera, const Scene& scene, uint32_t uWidth, uint32_t uHeight);

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "accel/queries/RayQueries.h"
+#include "base/Vectors.h"
+#include "scene/Attributes.h"
+#include "scene/Lights.h"
+#include "scene/Scene.h"
+
+class SceneDesc;
+
+/// What rays meet: the mesh with its tree and boxes, materials and lights. It is filled, prepared once, and not changed
+/// any more. From then on all const operations of it and of its members may run in any number of threads at once; what
+/// a thread needs beside it is its own TileRenderer.
+class PreparedScene {
+ public:
+    Scene scene;
+    Attributes attributes;
+    Lights lights;
+    RayQueries queries;
+
+    /// Reads mesh, materials and lights from a scene's files, in place of what was there. True on failure, which is
+    /// logged.
+    [[nodiscard]] bool read(const SceneDesc& desc);
+
+    /// Completes the faces and builds the tree and the boxes, once after each filling. By default mesh and lights are
+    /// scaled into the domain of 10000 units, which shading counts on; rays at a mesh in the caller's own units want
+    /// Scaling::NONE. v3Eye is where most rays will start, in the units of the files. bResetCache: do not read the
+    /// tree from its cache file. Requires a mesh. True without memory, which is logged.
+    [[nodiscard]] bool prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling = Scaling::DOMAIN);
+
+    /// Frees everything.
+    void release();
+
+ private:
+    bool checkAttributes(const SceneDesc& desc) const;
+};

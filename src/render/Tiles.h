@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+
+/// A rectangle of pixels.
+struct Tile {
+    uint32_t x;  // first column
+    uint32_t y;  // first row
+    uint32_t uColumns;
+    uint32_t uRows;
+};
+
+/// How pictures are cut into tiles, everywhere: squares of uEdge pixels in bands from the first row on, each band from
+/// the first column on. Tiles at the last column and the last row are cut short, so that every pixel is in one tile.
+/// Plain numbers without memory. All but tileAt() require an edge that is not 0.
+struct TileGrid {
+    uint32_t uWidth;  // of the picture, in pixels
+    uint32_t uHeight;
+    uint32_t uEdge;
+
+    uint64_t across() const { return along(uWidth); }
+    uint64_t count() const { return across() * along(uHeight); }
+
+    /// Tile number uTile of count().
+    Tile tile(uint64_t uTile) const;
+
+    /// The tile whose first pixel is (x, y), without any pixel when that is outside of the picture.
+    Tile tileAt(uint32_t x, uint32_t y) const;
+
+ private:
+    uint64_t along(uint32_t uPixels) const { return (uint64_t{uPixels} + uEdge - 1) / uEdge; }
+};

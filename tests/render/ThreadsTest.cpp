@@ -1,0 +1,116 @@
+// One scene, many threads: const means concurrent.
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "base/Progress.h"
+#include "support/FileTest.h"
+#include "support/Scenes.h"
+
+namespace {
+
+using ThreadsTest = FileTest;
+
+// The numbers of a mesh, as a program has them that did not read a file.
+struct Arrays {
+    std::vector<float> vPositions;
+    std::vector<uint32_t> vTriangles, vMaterials;
+
+    explicit Arrays(const Scene& scene) {
+        for (uint32_t u = 0; u < scene.uVertexCount; ++u) {
+            for (unsigned a = 0; a < 3; ++a) vPositions.push_back(scene.pVertices[u].v3Position[a]);
+        }
+        for (const FaceData& face : scene.vFaces) {
+            for (const SceneVertex* p : {face.pA, face.pB, face.pC}) {
+                vTriangles.push_back(static_cast<uint32_t>(p - scene.pVertices));
+            }
+            vMaterials.push_back(face.uAttribute);
+        }
+    }
+
+    MeshArrays view() const {
+        return {vPositions.data(), static_cast<uint32_t>(vPositions.size() / 3), vTriangles.data(),
+                static_cast<uint32_t>(vTriangles.size() / 3), vMaterials.data()};
+    }
+};
+
+TEST_F(ThreadsTest, EightThreadsMakeThePictureOfOne) {
+    RayTracer rayTracer;
+    rayTracer.parameters.uTexturedAttribute = 1;
+    rayTracer.parameters.bDirt = true;
+    makeScene(makeShowcase(), 120, 90).write("test");
+    ASSERT_FALSE(rayTracer.load("Scenes/scene_descs/test.txt", false));
+    ASSERT_FALSE(rayTracer.preprocessScene());
+    ASSERT_FALSE(rayTracer.run());
+    const PreparedScene& scene = rayTracer;
+    const Frame frame = rayTracer.frame();
+    const TileGrid tiles = frame.tiles(16);
+    const size_t uStride = size_t{frame.uWidth} * 3;
+    std::string sPicture(uStride * frame.uHeight, '?');
+    std::atomic<uint64_t> uNext{0};
+    std::atomic<unsigned> uWrong{0};
+    std::vector<std::thread> vThreads;
+    for (int i = 0; i < 8; ++i) {
+        vThreads.emplace_back([&] {
+            const auto pRenderer = std::make_unique<TileRenderer>(scene, rayTracer.parameters);
+            for (uint64_t u; (u = uNext++) < tiles.count();) {
+                const Tile tile = tiles.tile(u);
+                pRenderer->render(frame, tile, reinterpret_cast<uint8_t*>(&sPicture[tile.y * uStride + tile.x * 3]),
+                                  uStride);
+                // Single rays walk the tree, which streams seldom do.
+                const Velk::NMVector3f v3Dir = normalize(scene.scene.pVertices[u].v3Position - frame.v3Eye);
+                RayTestOutput walked{}, searched{};
+                const FaceData* pWalked = scene.queries.kdTree.findNearestFace(frame.v3Eye, v3Dir, 1e9f, &walked);
+                const FaceData* pSearched = rayTracer.dummyFindTriangle(frame.v3Eye, v3Dir, &searched);
+                uWrong += (pWalked != nullptr) != (pSearched != nullptr) || (pWalked && walked.fT != searched.fT);
+            }
+        });
+    }
+    for (std::thread& thread : vThreads) thread.join();
+    EXPECT_EQ(uWrong, 0u);
+    EXPECT_EQ(memcmp(sPicture.data(), rayTracer.image.pData, sPicture.size()), 0);
+}
+
+TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {
+    makeScene(makeShowcase(), 60, 45).write("test");
+    RayTracer fromFile;
+    ASSERT_FALSE(fromFile.load("Scenes/scene_descs/test.txt", false));
+    const Arrays arrays(fromFile.scene);
+    ASSERT_FALSE(fromFile.preprocessScene());
+    ASSERT_FALSE(fromFile.run());
+
+    RayTracer fromMemory;
+    ASSERT_FALSE(fromMemory.load("Scenes/scene_descs/test.txt", false));
+    fromMemory.scene.releaseScene();
+    fromMemory.queries.kdTree.sCacheFile.clear();
+    ASSERT_FALSE(fromMemory.scene.setMesh(arrays.view()));
+    ASSERT_FALSE(fromMemory.preprocessScene());
+    ASSERT_FALSE(fromMemory.run());
+    EXPECT_EQ(memcmp(fromMemory.image.pData, fromFile.image.pData, fromFile.image.uSize), 0);
+
+    PreparedScene own;
+    own.queries.kdTree.sCacheFile.clear();
+    ASSERT_FALSE(own.scene.setMesh(arrays.view()));
+    testing::internal::CaptureStdout();
+    Velk::setProgressSink(nullptr);
+    ASSERT_FALSE(own.prepare({}, false, Scaling::NONE));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "a library prints nothing";
+    for (uint32_t u = 0; u < own.scene.uVertexCount; ++u) {
+        ASSERT_EQ(memcmp(&own.scene.pVertices[u].v3Position, &arrays.vPositions[u * 3], 12), 0) << "scaled";
+    }
+
+    Arrays wrong = arrays;
+    wrong.vTriangles[7] = 0xFFFFFFFFu;
+    own.release();
+    EXPECT_TRUE(own.scene.setMesh(wrong.view()));
+    EXPECT_TRUE(contains(takeLog(), "triangle 2 has a vertex that is not there"));
+    wrong = arrays;
+    wrong.vPositions[5] = NAN;
+    EXPECT_TRUE(own.scene.setMesh(wrong.view()));
+    EXPECT_TRUE(own.scene.setMesh({nullptr, 0, nullptr, 0, nullptr}));
+    EXPECT_FALSE(own.scene.pVertices);
+}
+
+}  // namespace
