@@ -1,59 +1,38 @@
 #pragma once
 
-#include <sys/types.h>
+#include <condition_variable>
+#include <mutex>
 
-#include <csignal>
-#include <cstdint>
-#include <string>
-#include <vector>
-
-#include "render/RayTracer.h"
+#include "render/Frame.h"
+#include "render/PreparedScene.h"
+#include "render/RaytracerParameters.h"
 #include "tools/render/TilePool.h"
 
-/// Renders a picture with one forked process per core: all share the prepared scene, which nobody writes to any more,
-/// and the picture. A worker that dies is replaced, and its tile is rendered again.
+/// Renders pictures of a prepared scene with a thread per core.
 class RenderCrew {
  public:
     enum class Result { DONE, STOPPED, FAILED };
 
-    /// Takes over SIGINT, SIGTERM and SIGHUP, which wait from now on until render() looks at them.
-    RenderCrew(RayTracer& renderer, unsigned uWorkers, unsigned uSamplesAcross);
-    ~RenderCrew();
+    /// Scene and settings must outlive it, and may not change while it renders.
+    RenderCrew(const PreparedScene& preparedScene, const RaytracerParameters& shadingSettings, unsigned uWorkers,
+               unsigned uSamplesAcross)
+        : scene(preparedScene), settings(shadingSettings), uJobs(uWorkers), uSamples(uSamplesAcross) {}
     RenderCrew(const RenderCrew&) = delete;
     RenderCrew& operator=(const RenderCrew&) = delete;
 
-    /// Completes the picture. Requires a prepared scene, whose image is uSamples times as wide and high as the pool's
-    /// picture. STOPPED after a signal; FAILED, which is reported, when no worker can be had or they keep dying. What
-    /// is done stays in the pool then. szName is for the progress line.
-    Result render(TilePool& pool, const char* szName);
-
-    /// The signal that stopped it.
-    int stopSignal() const { return iStopSignal; }
-
-    /// From now on a further signal ends the process at once.
-    static void restoreSignals();
+    /// Completes the pool's picture, which the frame sees. STOPPED soon after a signal that StopSignals keeps; FAILED,
+    /// which is reported, when there is no memory or no thread. What is done stays in the pool. szName is for the
+    /// progress line.
+    Result render(const Frame& frame, TilePool& pool, const char* szName);
 
  private:
-    struct Worker {
-        pid_t iProcess;
-        uint32_t uNumber;
-    };
+    void work(const Frame& large, TilePool& pool);
 
-    bool start(TilePool& pool, unsigned uCount);
-    [[noreturn]] void work(TilePool& pool, uint32_t uNumber, pid_t iParent);
-    void reap(TilePool& pool);
-    void bury(TilePool& pool, const Worker& worker, int iStatus);
-    bool isHopeless(const TilePool& pool);
-    void stopAll();
-
-    RayTracer& rayTracer;
+    const PreparedScene& scene;
+    const RaytracerParameters& settings;
     const unsigned uJobs;
     const unsigned uSamples;
-    sigset_t signals{};     // blocked while this object lives
-    sigset_t oldSignals{};  // what was blocked before
-    std::vector<Worker> vWorkers;
-    uint32_t uLastNumber = 0;
-    unsigned uDeaths = 0;  // since a tile was done
-    uint32_t uDoneAtDeath = 0;
-    int iStopSignal = 0;
+    std::mutex mutex;  // of what follows
+    std::condition_variable workerEnded;
+    unsigned uRunning = 0;
 };

@@ -15,6 +15,7 @@
 #include "tools/render/PictureFile.h"
 #include "tools/render/SceneChecks.h"
 #include "tools/render/SceneKeys.h"
+#include "tools/render/StopSignals.h"
 #include "tools/render/TreeCache.h"
 
 namespace fs = std::filesystem;
@@ -63,13 +64,14 @@ int RenderJob::run() {
     Leftovers::removeOnSignals();
     if (checkView() || source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
     const unsigned uFrames = std::max(1u, options.uOrbit);
-    const Orbit orbit(rayTracer);
-    RenderCrew crew(rayTracer, options.uJobs, options.uSamples);
+    const Orbit orbit(rayTracer.scene, rayTracer.frame());
+    RenderCrew crew(rayTracer, rayTracer.parameters, options.uJobs, options.uSamples);
+    StopSignals::keep();
     for (unsigned uFrame = firstFrame(); uFrame < uFrames; ++uFrame) {
-        orbit.look(rayTracer, uFrame, uFrames);
-        const int iStatus = renderFrame(crew, uFrame);
+        const int iStatus = renderFrame(crew, orbit.look(uFrame, uFrames), uFrame);
         if (iStatus != STATUS_DONE) return iStatus;
     }
+    StopSignals::ignore();  // one that came while the last picture was written changes nothing any more
     return STATUS_DONE;
 }
 
@@ -122,8 +124,6 @@ bool RenderJob::prepare() {
         return true;
     }
     warnAboutStretching(rayTracer);
-    rayTracer.parameters.uWidth *= options.uSamples;
-    rayTracer.parameters.uHeight *= options.uSamples;
     Console::detail("reading: %.2f s", watch.lap());
 
     Console::status("%s: building the tree", source.name().c_str());
@@ -158,7 +158,7 @@ bool RenderJob::checkSize() const {
         Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, options.uSamples);
         return true;
     }
-    const uint64_t uNeeded = TilePool::bytesFor(uWidth, uHeight, uTileEdge), uFree = freeMemory();
+    const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}), uFree = freeMemory();
     if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
         Console::error("rt-render: %u x %u pixels need %llu MB of memory, %llu MB are free", uWidth, uHeight,
                        static_cast<unsigned long long>(uNeeded >> 20), static_cast<unsigned long long>(uFree >> 20));
@@ -188,7 +188,7 @@ unsigned RenderJob::firstFrame() const {
     return 0;
 }
 
-int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
+int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame) {
     const std::string sFile = pictureName(uFrame), sKey = settingsKey(uFrame);
     if (pool.create(uWidth, uHeight, uTileEdge)) {
         Console::error("rt-render: no memory for %u x %u pixels", uWidth, uHeight);
@@ -209,8 +209,8 @@ int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
         }
     }
     StopWatch watch;
-    const RenderCrew::Result result = crew.render(pool, sFile.c_str());
-    if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, crew.stopSignal());
+    const RenderCrew::Result result = crew.render(frame, pool, sFile.c_str());
+    if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
     const double dSeconds = watch.lap();
     warnAboutPicture(rayTracer, pool, sFile);
     if (writePicture(sFile, {pool.pixels(), uWidth, uHeight})) return STATUS_FAILED;
@@ -222,7 +222,7 @@ int RenderJob::renderFrame(RenderCrew& crew, unsigned uFrame) {
 
 // Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
 int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
-    RenderCrew::restoreSignals();
+    StopSignals::endProcess();  // a second one, while the part is written
     const bool bLost = part.save(pool, sKey);
     if (!bLost) {
         Console::error("rt-render: %s; %u of %u tiles are in %s, --resume goes on from there",

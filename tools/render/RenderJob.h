@@ -27,7 +27,7 @@ class RenderJob {
     std::string pictureName(unsigned uFrame) const;
     unsigned firstFrame() const;
     std::string settingsKey(unsigned uFrame) const;
-    int renderFrame(RenderCrew& crew, unsigned uFrame);
+    int renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame);
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;

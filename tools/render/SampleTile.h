@@ -4,23 +4,27 @@
 #include <cstdint>
 #include <vector>
 
-#include "render/RayTracer.h"
-#include "tools/render/TilePool.h"
+#include "render/TileRenderer.h"
 
-/// Renders tiles of a picture from an image that is uSamples times as wide and as high: each pixel is the mean of a
+/// Renders tiles of a picture from a frame that is uSamples times as wide and as high: each pixel is the mean of a
 /// square of uSamples x uSamples of its pixels, each component for itself, rounded to the nearest byte (halves up).
-/// With one sample it is that image, byte for byte.
+/// With one sample it is that frame, byte for byte. One thread's scratch memory, as TileRenderer is.
 class SampleTile {
  public:
-    /// The renderer's image size is that of the large image.
-    SampleTile(RayTracer& renderer, unsigned uSamplesAcross) : rayTracer(renderer), uSamples(uSamplesAcross) {}
+    /// The frame is the large one.
+    SampleTile(TileRenderer& tileRenderer, const Frame& largeFrame, unsigned uSamplesAcross)
+        : renderer(tileRenderer), frame(largeFrame), uSamples(uSamplesAcross) {}
 
-    /// Renders into rows of uStride bytes.
-    void render(const Tile& tile, uint8_t* pFirst, size_t uStride);
+    /// Renders a tile of the picture into rows of uStride bytes. Asks pfnStop now and then, and gives up and returns
+    /// true when its answer is not 0.
+    [[nodiscard]] bool render(const Tile& tile, uint8_t* pFirst, size_t uStride, int (*pfnStop)());
 
  private:
-    RayTracer& rayTracer;
+    void renderBand(const Tile& band, uint8_t* pFirst, size_t uStride);
+
+    TileRenderer& renderer;
+    const Frame frame;
     const unsigned uSamples;
-    std::vector<uint8_t> vLarge;  // the tile in the large image
+    std::vector<uint8_t> vLarge;  // the band in the large frame
     std::vector<uint32_t> vSums;  // of one row of pixels
 };

@@ -3,59 +3,55 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 
-/// A rectangle of the picture.
-struct Tile {
-    uint32_t x, y, uColumns, uRows;
-};
+#include "render/Tiles.h"
 
-/// One picture in memory that processes share, and who renders which of its tiles. Made before the workers are forked;
-/// all of it is theirs too. A tile is free, held by a worker, or done; only a tile that is done has its pixels.
+/// One picture in memory, and which of its tiles are done. Any number of threads may claim and finish tiles at once;
+/// making and releasing it is for one.
 class TilePool {
  public:
     static constexpr uint32_t NONE = 0xFFFFFFFFu;  // no tile
 
-    TilePool() = default;
-    ~TilePool() { release(); }
-    TilePool(const TilePool&) = delete;
-    TilePool& operator=(const TilePool&) = delete;
-
     /// Makes a black picture, cut into tiles of uEdge pixels. True when out of memory.
-    [[nodiscard]] bool create(uint32_t uNewWidth, uint32_t uNewHeight, uint32_t uEdge);
-    void release();
+    [[nodiscard]] bool create(uint32_t uWidth, uint32_t uHeight, uint32_t uEdge);
 
     /// Bytes that create() needs.
-    static uint64_t bytesFor(uint64_t uWidth, uint64_t uHeight, uint64_t uEdge);
+    static uint64_t bytesFor(const TileGrid& tiles);
 
-    uint32_t width() const { return uWidth; }
-    uint32_t height() const { return uHeight; }
+    uint32_t width() const { return grid.uWidth; }
+    uint32_t height() const { return grid.uHeight; }
     uint32_t tileCount() const { return uTiles; }
-    Tile tile(uint32_t uTile) const;
+    Tile tile(uint32_t uTile) const { return grid.tile(uTile); }
 
     /// Rows of 3 bytes a pixel (blue, green, red) without gaps, the top row first.
-    uint8_t* pixels() const { return pPixels; }
-    uint8_t* pixelsOf(const Tile& tile) const { return pPixels + (size_t{tile.y} * uWidth + tile.x) * 3; }
-    size_t stride() const { return size_t{uWidth} * 3; }
+    uint8_t* pixels() { return pPixels.get(); }
+    const uint8_t* pixels() const { return pPixels.get(); }
+    uint8_t* pixelsOf(const Tile& tile) { return pixels() + offsetOf(tile); }
+    const uint8_t* pixelsOf(const Tile& tile) const { return pixels() + offsetOf(tile); }
+    size_t stride() const { return size_t{grid.uWidth} * 3; }
 
-    /// The next tile for this worker, whose number is neither 0 nor NONE; NONE when all have been given out once.
-    uint32_t claim(uint32_t uWorker);
+    /// The next tile that is not done, NONE when all have been given out. Each goes to one caller.
+    uint32_t claim();
 
-    /// Its pixels are complete. By the worker that holds it, or before there are workers.
+    /// Its pixels are complete.
     void finish(uint32_t uTile);
 
-    bool isDone(uint32_t uTile) const;
-    uint32_t countDone() const;
-
-    /// Frees the tile that a dead worker held, for rewind() to give out again. True when there was one.
-    bool releaseTileOf(uint32_t uWorker);
-
-    /// Starts giving out from the first tile again. Only while there is no worker.
-    void rewind();
+    bool isDone(uint32_t uTile) const { return pDone[uTile].load(std::memory_order_acquire); }
+    uint32_t countDone() const { return uDone.load(std::memory_order_acquire); }
 
  private:
-    uint32_t uWidth = 0, uHeight = 0, uEdge = 0, uAcross = 0, uTiles = 0;
-    size_t uBytes = 0;
-    std::atomic<uint32_t>* pNext = nullptr;   // the shared block begins with it
-    std::atomic<uint32_t>* pState = nullptr;  // of each tile: FREE, DONE or its worker
-    uint8_t* pPixels = nullptr;
+    struct Free {
+        void operator()(uint8_t* p) const { free(p); }
+    };
+
+    size_t offsetOf(const Tile& tile) const { return (size_t{tile.y} * grid.uWidth + tile.x) * 3; }
+
+    TileGrid grid{0, 0, 1};
+    uint32_t uTiles = 0;
+    std::atomic<uint32_t> uNext{0};
+    std::atomic<uint32_t> uDone{0};
+    std::unique_ptr<std::atomic<bool>[]> pDone;
+    std::unique_ptr<uint8_t, Free> pPixels;
 };

@@ -82,21 +82,18 @@ NMVector3f middleOf(const Scene& scene) {
     return (v3Min + v3Max) * 0.5f;
 }
 
-Orbit::Orbit(const RayTracer& rayTracer)
-    : v3Middle(rayTracer.scene.v3Center),
-      v3Axis(uprightOf(rayTracer.v3ImageSpanX, rayTracer.v3ImageSpanY)),
-      v3Eye(rayTracer.v3Eye),
-      v3Origin(rayTracer.v3ImageOrigin),
-      v3SpanX(rayTracer.v3ImageSpanX),
-      v3SpanY(rayTracer.v3ImageSpanY) {}
+Orbit::Orbit(const Scene& scene, const Frame& firstView)
+    : first(firstView), v3Middle(scene.v3Center), v3Axis(uprightOf(first.v3ImageSpanX, first.v3ImageSpanY)) {}
 
-void Orbit::look(RayTracer& rayTracer, unsigned uFrame, unsigned uFrames) const {
-    if (!uFrame) return;  // the very view of the single picture, unrounded
+Frame Orbit::look(unsigned uFrame, unsigned uFrames) const {
+    if (!uFrame) return first;  // unrounded: the very view of the single picture
     const double dAngle = 2.0 * 3.14159265358979323846 * uFrame / uFrames;
     const float fSin = static_cast<float>(sin(dAngle)), fCos = static_cast<float>(cos(dAngle));
     const auto turned = [&](const NMVector3f& v) { return turn(v, v3Axis, fSin, fCos); };
-    rayTracer.v3Eye = v3Middle + turned(v3Eye - v3Middle);
-    rayTracer.v3ImageOrigin = v3Middle + turned(v3Origin - v3Middle);
-    rayTracer.v3ImageSpanX = turned(v3SpanX);
-    rayTracer.v3ImageSpanY = turned(v3SpanY);
+    Frame view = first;
+    view.v3Eye = v3Middle + turned(first.v3Eye - v3Middle);
+    view.v3ImageOrigin = v3Middle + turned(first.v3ImageOrigin - v3Middle);
+    view.v3ImageSpanX = turned(first.v3ImageSpanX);
+    view.v3ImageSpanY = turned(first.v3ImageSpanY);
+    return view;
 }

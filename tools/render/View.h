@@ -28,11 +28,12 @@ Velk::NMVector3f middleOf(const Scene& scene);
 /// view first.
 class Orbit {
  public:
-    explicit Orbit(const RayTracer& rayTracer);
+    Orbit(const Scene& scene, const Frame& firstView);
 
-    /// Turns the eye to view uFrame of uFrames, counted from 0.
-    void look(RayTracer& rayTracer, unsigned uFrame, unsigned uFrames) const;
+    /// View uFrame of uFrames, counted from 0.
+    Frame look(unsigned uFrame, unsigned uFrames) const;
 
  private:
-    Velk::NMVector3f v3Middle, v3Axis, v3Eye, v3Origin, v3SpanX, v3SpanY;
+    const Frame first;
+    const Velk::NMVector3f v3Middle, v3Axis;
 };
