@@ -3,7 +3,7 @@
 
 #include "accel/build/KDTreeBuilder.h"
 #include "accel/kdtree/KDTree.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 #include "scene/Scene.h"
 
 struct PlainTree {
@@ -12,7 +12,6 @@ struct PlainTree {
     Velk::NDataVector<KDTreeNode> nodes;
 
     explicit PlainTree(const Scene& s) : scene(s) { tree.pScene = &s; }
-    ~PlainTree() { nodes.Release(); }
     PlainTree(const PlainTree&) = delete;
     PlainTree& operator=(const PlainTree&) = delete;
 

@@ -3,8 +3,7 @@
 #include <cstdint>
 
 #include "accel/KDTreeNode.h"
-#include "base/NAlignedDataVector.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 #include "base/Vectors.h"
 
 /// The figures that explain a tree's speed.

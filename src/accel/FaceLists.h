@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "accel/KDTreeNode.h"
-#include "base/NAlignedDataVector.h"
+#include "base/NArrays.h"
 
 /// The face lists of all leaves of a kd-tree in one array: chains of entries, and a chain of free ones while the tree
 /// is built.

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 
 /// A cursor over the program's arguments, so that an option's handler can read any number of values.
 class Arguments {
@@ -13,7 +13,6 @@ class Arguments {
 
     /// Copies the pointers of argv. Ends the process when out of memory.
     Arguments(int argc, const char** argv);
-    ~Arguments() { vArguments.Release(); }
     Arguments(const Arguments&) = delete;
     Arguments& operator=(const Arguments&) = delete;
 

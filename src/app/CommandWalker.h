@@ -20,7 +20,6 @@ class CommandWalker : public Arguments {
     CommandHandler pfnDefault = nullptr;
 
     CommandWalker(int argc, const char** argv);
-    ~CommandWalker() { vCommands.Release(); }
 
     /// Registers an option; of several that match an argument the first counts. An option is lost when out of memory.
     void AddCommand(const char* szName, const char* szDescription, CommandHandler pfnHandler);

@@ -4,7 +4,7 @@
 #include <mutex>
 
 #include "base/Bitmap.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 #include "net/Wakeup.h"
 #include "render/RaytracerParameters.h"
 
@@ -29,7 +29,6 @@ class TaskBoard {
     const RaytracerParameters* pParameters = nullptr;
 
     TaskBoard() = default;
-    ~TaskBoard() { vTasks.Release(); }
     TaskBoard(const TaskBoard&) = delete;
     TaskBoard& operator=(const TaskBoard&) = delete;
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "base/LineReader.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 #include "base/Vectors.h"
 
 /// Bits of AttributeInstance::uFlags. Shading looks at AF_SMOOTH only.

@@ -7,7 +7,8 @@
 
 #include "base/InputReport.h"
 #include "base/LineReader.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
+#include "base/NewArray.h"
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
 #include "base/Printable.h"
@@ -67,10 +68,6 @@ void append(Velk::NDataVector<Record>& records, const Record& record) {
 class OldLightsParser {
  public:
     explicit OldLightsParser(Velk::LineReader& source) : reader(source) {}
-    ~OldLightsParser() {
-        definitions.Release();
-        fixtures.Release();
-    }
 
     const char* takeLine(const char* szLine) {
         switch (block) {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "base/NAlignedArray.h"
+#include "base/NArrays.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 

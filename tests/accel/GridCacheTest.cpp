@@ -96,7 +96,7 @@ TEST_F(GridCache, APipeInItsPlaceWasWaitedFor) {
     ASSERT_EQ(mkfifo("uss.tmp", 0600), 0);
     Grid grid;
     EXPECT_FALSE(grid.createSubdivision(&scene, false));
-    EXPECT_GT(grid.cells.uSize, 0u);
+    EXPECT_GT(grid.uCells, 0u);
     EXPECT_TRUE(contains(takeLog(), "Failed to open file: uss.tmp"));
     EXPECT_TRUE(std::filesystem::is_fifo("uss.tmp"));
 }

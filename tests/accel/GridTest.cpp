@@ -155,8 +155,7 @@ TEST_F(UniformGrid, WalkTakesZBeforeYBeforeXAtACornerAndEndsAtTheBound) {
     grid.v3Size = {1, 1, 1};
     for (int32_t& iDim : grid.subdivDim) iDim = 3;
     ASSERT_FALSE(grid.hashes.allocate(27, 32));
-    ASSERT_FALSE(grid.cells.create(4, 10));
-    ASSERT_FALSE(grid.cells.PushBack({}));
+    ASSERT_FALSE(grid.createCells(1));
     for (uint32_t& uHash : grid.hashes) uHash = 0;
     ASSERT_TRUE(grid.setUpTriangleSearch({0.5f, 0.5f, 0.5f}, {1, 1, 1}));
     EXPECT_TRUE(grid.checkPointInVoxel({1, 0, 1}));

@@ -59,11 +59,6 @@ Split plainSplit(const SplitFrame& frame, const std::vector<const FaceData*>& vF
 struct Tree {
     FaceLists lists;
     Velk::NDataVector<KDTreeNode> nodes;
-
-    ~Tree() {
-        nodes.Release();
-        lists.vFacesList.Release();
-    }
 };
 
 void subdivide(const Scene& scene, Tree& tree, uint32_t uNode, const BoxAABB& box, unsigned uDepth) {

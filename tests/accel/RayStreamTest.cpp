@@ -234,7 +234,6 @@ class HandMadeTree {
         tree.pScene = &scene;
         EXPECT_FALSE(nodes.create(8, 8) || tree.vFacesList.create(8, 8, 32));
     }
-    ~HandMadeTree() { nodes.Release(); }
 
     void addPlane(unsigned uAxis, float fSplit, uint32_t uFirstChild) {
         KDTreeNode node;

@@ -1,9 +1,7 @@
 // The growable and the aligned arrays.
 #include <gtest/gtest.h>
 
-#include "base/NAlignedArray.h"
-#include "base/NAlignedDataVector.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 
 namespace {
 

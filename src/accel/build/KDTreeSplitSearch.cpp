@@ -35,12 +35,6 @@ void sortBin(float* pBegin, float* pEnd) {
 
 }  // namespace
 
-KDTreeSplitSearch::~KDTreeSplitSearch() {
-    vPositions.Release();
-    vLeft.Release();
-    vRight.Release();
-}
-
 uint64_t KDTreeSplitSearch::bytesFor(uint32_t uFaces) {
     constexpr size_t VALUES = OverlapThresholds::ARRAYS * (sizeof(float) + sizeof(int16_t)) + 2 * sizeof(uint32_t);
     return uint64_t{uFaces} * (sizeof(FaceCorners) + VALUES);
@@ -175,10 +169,8 @@ bool KDTreeSplitSearch::gather() {
 
 bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
     for (auto* p : {&vLeft, &vRight}) {
-        p->Release();
         if (p->create(uCandidates, 0)) return true;
     }
-    vPositions.Release();
     return vPositions.create(uCandidates, 0);
 }
 

@@ -7,7 +7,7 @@
 #include "accel/build/OverlapThresholds.h"
 #include "accel/build/SplitBins.h"
 #include "accel/build/SplitFrame.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 
 class Scene;
 
@@ -17,7 +17,6 @@ class Scene;
 class KDTreeSplitSearch {
  public:
     KDTreeSplitSearch() = default;
-    ~KDTreeSplitSearch();
     KDTreeSplitSearch(const KDTreeSplitSearch&) = delete;
     KDTreeSplitSearch& operator=(const KDTreeSplitSearch&) = delete;
 

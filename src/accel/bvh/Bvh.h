@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "accel/bvh/FaceRecord.h"
-#include "base/NAlignedArray.h"
+#include "base/NArrays.h"
 
 class Scene;
 
@@ -32,7 +32,6 @@ class Bvh {
     bool bNeedles = false;  // the boxes only hold for rays that end within the limit
 
     Bvh() = default;
-    ~Bvh() { release(); }
     Bvh(const Bvh&) = delete;
     Bvh& operator=(const Bvh&) = delete;
 

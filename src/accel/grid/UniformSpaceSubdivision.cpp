@@ -106,7 +106,8 @@ bool UniformSpaceSubdivision::collectStrays() {
     const Velk::NAlignedArray<FaceData>& faces = pScene->vFaces;
     const std::unique_ptr<bool[]> pListed(new (std::nothrow) bool[faces.uCount]());
     if (!pListed || strays.create(FIRST_STRAYS, FIRST_STRAYS)) return true;
-    for (const FaceIndices& record : cells) {
+    for (uint32_t u = 0; u < uCells; ++u) {
+        const FaceIndices& record = cells[u];
         for (const unsigned int uFace : record) pListed[uFace] = true;
     }
     const double dLimit = STRAY_ROUNDINGS * UNIT * double{largestCoordinate()};

@@ -1,21 +1,23 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
-#include "base/NAlignedArray.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
+#include "base/NewArray.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
 class Scene;
 
 /// The voxels of a uniform grid and the faces that overlap each, as the builder makes them and the cache file stores
-/// them. A plain record: the owner must call releaseVoxels().
+/// them.
 struct VoxelGrid {
     using FaceIndices = Velk::NDataVector<unsigned int>;  // ascending
 
     const Scene* pScene = nullptr;
-    Velk::NDataVector<FaceIndices> cells;  // one record for each voxel that has faces, in voxel order
+    std::unique_ptr<FaceIndices[]> cells;  // one record for each voxel that has faces, in voxel order
+    uint32_t uCells = 0;                   // how many
     Velk::NAlignedArray<uint32_t> hashes;  // for each voxel its index in cells, NO_INDEX when it has no faces
     Velk::NMVector3f v3Min{};
     Velk::NMVector3f v3Max{};
@@ -28,9 +30,16 @@ struct VoxelGrid {
         return (static_cast<uint32_t>(y) * uDimZ + static_cast<uint32_t>(z)) * uDimX + static_cast<uint32_t>(x);
     }
 
+    /// Makes room for n records, which are empty. True when out of memory.
+    bool createCells(uint32_t n) {
+        cells.reset(Velk::newArray<FaceIndices>(n));
+        uCells = cells ? n : 0;
+        return !cells;
+    }
+
     void releaseVoxels() {
-        for (FaceIndices& record : cells) record.Release();
-        cells.Release();
+        cells.reset();
+        uCells = 0;
         hashes.Release();
     }
 };

@@ -16,7 +16,6 @@ namespace {
 
 constexpr uint32_t FIRST_LISTINGS = 1024;
 constexpr uint32_t HASH_ALIGNMENT = 32;
-constexpr uint32_t CELL_STEP = 10;
 constexpr uint32_t FACE_STEP = 4;
 
 // Only a box too thin on some axis for a single voxel gives more voxels than there are faces. This many are always
@@ -140,12 +139,13 @@ bool sortListings(const Velk::NDataVector<Listing>& listings, VoxelGrid& grid) {
     for (const Listing& listing : listings) ++hashes[listing.uVoxel];
     const auto uCells =
         static_cast<uint32_t>(std::count_if(hashes.begin(), hashes.end(), [](uint32_t u) { return u; }));
-    if (grid.cells.create(std::max(4u, uCells), CELL_STEP)) return true;
+    if (grid.createCells(uCells)) return true;
+    uint32_t uNext = 0;
     for (uint32_t& uHash : hashes) {
         const uint32_t uCount = uHash;
         uHash = NO_INDEX;
         if (!uCount) continue;
-        uHash = grid.cells.uSize++;
+        uHash = uNext++;
         if (grid.cells[uHash].create(uCount, FACE_STEP)) return true;
     }
     for (const Listing& listing : listings) {
@@ -210,6 +210,5 @@ bool buildVoxelGrid(VoxelGrid& grid) {
     bool bFailed = listings.create(FIRST_LISTINGS, FIRST_LISTINGS);
     for (uint32_t u = 0; u < grid.pScene->vFaces.uCount && !bFailed; ++u) bFailed = lister.list(u, listings);
     bFailed = bFailed || sortListings(listings, grid);
-    listings.Release();
     return bFailed;
 }

@@ -133,9 +133,9 @@ bool readRecord(CacheText& text, uint32_t uFaces, VoxelGrid::FaceIndices& record
 bool readCells(CacheText& text, uint32_t uFaces, uint32_t uCells, VoxelGrid& grid) {
     uint32_t uCount = 0;
     if (text.skip("cells ") || text.readCount(uCount) || text.skip("\n") || uCount != uCells) return true;
-    if (grid.cells.create(std::max(4u, uCount), 10)) return true;
-    while (grid.cells.uSize < uCount) {
-        if (readRecord(text, uFaces, grid.cells[grid.cells.uSize++])) return true;
+    if (grid.createCells(uCount)) return true;
+    for (uint32_t u = 0; u < uCount; ++u) {
+        if (readRecord(text, uFaces, grid.cells[u])) return true;
     }
     return text.bytesLeft() != 0;
 }
@@ -179,8 +179,9 @@ bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
                 writer.number(uHash).text("\n");
             }
         }
-        writer.text("cells ").number(grid.cells.uSize).text("\n");
-        for (const VoxelGrid::FaceIndices& record : grid.cells) {
+        writer.text("cells ").number(grid.uCells).text("\n");
+        for (uint32_t u = 0; u < grid.uCells; ++u) {
+            const VoxelGrid::FaceIndices& record = grid.cells[u];
             writer.number(record.uSize).text(": ");
             for (const unsigned int uFace : record) writer.number(uFace).text(" ");
             writer.text("\n");

@@ -17,7 +17,6 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     pScene = pNewScene;
     Velk::NDataVector<KDTreeNode> nodes;
     const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
-    nodes.Release();
     if (bFailed) {
         Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
                           pScene->vFaces.uCount);

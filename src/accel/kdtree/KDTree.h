@@ -4,9 +4,7 @@
 #include <string>
 
 #include "accel/FaceLists.h"
-#include "base/NAlignedArray.h"
-#include "base/NAlignedDataVector.h"
-#include "base/NDataVector.h"
+#include "base/NArrays.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
@@ -33,7 +31,6 @@ class KDTree : public FaceLists {
     std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
 
     KDTree() = default;
-    ~KDTree() { release(); }
     KDTree(const KDTree&) = delete;
     KDTree& operator=(const KDTree&) = delete;
 

@@ -76,7 +76,6 @@ bool RayQueries::prepare(float fFarthestOrigin) {
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
     bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
     if (bFailed) {
-        vRecordOf.Release();
         const uint32_t uFaces = scene.vFaces.uCount;
         Velk::memoryError((uRoom + uFaces) * sizeof(uint32_t) + uint64_t{uFaces} * sizeof(FaceRecord),
                           "the boxes of %u faces, at least", uFaces);
@@ -99,7 +98,6 @@ bool RayQueries::prepare(float fFarthestOrigin) {
     }
     std::fill_n(vLists.pData + uNext, LIST_PADDING, NO_INDEX);
     vLists.uCount = uNext;
-    vRecordOf.Release();
     return false;
 }
 

@@ -6,7 +6,7 @@
 #include "accel/bvh/Bvh.h"
 #include "accel/kdtree/KDTree.h"
 #include "accel/packet/RayKernel.h"
-#include "base/NAlignedArray.h"
+#include "base/NArrays.h"
 #include "scene/FaceData.h"
 
 class Scene;
@@ -20,7 +20,6 @@ class RayQueries {
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries
 
     RayQueries() = default;
-    ~RayQueries() { release(); }
     RayQueries(const RayQueries&) = delete;
     RayQueries& operator=(const RayQueries&) = delete;
 
