@@ -1,6 +1,8 @@
 // The lights file.
 #include "scene/Lights.h"
 
+#include <algorithm>
+
 #include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NLogger.h"
@@ -58,6 +60,17 @@ bool Lights::loadLights(const char* szFile) {
         reader.reportError("%s", refusal.szWhat);
     }
     if (refusal) return true;
+    bLoaded = true;
+    return false;
+}
+
+bool Lights::add(const Light& light) {
+    Light* pMore = Velk::newArray<Light>(uint64_t{uCount} + 1);
+    if (!pMore) return true;
+    std::copy_n(pLights, uCount, pMore);
+    pMore[uCount++] = light;
+    delete[] pLights;
+    pLights = pMore;
     bLoaded = true;
     return false;
 }

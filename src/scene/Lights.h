@@ -29,6 +29,9 @@ class Lights {
     /// there are more, which are ignored. True on failure, which is logged with the line; the lights before it stay.
     [[nodiscard]] bool loadLights(const char* szFile);
 
+    /// Adds one light. True without memory; nothing has changed then.
+    [[nodiscard]] bool add(const Light& light);
+
     void releaseLights();
 
     /// Scales the positions.

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "raytracer/Scene.h"
+
+/// Pictures of a scene that was prepared for them.
+///
+///     const raytracer::View view = raytracer::lookAt({{3, 2, -5}, {0, 0, 0}}, 640, 480);
+///     std::vector<uint8_t> vPixels(640 * 480 * 3);
+///     if (raytracer::render(scene, view, {}, 4, vPixels.data(), 640 * 3)) return 1;  // true is failure
+namespace raytracer {
+
+/// An eye, the rectangle in space that it looks through, and how many pixels that has. Pixel (x, y) looks at
+/// corner 0 + (corner 1 - corner 0) * x / uWidth + (corner 2 - corner 0) * y / uHeight.
+struct View {
+    float eye[3];
+    float corners[3][3];  // of the first pixel, of the last column, of the last row
+    uint32_t uWidth;
+    uint32_t uHeight;
+};
+
+struct Looking {
+    float from[3];
+    float at[3];
+    float up[3] = {0, 1, 0};
+    float fFieldOfView = 45.0f;  // degrees from the left edge to the right one
+};
+
+/// A view with square pixels, in a world where x goes to the right, y up, and z into the picture.
+View lookAt(const Looking& looking, uint32_t uWidth, uint32_t uHeight);
+
+/// The view that the scene's camera file has, in its own resolution; all 0 when none was loaded.
+View viewOf(const Scene& scene);
+
+/// The brick wall that one material can become. Lengths are in 1/10000 of the scene's longest side.
+struct Bricks {
+    uint32_t uMaterial = 0xFFFFFFFFu;  // none
+    float fWidth = 600.0f;
+    float fHeight = 125.0f;
+    float fMortar = 20.0f;
+    float fAngle = 0.125f;  // how crooked they lie
+    bool bDirt = false;
+};
+
+/// Renders into memory of the caller, the top row first, each row uStride bytes after the one before, 3 bytes a pixel:
+/// red, green, blue. The bytes do not depend on the number of threads. True when the scene was not prepared for
+/// pictures, or without memory.
+[[nodiscard]] bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads,
+                          uint8_t* pPixels, size_t uStride);
+
+}  // namespace raytracer

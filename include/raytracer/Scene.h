@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+/// A scene: meshes in, rays and pictures out.
+///
+///     raytracer::Scene scene;
+///     if (scene.setMesh({pPositions, uVertices, pTriangles, uTriangles})) return 1;  // true is failure
+///     if (scene.prepare(raytracer::Use::RAYS)) return 1;
+///     const raytracer::Ray ray{{0, 0, -5}, {0, 0, 1}};
+///     raytracer::Hit hit;
+///     scene.findNearest(&ray, 1, &hit);
+///
+/// Nothing is printed; Messages.h says how to hear what went wrong.
+namespace raytracer {
+
+/// A mesh in the caller's memory, which is copied. Each triangle has three indices of vertices.
+struct Mesh {
+    const float* pPositions;  // x, y, z of each vertex
+    uint32_t uVertices;
+    const uint32_t* pTriangles;
+    uint32_t uTriangles;
+    const uint32_t* pMaterials = nullptr;  // one index a triangle; null: material 0 for all
+};
+
+/// What a surface does with light. Shares are from 0 to 1.
+struct Material {
+    float color[3] = {0.8f, 0.8f, 0.8f};  // red, green, blue
+    float fDiffuse = 0.8f;
+    float fSpecular = 0.0f;
+    uint32_t uExponent = 20;  // the larger, the smaller the highlight
+    float fMirror = 0.0f;     // share of what the mirror shows
+    float fGlass = 0.0f;      // share of what is behind
+    float fRefractiveIndex = 1.5f;
+    bool bSmooth = false;  // shaded by the vertices' mean normals
+};
+
+/// A point light: flux 1 at distance 1, in the mesh's units, gives a surface the brightness 1.
+struct Light {
+    float position[3];
+    float fFlux;
+};
+
+/// Directions need not have length 1: t counts in lengths of the direction, from 0 up to fMaxT.
+struct Ray {
+    float origin[3];
+    float direction[3];
+    float fMaxT = 1e30f;
+};
+
+constexpr uint32_t NO_TRIANGLE = 0xFFFFFFFFu;
+
+/// Where a ray met the mesh. The hit point is origin + direction * fT, and the sum of the triangle's corners by the
+/// weights 1 - fU - fV, fU and fV.
+struct Hit {
+    float fT;            // infinite for a miss
+    uint32_t uTriangle;  // NO_TRIANGLE for a miss
+    float fU;
+    float fV;
+};
+
+/// What a scene is prepared for. The numbers of the mesh stay the caller's in both cases.
+enum class Use {
+    RAYS,     // rays alone: nothing is scaled inside
+    PICTURES  // shading as well: inside, the longest side becomes 10000 units long
+};
+
+/// Is filled, prepared once, and constant from then on: all const operations may run in any number of threads at once.
+class Scene {
+ public:
+    struct Data;  // not for users
+
+    Scene();
+    ~Scene();
+    Scene(Scene&& other) noexcept;
+    Scene& operator=(Scene&& other) noexcept;
+
+    /// Reads mesh, materials, lights and camera of a scene description, NAME.txt, whose paths are relative to the
+    /// working directory. True on failure.
+    [[nodiscard]] bool load(const char* szDescription);
+
+    /// Copies a mesh in place of what there was. True when there is no vertex, an index or coordinate is no good, or
+    /// without memory.
+    [[nodiscard]] bool setMesh(const Mesh& mesh);
+
+    /// Adds one; the first has number 0. A scene without materials gets one when it is prepared. True without memory.
+    [[nodiscard]] bool addMaterial(const Material& material);
+    [[nodiscard]] bool addLight(const Light& light);
+
+    /// Builds what rays need, once after everything was added. True when a triangle's material is not there, there is
+    /// no mesh, or without memory.
+    [[nodiscard]] bool prepare(Use use);
+
+    uint32_t triangleCount() const;
+
+    /// The nearest hit of each ray. Without prepare() all miss.
+    void findNearest(const Ray* pRays, size_t uRays, Hit* pHits) const;
+
+    /// Whether anything is hit within each ray's length.
+    void findBlocked(const Ray* pRays, size_t uRays, bool* pBlocked) const;
+
+ private:
+    friend class Inside;
+    std::unique_ptr<Data> pData;
+};
+
+}  // namespace raytracer

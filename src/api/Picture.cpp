@@ -1,0 +1,122 @@
+// Public pictures: views and threads.
+#include "raytracer/Picture.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <memory>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "api/Inside.h"
+#include "base/InputReport.h"
+#include "render/TileRenderer.h"
+
+using Velk::NMVector3f;
+
+namespace raytracer {
+
+namespace {
+
+constexpr uint32_t TILE_EDGE = 32;
+
+NMVector3f vectorOf(const float (&f)[3]) {
+    return {f[0], f[1], f[2]};
+}
+
+void put(const NMVector3f& v3, float (&f)[3]) {
+    for (unsigned a = 0; a < 3; ++a) f[a] = v3[a];
+}
+
+View viewThrough(const Camera& camera) {
+    View view{};
+    put(camera.v3Position, view.eye);
+    for (unsigned u = 0; u < 3; ++u) put(camera.v3Screen[u], view.corners[u]);
+    view.uWidth = camera.uWidth;
+    view.uHeight = camera.uHeight;
+    return view;
+}
+
+Frame frameOf(const View& view, const ::Scene& scene) {
+    Camera camera;
+    camera.v3Position = vectorOf(view.eye);
+    for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(view.corners[u]);
+    camera.applyDomainFactor(scene.fDomainFactor);
+    return ::frameOf(camera, scene, view.uWidth, view.uHeight);
+}
+
+// A worker's whole life: tiles until none is left. True without memory.
+bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings, const Frame& frame,
+                 std::atomic<uint64_t>& uNext, uint8_t* pPixels, size_t uStride) {
+    const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(scene, settings));
+    if (!pRenderer) return true;
+    const TileGrid tiles = frame.tiles(TILE_EDGE);
+    for (uint64_t u; (u = uNext++) < tiles.count();) {
+        const Tile tile = tiles.tile(u);
+        uint8_t* pFirst = pPixels + tile.y * uStride + size_t{tile.x} * 3;
+        pRenderer->render(frame, tile, pFirst, uStride);
+        for (uint32_t y = 0; y < tile.uRows; ++y) {
+            uint8_t* p = pFirst + y * uStride;
+            for (uint32_t x = 0; x < tile.uColumns; ++x, p += 3) std::swap(p[0], p[2]);  // blue comes first inside
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+View lookAt(const Looking& looking, uint32_t uWidth, uint32_t uHeight) {
+    const NMVector3f v3From = vectorOf(looking.from);
+    const NMVector3f v3Look = normalize(vectorOf(looking.at) - v3From);
+    const NMVector3f v3Right = normalize(cross(vectorOf(looking.up), v3Look));
+    const NMVector3f v3Down = cross(v3Right, v3Look);
+    const float fRow = tanf(looking.fFieldOfView * 0.5f * 3.14159265f / 180.0f);
+    const float fColumn = fRow * static_cast<float>(uHeight) / static_cast<float>(uWidth);
+    View view{};
+    put(v3From, view.eye);
+    put(v3From + v3Look - v3Right * fRow - v3Down * fColumn, view.corners[0]);
+    put(v3From + v3Look + v3Right * fRow - v3Down * fColumn, view.corners[1]);
+    put(v3From + v3Look - v3Right * fRow + v3Down * fColumn, view.corners[2]);
+    view.uWidth = uWidth;
+    view.uHeight = uHeight;
+    return view;
+}
+
+View viewOf(const Scene& scene) {
+    return viewThrough(Inside::of(scene).camera);
+}
+
+bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads, uint8_t* pPixels,
+            size_t uStride) {
+    const Scene::Data& data = Inside::of(scene);
+    if (!data.bPrepared || !data.bPictures) {
+        Velk::inputError("scene", 0, nullptr, "is not prepared for pictures");
+        return true;
+    }
+    RaytracerParameters settings;
+    settings.uTexturedAttribute = bricks.uMaterial;
+    settings.fBrickWidth = bricks.fWidth;
+    settings.fBrickHeight = bricks.fHeight;
+    settings.fMortarWidth = bricks.fMortar;
+    settings.fAngleCoeff = bricks.fAngle;
+    settings.bDirt = bricks.bDirt;
+    const Frame frame = frameOf(view, data.scene.scene);
+    std::atomic<uint64_t> uNext{0};
+    std::atomic<bool> bFailed{false};
+    const auto work = [&] {
+        if (renderTiles(data.scene, settings, frame, uNext, pPixels, uStride)) bFailed = true;
+    };
+    std::vector<std::thread> vHelpers;
+    try {
+        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(work);
+    } catch (const std::system_error&) {  // fewer threads make the same picture
+    }
+    work();
+    for (std::thread& helper : vHelpers) helper.join();
+    if (bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
+    return bFailed;
+}
+
+}  // namespace raytracer
