@@ -19,8 +19,8 @@
 namespace {
 
 // Calls visit(bytes, how many) for each row of pixels of a tile.
-template <typename Visit>
-void forEachRow(const TilePool& pool, uint32_t uTile, const Visit& visit) {
+template <typename Pool, typename Visit>
+void forEachRow(Pool& pool, uint32_t uTile, const Visit& visit) {
     const Tile tile = pool.tile(uTile);
     for (uint32_t y = 0; y < tile.uRows; ++y) visit(pool.pixelsOf(tile) + y * pool.stride(), size_t{tile.uColumns} * 3);
 }

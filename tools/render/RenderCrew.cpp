@@ -31,8 +31,8 @@ RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const 
     uRunning = uWanted;
     try {
         while (vWorkers.size() < uWanted) vWorkers.emplace_back([this, &large, &pool] { work(large, pool); });
-    } catch (const std::system_error& e) {
-        Console::warning("%zu of %u workers are missing: %s", uWanted - vWorkers.size(), uWanted, e.what());
+    } catch (const std::system_error&) {
+        if (!vWorkers.empty()) Console::warning("%zu of %u workers", vWorkers.size(), uWanted);
     }
     {
         std::unique_lock<std::mutex> lock(mutex);
@@ -45,7 +45,8 @@ RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const 
     for (std::thread& worker : vWorkers) worker.join();
     if (pool.countDone() == pool.tileCount()) return Result::DONE;
     if (StopSignals::which()) return Result::STOPPED;
-    Console::error("rt-render: %s", vWorkers.empty() ? "no worker could be started" : "not enough memory for a worker");
+    Console::error("rt-render: %s", vWorkers.empty() ? "not enough memory for a worker, or too many threads"
+                                                     : "not enough memory for a worker");
     return Result::FAILED;
 }
 
