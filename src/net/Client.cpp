@@ -29,7 +29,6 @@ bool RSIClient::init(SocketClient& client, RayTracer& rayTracer) {
     pClient = &client;
     pRayTracer = &rayTracer;
     uState = PACKET_CLIENT_REQUEST;
-    uMessages = 0;
     bSceneReady = false;
     return sendClientRequest();
 }
@@ -63,10 +62,6 @@ bool RSIClient::getResponse() {
     for (;;) {
         if (pClient->getResponse(&header, sizeof(header), WAIT_FOREVER)) {
             ReportError("getResponse() failed\n");
-            return true;
-        }
-        if (++uMessages > MAX_MESSAGES_PER_TILE) {
-            ReportErrorFormat("More than %u messages without a task, this client gives up\n", MAX_MESSAGES_PER_TILE);
             return true;
         }
         if (isValidHeader(header)) break;
@@ -178,7 +173,6 @@ bool RSIClient::serverTask() {
     // The ready packet goes with the result, so that the server wakes up once for both.
     pClient->send({packet, {pPixels.get(), packet.uLength}, ready});
     NLogger::LogAppend("OK\n");
-    uMessages = 0;
     uState = PACKET_CLIENT_READY;
     return false;
 }

@@ -12,7 +12,6 @@ class RSIClient {
     SocketClient* pClient = nullptr;
     RayTracer* pRayTracer = nullptr;  // its settings are replaced by the server's
     uint32_t uState = 0;              // PacketType of the last valid header; 2 after a result, 5 when all is over
-    uint32_t uMessages = 0;           // since the last task
     bool bSceneReady = false;         // loaded and preprocessed as the server asked
 
     /// Keeps references to both, which must outlive this object, and asks for the settings. True when the request could

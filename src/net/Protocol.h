@@ -66,6 +66,6 @@ constexpr bool isValidHeader(const PacketHeader& header) {
     return header.uType < 8 && header.uSize == HEADER_SIZES[header.uType];
 }
 
-/// Most messages that either end accepts between two tiles. A correct exchange needs three; a peer that repeats itself
-/// for ever would fill the log and keep a tile from other clients.
+/// Most messages that a server accepts between two tiles. A correct exchange needs three; a client that repeats itself
+/// for ever would fill the log and keep a tile from others. A client counts nothing: it holds nobody up.
 constexpr uint32_t MAX_MESSAGES_PER_TILE = 100;
