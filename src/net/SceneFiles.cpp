@@ -11,15 +11,17 @@
 #include "base/InputFile.h"
 #include "base/NLogger.h"
 #include "base/NRaiiFile.h"
+#include "base/Printable.h"
 
 using Velk::NLogger;
 
 namespace {
 
 void logFile(const char* szFile) {
+    const Velk::Printable shown(szFile);  // the description's path comes from the server
     const Velk::NRaiiFile file(Velk::openInput(szFile));
     if (!file.get()) {
-        NLogger::LogMessage("Scene file %s: %s\n", szFile, errno ? strerror(errno) : "not a regular file");
+        NLogger::LogMessage("Scene file %s: %s\n", shown.text(), errno ? strerror(errno) : "not a regular file");
         return;
     }
     uint64_t uHash = 14695981039346656037u, uSize = 0;  // 64-bit FNV-1a
@@ -28,7 +30,7 @@ void logFile(const char* szFile) {
         for (size_t u = 0; u < uBytes; ++u) uHash = (uHash ^ bytes[u]) * 1099511628211u;
         uSize += uBytes;
     }
-    NLogger::LogMessage("Scene file %s: %016" PRIx64 ", %" PRIu64 " bytes\n", szFile, uHash, uSize);
+    NLogger::LogMessage("Scene file %s: %016" PRIx64 ", %" PRIu64 " bytes\n", shown.text(), uHash, uSize);
 }
 
 }  // namespace

@@ -149,6 +149,7 @@ TEST_F(ClientTest, ChecksWhatItIsSent) {
         {"row beyond 32 bits", sGood + words({3, 32, 7, 0, 0xFFFFFFF8, 8, 8, 8}), sReady + sDone, "does not fit"},
         {"asked in vain for long", many({7, 8}) + sGood + words({5, 8}), sReady, "Scene file"},
         {"another protocol for long", many({80, 80}) + words({5, 8}), many({0, 8}), ""},
+        {"path that colours the terminal", with(0, std::string("a\x1b[31m\nb\0", 9)), sDone, "file a\\x1B[31m\\x0Ab: "},
         {"a device", with(0, std::string("/dev/stdin\0", 11)), sDone, "No scene to render"},
         {"a pipe that nobody writes to", with(0, std::string("pipe\0", 5)), sDone, "No scene to render"},
         {"a directory", with(0, std::string("Scenes\0", 7)), sDone, "No scene to render"},
