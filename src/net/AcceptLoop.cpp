@@ -66,20 +66,22 @@ void AcceptLoop::serveParked() {
     }
 }
 
-// Disconnects silent clients when they keep a parked one from being served: they hold all tiles that are left, or every
-// slot.
+// Disconnects silent clients when they keep the farm from ending: they hold tiles that a parked one would render, and
+// no other tile is left. A result that trickles in is no silence, but must end: at the pace allowed here, a link that
+// can carry a farm at all is never given up.
 void AcceptLoop::disconnectSilent() {
-    if (!parked.count()) return;
+    if (!parked.count() || board.untakenTasks()) return;
     const Milliseconds limit = std::max(silenceLimit, uSlowestFactor * slots.slowestTile());
-    std::vector<Holder> vSilent;
     for (const Holder& holder : slots.holders()) {
-        if (holder.bDelivered && holder.held > limit) vSilent.push_back(holder);
-    }
-    if (board.untakenTasks() && vSilent.size() < slots.uMaxConnections) return;
-    for (const Holder& holder : vSilent) {
+        const bool bSilent = holder.bDelivered && holder.silent > limit;
+        const bool bTrickles = holder.delivering > uTrickleFactor * limit + Milliseconds(holder.uBytes);
+        if (!bSilent && !bTrickles) continue;
+        parked.dropClosed();
+        if (!parked.count()) return;
         if (!slots.disconnect(holder)) continue;
-        NLogger::LogMessage("Client %s is given up: silent for %lld s, with task %u\n", holder.sAddress.c_str(),
-                            toSeconds(holder.held), holder.uTask);
+        NLogger::LogMessage("Client %s is given up: %s for %lld s, with task %u\n", holder.sAddress.c_str(),
+                            bSilent ? "silent" : "its result trickles in",
+                            toSeconds(bSilent ? holder.silent : holder.delivering), holder.uTask);
     }
 }
 

@@ -18,6 +18,7 @@ class AcceptLoop {
 
     Milliseconds silenceLimit{60000};    // a client that has delivered a tile may be silent this long,
     unsigned uSlowestFactor = 20;        // and this many times the longest that a tile took
+    unsigned uTrickleFactor = 10;        // a result may come for this many times that, and 1 ms for each byte
     Milliseconds reportInterval{60000};  // between two reports while no tile arrives
     int iPause = 100;                    // milliseconds after a failed accept, so that the loop does not spin
 

@@ -80,8 +80,13 @@ std::vector<Holder> ClientSlots::holders() const {
     for (uint32_t u = 0; u < uMaxConnections; ++u) {
         ClientSlot& slot = vClients[u];
         if (!slot.pTask) continue;
-        vHolders.push_back({&slot, slot.pTask->uId, addressText(slot.client.sAddress),
-                            duration_cast<milliseconds>(tNow - slot.tTaken), slot.bDelivered});
+        const auto since = [tNow](ClientSlot::Clock::time_point t) { return duration_cast<milliseconds>(tNow - t); };
+        const auto tResult = slot.exchange.tResult.load(), tHeard = slot.exchange.tHeard.load();
+        const bool bComes = tResult != ClientSlot::Clock::time_point{};
+        vHolders.push_back({&slot, slot.pTask->uId, addressText(slot.client.sAddress), since(slot.tTaken),
+                            since(bComes ? std::max(tHeard, slot.client.tReceived.load()) : tHeard),
+                            bComes ? since(tResult) : milliseconds(0), slot.pTask->uColumns * 3 * slot.pTask->uRows,
+                            slot.bDelivered});
     }
     return vHolders;
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "net/Server.h"
 #include "net/Sockets.h"
 #include "net/TaskBoard.h"
 
@@ -20,6 +21,7 @@ struct ClientSlot {
     using Clock = std::chrono::steady_clock;
 
     SocketClient client;
+    RSIServer exchange;
     ClientSlots* pSlots = nullptr;
     TaskBoard* pBoard = nullptr;
     pthread_t thread{};           // accept loop only
@@ -37,7 +39,10 @@ struct Holder {
     uint32_t uTask;
     std::string sAddress;
     std::chrono::milliseconds held;
-    bool bDelivered;  // a tile before this one
+    std::chrono::milliseconds silent;      // since the last message that moved the exchange on, or the last pixels
+    std::chrono::milliseconds delivering;  // since its result began to come, 0 when it has not
+    uint32_t uBytes;                       // of the result's pixels
+    bool bDelivered;                       // a tile before this one
 };
 
 /// The places for the clients that are served at the same time. After create() every public operation but joinThreads()

@@ -23,19 +23,25 @@ void RSIServer::init(const RaytracerParameters& parameters, SocketClient& client
     pParameters = &parameters;
     pClient = &client;
     uState = PACKET_CLIENT_READY;
+    bClientWorks = false;
+    tHeard = Clock::now();
+    tResult = Clock::time_point{};
 }
 
 bool RSIServer::run(Task& task) {
     uState = PACKET_CLIENT_READY;
     uMessages = 0;
+    uHeardTypes = 0;
     tTaskSent = Clock::now();
     while (!task.bDone) {
         if (getResponse()) return true;
         switch (uState) {
             case PACKET_CLIENT_REQUEST:
+                hear();
                 clientRequest();
                 break;
             case PACKET_CLIENT_READY:
+                hear();
                 clientTask(task);
                 break;
             case PACKET_CLIENT_RESULT:
@@ -64,6 +70,13 @@ bool RSIServer::getResponse() {
         return true;
     }
     return false;
+}
+
+// Only the first message of a type counts for a task: a client that repeats itself is no less silent.
+void RSIServer::hear() {
+    const uint32_t uBit = 1u << uState;
+    if (!(uHeardTypes & uBit)) tHeard = Clock::now();
+    uHeardTypes |= uBit;
 }
 
 // A send that fails is reported by the next read.
@@ -107,12 +120,15 @@ bool RSIServer::clientResult(Task& task) {
                           task.uColumns, task.uRows);
         return true;
     }
+    tResult = Clock::now();
     if (pClient->getRows(task.pDestination, uRowBytes, task.uRows, task.uStride)) {
         ReportErrorFormat("The connection was lost in the result of task %u\n", uId);
         return true;
     }
     NLogger::LogMessage("task %d result received\n", static_cast<int>(uId));
     bClientWorks = false;
+    tHeard = Clock::now();
+    tResult = Clock::time_point{};
     task.bDone = true;
     return false;
 }

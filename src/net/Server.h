@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -19,6 +20,10 @@ class RSIServer {
     bool bClientWorks = false;      // the client loads a scene or renders, so it may be silent for long
     Clock::time_point tTaskSent{};  // when the current task was sent last
 
+    // Any thread may read these.
+    std::atomic<Clock::time_point> tHeard{};   // when the client last moved the exchange on, results in transit aside
+    std::atomic<Clock::time_point> tResult{};  // since when the task's result is in transit, zero when it is not
+
     /// Keeps references to both, which must outlive this object.
     void init(const RaytracerParameters& parameters, SocketClient& client);
 
@@ -31,10 +36,13 @@ class RSIServer {
 
  private:
     [[nodiscard]] bool getResponse();
+    void hear();
     void clientRequest();
     void clientTask(const Task& task);
     [[nodiscard]] bool clientResult(Task& task);
     [[nodiscard]] bool dropPixels(uint32_t uLength);
+
+    uint32_t uHeardTypes = 0;  // a bit for each PacketType that moved this task's exchange on
 };
 
 /// Thread of one client: hands it untaken tasks until there are none or the exchange fails, then frees its slot. pSlot

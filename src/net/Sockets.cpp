@@ -174,7 +174,10 @@ size_t SocketClient::receiveSome(iovec* pPieces, size_t uPieces, int iMillisecon
     message.msg_iovlen = uPieces;
     while (iSocket != -1 && !awaitEvent(POLLIN, iMilliseconds)) {
         const ssize_t iReceived = recvmsg(iSocket, &message, MSG_NOSIGNAL);
-        if (iReceived > 0) return static_cast<size_t>(iReceived);
+        if (iReceived > 0) {
+            tReceived = Clock::now();
+            return static_cast<size_t>(iReceived);
+        }
         if (iReceived == 0 || errno != EINTR) break;
     }
     bConnected = false;
@@ -251,4 +254,5 @@ void SocketClient::release() {
     closeOnce(iSocket);
     bConnected = false;
     uAheadStart = uAheadEnd = 0;
+    tReceived = Clock::time_point{};
 }

@@ -3,6 +3,8 @@
 #include <netinet/in.h>
 #include <sys/uio.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -51,6 +53,8 @@ enum WaitLimit {
 /// One connected TCP socket, opened by itself or taken over from an accept. Used by one thread at a time.
 class SocketClient {
  public:
+    using Clock = std::chrono::steady_clock;
+
     char szIP[30] = "";       // host connected to, cut to what fits
     uint16_t uPort = 0;       // port connected to, host byte order
     bool bConnected = false;  // cleared by a receive that fails; each send sets it to whether it succeeded
@@ -59,6 +63,7 @@ class SocketClient {
     int iStopFile = -1;       // waiting for the peer fails once this file is readable; -1: none
     int iStallLimit = 30000;  // milliseconds without progress after which sending and receiving fail
     std::string sFailure;     // why the last connect failed, in the system's words
+    std::atomic<Clock::time_point> tReceived{};  // when bytes came last, zero before; any thread may read it
 
     SocketClient() = default;
     ~SocketClient() { release(); }

@@ -20,9 +20,12 @@ class HostileFarmTest : public FileTest {
     HostileFarmTest() {
         EXPECT_FALSE(server.listener.initServer(0, 128));
         server.listener.iAcceptWait = 2;
-        server.loop.silenceLimit = std::chrono::milliseconds(20);
         for (unsigned u = 0; u < SLOTS; ++u) server.slots.vClients[u].client.iStallLimit = 20;
-        loop = std::thread([this] { EXPECT_FALSE(server.loop.run()); });
+        loop = std::thread([this] {
+            AcceptLoop acceptLoop(server.listener, server.board, server.slots, server.wakeup);
+            acceptLoop.silenceLimit = std::chrono::milliseconds(20);
+            EXPECT_FALSE(acceptLoop.run());
+        });
     }
 
     int connect() const { return connectTo(server.listener.uPort); }
@@ -85,6 +88,8 @@ TEST_F(HostileFarmTest, AHundredBadClientsAtATimeBesideTwoHonestOnes) {
         std::vector<std::thread> vBad;
         for (size_t u = 0; u < 100; ++u) {
             const auto& kind = kinds[u % std::size(kinds)];
+            // They are not given up while tiles are left, so they must not take every slot.
+            if (kind.ending == FREEZES && vFrozen.size() == SLOTS - 2) continue;
             (kind.ending == FREEZES ? vFrozen : vBad).emplace_back([this, &kind] {
                 const Peer peer(connect());
                 if (kind.bDelivers) server.deliver(peer, 1);

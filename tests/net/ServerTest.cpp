@@ -178,25 +178,55 @@ TEST_F(LoopTest, AParkedConnectionWasNeverServedWhenTheServedOneDied) {
     const Peer first(park()), second(park());
     served.close();
     finish(first);
+    stop();
+    pServer.reset();
     // It may have been taken up before the first one's thread had taken the tile.
     const std::string sFarewell = second.receive(9);
     EXPECT_TRUE(sFarewell.empty() || sFarewell == words({5, 8}));
 }
 
 TEST_F(LoopTest, AFrozenClientHeldItsTileForEver) {
-    for (const unsigned uSlots : {2u, 1u}) {  // with one slot the frozen client holds that, and two tiles are untaken
-        const unsigned uTiles = uSlots == 1 ? 4 : 2;
-        prepare(uTiles, uSlots);
-        pServer->loop.silenceLimit = milliseconds(50);
+    prepare(2, 2);
+    pServer->loop.silenceLimit = milliseconds(50);
+    start();
+    const Peer frozen(connect());
+    EXPECT_EQ(pServer->deliver(frozen, 1), 1u);
+    EXPECT_EQ(frozen.receive(32).substr(0, 12), words({3, 32, 1}));
+    const Peer willing(park());
+    finish(willing);
+    EXPECT_EQ(frozen.receive(8), "");
+    EXPECT_TRUE(waitForLog("Client 127.0.0.1:"));
+    EXPECT_TRUE(contains(sLog, "is given up: silent for 0 s, with task 1\n"));
+}
+
+// Clients were sent away while tiles were left for others, and while their pixels came.
+TEST_F(LoopTest, OnlySilenceThatKeepsTheFarmFromEndingCosts) {
+    constexpr auto ages = std::chrono::hours(9);
+    for (const bool bAllTaken : {false, true}) {
+        prepare(bAllTaken ? 2 : 3, 1);
+        pServer->loop.silenceLimit = std::chrono::minutes(30);
         start();
-        const Peer frozen(connect());
-        EXPECT_EQ(pServer->deliver(frozen, 1), 1u);
-        EXPECT_EQ(frozen.receive(32).substr(0, 12), words({3, 32, 1}));
-        const Peer willing(park());
-        finish(willing);
-        EXPECT_EQ(frozen.receive(8), "");
-        EXPECT_TRUE(waitForLog("Client 127.0.0.1:"));
-        EXPECT_TRUE(contains(sLog, "is given up: silent for 0 s, with task 1\n"));
+        Peer busy(connect());
+        EXPECT_EQ(pServer->deliver(busy, 1), 1u);
+        busy.send(words({4, 16, 1, 192}) + "pix");
+        RSIServer& exchange = pServer->slots.vClients[0].exchange;
+        const auto isComing = [&] { return exchange.tResult.load() != RSIServer::Clock::time_point{}; };
+        EXPECT_TRUE(waitUntil(isComing));
+        const Peer waiting(park());
+        exchange.tHeard = RSIServer::Clock::now() - ages;
+        if (!bAllTaken) exchange.tResult = RSIServer::Clock::time_point{};  // silent by now
+        for (int i = 0; i < 5; ++i) {
+            sLog.clear();
+            ASSERT_TRUE(waitForLog("1 connections parked\n"));
+            EXPECT_FALSE(contains(sLog, "given up"));
+        }
+        if (bAllTaken) {
+            exchange.tResult = RSIServer::Clock::now() - ages;
+            EXPECT_TRUE(waitForLog("is given up: its result trickles in for 32400 s, with task 1\n"));
+        } else {
+            busy.close();
+        }
+        finish(waiting);
         stop();
     }
 }
