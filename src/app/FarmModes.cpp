@@ -94,8 +94,10 @@ void runServer() {
     if (prepareImage(image) || board.create(g_rt.parameters, image, wakeup)) return;
     if (slots.create(g_server.uMaxConnections, board, wakeup.file())) return;
     NLogger::LogMessage("Waiting for clients...\n");
-    if (AcceptLoop(g_server, board, slots, wakeup).run()) {
-        slots.joinThreads();
+    AcceptLoop loop(g_server, board, slots, wakeup);
+    const bool bStopped = loop.run();
+    slots.joinThreads();  // so that no client's connection takes the picture's descriptor
+    if (bStopped) {
         saveUnfinished(image, board);
     } else {
         saveFinished(image);

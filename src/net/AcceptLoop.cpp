@@ -28,7 +28,7 @@ bool AcceptLoop::run() {
             parked.dropClosed();
         } else if (server.iAcceptError) {
             // Without a free descriptor no new connection could ever be accepted.
-            if ((server.iAcceptError == EMFILE || server.iAcceptError == ENFILE) && parked.count()) parked.dropOldest();
+            if (server.iAcceptError == EMFILE || server.iAcceptError == ENFILE) parked.makeRoom();
             wakeup.waitFor(iPause);
         } else if (!wakeup.isStopRequested()) {
             serveParked();  // nobody new came for a whole accept wait
@@ -36,7 +36,6 @@ bool AcceptLoop::run() {
         disconnectSilent();
         report();
     }
-    while (parked.count()) parked.dropOldest();  // at once, not when the server has written its picture
     return !board.isDone();
 }
 

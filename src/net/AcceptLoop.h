@@ -10,7 +10,8 @@
 #include "net/Wakeup.h"
 
 /// The main thread of a server: accepts connections and serves or parks them, serves parked ones later, disconnects
-/// clients that hold up the farm, and logs what it waits for. Owns none of the parts that it is given; they must
+/// clients that keep the farm from ending, and logs what it waits for. Parked connections are closed when this object
+/// is destroyed, so let it live until the picture is written. Owns none of the parts that it is given; they must
 /// outlive it.
 class AcceptLoop {
  public:

@@ -4,20 +4,25 @@
 #include <poll.h>
 
 #include <cstdint>
+#include <vector>
 
 /// Accepted connections that are not served yet. Owns them: each stays open until it is handed over, its peer closes
 /// it, or this object is destroyed. Used by one thread.
 class ParkedClients {
  public:
-    static constexpr uint32_t MAX_PARKED = 256;  // far below the usual limit of 1024 open files
+    static constexpr uint32_t SPARE_FILES = 16;  // descriptors left free, most of all for writing the picture
 
     ParkedClients() = default;
     ~ParkedClients();
     ParkedClients(const ParkedClients&) = delete;
     ParkedClients& operator=(const ParkedClients&) = delete;
 
-    /// Takes over a connection. Beyond MAX_PARKED the oldest is closed, which is logged the first time.
+    /// Takes over a connection, and makes room when the limit of open files (RLIMIT_NOFILE) is near.
     void add(int iSocket, const sockaddr_in& address);
+
+    /// Frees a descriptor: closes the connections whose peers have closed them, or else the oldest. The first, second,
+    /// fourth, eighth, ... that is closed so is logged.
+    void makeRoom();
 
     /// Closes the connections whose peers have closed them.
     void dropClosed();
@@ -30,15 +35,12 @@ class ParkedClients {
     const sockaddr_in& oldestAddress() const { return vAddresses[0]; }
 
     /// Hands the oldest connection over to the caller, who must close it. Requires one.
-    void forgetOldest() { remove(0); }
+    void forgetOldest();
 
-    uint32_t count() const { return uCount; }
+    uint32_t count() const { return static_cast<uint32_t>(vParked.size()); }
 
  private:
-    void remove(uint32_t u);
-
-    pollfd vParked[MAX_PARKED];  // the oldest first
-    sockaddr_in vAddresses[MAX_PARKED];
-    uint32_t uCount = 0;
-    bool bWasFull = false;
+    std::vector<pollfd> vParked;  // the oldest first
+    std::vector<sockaddr_in> vAddresses;
+    uint32_t uSentAway = 0;  // for want of descriptors
 };

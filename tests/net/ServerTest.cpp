@@ -257,7 +257,8 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     const Peer other(connect());
     EXPECT_EQ(pServer->deliver(other, 2), 1u);
     EXPECT_TRUE(other.isClosed());
-    const Peer waiting(park());
+    const int iWaiting = park();
+    const Peer waiting(iWaiting);
     const std::string sTask = "Waiting for task 0, held by 127.0.0.1:";
     for (int i = 0; i < 3; ++i) {
         sLog.clear();
@@ -265,9 +266,13 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
         EXPECT_TRUE(waitForLog("Waiting: 1 of 2 tasks done, 0 untaken, 1 connections parked\n"));
     }
     slow.send(words({4, 16, 0, 192}) + pServer->pixels(pServer->board.vTasks[0]));
-    EXPECT_TRUE(waiting.isClosed());
     EXPECT_TRUE(waitUntil([&] { return pServer->board.isDone(); }));
     EXPECT_TRUE(pServer->isComplete());
+    stop();
+    char text[1];
+    EXPECT_EQ(recv(iWaiting, text, 1, MSG_DONTWAIT), -1) << "it is open until the picture is written";
+    pServer.reset();
+    EXPECT_TRUE(waiting.isClosed());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Listening, connecting, sending and receiving.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <thread>
@@ -162,8 +163,23 @@ TEST_F(SocketsTest, ClientsThatComeAndGoUnservedUseUpNoFiles) {
     }
     int ends[300];
     for (int& iEnd : ends) iEnd = park();
-    EXPECT_EQ(parked.count(), ParkedClients::MAX_PARKED);
+    EXPECT_EQ(parked.count(), 301u) << "none is closed while descriptors last";
+    close(std::exchange(ends[0], -1));
+    parked.makeRoom();  // whose peer has left goes first
+    EXPECT_EQ(parked.count(), 300u);
+    EXPECT_FALSE(contains(takeLog(), "sent away"));
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
+    const int iNext = dup(0);
+    close(iNext);
+    const rlimit few{static_cast<rlim_t>(iNext) + ParkedClients::SPARE_FILES, old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    ends[0] = park();
+    setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_EQ(parked.count(), 300u);
     EXPECT_TRUE(patient.isClosed());
+    EXPECT_TRUE(
+        contains(takeLog(), "No descriptor is free (see ulimit -n): waiting client 0.0.0.0:0 is sent away, 1 "));
     for (const int iEnd : ends) close(iEnd);
     parked.dropClosed();
     EXPECT_EQ(parked.count(), 0u);
