@@ -96,6 +96,9 @@ void AcceptLoop::report() {
     }
     NLogger::LogMessage("Waiting: %u of %u tasks done, %u untaken, %u connections parked\n", uDone, board.vTasks.uSize,
                         board.untakenTasks(), parked.count());
+    if (board.untakenTasks() && !slots.connectedClients() && !parked.count()) {
+        NLogger::LogMessage("Waiting: a task is untaken and no client is connected, start one\n");
+    }
     for (const Holder& holder : slots.holders()) {
         NLogger::LogMessage("Waiting for task %u, held by %s for %lld s\n", holder.uTask, holder.sAddress.c_str(),
                             toSeconds(holder.held));

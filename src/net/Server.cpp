@@ -159,7 +159,7 @@ void RSIServer::done() {
 void* ServerProc(void* pSlot) {
     ClientSlot& slot = *static_cast<ClientSlot*>(pSlot);
     TaskBoard& board = *slot.pBoard;
-    RSIServer server;
+    RSIServer& server = slot.exchange;
     server.init(*board.pParameters, slot.client);
     while (Task* pTask = board.takeTask()) {
         slot.pSlots->taskTaken(slot, *pTask);
@@ -167,6 +167,10 @@ void* ServerProc(void* pSlot) {
                             static_cast<int>(board.vTasks.uSize));
         if (server.run(*pTask)) {
             board.giveBack(*pTask);
+            if (slot.client.tReceived.load() == SocketClient::Clock::time_point{}) {
+                NLogger::LogMessage("Client %s never spoke, task %u is untaken again\n",
+                                    addressText(slot.client.sAddress).c_str(), pTask->uId);
+            }
             break;
         }
         slot.pSlots->taskDelivered(slot, RSIServer::Clock::now() - server.tTaskSent);

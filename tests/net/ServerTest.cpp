@@ -142,6 +142,7 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
         ASSERT_GE(sAll.size(), 8u);
         EXPECT_EQ(sAll.substr(sAll.size() - 8), words({5, 8}));
     }
+    EXPECT_TRUE(contains(takeLog(), "Client 0.0.0.0:0 never spoke, task 1 is untaken again\n"));
     EXPECT_GT(server.deliver(good, 1000), 0u);
     server.finish();
     EXPECT_TRUE(server.isComplete());
@@ -273,6 +274,16 @@ TEST_F(LoopTest, AClientMayComputeForLongAndTheServerSaysWhatItWaitsFor) {
     EXPECT_EQ(recv(iWaiting, text, 1, MSG_DONTWAIT), -1) << "it is open until the picture is written";
     pServer.reset();
     EXPECT_TRUE(waiting.isClosed());
+}
+
+// The log said nothing of a tile that was given back after the others had been sent home.
+TEST_F(LoopTest, ATileThatWaitsForAClientIsSaidAndWhoNeverSpoke) {
+    prepare(1, 1);
+    start();
+    Peer(connect()).close();
+    EXPECT_TRUE(waitForLog(" never spoke, task 0 is untaken again\n"));
+    EXPECT_TRUE(waitForLog("Waiting: a task is untaken and no client is connected, start one\n"));
+    EXPECT_TRUE(contains(sLog, "Client 127.0.0.1:")) << sLog;
 }
 
 }  // namespace
