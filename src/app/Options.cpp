@@ -62,7 +62,7 @@ bool readFloat(Arguments& arguments, const char* szOption, float& f) {
     return false;
 }
 
-// Reads the next value as "%u" does. True when it is missing, no number, or does not fit.
+// Reads the next value as "%u" of 32 bits does: what does not fit is the largest. True when it is missing or no number.
 bool readUnsigned(Arguments& arguments, const char* szOption, uint32_t& u) {
     const char* szText = arguments.Next() ? arguments.Current() : nullptr;
     const char* szRest = nullptr;
@@ -70,7 +70,10 @@ bool readUnsigned(Arguments& arguments, const char* szOption, uint32_t& u) {
     if (!szText || Velk::readIntegers(szText, &i, 1, &szRest) != 1) {
         return refuse(szOption, szText, "a whole number expected");
     }
-    if (i > UINT32_MAX || i < -int64_t{UINT32_MAX}) return refuse(szOption, szText, "a number of 32 bits expected");
+    if (i > UINT32_MAX || i < -int64_t{UINT32_MAX}) {
+        explain(szOption, szText, "warning: more than 32 bits, understood as 4294967295");
+        i = UINT32_MAX;
+    }
     checkRest(szOption, szText, szRest);
     u = static_cast<uint32_t>(i);
     return false;
