@@ -8,6 +8,7 @@
 
 #include "app/BufferedOutput.h"
 #include "app/Options.h"
+#include "app/PictureFile.h"
 #include "base/Bitmap.h"
 #include "base/NLogger.h"
 #include "net/AcceptLoop.h"
@@ -38,7 +39,7 @@ bool prepareImage(Velk::NBitmap& image) {
         ReportErrorFormat("Image too large: %u x %u pixels\n", parameters.uWidth, parameters.uHeight);
         return true;
     }
-    return Velk::NBitmap::isRefused(parameters.szOutFile);
+    return isPictureRefused(parameters.szOutFile);
 }
 
 // "room.bmp" becomes "room.part.bmp".
@@ -62,6 +63,10 @@ std::string keepImage(const Velk::NBitmap& image, const std::string& sFile) {
 }
 
 void saveFinished(const Velk::NBitmap& image) {
+    if (!image.uSize && isOldPicture(g_rt.parameters.szOutFile)) {
+        NLogger::LogMessage("The image has no pixels, %s is left as it is\n", g_rt.parameters.szOutFile);
+        return;
+    }
     const std::string sFile = g_rt.parameters.szOutFile, sKept = keepImage(image, sFile);
     if (sKept.empty()) ReportErrorFormat("The finished image is lost: %s could not be written\n", sFile.c_str());
     if (sKept.empty() || sKept == sFile) return;

@@ -7,6 +7,7 @@
 
 #include "app/FarmModes.h"
 #include "app/Options.h"
+#include "app/PictureFile.h"
 #include "app/Signals.h"
 #include "base/LargeBlock.h"
 #include "base/NLogger.h"
@@ -26,7 +27,7 @@ int64_t readClock() {
 // Loads, preprocesses and renders one scene on this machine.
 void runLocal() {
     removeFilesOnSignals();
-    if (g_rt.load(nullptr, false) || Velk::NBitmap::isRefused(g_rt.parameters.szOutFile)) return;
+    if (g_rt.load(nullptr, false) || isPictureRefused(g_rt.parameters.szOutFile)) return;
     if (g_rt.preprocessScene()) return;
     Velk::printProgress("Preprocess done\n");
     const int64_t iStart = readClock();

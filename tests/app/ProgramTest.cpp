@@ -140,13 +140,15 @@ TEST_F(ProgramTest, FailuresAreLoggedAndLeaveNothingBehind) {
         const char *szArguments, *szReport;
     } cases[] = {{"nowhere", "Failed to open file: Scenes/scene_descs/nowhere.txt"},
                  {"--resolution 100000 100000 test", "Image too large: 100000 x 100000 pixels\n"},
-                 {"--out missing/x.bmp test", "Failed to open file: missing/x.bmp\n"},
+                 {"--out missing/x.bmp test", "[Bitmap.cpp | saveToFile | LINE: "},
                  {"--out missing/x.bmp test", " ] missing/x.bmp: No such file or directory\n"},
                  {"--out /dev/full test", "No image was written: /dev/full\n"},
                  {"--out /dev/full test", " ] /dev/full: No space left on device\n"},
                  {"--out Scenes test", " ] Scenes: Is a directory\n"},
                  {"--server 0 1 --resolution 60000 60000 test", "Image too large: 60000 x 60000"},
-                 {"--server 0 1 --out missing/x.bmp test", "Failed to open file: missing/x.bmp\n"}};
+                 {"--server 0 1 --out missing/x.bmp test", "Failed to open file: missing/x.bmp\n"},
+                 {"--server 0 1 --out Scenes/test/test.cam nowhere",
+                  "The image has no pixels, Scenes/test/test.cam is left as it is\n"}};
     const std::vector<std::string> vNames = {"RayTracer.log", "Scenes", "kdtree.tmp"};
     for (const auto& c : cases) {
         EXPECT_EQ(run(c.szArguments), 1);
