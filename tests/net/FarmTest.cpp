@@ -201,6 +201,42 @@ TEST_F(FarmTest, TwoFarmsWorkInOneDirectory) {
     EXPECT_EQ(system(sBoth.c_str()), 0) << readFile("a") << readFile("b");
     EXPECT_EQ(firstDifference(readFile("a.bmp"), sPicture), "") << readFile("a");
     EXPECT_EQ(firstDifference(readFile("b.bmp"), sPicture), "") << readFile("b");
+    // A name with a slip of the pen replaced the picture by one without pixels.
+    for (const bool bOld : {true, false}) {
+        const std::string sFile = bOld ? "a.bmp" : "c.bmp";
+        EXPECT_NE(system((sRun + "nowhere --out " + sFile + " >c 2>&1").c_str()), 0);
+        EXPECT_TRUE(contains(readFile("c"), "farm: the scene cannot be read\n")) << readFile("c");
+        EXPECT_EQ(firstDifference(readFile(sFile), bOld ? sPicture : ""), "");
+    }
+}
+
+// A client that ended was not followed by another while any was left, and Ctrl-C did not say where the tiles are.
+TEST_F(FarmTest, TheScriptStartsClientsAgainAndSaysWhereAStoppedPictureIs) {
+    render("--packsize 50");
+    const std::string sHome = std::filesystem::current_path();
+    // The first client ends at once, the second waits for the third.
+    writeFile("program", "#!/bin/sh\nif [ $1 = --client ]; then\n    echo >>" + sHome + "/starts\n    mkdir " + sHome +
+                             "/first 2>/dev/null && exit 1\n    for i in $(seq 600); do\n        [ $(wc -l <" + sHome +
+                             "/starts) -ge 3 ] && break\n        sleep 0.1\n    done\nfi\nexec " RT_PROGRAM
+                             " \"$@\"\n");
+    std::filesystem::permissions("program", std::filesystem::perms::owner_all);
+    const std::string sRun = "RT_CLIENTS=2 RT_PROGRAM=" + sHome + "/program TMPDIR=" + sHome +
+                             " exec " RT_SOURCE_DIR "/scripts/farm test --packsize 50 ";
+    EXPECT_EQ(system((sRun + ">said 2>&1").c_str()), 0) << readFile("said");
+    EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "");
+    EXPECT_GE(readFile("starts").size(), 3u);
+    Process farm(sRun + "--resolution 4000 3000 --out large.bmp >said 2>&1");
+    const auto hasTile = [&] {
+        for (const auto& entry : std::filesystem::directory_iterator(".")) {
+            if (contains(readFile(entry.path().string() + "/server/RayTracer.log"), "result received")) return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(waitUntil(hasTile));
+    farm.send(SIGTERM);
+    EXPECT_EQ(farm.wait(), 143);
+    EXPECT_TRUE(contains(readFile("said"), " tasks done, they are in " + sHome + "/large.part.bmp\n"))
+        << readFile("said");
 }
 
 }  // namespace
