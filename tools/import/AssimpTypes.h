@@ -8,6 +8,8 @@
 
 #include "import/Vector3d.h"
 
+namespace Import {
+
 inline Vector3d toDouble(const aiVector3D& v) {
     return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
 }
@@ -28,3 +30,5 @@ inline std::string suffixOf(const std::string& sFile) {
 inline bool isGltf(const std::string& sSuffix) {
     return sSuffix == "gltf" || sSuffix == "glb" || sSuffix == "vrm";
 }
+
+}  // namespace Import

@@ -10,6 +10,8 @@
 #include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 
+namespace Import {
+
 namespace {
 
 constexpr double DEGREE = 3.14159265358979323846 / 180.0;
@@ -98,3 +100,5 @@ void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& 
         if (bPlaced && result.dIntensity > 0 && std::isfinite(result.dIntensity)) model.vLights.push_back(result);
     }
 }
+
+}  // namespace Import

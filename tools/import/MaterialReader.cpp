@@ -10,6 +10,8 @@
 
 #include "import/TextureColour.h"
 
+namespace Import {
+
 namespace {
 
 // Screens show the square root of light, roughly; the renderer's curve counts on colours as screens show them.
@@ -160,3 +162,5 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, con
     takeTransport(material, result);
     return result;
 }
+
+}  // namespace Import

@@ -10,6 +10,8 @@
 #include "base/Vectors.h"
 #include "import/Vector3d.h"
 
+namespace Import {
+
 /// A block of the materials file. dTransmission is the share of light that goes through; the file holds one minus it.
 struct ModelMaterial {
     std::string sName;
@@ -62,3 +64,5 @@ struct SceneCamera {
     Vector3d v3Eye, v3Corners[3];
     uint32_t uWidth = 0, uHeight = 0;
 };
+
+}  // namespace Import

@@ -21,6 +21,8 @@
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 
+namespace Import {
+
 namespace {
 
 constexpr rlim_t LONGEST_SECONDS = 600;           // of processor time: a hundred million triangles
@@ -160,3 +162,5 @@ std::string sceneNameOf(const std::string& sModel) {
     if (!sName.empty() && (sName[0] == '.' || sName[0] == '-')) sName[0] = '_';
     return sName;
 }
+
+}  // namespace Import

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace Import {
+
 /// What a user may ask of an import. The defaults give a framed and lit picture of any model.
 struct ImportOptions {
     /// KEEP takes the file's materials; the others give the whole model one material.
@@ -39,3 +41,9 @@ struct ImportOptions {
 /// The name that a scene gets when the user gives none: the file's, with every character but letters, digits, '.', '_'
 /// and '-' turned into '_'.
 std::string sceneNameOf(const std::string& sModel);
+
+}  // namespace Import
+
+using Import::importModel;
+using Import::ImportOptions;
+using Import::sceneNameOf;

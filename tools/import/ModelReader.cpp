@@ -19,6 +19,8 @@
 #include "import/MaterialReader.h"
 #include "import/VertexJoiner.h"
 
+namespace Import {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -293,3 +295,5 @@ bool readModel(const std::string& sFile, char cUp, bool bProgress, Model& model,
     }
     return convert(*pScene, sFile, cUp, model, sMessage, vNotices);
 }
+
+}  // namespace Import

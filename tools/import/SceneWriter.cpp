@@ -12,6 +12,8 @@
 #include "base/OutputFile.h"
 #include "base/TextWriter.h"
 
+namespace Import {
+
 using Velk::OutputFile;
 using Velk::TextWriter;
 
@@ -184,3 +186,5 @@ bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& 
     directories.keep();
     return false;
 }
+
+}  // namespace Import

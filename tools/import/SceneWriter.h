@@ -6,6 +6,8 @@
 
 #include "import/Model.h"
 
+namespace Import {
+
 struct ScenePaths {
     std::string sRoot;     // directory of the scenes
     std::string sWritten;  // the same directory as the description names it
@@ -20,3 +22,5 @@ struct ScenePaths {
 /// before is then still there, and directories made for it are gone.
 [[nodiscard]] bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& camera,
                               const std::vector<SceneLight>& vLights, std::string& sMessage);
+
+}  // namespace Import

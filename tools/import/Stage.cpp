@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace Import {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -248,3 +250,5 @@ void replaceMaterials(Model& model, ImportOptions::Material eMaterial) {
     model.vMaterials = {m};
     for (ModelTriangle& t : model.vTriangles) t.uMaterial = 0;
 }
+
+}  // namespace Import

@@ -6,6 +6,8 @@
 #include "import/Model.h"
 #include "import/ModelImport.h"
 
+namespace Import {
+
 /// The camera: the options' where they name a place, the model's own where it has one, otherwise three-quarter from the
 /// front with the whole model inside. Requires a model with a box.
 SceneCamera placeCamera(const Model& model, const ImportOptions& options);
@@ -24,3 +26,5 @@ void addRoom(Model& model, const SceneCamera& camera);
 
 /// Gives the whole model one material.
 void replaceMaterials(Model& model, ImportOptions::Material eMaterial);
+
+}  // namespace Import

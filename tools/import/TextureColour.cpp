@@ -12,6 +12,8 @@
 
 #include "base/NRaiiFile.h"
 
+namespace Import {
+
 namespace {
 
 constexpr size_t MOST_PIXELS = size_t{1} << 28;  // of a texture that is looked at
@@ -106,3 +108,5 @@ std::optional<MeanColour> meanColourOf(const std::string& sFile) {
         vBytes.insert(vBytes.end(), buffer, buffer + u);
     return meanColourOf(vBytes.data(), vBytes.size());
 }
+
+}  // namespace Import

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+namespace Import {
+
 using MeanColour = std::array<double, 3>;  // red, green, blue from 0 to 1, as a screen shows them
 
 /// Mean of a PNG or JPEG file's pixels, transparent ones by their share; nothing when the bytes are no such picture.
@@ -13,3 +15,5 @@ std::optional<MeanColour> meanColourOf(const unsigned char* pBytes, size_t uByte
 
 /// The same for a file.
 std::optional<MeanColour> meanColourOf(const std::string& sFile);
+
+}  // namespace Import

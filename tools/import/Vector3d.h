@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+namespace Import {
+
 struct Vector3d {
     double x = 0, y = 0, z = 0;
 };
@@ -56,3 +58,5 @@ struct Map3d {
     }
     double determinant() const { return dot(v3X, cross(v3Y, v3Z)); }
 };
+
+}  // namespace Import

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstring>
 
+namespace Import {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -226,3 +228,5 @@ void VertexJoiner::finish(Model& model) {
     }
     *this = VertexJoiner();
 }
+
+}  // namespace Import

@@ -6,6 +6,8 @@
 
 #include "import/Model.h"
 
+namespace Import {
+
 /// Collects triangles with their corners' positions and, where the file has them, normals. finish() joins corners at
 /// the same place where the surface is smooth there and parts them at creases, because the renderer's normals are those
 /// of shared vertices: a crease follows the file's normals, or an angle of CREASE_DEGREES where it has none.
@@ -35,3 +37,5 @@ class VertexJoiner {
     std::vector<ModelTriangle> vTriangles;  // of places
     std::vector<uint32_t> vNormals;         // one packed normal a corner; empty until a triangle has some
 };
+
+}  // namespace Import
