@@ -1,12 +1,17 @@
 // rt-import on small models of every kind: what comes out stands upright, is framed and lit, or is refused in one line.
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 
 #include "render/RayTracer.h"
 #include "scene/Scene.h"
 #include "support/FileTest.h"
 #include "support/Letter.h"
+#include "support/Meshes.h"
 #include "support/Process.h"
 #include "support/Scenes.h"
 
@@ -15,12 +20,10 @@ namespace {
 
 class ImportTest : public FileTest {
  protected:
-    // The tool's own limit on a reader's memory is off under sanitizers, and a file led one to 20 GB.
-    ImportTest() { setenv("ASAN_OPTIONS", "max_allocation_size_mb=256", 0); }
-
     // Exit status; what was printed is in sOutput and sErrors.
     int import(const std::string& sArguments) {
-        const int iStatus = runCommand(RT_EMULATOR " " RT_IMPORT " " + sArguments + " 2>err.txt", sOutput);
+        const int iStatus =
+            runCommand("timeout 300 " RT_EMULATOR " " RT_IMPORT " " + sArguments + " 2>err.txt", sOutput);
         sErrors = readFile("err.txt");
         std::filesystem::remove("err.txt");
         return iStatus;
@@ -216,21 +219,24 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     writeFile("inf.obj", "v 0 0 0\nv 1e39 0 0\nv 0 1 0\nf 1 2 3\n");
     writeFile("odd.xyzw", "v 0 0 0\n");
     writeFile("counts.ply", "ply\nformat ascii 1.0\nelement vertex 999999999\nproperty float x\nend_header\n1\n");
+    writeFile("bad.ogex", "these are words");
+    writeFile("bad.blend", "these are words");
     writeLetter("obj");
     std::filesystem::create_directory("folder.obj");
     const std::vector<std::string> vBefore = list();
-    for (const std::string s :
-         {"missing.obj", "empty.obj", "words.stl", "points.obj", "thin.obj", "nan.obj", "inf.obj", "odd.xyzw",
-          "folder.obj", "letter.obj a/b", "letter.obj 'a b'", "letter.obj --scenes letter.obj",
-          "letter.obj --scenes /dev/full", "letter.obj --scenes /proc/1"}) {
+    for (const std::string s : {"missing.obj", "empty.obj", "words.stl", "points.obj", "thin.obj", "nan.obj", "inf.obj",
+                                "odd.xyzw", "folder.obj", "letter.obj a/b", "letter.obj 'a b'",
+                                "letter.obj --scenes letter.obj", "letter.obj --scenes 'a\nb'", "bad.ogex", "bad.blend",
+                                "letter.obj --scenes /dev/full", "letter.obj --scenes /proc/1"}) {
         EXPECT_EQ(import(s), 1) << s;
         EXPECT_EQ(sOutput, "") << s;
         EXPECT_EQ(sErrors.find('\n'), sErrors.size() - 1) << s << sErrors;
         EXPECT_TRUE(contains(sErrors, "rt-import: ")) << s << sErrors;
+        EXPECT_FALSE(contains(sErrors, ": \n") || contains(sErrors, "magic")) << s << " has no reason: " << sErrors;
         EXPECT_EQ(list(), vBefore) << s;
     }
-    for (const std::string s :
-         {"", "letter.obj --material wood", "letter.obj --fov 200", "letter.obj --at 1 2", "--up w letter.obj"}) {
+    for (const std::string s : {"", "letter.obj --material wood", "letter.obj --fov 200", "letter.obj --at 1 2",
+                                "letter.obj --scenes ''", "--up w letter.obj"}) {
         EXPECT_EQ(import(s), 2) << s;
         EXPECT_EQ(list(), vBefore) << s;
     }
@@ -239,6 +245,118 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     EXPECT_EQ(import(writeLetter("obj", {2.0})), 1);
     EXPECT_TRUE(contains(sErrors, "there is a scene \"letter\" already; --force replaces it")) << sErrors;
     EXPECT_EQ(readFile("Scenes/letter/letter.brs"), sScene);
+}
+
+// What a model from a stranger names: files that never end or are not his to read, and names that a terminal obeys.
+TEST_F(ImportTest, HostileModelsGetNothingButRegularFilesBelowTheirDirectory) {
+    const auto obj = [](const std::string& sName, const std::string& sLibrary, const std::string& sMaterial) {
+        writeFile("models/" + sName + ".obj", "mtllib " + sLibrary + "\nv 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0 0\nusemtl " +
+                                                  sMaterial + "\nf 1/1 2/1 3/1\n");
+    };
+    const auto textured = [&](const std::string& sName, const std::string& sTexture, const std::string& sMaterial) {
+        writeFile("models/" + sName + ".mtl", "newmtl " + sMaterial + "\nKd 1 0 0\nmap_Kd " + sTexture + "\n");
+        obj(sName, sName + ".mtl", sMaterial);
+    };
+    const auto gltf = [](const std::string& sName, const std::string& sBuffer) {
+        std::string sText = readFile(writeLetter("gltf"));
+        writeFile(sName + ".gltf", sText.replace(sText.find("letter.bin"), 10, sBuffer));
+    };
+    writeFile("outside.mtl", "newmtl a\nKd 0 1 0\n");
+    gltf("models/buffer", "../letter.bin");
+    gltf("models/link", "link.bin");
+    gltf("zero", "/dev/zero");
+    ASSERT_EQ(mkfifo("models/pipe", 0600), 0);
+    ASSERT_EQ(mkfifo("models/pipe.obj", 0600), 0);
+    std::filesystem::create_symlink("../letter.bin", "models/link.bin");
+    // A picture of 16384 times 16384 pixels in 54 bytes.
+    const unsigned char PNG[] = {137, 80, 78, 71, 13, 10, 26, 10,  0,   0,   0,   13,  73,  72,  68,  82, 0,
+                                 0,   64, 0,  0,  0,  64, 0,  1,   0,   0,   0,   0,   129, 179, 45,  41, 0,
+                                 0,   0,  9,  73, 68, 65, 84, 'x', 'x', 'x', 'x', 'x', 'x', 'x', 'x', 'x'};
+    writeFile("models/large.png", std::string(reinterpret_cast<const char*>(PNG), sizeof(PNG)));
+    textured("large", "large.png", "a");
+    textured("endless", "/dev/zero", "a");
+    textured("waiting", "pipe", "a");
+    textured("escape", "t\x1b]0;x\x07.png", "a\x1b[31mb\xc2\x9b");
+    obj("library", "../outside.mtl", "a");
+    obj("waiting2", "pipe", "a");
+    const std::string OUTSIDE = " is not read: it lies outside the model's directory (--allow-outside takes it)";
+    const std::string TEXTURE = "rt-import: material a: texture ",
+                      KEPT = " cannot be read, its colour is the material's: ";
+    const struct {
+        const char* szModel;
+        int iStatus;
+        std::string sSays;
+    } cases[] = {{"models/large.obj", 0, TEXTURE + "large.png" + KEPT},
+                 {"models/endless.obj", 0, TEXTURE + "/dev/zero" + KEPT + "it lies outside"},
+                 {"models/waiting.obj", 0, TEXTURE + "pipe" + KEPT + "it is no regular file\n"},
+                 {"models/escape.obj", 0, "material a\\x1B[31mb\\xC2\\x9B: texture t\\x1B]0;x\\x07.png"},
+                 {"models/library.obj", 0, "../outside.mtl" + OUTSIDE},
+                 {"models/waiting2.obj", 0, "pipe is not read: it is no regular file"},
+                 {"models/buffer.gltf", 1, "../letter.bin" + OUTSIDE},
+                 {"models/link.gltf", 1, "link.bin" + OUTSIDE},
+                 {"zero.gltf", 1, "/dev/zero" + OUTSIDE},
+                 {"models/pipe.obj", 1, "cannot read models/pipe.obj: it is no regular file\n"}};
+    const std::string sLimited = "ulimit -Sv 300000; " RT_IMPORT " ";
+    const bool bSanitized =
+        runCommand(sLimited + "--version 2>&1", sOutput) != 0;  // ends without memory, does not throw
+    for (const auto& [szModel, iStatus, sSays] : cases) {
+        if (bSanitized && contains(szModel, "large")) continue;
+        EXPECT_EQ(import(szModel + std::string(" hostile --force")), iStatus) << szModel;
+        EXPECT_TRUE(contains(sErrors, sSays)) << szModel << ": " << sErrors;
+        EXPECT_EQ(std::count_if(sErrors.begin(), sErrors.end(), [](char c) { return c >= 0 && c < ' '; }), 1)
+            << szModel << ": one line without control characters: " << sErrors;
+    }
+    ASSERT_EQ(import("models/escape.obj escape"), 0) << sErrors;
+    EXPECT_TRUE(contains(readFile("Scenes/escape/escape.atr"), "Attr a_[31mb__\n"));
+    for (const std::string s : {"buffer.gltf", "link.gltf", "library.obj"}) {
+        ASSERT_EQ(import("models/" + s + " allowed --force --allow-outside"), 0) << s << sErrors;
+        EXPECT_EQ(sErrors, "") << s;
+    }
+    EXPECT_TRUE(contains(readFile("Scenes/allowed/allowed.atr"), "color 0 255 0\n"));
+    if (bSanitized) return;
+    std::string sText = readFile("letter.gltf");
+    writeFile("heavy.gltf", sText.replace(sText.find("1728"), 4, "500000000"));
+    std::filesystem::resize_file("letter.bin", 500000000);
+    EXPECT_EQ(runCommand(sLimited + "heavy.gltf 2>&1", sOutput), 1) << "a limit is not raised";
+    EXPECT_TRUE(contains(sOutput, ": it takes more memory than there is\n")) << sOutput;
+}
+
+TEST_F(ImportTest, SignalsLimitsAndClosedStreamsLeaveAWholeSceneOrNothing) {
+    Mesh ball;
+    ball.addSphere({}, 3.0f, 6);
+    FILE* pFile = fopen("ball.obj", "w");
+    for (const Velk::NMVector3f& p : ball.vVertices) {
+        fprintf(pFile, "v %g %g %g\n", static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z));
+    }
+    for (const Mesh::Triangle& t : ball.vTriangles) fprintf(pFile, "f %u %u %u\n", t.a + 1, t.b + 1, t.c + 1);
+    fclose(pFile);
+    const std::string sRun = RT_EMULATOR " " RT_IMPORT " ball.obj --force";
+    const std::vector<std::string> vBefore = list();
+    for (const int iSignal : {SIGTERM, SIGINT, SIGHUP}) {
+        unsigned uTries = 0;
+        for (bool bHit = false; !bHit && uTries < 100; ++uTries) {
+            Process import("exec " + sRun + " >/dev/null");
+            while (!std::filesystem::exists("Scenes/ball") && !import.hasEnded()) continue;
+            import.send(iSignal);
+            bHit = import.wait() != 0 && !std::filesystem::exists(descriptionOf("ball"));
+            if (bHit) {
+                EXPECT_EQ(list(), vBefore) << iSignal;
+            }
+            std::filesystem::remove_all("Scenes");
+        }
+        EXPECT_LT(uTries, 100u) << "signal " << iSignal << " never came while the scene was written";
+    }
+    std::string sText;
+    EXPECT_EQ(runCommand("ulimit -f 100; " + sRun + " 2>&1", sText), 1);
+    EXPECT_TRUE(contains(sText, "cannot write Scenes/ball/ball.brs: File too large\n")) << sText;
+    EXPECT_EQ(list(), vBefore);
+    for (const std::string s : {" >&-", " 2>&-", " <&- >&- 2>&-", " >/dev/full"}) {
+        EXPECT_EQ(runCommand(sRun + s, sText), 0) << s;
+        EXPECT_TRUE(std::filesystem::exists(descriptionOf("ball"))) << s;
+        std::filesystem::remove_all("Scenes");
+    }
+    runCommand("{ " + sRun + "; echo $? >status; } | true", sText);
+    EXPECT_EQ(readFile("status"), "0\n");
 }
 
 // Readers of model files crash on some broken ones; the tool must not.

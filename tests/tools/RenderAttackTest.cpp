@@ -170,6 +170,7 @@ TEST_F(RenderTest, TheImporterEndsWithItsKilledParent) {
     kill(vChildren[0], SIGSTOP);  // or it might end in time by itself
     process.send(SIGKILL);
     EXPECT_EQ(process.wait(), 1000 + SIGKILL);
+    kill(vChildren[0], SIGCONT);
     const auto tLimit = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (fs::exists(sErrors, error) && std::chrono::steady_clock::now() < tLimit) std::this_thread::yield();
     EXPECT_FALSE(fs::exists(sErrors, error)) << "the importer is still there";

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 
@@ -26,7 +27,7 @@ Map3d mapOf(const aiScene& scene, const aiString& name, const Map3d& world) {
 
 // The text of a COLLADA file's first camera. Assimp 5.2 leaves its angles at their defaults.
 std::string colladaCamera(const std::string& sFile) {
-    const Velk::NRaiiFile file(fopen(sFile.c_str(), "rb"));
+    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
     std::string sText;
     char buffer[65536];
     for (size_t u; file.get() && (u = fread(buffer, 1, sizeof(buffer), file.get())) > 0;) sText.append(buffer, u);

@@ -7,12 +7,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
+#include "base/Printable.h"
 #include "import/TextureColour.h"
 
 namespace Import {
 
 namespace {
+
+constexpr size_t LONGEST_SHOWN = 200;  // bytes of a name in a notice
 
 // Screens show the square root of light, roughly; the renderer's curve counts on colours as screens show them.
 double toScreen(double d) {
@@ -43,33 +47,57 @@ unsigned exponentOf(double d) {
     return 2 * static_cast<unsigned>(std::lround(std::clamp(d, 2.0, 1000.0) / 2.0));
 }
 
-std::optional<MeanColour> textureColour(const aiString& path, const aiScene& scene, const std::string& sFolder) {
-    if (const aiTexture* p = scene.GetEmbeddedTexture(path.C_Str())) {
-        if (p->mHeight == 0) return meanColourOf(reinterpret_cast<const unsigned char*>(p->pcData), p->mWidth);
-        MeanColour sum{0, 0, 0};
-        const size_t uTexels = size_t{p->mWidth} * p->mHeight;
-        for (size_t u = 0; u < uTexels; ++u) {
-            sum[0] += p->pcData[u].r, sum[1] += p->pcData[u].g, sum[2] += p->pcData[u].b;
-        }
-        for (double& d : sum) d /= 255.0 * static_cast<double>(uTexels);
-        return sum;
+// Of a texture inside the model's file.
+std::optional<MeanColour> embeddedColour(const aiTexture& texture) {
+    if (texture.mHeight == 0)
+        return meanColourOf(reinterpret_cast<const unsigned char*>(texture.pcData), texture.mWidth);
+    MeanColour sum{0, 0, 0};
+    const size_t uTexels = size_t{texture.mWidth} * texture.mHeight;
+    if (uTexels == 0) return std::nullopt;
+    for (size_t u = 0; u < uTexels; ++u) {
+        sum[0] += texture.pcData[u].r, sum[1] += texture.pcData[u].g, sum[2] += texture.pcData[u].b;
     }
-    std::string sPath = path.C_Str();
+    for (double& d : sum) d /= 255.0 * static_cast<double>(uTexels);
+    return sum;
+}
+
+// Of a file. When there is none, szReason says why.
+std::optional<MeanColour> fileColour(std::string sPath, ModelFiles& files, const char*& szReason) {
+    const std::string sFolder = files.folder() + "/";
     std::replace(sPath.begin(), sPath.end(), '\\', '/');
-    if (auto mean = meanColourOf(sPath[0] == '/' ? sPath : sFolder + "/" + sPath)) return mean;
-    return meanColourOf(sFolder + "/" + sPath.substr(sPath.rfind('/') + 1));  // paths of the maker's machine
+    std::string sFile = sPath[0] == '/' ? sPath : sFolder + sPath;
+    szReason = files.refusalOf(sFile);
+    if (szReason) {  // paths of the maker's machine
+        sFile = sFolder + sPath.substr(sPath.rfind('/') + 1);
+        if (files.refusalOf(sFile)) return std::nullopt;
+    }
+    szReason = "it is no PNG or JPEG file, or a broken one";
+    return meanColourOf(sFile);
+}
+
+std::optional<MeanColour> textureColour(const aiString& path, const aiScene& scene, ModelFiles& files,
+                                        const char*& szReason) {
+    szReason = "it is no PNG or JPEG file, or a broken one";
+    try {
+        const aiTexture* p = scene.GetEmbeddedTexture(path.C_Str());
+        return p ? embeddedColour(*p) : fileColour(path.C_Str(), files, szReason);
+    } catch (const std::bad_alloc&) {  // the sizes in a small file promise a large picture
+        szReason = "it takes more memory than there is";
+        return std::nullopt;
+    }
 }
 
 // Replaces a texture by its mean colour; c is the factor that the file multiplies it with.
-void takeTexture(const aiMaterial& material, const aiScene& scene, const std::string& sFolder, bool bLinear,
+void takeTexture(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
                  ModelMaterial& result, const aiColor3D& c, std::vector<std::string>& vNotices) {
     for (const aiTextureType eType : {aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE}) {
         aiString path;
         if (material.GetTexture(eType, 0, &path) != aiReturn_SUCCESS) continue;
-        const std::string sText = "material " + result.sName + ": texture " + path.C_Str();
-        const std::optional<MeanColour> mean = textureColour(path, scene, sFolder);
+        const std::string sText = "material " + shownName(result.sName) + ": texture " + shownName(path.C_Str());
+        const char* szReason = nullptr;
+        const std::optional<MeanColour> mean = textureColour(path, scene, files, szReason);
         if (!mean) {
-            vNotices.push_back(sText + " cannot be read, its colour is the material's");
+            vNotices.push_back(sText + " cannot be read, its colour is the material's: " + szReason);
             return;
         }
         // Files without a colour beside the texture mean white, and readers put grey or black there.
@@ -137,7 +165,11 @@ std::array<unsigned, 3> screenColour(double dRed, double dGreen, double dBlue, b
     return {component(dRed), component(dGreen), component(dBlue)};
 }
 
-ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, const std::string& sFolder, bool bLinear,
+std::string shownName(const std::string& sName) {
+    return Velk::Printable(sName.data(), sName.size(), LONGEST_SHOWN).text();
+}
+
+ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
                            std::vector<std::string>& vNotices) {
     ModelMaterial result;
     result.sName = material.GetName().C_Str();
@@ -154,7 +186,7 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, con
     if (luminance(c) <= 0 && luminance(emitted) > 0) c = emitted;
     result.vColour =
         screenColour(static_cast<double>(c.r), static_cast<double>(c.g), static_cast<double>(c.b), bLinear);
-    takeTexture(material, scene, sFolder, bLinear, result, c, vNotices);
+    takeTexture(material, scene, files, bLinear, result, c, vNotices);
     if (bLinear)
         takeMetal(material, result);
     else

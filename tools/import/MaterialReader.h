@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "import/Model.h"
+#include "import/ModelFiles.h"
 
 struct aiMaterial;
 struct aiScene;
@@ -12,9 +13,12 @@ struct aiScene;
 namespace Import {
 
 /// What a material becomes. bLinear says that the file's colours are light energies (glTF) and not what a screen shows.
-/// sFolder is where the file's textures lie. A texture is replaced by its mean colour, which a notice says.
-ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, const std::string& sFolder, bool bLinear,
+/// A texture of files is replaced by its mean colour, or not at all when it cannot be read; a notice says which.
+ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
                            std::vector<std::string>& vNotices);
+
+/// A material's name or texture as a notice shows it: safe for a terminal, and cut before it hides the rest.
+std::string shownName(const std::string& sName);
 
 /// 0 to 255 as a screen shows it.
 std::array<unsigned, 3> screenColour(double dRed, double dGreen, double dBlue, bool bLinear);

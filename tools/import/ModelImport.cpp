@@ -4,20 +4,21 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 
-#include "import/AssimpTypes.h"
+#include "base/Printable.h"
 #include "import/ModelReader.h"
+#include "import/ReaderLimits.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 
@@ -25,14 +26,16 @@ namespace Import {
 
 namespace {
 
-constexpr rlim_t LONGEST_SECONDS = 600;           // of processor time: a hundred million triangles
-constexpr rlim_t LEAST_MEMORY = rlim_t{1} << 30;  // bytes of address space, libraries included
-constexpr rlim_t MEMORY_A_BYTE = 200;             // of the file: seven are usual, but some formats are compressed
+constexpr size_t MOST_NOTICES = 100;  // that are told
+constexpr int STOPPED = SIGUSR1;      // tells the child that nobody wants its scene any more
+
+std::atomic<pid_t> g_iChild{0};
+static_assert(std::atomic<pid_t>::is_always_lock_free, "used in a signal handler");
 
 bool importHere(const std::string& sModel, const ScenePaths& paths, const ImportOptions& options, std::string& sMessage,
                 std::vector<std::string>& vNotices) {
     Model model;
-    if (readModel(sModel, options.cUp, options.bProgress, model, sMessage, vNotices)) return true;
+    if (readModel(sModel, options, model, sMessage, vNotices)) return true;
     replaceMaterials(model, options.eMaterial);
     const SceneCamera camera = placeCamera(model, options);
     const std::vector<SceneLight> vLights = placeLights(model, camera);
@@ -49,10 +52,16 @@ bool importHere(const std::string& sModel, const ScenePaths& paths, const Import
     return false;
 }
 
-// What the child tells: a line each, first the result as 0 or 1, then the message, then the notices.
+// What the child tells: first the result as 0 or 1, then the message, then the notices. Each ends with a zero: the
+// texts of a model may hold line breaks.
 void sendResult(int iPipe, bool bFailed, const std::string& sMessage, const std::vector<std::string>& vNotices) {
-    std::string sText = std::string(bFailed ? "1" : "0") + "\n" + sMessage + "\n";
-    for (const std::string& s : vNotices) sText += s + "\n";
+    std::string sText = bFailed ? "1" : "0";
+    const auto add = [&sText](const std::string& s) { sText.append(1, '\0').append(s.c_str()); };
+    add(sMessage);
+    const size_t uTold = std::min(vNotices.size(), MOST_NOTICES);
+    for (size_t u = 0; u < uTold; ++u) add(vNotices[u]);
+    if (uTold < vNotices.size()) add("and " + std::to_string(vNotices.size() - uTold) + " more like these");
+    sText += '\0';
     for (size_t u = 0; u < sText.size();) {
         const ssize_t i = write(iPipe, sText.data() + u, sText.size() - u);
         if (i <= 0) return;
@@ -60,65 +69,131 @@ void sendResult(int iPipe, bool bFailed, const std::string& sMessage, const std:
     }
 }
 
-std::vector<std::string> receiveLines(int iPipe) {
-    std::vector<std::string> vLines(1);
+std::vector<std::string> receiveTexts(int iPipe) {
+    std::vector<std::string> vTexts(1);
     char buffer[4096];
-    for (ssize_t i; (i = read(iPipe, buffer, sizeof(buffer))) > 0;) {
+    for (ssize_t i; (i = read(iPipe, buffer, sizeof(buffer))) > 0 || (i < 0 && errno == EINTR);) {
         for (ssize_t u = 0; u < i; ++u) {
-            if (buffer[u] == '\n')
-                vLines.emplace_back();
+            if (buffer[u] == '\0')
+                vTexts.emplace_back();
             else
-                vLines.back() += buffer[u];
+                vTexts.back() += buffer[u];
         }
     }
-    vLines.pop_back();
-    return vLines;
+    vTexts.pop_back();
+    return vTexts;
 }
 
-// The sanitizers' shadow memory takes more address space than any limit allows.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true;
-#else
-constexpr bool SANITIZED = false;
-#endif
-
-// What reading may take: glTF keeps its numbers in another file, so only the machine is a measure for it.
-rlim_t memoryFor(const std::string& sModel) {
-    const rlim_t uMachine = static_cast<rlim_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-    struct stat status {};
-    const bool bWhole = stat(sModel.c_str(), &status) == 0 && suffixOf(sModel) != "gltf";
-    return bWhole ? std::min(uMachine, LEAST_MEMORY + MEMORY_A_BYTE * static_cast<rlim_t>(status.st_size)) : uMachine;
+// A pipe that is none of the standard streams, which may be closed. True on failure.
+bool makePipe(int (&iEnds)[2]) {
+    int iPipe[2];
+    if (pipe(iPipe) != 0) return true;
+    for (unsigned u = 0; u < 2; ++u) iEnds[u] = fcntl(iPipe[u], F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int iErrno = errno;
+    for (const int i : iPipe) close(i);
+    if (iEnds[0] != -1 && iEnds[1] != -1) return false;
+    for (const int i : iEnds) close(i);
+    errno = iErrno;
+    return true;
 }
 
-// Keeps a reader that a broken file leads astray from taking the machine with it, and from talking.
-void limitChild(const std::string& sModel, bool bQuiet) {
-    const rlim_t uMemory = SANITIZED ? RLIM_INFINITY : memoryFor(sModel);
-    const rlimit memory{uMemory, uMemory};
-    setrlimit(RLIMIT_AS, &memory);
-    const rlimit time{LONGEST_SECONDS, LONGEST_SECONDS}, core{0, 0};
-    setrlimit(RLIMIT_CPU, &time);
-    setrlimit(RLIMIT_CORE, &core);
+// Readers talk.
+void silence(bool bQuiet) {
     const int iNowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     dup2(iNowhere, STDOUT_FILENO);
     if (bQuiet) dup2(iNowhere, STDERR_FILENO);
 }
 
-[[noreturn]] void runChild(pid_t iParent, int iPipe, const std::string& sModel, const ScenePaths& paths,
+void endChild(int iSignal) {
+    removeUnfinishedScene();
+    signal(iSignal, SIG_DFL);
+    raise(iSignal);  // delivered when this returns
+}
+
+// Signals end the child without anything left behind. Those that its parent ignores stay ignored. A file that gets too
+// large is a failed write.
+void handleSignals(pid_t iParent, const sigset_t& mask) {
+    struct sigaction action {};
+    action.sa_handler = endChild;
+    sigfillset(&action.sa_mask);
+    for (const int iSignal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU, STOPPED}) {
+        struct sigaction before {};
+        sigaction(iSignal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN || iSignal == SIGXCPU || iSignal == STOPPED)
+            sigaction(iSignal, &action, nullptr);
+    }
+    signal(SIGXFSZ, SIG_IGN);
+    signal(SIGPIPE, SIG_IGN);
+    prctl(PR_SET_PDEATHSIG, STOPPED);
+    sigset_t open = mask;
+    sigdelset(&open, STOPPED);
+    sigdelset(&open, SIGXCPU);
+    sigprocmask(SIG_SETMASK, &open, nullptr);
+    if (getppid() != iParent) _exit(1);
+}
+
+[[noreturn]] void runChild(int iPipe, const std::string& sModel, const ScenePaths& paths,
                            const ImportOptions& options) {
     std::string sMessage;
     std::vector<std::string> vNotices;
     bool bFailed = true;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // nobody waits for the scene of a parent that was killed
-    if (getppid() != iParent) _exit(1);
-    limitChild(sModel, !options.bProgress);
+    limitReader();
+    silence(!options.bProgress);
     try {  // assimp throws on some broken files, and so does memory that does not suffice
         bFailed = importHere(sModel, paths, options, sMessage, vNotices);
     } catch (const std::exception& e) {
-        sMessage = "cannot read " + sModel + ": " + e.what();
+        sMessage = "cannot read " + sModel + ": " + readerReason(sModel, e.what());
     }
     if (options.bProgress) fprintf(stderr, "\r             \r");
     sendResult(iPipe, bFailed, sMessage, vNotices);
     _exit(0);
+}
+
+// Starts the child. Its number, -1 on failure.
+pid_t startChild(const int (&iPipe)[2], const std::string& sModel, const ScenePaths& paths,
+                 const ImportOptions& options) {
+    const pid_t iParent = getpid();
+    sigset_t all, before;
+    sigfillset(&all);
+    fflush(nullptr);                          // or the child would write it again
+    sigprocmask(SIG_SETMASK, &all, &before);  // until either side is ready for signals
+    const pid_t iChild = fork();
+    if (iChild == 0) {
+        close(iPipe[0]);
+        handleSignals(iParent, before);
+        runChild(iPipe[1], sModel, paths, options);
+    }
+    if (iChild > 0) g_iChild = iChild;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    return iChild;
+}
+
+// What a child's end means that told nothing.
+std::string endOf(int iStatus) {
+    const int iSignal = WIFSIGNALED(iStatus) ? WTERMSIG(iStatus) : 0;
+    if (iSignal == SIGXCPU || iSignal == SIGKILL) return "it takes more time or memory than there is";
+    if (iSignal == SIGHUP || iSignal == SIGINT || iSignal == SIGTERM) return "its reader was stopped";
+    return "its reader crashed";
+}
+
+bool importUnsafe(const std::string& sModel, const ScenePaths& paths, const ImportOptions& options,
+                  std::string& sMessage, std::vector<std::string>& vNotices) {
+    if (checkTarget(paths, options.bForce, sMessage)) return true;
+    int iPipe[2];
+    if (makePipe(iPipe)) return sMessage = std::string("cannot make a pipe: ") + strerror(errno), true;
+    const pid_t iChild = startChild(iPipe, sModel, paths, options);
+    const int iErrno = errno;
+    close(iPipe[1]);
+    const std::vector<std::string> vTexts = receiveTexts(iPipe[0]);
+    close(iPipe[0]);
+    if (iChild == -1) return sMessage = std::string("cannot start a process: ") + strerror(iErrno), true;
+    int iStatus = 0;
+    while (waitpid(iChild, &iStatus, 0) == -1 && errno == EINTR) continue;
+    g_iChild = 0;
+    if (vTexts.size() < 2) return sMessage = "cannot read " + sModel + ": " + endOf(iStatus), true;
+    sMessage = vTexts[1];
+    vNotices.insert(vNotices.end(), vTexts.begin() + 2, vTexts.end());
+    return vTexts[0] != "0";
 }
 
 }  // namespace
@@ -126,30 +201,18 @@ void limitChild(const std::string& sModel, bool bQuiet) {
 bool importModel(const std::string& sModel, const std::string& sScenesRoot, const std::string& sName,
                  const ImportOptions& options, std::string& sMessage, std::vector<std::string>& vNotices) {
     const ScenePaths paths{sScenesRoot, options.sWrittenRoot.empty() ? sScenesRoot : options.sWrittenRoot, sName};
-    if (checkTarget(paths, options.bForce, sMessage)) return true;
-    int iPipe[2];
-    if (pipe(iPipe) != 0) return sMessage = std::string("cannot make a pipe: ") + strerror(errno), true;
-    fflush(nullptr);  // or the child would write it again
-    const pid_t iParent = getpid(), iChild = fork();
-    if (iChild == 0) {
-        close(iPipe[0]);
-        runChild(iParent, iPipe[1], sModel, paths, options);
-    }
-    close(iPipe[1]);
-    const std::vector<std::string> vLines = receiveLines(iPipe[0]);
-    close(iPipe[0]);
-    if (iChild == -1) return sMessage = std::string("cannot start a process: ") + strerror(errno), true;
-    int iStatus = 0;
-    while (waitpid(iChild, &iStatus, 0) == -1 && errno == EINTR) continue;
-    if (vLines.size() < 2 || !WIFEXITED(iStatus)) {
-        const bool bEndless = WIFSIGNALED(iStatus) && (WTERMSIG(iStatus) == SIGXCPU || WTERMSIG(iStatus) == SIGKILL);
-        sMessage = "cannot read " + sModel +
-                   (bEndless ? ": it takes more time or memory than there is" : ": its reader crashed");
-        return true;
-    }
-    sMessage = vLines[1];
-    vNotices.insert(vNotices.end(), vLines.begin() + 2, vLines.end());
-    return vLines[0] != "0";
+    const bool bFailed = importUnsafe(sModel, paths, options, sMessage, vNotices);
+    sMessage = Velk::Printable(sMessage.c_str()).text();
+    for (std::string& s : vNotices) s = Velk::Printable(s.c_str()).text();
+    return bFailed;
+}
+
+void stopImport() {
+    const pid_t iChild = g_iChild;
+    if (iChild <= 0) return;
+    kill(iChild, STOPPED);
+    kill(iChild, SIGCONT);  // if somebody has halted it
+    waitpid(iChild, nullptr, 0);
 }
 
 std::string sceneNameOf(const std::string& sModel) {

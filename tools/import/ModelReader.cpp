@@ -5,6 +5,7 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
+#include <assimp/DefaultIOSystem.h>
 #include <algorithm>
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
@@ -13,10 +14,12 @@
 #include <cstring>
 #include <functional>
 
+#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 #include "import/CameraReader.h"
 #include "import/MaterialReader.h"
+#include "import/ModelFiles.h"
 #include "import/VertexJoiner.h"
 
 namespace Import {
@@ -46,6 +49,19 @@ class TerminalProgress : public Assimp::ProgressHandler {
 
  private:
     bool bShown;
+};
+
+// What assimp's readers open.
+class FileSystem : public Assimp::DefaultIOSystem {
+ public:
+    explicit FileSystem(ModelFiles& f) : files(f) {}
+    bool Exists(const char* szFile) const override { return !files.refuses(szFile) && DefaultIOSystem::Exists(szFile); }
+    Assimp::IOStream* Open(const char* szFile, const char* szMode) override {
+        return szMode[0] != 'r' || files.refuses(szFile) ? nullptr : DefaultIOSystem::Open(szFile, szMode);
+    }
+
+ private:
+    ModelFiles& files;
 };
 
 using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&)>;
@@ -131,17 +147,14 @@ struct Placement {
 // Materials of the model: one for each of the file, and copies with the mean of their vertex colours.
 class MaterialTable {
  public:
-    MaterialTable(const aiScene& s, const std::string& sFile, Model& m, std::vector<std::string>& v)
+    MaterialTable(const aiScene& s, bool bGltf, ModelFiles& f, Model& m, std::vector<std::string>& v)
         : scene(s),
+          files(f),
           model(m),
           vNotices(v),
+          bLinear(bGltf),
           vIndices(s.mNumMeshes, 0xFFFFFFFFu),
-          vFileIndices(s.mNumMaterials, 0xFFFFFFFFu) {
-        const size_t uSlash = sFile.rfind('/');
-        sFolder = uSlash == std::string::npos ? "." : sFile.substr(0, uSlash);
-        const std::string sSuffix = suffixOf(sFile);
-        bLinear = isGltf(sSuffix);
-    }
+          vFileIndices(s.mNumMaterials, 0xFFFFFFFFu) {}
 
     uint32_t indexOf(const aiMesh& mesh, unsigned uMesh) {
         uint32_t& uIndex = vIndices[uMesh];
@@ -159,14 +172,14 @@ class MaterialTable {
         for (unsigned u = 0; u < 3; ++u) {
             material.vColour[u] = bLinear ? material.vColour[u] * vMean[u] / 255 : vMean[u];
         }
-        vNotices.push_back("material " + material.sName + " has a colour a vertex: their mean is taken");
+        vNotices.push_back("material " + shownName(material.sName) + " has a colour a vertex: their mean is taken");
         return uIndex = static_cast<uint32_t>(model.vMaterials.size() - 1);
     }
 
  private:
     ModelMaterial materialOf(unsigned uMaterial) {
         if (uMaterial >= scene.mNumMaterials) return ModelMaterial();
-        return readMaterial(*scene.mMaterials[uMaterial], scene, sFolder, bLinear, vNotices);
+        return readMaterial(*scene.mMaterials[uMaterial], scene, files, bLinear, vNotices);
     }
     uint32_t fileIndex(unsigned uMaterial) {
         uint32_t uUnknown = 0xFFFFFFFFu;
@@ -179,10 +192,10 @@ class MaterialTable {
     }
 
     const aiScene& scene;
+    ModelFiles& files;
     Model& model;
     std::vector<std::string>& vNotices;
-    std::string sFolder;
-    bool bLinear = false;
+    bool bLinear;
     std::vector<uint32_t> vIndices;      // by mesh
     std::vector<uint32_t> vFileIndices;  // by material of the file
 };
@@ -238,9 +251,10 @@ bool isCut(FILE* pFile) {
 
 // Whether the file can be opened and holds what its kind must; the reason otherwise.
 bool checkFile(const std::string& sFile, std::string& sReason) {
-    const Velk::NRaiiFile file(fopen(sFile.c_str(), "rb"));
+    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
     char c = 0;
-    if (!file.get() || (fread(&c, 1, 1, file.get()) != 1 && ferror(file.get()))) return sReason = strerror(errno), true;
+    if (!file.get() || (fread(&c, 1, 1, file.get()) != 1 && ferror(file.get())))
+        return sReason = errno ? strerror(errno) : "it is no regular file", true;
     if (feof(file.get())) return sReason = "the file is empty", true;
     if (suffixOf(sFile) == "ply" && promisesTooMuch(file.get()))
         return sReason = "its counts are larger than the file", true;
@@ -248,8 +262,8 @@ bool checkFile(const std::string& sFile, std::string& sReason) {
     return false;
 }
 
-bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& model, std::string& sMessage,
-             std::vector<std::string>& vNotices) {
+bool convert(const aiScene& scene, const std::string& sFile, char cUp, ModelFiles& files, Model& model,
+             std::string& sMessage, std::vector<std::string>& vNotices) {
     const std::string sSuffix = suffixOf(sFile);
     const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix));
     const Measure found = measure(scene, turned);
@@ -261,7 +275,7 @@ bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& mo
     const Placement placement(found.box);
     placement.report(vNotices);
     const Map3d world = placement.map().after(turned);
-    MaterialTable materials(scene, sFile, model, vNotices);
+    MaterialTable materials(scene, isGltf(sSuffix), files, model, vNotices);
     VertexJoiner joiner;
     joiner.reserve(found.uTriangles);
     visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
@@ -279,21 +293,33 @@ bool convert(const aiScene& scene, const std::string& sFile, char cUp, Model& mo
 
 }  // namespace
 
-bool readModel(const std::string& sFile, char cUp, bool bProgress, Model& model, std::string& sMessage,
+std::string readerReason(const std::string& sFile, const std::string& sSaid) {
+    const auto says = [&](const char* szPart) { return sSaid.find(szPart) != std::string::npos; };
+    if (says("bad_alloc")) return "it takes more memory than there is";
+    if (says("max_size") || says("::_M_") || says("array_new_length")) return "its counts are larger than any memory";
+    if (says("No suitable reader")) return "no reader knows its suffix or what is in it";
+    if (says("agic") || says("eader mismatch") || says("ignature"))
+        return "it does not begin as a ." + suffixOf(sFile) + " file does";
+    return sSaid.find_first_not_of(" \t\r\n") == std::string::npos ? "its reader gives no reason"
+                                                                   : sSaid.substr(0, sSaid.find_first_of("\r\n"));
+}
+
+bool readModel(const std::string& sFile, const ImportOptions& options, Model& model, std::string& sMessage,
                std::vector<std::string>& vNotices) {
     std::string sReason;
     if (checkFile(sFile, sReason)) return sMessage = "cannot read " + sFile + ": " + sReason, true;
+    ModelFiles files(sFile, options.bAllowOutside);
     Assimp::Importer importer;
-    importer.SetProgressHandler(new TerminalProgress(bProgress));  // the importer deletes it
-    if (cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
+    importer.SetIOHandler(new FileSystem(files));  // the importer deletes both
+    importer.SetProgressHandler(new TerminalProgress(options.bProgress));
+    if (options.cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
     const aiScene* pScene = importer.ReadFile(sFile, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {
-        sReason = importer.GetErrorString();
-        sReason.resize(std::min(sReason.find_first_of("\r\n"), sReason.size()));
-        sMessage = "cannot read " + sFile + ": " + sReason;
-        return true;
+        sReason = files.refused().empty() ? readerReason(sFile, importer.GetErrorString()) : files.refused();
+        return sMessage = "cannot read " + sFile + ": " + sReason, true;
     }
-    return convert(*pScene, sFile, cUp, model, sMessage, vNotices);
+    if (!files.refused().empty()) vNotices.push_back(files.refused());
+    return convert(*pScene, sFile, options.cUp, files, model, sMessage, vNotices);
 }
 
 }  // namespace Import

@@ -5,13 +5,17 @@
 #include <vector>
 
 #include "import/Model.h"
+#include "import/ModelImport.h"
 
 namespace Import {
 
-/// Reads the file: triangles of all its meshes in their places, materials, the first camera, the lights. cUp is the
-/// axis of the file that points up, 0 for the format's own convention. True on failure (an unreadable file, no triangle
+/// Reads the file and those that it names: triangles of all its meshes in their places, materials, the first camera,
+/// the lights. Of the options count cUp, bAllowOutside and bProgress. True on failure (an unreadable file, no triangle
 /// with an area, numbers that are not finite), with one line in sMessage.
-[[nodiscard]] bool readModel(const std::string& sFile, char cUp, bool bProgress, Model& model, std::string& sMessage,
-                             std::vector<std::string>& vNotices);
+[[nodiscard]] bool readModel(const std::string& sFile, const ImportOptions& options, Model& model,
+                             std::string& sMessage, std::vector<std::string>& vNotices);
+
+/// Words for what a format's reader, or an exception, says about a file.
+std::string readerReason(const std::string& sFile, const std::string& sSaid);
 
 }  // namespace Import

@@ -10,7 +10,9 @@
 #include <cstring>
 
 #include "base/OutputFile.h"
+#include "base/Printable.h"
 #include "base/TextWriter.h"
+#include "import/SignalBlock.h"
 
 namespace Import {
 
@@ -36,29 +38,60 @@ bool exists(const std::string& sFile) {
     return stat(sFile.c_str(), &status) == 0;
 }
 
-// Directories that are made on the way, and removed again unless the scene is complete.
+// Directories that were made on the way, for a signal handler to find: changed only while signals are blocked.
+std::vector<std::string> g_vMade;
+
+void removeDirectories() {
+    for (auto i = g_vMade.rbegin(); i != g_vMade.rend(); ++i) rmdir(i->c_str());
+}
+
+// Makes directories, which go with it unless the scene is complete.
 class NewDirectories {
  public:
     ~NewDirectories() {
-        for (auto i = vMade.rbegin(); i != vMade.rend(); ++i) rmdir(i->c_str());
+        const SignalBlock block;
+        const int iErrno = errno;
+        removeDirectories();
+        keep();
+        errno = iErrno;
     }
-    void keep() { vMade.clear(); }
+    void keep() { g_vMade.clear(); }
 
     bool make(const std::string& sPath) {
         for (size_t uSlash = 0; uSlash != std::string::npos;) {
             uSlash = sPath.find('/', uSlash + 1);
             const std::string sPart = sPath.substr(0, uSlash);
-            if (mkdir(sPart.c_str(), 0777) == 0)
-                vMade.push_back(sPart);
-            else if (errno != EEXIST && !exists(sPart))
-                return true;
+            const SignalBlock block;
+            if (mkdir(sPart.c_str(), 0777) == 0) {
+                g_vMade.push_back(sPart);
+                continue;
+            }
+            const int iErrno = errno;
+            if (iErrno != EEXIST && !exists(sPart)) return errno = iErrno, true;
         }
         return false;
     }
-
- private:
-    std::vector<std::string> vMade;
 };
+
+// Gives the files their names, all or none. On failure the number of the file that is to blame is in uFailed.
+bool commitAll(OutputFile (&files)[5], const std::string (&sFiles)[5], unsigned& uFailed) {
+    // A disk that is full may say so only now. Later, only a rename can fail.
+    for (uFailed = 0; uFailed < 5; ++uFailed) {
+        if (fflush(files[uFailed].stream()) != 0 || ferror(files[uFailed].stream())) return true;
+        if (fsync(fileno(files[uFailed].stream())) != 0 && errno != EINVAL && errno != EROFS) return true;
+    }
+    bool bNew[5] = {};
+    for (uFailed = 0; uFailed < 5; ++uFailed) {
+        bNew[uFailed] = !exists(sFiles[uFailed]);
+        if (!files[uFailed].commit()) continue;
+        const int iErrno = errno;
+        for (unsigned u = 0; u < uFailed; ++u) {
+            if (bNew[u]) unlink(sFiles[u].c_str());
+        }
+        return errno = iErrno, true;
+    }
+    return false;
+}
 
 void writePoint(TextWriter& out, const Velk::NMVector3f& p) {
     out.shortest(p.x).text(" ").shortest(p.y).text(" ").shortest(p.z);
@@ -100,9 +133,16 @@ void writeCamera(FILE* pFile, const SceneCamera& camera) {
 
 // One word of printable characters, as the header line of a block wants it.
 std::string wordOf(const std::string& sName) {
-    std::string sWord = sName.substr(0, LONGEST_NAME);
+    size_t uLength = std::min(sName.size(), LONGEST_NAME);
+    while (uLength > 0 && uLength < sName.size() && (sName[uLength] & 0xC0) == 0x80) --uLength;  // no half characters
+    std::string sWord = sName.substr(0, uLength);
     for (char& c : sWord) {
         if (static_cast<unsigned char>(c) <= ' ' || c == 127) c = '_';
+    }
+    if (sWord != Velk::Printable(sWord.c_str()).text()) {
+        for (char& c : sWord) {
+            if (c & 0x80) c = '_';
+        }
     }
     return sWord.empty() ? "unnamed" : sWord;
 }
@@ -146,6 +186,9 @@ bool checkTarget(const ScenePaths& paths, bool bForce, std::string& sMessage) {
     const bool bOdd = std::any_of(sName.begin(), sName.end(), [](unsigned char c) { return c <= ' ' || c == '/'; });
     if (sName.empty() || sName[0] == '.' || sName[0] == '-' || bOdd) {
         sMessage = "not fit for a scene's name: \"" + sName + "\"";
+    } else if (paths.sRoot.empty() ||
+               std::any_of(paths.sWritten.begin(), paths.sWritten.end(), [](unsigned char c) { return c < ' '; })) {
+        sMessage = "not fit for the scenes' directory: \"" + paths.sRoot + "\"";
     } else if (paths.sWritten.size() + 2 * sName.size() + 6 > LONGEST_PATH) {
         sMessage = "the scene's paths would be longer than 255 characters: \"" + paths.sWritten + "/" + sName + "\"";
     } else if (!bForce && (exists(descriptionOf(paths)) || exists(folderOf(paths) + "/" + sName + ".brs"))) {
@@ -164,7 +207,7 @@ bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& 
     NewDirectories directories;
     OutputFile files[5];  // after the directories, so that their temporary files go first
     const auto fail = [&](const std::string& sFile) {
-        sMessage = "cannot write " + sFile + ": " + strerror(errno);
+        sMessage = "cannot write " + sFile + ": " + (errno ? strerror(errno) : "it is no regular file");
         return true;
     };
     if (directories.make(folderOf(paths))) return fail(folderOf(paths));
@@ -177,14 +220,16 @@ bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& 
     writeMaterials(files[2].stream(), model);
     writeLights(files[3].stream(), vLights);
     writeDescription(files[4].stream(), paths);
-    for (unsigned u = 0; u < 5; ++u) {
-        if (fflush(files[u].stream()) != 0 || ferror(files[u].stream())) return fail(sFiles[u]);
-    }
-    for (unsigned u = 0; u < 5; ++u) {
-        if (files[u].commit()) return fail(sFiles[u]);
-    }
+    unsigned uFailed = 0;
+    const SignalBlock block;  // or a signal could come between the last file and keep()
+    if (commitAll(files, sFiles, uFailed)) return fail(sFiles[uFailed]);
     directories.keep();
     return false;
+}
+
+void removeUnfinishedScene() {
+    OutputFile::removeUnfinished();
+    removeDirectories();
 }
 
 }  // namespace Import

@@ -19,8 +19,11 @@ struct ScenePaths {
 [[nodiscard]] bool checkTarget(const ScenePaths& paths, bool bForce, std::string& sMessage);
 
 /// Writes the files; numbers read back to the same floats. True on failure, with a line in sMessage; what was there
-/// before is then still there, and directories made for it are gone.
+/// before is then still there, and directories made for it are gone. A signal waits while the files get their names.
 [[nodiscard]] bool writeScene(const ScenePaths& paths, const Model& model, const SceneCamera& camera,
                               const std::vector<SceneLight>& vLights, std::string& sMessage);
+
+/// Removes what writeScene() has begun, for a process that is about to end. May be called from a signal handler.
+void removeUnfinishedScene();
 
 }  // namespace Import

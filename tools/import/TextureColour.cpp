@@ -10,6 +10,7 @@
 #include <csetjmp>
 #include <vector>
 
+#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 
 namespace Import {
@@ -17,6 +18,7 @@ namespace Import {
 namespace {
 
 constexpr size_t MOST_PIXELS = size_t{1} << 28;  // of a texture that is looked at
+constexpr size_t MOST_BYTES = size_t{1} << 28;   // of its file
 
 struct Sums {
     double dRed = 0, dGreen = 0, dBlue = 0, dWeight = 0;
@@ -100,11 +102,11 @@ std::optional<MeanColour> meanColourOf(const unsigned char* pBytes, size_t uByte
 }
 
 std::optional<MeanColour> meanColourOf(const std::string& sFile) {
-    const Velk::NRaiiFile file(fopen(sFile.c_str(), "rb"));
+    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
     if (!file.get()) return std::nullopt;
     std::vector<unsigned char> vBytes;
     unsigned char buffer[16384];
-    for (size_t u; (u = fread(buffer, 1, sizeof(buffer), file.get())) > 0;)
+    for (size_t u; vBytes.size() < MOST_BYTES && (u = fread(buffer, 1, sizeof(buffer), file.get())) > 0;)
         vBytes.insert(vBytes.end(), buffer, buffer + u);
     return meanColourOf(vBytes.data(), vBytes.size());
 }

@@ -3,10 +3,14 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
+#include <iostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "base/Printable.h"
 #include "base/Version.h"
 #include "import/ModelImport.h"
 
@@ -46,7 +50,11 @@ void describe(CLI::App& app, CommandLine& line) {
         ->type_name("AXIS")
         ->check(CLI::IsMember({"x", "y", "z"}));
     app.add_flag("--force", line.options.bForce, "replaces a scene of the same name");
-    app.add_option("--scenes", line.sScenes, "directory of the scenes (Scenes)")->type_name("DIR");
+    app.add_flag("--allow-outside", line.options.bAllowOutside,
+                 "takes textures and data of the model from anywhere, not only from below its directory");
+    app.add_option("--scenes", line.sScenes, "directory of the scenes (Scenes)")
+        ->type_name("DIR")
+        ->check([](const std::string& s) { return s.empty() ? "no directory is given" : ""; });
 }
 
 void takeOptions(const CLI::App& app, CommandLine& line) {
@@ -67,16 +75,46 @@ void takeOptions(const CLI::App& app, CommandLine& line) {
     options.sWrittenRoot = line.sScenes.substr(line.sScenes.rfind('/') + 1);
 }
 
+// Help and version go to standard output; what is wrong goes to standard error, line by line. Returns the exit status.
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+    std::ostringstream text;
+    const bool bWrong = app.exit(error, std::cout, text) != 0;
+    std::istringstream lines(text.str());
+    for (std::string s; std::getline(lines, s);) fprintf(stderr, "%s\n", Velk::Printable(s.c_str()).text());
+    return bWrong ? 2 : 0;
+}
+
+void endBySignal(int iSignal) {
+    stopImport();
+    signal(iSignal, SIG_DFL);
+    raise(iSignal);  // delivered when this returns
+}
+
+// A signal first lets the import clear away what it has begun. Messages that nobody reads are no failure of the import.
+void handleSignals() {
+    struct sigaction action {};
+    action.sa_handler = endBySignal;
+    sigfillset(&action.sa_mask);
+    for (const int iSignal : {SIGHUP, SIGINT, SIGTERM}) {
+        struct sigaction before {};
+        sigaction(iSignal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) sigaction(iSignal, &action, nullptr);
+    }
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+}
+
 }  // namespace
 
 int main(int iCount, char** pArguments) {
+    handleSignals();
     CommandLine line;
     CLI::App app("Imports a model file as a scene: description, geometry, camera, materials and lights.", "rt-import");
     describe(app, line);
     try {
         app.parse(iCount, pArguments);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? 0 : 2;
+        return explain(app, error);
     }
     takeOptions(app, line);
     const std::string sName = line.sName.empty() ? sceneNameOf(line.sModel) : line.sName;

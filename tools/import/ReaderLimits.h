@@ -1,0 +1,15 @@
+#pragma once
+// How much a process that reads a model may take: a broken file leads some readers astray.
+
+#include <cstdint>
+
+namespace Import {
+
+/// Limits this process's time and memory, for good, and turns its core files off. Limits that it has already and that
+/// are stricter stay.
+void limitReader();
+
+/// Adds the memory that a file of this size may need.
+void allowMemoryFor(uint64_t uFileBytes);
+
+}  // namespace Import
