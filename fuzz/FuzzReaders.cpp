@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "FuzzSupport.h"
-#include "app/Options.h"
+#include "RayTracer/Options.h"
 #include "base/Bitmap.h"
 #include "scene/Attributes.h"
 #include "scene/Camera.h"

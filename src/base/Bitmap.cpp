@@ -118,8 +118,10 @@ void NBitmap::release() {
 
 bool NBitmap::isRefused(const char* szFile) {
     if (!OutputFile::probe(szFile)) return false;
-    ReportErrorFormat("Failed to open file: %s", Printable(szFile).text());
-    fileError(szFile, errno);
+    const int iReason = errno;
+    // In the words of saveToFile(), whose failure this is, only earlier.
+    NLogger::LogReport(__FILE_NAME__, "saveToFile", __LINE__, "Failed to open file: %s", Printable(szFile).text());
+    fileError(szFile, iReason);
     return true;
 }
 

@@ -4,11 +4,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -22,16 +20,6 @@ bool g_bPrint = false;
 // The last message did not end its line. The stream lock guards this flag; it is atomic only because the thread
 // sanitizer does not know that lock.
 std::atomic<bool> g_bLineOpen{false};
-
-// Bytes echoed since the echo was written last, guarded in the same way. From ECHO_BLOCK on it is written when a line
-// ends, before a full buffer cuts one. From ECHO_DUE on WriteEcho() has been called meanwhile.
-std::atomic<uint32_t> g_uEchoed{0};
-constexpr uint32_t ECHO_BLOCK = 4096, ECHO_DUE = 1u << 30;
-
-void writeEcho() {
-    fflush(stdout);
-    g_uEchoed = 0;
-}
 
 // Keeps the pieces of one message together when several threads log. Preserves errno, so that a caller can report a
 // failure first and explain it by errno next.
@@ -63,7 +51,6 @@ void writeStamp() {
     fputs(szStamp, g_pFile);
     if (!g_bPrint) return;
     fputs(szStamp, stdout);
-    g_uEchoed += static_cast<uint32_t>(strlen(szStamp));
 }
 
 void writeText(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
@@ -71,12 +58,11 @@ void writeText(const char* szFormat, va_list args) {
     va_list again;
     va_copy(again, args);
     vfprintf(g_pFile, szFormat, args);
-    if (g_bPrint) g_uEchoed += static_cast<uint32_t>(std::max(vprintf(szFormat, again), 0));
+    if (g_bPrint) vprintf(szFormat, again);
     va_end(again);
     const size_t uLength = strlen(szFormat);
     g_bLineOpen = uLength && szFormat[uLength - 1] != '\n';
     fflush(g_pFile);
-    if (!g_bLineOpen && g_uEchoed >= ECHO_BLOCK) writeEcho();
 }
 
 void writePlain(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
@@ -149,19 +135,6 @@ void NLogger::LogAppend(const char* szFormat, ...) {
     va_start(args, szFormat);
     writeText(szFormat, args);
     va_end(args);
-}
-
-void NLogger::WriteEcho() {
-    if (!g_pFile) {
-        fflush(stdout);
-        return;
-    }
-    const StreamLock lock;
-    if (g_bLineOpen && g_uEchoed < ECHO_DUE) {
-        g_uEchoed = ECHO_DUE;
-    } else {
-        writeEcho();
-    }
 }
 
 void NLogger::Release() {

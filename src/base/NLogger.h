@@ -24,11 +24,6 @@ class NLogger {
     /// Writes the message without a time stamp: it continues a line that LogMessage began.
     static void LogAppend(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
-    /// For a standard output that is written in blocks: writes what is there, or has it written when the open line
-    /// ends. A line that is still open at the next call is written as far as it goes. Otherwise blocks end with a line,
-    /// so that processes may share one output.
-    static void WriteEcho();
-
     /// Closes the log; a later InitLogger opens one again.
     static void Release();
 };

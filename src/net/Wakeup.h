@@ -14,10 +14,6 @@ class Wakeup {
     /// Opens the file, a pipe. True on failure, which is logged.
     [[nodiscard]] bool init();
 
-    /// From now on SIGINT and SIGTERM request a stop; a second one ends the process at once. For one object of the
-    /// process only; its destruction restores the default actions.
-    void catchSignals();
-
     /// Makes the file readable. From any thread or signal handler.
     void wake();
 
@@ -35,5 +31,4 @@ class Wakeup {
     int iRead = -1;
     int iWrite = -1;
     std::atomic<bool> bStop{false};
-    bool bCatchesSignals = false;
 };

@@ -1,0 +1,73 @@
+// Finds out what makes a picture black.
+#include "rt-render/DarkPicture.h"
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "shared/NearNames.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr unsigned RAYS_ALONG = 64;       // each side of the picture
+constexpr float DARKEST = 1.5f / 255.0f;  // component of a colour that can become more than black
+constexpr size_t MOST_NAMES = 5;          // of materials in the message
+
+// Indices of the materials that the eye sees.
+std::set<uint32_t> seenMaterials(const RayTracer& rayTracer) {
+    std::set<uint32_t> materials;
+    for (unsigned u = 0; u < RAYS_ALONG * RAYS_ALONG; ++u) {
+        const float fAcross = (static_cast<float>(u % RAYS_ALONG) + 0.5f) / RAYS_ALONG;
+        const float fDown = (static_cast<float>(u / RAYS_ALONG) + 0.5f) / RAYS_ALONG;
+        const NMVector3f v3Target =
+            rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * fAcross + rayTracer.v3ImageSpanY * fDown;
+        RayTestOutput hit;
+        const FaceData* pFace = rayTracer.queries.kdTree.findNearestFace(
+            rayTracer.v3Eye, normalize(v3Target - rayTracer.v3Eye), rayTracer.fMaxDistance, &hit);
+        if (pFace) materials.insert(pFace->uAttribute);
+    }
+    return materials;
+}
+
+bool isDark(const NMVector3f& v3Colour) {
+    return std::max({v3Colour.x, v3Colour.y, v3Colour.z}) < DARKEST;
+}
+
+}  // namespace
+
+std::string causeOfDarkness(const RayTracer& rayTracer) {
+    const std::set<uint32_t> seen = seenMaterials(rayTracer);
+    std::vector<std::string> vColourless, vDull;
+    size_t uClear = 0;
+    for (const uint32_t u : seen) {
+        if (u == rayTracer.parameters.uTexturedAttribute) continue;  // bricks have colours of their own
+        const AttributeInstance& material = rayTracer.attributes.vAttributes[u];
+        const std::string sName = "\"" + std::string(material.szName) + "\"";
+        const bool bDiffuse = material.fKd > 0.0f || material.fKs > 0.0f,
+                   bClear = material.fKts > 0.0f || material.fKf > 0.0f;
+        if (isDark(material.v3Color)) {
+            vColourless.push_back(sName);
+        } else if (!bDiffuse && !bClear) {
+            vDull.push_back(sName);
+        } else if (!bDiffuse) {
+            ++uClear;
+        }
+    }
+    const Lights& lights = rayTracer.lights;
+    const bool bLight = std::any_of(lights.pLights, lights.pLights + lights.uCount,
+                                    [](const Light& light) { return light.fFlux > 0.0f; });
+    if (!seen.empty() && vColourless.size() + vDull.size() == seen.size()) {
+        vColourless.insert(vColourless.end(), vDull.begin(), vDull.end());
+        const bool bOne = vColourless.size() == 1;
+        return (bOne ? "the material " : "the materials ") + listOf(vColourless, MOST_NAMES) +
+               ", all that the camera sees, " + (bOne ? "is black" : "are black") +
+               (vDull.empty()                 ? " (color)"
+                : vDull.size() == seen.size() ? " (kd and ks are 0)"
+                                              : "");
+    }
+    if (!bLight) return "there is no light";
+    if (uClear && uClear == seen.size()) return "what the camera sees mirrors or lets through nothing but darkness";
+    return "no light reaches what the camera sees";
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "render/TilePool.h"
+
+/// The line that shows how far a picture is, on a terminal.
+class ProgressLine {
+ public:
+    /// uSamples squared rays make a pixel.
+    ProgressLine(const char* szName, const TilePool& tilePool, unsigned uSamples);
+    ~ProgressLine();
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+    /// Shows the line anew, a few times a second at most.
+    void update();
+
+ private:
+    using Clock = std::chrono::steady_clock;
+
+    const std::string sName;
+    const TilePool& pool;
+    const double dRaysPerTile;
+    const uint32_t uDoneBefore;
+    const Clock::time_point tStart = Clock::now();
+    Clock::time_point tShown = tStart;
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#ifdef RT_IMPORT
+#include "import/ModelImport.h"
+#endif
+#include "render/RaytracerParameters.h"
+#include "rt-render/View.h"
+
+/// What the user wants, as the command line of rt-render says it.
+struct RenderOptions {
+    std::string sScene;              // a scene's name, a description's path or a model file
+    std::string sPicture;            // file name with one of our suffixes; of an orbit without the numbers
+    RaytracerParameters parameters;  // the settings that RayTracer has too, but for the names of the files
+    View view;
+#ifdef RT_IMPORT
+    ImportOptions import;  // when the scene is a model
+#endif
+    unsigned uSamples = 1;        // rays along each side of a pixel
+    unsigned uJobs = 0;           // worker processes
+    unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture
+    unsigned uCacheLimit = 1024;  // megabytes of kept trees; 0: none
+    bool bResume = false;
+    bool bQuiet = false;
+    bool bVerbose = false;
+};
+
+/// True for the name of a model file. Descriptions end in ".txt" or have no suffix.
+bool isModelName(const std::string& sFile);
+
+/// Reads the command line. True when the program is to end with iStatus: what is wrong has been said, or help given.
+[[nodiscard]] bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus);

@@ -1,0 +1,116 @@
+// Warnings about scenes and pictures that are valid and useless.
+#include "rt-render/SceneChecks.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "rt-render/DarkPicture.h"
+#include "shared/Console.h"
+
+using Velk::NMVector3f;
+
+namespace {
+
+void warnAboutMaterial(const RayTracer& rayTracer) {
+    const uint32_t uTextured = rayTracer.parameters.uTexturedAttribute, uCount = rayTracer.attributes.vAttributes.uSize;
+    if (uTextured == NO_INDEX) return;
+    if (uTextured >= uCount) {
+        Console::warning("--texattr %u: the scene has %u material%s, counted from 0; nothing becomes bricks", uTextured,
+                         uCount, uCount == 1 ? "" : "s");
+        return;
+    }
+    const FaceData *pFirst = rayTracer.scene.vFaces.pData, *pEnd = pFirst + rayTracer.scene.vFaces.uCount;
+    if (std::none_of(pFirst, pEnd, [&](const FaceData& face) { return face.uAttribute == uTextured; })) {
+        Console::warning("--texattr %u: no face has the material \"%s\"; nothing becomes bricks", uTextured,
+                         rayTracer.attributes.vAttributes[uTextured].szName);
+    }
+}
+
+// True when the light reaches some face on the side that the eye sees. Mirrors are not followed.
+bool lightsAnything(const RayTracer& rayTracer, const Light& light) {
+    const FaceData *pFirst = rayTracer.scene.vFaces.pData, *pEnd = pFirst + rayTracer.scene.vFaces.uCount;
+    return light.fFlux > 0.0f && std::any_of(pFirst, pEnd, [&](const FaceData& face) {
+               const NMVector3f& v3Corner = face.pA->v3Position;
+               return face.isSound() &&
+                      dot(face.v3Normal, light.v3Position - v3Corner) * dot(face.v3Normal, rayTracer.v3Eye - v3Corner) >
+                          0.0f;
+           });
+}
+
+// Nobody has made the lights of a model, so they are no mistake.
+void warnAboutLights(const RayTracer& rayTracer, const std::string& sModel) {
+    const auto say = sModel.empty() ? Console::warning : Console::detail;
+    const std::string sFile = sModel.empty() ? rayTracer.sceneDesc.szLightsFile : sModel;
+    const Lights& lights = rayTracer.lights;
+    if (!lights.uCount) say("%s: no lights; every surface is black", sFile.c_str());
+    for (uint32_t u = 0; u < lights.uCount; ++u) {
+        if (lightsAnything(rayTracer, lights.pLights[u])) continue;
+        say(lights.pLights[u].fFlux > 0.0f ? "%s: light %u faces nothing that the camera sees"
+                                           : "%s: light %u has no flux",
+            sFile.c_str(), u + 1);
+    }
+}
+
+// True when the whole box lies outside one of the planes through the eye and an edge of the screen, or behind the eye.
+bool seesNothingOf(const RayTracer& rayTracer, const Velk::BoxAABB& box) {
+    const NMVector3f v3First = rayTracer.v3ImageOrigin - rayTracer.v3Eye;
+    const NMVector3f& v3Row = rayTracer.v3ImageSpanX;
+    const NMVector3f& v3Column = rayTracer.v3ImageSpanY;
+    const NMVector3f v3Look = v3First + v3Row * 0.5f + v3Column * 0.5f;
+    const NMVector3f v3Inward[] = {v3Look, cross(v3First, v3Row), cross(v3First, v3Column),
+                                   cross(v3First + v3Column, v3Row), cross(v3First + v3Row, v3Column)};
+    for (const NMVector3f& v3Normal : v3Inward) {
+        const float fSide = dot(v3Normal, v3Look) < 0.0f ? -1.0f : 1.0f;
+        bool bOutside = true;
+        for (unsigned u = 0; u < 8 && bOutside; ++u) {
+            const NMVector3f v3Corner{u & 1 ? box.v3Max.x : box.v3Min.x, u & 2 ? box.v3Max.y : box.v3Min.y,
+                                      u & 4 ? box.v3Max.z : box.v3Min.z};
+            bOutside = dot(v3Normal, v3Corner - rayTracer.v3Eye) * fSide < 0.0f;
+        }
+        if (bOutside) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+void warnAboutScene(const RayTracer& rayTracer, const std::string& sModel) {
+    warnAboutMaterial(rayTracer);
+    warnAboutLights(rayTracer, sModel);
+    if (seesNothingOf(rayTracer, rayTracer.scene.boxScene)) {
+        Console::warning("the camera sees nothing of the scene: all of it is behind the camera or beside the picture");
+    }
+}
+
+void warnAboutStretching(const RayTracer& rayTracer) {
+    const Camera& camera = rayTracer.camera;
+    const float fScreen =
+        length(camera.v3Screen[1] - camera.v3Screen[0]) / length(camera.v3Screen[2] - camera.v3Screen[0]);
+    const float fPixels =
+        static_cast<float>(rayTracer.parameters.uWidth) / static_cast<float>(rayTracer.parameters.uHeight);
+    const float fStretch = fPixels / fScreen;
+    if (fStretch > 0.98f && fStretch < 1.02f) return;  // rounded to whole pixels
+    Console::warning(
+        "the camera's screen is %.2f times as wide as high, %u x %u pixels are %.2f times: all will look %s; "
+        "--fov DEGREES fits the screen to the picture",
+        static_cast<double>(fScreen), rayTracer.parameters.uWidth, rayTracer.parameters.uHeight,
+        static_cast<double>(fPixels), fStretch > 1.0f ? "wide" : "tall");
+}
+
+void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture) {
+    const uint8_t* p = pool.pixels();
+    const size_t uBytes = pool.stride() * pool.height();
+    constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // of rays that hit nothing
+    bool bBackground = true;
+    uint8_t uBrightest = 0;
+    for (size_t u = 0; u < uBytes; ++u) {
+        bBackground = bBackground && p[u] == BACKGROUND[u % 3];
+        uBrightest = std::max(uBrightest, p[u]);
+    }
+    if (bBackground) {
+        Console::warning("%s: nothing but background: the camera looks past the scene", sPicture.c_str());
+    } else if (uBrightest <= 1) {
+        Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer).c_str());
+    }
+}

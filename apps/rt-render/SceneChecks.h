@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "render/RayTracer.h"
+#include "render/TilePool.h"
+
+// What is not wrong with a scene, but makes a picture that nobody wants. All print warnings.
+
+/// Before rendering: materials, lights, and the camera of a preprocessed scene. sModel: the model that it was made of,
+/// whose lights are a matter for --verbose; empty for a scene of files.
+void warnAboutScene(const RayTracer& rayTracer, const std::string& sModel);
+
+/// A resolution whose sides have another ratio than the camera's screen. Requires a loaded scene.
+void warnAboutStretching(const RayTracer& rayTracer);
+
+/// After rendering: a picture of one colour, and the reason.
+void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture);

@@ -1,0 +1,9 @@
+#pragma once
+
+/// How the tools end. (RayTracer has its own rule: 1 after every completed run.)
+enum ExitStatus {
+    STATUS_DONE = 0,
+    STATUS_FAILED = 1,
+    STATUS_USAGE = 2,     // the command line
+    STATUS_SIGNAL = 128,  // and the signal's number
+};

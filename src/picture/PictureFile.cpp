@@ -1,0 +1,96 @@
+// The picture formats, and the two that need no library.
+#include "picture/PictureFile.h"
+
+#include <strings.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "base/InputReport.h"
+#include "base/OutputFile.h"
+
+namespace {
+
+constexpr uint32_t BMP_HEADERS = 54, BMP_ROW_UNIT = 4;  // bytes
+
+// Rows of a bottom-up BMP, padded to four bytes, behind its two headers.
+bool writeBmp(FILE* pFile, const PixelView& picture) {
+    const uint32_t uRow = picture.uWidth * 3, uPadded = (uRow + BMP_ROW_UNIT - 1) / BMP_ROW_UNIT * BMP_ROW_UNIT;
+    const uint32_t uBytes = uPadded * picture.uHeight, uFile = BMP_HEADERS + uBytes;
+    const uint32_t header[] = {uFile, 0, BMP_HEADERS, 40, picture.uWidth, picture.uHeight, 24 << 16 | 1, 0, uBytes,
+                               0,     0, 0,           0};
+    bool bFailed = fwrite("BM", 2, 1, pFile) != 1 || fwrite(header, sizeof(header), 1, pFile) != 1;
+    constexpr uint8_t zeros[4] = {};
+    for (uint32_t y = picture.uHeight; y-- > 0 && !bFailed;) {
+        bFailed = fwrite(picture.row(y), uRow, 1, pFile) != 1 ||
+                  (uPadded != uRow && fwrite(zeros, uPadded - uRow, 1, pFile) != 1);
+    }
+    return bFailed;
+}
+
+bool writePpm(FILE* pFile, const PixelView& picture) {
+    if (fprintf(pFile, "P6\n%u %u\n255\n", picture.uWidth, picture.uHeight) < 0) return true;
+    std::vector<uint8_t> vRow(size_t{picture.uWidth} * 3);
+    for (uint32_t y = 0; y < picture.uHeight; ++y) {
+        const uint8_t* p = picture.row(y);
+        for (size_t u = 0; u < vRow.size(); u += 3) {
+            vRow[u] = p[u + 2];
+            vRow[u + 1] = p[u + 1];
+            vRow[u + 2] = p[u];
+        }
+        if (fwrite(vRow.data(), vRow.size(), 1, pFile) != 1) return true;
+    }
+    return false;
+}
+
+constexpr PictureFormat FORMATS[] = {
+    {".png", INT32_MAX, UINT64_MAX, 1, writePng}, {".bmp", INT32_MAX, UINT32_MAX - BMP_HEADERS, BMP_ROW_UNIT, writeBmp},
+    {".ppm", INT32_MAX, UINT64_MAX, 1, writePpm},
+#ifdef RT_JPEG
+    {".jpg", 65500, UINT64_MAX, 1, writeJpeg},    {".jpeg", 65500, UINT64_MAX, 1, writeJpeg},
+#endif
+};
+
+}  // namespace
+
+std::string suffixOf(const std::string& sFile) {
+    const size_t uDot = sFile.rfind('.'), uSlash = sFile.rfind('/');
+    return uDot == std::string::npos || (uSlash != std::string::npos && uDot < uSlash) ? "" : sFile.substr(uDot);
+}
+
+std::string stemOf(const std::string& sFile) {
+    return sFile.substr(0, sFile.size() - suffixOf(sFile).size());
+}
+
+bool PictureFormat::holds(uint32_t uWidth, uint32_t uHeight) const {
+    if (!uWidth || !uHeight || uWidth > uLargestSide || uHeight > uLargestSide) return false;
+    const uint64_t uRow = (uint64_t{uWidth} * 3 + uRowUnit - 1) / uRowUnit * uRowUnit;
+    return uHeight <= uLargestFile / uRow;
+}
+
+const PictureFormat* pictureFormat(const std::string& sFile) {
+    const std::string sSuffix = suffixOf(sFile);
+    for (const PictureFormat& format : FORMATS) {
+        if (!strcasecmp(format.szSuffix, sSuffix.c_str())) return &format;
+    }
+    return nullptr;
+}
+
+std::string pictureSuffixes() {
+    std::string sAll;
+    for (const PictureFormat& format : FORMATS) sAll += (sAll.empty() ? "" : " ") + std::string(format.szSuffix);
+    return sAll;
+}
+
+bool writePicture(const std::string& sFile, const PixelView& picture) {
+    Velk::OutputFile file;
+    errno = 0;
+    if (!file.open(sFile.c_str()) && !pictureFormat(sFile)->pfnWrite(file.stream(), picture) && !file.commit())
+        return false;
+    const int iReason = errno;
+    Velk::inputError(sFile.c_str(), 0, nullptr, "cannot be written: %s",
+                     iReason ? strerror(iReason) : "the disk or the library failed");
+    return true;
+}
