@@ -25,20 +25,20 @@ class BvhTraversal {
     /// clipped to the scene.
     uint64_t contained(uint64_t uMask, bool bEnds) const {
         uint64_t uContained = 0;
-        const F limit = F::set(tree.fOriginLimit), endLimit = F::set(tree.bNeedles ? tree.fOriginLimit : FARTHEST_END);
+        const float fEndLimit = tree.bNeedles ? tree.fOriginLimit : FARTHEST_END;
         for (unsigned g = 0; g < GROUPS; ++g) {
-            F largestDir = F::set(0.0f);
+            F largestDir = 0.0f;
             typename F::Mask holds = largestDir <= largestDir;
             for (unsigned a = 0; a < 3; ++a) {
                 // Written so that NaN fails every comparison.
-                const F size = F::abs(rays.dir(a, g));
-                holds = holds & (F::abs(rays.origin(a, g)) <= limit) & (size <= F::set(FaceBounds::DIR_MAX));
-                if (bEnds) holds = holds & (F::abs(rays.end(a, g)) <= endLimit);
-                largestDir = F::max(largestDir, size);
+                const F size = abs(rays.dir(a, g));
+                holds &= (abs(rays.origin(a, g)) <= tree.fOriginLimit) & (size <= FaceBounds::DIR_MAX);
+                if (bEnds) holds &= abs(rays.end(a, g)) <= fEndLimit;
+                largestDir = max(largestDir, size);
             }
-            holds = holds & (largestDir >= F::set(FaceBounds::DIR_MIN));
-            if (tree.bNeedles && !bEnds) holds = F::andNot(exceeds(g, largestDir), holds);
-            uContained |= Rays::lanesOf(F::bits(holds), g);
+            holds &= largestDir >= FaceBounds::DIR_MIN;
+            if (tree.bNeedles && !bEnds) holds &= ~exceeds(g, largestDir);
+            uContained |= Rays::lanesOf(bits(holds), g);
         }
         return uContained & uMask;
     }
@@ -89,9 +89,9 @@ class BvhTraversal {
     // The lanes of a group that the walk may follow beyond the scene and the limit: the rounding of a cut on a slow
     // axis lets a leaf accept faces far behind the end of its segment.
     typename F::Mask exceeds(unsigned g, F largestDir) const {
-        const F zero = F::set(0.0f), slowest = F::set(-SLOWEST) * largestDir;
+        const F zero = 0.0f, slowest = -SLOWEST * largestDir;
         typename F::Mask any = zero < zero;
-        for (unsigned a = 0; a < 3; ++a) any = any | ((rays.dir(a, g) < zero) & (rays.dir(a, g) > slowest));
+        for (unsigned a = 0; a < 3; ++a) any |= (rays.dir(a, g) < zero) & (rays.dir(a, g) > slowest);
         return any;
     }
 

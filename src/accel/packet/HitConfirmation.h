@@ -22,27 +22,27 @@ class HitConfirmation {
     /// Sets up a group whose walk begins as KDTree::findNearestFace does. Returns the lanes whose hit lies on the
     /// segment that is walked.
     unsigned clipToScene(unsigned g) {
-        const F zero = F::set(0.0f);
+        const F zero = 0.0f;
         F entryT = zero, exitT = rays.maxDist(g);
         typename F::Mask missed = zero < zero;
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g);
             const typename F::Mask negative = d < zero;
-            const F low = F::set(tree.fBoxMin[a]), high = F::set(tree.fBoxMax[a]);
-            const F nearPlane = F::select(negative, high, low), farPlane = F::select(negative, low, high);
-            missed = missed | F::select(negative, o<low, o> high);
+            const F low = tree.fBoxMin[a], high = tree.fBoxMax[a];
+            const F nearPlane = select(negative, high, low), farPlane = select(negative, low, high);
+            missed |= select(negative, o<low, o> high);
             const F end = o + d * exitT;
-            const typename F::Mask beyond = F::select(negative, end<farPlane, end> farPlane);
-            exitT = F::select(beyond, exitT * ((farPlane - o) / (end - o)), exitT);
-            const typename F::Mask outside = F::select(negative, o > nearPlane, o < nearPlane);
-            if (F::bits(outside)) {
+            const typename F::Mask beyond = select(negative, end<farPlane, end> farPlane);
+            exitT = select(beyond, exitT * ((farPlane - o) / (end - o)), exitT);
+            const typename F::Mask outside = select(negative, o > nearPlane, o < nearPlane);
+            if (bits(outside)) {
                 const F t = (nearPlane - o) / d;
-                entryT = F::select(outside & (t > entryT), t, entryT);
+                entryT = select(outside & (t > entryT), t, entryT);
             }
         }
         setUp(g, exitT);
         const F t = F::load(rays.hitT() + g * W);
-        return F::bits(F::andNot(missed, (t >= entryT) & (t <= exitT)));
+        return bits((t >= entryT) & (t <= exitT) & ~missed);
     }
 
     /// Sets up a group whose walk begins as KDTree::findObstacle does.
@@ -104,22 +104,22 @@ class HitConfirmation {
     // Sets up the hits with their margins, and the ends of the segments. docs/queries.md ("The sides") derives the
     // margin.
     void setUp(unsigned g, F exitT) {
-        const F zero = F::set(0.0f), reach = F::set(tree.fReach), hitT = F::load(rays.hitT() + g * W);
+        const F zero = 0.0f, reach = tree.fReach, hitT = F::load(rays.hitT() + g * W);
         F slowness = zero;  // of the axes along which the rays travel downwards
         for (unsigned a = 0; a < 3; ++a) {
-            const F inverse = F::abs(rays.reciprocal(a, g));
-            slowness = F::select(rays.dir(a, g) < zero, slowness + inverse, slowness);
+            const F inverse = abs(rays.reciprocal(a, g));
+            slowness = select(rays.dir(a, g) < zero, slowness + inverse, slowness);
         }
         for (unsigned a = 0; a < 3; ++a) {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;
-            const F error = F::set(16.0f) * (F::abs(o) + reach) + F::set(1.25f) * reach * (F::abs(d) * slowness);
+            const F error = 16.0f * (abs(o) + reach) + 1.25f * reach * (abs(d) * slowness);
             // NaN, where d is 0 beside a component with an infinite reciprocal, becomes endless.
-            const F margin = F::min(F::set(UNIT) * error, F::set(INFINITE)), inverse = F::abs(rays.reciprocal(a, g));
+            const F margin = min(UNIT * error, INFINITE), inverse = abs(rays.reciprocal(a, g));
             (hit - margin).store(hitLow[a].f + g * W);
             (hit + margin).store(hitHigh[a].f + g * W);
             (margin * inverse).store(slack[a].f + g * W);
-            uUp[a] |= Rays::lanesOf(F::bits(d > zero), g);
-            uDown[a] |= Rays::lanesOf(F::bits(d < zero), g);
+            uUp[a] |= Rays::lanesOf(bits(d > zero), g);
+            uDown[a] |= Rays::lanesOf(bits(d < zero), g);
         }
         exitT.store(exit.f + g * W);
     }
@@ -130,8 +130,8 @@ class HitConfirmation {
     void cut(unsigned g, unsigned a, F s, unsigned uNear, unsigned uEnding) {
         float* pExit = exit.f + g * W;
         const F old = F::load(pExit), t = (s - rays.origin(a, g)) / rays.dir(a, g);
-        F::select(F::mask(uNear), F::min(t, old), old).store(pExit);
-        const unsigned uApart = F::bits(F::abs(t - old) > F::load(slack[a].f + g * W));
+        select(F::mask(uNear), min(t, old), old).store(pExit);
+        const unsigned uApart = bits(abs(t - old) > F::load(slack[a].f + g * W));
         uOpen |= Rays::lanesOf(uEnding & ~uApart, g);
     }
 
@@ -139,8 +139,7 @@ class HitConfirmation {
     void pass(const KDTreeNode& node, uint64_t uMask, bool bLow) {
         const unsigned a = node.axis();
         const uint64_t uNear = uMask & (bLow ? uUp : uDown)[a];
-        Rays::forEachGroup(
-            uNear, [&](unsigned g, unsigned uBits) { cut(g, a, F::set(node.fSplit), uBits, bLow ? uBits : 0); });
+        Rays::forEachGroup(uNear, [&](unsigned g, unsigned uBits) { cut(g, a, node.fSplit, uBits, bLow ? uBits : 0); });
     }
 
     // Adds the lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the
@@ -148,10 +147,10 @@ class HitConfirmation {
     // savedExit takes the ends for the low child.
     void divide(const KDTreeNode& node, uint64_t uMask, uint64_t& uLows, uint64_t& uHighs, Values& savedExit) {
         const unsigned a = node.axis();
-        const F s = F::set(node.fSplit);
+        const F s = node.fSplit;
         Rays::forEachGroup(uMask, [&](unsigned g, unsigned uActive) {
-            const unsigned uLow = ~F::bits(F::load(hitLow[a].f + g * W) > s) & uActive;
-            const unsigned uHigh = ~F::bits(F::load(hitHigh[a].f + g * W) < s) & uActive;
+            const unsigned uLow = ~bits(F::load(hitLow[a].f + g * W) > s) & uActive;
+            const unsigned uHigh = ~bits(F::load(hitHigh[a].f + g * W) < s) & uActive;
             const unsigned uUpwards = Rays::groupBits(uUp[a], g), uDownwards = Rays::groupBits(uDown[a], g);
             const unsigned uForked = uLow & uHigh;
             float* pExit = exit.f + g * W;
@@ -159,8 +158,8 @@ class HitConfirmation {
             cut(g, a, s, (uLow & uUpwards) | (uHigh & uDownwards), uLow & ~uHigh & uUpwards);
             if (uForked) {
                 const F now = F::load(pExit);
-                F::select(F::mask(uUpwards), now, old).store(savedExit.f + g * W);
-                F::select(F::mask(uForked & uUpwards), old, now).store(pExit);
+                select(F::mask(uUpwards), now, old).store(savedExit.f + g * W);
+                select(F::mask(uForked & uUpwards), old, now).store(pExit);
             }
             uLows |= Rays::lanesOf(uLow, g);
             uHighs |= Rays::lanesOf(uHigh, g);
@@ -172,7 +171,7 @@ class HitConfirmation {
     void restore(const Values& savedExit, uint64_t uMask) {
         Rays::forEachGroup(uMask, [&](unsigned g, unsigned uLanes) {
             float* p = exit.f + g * W;
-            F::select(F::mask(uLanes), F::load(savedExit.f + g * W), F::load(p)).store(p);
+            select(F::mask(uLanes), F::load(savedExit.f + g * W), F::load(p)).store(p);
         });
     }
 

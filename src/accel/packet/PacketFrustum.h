@@ -29,8 +29,7 @@ class PacketFrustum {
         if (!bPositive && !(along.fHigh < 0.0f)) return false;
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
-            slopes[i] =
-                Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * F::abs(rays.reciprocal(k, g)); });
+            slopes[i] = Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * abs(rays.reciprocal(k, g)); });
             if (!(slopes[i].fLow >= -WIDEST && slopes[i].fHigh <= WIDEST)) return false;
         }
         Interval ends[3];
@@ -58,7 +57,7 @@ class PacketFrustum {
     /// Bounds the depth by how far the lanes of uMask look.
     void limit(const Rays& rays, uint64_t uMask, const float* pBounds) {
         fDepth =
-            Rays::interval(uMask, [&](unsigned g) { return F::load(pBounds + g * W) * F::abs(rays.dir(k, g)); }).fHigh;
+            Rays::interval(uMask, [&](unsigned g) { return F::load(pBounds + g * W) * abs(rays.dir(k, g)); }).fHigh;
     }
 
     float depth() const { return fDepth; }
@@ -66,19 +65,19 @@ class PacketFrustum {
     /// The boxes of a node, bit i for box i, that a ray may meet, and the least depth of each.
     unsigned meets(const BvhNode& node, float* pDepth) const {
         const B low = B::load(node.fMin[k]), high = B::load(node.fMax[k]);
-        const B first = bForward ? low - B::set(apex[k].fHigh) : B::set(apex[k].fLow) - high;
-        const B last = bForward ? high - B::set(apex[k].fLow) : B::set(apex[k].fHigh) - low;
-        const B near = B::max(first, B::set(0.0f)), far = B::min(last, B::set(fDepth));
+        const B first = bForward ? low - apex[k].fHigh : apex[k].fLow - high;
+        const B last = bForward ? high - apex[k].fLow : apex[k].fHigh - low;
+        const B near = max(first, 0.0f), far = min(last, fDepth);
         typename B::Mask met = near <= far;
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
             const Interval& slope = slopes[i];
-            const B from = B::set(apex[a].fLow) + (slope.fLow >= 0.0f ? near : far) * B::set(slope.fLow);
-            const B to = B::set(apex[a].fHigh) + (slope.fHigh <= 0.0f ? near : far) * B::set(slope.fHigh);
-            met = met & (from <= B::load(node.fMax[a])) & (to >= B::load(node.fMin[a]));
+            const B from = apex[a].fLow + (slope.fLow >= 0.0f ? near : far) * slope.fLow;
+            const B to = apex[a].fHigh + (slope.fHigh <= 0.0f ? near : far) * slope.fHigh;
+            met &= (from <= B::load(node.fMax[a])) & (to >= B::load(node.fMin[a]));
         }
         near.store(pDepth);
-        return B::bits(met);
+        return bits(met);
     }
 
  private:

@@ -3,9 +3,10 @@
 
 #if defined(RT_VECTORS) && defined(__SSE2__)
 
-#include "accel/packet/Float4.h"
 #include "accel/packet/RayPacketQuery.h"
+#include "base/simd/FloatsSse2.h"
 
-const RayKernel g_kernelSse2{"sse2", nearestFaces<Float4, Float4>, obstacles<Float4, Float4>};
+const RayKernel g_kernelSse2{"sse2", nearestFaces<Floats<Sse2Set>, Floats<Sse2Set>>,
+                             obstacles<Floats<Sse2Set>, Floats<Sse2Set>>};
 
 #endif

@@ -39,7 +39,7 @@ class RayPacket {
             for (unsigned a = 0; a < 3; ++a) {
                 F::load(source.pOrigin[a] + g * W).store(ray.origin[a] + g * W);
                 F::load(source.pDir[a] + g * W).store(ray.dir[a] + g * W);
-                (F::set(1.0f) / dir(a, g)).store(ray.reciprocal[a] + g * W);
+                (1.0f / dir(a, g)).store(ray.reciprocal[a] + g * W);
             }
             F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
         }
@@ -67,12 +67,6 @@ class RayPacket {
         }
     }
 
-    static F patternOf(uint32_t u) {
-        float f;
-        memcpy(&f, &u, sizeof(f));
-        return F::set(f);
-    }
-
     struct Interval {
         float fLow, fHigh;
     };
@@ -80,22 +74,22 @@ class RayPacket {
     /// The least and the largest value of the lanes of uMask.
     template <typename Value>
     static Interval interval(uint64_t uMask, const Value& value) {
-        F low = F::set(INFINITE), high = F::set(-INFINITE);
+        F low = INFINITE, high = -INFINITE;
         if (uMask == ALL) {
             for (unsigned g = 0; g < GROUPS; ++g) {
                 const F v = value(g);
-                low = F::min(low, v);
-                high = F::max(high, v);
+                low = min(low, v);
+                high = max(high, v);
             }
         } else {
             forEachGroup(uMask, [&](unsigned g, unsigned uBits) {
-                const typename F::Mask lanes = F::mask(uBits);
+                const auto lanes = F::mask(uBits);
                 const F v = value(g);
-                low = F::min(low, F::select(lanes, v, low));
-                high = F::max(high, F::select(lanes, v, high));
+                low = min(low, select(lanes, v, low));
+                high = max(high, select(lanes, v, high));
             });
         }
-        return {F::smallest(low), F::largest(high)};
+        return {smallest(low), largest(high)};
     }
 
     F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }
@@ -113,34 +107,34 @@ class RayPacket {
     void test(uint32_t uRecord, uint64_t uMask, Hits& hits) {
         const FaceRecord& face = tree.pRecords[uRecord];
         const unsigned k = face.axis(), ku = g_modulo[k + 1], kv = g_modulo[k + 2];
-        const F zero = F::set(0.0f), nu = F::set(face.fNu), nv = F::set(face.fNv), nd = F::set(face.fNd);
+        const F zero = 0.0f, nu = face.fNu, nv = face.fNv, nd = face.fNd;
         forEachGroup(uMask, [&](unsigned g, unsigned uActive) {
             const F ou = origin(ku, g), ov = origin(kv, g), du = dir(ku, g), dv = dir(kv, g);
             const F denominator = dir(k, g) + nu * du + nv * dv;
             const F t = (nd - origin(k, g) - nu * ou - nv * ov) / denominator;
             const F bound = F::load(hits.bound + g * W);
-            const typename F::Mask parallel = F::abs(denominator) < F::set(Velk::NM_EPSILON_F);
-            const typename F::Mask within = F::andNot(parallel, (t >= zero) & (t <= bound));
-            const F hu = ou + du * t - F::set(face.fCu), hv = ov + dv * t - F::set(face.fCv);
-            const F lambda = F::set(face.fLambdaU) * hu + F::set(face.fLambdaV) * hv;
-            const F mu = F::set(face.fMuU) * hu + F::set(face.fMuV) * hv;
-            const typename F::Mask hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= F::set(1.0f));
-            const unsigned uHit = F::bits(hit) & uActive;
+            const auto parallel = abs(denominator) < Velk::NM_EPSILON_F;
+            const auto within = (t >= zero) & (t <= bound) & ~parallel;
+            const F hu = ou + du * t - face.fCu, hv = ov + dv * t - face.fCv;
+            const F lambda = face.fLambdaU * hu + face.fLambdaV * hv;
+            const F mu = face.fMuU * hu + face.fMuV * hv;
+            const auto hit = within & (lambda >= zero) & (mu >= zero) & (lambda + mu <= 1.0f);
+            const unsigned uHit = bits(hit) & uActive;
             if (!uHit) return;
-            const typename F::Mask taken = F::mask(uHit);
-            const auto put = [&](F value, float* p) { F::select(taken, value, F::load(p)).store(p); };
+            const auto taken = F::mask(uHit);
+            const auto put = [&](F value, float* p) { select(taken, value, F::load(p)).store(p); };
             if (NEAREST) {
-                const uint64_t uTied = lanesOf(F::bits(t == bound) & uHit, g);
+                const uint64_t uTied = lanesOf(bits(t == bound) & uHit, g);
                 hits.uTied = (hits.uTied & ~lanesOf(uHit, g)) | uTied;
                 put(t, hits.bound + g * W);
                 put(lambda, pHits->fU + g * W);
                 put(mu, pHits->fV + g * W);
                 // The normal's sign on axis k and the denominator's differ where the front is hit.
-                put(F::select(denominator < zero, patternOf(face.faceSide() ^ 1), patternOf(face.faceSide())),
+                put(select(denominator < zero, F::pattern(face.faceSide() ^ 1), F::pattern(face.faceSide())),
                     pHits->fFaceFront + g * W);
             }
             put(t, pHits->fT + g * W);
-            put(patternOf(uRecord), fRecord + g * W);
+            put(F::pattern(uRecord), fRecord + g * W);
             hits.uLanes |= lanesOf(uHit, g);
         });
     }
@@ -154,12 +148,12 @@ class RayPacket {
             memcpy(&uRecord, &fRecord[__builtin_ctzll(uMask)], sizeof(uRecord));
             uint64_t uSame = 0;
             forEachGroup(uMask, [&](unsigned g, unsigned) {
-                uSame |= lanesOf(F::bits(F::load(fRecord + g * W) == patternOf(uRecord)), g);
+                uSame |= lanesOf(bits(F::load(fRecord + g * W) == F::pattern(uRecord)), g);
             });
             uSame &= uMask;
             uMask &= ~uSame;
             for (const uint32_t* p = pFirst; p < pEnd; p += W) {
-                unsigned uFound = F::bits(F::loadUnaligned(p) == patternOf(uRecord));
+                unsigned uFound = bits(F::loadUnaligned(p) == F::pattern(uRecord));
                 if (p + W > pEnd) uFound &= (1u << (pEnd - p)) - 1;  // what follows is another list
                 if (uFound) {
                     uListed |= uSame;

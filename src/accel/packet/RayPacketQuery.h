@@ -16,7 +16,7 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
     BvhTraversal<F, B> traversal(rays, tree);
     typename Rays::Hits hits;
     // The walk may look a little further than a lane's maximal distance.
-    for (unsigned g = 0; g < Rays::GROUPS; ++g) F::set(INFINITE).store(hits.bound + g * Rays::W);
+    for (unsigned g = 0; g < Rays::GROUPS; ++g) F(INFINITE).store(hits.bound + g * Rays::W);
     const uint64_t uContained = traversal.contained(uMask, false);
     if (uContained) traversal.template search<true>(uContained, hits);
     const uint64_t uSingle = hits.uLanes & ~hits.uTied;

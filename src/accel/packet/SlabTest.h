@@ -23,10 +23,10 @@ class SlabTest {
             uint64_t uDown = 0;
             for (unsigned g = 0; g < GROUPS; ++g) {
                 const F d = rays.dir(a, g);
-                const F r = F::select(F::abs(d) < F::set(SLOWEST), F::set(NOT_A_NUMBER), rays.reciprocal(a, g));
+                const F r = select(abs(d) < SLOWEST, NOT_A_NUMBER, rays.reciprocal(a, g));
                 r.store(reciprocal[a] + g * W);
                 (rays.origin(a, g) * r).store(offset[a] + g * W);
-                uDown |= Rays::lanesOf(F::bits(d < F::set(0.0f)), g);
+                uDown |= Rays::lanesOf(bits(d < 0.0f), g);
             }
             bDown[a] = (uDown & uMask) != 0;
             if (bDown[a] && (~uDown & uMask)) bAlike = false;
@@ -49,19 +49,19 @@ class SlabTest {
     uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
         F first[3], second[3];
         for (unsigned a = 0; a < 3; ++a) {
-            first[a] = F::set((bDown[a] ? node.fMax : node.fMin)[a][uBox]);
-            second[a] = F::set((bDown[a] ? node.fMin : node.fMax)[a][uBox]);
+            first[a] = (bDown[a] ? node.fMax : node.fMin)[a][uBox];
+            second[a] = (bDown[a] ? node.fMin : node.fMax)[a][uBox];
         }
         uint64_t uMet = 0;
         Rays::forEachGroup(uMask, [&](unsigned g, unsigned) {
-            F enter = F::set(0.0f), leave = F::load(pBounds + g * W);
+            F enter = 0.0f, leave = F::load(pBounds + g * W);
             for (unsigned a = 0; a < 3; ++a) {
                 const F r = F::load(reciprocal[a] + g * W), o = F::load(offset[a] + g * W);
-                const F t0 = F::multiplySubtract(first[a], r, o), t1 = F::multiplySubtract(second[a], r, o);
-                enter = F::max(ALIKE ? t0 : F::min(t0, t1), enter);
-                leave = F::min(ALIKE ? t1 : F::max(t0, t1), leave);
+                const F t0 = looseMulSub(first[a], r, o), t1 = looseMulSub(second[a], r, o);
+                enter = max(ALIKE ? t0 : min(t0, t1), enter);
+                leave = min(ALIKE ? t1 : max(t0, t1), leave);
             }
-            uMet |= Rays::lanesOf(F::bits(enter <= leave), g);
+            uMet |= Rays::lanesOf(bits(enter <= leave), g);
         });
         return uMet & uMask;
     }

@@ -1,0 +1,159 @@
+#pragma once
+
+// Vectors of floats, for every loop that is written for several lanes. Floats<Set> is the one type; a set is what an
+// instruction set does better than the compiler's own vectors: AnySet<lanes> here, Sse2Set, Avx2Set and Avx512Set in
+// the headers of their names.
+//
+// Everything here has internal linkage. It is compiled for several instruction sets, and the linker must never put a
+// copy that is made for one of them into code for older processors (docs/architecture.md).
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+template <unsigned N>
+struct VectorTypes {
+    typedef float Vector __attribute__((vector_size(4 * N)));
+    typedef int32_t Ints __attribute__((vector_size(4 * N)));
+};
+
+/// N lanes of the compiler's vector extension, for any processor. A set for an instruction set derives from this one
+/// and hides what it does otherwise.
+template <unsigned N>
+struct AnySet {
+    static constexpr unsigned WIDTH = N;
+    using Vector = typename VectorTypes<N>::Vector;
+    using Ints = typename VectorTypes<N>::Ints;
+    using Lanes = Ints;  // what a mask is made of: a lane is 0 or -1
+
+    static Ints less(Vector a, Vector b) { return a < b; }
+    static Ints lessEqual(Vector a, Vector b) { return a <= b; }
+    static Ints equal(Vector a, Vector b) { return a == b; }
+    static Vector select(Ints m, Vector a, Vector b) { return m ? a : b; }
+    static Vector min(Vector a, Vector b) { return a < b ? a : b; }
+    static Vector max(Vector a, Vector b) { return a > b ? a : b; }
+    static Vector looseMulSub(Vector a, Vector b, Vector c) { return a * b - c; }
+    static unsigned bits(Ints m) {
+        unsigned uBits = 0;
+        for (unsigned i = 0; i < N; ++i) uBits |= static_cast<unsigned>(m[i] & 1) << i;
+        return uBits;
+    }
+    static Ints mask(unsigned uBits) {
+        alignas(64) static constexpr int32_t BIT[16] = {1,     2,     4,     8,     0x10,   0x20,   0x40,   0x80,
+                                                        0x100, 0x200, 0x400, 0x800, 0x1000, 0x2000, 0x4000, 0x8000};
+        Ints lanes;
+        memcpy(&lanes, BIT, sizeof(lanes));
+        return (static_cast<int32_t>(uBits) & lanes) == lanes;
+    }
+    /// All lanes by one operation on vectors of any width or, here, on floats.
+    template <typename Operation>
+    static float reduce(Vector v, const Operation& operation) {
+        float f = v[0];
+        for (unsigned i = 1; i < N; ++i) f = operation(f, v[i]);
+        return f;
+    }
+};
+
+/// WIDTH floats side by side. A float turns into a vector of itself where one is needed. Arithmetic rounds as that of
+/// single floats does, whatever the set; comparisons with NaN are false, but for !=.
+template <typename Set>
+struct Floats {
+    static constexpr unsigned WIDTH = Set::WIDTH;
+    using Vector = typename Set::Vector;
+    using Ints = typename Set::Ints;  // int32_t lanes of the vector extension, which has their operators
+
+    /// A truth value of each lane.
+    struct Mask {
+        typename Set::Lanes m;
+
+        friend Mask operator&(Mask a, Mask b) { return {static_cast<typename Set::Lanes>(a.m & b.m)}; }
+        friend Mask operator|(Mask a, Mask b) { return {static_cast<typename Set::Lanes>(a.m | b.m)}; }
+        friend Mask operator~(Mask a) { return {static_cast<typename Set::Lanes>(~a.m)}; }
+        Mask& operator&=(Mask b) { return *this = *this & b; }
+        Mask& operator|=(Mask b) { return *this = *this | b; }
+        friend Mask select(Mask where, Mask a, Mask b) { return (where & a) | (b & ~where); }
+
+        /// Bit i for lane i.
+        friend unsigned bits(Mask a) { return Set::bits(a.m); }
+        friend bool any(Mask a) { return bits(a) != 0; }
+    };
+
+    Vector v;
+
+    Floats() = default;
+    Floats(float f) : v(f - Vector{}) {}  // the extension has no broadcast; f - 0 is f even for -0, where f + 0 is not
+    explicit Floats(Vector vector) : v(vector) {}
+
+    /// From and to WIDTH floats, of which the first is aligned to the vector's size unless the name says otherwise.
+    static Floats load(const float* p) { return loadUnaligned(__builtin_assume_aligned(p, sizeof(Vector))); }
+    static Floats loadUnaligned(const void* p) {
+        Vector vector;
+        memcpy(&vector, p, sizeof(vector));
+        return Floats(vector);
+    }
+    void store(float* p) const { memcpy(__builtin_assume_aligned(p, sizeof(v)), &v, sizeof(v)); }
+    void storeUnaligned(float* p) const { memcpy(p, &v, sizeof(v)); }
+
+    /// Lane i of WIDTH arrays: element u of array i.
+    static Floats gather(const float* const* pArrays, unsigned u) {
+        float f[WIDTH];
+        for (unsigned i = 0; i < WIDTH; ++i) f[i] = pArrays[i][u];
+        return loadUnaligned(f);
+    }
+
+    /// The lanes whose bits are set.
+    static Mask mask(unsigned uBits) { return {Set::mask(uBits)}; }
+
+    /// Whole numbers to floats, rounded to nearest.
+    static Floats from(Ints i) { return Floats(__builtin_convertvector(i, Vector)); }
+
+    /// The float with these bits in every lane.
+    static Floats pattern(uint32_t u) {
+        float f;
+        memcpy(&f, &u, sizeof(f));
+        return f;
+    }
+
+    float operator[](unsigned i) const { return v[i]; }
+
+    friend Floats operator+(Floats a, Floats b) { return Floats(a.v + b.v); }
+    friend Floats operator-(Floats a, Floats b) { return Floats(a.v - b.v); }
+    friend Floats operator*(Floats a, Floats b) { return Floats(a.v * b.v); }
+    friend Floats operator/(Floats a, Floats b) { return Floats(a.v / b.v); }
+    friend Floats operator-(Floats a) { return Floats(-a.v); }
+    friend Mask operator<(Floats a, Floats b) { return {Set::less(a.v, b.v)}; }
+    friend Mask operator<=(Floats a, Floats b) { return {Set::lessEqual(a.v, b.v)}; }
+    friend Mask operator>(Floats a, Floats b) { return b < a; }
+    friend Mask operator>=(Floats a, Floats b) { return b <= a; }
+    friend Mask operator==(Floats a, Floats b) { return {Set::equal(a.v, b.v)}; }
+    friend Mask operator!=(Floats a, Floats b) { return ~(a == b); }
+
+    /// a * b - c, rounded once or twice, as is faster: only for what need not be the same everywhere.
+    friend Floats looseMulSub(Floats a, Floats b, Floats c) { return Floats(Set::looseMulSub(a.v, b.v, c.v)); }
+
+    /// Where the mask is set a, else b.
+    friend Floats select(Mask where, Floats a, Floats b) { return Floats(Set::select(where.m, a.v, b.v)); }
+
+    /// b where either is NaN, and where both are zeros.
+    friend Floats min(Floats a, Floats b) { return Floats(Set::min(a.v, b.v)); }
+    friend Floats max(Floats a, Floats b) { return Floats(Set::max(a.v, b.v)); }
+
+    friend Floats abs(Floats a) { return Floats(reinterpret_cast<Vector>(reinterpret_cast<Ints>(a.v) & INT32_MAX)); }
+
+    /// a with its sign turned where s is negative, -0 and such NaN included.
+    friend Floats flipSign(Floats a, Floats s) {
+        const Ints sign = reinterpret_cast<Ints>(s.v) & INT32_MIN;
+        return Floats(reinterpret_cast<Vector>(sign ^ reinterpret_cast<Ints>(a.v)));
+    }
+
+    /// The least and the largest lane, of vectors without NaN.
+    friend float smallest(Floats a) {
+        return Set::reduce(a.v, [](auto x, auto y) { return x < y ? x : y; });
+    }
+    friend float largest(Floats a) {
+        return Set::reduce(a.v, [](auto x, auto y) { return x > y ? x : y; });
+    }
+};
+
+}  // namespace

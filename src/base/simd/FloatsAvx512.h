@@ -1,0 +1,37 @@
+#pragma once
+
+// Sixteen floats of AVX-512, whose masks are bits in registers of their own.
+
+#include <immintrin.h>
+
+#include "base/simd/FloatsSse2.h"
+
+namespace {
+
+struct Avx512Set : AnySet<16> {
+    using Lanes = __mmask16;
+
+    static Lanes less(Vector a, Vector b) { return _mm512_cmp_ps_mask(a, b, _CMP_LT_OQ); }
+    static Lanes lessEqual(Vector a, Vector b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OQ); }
+    static Lanes equal(Vector a, Vector b) { return _mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ); }
+    static Vector select(Lanes m, Vector a, Vector b) { return _mm512_mask_blend_ps(m, b, a); }
+    // Masked forms: the plain ones of GCC 12 warn of an uninitialised value.
+    static Vector min(Vector a, Vector b) { return _mm512_maskz_min_ps(0xFFFF, a, b); }
+    static Vector max(Vector a, Vector b) { return _mm512_maskz_max_ps(0xFFFF, a, b); }
+    static Vector looseMulSub(Vector a, Vector b, Vector c) { return _mm512_fmsub_ps(a, b, c); }
+    static unsigned bits(Lanes m) { return m; }
+    static Lanes mask(unsigned uBits) { return static_cast<Lanes>(uBits); }
+    template <typename Operation>
+    static float reduce(Vector v, const Operation& operation) {
+        return Sse2Set::reduce(
+            operation(operation(quarter<0>(v), quarter<1>(v)), operation(quarter<2>(v), quarter<3>(v))), operation);
+    }
+
+ private:
+    template <int I>
+    static Sse2Set::Vector quarter(Vector v) {
+        return _mm512_maskz_extractf32x4_ps(0xF, v, I);
+    }
+};
+
+}  // namespace
