@@ -2,8 +2,9 @@
 #include "accel/build/BuildKernel.h"
 
 #include "accel/build/BuildKernelOf.h"
+#include "base/simd/Float4.h"
 
-const BuildKernel g_buildKernel4 = BUILD_KERNEL<4>;
+const BuildKernel g_buildKernel4 = BUILD_KERNEL<Float4>;
 
 const BuildKernel& BuildKernel::fastest() {
 #if defined(RT_VECTORS) && (defined(__x86_64__) || defined(__i386__))

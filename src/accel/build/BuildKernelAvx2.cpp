@@ -4,8 +4,9 @@
 #if defined(RT_VECTORS) && defined(__AVX2__)
 
 #include "accel/build/BuildKernelOf.h"
+#include "base/simd/FloatsAvx2.h"
 
-static const BuildKernel g_kernel = BUILD_KERNEL<8>;
+static const BuildKernel g_kernel = BUILD_KERNEL<Floats<Avx2Set>>;
 const BuildKernel* const g_pBuildKernel8 = &g_kernel;
 
 #else

@@ -33,3 +33,10 @@ struct NodeFrame {
     bool bOverlapKnown;          // every face overlaps the enlarged box, by the very same test
     bool bInRange;               // box and corners are finite and below OverlapThresholds::LARGEST
 };
+
+namespace {
+
+/// The two vertices that the overlap test projects for an edge, by axis of the cross product.
+constexpr uint8_t PROJECTED[3][3][2] = {{{0, 2}, {0, 2}, {0, 1}}, {{0, 2}, {0, 2}, {0, 1}}, {{1, 2}, {0, 1}, {1, 2}}};
+
+}  // namespace

@@ -3,17 +3,16 @@
 // The overlap test of one face against the parts that many candidates cut off its node, and its proof for whole runs of
 // them: docs/building.md, "Open ranges".
 
-#include "accel/build/LaneMath.h"
 #include "accel/build/NodeFrame.h"
 
 namespace {
 
-/// Tests one face against the parts on one side of ascending candidates, WIDTH of them or WIDTH ranges at a time.
-template <unsigned WIDTH>
-class PartSweep : LaneMath<WIDTH> {
-    using Math = LaneMath<WIDTH>;
-    using Lanes = typename Math::Lanes;
-    using Mask = typename Math::Mask;
+/// Tests one face against the parts on one side of ascending candidates, as many of them or of ranges at a time as the
+/// vector type has lanes.
+template <typename Lanes>
+class PartSweep {
+    static constexpr unsigned WIDTH = Lanes::WIDTH;
+    using Mask = typename Lanes::Mask;
 
  public:
     PartSweep(const NodeFrame& node, const float* pCorners, bool bHighSide, const float* pPositions)
@@ -43,20 +42,30 @@ class PartSweep : LaneMath<WIDTH> {
 
     /// The first candidate from uBegin on whose part the face overlaps, uEnd when there is none.
     uint32_t firstOverlap(uint32_t uBegin, uint32_t uEnd) const {
-        return bSeparated ? uEnd : firstOf(OVERLAP, uBegin, uEnd, ALL_TESTS);
+        return bSeparated ? uEnd : firstOf(false, uBegin, uEnd, ALL_TESTS);
     }
 
  private:
     // Separating axes with a component on the split axis: the cross products of three edges with the two other axes,
     // the split axis itself, the plane.
     static constexpr unsigned SPAN = 6, PLANE = 7, ALL_TESTS = 255;
-    static constexpr int32_t OVERLAP = 0, MISS = -1;  // is a lane separated?
-    static constexpr uint32_t FEW = 512;              // candidates that are tested one by one
-    static constexpr float ROUND_UP = 0x1.004p-24f;   // above u, with room for the rounding of the slack itself
+    static constexpr uint32_t FEW = 512;             // candidates that are tested one by one
+    static constexpr float ROUND_UP = 0x1.004p-24f;  // above u, with room for the rounding of the slack itself
 
     // What a value may be for the candidates of a range.
     struct Interval {
         Lanes low, high;
+
+        friend Interval operator-(Interval a) { return {-a.high, -a.low}; }
+        friend Interval operator-(Interval a, Interval b) { return {a.low - b.high, a.high - b.low}; }
+        friend Interval operator-(Interval a, Lanes b) { return {a.low - b, a.high - b}; }
+        friend Interval operator-(Lanes a, Interval b) { return {a - b.high, a - b.low}; }
+        friend Interval operator+(Interval a, Interval b) { return {a.low + b.low, a.high + b.high}; }
+        friend Interval operator+(Interval a, Lanes b) { return {a.low + b, a.high + b}; }
+        friend Interval operator*(Lanes a, Interval b) {
+            const Lanes x = a * b.low, y = a * b.high;
+            return {min(y, x), max(y, x)};
+        }
     };
 
     // The part's values on the split axis: lanes for single candidates, intervals for ranges.
@@ -71,28 +80,14 @@ class PartSweep : LaneMath<WIDTH> {
     }
 
     // Operations of the test on single values and on intervals.
-    static Lanes times(Lanes a, Lanes b) { return a * b; }
-    static Lanes minus(Lanes a, Lanes b) { return a - b; }
-    static Lanes plus(Lanes a, Lanes b) { return a + b; }
-    static Lanes smaller(Lanes a, Lanes b) { return b < a ? b : a; }  // as std::min() and std::max(), NaN included
-    static Lanes larger(Lanes a, Lanes b) { return a < b ? b : a; }
-    static Lanes magnitude(Lanes a) { return Math::absolute(a); }
+    static Lanes smaller(Lanes a, Lanes b) { return min(b, a); }  // as std::min() and std::max(), NaN included
+    static Lanes larger(Lanes a, Lanes b) { return max(b, a); }
+    static Lanes magnitude(Lanes a) { return abs(a); }
     static Mask isAbove(Lanes a, Lanes b) { return a > b; }
-    static Interval times(Lanes a, Interval b) {
-        const Lanes x = a * b.low, y = a * b.high;
-        return {smaller(x, y), larger(x, y)};
-    }
-    static Interval minus(Interval a, Interval b) { return {a.low - b.high, a.high - b.low}; }
-    static Interval minus(Interval a, Lanes b) { return {a.low - b, a.high - b}; }
-    static Interval minus(Lanes a, Interval b) { return {a - b.high, a - b.low}; }
-    static Interval plus(Interval a, Interval b) { return {a.low + b.low, a.high + b.high}; }
-    static Interval plus(Interval a, Lanes b) { return {a.low + b, a.high + b}; }
     static Interval smaller(Interval a, Interval b) { return {smaller(a.low, b.low), smaller(a.high, b.high)}; }
     static Interval larger(Interval a, Interval b) { return {larger(a.low, b.low), larger(a.high, b.high)}; }
     // The low end is negative where a may be 0, a bound all the same.
     static Interval magnitude(Interval a) { return {larger(a.low, -a.high), larger(-a.low, a.high)}; }
-    static Lanes negative(Lanes a) { return -a; }
-    static Interval negative(Interval a) { return {-a.high, -a.low}; }
     static Mask isAbove(Interval a, Interval b) { return ~(a.high <= b.low); }  // possibly
 
     Lanes centre(Lanes p) const { return 0.5f * ((bHigh ? frame.fHigh : frame.fLow) + p); }
@@ -120,7 +115,7 @@ class PartSweep : LaneMath<WIDTH> {
             const unsigned j = (i + 1) % 3;
             const float d = s[j] - s[i];
             Lanes slack = (reach[i] + reach[j] + __builtin_fabsf(d)) * ROUND_UP;
-            if (d == 0.0f) slack = Lanes{};  // equal corners stay equal
+            if (d == 0.0f) slack = 0.0f;  // equal corners stay equal
             part.e[i] = {d - slack, d + slack};
         }
         return part;
@@ -131,46 +126,44 @@ class PartSweep : LaneMath<WIDTH> {
         if (uTest == PLANE) return planeSeparates(part);
         if (uTest == SPAN) {
             return isAbove(smaller(smaller(part.t[0], part.t[1]), part.t[2]), part.h) |
-                   isAbove(negative(larger(larger(part.t[0], part.t[1]), part.t[2])), part.h);
+                   isAbove(-larger(larger(part.t[0], part.t[1]), part.t[2]), part.h);
         }
         const unsigned k = uTest / 3, i = uTest % 3;
         const uint8_t* pProjected = PROJECTED[frame.uOther[1 - k]][i];
-        const Lanes edge = Math::all(e[k][i]);
-        const auto project = [&](unsigned v) {
-            return minus(times(edge, part.t[v]), times(Math::all(t[k][v]), part.e[i]));
-        };
+        const Lanes edge = e[k][i], otherHalf = frame.fHalf[k];
+        const auto project = [&](unsigned v) { return edge * part.t[v] - Lanes(t[k][v]) * part.e[i]; };
         const Value a = project(pProjected[0]), b = project(pProjected[1]);
-        const Value radius =
-            plus(times(magnitude(edge), part.h), times(Math::all(frame.fHalf[k]), magnitude(part.e[i])));
-        return isAbove(smaller(a, b), radius) | isAbove(negative(larger(a, b)), radius);
+        const Value radius = magnitude(edge) * part.h + otherHalf * magnitude(part.e[i]);
+        return isAbove(smaller(a, b), radius) | isAbove(-larger(a, b), radius);
     }
 
     // n * (-h - t) where n > 0, else n * (h - t): how far the part's nearest corner is from the plane, by axis.
-    static Lanes nearest(Lanes n, Lanes h, Lanes t) { return n * ((n > 0.0f ? -h : h) - t); }
-    static Lanes farthest(Lanes n, Lanes h, Lanes t) { return n * ((n > 0.0f ? h : -h) - t); }
+    static Lanes nearest(Lanes n, Lanes h, Lanes t) { return n * (select(n > 0.0f, -h, h) - t); }
+    static Lanes farthest(Lanes n, Lanes h, Lanes t) { return n * (select(n > 0.0f, h, -h) - t); }
     // Straight on either side of n = 0, so that the extreme is at an end or there.
     static Lanes nearest(Interval n, Lanes h, Lanes t) {
         const Lanes ends = larger(nearest(n.low, h, t), nearest(n.high, h, t));
-        return ((n.low < 0.0f) & (n.high > 0.0f)) ? larger(ends, Lanes{}) : ends;
+        return select((n.low < 0.0f) & (n.high > 0.0f), larger(ends, 0.0f), ends);
     }
     static Lanes farthest(Interval n, Lanes h, Lanes t) {
         const Lanes ends = smaller(farthest(n.low, h, t), farthest(n.high, h, t));
-        return ((n.low < 0.0f) & (n.high > 0.0f)) ? smaller(ends, Lanes{}) : ends;
+        return select((n.low < 0.0f) & (n.high > 0.0f), smaller(ends, 0.0f), ends);
     }
     // The worst part is the smallest one.
-    static Lanes nearest(Lanes n, Interval h, Interval t) { return nearest(n, h.low, n > 0.0f ? t.low : t.high); }
-    static Lanes farthest(Lanes n, Interval h, Interval t) { return farthest(n, h.low, n > 0.0f ? t.high : t.low); }
+    static Lanes nearest(Lanes n, Interval h, Interval t) { return nearest(n, h.low, select(n > 0.0f, t.low, t.high)); }
+    static Lanes farthest(Lanes n, Interval h, Interval t) {
+        return farthest(n, h.low, select(n > 0.0f, t.high, t.low));
+    }
 
     template <typename Value>
     Mask planeSeparates(const Part<Value>& part) const {
-        const auto product = [](float f, const Value& v) { return times(Math::all(f), v); };
-        const Value n1 = minus(product(e[1][0], part.e[1]), product(e[1][1], part.e[0]));
-        const Value n2 = minus(product(e[0][1], part.e[0]), product(e[0][0], part.e[1]));
+        const Value n1 = Lanes(e[1][0]) * part.e[1] - Lanes(e[1][1]) * part.e[0];
+        const Value n2 = Lanes(e[0][1]) * part.e[0] - Lanes(e[0][0]) * part.e[1];
         const auto sum = [this](Lanes onAxis, Lanes x, Lanes y) {  // in the order of the axes
             return frame.uAxis == 0 ? onAxis + x + y : frame.uAxis == 1 ? onAxis + y + x : x + y + onAxis;
         };
-        const Lanes h1 = Math::all(frame.fHalf[0]), t1 = Math::all(t[0][0]), normalS = Math::all(nS);
-        const Lanes h2 = Math::all(frame.fHalf[1]), t2 = Math::all(t[1][0]);
+        const Lanes h1 = frame.fHalf[0], t1 = t[0][0], normalS = nS;
+        const Lanes h2 = frame.fHalf[1], t2 = t[1][0];
         const Lanes near = sum(nearest(normalS, part.h, part.t[0]), nearest(n1, h1, t1), nearest(n2, h2, t2));
         const Lanes far = sum(farthest(normalS, part.h, part.t[0]), farthest(n1, h1, t1), farthest(n2, h2, t2));
         return (near > 0.0f) | ~(far >= 0.0f);
@@ -178,52 +171,53 @@ class PartSweep : LaneMath<WIDTH> {
 
     // Candidates of a range, the last one repeated.
     Lanes candidates(uint32_t uBegin, uint32_t uEnd) const {
-        if (uEnd - uBegin >= WIDTH) return Math::load(pCandidates + uBegin);
+        if (uEnd - uBegin >= WIDTH) return Lanes::loadUnaligned(pCandidates + uBegin);
         float f[WIDTH];
         for (uint32_t i = 0; i < WIDTH; ++i) f[i] = pCandidates[uBegin + i < uEnd ? uBegin + i : uEnd - 1];
-        return Math::load(f);
+        return Lanes::loadUnaligned(f);
     }
 
-    uint32_t firstOf(int32_t iAnswer, uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
+    // The first candidate on whose part the face misses, or else overlaps, by these tests.
+    uint32_t firstOf(bool bMiss, uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
         const auto planeAlone = [&](const Part<Lanes>& part) { return planeSeparates(part); };
         const auto theseTests = [&](const Part<Lanes>& part) {
-            Mask separated{};
+            Mask separated = Lanes::mask(0);
             for (unsigned u = uTests; u; u &= u - 1) {
                 separated |= separates(static_cast<unsigned>(__builtin_ctz(u)), part);
             }
             return separated;
         };
         // Nearly always it is the plane of a sliver that is in doubt.
-        return uTests == 1u << PLANE ? firstOf(iAnswer, uBegin, uEnd, planeAlone)
-                                     : firstOf(iAnswer, uBegin, uEnd, theseTests);
+        return uTests == 1u << PLANE ? firstOf(bMiss, uBegin, uEnd, planeAlone)
+                                     : firstOf(bMiss, uBegin, uEnd, theseTests);
     }
 
     template <typename Separates>
-    uint32_t firstOf(int32_t iAnswer, uint32_t uBegin, uint32_t uEnd, const Separates& isSeparated) const {
+    uint32_t firstOf(bool bMiss, uint32_t uBegin, uint32_t uEnd, const Separates& isSeparated) const {
+        const unsigned uFlip = bMiss ? 0 : (1u << WIDTH) - 1;
         for (uint32_t u = uBegin; u < uEnd; u += WIDTH) {
-            const Mask found = isSeparated(partAt(candidates(u, uEnd))) == iAnswer;
-            if (!Math::any(found)) continue;
-            uint32_t i = 0;
-            while (!found[i]) ++i;
-            return u + i < uEnd ? u + i : uEnd;
+            const unsigned uFound = bits(isSeparated(partAt(candidates(u, uEnd)))) ^ uFlip;
+            if (!uFound) continue;
+            const uint32_t uFirst = u + static_cast<uint32_t>(__builtin_ctz(uFound));
+            return uFirst < uEnd ? uFirst : uEnd;
         }
         return uEnd;
     }
 
     // As the public one; uTests are the tests that are not known to pass.
     uint32_t firstMiss(uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
-        if (!frame.bInRange || uEnd - uBegin <= FEW) return firstOf(MISS, uBegin, uEnd, uTests);
+        if (!frame.bInRange || uEnd - uBegin <= FEW) return firstOf(true, uBegin, uEnd, uTests);
         const uint32_t uStep = (uEnd - uBegin + WIDTH - 1) / WIDTH;
         float fFirst[WIDTH], fLast[WIDTH];
         for (uint32_t i = 0, u = uBegin; i < WIDTH; ++i, u += uStep) {
             fFirst[i] = pCandidates[u < uEnd ? u : uEnd - 1];
             fLast[i] = pCandidates[u + uStep < uEnd ? u + uStep - 1 : uEnd - 1];
         }
-        const Part<Interval> parts = partsBetween(Math::load(fFirst), Math::load(fLast));
-        Mask open{};
+        const Part<Interval> parts = partsBetween(Lanes::loadUnaligned(fFirst), Lanes::loadUnaligned(fLast));
+        typename Lanes::Ints open{};  // the tests that may fail in each range
         for (unsigned u = uTests; u; u &= u - 1) {
             const unsigned uTest = static_cast<unsigned>(__builtin_ctz(u));
-            open |= separates(uTest, parts) & Math::allBits(1 << uTest);
+            open |= separates(uTest, parts).m & (1 << uTest);
         }
         for (uint32_t i = 0, u = uBegin; i < WIDTH && u < uEnd; ++i, u += uStep) {
             const uint32_t uStop = u + uStep < uEnd ? u + uStep : uEnd;

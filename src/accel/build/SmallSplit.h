@@ -1,12 +1,19 @@
 #pragma once
 
+// The search for the split of a node with few faces: every candidate against every face, four candidates at a time,
+// unsorted and without jumps. Why it is exact: docs/building.md, "Bins".
+
+#include <algorithm>
+#include <cassert>
 #include <cstdint>
+#include <limits>
 
 #include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
+#include "base/simd/Float4.h"
 
-/// The search for the split of a node in which few candidates and few faces are left to look at: every candidate
-/// against every face, four candidates at a time, unsorted and without jumps.
+namespace {
+
 class SmallSplit {
  public:
     static constexpr uint32_t MAX_FACES = 64;
@@ -23,7 +30,12 @@ class SmallSplit {
         : frame(nodeFrame), iLeft(static_cast<int32_t>(uLeftBase)), iRight(static_cast<int32_t>(uRightBase)) {}
 
     /// Requires room: isSmall() of the final numbers.
-    void addFace(const FaceValues<float>& thresholds, uint32_t u);
+    void addFace(const FaceValues<float>& values, uint32_t u) {
+        // A face known to miss the high side counts as low, untested: from there on its low answer is not known.
+        assert(uFaces < MAX_FACES);
+        faces[uFaces++] = {std::min(values.pLowMaybe[u], values.pHighSure[u]), values.pLowSure[u], values.pHighSure[u],
+                           values.pHighMaybe[u]};
+    }
 
     /// Adds a position if bValid; repetitions do no harm.
     void addCandidate(float f, bool bValid) {
@@ -33,21 +45,58 @@ class SmallSplit {
 
     /// Finds the split from the faces' thresholds. False when that needs the overlap tests: then *pSplit is not
     /// touched.
-    bool find(Split* pSplit);
+    bool find(Split* pSplit) {
+        for (uint32_t u = 0; u < WIDTH && uCandidates; ++u) fCandidates[uCandidates + u] = fCandidates[0];
+        Float4 bestCost = std::numeric_limits<float>::infinity(), bestPosition = 0.0f;
+        Float4::Mask bestOpen = Float4::mask(0);
+        for (uint32_t u = 0; u < uCandidates; u += WIDTH) {
+            const Float4 p = Float4::loadUnaligned(fCandidates + u);
+            Int4 left{}, leftMaybe{}, right{}, rightMaybe{};  // negative
+            for (uint32_t i = 0; i < uFaces; ++i) {
+                left += (p >= faces[i].lowSure).m;
+                leftMaybe += (p >= faces[i].lowMaybe).m;
+                right += (p <= faces[i].highSure).m;
+                rightMaybe += (p <= faces[i].highMaybe).m;
+            }
+            const Float4 floor = cost(p, iLeft - left, iRight - right);
+            const Float4::Mask better = (floor < bestCost) | ((floor == bestCost) & (p < bestPosition));
+            bestOpen = select(better, {(left != leftMaybe) | (right != rightMaybe)}, bestOpen);
+            bestCost = select(better, floor, bestCost);
+            bestPosition = select(better, p, bestPosition);
+        }
+        unsigned uBest = 0;
+        for (unsigned u = 1; u < WIDTH; ++u) {
+            const bool bSame = bestCost[u] == bestCost[uBest];
+            if (bestCost[u] < bestCost[uBest] || (bSame && bestPosition[u] < bestPosition[uBest])) uBest = u;
+        }
+        if (bits(bestOpen) >> uBest & 1) return false;
+        *pSplit = {bestPosition[uBest], bestCost[uBest]};
+        return true;
+    }
 
  private:
     static constexpr uint32_t MAX_PAIRS = 2048;
-    static constexpr uint32_t WIDTH = 4;
-    using Lanes = float __attribute__((vector_size(16)));
-    using Counts = int32_t __attribute__((vector_size(16)));
+    static constexpr uint32_t WIDTH = Float4::WIDTH;
 
     // A face's thresholds, each in all lanes.
     struct Thresholds {
-        Lanes lowMaybe, lowSure, highSure, highMaybe;
+        Float4 lowMaybe, lowSure, highSure, highMaybe;
     };
 
-    Lanes area(Lanes length) const;
-    Lanes cost(Lanes position, Counts left, Counts right) const;
+    // SplitFrame::halfArea() of the box with this length on the split axis, operation by operation.
+    Float4 area(Float4 length) const {
+        const Velk::NMVector3f d = frame.box.v3Max - frame.box.v3Min;
+        if (frame.uAxis == 0) return length * (d.y + d.z) + d.y * d.z;
+        if (frame.uAxis == 1) return d.x * (length + d.z) + length * d.z;
+        return d.x * (d.y + length) + d.y * length;
+    }
+
+    // SplitFrame::cost().
+    Float4 cost(Float4 position, Int4 left, Int4 right) const {
+        const Float4 low = area(position - frame.fLow) * Float4::from(left);
+        const Float4 high = Float4::from(right) * area(frame.fHigh - position);
+        return (low + high) * frame.fPerArea + SplitFrame::TRAVERSAL_COST;
+    }
 
     const SplitFrame& frame;
     int32_t iLeft, iRight;
@@ -55,3 +104,5 @@ class SmallSplit {
     Thresholds faces[MAX_FACES];
     float fCandidates[MAX_CANDIDATES + WIDTH];
 };
+
+}  // namespace

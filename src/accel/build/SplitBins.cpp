@@ -6,14 +6,12 @@
 #include <cstring>
 #include <limits>
 
-#include "accel/build/LaneMath.h"
+#include "base/simd/Float4.h"
 
 namespace {
 
 constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted; with more there are at least eight bins
 
-using Lanes = LaneMath<4>::Lanes;
-using Numbers = LaneMath<4>::Mask;
 using Shorts = int16_t __attribute__((vector_size(16)));
 
 template <typename T>
@@ -23,39 +21,35 @@ T load(const void* p) {
     return values;
 }
 
-Lanes counts(const int32_t* p) {
-    return __builtin_convertvector(load<Numbers>(p), Lanes);
+Float4 counts(const int32_t* p) {
+    return Float4::from(load<Int4>(p));
 }
 
 // Puts a unit of values into bins. Rounding keeps the order of values, so bins are ordered as the values are.
 class Placement {
  public:
     Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
-        : low(all(fLow)), high(all(fHigh)), scale(all(fScale)), last(all(static_cast<float>(uBins - 1))) {}
+        : low(fLow), high(fHigh), scale(fScale), last(static_cast<float>(uBins - 1)) {}
 
     void place(const float* pValues, int16_t* pBins) const {
-        Lanes value[2];
-        memcpy(value, pValues, sizeof(value));
         // The lower halves of all eight numbers.
         constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
-        const Shorts bins = __builtin_shufflevector(reinterpret_cast<Shorts>(binOf(value[0])),
-                                                    reinterpret_cast<Shorts>(binOf(value[1])), LOW, LOW + 2, LOW + 4,
-                                                    LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
+        const Shorts bins =
+            __builtin_shufflevector(reinterpret_cast<Shorts>(binOf(Float4::loadUnaligned(pValues))),
+                                    reinterpret_cast<Shorts>(binOf(Float4::loadUnaligned(pValues + 4))), LOW, LOW + 2,
+                                    LOW + 4, LOW + 6, LOW + 8, LOW + 10, LOW + 12, LOW + 14);
         memcpy(pBins, &bins, sizeof(bins));
     }
 
  private:
     static_assert(NodeFrame::UNIT == 8, "two rows of lanes");
 
-    static Lanes all(float f) { return LaneMath<4>::all(f); }
-
-    Numbers binOf(Lanes value) const {
-        const Lanes zero{}, bin = (value - low) * scale;
-        const Lanes positive = bin > zero ? bin : zero;
-        return __builtin_convertvector(positive < last ? positive : last, Numbers) + 1 - (value > high) + (value < low);
+    Int4 binOf(Float4 value) const {
+        const Float4 bin = min(max((value - low) * scale, 0.0f), last);
+        return toInts(bin) + 1 - (value > high).m + (value < low).m;
     }
 
-    Lanes low, high, scale, last;
+    Float4 low, high, scale, last;
 };
 
 }  // namespace
@@ -133,21 +127,20 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
         iRight[1][u] = static_cast<int32_t>(uRightMaybe);
     }
     const float fFaces = static_cast<float>(uCount);
-    Lanes limits = LaneMath<4>::all(fFaces - SplitFrame::TRAVERSAL_COST);
-    const Lanes none = LaneMath<4>::all(std::numeric_limits<float>::infinity());
+    const Float4 none = std::numeric_limits<float>::infinity();
+    Float4 limits = fFaces - SplitFrame::TRAVERSAL_COST;
     // Bins without a candidate limit nothing and are never possible.
     for (uint32_t u = 0; u < uBins; u += 4) {
-        const Numbers bin = static_cast<int32_t>(u) + Numbers{0, 1, 2, 3};
-        const Lanes low = fStart + fStep * __builtin_convertvector(bin, Lanes);
-        const Lanes high = fStart + fStep * __builtin_convertvector(static_cast<int32_t>(uBins) - bin, Lanes);
-        const Numbers bEmpty = load<Numbers>(pCandidates + u + 1) == 0;
-        const Lanes floor = low * counts(iLeft[0] + u) + (high - fStep) * counts(iRight[0] + u);
-        const Lanes ceiling = (low + fStep) * counts(iLeft[1] + u) + high * counts(iRight[1] + u);
-        LaneMath<4>::store(fFloor + u, bEmpty ? none : floor);
-        limits = LaneMath<4>::smaller(bEmpty ? none : ceiling, limits);
+        const Int4 bin = static_cast<int32_t>(u) + Int4{0, 1, 2, 3};
+        const Float4 low = fStart + fStep * Float4::from(bin);
+        const Float4 high = fStart + fStep * Float4::from(static_cast<int32_t>(uBins) - bin);
+        const Float4::Mask bEmpty = {load<Int4>(pCandidates + u + 1) == 0};
+        const Float4 floor = low * counts(iLeft[0] + u) + (high - fStep) * counts(iRight[0] + u);
+        const Float4 ceiling = (low + fStep) * counts(iLeft[1] + u) + high * counts(iRight[1] + u);
+        select(bEmpty, none, floor).storeUnaligned(fFloor + u);
+        limits = min(select(bEmpty, none, ceiling), limits);
     }
-    float fLimit = std::min(std::min(limits[0], limits[1]), std::min(limits[2], limits[3]));
-    fLimit += fFaces * 0x1p-16f;
+    const float fLimit = smallest(limits) + fFaces * 0x1p-16f;
     uint32_t uLow = 0, uHigh = uBins;
     while (uLow < uBins && !(fFloor[uLow] <= fLimit)) ++uLow;
     while (uHigh > uLow && !(fFloor[uHigh - 1] <= fLimit)) --uHigh;

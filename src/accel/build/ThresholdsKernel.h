@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-#include "accel/build/LaneMath.h"
 #include "accel/build/NodeFrame.h"
 
 // The thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
@@ -10,14 +9,11 @@
 
 namespace {
 
-/// OverlapThresholds' computation for WIDTH faces at a time.
-template <unsigned WIDTH>
-struct ThresholdsKernel : LaneMath<WIDTH> {
-    using Math = LaneMath<WIDTH>;
-    using Lanes = typename Math::Lanes;
-    using Mask = typename Math::Mask;
-    using Math::absolute, Math::all, Math::allBits, Math::larger, Math::only, Math::smaller, Math::store,
-        Math::withSignOf;
+/// OverlapThresholds' computation for as many faces at a time as the vector type has lanes.
+template <typename Lanes>
+struct ThresholdsKernel {
+    static constexpr unsigned WIDTH = Lanes::WIDTH;
+    using Mask = typename Lanes::Mask;
     static_assert(NodeFrame::UNIT % WIDTH == 0, "whole lanes");
 
     static constexpr float ROUND = 0x1p-24f;
@@ -35,13 +31,13 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
         // Narrows the range by [g, f] / d with an error of at most e on g and f; lanes in bFree, which have d = 0, are
         // left as they are.
         void narrow(Lanes d, Lanes g, Lanes f, Lanes e, Mask bFree) {
-            const Lanes inverse = 1.0f / larger(d, all(SMALL));
-            const Lanes eMaybe = larger(e, only(d < SMALL, all(NEVER)));
-            const Lanes eSure = withSignOf(only(bFree, all(-1.0f)), eMaybe);
-            gMaybe = larger(gMaybe, (g - eMaybe) * inverse);
-            gSure = larger(gSure, (g + eSure) * inverse);
-            fSure = smaller(fSure, (f - eSure) * inverse);
-            fMaybe = smaller(fMaybe, (f + eMaybe) * inverse);
+            const Lanes inverse = 1.0f / max(d, SMALL);
+            const Lanes eMaybe = max(e, select(d < SMALL, NEVER, 0.0f));
+            const Lanes eSure = flipSign(eMaybe, select(bFree, -1.0f, 0.0f));
+            gMaybe = max(gMaybe, (g - eMaybe) * inverse);
+            gSure = max(gSure, (g + eSure) * inverse);
+            fSure = min(fSure, (f - eSure) * inverse);
+            fMaybe = min(fMaybe, (f + eMaybe) * inverse);
         }
     };
 
@@ -56,35 +52,30 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
 
         Unit(const NodeFrame& frame, const float* const* pFaces) {
             for (unsigned i = 0; i < 3; ++i) {
-                s[i] = gather(pFaces, 3 * i + frame.uAxis);
+                s[i] = Lanes::gather(pFaces, 3 * i + frame.uAxis);
                 x[i] = s[i] - frame.fLow;
-                for (unsigned k = 0; k < 2; ++k) t[k][i] = gather(pFaces, 3 * i + frame.uOther[k]) - frame.fCentre[k];
+                for (unsigned k = 0; k < 2; ++k)
+                    t[k][i] = Lanes::gather(pFaces, 3 * i + frame.uOther[k]) - frame.fCentre[k];
             }
             for (unsigned i = 0; i < 3; ++i) {
                 const unsigned j = (i + 1) % 3;
                 eS[i] = s[j] - s[i];
                 for (unsigned k = 0; k < 2; ++k) e[k][i] = t[k][j] - t[k][i];
             }
-            const Lanes low = smaller(s[0], s[1]), high = larger(s[0], s[1]);
-            fMin = smaller(low, s[2]);
-            fMax = larger(high, s[2]);
-            fMid = larger(low, smaller(high, s[2]));
-            const Lanes firstCentre = 0.5f * (frame.fLow + larger(fMin, all(frame.fLow)));
-            const Lanes lastCentre = 0.5f * (frame.fHigh + smaller(fMax, all(frame.fHigh)));
-            fSpan = larger(all(0.52f * frame.fExtent), larger(fMax - firstCentre, lastCentre - fMin));
-            bInside = allBits(-1);
+            const Lanes low = min(s[0], s[1]), high = max(s[0], s[1]);
+            fMin = min(low, s[2]);
+            fMax = max(high, s[2]);
+            fMid = max(low, min(high, s[2]));
+            const Lanes firstCentre = 0.5f * (frame.fLow + max(fMin, frame.fLow));
+            const Lanes lastCentre = 0.5f * (frame.fHigh + min(fMax, frame.fHigh));
+            fSpan = max(0.52f * frame.fExtent, max(fMax - firstCentre, lastCentre - fMin));
+            bInside = Lanes::mask(~0u);
             for (unsigned k = 0; k < 2; ++k) {
-                const Lanes h = all(frame.fHalf[k]);
-                const Lanes reach = larger(absolute(t[k][0]), larger(absolute(t[k][1]), absolute(t[k][2])));
+                const Lanes h = frame.fHalf[k];
+                const Lanes reach = max(abs(t[k][0]), max(abs(t[k][1]), abs(t[k][2])));
                 bInside &= reach <= h;
-                fOther[k] = larger(reach, h);
+                fOther[k] = max(reach, h);
             }
-        }
-
-        static Lanes gather(const float* const* p, unsigned u) {
-            float f[WIDTH];
-            for (unsigned i = 0; i < WIDTH; ++i) f[i] = p[i][u];
-            return Math::load(f);
         }
     };
 
@@ -97,14 +88,15 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
             const Lanes errorOfEdge = 24.0f * ROUND * unit.fOther[k];
 #pragma GCC unroll 3
             for (unsigned i = 0; i < 3; ++i) {
-                const Lanes d = absolute(unit.e[k][i]);
-                const Lanes slope = withSignOf(unit.e[k][i], unit.eS[i]);
+                const Lanes d = abs(unit.e[k][i]);
+                const Lanes slope = flipSign(unit.eS[i], unit.e[k][i]);
                 const unsigned a = pProjected[i][0], b = pProjected[i][1];
                 const Lanes qA = d * unit.x[a] - slope * unit.t[k][a];
                 const Lanes qB = d * unit.x[b] - slope * unit.t[k][b];
-                const Lanes length = absolute(slope), radius = length * frame.fHalf[k];
-                const Lanes error = d * errorOfLength + length * errorOfEdge + only(slope != 0.0f, errorOfEnds) + TINY;
-                range.narrow(d, smaller(qA, qB) - radius, larger(qA, qB) + radius, error, d == 0.0f);
+                const Lanes length = abs(slope), radius = length * frame.fHalf[k];
+                const Lanes error =
+                    d * errorOfLength + length * errorOfEdge + select(slope != 0.0f, errorOfEnds, 0.0f) + TINY;
+                range.narrow(d, min(qA, qB) - radius, max(qA, qB) + radius, error, d == 0.0f);
             }
         }
     }
@@ -114,18 +106,18 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
         const Lanes nS = e1[0] * e2[1] - e2[0] * e1[1];
         const Lanes n1 = e2[0] * eS[1] - eS[0] * e2[1];
         const Lanes n2 = eS[0] * e1[1] - e1[0] * eS[1];
-        const Lanes d = absolute(nS);
+        const Lanes d = abs(nS);
         const Lanes across = n1 * unit.t[0][0] + n2 * unit.t[1][0];
-        const Lanes q = d * unit.x[0] + withSignOf(nS, across);
-        const Lanes radius = absolute(n1) * frame.fHalf[0] + absolute(n2) * frame.fHalf[1];
-        const Lanes m1 = absolute(e2[0] * eS[1]) + absolute(eS[0] * e2[1]);
-        const Lanes m2 = absolute(eS[0] * e1[1]) + absolute(e1[0] * eS[1]);
-        const Lanes errorOfEnds = 5.0f * unit.fSpan *
-                                  (unit.fOther[0] * (absolute(e2[0]) + absolute(e2[1])) +
-                                   unit.fOther[1] * (absolute(e1[0]) + absolute(e1[1])));
+        const Lanes q = d * unit.x[0] + flipSign(across, nS);
+        const Lanes radius = abs(n1) * frame.fHalf[0] + abs(n2) * frame.fHalf[1];
+        const Lanes m1 = abs(e2[0] * eS[1]) + abs(eS[0] * e2[1]);
+        const Lanes m2 = abs(eS[0] * e1[1]) + abs(e1[0] * eS[1]);
+        const Lanes errorOfEnds =
+            5.0f * unit.fSpan *
+            (unit.fOther[0] * (abs(e2[0]) + abs(e2[1])) + unit.fOther[1] * (abs(e1[0]) + abs(e1[1])));
         const Lanes error =
             ROUND * (d * (frame.fReach + 24.0f * unit.fSpan) + 40.0f * (unit.fOther[0] * m1 + unit.fOther[1] * m2) +
-                     only(unit.fMin < unit.fMax, errorOfEnds)) +
+                     select(unit.fMin < unit.fMax, errorOfEnds, 0.0f)) +
             TINY;
         Mask bFree = (d == 0.0f) & (q - radius + error <= 0.0f) & (q + radius - error >= 0.0f);
         for (unsigned i = 0; i < 3; ++i) bFree |= (eS[i] == 0.0f) & (e1[i] == 0.0f) & (e2[i] == 0.0f);
@@ -138,8 +130,8 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
     };
 
     static Turn turnOf(Lanes gMaybe, Lanes gSure, Lanes fSure, Lanes fMaybe) {
-        return {larger(all(0.0f), larger(gMaybe * SHRINK, -fMaybe * STRETCH)),
-                larger(all(0.0f), larger(gSure * SHRINK_SURE, -fSure * STRETCH_SURE))};
+        return {max(0.0f, max(gMaybe * SHRINK, -fMaybe * STRETCH)),
+                max(0.0f, max(gSure * SHRINK_SURE, -fSure * STRETCH_SURE))};
     }
 
     // From extents to positions on the low side; the high side is the mirror image (fSign -1).
@@ -149,12 +141,12 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
         const Lanes farEnd = fSign > 0.0f ? unit.fMax : -unit.fMin;
         const float fStart = fSign > 0.0f ? frame.fLow : -frame.fHigh;
         const float fSlack = 4.0f * ROUND * frame.fReach;
-        const Lanes extent = larger(nearEnd - fStart, all(0.0f));
-        maybe = larger(nearEnd, fStart + (turn.maybe * (1.0f - 16.0f * ROUND) - fSlack));
-        const Lanes later = larger(nearEnd, fStart + (turn.sure * (1.0f + 16.0f * ROUND) + fSlack));
-        sure = turn.sure <= extent * (1.0f - 4.0f * ROUND) ? nearEnd : later;
-        const Lanes whole = larger(farEnd, all(fStart + 256.0f * ROUND * frame.fReach));
-        sure = (unit.bInside & (nearEnd >= fStart)) ? smaller(sure, whole) : sure;
+        const Lanes extent = max(nearEnd - fStart, 0.0f);
+        maybe = max(nearEnd, fStart + (turn.maybe * (1.0f - 16.0f * ROUND) - fSlack));
+        const Lanes later = max(nearEnd, fStart + (turn.sure * (1.0f + 16.0f * ROUND) + fSlack));
+        sure = select(turn.sure <= extent * (1.0f - 4.0f * ROUND), nearEnd, later);
+        const Lanes whole = max(farEnd, fStart + 256.0f * ROUND * frame.fReach);
+        sure = select(unit.bInside & (nearEnd >= fStart), min(sure, whole), sure);
     }
 
     static void measure(const NodeFrame& frame, const float* const* pFaces, const FaceValues<float>& to, uint32_t u) {
@@ -171,16 +163,17 @@ struct ThresholdsKernel : LaneMath<WIDTH> {
                                  frame.fExtent - range.gMaybe);
         place(frame, unit, low, 1.0f, lowMaybe, lowSure);
         place(frame, unit, high, -1.0f, highMaybe, highSure);
-        const Lanes infinite = all(__builtin_inff());
-        const Mask bUnknown = frame.bInRange ? (frame.bOverlapKnown ? allBits(0) : ~unit.bInside) : allBits(-1);
+        const Lanes infinite = __builtin_inff();
+        const Mask bUnknown =
+            frame.bInRange ? (frame.bOverlapKnown ? Lanes::mask(0) : ~unit.bInside) : Lanes::mask(~0u);
         const Mask bOff = (unit.fMax < frame.fLow) | (unit.fMin > frame.fHigh);
-        store(to.pMin + u, unit.fMin);
-        store(to.pMid + u, unit.fMid);
-        store(to.pMax + u, unit.fMax);
-        store(to.pLowMaybe + u, bOff ? infinite : bUnknown ? unit.fMin : lowMaybe);
-        store(to.pLowSure + u, (bOff | bUnknown) ? infinite : lowSure);
-        store(to.pHighMaybe + u, bOff ? -infinite : bUnknown ? unit.fMax : -highMaybe);
-        store(to.pHighSure + u, (bOff | bUnknown) ? -infinite : -highSure);
+        unit.fMin.storeUnaligned(to.pMin + u);
+        unit.fMid.storeUnaligned(to.pMid + u);
+        unit.fMax.storeUnaligned(to.pMax + u);
+        select(bOff, infinite, select(bUnknown, unit.fMin, lowMaybe)).storeUnaligned(to.pLowMaybe + u);
+        select(bOff | bUnknown, infinite, lowSure).storeUnaligned(to.pLowSure + u);
+        select(bOff, -infinite, select(bUnknown, unit.fMax, -highMaybe)).storeUnaligned(to.pHighMaybe + u);
+        select(bOff | bUnknown, -infinite, -highSure).storeUnaligned(to.pHighSure + u);
     }
 
     static void measureAll(const NodeFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,

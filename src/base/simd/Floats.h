@@ -105,8 +105,9 @@ struct Floats {
     /// The lanes whose bits are set.
     static Mask mask(unsigned uBits) { return {Set::mask(uBits)}; }
 
-    /// Whole numbers to floats, rounded to nearest.
+    /// Whole numbers to floats, rounded to nearest; and back, truncated, where they fit.
     static Floats from(Ints i) { return Floats(__builtin_convertvector(i, Vector)); }
+    friend Ints toInts(Floats a) { return __builtin_convertvector(a.v, Ints); }
 
     /// The float with these bits in every lane.
     static Floats pattern(uint32_t u) {

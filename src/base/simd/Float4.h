@@ -1,0 +1,20 @@
+#pragma once
+
+// Four floats of what every machine of a kind has: for code that is compiled once and runs everywhere.
+
+#if defined(RT_VECTORS) && defined(__SSE2__)
+#include "base/simd/FloatsSse2.h"
+#else
+#include "base/simd/Floats.h"
+#endif
+
+namespace {
+
+#if defined(RT_VECTORS) && defined(__SSE2__)
+using Float4 = Floats<Sse2Set>;
+#else
+using Float4 = Floats<AnySet<4> >;
+#endif
+using Int4 = Float4::Ints;
+
+}  // namespace
