@@ -23,34 +23,39 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
 // Where the items of uFaces faces lie: at the end of the block of their records, which has room for two more. Items are
 // smaller, so each record in turn overwrites only items that it has been made of or that were used before. Memory that
 // is touched for the first time is a third of what a large scene costs.
-BvhBuilder::Item* itemsBehind(FaceRecord* pRecords, uint32_t uFaces) {
-    static_assert(sizeof(BvhBuilder::Item) < sizeof(FaceRecord),
-                  "records come later than the items that they overwrite");
-    const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhBuilder::Item));
+BvhItem* itemsBehind(FaceRecord* pRecords, uint32_t uFaces) {
+    static_assert(sizeof(BvhItem) < sizeof(FaceRecord), "records come later than the items that they overwrite");
+    const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhItem));
     void* pItems = reinterpret_cast<char*>(pRecords) + (uGap + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
-    return static_cast<BvhBuilder::Item*>(pItems);
+    return static_cast<BvhItem*>(pItems);
 }
 
-// Fills the items of all sound faces: ordinary ones from the front, needles from the back.
-void makeItems(const Scene& scene, const FaceBounds& bounds, BvhBuilder::Item* pItems, BvhBuilder::Range& ordinary,
-               BvhBuilder::Range& needles) {
+struct Counts {
+    uint32_t uOrdinary = 0, uNeedles = 0;
+};
+
+// Fills the items of all sound faces: ordinary ones, then needles.
+Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) {
     constexpr uint32_t AHEAD = 8;  // a face's vertices may lie anywhere
-    for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
+    const uint32_t uFaces = scene.vFaces.uCount;
+    Counts counts;
+    for (uint32_t u = 0; u < uFaces; ++u) {
         const FaceData& face = scene.vFaces[u];
-        __builtin_prefetch(scene.vFaces[std::min(u + AHEAD, scene.vFaces.uCount - 1)].pC);
+        __builtin_prefetch(scene.vFaces[std::min(u + AHEAD, uFaces - 1)].pC);
         if (!face.isSound()) continue;
-        BvhBuilder::Item item;
+        BvhItem item;
         const bool bNeedle = bounds.bound(face, item.fMin, item.fMax);
         memcpy(&item.fMin[3], &u, sizeof(u));
         item.fMax[3] = 0.0f;
-        BvhBuilder::Range& range = bNeedle ? needles : ordinary;
-        range.add(item);
-        pItems[bNeedle ? --range.uBegin : range.uEnd++] = item;
+        pItems[bNeedle ? uFaces - ++counts.uNeedles : counts.uOrdinary++] = item;
     }
+    // Unsound faces have left a gap.
+    memmove(pItems + counts.uOrdinary, pItems + uFaces - counts.uNeedles, counts.uNeedles * sizeof(BvhItem));
+    return counts;
 }
 
 // A face is far from its neighbours in the hierarchy, so it is fetched early, and its vertex a little later.
-void prefetch(const Scene& scene, const BvhBuilder::Item* pItem, const BvhBuilder::Item* pEnd) {
+void prefetch(const Scene& scene, const BvhItem* pItem, const BvhItem* pEnd) {
     constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
     if (pEnd - pItem <= FACE_AHEAD) return;
     const FaceData& face = scene.vFaces[pItem[FACE_AHEAD].face()];
@@ -67,19 +72,14 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     fReach = bounds.reach();
     const uint32_t uFaces = scene.vFaces.uCount;
     if (uFaces > FaceRecord::MAX_FACES || vRecords.allocate(uFaces + 2, ALIGNMENT)) return true;
-    BvhBuilder::Item* const pItems = itemsBehind(vRecords.pData, uFaces);
-    BvhBuilder::Range ordinary{0, 0, {}, {}}, needles{uFaces, uFaces, {}, {}};
-    makeItems(scene, bounds, pItems, ordinary, needles);
-    // Unsound faces have left a gap.
-    const uint32_t uNeedles = needles.count(), uTotal = ordinary.count() + uNeedles;
-    memmove(pItems + ordinary.uEnd, pItems + needles.uBegin, uNeedles * sizeof(BvhBuilder::Item));
-    needles.uBegin = ordinary.uEnd;
-    needles.uEnd = uTotal;
-    bNeedles = uNeedles > 0;
+    BvhItem* const pItems = itemsBehind(vRecords.pData, uFaces);
+    const Counts counts = makeItems(scene, bounds, pItems);
+    const uint32_t uTotal = counts.uOrdinary + counts.uNeedles;
+    bNeedles = counts.uNeedles > 0;
     // Only a node with nothing but leaves has fewer than four children, so there is one node for three faces at most,
     // and the root.
     if (vNodes.allocate(uTotal / 3 + 1, ALIGNMENT)) return true;
-    vNodes.uCount = BvhBuilder(*this, pItems).build(ordinary, needles);
+    vNodes.uCount = buildBvh(vNodes.pData, pItems, counts.uOrdinary, uTotal);
     for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
     for (uint32_t u = 0; u < uTotal; ++u) {
         prefetch(scene, pItems + u, pItems + uTotal);

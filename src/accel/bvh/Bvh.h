@@ -13,12 +13,13 @@ struct alignas(64) BvhNode {
     float fMax[3][4];
     uint32_t uChild[4];  // index of a node, or of a leaf's first record
     uint8_t uCount[4];   // records of a leaf, 0 for a node
-    uint8_t uUsed;       // bit i: child i is there; the box of one that is not says nothing
+    uint8_t uUsed;       // bit i: child i is there; the box of one that is not is undefined
 };
 static_assert(sizeof(BvhNode) == 128, "two cache lines");
 
-/// A hierarchy of boxes over all sound faces, each face once, for searches that the kd-tree then confirms. It is made
-/// afresh from the scene each time, in far less time than the kd-tree, and holds the records that the kernels test.
+/// A BVH with four children to a node over all sound faces, each face once. It finds hits that the kd-tree then
+/// confirms, and holds the records that the kernels test. It has no cache file: building it takes far less time than
+/// the kd-tree.
 class Bvh {
  public:
     static constexpr uint32_t MAX_LEAF = 4;        // records in a leaf
