@@ -16,7 +16,7 @@ using Velk::NMVector3f;
 namespace {
 
 constexpr float SMALLEST_AREA = 1e-25f;  // of a box whose costs can be bounded
-constexpr int32_t FEW_CANDIDATES = 8;    // searched and sorted in the simplest way
+constexpr int32_t FEW_CANDIDATES = 8;    // so few are searched and sorted without branches
 
 // Sorts the few candidates of a common bin without branches.
 void sortBin(float* pBegin, float* pEnd) {
@@ -80,10 +80,10 @@ bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bOve
     return false;
 }
 
-// False when the node is not small, or its thresholds do not decide.
+// False when the node is not small or its thresholds leave the choice open.
 bool KDTreeSplitSearch::findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const {
-    if (!bBounded || !SmallSplit::isSmall(uCount, 3 * uCount)) return false;
-    SmallSplit small(frame, 0, 0);
+    if (!bBounded || !SmallSplit::isSmall(uCount)) return false;
+    SmallSplit small(frame);
     const auto add = [&](float f) { small.addCandidate(f, frame.fLow <= f && f <= frame.fHigh); };
     for (uint32_t u = 0; u < uCount; ++u) {
         small.addFace(thresholds, u);
@@ -98,38 +98,15 @@ bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Spl
     bins.fill(frame, thresholds, uCount, bBounded);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
-    if (findInWindow(frame, uCount, split)) return false;
     if (gather()) return true;
     count(frame, uCount);
     split = cheapest(frame);
     return false;
 }
 
-// False when there is too much in the window, or the thresholds do not decide.
-bool KDTreeSplitSearch::findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const {
-    if (!bBounded || !SmallSplit::isSmall(bins.uActive, bins.candidatesInWindow())) return false;
-    const int32_t iBegin = static_cast<int32_t>(bins.first()), iEnd = static_cast<int32_t>(bins.end());
-    // The active faces are counted one by one.
-    uint32_t uLow = bins.lowBefore(), uHigh = uCount - bins.highBefore();
-    for (uint32_t i = 0; i < bins.uActive; ++i) {
-        uLow -= bins.faces.pLowSure[bins.pActive[i]] < iBegin;
-        uHigh -= bins.faces.pHighSure[bins.pActive[i]] >= iBegin;
-    }
-    SmallSplit small(frame, uLow, uHigh);
-    const auto add = [&](float f, int16_t iBin) { small.addCandidate(f, iBegin <= iBin && iBin < iEnd); };
-    for (uint32_t i = 0; i < bins.uActive; ++i) {
-        const uint32_t u = bins.pActive[i];
-        small.addFace(thresholds, u);
-        add(thresholds.pMin[u], bins.faces.pMin[u]);
-        add(thresholds.pMid[u], bins.faces.pMid[u]);
-        add(thresholds.pMax[u], bins.faces.pMax[u]);
-    }
-    return small.find(&split);
-}
-
 // Collects the candidates of the window, ascending and each once.
 bool KDTreeSplitSearch::gather() {
-    // Each bin gets its places; what is outside the window goes to one place behind them.
+    // Each bin has its own range of places. What lies outside the window goes to one more place behind them.
     const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
     uint32_t uPlaces = 0;
     for (uint32_t u = 0; u < uBins; ++u) {
@@ -174,7 +151,7 @@ bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
     return vPositions.create(uCandidates, 0);
 }
 
-// The first candidate that is not below, is above fPos; iBin is its bin.
+// The first candidate at or above fPos, which lies in bin iBin.
 uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
     const uint32_t uBin = static_cast<uint32_t>(iBin);
     if (uBin < bins.first()) return 0;
@@ -189,6 +166,7 @@ uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
     return u;
 }
 
+// The first candidate above fPos, which lies in bin iBin.
 uint32_t KDTreeSplitSearch::firstAfter(float fPos, int16_t iBin) const {
     uint32_t u = firstFrom(fPos, iBin);
     if (u < vPositions.uSize && vPositions[u] == fPos) ++u;
@@ -204,7 +182,7 @@ void KDTreeSplitSearch::count(const SplitFrame& frame, uint32_t uCount) {
 
 void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
     const int32_t iBegin = static_cast<int32_t>(bins.first());
-    // Counted high up to here: to the first miss, which marks the face, or to its end.
+    // The face counts as high up to here: up to the first miss, which marks it, or up to its end.
     uint32_t uHighEnd = firstAfter(thresholds.pHighSure[u], bins.faces.pHighSure[u]);
     vRight[uHighEnd] += bins.faces.pHighSure[u] < iBegin;  // the others are counted already
     uint32_t uMark = vPositions.uSize;
@@ -217,7 +195,7 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
         uMark = uHighEnd;
     }
     --vRight[uHighEnd];
-    // Counted low without a test from here on.
+    // From here on it counts as low without a test.
     const uint32_t uLowSure = std::min(firstFrom(thresholds.pLowSure[u], bins.faces.pLowSure[u]), uMark + 1);
     if (thresholds.pLowMaybe[u] < thresholds.pLowSure[u])
         countLow(u, firstFrom(thresholds.pLowMaybe[u], bins.faces.pLowMaybe[u]), uLowSure);
@@ -253,7 +231,7 @@ Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
     return best;
 }
 
-// Of equal candidates the first in the face lists is taken, which shows in the sign of a zero.
+// Of equal candidates the first in the face lists is the choice. It matters for zeros, whose signs may differ.
 float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) const {
     for (uint32_t u = 0; u < uCount; ++u) {
         for (const NMVector3f& v : corners[thresholds.pFace[u]].v3Corner) {

@@ -11,16 +11,15 @@
 
 class Scene;
 
-/// The search for the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to
-/// the bit, as trying every face against every position. All its memory is for the largest node, the root, and is used
-/// again by every node.
+/// Finds the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to the bit,
+/// as testing every face at every position. Its memory is sized for the root and reused by every node.
 class KDTreeSplitSearch {
  public:
     KDTreeSplitSearch() = default;
     KDTreeSplitSearch(const KDTreeSplitSearch&) = delete;
     KDTreeSplitSearch& operator=(const KDTreeSplitSearch&) = delete;
 
-    /// Makes room for the scene's faces and copies their corners. True when there is not enough memory.
+    /// Allocates for the scene's faces and copies their corners. True when out of memory.
     [[nodiscard]] bool create(const Scene& scene);
 
     /// Memory that create() takes, in bytes.
@@ -46,7 +45,6 @@ class KDTreeSplitSearch {
     bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
     bool findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const;
     bool findByBins(const SplitFrame& frame, uint32_t uCount, Split& split);
-    bool findInWindow(const SplitFrame& frame, uint32_t uCount, Split& split) const;
     bool gather();
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
@@ -65,7 +63,7 @@ class KDTreeSplitSearch {
     OverlapThresholds thresholds{};
     NodeFrame node{};
     const BuildKernel& kernel = BuildKernel::fastest();
-    bool bInRange = false;  // box and corners are of a size for which thresholds and bins can answer
+    bool bInRange = false;  // box and corners are small enough for thresholds and bins
     bool bBounded = false;  // and the current node has an area
     SplitBins bins;
     uint32_t uNext[SplitBins::MAX_BINS + 1];   // where gather() puts a bin's next candidate

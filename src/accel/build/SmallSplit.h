@@ -16,20 +16,13 @@ namespace {
 
 class SmallSplit {
  public:
-    static constexpr uint32_t MAX_FACES = 64;
-    static constexpr uint32_t MAX_CANDIDATES = 128;
+    /// The search may be used for a node of so many faces, and is the faster one.
+    static bool isSmall(uint32_t uFaces) { return uFaces <= MAX_FACES; }
 
-    /// The search may be used for so many of them, and is the faster one.
-    static bool isSmall(uint32_t uFaces, uint32_t uCandidates) {
-        return uFaces <= MAX_FACES && uCandidates <= MAX_CANDIDATES && uFaces * uCandidates <= MAX_PAIRS;
-    }
-
-    /// uLeftBase, uRightBase: faces counted at all candidates, besides those that are added.
     /// Requires a box whose area is finite and not zero.
-    SmallSplit(const SplitFrame& nodeFrame, uint32_t uLeftBase, uint32_t uRightBase)
-        : frame(nodeFrame), iLeft(static_cast<int32_t>(uLeftBase)), iRight(static_cast<int32_t>(uRightBase)) {}
+    explicit SmallSplit(const SplitFrame& nodeFrame) : frame(nodeFrame) {}
 
-    /// Requires room: isSmall() of the final numbers.
+    /// Requires room: isSmall() of the final number.
     void addFace(const FaceValues<float>& values, uint32_t u) {
         // A face known to miss the high side counts as low, untested: from there on its low answer is not known.
         assert(uFaces < MAX_FACES);
@@ -58,7 +51,7 @@ class SmallSplit {
                 right += (p <= faces[i].highSure).m;
                 rightMaybe += (p <= faces[i].highMaybe).m;
             }
-            const Float4 floor = cost(p, iLeft - left, iRight - right);
+            const Float4 floor = cost(p, -left, -right);
             const Float4::Mask better = (floor < bestCost) | ((floor == bestCost) & (p < bestPosition));
             bestOpen = select(better, {(left != leftMaybe) | (right != rightMaybe)}, bestOpen);
             bestCost = select(better, floor, bestCost);
@@ -75,7 +68,7 @@ class SmallSplit {
     }
 
  private:
-    static constexpr uint32_t MAX_PAIRS = 2048;
+    static constexpr uint32_t MAX_FACES = 26;
     static constexpr uint32_t WIDTH = Float4::WIDTH;
 
     // A face's thresholds, each in all lanes.
@@ -99,10 +92,9 @@ class SmallSplit {
     }
 
     const SplitFrame& frame;
-    int32_t iLeft, iRight;
     uint32_t uFaces = 0, uCandidates = 0;
     Thresholds faces[MAX_FACES];
-    float fCandidates[MAX_CANDIDATES + WIDTH];
+    float fCandidates[3 * MAX_FACES + WIDTH];
 };
 
 }  // namespace

@@ -17,17 +17,18 @@ class SplitBins {
  public:
     static constexpr uint32_t MAX_BINS = 8192;
 
-    /// The bin of each value of each face. Made by the owner, with room for a whole last unit.
+    /// The bin of each value of each face. Allocated by the owner, in whole units.
     FaceValues<int16_t> faces{};
-    /// The active faces, which have a vertex or an open range in the window. Made by the owner, with room for all.
+    /// The active faces: those with a vertex or an open range in the window. Allocated by the owner for all faces.
     uint32_t* pActive = nullptr;
     uint32_t uActive = 0;
 
     /// Sorts uCount faces into bins. bBounded: areas are finite and not zero, so that costs can be bounded.
     void fill(const SplitFrame& frame, const FaceValues<float>& thresholds, uint32_t uCount, bool bBounded);
 
-    /// Chooses the window, the run of bins whose candidates must be looked at: all that may hold the cheapest candidate
-    /// at a cost of at most uCount, and those needed to know the marks there. False when there are none.
+    /// Chooses the window: the run of bins whose candidates must be tested. It holds every bin that may contain the
+    /// cheapest candidate at a cost of at most uCount, and the bins before them in which their marks may be set. False
+    /// when there are none.
     bool choose(const SplitFrame& frame, uint32_t uCount);
 
     /// The window is from first() up to but not including end().
@@ -36,12 +37,6 @@ class SplitBins {
 
     /// Vertices in a bin, repetitions included.
     uint32_t candidates(uint32_t uBin) const { return pCandidates[uBin]; }
-
-    uint32_t candidatesInWindow() const {
-        uint32_t uSum = 0;
-        for (uint32_t u = uFirst; u < uEnd; ++u) uSum += pCandidates[u];
-        return uSum;
-    }
 
     /// Faces whose threshold lies in a bin before the window.
     uint32_t lowBefore() const { return sumBefore(pLowSure); }
@@ -57,8 +52,8 @@ class SplitBins {
     uint32_t uFirst = 1, uEnd = 1;
     float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f;
     uint32_t uCounts[5 * (MAX_BINS + 2)];
-    // Of each bin the faces on either side, surely and possibly, and the lower bound of the cost. Members rather than
-    // locals: a stack that cannot grow ends the process without a word.
+    // For each bin the numbers of faces that are surely and possibly on either side, and the lower bound of the cost.
+    // Members, not locals: a stack overflow would end the process without a message.
     int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];
     float fFloor[MAX_BINS];
     uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts
