@@ -3,6 +3,7 @@
 // The overlap test of one face against the parts that many candidates cut off its node, and its proof for whole runs of
 // them: docs/building.md, "Open ranges".
 
+#include "accel/Rounding.h"
 #include "accel/build/NodeFrame.h"
 
 namespace {
@@ -49,8 +50,8 @@ class PartSweep {
     // Separating axes with a component on the split axis: the cross products of three edges with the two other axes,
     // the split axis itself, the plane.
     static constexpr unsigned SPAN = 6, PLANE = 7, ALL_TESTS = 255;
-    static constexpr uint32_t FEW = 512;             // candidates that are tested one by one
-    static constexpr float ROUND_UP = 0x1.004p-24f;  // above u, with room for the rounding of the slack itself
+    static constexpr uint32_t FEW = 512;                       // candidates that are tested one by one
+    static constexpr float ROUND_UP = 1.001f * ROUNDING_UNIT;  // with room for the rounding of the slack itself
 
     // What a value may be for the candidates of a range.
     struct Interval {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "accel/Rounding.h"
 #include "accel/build/NodeFrame.h"
 
 // The thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
@@ -16,7 +17,6 @@ struct ThresholdsKernel {
     using Mask = typename Lanes::Mask;
     static_assert(NodeFrame::UNIT % WIDTH == 0, "whole lanes");
 
-    static constexpr float ROUND = 0x1p-24f;
     static constexpr float NEVER = 1e37f;                                // above every g and f
     static constexpr float TINY = 1e-28f;                                // above every error by underflow
     static constexpr float SMALL = 1e-25f;                               // divisors below it are not used
@@ -80,12 +80,12 @@ struct ThresholdsKernel {
     };
 
     static void narrowByEdges(const NodeFrame& frame, const Unit& unit, Range& range) {
-        const Lanes errorOfLength = ROUND * (frame.fReach + 24.0f * unit.fSpan);
+        const Lanes errorOfLength = ROUNDING_UNIT * (frame.fReach + 24.0f * unit.fSpan);
 #pragma GCC unroll 2
         for (unsigned k = 0; k < 2; ++k) {
             const uint8_t(*pProjected)[2] = PROJECTED[frame.uOther[1 - k]];
-            const Lanes errorOfEnds = 5.0f * ROUND * unit.fSpan * unit.fOther[k];
-            const Lanes errorOfEdge = 24.0f * ROUND * unit.fOther[k];
+            const Lanes errorOfEnds = 5.0f * ROUNDING_UNIT * unit.fSpan * unit.fOther[k];
+            const Lanes errorOfEdge = 24.0f * ROUNDING_UNIT * unit.fOther[k];
 #pragma GCC unroll 3
             for (unsigned i = 0; i < 3; ++i) {
                 const Lanes d = abs(unit.e[k][i]);
@@ -115,10 +115,10 @@ struct ThresholdsKernel {
         const Lanes errorOfEnds =
             5.0f * unit.fSpan *
             (unit.fOther[0] * (abs(e2[0]) + abs(e2[1])) + unit.fOther[1] * (abs(e1[0]) + abs(e1[1])));
-        const Lanes error =
-            ROUND * (d * (frame.fReach + 24.0f * unit.fSpan) + 40.0f * (unit.fOther[0] * m1 + unit.fOther[1] * m2) +
-                     select(unit.fMin < unit.fMax, errorOfEnds, 0.0f)) +
-            TINY;
+        const Lanes error = ROUNDING_UNIT * (d * (frame.fReach + 24.0f * unit.fSpan) +
+                                             40.0f * (unit.fOther[0] * m1 + unit.fOther[1] * m2) +
+                                             select(unit.fMin < unit.fMax, errorOfEnds, 0.0f)) +
+                            TINY;
         Mask bFree = (d == 0.0f) & (q - radius + error <= 0.0f) & (q + radius - error >= 0.0f);
         for (unsigned i = 0; i < 3; ++i) bFree |= (eS[i] == 0.0f) & (e1[i] == 0.0f) & (e2[i] == 0.0f);
         range.narrow(d, q - radius, q + radius, error, bFree);
@@ -140,18 +140,18 @@ struct ThresholdsKernel {
         const Lanes nearEnd = fSign > 0.0f ? unit.fMin : -unit.fMax;  // the face's range, mirrored
         const Lanes farEnd = fSign > 0.0f ? unit.fMax : -unit.fMin;
         const float fStart = fSign > 0.0f ? frame.fLow : -frame.fHigh;
-        const float fSlack = 4.0f * ROUND * frame.fReach;
+        const float fSlack = 4.0f * ROUNDING_UNIT * frame.fReach;
         const Lanes extent = max(nearEnd - fStart, 0.0f);
-        maybe = max(nearEnd, fStart + (turn.maybe * (1.0f - 16.0f * ROUND) - fSlack));
-        const Lanes later = max(nearEnd, fStart + (turn.sure * (1.0f + 16.0f * ROUND) + fSlack));
-        sure = select(turn.sure <= extent * (1.0f - 4.0f * ROUND), nearEnd, later);
-        const Lanes whole = max(farEnd, fStart + 256.0f * ROUND * frame.fReach);
+        maybe = max(nearEnd, fStart + (turn.maybe * (1.0f - 16.0f * ROUNDING_UNIT) - fSlack));
+        const Lanes later = max(nearEnd, fStart + (turn.sure * (1.0f + 16.0f * ROUNDING_UNIT) + fSlack));
+        sure = select(turn.sure <= extent * (1.0f - 4.0f * ROUNDING_UNIT), nearEnd, later);
+        const Lanes whole = max(farEnd, fStart + 256.0f * ROUNDING_UNIT * frame.fReach);
         sure = select(unit.bInside & (nearEnd >= fStart), min(sure, whole), sure);
     }
 
     static void measure(const NodeFrame& frame, const float* const* pFaces, const FaceValues<float>& to, uint32_t u) {
         const Unit unit(frame, pFaces);
-        const Lanes error = ROUND * (frame.fReach + 12.0f * unit.fSpan) + TINY;
+        const Lanes error = ROUNDING_UNIT * (frame.fReach + 12.0f * unit.fSpan) + TINY;
         const Lanes first = unit.fMin - frame.fLow, last = unit.fMax - frame.fLow;
         Range range{first - error, first + error, last - error, last + error};
         narrowByEdges(frame, unit, range);

@@ -4,14 +4,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "accel/Rounding.h"
 #include "scene/Scene.h"
 
 namespace {
 
-constexpr double UNIT = 1.0 / 16777216.0;  // rounding error of one single-precision operation
-constexpr float USUAL_DISTANCE = 4.0f;     // of origins, in multiples of the scene's reach, when nothing is known
-constexpr float MAX_DISTANCE = 64.0f;      // from further away the boxes would be larger than small faces
-constexpr float MAX_REACH = 1e12f;         // products of three coordinates stay finite
+constexpr double UNIT = ROUNDING_UNIT;
+constexpr float USUAL_DISTANCE = 4.0f;  // of origins, in multiples of the scene's reach, when nothing is known
+constexpr float MAX_DISTANCE = 64.0f;   // from further away the boxes would be larger than small faces
+constexpr float MAX_REACH = 1e12f;      // products of three coordinates stay finite
 
 }  // namespace
 

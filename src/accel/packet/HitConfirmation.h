@@ -6,6 +6,7 @@
 // every leaf that may be this one, by the side of each plane on which its hit lies, give or take rounding, and its hit
 // is confirmed when the face stands in all of their lists. docs/queries.md ("Confirming") proves it.
 
+#include "accel/Rounding.h"
 #include "accel/packet/RayPacket.h"
 
 namespace {
@@ -93,7 +94,7 @@ class HitConfirmation {
     }
 
  private:
-    static constexpr float UNIT = 5.97e-8f;                            // a little more than one rounding error
+    static constexpr float UNIT = 1.002f * ROUNDING_UNIT;  // with room for the rounding of the margin itself
     static constexpr unsigned STACK_SIZE = KDTreeNode::MAX_DEPTH + 1;  // one for each level
 
     // A number of each lane.
@@ -124,9 +125,9 @@ class HitConfirmation {
         exitT.store(exit.f + g * W);
     }
 
-    // Ends the segments of a group's lanes of uNear, which cross a plane behind their hit, on that plane. Leaves open
-    // those of uEnding whose segment may have ended there already: the walk goes to the high child alone with one from
-    // below that ends exactly on the plane.
+    // Cuts the segments of a group's lanes of uNear, which cross a plane behind their hit, at that plane. A lane of
+    // uEnding is left open when its segment may have ended there already: a segment from below that ends exactly on the
+    // plane goes to the high child alone.
     void cut(unsigned g, unsigned a, F s, unsigned uNear, unsigned uEnding) {
         float* pExit = exit.f + g * W;
         const F old = F::load(pExit), t = (s - rays.origin(a, g)) / rays.dir(a, g);
@@ -142,9 +143,9 @@ class HitConfirmation {
         Rays::forEachGroup(uNear, [&](unsigned g, unsigned uBits) { cut(g, a, node.fSplit, uBits, bLow ? uBits : 0); });
     }
 
-    // Adds the lanes that go to either side of a node's plane, some to both. The segment of a lane that crosses the
-    // plane behind its hit ends there from now on; for a lane that goes to both sides only on the near one, so
-    // savedExit takes the ends for the low child.
+    // Adds the lanes that go to the low and to the high side of a node's plane; some go to both. A lane that crosses
+    // the plane behind its hit has its segment cut there. A lane that goes to both sides keeps the old end on the far
+    // side. Therefore savedExit receives the ends for the low child.
     void divide(const KDTreeNode& node, uint64_t uMask, uint64_t& uLows, uint64_t& uHighs, Values& savedExit) {
         const unsigned a = node.axis();
         const F s = node.fSplit;
