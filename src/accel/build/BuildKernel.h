@@ -24,4 +24,4 @@ struct BuildKernel {
 };
 
 extern const BuildKernel g_buildKernel4;          // four lanes, on every machine
-extern const BuildKernel* const g_pBuildKernel8;  // eight, null where the build has no such instructions
+extern const BuildKernel* const g_pBuildKernel8;  // eight lanes; null when the build has no AVX2

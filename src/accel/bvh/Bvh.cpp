@@ -1,4 +1,4 @@
-// The life of the box hierarchy: bounds of the faces, construction, face records in its order.
+// Makes the BVH: bounds of the faces, construction, face records in the order of its leaves.
 #include "accel/bvh/Bvh.h"
 
 #include <algorithm>
@@ -21,8 +21,8 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
 }
 
 // Where the items of uFaces faces lie: at the end of the block of their records, which has room for two more. Items are
-// smaller, so each record in turn overwrites only items that it has been made of or that were used before. Memory that
-// is touched for the first time is a third of what a large scene costs.
+// smaller, so a record overwrites only its own item and earlier ones. Page faults in a block of their own would take a
+// third of the time for a large scene.
 BvhItem* itemsBehind(FaceRecord* pRecords, uint32_t uFaces) {
     static_assert(sizeof(BvhItem) < sizeof(FaceRecord), "records come later than the items that they overwrite");
     const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhItem));
@@ -54,7 +54,7 @@ Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) 
     return counts;
 }
 
-// A face is far from its neighbours in the hierarchy, so it is fetched early, and its vertex a little later.
+// Neighbours in the hierarchy are far apart in the scene, so a face is prefetched, and a little later its vertex.
 void prefetch(const Scene& scene, const BvhItem* pItem, const BvhItem* pEnd) {
     constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
     if (pEnd - pItem <= FACE_AHEAD) return;
@@ -76,8 +76,8 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     const Counts counts = makeItems(scene, bounds, pItems);
     const uint32_t uTotal = counts.uOrdinary + counts.uNeedles;
     bNeedles = counts.uNeedles > 0;
-    // Only a node with nothing but leaves has fewer than four children, so there is one node for three faces at most,
-    // and the root.
+    // A node has four children or nothing but leaves. So there are at most a third as many nodes as faces, and the
+    // root.
     if (vNodes.allocate(uTotal / 3 + 1, ALIGNMENT)) return true;
     vNodes.uCount = buildBvh(vNodes.pData, pItems, counts.uOrdinary, uTotal);
     for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;

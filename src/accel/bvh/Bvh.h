@@ -24,7 +24,7 @@ class Bvh {
  public:
     static constexpr uint32_t MAX_LEAF = 4;        // records in a leaf
     static constexpr unsigned MAX_SAH_DEPTH = 24;  // below, faces are divided into halves
-    static constexpr unsigned STACK_SIZE = 192;    // three children of each level wait: 24 levels and 29 of halves
+    static constexpr unsigned STACK_SIZE = 192;  // three children wait on each of 24 levels, and of 29 more by halving
 
     Velk::NAlignedArray<BvhNode> vNodes;       // the root first
     Velk::NAlignedArray<FaceRecord> vRecords;  // in the order of the leaves

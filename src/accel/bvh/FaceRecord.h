@@ -9,12 +9,12 @@ struct FaceRecord {
     float fCu, fCv;
     float fLambdaU, fLambdaV;
     float fMuU, fMuV;
-    uint32_t uFaceSideAxis;  // bits 0-1: k; bit 2: the normal points down axis k; from bit 3 on the face's index
+    uint32_t uPacked;  // bits 0-1: k; bit 2: the normal points down axis k; from bit 3 on the face's index
 
     // Must inline: an out-of-line copy from an AVX file could be linked into code for older processors.
-    [[gnu::always_inline]] unsigned axis() const { return uFaceSideAxis & 3; }
+    [[gnu::always_inline]] unsigned axis() const { return uPacked & 3; }
     /// Twice the face's index, plus 1 when the normal points down axis k.
-    [[gnu::always_inline]] uint32_t faceSide() const { return uFaceSideAxis >> 2; }
+    [[gnu::always_inline]] uint32_t faceSide() const { return uPacked >> 2; }
 
     static constexpr uint32_t MAX_FACES = 1u << 29;
 };

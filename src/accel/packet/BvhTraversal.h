@@ -1,8 +1,8 @@
 #pragma once
 
-// The search of the box hierarchy for a packet. Boxes are met by the packet as a whole first, which costs little, and
-// then by each lane, so that only lanes that meet all boxes above a face are tested against it. The boxes hold every
-// hit that the face test accepts (FaceBounds), so a search finds what testing all faces would.
+// The BVH traversal of a packet. A box is tested against the packet's frustum first, which is cheap, and then against
+// each lane, so that a face is tested only by lanes that meet all boxes above it. The boxes hold every hit that the
+// face test accepts (FaceBounds), so a search finds what testing all faces would.
 
 #include "accel/bvh/FaceBounds.h"
 #include "accel/packet/PacketFrustum.h"
@@ -21,8 +21,8 @@ class BvhTraversal {
 
     BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// The lanes of uMask that the boxes and the frustum hold for. bEnds when the rays may end anywhere, else they are
-    /// clipped to the scene.
+    /// The lanes of uMask for which the boxes and the frustum are valid. bEnds: the rays may end anywhere. Otherwise
+    /// they are clipped to the scene.
     uint64_t contained(uint64_t uMask, bool bEnds) const {
         uint64_t uContained = 0;
         const float fEndLimit = tree.bNeedles ? tree.fOriginLimit : FARTHEST_END;
@@ -43,8 +43,8 @@ class BvhTraversal {
         return uContained & uMask;
     }
 
-    /// Searches for hits of the lanes of uMask, which the boxes must hold for, within the bounds of hits: the nearest
-    /// one, or any.
+    /// Finds the nearest hit, or any hit, of the lanes of uMask within the bounds of hits. The boxes must be valid for
+    /// them: contained().
     template <bool NEAREST>
     void search(uint64_t uMask, Hits& hits) {
         slabs.setUp(rays, uMask);
@@ -78,7 +78,7 @@ class BvhTraversal {
     static constexpr float FARTHEST_END = 1e30f;  // the frustum's arithmetic stays finite
     static constexpr float SLOWEST = 2.5e-5f;     // downwards, as a part of the direction's largest component
 
-    // A box still to be looked into.
+    // A box that is still to be visited.
     struct Waiting {
         uint32_t uNode;
         uint32_t uBox;
@@ -86,8 +86,8 @@ class BvhTraversal {
         uint64_t uMask;
     };
 
-    // The lanes of a group that the walk may follow beyond the scene and the limit: the rounding of a cut on a slow
-    // axis lets a leaf accept faces far behind the end of its segment.
+    // The lanes of a group that may hit beyond the scene and the limit. On an axis along which a ray is slow, the
+    // rounding of a cut lets a leaf of the kd-tree accept faces far behind the end of its segment.
     typename F::Mask exceeds(unsigned g, F largestDir) const {
         const F zero = 0.0f, slowest = -SLOWEST * largestDir;
         typename F::Mask any = zero < zero;
@@ -95,7 +95,7 @@ class BvhTraversal {
         return any;
     }
 
-    // Puts the boxes of a node that the lanes may meet on the stack, the nearest on top.
+    // Pushes the boxes of a node that the lanes may meet, the nearest last.
     void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
         const BvhNode& node = tree.pBvh[uNode];
         alignas(16) float fDepth[4];
@@ -110,15 +110,15 @@ class BvhTraversal {
         }
     }
 
-    // Begins to fetch what a box holds: a node or up to four records.
+    // Prefetches what a box holds: a node or up to four records.
     void prefetch(const BvhNode& node, unsigned uBox) const {
         const uint32_t u = node.uChild[uBox];
         const void* pFirst = node.uCount[uBox] ? static_cast<const void*>(tree.pRecords + u) : tree.pBvh + u;
         for (unsigned uLine = 0; uLine < 3; ++uLine) __builtin_prefetch(static_cast<const char*>(pFirst) + 64 * uLine);
     }
 
-    // In place of PacketFrustum::meets for rays without an axis in common: all boxes, by their centres along the first
-    // ray.
+    // Replaces PacketFrustum::meets for rays without a common axis: all boxes, their depths those of their centres
+    // along the first ray.
     unsigned order(const BvhNode& node, uint64_t uMask, float* pDepth) const {
         const unsigned uFirst = static_cast<unsigned>(__builtin_ctzll(uMask));
         for (unsigned i = 0; i < 4; ++i) {

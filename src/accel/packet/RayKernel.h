@@ -11,9 +11,9 @@ struct TraversalData {
     const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
     const uint32_t* pLists;      // for each leaf the number of its records, then their indices; 16 more are readable
     const BvhNode* pBvh;         // the root first
-    const FaceRecord* pRecords;  // in the order of the hierarchy
-    float fOriginLimit;          // the hierarchy's boxes hold for rays whose origins are no further away
-    bool bNeedles;               // and for those whose ends are not either
+    const FaceRecord* pRecords;  // in the order of the leaves
+    float fOriginLimit;          // the BVH is valid for rays whose origins have no larger coordinate
+    bool bNeedles;               // it is valid only for rays that end within that limit, too
     float fReach;                // largest coordinate of the scene's box
     float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
@@ -26,7 +26,7 @@ struct RayLanes {
     const float* pMaxDist;
 };
 
-/// What the rays of a packet hit. Only the lanes that a query names count; what stands in others is of no meaning.
+/// What the rays of a packet hit, for the lanes that a query reports; other lanes are undefined.
 struct HitLanes {
     alignas(64) float fT[64];
     float fU[64];
@@ -34,8 +34,7 @@ struct HitLanes {
     float fFaceFront[64];  // the bits of a number: twice the face's index, plus 1 when its front was hit
 };
 
-/// The lanes of a packet that a kernel has answered as KDTree does, and those that it leaves to KDTree. All others hit
-/// nothing.
+/// Masks of the lanes that hit, with the answer of KDTree, and of those that KDTree must answer. Other lanes miss.
 struct KernelAnswer {
     uint64_t uHit;
     uint64_t uOpen;

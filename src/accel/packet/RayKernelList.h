@@ -2,7 +2,7 @@
 
 #include "accel/packet/RayKernel.h"
 
-// The kernels by instruction set; those that this build or processor has not are never looked at.
+// The kernels by instruction set. Those that this build or processor lacks are never read.
 extern const RayKernel g_kernelGeneric;
 extern const RayKernel g_kernelSse2;
 extern const RayKernel g_kernelAvx2;

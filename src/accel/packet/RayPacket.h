@@ -1,10 +1,10 @@
 #pragma once
 
-// The rays of a packet, as vectors of the type F, and the face test on them. Like the other templates of this folder it
-// is compiled once for each instruction set, by the RayKernel*.cpp files and no others, and has internal linkage: code
-// made for one instruction set must not be picked by the linker for another. scripts/check-kernels checks it.
+// The rays of a packet, as vectors of the type F, and the face test on them. Only the RayKernel*.cpp files include the
+// templates of this folder, each compiled for one instruction set. They have internal linkage, so that the linker never
+// uses code of one set for another; scripts/check-kernels checks it.
 //
-// A set of lanes is a mask of 64 bits, bit i for ray i. A group is the rays of one vector.
+// A lane mask has 64 bits, bit i for ray i. A group is the rays of one vector.
 
 #include <cstring>
 
@@ -57,7 +57,7 @@ class RayPacket {
             for (unsigned g = 0; g < GROUPS; ++g) {
                 if (const unsigned uBits = groupBits(uMask, g)) visit(g, uBits);
             }
-        } else {  // so many that a look at each is dear
+        } else {  // too many groups to test each
             while (uMask) {
                 const unsigned g = static_cast<unsigned>(__builtin_ctzll(uMask)) / W;
                 const unsigned uBits = groupBits(uMask, g);
@@ -167,14 +167,15 @@ class RayPacket {
  private:
     const TraversalData& tree;
     HitLanes* pHits;
-    // The rays, copied so that one base and the axis give the address of any component.
+    // A copy of the rays, in which any component is found from one base address and the axis.
     struct {
         alignas(64) float origin[3][LANES];
         float dir[3][LANES];
         float reciprocal[3][LANES];  // infinite for a component of zero
         float maxDist[LANES];
     } ray;
-    // Bits of the index of the record that each lane has hit. An index is small, so its bits compare like a number.
+    // The index of the record that each lane has hit, as bits. Indices are small, so comparing the floats compares
+    // them.
     alignas(64) float fRecord[LANES];
 };
 

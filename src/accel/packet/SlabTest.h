@@ -1,7 +1,6 @@
 #pragma once
 
-// The test of a box by each lane of a packet: a ray meets a box where the parts of it that lie between the two sides
-// on each axis, the slabs, overlap.
+// The slab test of a box by each lane of a packet: a ray meets the box when its intervals in the three slabs overlap.
 
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
@@ -16,7 +15,7 @@ class SlabTest {
     static constexpr unsigned GROUPS = Rays::GROUPS;
     static constexpr unsigned LANES = Rays::LANES;
 
-    /// Prepares the lanes of uMask, which the boxes must hold for.
+    /// Prepares the lanes of uMask, for which the boxes must be valid.
     void setUp(const Rays& rays, uint64_t uMask) {
         bAlike = true;
         for (unsigned a = 0; a < 3; ++a) {
