@@ -17,43 +17,14 @@ constexpr uint32_t SMALL_LEAF = 2;  // faces that are never split further
 constexpr uint32_t LIST_ALIGNMENT = 32;
 
 bool reaches(const FaceData& face, const BoxAABB& part, unsigned uAxis) {
-    const float a = face.pA->v3Position[uAxis], b = face.pB->v3Position[uAxis], c = face.pC->v3Position[uAxis];
-    return std::min({a, b, c}) <= part.v3Max[uAxis] && part.v3Min[uAxis] <= std::max({a, b, c});
+    const auto [fMin, fMax] =
+        std::minmax({face.pA->v3Position[uAxis], face.pB->v3Position[uAxis], face.pC->v3Position[uAxis]});
+    return fMin <= part.v3Max[uAxis] && part.v3Min[uAxis] <= fMax;
 }
 
 bool overlaps(const FaceData& face, const BoxAABB& part) {
     const NMVector3f corners[] = {face.pA->v3Position, face.pB->v3Position, face.pC->v3Position};
     return SplitFrame::overlaps(corners, part);
-}
-
-// The cheapest split of a node; its cost is infinite when there is no candidate.
-Split plainSplit(const SplitFrame& frame, const std::vector<const FaceData*>& vFaces) {
-    std::vector<float> vPositions;
-    for (const FaceData* pFace : vFaces) {
-        for (const SceneVertex* pVertex : {pFace->pA, pFace->pB, pFace->pC}) {
-            const float f = pVertex->v3Position[frame.uAxis];
-            if (frame.fLow <= f && f <= frame.fHigh) vPositions.push_back(f);
-        }
-    }
-    // Of equal ones the first stays: 0 and -0 are equal and print differently.
-    std::stable_sort(vPositions.begin(), vPositions.end());
-    vPositions.erase(std::unique(vPositions.begin(), vPositions.end()), vPositions.end());
-    Split best{0.0f, std::numeric_limits<float>::infinity()};
-    std::vector<bool> vMarked(vFaces.size());  // they missed the high part once and count low from then on
-    for (const float fPos : vPositions) {
-        const BoxAABB low = frame.lowPart(fPos), high = frame.highPart(fPos);
-        uint32_t uLow = 0, uHigh = 0;
-        for (size_t u = 0; u < vFaces.size(); ++u) {
-            const FaceData& face = *vFaces[u];
-            uLow += vMarked[u] || (reaches(face, low, frame.uAxis) && overlaps(face, low));
-            if (vMarked[u] || !reaches(face, high, frame.uAxis)) continue;
-            vMarked[u] = !overlaps(face, high);
-            uHigh += !vMarked[u];
-        }
-        const float fCost = frame.cost(fPos, uLow, uHigh);
-        if (fCost < best.fCost) best = {fPos, fCost};
-    }
-    return best;
 }
 
 struct Tree {
@@ -101,6 +72,35 @@ void subdivide(const Scene& scene, Tree& tree, uint32_t uNode, const BoxAABB& bo
 
 }  // namespace
 
+Split plainSplit(const SplitFrame& frame, const std::vector<const FaceData*>& vFaces) {
+    std::vector<float> vPositions;
+    for (const FaceData* pFace : vFaces) {
+        for (const SceneVertex* pVertex : {pFace->pA, pFace->pB, pFace->pC}) {
+            const float f = pVertex->v3Position[frame.uAxis];
+            if (frame.fLow <= f && f <= frame.fHigh) vPositions.push_back(f);
+        }
+    }
+    // Of equal ones the first stays: 0 and -0 are equal and print differently.
+    std::stable_sort(vPositions.begin(), vPositions.end());
+    vPositions.erase(std::unique(vPositions.begin(), vPositions.end()), vPositions.end());
+    Split best{0.0f, std::numeric_limits<float>::infinity()};
+    std::vector<bool> vMarked(vFaces.size());  // they missed the high part once and count low from then on
+    for (const float fPos : vPositions) {
+        const BoxAABB low = frame.lowPart(fPos), high = frame.highPart(fPos);
+        uint32_t uLow = 0, uHigh = 0;
+        for (size_t u = 0; u < vFaces.size(); ++u) {
+            const FaceData& face = *vFaces[u];
+            uLow += vMarked[u] || (reaches(face, low, frame.uAxis) && overlaps(face, low));
+            if (vMarked[u] || !reaches(face, high, frame.uAxis)) continue;
+            vMarked[u] = !overlaps(face, high);
+            uHigh += !vMarked[u];
+        }
+        const float fCost = frame.cost(fPos, uLow, uHigh);
+        if (fCost < best.fCost) best = {fPos, fCost};
+    }
+    return best;
+}
+
 bool buildsPlainTree(const Scene& scene) {
     Tree fast, plain;
     if (KDTreeBuilder(scene, fast.lists, fast.nodes).build()) return false;
@@ -112,9 +112,9 @@ bool buildsPlainTree(const Scene& scene) {
     if (uFaces) root.setList(0);
     plain.nodes.PushBack(root);
     if (uFaces) subdivide(scene, plain, 0, scene.boxScene, 0);
-    const auto &vFast = fast.lists.vFacesList, &vPlain = plain.lists.vFacesList;
-    return fast.nodes.uSize == plain.nodes.uSize && vFast.uSize == vPlain.uSize &&
-           fast.lists.uFreeListHead == plain.lists.uFreeListHead &&
-           !memcmp(fast.nodes.pData, plain.nodes.pData, fast.nodes.uSize * sizeof(KDTreeNode)) &&
-           !memcmp(vFast.pData, vPlain.pData, vFast.uSize * sizeof(FacesListNode));
+    const auto same = [](const auto& a, const auto& b) {
+        return a.uSize == b.uSize && !memcmp(a.pData, b.pData, a.uSize * sizeof(*a.pData));
+    };
+    return same(fast.nodes, plain.nodes) && same(fast.lists.vFacesList, plain.lists.vFacesList) &&
+           fast.lists.uFreeListHead == plain.lists.uFreeListHead;
 }
