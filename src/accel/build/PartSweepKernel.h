@@ -198,9 +198,7 @@ class PartSweep {
         const unsigned uFlip = bMiss ? 0 : (1u << WIDTH) - 1;
         for (uint32_t u = uBegin; u < uEnd; u += WIDTH) {
             const unsigned uFound = bits(isSeparated(partAt(candidates(u, uEnd)))) ^ uFlip;
-            if (!uFound) continue;
-            const uint32_t uFirst = u + static_cast<uint32_t>(__builtin_ctz(uFound));
-            return uFirst < uEnd ? uFirst : uEnd;
+            if (uFound) return u + static_cast<uint32_t>(__builtin_ctz(uFound));
         }
         return uEnd;
     }
@@ -215,15 +213,16 @@ class PartSweep {
             fLast[i] = pCandidates[u + uStep < uEnd ? u + uStep - 1 : uEnd - 1];
         }
         const Part<Interval> parts = partsBetween(Lanes::loadUnaligned(fFirst), Lanes::loadUnaligned(fLast));
-        typename Lanes::Ints open{};  // the tests that may fail in each range
+        unsigned uOpen[WIDTH] = {};  // the tests that may fail in each range
         for (unsigned u = uTests; u; u &= u - 1) {
             const unsigned uTest = static_cast<unsigned>(__builtin_ctz(u));
-            open |= separates(uTest, parts).m & (1 << uTest);
+            const unsigned uRanges = bits(separates(uTest, parts));
+            for (unsigned i = 0; i < WIDTH; ++i) uOpen[i] |= (uRanges >> i & 1) << uTest;
         }
         for (uint32_t i = 0, u = uBegin; i < WIDTH && u < uEnd; ++i, u += uStep) {
             const uint32_t uStop = u + uStep < uEnd ? u + uStep : uEnd;
-            if (!open[i]) continue;
-            const uint32_t uMiss = firstMiss(u, uStop, static_cast<unsigned>(open[i]));
+            if (!uOpen[i]) continue;
+            const uint32_t uMiss = firstMiss(u, uStop, uOpen[i]);
             if (uMiss < uStop) return uMiss;
         }
         return uEnd;
