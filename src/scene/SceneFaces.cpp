@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <limits>
 
+#include "base/simd/Float4.h"
 #include "scene/Scene.h"
 
 using Velk::NM_EPSILON_F;
@@ -11,7 +12,9 @@ using Velk::NMVector3f;
 
 namespace {
 
-using Lanes = float __attribute__((vector_size(16)));
+Float4 four(float a, float b, float c, float d) {
+    return Float4(Float4::Vector{a, b, c, d});
+}
 
 // The double function, rounded once: the single-precision one differs in the last bit between C libraries.
 float angleOf(float fCosine) {
@@ -35,10 +38,10 @@ void deriveFace(FaceData& face, AngleNormals& normals) {
     const NMVector3f N = cross(B - C, A - C);
     const float L = length(N), fAB = length(B - A), fBC = length(C - B), fCA = length(A - C);
     // Divisions are most of the work, so they are made side by side.
-    const Lanes products{dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f};
-    const Lanes cosines = products / Lanes{fAB * fCA, fAB * fBC, fCA * fBC, 1.0f};
+    const Float4 products = four(dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f);
+    const Float4 cosines = products / four(fAB * fCA, fAB * fBC, fCA * fBC, 1.0f);
     const auto byLength = [&](float f) {
-        const Lanes v = Lanes{N.x, N.y, N.z, 0.0f} * f / L;
+        const Float4 v = four(N.x, N.y, N.z, 0.0f) * f / L;
         return NMVector3f{v[0], v[1], v[2]};
     };
     normals.v3A = byLength(angleOf(cosines[0]));
