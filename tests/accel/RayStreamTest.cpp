@@ -400,7 +400,6 @@ class RayStreamTest : public FileTest, public testing::WithParamInterface<const 
             }
         }
         EXPECT_EQ(tree.saveTree("kdtree.tmp", nodes), 0);
-        nodes.Release();
     }
 
     // Expects the answers of single rays to the last bit.
