@@ -5,7 +5,6 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
-#include <assimp/DefaultIOSystem.h>
 #include <algorithm>
 #include <assimp/Importer.hpp>
 #include <assimp/ProgressHandler.hpp>
@@ -18,6 +17,7 @@
 #include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 #include "import/CameraReader.h"
+#include "import/FileSystem.h"
 #include "import/MaterialReader.h"
 #include "import/ModelFiles.h"
 #include "import/VertexJoiner.h"
@@ -49,19 +49,6 @@ class TerminalProgress : public Assimp::ProgressHandler {
 
  private:
     bool bShown;
-};
-
-// What assimp's readers open.
-class FileSystem : public Assimp::DefaultIOSystem {
- public:
-    explicit FileSystem(ModelFiles& f) : files(f) {}
-    bool Exists(const char* szFile) const override { return !files.refuses(szFile) && DefaultIOSystem::Exists(szFile); }
-    Assimp::IOStream* Open(const char* szFile, const char* szMode) override {
-        return szMode[0] != 'r' || files.refuses(szFile) ? nullptr : DefaultIOSystem::Open(szFile, szMode);
-    }
-
- private:
-    ModelFiles& files;
 };
 
 using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&)>;

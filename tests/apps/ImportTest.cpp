@@ -219,13 +219,14 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     writeFile("inf.obj", "v 0 0 0\nv 1e39 0 0\nv 0 1 0\nf 1 2 3\n");
     writeFile("odd.xyzw", "v 0 0 0\n");
     writeFile("counts.ply", "ply\nformat ascii 1.0\nelement vertex 999999999\nproperty float x\nend_header\n1\n");
+    writeFile("endless.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nno_header\n1\n");
     writeFile("bad.ogex", "these are words");
     writeFile("bad.blend", "these are words");
     writeLetter("obj");
     std::filesystem::create_directory("folder.obj");
     const std::vector<std::string> vBefore = list();
-    for (const std::string s : {"missing.obj", "empty.obj", "words.stl", "points.obj", "thin.obj", "nan.obj", "inf.obj",
-                                "odd.xyzw", "folder.obj", "letter.obj a/b", "letter.obj 'a b'",
+    for (const std::string s : {"missing.obj", "empty.obj", "endless.ply", "words.stl", "points.obj", "thin.obj",
+                                "nan.obj", "inf.obj", "odd.xyzw", "folder.obj", "letter.obj a/b", "letter.obj 'a b'",
                                 "letter.obj --scenes letter.obj", "letter.obj --scenes 'a\nb'", "bad.ogex", "bad.blend",
                                 "letter.obj --scenes /dev/full", "letter.obj --scenes /proc/1"}) {
         EXPECT_EQ(import(s), 1) << s;

@@ -1,0 +1,44 @@
+// What assimp's readers see of the disk.
+
+#include "import/FileSystem.h"
+
+#include <assimp/DefaultIOStream.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "base/InputFile.h"
+
+namespace Import {
+
+namespace {
+
+constexpr unsigned MOST_EMPTY_READS = 1000;  // of a file, behind its end
+
+class Stream : public Assimp::DefaultIOStream {
+ public:
+    Stream(FILE* pFile, const char* szFile) : DefaultIOStream(pFile, szFile) {}
+
+    size_t Read(void* pBuffer, size_t uSize, size_t uCount) override {
+        const size_t uRead = DefaultIOStream::Read(pBuffer, uSize, uCount);
+        // Assimp 5.2 waits for ever for the end of a PLY file's header.
+        if (uRead == 0 && ++uEmpty > MOST_EMPTY_READS) throw std::runtime_error("its end is missing");
+        return uRead;
+    }
+
+ private:
+    unsigned uEmpty = 0;
+};
+
+}  // namespace
+
+bool FileSystem::Exists(const char* szFile) const {
+    return !files.refuses(szFile) && DefaultIOSystem::Exists(szFile);
+}
+
+Assimp::IOStream* FileSystem::Open(const char* szFile, const char* szMode) {
+    FILE* pFile = szMode[0] != 'r' || files.refuses(szFile) ? nullptr : Velk::openInput(szFile);
+    return pFile ? new Stream(pFile, szFile) : nullptr;
+}
+
+}  // namespace Import

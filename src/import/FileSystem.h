@@ -1,0 +1,24 @@
+#pragma once
+// What assimp's readers see of the disk.
+
+#include <assimp/DefaultIOSystem.h>
+
+#include "import/ModelFiles.h"
+
+namespace Import {
+
+/// Opens what the model may be read from, for reading. A reader that goes on at the end of a file is ended by an
+/// exception, which assimp reports as the reason of its failure.
+class FileSystem : public Assimp::DefaultIOSystem {
+ public:
+    /// The files must outlive this object.
+    explicit FileSystem(ModelFiles& f) : files(f) {}
+
+    bool Exists(const char* szFile) const override;
+    Assimp::IOStream* Open(const char* szFile, const char* szMode) override;
+
+ private:
+    ModelFiles& files;
+};
+
+}  // namespace Import
