@@ -192,8 +192,9 @@ bool importUnsafe(const std::string& sModel, const ScenePaths& paths, const Impo
     g_iChild = 0;
     if (vTexts.size() < 2) return sMessage = "cannot read " + sModel + ": " + endOf(iStatus), true;
     sMessage = vTexts[1];
+    if (vTexts[0] != "0") return true;  // what the scene would have lacked is of no interest
     vNotices.insert(vNotices.end(), vTexts.begin() + 2, vTexts.end());
-    return vTexts[0] != "0";
+    return false;
 }
 
 }  // namespace

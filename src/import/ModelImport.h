@@ -34,9 +34,9 @@ struct ImportOptions {
 /// so an absolute root makes a scene that loads from everywhere.
 ///
 /// True on failure, with one line in sMessage and nothing left behind; sMessage says what was imported otherwise.
-/// vNotices gets one line for each thing that the scene cannot show as the model has it. The file is read in a child
-/// process, so that one that crashes its reader is a failure like any other; when this process dies, that one removes
-/// what it has begun and ends. All texts are safe for a terminal. Requires a process of one thread.
+/// On success, vNotices gets one line for each thing that the scene cannot show as the model has it. The file is read
+/// in a child process, so that one that crashes its reader is a failure like any other; when this process dies, that
+/// one removes what it has begun and ends. All texts are safe for a terminal. Requires a process of one thread.
 [[nodiscard]] bool importModel(const std::string& sModel, const std::string& sScenesRoot, const std::string& sName,
                                const ImportOptions& options, std::string& sMessage, std::vector<std::string>& vNotices);
 

@@ -284,7 +284,7 @@ std::string readerReason(const std::string& sFile, const std::string& sSaid) {
     const auto says = [&](const char* szPart) { return sSaid.find(szPart) != std::string::npos; };
     if (says("bad_alloc")) return "it takes more memory than there is";
     if (says("max_size") || says("::_M_") || says("array_new_length")) return "its counts are larger than any memory";
-    if (says("No suitable reader")) return "no reader knows its suffix or what is in it";
+    if (says("No suitable reader")) return "no reader knows what is in it";
     if (says("agic") || says("eader mismatch") || says("ignature"))
         return "it does not begin as a ." + suffixOf(sFile) + " file does";
     return sSaid.find_first_not_of(" \t\r\n") == std::string::npos ? "its reader gives no reason"

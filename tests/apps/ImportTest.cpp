@@ -216,6 +216,7 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     writeFile("points.obj", "v 0 0 0\nv 1 0 0\np 1 2\n");
     writeFile("thin.obj", "v 0 0 0\nv 1 0 0\nv 2 0 0\nf 1 2 3\n");
     writeFile("nan.obj", "v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n");
+    writeFile("far.obj", "v 1000 0 0\nv 1000 1 0\nv 1000 1.000001 0\nf 1 2 3\n");
     writeFile("inf.obj", "v 0 0 0\nv 1e39 0 0\nv 0 1 0\nf 1 2 3\n");
     writeFile("odd.xyzw", "v 0 0 0\n");
     writeFile("counts.ply", "ply\nformat ascii 1.0\nelement vertex 999999999\nproperty float x\nend_header\n1\n");
@@ -225,10 +226,11 @@ TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     writeLetter("obj");
     std::filesystem::create_directory("folder.obj");
     const std::vector<std::string> vBefore = list();
-    for (const std::string s : {"missing.obj", "empty.obj", "endless.ply", "words.stl", "points.obj", "thin.obj",
-                                "nan.obj", "inf.obj", "odd.xyzw", "folder.obj", "letter.obj a/b", "letter.obj 'a b'",
-                                "letter.obj --scenes letter.obj", "letter.obj --scenes 'a\nb'", "bad.ogex", "bad.blend",
-                                "letter.obj --scenes /dev/full", "letter.obj --scenes /proc/1"}) {
+    for (const std::string s :
+         {"missing.obj", "empty.obj", "endless.ply", "words.stl", "points.obj", "thin.obj", "nan.obj", "far.obj",
+          "inf.obj", "odd.xyzw", "folder.obj", "letter.obj a/b", "letter.obj 'a b'", "letter.obj --scenes letter.obj",
+          "letter.obj --scenes 'a\nb'", "bad.ogex", "bad.blend", "letter.obj --scenes /dev/full",
+          "letter.obj --scenes /proc/1"}) {
         EXPECT_EQ(import(s), 1) << s;
         EXPECT_EQ(sOutput, "") << s;
         EXPECT_EQ(sErrors.find('\n'), sErrors.size() - 1) << s << sErrors;
