@@ -5,6 +5,8 @@
 
 #include "scene/Scene.h"
 
+using namespace rt;
+
 namespace {
 
 constexpr unsigned ANY = 0xFFFFFFFFu;  // ray mask

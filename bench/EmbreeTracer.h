@@ -7,7 +7,11 @@
 
 #include "RayFrame.h"
 
+using namespace rt;
+
+namespace rt {
 class Scene;
+}
 
 /// The scene in Embree, at its fastest settings for such a mesh that still answer exactly: default build quality,
 /// neither the compact nor the robust flag, one thread, no callbacks.
@@ -20,7 +24,7 @@ class EmbreeScene {
 
     /// Hands over a preprocessed scene, whose vertices are used in place; what was there before is released. szIsa
     /// names the instruction set, null for Embree's own choice. True on failure.
-    [[nodiscard]] bool create(const Scene& source, const char* szIsa);
+    [[nodiscard]] bool create(const rt::Scene& source, const char* szIsa);
 
     /// Builds its tree. True on failure.
     [[nodiscard]] bool commit();

@@ -6,6 +6,8 @@
 #include "base/NArrays.h"
 #include "scene/Scene.h"
 
+using namespace rt;
+
 struct PlainTree {
     const Scene& scene;
     KDTree tree;

@@ -7,6 +7,8 @@
 #include "TileTracer.h"
 #include "render/RayTracer.h"
 
+using namespace rt;
+
 using Velk::NMVector3f;
 
 namespace {

@@ -9,7 +9,9 @@
 
 #include "base/Vectors.h"
 
+namespace rt {
 class RayTracer;
+}
 
 /// Seconds since some fixed moment.
 inline double readClock() {
@@ -61,7 +63,7 @@ struct TileTimes {
 };
 
 /// Makes the rays of a preprocessed scene; its own tree finds the hits from which the shadow rays start.
-RayFrame makeRayFrame(RayTracer& rt);
+RayFrame makeRayFrame(rt::RayTracer& rt);
 
 /// True when two distances of one ray mean the same hit, or both a miss: rivals compute them by other formulas.
 bool isSameDistance(float a, float b);
@@ -70,7 +72,7 @@ bool isSameDistance(float a, float b);
 size_t countDifferences(const FrameAnswers& a, const FrameAnswers& b);
 
 /// Number of rays, among every uStep-th, that a search over all faces answers differently.
-size_t countDifferencesFromBruteForce(const RayTracer& rt, const RayFrame& frame, const FrameAnswers& answers,
+size_t countDifferencesFromBruteForce(const rt::RayTracer& rt, const RayFrame& frame, const FrameAnswers& answers,
                                       size_t uStep);
 
 /// Sends a frame through a tracer, tile by tile, a tile's primary rays first and then its shadow rays to one light

@@ -16,6 +16,8 @@
 #include "render/RayTracer.h"
 #ifdef RT_EMBREE
 #include "EmbreeTracer.h"
+
+using namespace rt;
 #endif
 
 namespace {

@@ -7,6 +7,8 @@
 #include "TreeStats.h"
 #include "accel/packet/RayKernel.h"
 
+using namespace rt;
+
 /// What is measured of a scene, how often and with which kernel.
 struct BenchOptions {
     unsigned uRuns = 5;

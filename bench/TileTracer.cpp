@@ -1,6 +1,8 @@
 // Traces the tiles of a frame with a tracer and keeps the best time of each.
 #include "TileTracer.h"
 
+using namespace rt;
+
 TreeTracer::TreeTracer(RayQueries& tracedQueries, const RayKernel* pItsKernel)
     : queries(tracedQueries),
       pKernel(pItsKernel),

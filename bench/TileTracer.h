@@ -8,6 +8,8 @@
 #include "accel/queries/RayQueries.h"
 #include "scene/Scene.h"
 
+using namespace rt;
+
 /// Traces tiles with the program's own queries. The one place of the benchmark where queries are made: findNearest()
 /// and findObstacles() are to call whatever the renderer calls for the rays of a tile.
 class TreeTracer {

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+using namespace rt;
+
 using Velk::BoxAABB;
 using Velk::NMVector3f;
 

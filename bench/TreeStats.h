@@ -6,6 +6,8 @@
 #include "base/NArrays.h"
 #include "base/Vectors.h"
 
+using namespace rt;
+
 /// The figures that explain a tree's speed.
 struct TreeStats {
     uint32_t uNodes = 0;

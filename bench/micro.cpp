@@ -12,6 +12,8 @@
 #include "accel/grid/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 
+using namespace rt;
+
 namespace {
 
 constexpr char SCRATCH_FILE[] = "rt_bench.tmp";

@@ -11,6 +11,8 @@
 #include "SceneBench.h"
 #include "base/NLogger.h"
 
+using namespace rt;
+
 namespace {
 
 constexpr double ALLOWED_DIFFERENCES = 1e-3;  // of a frame's rays: those that graze an edge round to either side

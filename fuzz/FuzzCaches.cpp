@@ -8,6 +8,8 @@
 #include "accel/grid/UniformSpaceSubdivision.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 // A height field of 8 x 8 squares.

@@ -6,6 +6,8 @@
 #include "accel/grid/UniformSpaceSubdivision.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 constexpr uint32_t MAX_VERTICES = 40, MAX_FACES = 60;

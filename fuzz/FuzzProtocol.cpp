@@ -12,6 +12,8 @@
 #include "net/Peer.h"
 #include "net/Server.h"
 
+using namespace rt;
+
 namespace {
 
 constexpr size_t MAX_BYTES = 2048;  // answers of the server, up to 73 times as long, still fit the socket's buffer

@@ -15,6 +15,8 @@
 #include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 
+using namespace rt;
+
 namespace {
 
 struct Reader {

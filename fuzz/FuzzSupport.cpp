@@ -15,6 +15,8 @@
 #include "base/NLogger.h"
 #include "scene/Scene.h"
 
+using namespace rt;
+
 namespace {
 
 char g_szDirectory[] = "/dev/shm/rt-fuzz-XXXXXX";

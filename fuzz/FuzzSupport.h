@@ -9,6 +9,8 @@
 #include "accel/queries/RayQueries.h"
 #include "support/Files.h"
 
+using namespace rt;
+
 /// Stops the process with a message when a property does not hold.
 void require(bool bHolds, const char* szWhat);
 

@@ -5,6 +5,8 @@
 
 #include "base/InputReport.h"
 
+namespace rt {
+
 Arguments::Arguments(int argc, const char** argv) {
     if (argc < 1) return;
     szProgram = argv[0];
@@ -24,3 +26,5 @@ bool Arguments::Next() {
 const char* Arguments::Current() const {
     return uCurrent < vArguments.uSize ? vArguments[uCurrent] : nullptr;
 }
+
+}  // namespace rt

@@ -4,6 +4,8 @@
 
 #include "base/NArrays.h"
 
+namespace rt {
+
 /// A cursor over the program's arguments, so that an option's handler can read any number of values.
 class Arguments {
  public:
@@ -22,3 +24,5 @@ class Arguments {
     /// The argument at the cursor, null past the end.
     const char* Current() const;
 };
+
+}  // namespace rt

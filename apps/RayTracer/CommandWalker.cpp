@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+namespace rt {
+
 CommandWalker::CommandWalker(int argc, const char** argv) : Arguments(argc, argv) {
     vCommands.create(4, 4);  // on failure the first AddCommand tries again
 }
@@ -32,3 +34,5 @@ void CommandWalker::PrintCommands() const {
     for (const Command& command : vCommands) printf("'%s'\t%s\n", command.szName, command.szDescription);
     printf("\n");
 }
+
+}  // namespace rt

@@ -2,6 +2,8 @@
 
 #include "RayTracer/Arguments.h"
 
+namespace rt {
+
 /// Handler of an option, called with the cursor on the option itself; it leaves the cursor on the last value that it
 /// reads. True refuses the command line.
 using CommandHandler = bool (*)(Arguments&);
@@ -36,3 +38,5 @@ class CommandWalker : public Arguments {
  private:
     CommandHandler findHandler(const char* szArgument) const;
 };
+
+}  // namespace rt

@@ -20,6 +20,8 @@
 #include "net/Wakeup.h"
 #include "shared/StopSignals.h"
 
+namespace rt {
+
 using Velk::NLogger;
 
 SocketServer g_server;
@@ -138,3 +140,5 @@ void runClient() {
     g_client.iStopFile = -1;
     if (wakeup.isStopRequested()) NLogger::LogMessage("Stopped by a signal\n");
 }
+
+}  // namespace rt

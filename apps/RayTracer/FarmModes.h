@@ -2,6 +2,8 @@
 
 #include "net/Sockets.h"
 
+namespace rt {
+
 // Server and client mode of the program.
 
 extern SocketServer g_server;  // listening socket of server mode
@@ -14,3 +16,5 @@ void runServer();
 /// Client mode: tries to connect until it succeeds, and renders for the server until it has no more tiles. Failures are
 /// logged.
 void runClient();
+
+}  // namespace rt

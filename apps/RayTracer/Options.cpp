@@ -15,6 +15,8 @@
 #include "base/NLogger.h"
 #include "base/OutputFile.h"
 
+namespace rt {
+
 // Set before g_rt is constructed: with too little memory for that, not even an exception can be thrown. Every other
 // uncaught exception ends here too.
 static const std::terminate_handler g_pfnOldTerminate = std::set_terminate([] {
@@ -221,3 +223,5 @@ void printUsage(const CommandWalker& walker) {
     walker.PrintCommands();
     printf("Example:\n\tRayTracer --texattr 7 room_vn\n\n");
 }
+
+}  // namespace rt

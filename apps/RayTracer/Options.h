@@ -5,6 +5,8 @@
 #include "RayTracer/CommandWalker.h"
 #include "render/RayTracer.h"
 
+namespace rt {
+
 // The options of the command line, and the settings that they make.
 
 enum RunMode : uint32_t { MODE_LOCAL = 0, MODE_SERVER = 1, MODE_CLIENT = 2 };
@@ -21,3 +23,5 @@ void addOptions(CommandWalker& walker);
 
 /// Prints the usage text.
 void printUsage(const CommandWalker& walker);
+
+}  // namespace rt

@@ -13,6 +13,8 @@
 #include "shared/ProcessSetup.h"
 #include "shared/StopSignals.h"
 
+using namespace rt;
+
 using Velk::NLogger;
 
 namespace {

@@ -6,6 +6,8 @@
 #include "base/Version.h"
 #include "scene/OldLights.h"
 
+using namespace rt;
+
 int main(int argc, char** argv) {
     if (argc == 2 && !strcmp(argv[1], "--version")) {
         printf("convert-lights %s\n", Velk::VERSION);

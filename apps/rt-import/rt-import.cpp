@@ -16,6 +16,8 @@
 #include "shared/ProcessSetup.h"
 #include "shared/StopSignals.h"
 
+using namespace rt;
+
 namespace {
 
 struct CommandLine {

@@ -7,6 +7,8 @@
 
 #include "shared/NearNames.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -71,3 +73,5 @@ std::string causeOfDarkness(const RayTracer& rayTracer) {
     if (uClear && uClear == seen.size()) return "what the camera sees mirrors or lets through nothing but darkness";
     return "no light reaches what the camera sees";
 }
+
+}  // namespace rt

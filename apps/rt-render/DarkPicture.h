@@ -4,6 +4,10 @@
 
 #include "render/RayTracer.h"
 
+namespace rt {
+
 /// Why a picture of this preprocessed scene, with the eye as it is, shows nothing but black: its materials, its lights,
 /// or where they are. One line for people. Looks at the scene along some rays; not while others render.
 std::string causeOfDarkness(const RayTracer& rayTracer);
+
+}  // namespace rt

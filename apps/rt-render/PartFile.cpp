@@ -16,6 +16,8 @@
 #include "shared/Console.h"
 #include "shared/ContentHash.h"
 
+namespace rt {
+
 namespace {
 
 // Calls visit(bytes, how many) for each row of pixels of a tile.
@@ -119,3 +121,5 @@ void PartFile::remove() const {
     if (lstat(sResume.c_str(), &status) || !S_ISREG(status.st_mode)) return;
     if (unlink(sResume.c_str()) == 0) unlink(sPart.c_str());
 }
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "render/TilePool.h"
 
+namespace rt {
+
 /// What an interrupted picture leaves: NAME.part.SUFFIX to look at, and beside it NAME.part.SUFFIX.resume with the
 /// tiles that are done, byte for byte whatever the picture's format loses, under a key of the scene and all settings.
 class PartFile {
@@ -34,3 +36,5 @@ class PartFile {
  private:
     std::string sPart, sResume;
 };
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 
 #include "shared/Console.h"
 
+namespace rt {
+
 namespace {
 
 constexpr std::chrono::milliseconds SHORTEST_INTERVAL{190};
@@ -48,3 +50,5 @@ void ProgressLine::update() {
                     static_cast<unsigned>(uint64_t{100} * uDone / uTiles), dTilesPerSecond * dRaysPerTile / 1e6,
                     timeText((uTiles - uDone) / dTilesPerSecond).c_str());
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 
 #include "render/TilePool.h"
 
+namespace rt {
+
 /// The line that shows how far a picture is, on a terminal.
 class ProgressLine {
  public:
@@ -28,3 +30,5 @@ class ProgressLine {
     const Clock::time_point tStart = Clock::now();
     Clock::time_point tShown = tStart;
 };
+
+}  // namespace rt

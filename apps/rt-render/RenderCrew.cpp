@@ -14,6 +14,8 @@
 #include "shared/Console.h"
 #include "shared/StopSignals.h"
 
+namespace rt {
+
 namespace {
 
 constexpr std::chrono::milliseconds REFRESH_INTERVAL{200};  // of the progress line
@@ -66,3 +68,5 @@ void RenderCrew::work(const Frame& large, TilePool& pool) {
     --uRunning;
     workerEnded.notify_one();
 }
+
+}  // namespace rt

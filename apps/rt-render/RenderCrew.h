@@ -8,6 +8,8 @@
 #include "render/RaytracerParameters.h"
 #include "render/TilePool.h"
 
+namespace rt {
+
 /// Renders pictures of a prepared scene with a thread per core.
 class RenderCrew {
  public:
@@ -36,3 +38,5 @@ class RenderCrew {
     std::condition_variable workerEnded;
     unsigned uRunning = 0;
 };
+
+}  // namespace rt

@@ -19,6 +19,8 @@
 #include "shared/Leftovers.h"
 #include "shared/StopSignals.h"
 
+namespace rt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -232,3 +234,5 @@ int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSign
     }
     return iSignal ? STATUS_SIGNAL + iSignal : STATUS_FAILED;
 }
+
+}  // namespace rt

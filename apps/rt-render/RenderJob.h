@@ -11,6 +11,8 @@
 #include "rt-render/SceneSource.h"
 #include "rt-render/View.h"
 
+namespace rt {
+
 /// One run of rt-render: a scene is read and prepared once, then one picture or an orbit of pictures is made of it.
 class RenderJob {
  public:
@@ -38,3 +40,5 @@ class RenderJob {
     uint32_t uWidth = 0, uHeight = 0;
     std::string sSceneKey;
 };
+
+}  // namespace rt

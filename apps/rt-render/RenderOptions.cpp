@@ -21,6 +21,8 @@
 #include "shared/ExitStatus.h"
 #include "shared/NearNames.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 bool isModelName(const std::string& sFile) {
@@ -331,3 +333,5 @@ bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus) {
     }
     return checkOptions(app, options, iStatus);
 }
+
+}  // namespace rt

@@ -9,6 +9,8 @@
 #include "render/RaytracerParameters.h"
 #include "rt-render/View.h"
 
+namespace rt {
+
 /// What the user wants, as the command line of rt-render says it.
 struct RenderOptions {
     std::string sScene;              // a scene's name, a description's path or a model file
@@ -32,3 +34,5 @@ bool isModelName(const std::string& sFile);
 
 /// Reads the command line. True when the program is to end with iStatus: what is wrong has been said, or help given.
 [[nodiscard]] bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus);
+
+}  // namespace rt

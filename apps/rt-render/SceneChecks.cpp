@@ -8,6 +8,8 @@
 #include "rt-render/DarkPicture.h"
 #include "shared/Console.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -114,3 +116,5 @@ void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const st
         Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer).c_str());
     }
 }
+
+}  // namespace rt

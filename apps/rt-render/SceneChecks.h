@@ -5,6 +5,8 @@
 #include "render/RayTracer.h"
 #include "render/TilePool.h"
 
+namespace rt {
+
 // What is not wrong with a scene, but makes a picture that nobody wants. All print warnings.
 
 /// Before rendering: materials, lights, and the camera of a preprocessed scene. sModel: the model that it was made of,
@@ -16,3 +18,5 @@ void warnAboutStretching(const RayTracer& rayTracer);
 
 /// After rendering: a picture of one colour, and the reason.
 void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture);
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "base/Version.h"
 #include "shared/ContentHash.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -57,3 +59,5 @@ std::string sceneKey(const RayTracer& rayTracer, const std::string& sGeometryKey
     hash.addValue(p.bDirt);
     return hash.text();
 }
+
+}  // namespace rt

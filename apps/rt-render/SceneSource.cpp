@@ -17,6 +17,8 @@
 #include "shared/Leftovers.h"
 #include "shared/NearNames.h"
 
+namespace rt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -185,3 +187,5 @@ bool SceneSource::load(RayTracer& rayTracer) const {
     }
     return bFailed || bLost;
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "rt-render/RenderOptions.h"
 #include "shared/Leftovers.h"
 
+namespace rt {
+
 /// Finds the scene that the user means: a description by its path, a scene by its name in ./Scenes or among the
 /// installed ones, or a model, which becomes a scene in a temporary directory. The directory goes when the object does.
 class SceneSource {
@@ -38,3 +40,5 @@ class SceneSource {
     std::string sDescription;   // relative to it too
     std::string sReportPrefix;  // of reports about the files that a model became
 };
+
+}  // namespace rt

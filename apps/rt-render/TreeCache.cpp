@@ -13,6 +13,8 @@
 #include "shared/ContentHash.h"
 #include "shared/Leftovers.h"
 
+namespace rt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -108,3 +110,5 @@ void TreeCache::trim() const {
         if (uBytes > uLimit) fs::remove(file.path, error);
     }
 }
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "render/RayTracer.h"
 
+namespace rt {
+
 /// The kd-trees of earlier runs, one file each in the user's cache directory. A file's name holds the hash of the
 /// geometry that it belongs to and the hash of what is in the file, so one of another mesh, of another program version
 /// or with a damaged byte is never used, and runs at the same time do not disturb each other. Without a directory to
@@ -33,3 +35,5 @@ class TreeCache {
     std::string sKeyInUse, sFile;
     bool bHit = false;
 };
+
+}  // namespace rt

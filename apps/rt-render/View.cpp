@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -97,3 +99,5 @@ Frame Orbit::look(unsigned uFrame, unsigned uFrames) const {
     view.v3ImageSpanY = turned(first.v3ImageSpanY);
     return view;
 }
+
+}  // namespace rt

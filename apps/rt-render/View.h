@@ -5,6 +5,8 @@
 #include "base/Vectors.h"
 #include "render/RayTracer.h"
 
+namespace rt {
+
 /// How the user wants to look at a scene, in the scene's own units. What is not set stays as the camera file has it.
 struct View {
     std::optional<Velk::NMVector3f> v3From;  // eye
@@ -37,3 +39,5 @@ class Orbit {
     const Frame first;
     const Velk::NMVector3f v3Middle, v3Axis;
 };
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "shared/ExitStatus.h"
 #include "shared/ProcessSetup.h"
 
+using namespace rt;
+
 namespace {
 
 int run(int argc, char** argv) {

@@ -13,6 +13,8 @@
 #include "base/InputReport.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 namespace {
 
 bool g_bQuiet = false;
@@ -143,3 +145,5 @@ unsigned Console::errorCount() {
 void Console::setInputPrefix(const char* szPrefix) {
     g_sInputPrefix = szPrefix;
 }
+
+}  // namespace rt

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 /// What rt-render tells people, on standard error. Standard output stays silent: the library's own progress is sent
 /// away, or beside the messages when the user wants to see everything. What could control a terminal or break the line
 /// is escaped.
@@ -34,3 +36,5 @@ class Console {
     /// its slash, or whatever else the user knows the files by. Empty for the working directory.
     static void setInputPrefix(const char* szPrefix);
 };
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 
+namespace rt {
+
 namespace {
 
 uint64_t rotate(uint64_t u, unsigned uBits) {
@@ -55,3 +57,5 @@ std::string hashOfFile(const std::string& sFile) {
     }
     return ferror(file.get()) ? "" : hash.text();
 }
+
+}  // namespace rt

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+namespace rt {
+
 /// 128 bits that tell contents apart, for names of cached files: fast, the same on every machine, no protection against
 /// somebody who wants two contents to collide. Each add() counts as one field, so "ab" + "c" differs from "a" + "bc".
 class ContentHash {
@@ -30,3 +32,5 @@ class ContentHash {
 
 /// Hash of a whole file, empty when it cannot be read.
 std::string hashOfFile(const std::string& sFile);
+
+}  // namespace rt

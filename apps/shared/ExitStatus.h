@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 /// How the tools end. (RayTracer has its own rule: 1 after every completed run.)
 enum ExitStatus {
     STATUS_DONE = 0,
@@ -7,3 +9,5 @@ enum ExitStatus {
     STATUS_USAGE = 2,     // the command line
     STATUS_SIGNAL = 128,  // and the signal's number
 };
+
+}  // namespace rt

@@ -19,6 +19,8 @@
 #include "shared/ExitStatus.h"
 #include "shared/StopSignals.h"
 
+namespace rt {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -132,3 +134,5 @@ void Leftovers::setFile(const std::string& sFile) {
     const bool bFits = sFile.size() < sizeof(g_szFile);
     memcpy(g_szFile, bFits ? sFile.c_str() : "", bFits ? sFile.size() + 1 : 1);
 }
+
+}  // namespace rt

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace rt {
+
 /// What the process must remove before it ends, even by a signal: the one temporary directory, and one file.
 class Leftovers {
  public:
@@ -20,3 +22,5 @@ class Leftovers {
     /// A file that a signal removes, which need not exist yet; empty for none.
     static void setFile(const std::string& sFile);
 };
+
+}  // namespace rt

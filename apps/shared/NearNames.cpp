@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace rt {
+
 namespace {
 
 constexpr size_t LONGEST = 64;  // letters that are compared: a path is no misspelt name
@@ -45,3 +47,5 @@ std::string listOf(const std::vector<std::string>& vNames, size_t uMost) {
     if (vNames.size() > uMost) sAll += " and " + std::to_string(vNames.size() - uMost) + " more";
     return sAll;
 }
+
+}  // namespace rt

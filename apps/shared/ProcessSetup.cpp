@@ -15,6 +15,8 @@
 
 #include "shared/ExitStatus.h"
 
+namespace rt {
+
 namespace {
 
 constexpr size_t STACK = 512 * 1024;  // bytes; twice what the output files of a part and its picture take
@@ -69,3 +71,5 @@ void prepareProcess() {
     signal(SIGXFSZ, SIG_IGN);
     if (reserveStack()) endWithoutMemory();
 }
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 
 #include "base/OutputFile.h"
 
+namespace rt {
+
 namespace {
 
 std::atomic<int> g_iSignal{0};
@@ -65,3 +67,5 @@ void StopSignals::raiseAgain(int iSignal) {
     signal(iSignal, SIG_DFL);
     raise(iSignal);  // delivered when the handler returns
 }
+
+}  // namespace rt

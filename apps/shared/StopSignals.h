@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 /// SIGINT, SIGTERM and SIGHUP, which ask a program to stop; the one place that handles them. Signals that were ignored
 /// when the program started stay so. What is called by a handler may only do what a handler may.
 class StopSignals {
@@ -22,3 +24,5 @@ class StopSignals {
     /// Removes unfinished output files and ends the process by this signal.
     static void raiseAgain(int iSignal);
 };
+
+}  // namespace rt

@@ -9,6 +9,8 @@
 #include "base/Printable.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 std::string cacheHeadline(const Scene& scene) {
     return std::string("SceneFile ") + scene.szSceneFile + "\n";
 }
@@ -34,3 +36,5 @@ void warnIfOutdated(const char* szCache, const Scene& scene) {
     Velk::NLogger::LogMessage("Warning: %s is newer than %s, use --resetcache if it has changed\n",
                               Velk::Printable(scene.szSceneFile).text(), Velk::Printable(szCache).text());
 }
+
+}  // namespace rt

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace rt {
+
 class Scene;
 
 /// What the cache files of both acceleration structures share. They are keyed by the scene file's path alone.
@@ -19,3 +21,5 @@ bool mayBeCache(const char* szPath);
 
 /// Logs a warning when the scene file is newer than its cache, which may then belong to an older mesh.
 void warnIfOutdated(const char* szCache, const Scene& scene);
+
+}  // namespace rt

@@ -3,6 +3,8 @@
 
 #include <cassert>
 
+namespace rt {
+
 uint32_t FaceLists::getNewObjectListNode() {
     if (uFreeListHead == NO_INDEX) {
         if (vFacesList.PushBack({0, NO_INDEX})) return NO_INDEX;
@@ -22,3 +24,5 @@ uint32_t FaceLists::freeObjectListNodes(uint32_t uFirst) {
     uFreeListHead = uFirst;
     return uLast;
 }
+
+}  // namespace rt

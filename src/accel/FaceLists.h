@@ -5,6 +5,8 @@
 #include "accel/KDTreeNode.h"
 #include "base/NArrays.h"
 
+namespace rt {
+
 /// The face lists of all leaves of a kd-tree in one array: chains of entries, and a chain of free ones while the tree
 /// is built.
 struct FaceLists {
@@ -17,3 +19,5 @@ struct FaceLists {
     /// Puts the list that starts at entry uFirst in front of the free entries. Returns the index of its last entry.
     uint32_t freeObjectListNodes(uint32_t uFirst);
 };
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "scene/FaceData.h"
 
+namespace rt {
+
 /// One node in eight bytes. Bits 0-1 of uData hold the split axis, bit 2 the leaf flag, bits 3-31 a reference. The
 /// children of an interior node are neighbours, so one reference finds both; a leaf's leads to its face list, and is
 /// zero when it has none. While the tree is built, and in the cache file, the reference is the complement of an index
@@ -60,3 +62,5 @@ struct FacesListNode {
     uint32_t next;   // index of the next entry, NO_INDEX at the end
 };
 static_assert(sizeof(FacesListNode) == 8, "two words");
+
+}  // namespace rt

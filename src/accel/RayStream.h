@@ -5,6 +5,8 @@
 
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// Rays for the stream queries of RayQueries, component by component, so that several are traced at once. Rays that are
 /// close in space should be close in the stream. Room for CAPACITY rays and a packet of padding, about 30 kB.
 struct RayStream {
@@ -38,3 +40,5 @@ struct RayStream {
     Velk::NMVector3f origin(uint32_t u) const { return {fOrigin[0][u], fOrigin[1][u], fOrigin[2][u]}; }
     Velk::NMVector3f dir(uint32_t u) const { return {fDir[0][u], fDir[1][u], fDir[2][u]}; }
 };
+
+}  // namespace rt

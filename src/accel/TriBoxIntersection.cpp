@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -57,3 +59,5 @@ bool TriBoxIntersection(const NMVector3f& v3Centre, const NMVector3f& v3Half, co
     }
     return PlaneBoxOverlap(cross(e0, e1), t0, v3Half);
 }
+
+}  // namespace rt

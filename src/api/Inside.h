@@ -6,8 +6,8 @@
 
 /// What stands behind the public scene.
 struct raytracer::Scene::Data {
-    PreparedScene scene;
-    Camera camera;  // of the description, not scaled
+    rt::PreparedScene scene;
+    rt::Camera camera;  // of the description, not scaled
     bool bPrepared = false;
     bool bPictures = false;
 };

@@ -15,6 +15,7 @@
 #include "render/TileRenderer.h"
 
 using Velk::NMVector3f;
+using namespace rt;
 
 namespace raytracer {
 
@@ -39,12 +40,12 @@ View viewThrough(const Camera& camera) {
     return view;
 }
 
-Frame frameOf(const View& view, const ::Scene& scene) {
+Frame frameOf(const View& view, const rt::Scene& scene) {
     Camera camera;
     camera.v3Position = vectorOf(view.eye);
     for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(view.corners[u]);
     camera.applyDomainFactor(scene.fDomainFactor);
-    return ::frameOf(camera, scene, view.uWidth, view.uHeight);
+    return rt::frameOf(camera, scene, view.uWidth, view.uHeight);
 }
 
 // A worker's whole life: tiles until none is left. True without memory.

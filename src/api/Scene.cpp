@@ -13,6 +13,7 @@
 #include "scene/SceneDesc.h"
 
 using Velk::NMVector3f;
+using namespace rt;
 
 namespace raytracer {
 

@@ -8,7 +8,7 @@
 
 #include "import/Vector3d.h"
 
-namespace Import {
+namespace rt {
 
 inline Vector3d toDouble(const aiVector3D& v) {
     return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
@@ -31,4 +31,4 @@ inline bool isGltf(const std::string& sSuffix) {
     return sSuffix == "gltf" || sSuffix == "glb" || sSuffix == "vrm";
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -11,7 +11,7 @@
 #include "base/NRaiiFile.h"
 #include "import/AssimpTypes.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -102,4 +102,4 @@ void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& 
     }
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -7,7 +7,7 @@
 
 struct aiScene;
 
-namespace Import {
+namespace rt {
 
 /// Fills model.camera with the first camera, if the file has one that can be used. world maps the file's coordinates to
 /// the scene's.
@@ -16,4 +16,4 @@ void readCamera(const aiScene& scene, const std::string& sFile, const Map3d& wor
 /// Fills model.vLights with the lamps that shine. dScale is the world's.
 void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& model);
 
-}  // namespace Import
+}  // namespace rt

@@ -9,7 +9,7 @@
 
 #include "base/InputFile.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -41,4 +41,4 @@ Assimp::IOStream* FileSystem::Open(const char* szFile, const char* szMode) {
     return pFile ? new Stream(pFile, szFile) : nullptr;
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -5,7 +5,7 @@
 
 #include "import/ModelFiles.h"
 
-namespace Import {
+namespace rt {
 
 /// Opens what the model may be read from, for reading. A reader that goes on at the end of a file is ended by an
 /// exception, which assimp reports as the reason of its failure.
@@ -21,4 +21,4 @@ class FileSystem : public Assimp::DefaultIOSystem {
     ModelFiles& files;
 };
 
-}  // namespace Import
+}  // namespace rt

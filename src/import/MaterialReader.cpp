@@ -12,7 +12,7 @@
 #include "base/Printable.h"
 #include "import/TextureColour.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -195,4 +195,4 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, Mod
     return result;
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -10,7 +10,7 @@
 struct aiMaterial;
 struct aiScene;
 
-namespace Import {
+namespace rt {
 
 /// What a material becomes. bLinear says that the file's colours are light energies (glTF) and not what a screen shows.
 /// A texture of files is replaced by its mean colour, or not at all when it cannot be read; a notice says which.
@@ -23,4 +23,4 @@ std::string shownName(const std::string& sName);
 /// 0 to 255 as a screen shows it.
 std::array<unsigned, 3> screenColour(double dRed, double dGreen, double dBlue, bool bLinear);
 
-}  // namespace Import
+}  // namespace rt

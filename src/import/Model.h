@@ -10,7 +10,7 @@
 #include "base/Vectors.h"
 #include "import/Vector3d.h"
 
-namespace Import {
+namespace rt {
 
 /// A block of the materials file. dTransmission is the share of light that goes through; the file holds one minus it.
 struct ModelMaterial {
@@ -65,4 +65,4 @@ struct SceneCamera {
     uint32_t uWidth = 0, uHeight = 0;
 };
 
-}  // namespace Import
+}  // namespace rt

@@ -11,7 +11,7 @@
 
 #include "import/ReaderLimits.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -52,4 +52,4 @@ bool ModelFiles::refuses(const char* szFile) {
     return szReason != nullptr;
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace Import {
+namespace rt {
 
 /// Decides which files a reader gets. A model comes from strangers and its scene goes to others, so what it names must
 /// lie in the model's directory or below, links followed, unless bAllowOutside. Nothing but regular files is read:
@@ -38,4 +38,4 @@ class ModelFiles {
     std::set<std::pair<dev_t, ino_t>> seen;  // files whose memory is allowed already
 };
 
-}  // namespace Import
+}  // namespace rt

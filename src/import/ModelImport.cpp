@@ -22,7 +22,7 @@
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -227,4 +227,4 @@ std::string sceneNameOf(const std::string& sModel) {
     return sName;
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace Import {
+namespace rt {
 
 /// What a user may ask of an import. The defaults give a framed and lit picture of any model.
 struct ImportOptions {
@@ -48,9 +48,5 @@ void stopImport();
 /// and '-' turned into '_'.
 std::string sceneNameOf(const std::string& sModel);
 
-}  // namespace Import
+}  // namespace rt
 
-using Import::importModel;
-using Import::ImportOptions;
-using Import::sceneNameOf;
-using Import::stopImport;

@@ -22,7 +22,7 @@
 #include "import/ModelFiles.h"
 #include "import/VertexJoiner.h"
 
-namespace Import {
+namespace rt {
 
 using Velk::NMVector3f;
 
@@ -309,4 +309,4 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     return convert(*pScene, sFile, options.cUp, files, model, sMessage, vNotices);
 }
 
-}  // namespace Import
+}  // namespace rt

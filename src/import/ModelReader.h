@@ -7,7 +7,7 @@
 #include "import/Model.h"
 #include "import/ModelImport.h"
 
-namespace Import {
+namespace rt {
 
 /// Reads the file and those that it names: triangles of all its meshes in their places, materials, the first camera,
 /// the lights. Of the options count cUp, bAllowOutside and bProgress. True on failure (an unreadable file, no triangle
@@ -18,4 +18,4 @@ namespace Import {
 /// Words for what a format's reader, or an exception, says about a file.
 std::string readerReason(const std::string& sFile, const std::string& sSaid);
 
-}  // namespace Import
+}  // namespace rt

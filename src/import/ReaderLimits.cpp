@@ -10,7 +10,7 @@
 
 #include "base/NRaiiFile.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -68,4 +68,4 @@ void allowMemoryFor(uint64_t uFileBytes) {
     setMemory();
 }
 
-}  // namespace Import
+}  // namespace rt

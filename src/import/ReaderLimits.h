@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace Import {
+namespace rt {
 
 /// Limits this process's time and memory, for good, and turns its core files off. Limits that it has already and that
 /// are stricter stay.
@@ -12,4 +12,4 @@ void limitReader();
 /// Adds the memory that a file of this size may need.
 void allowMemoryFor(uint64_t uFileBytes);
 
-}  // namespace Import
+}  // namespace rt

@@ -14,7 +14,7 @@
 #include "base/TextWriter.h"
 #include "import/SignalBlock.h"
 
-namespace Import {
+namespace rt {
 
 using Velk::OutputFile;
 using Velk::TextWriter;
@@ -232,4 +232,4 @@ void removeUnfinishedScene() {
     removeDirectories();
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -6,7 +6,7 @@
 
 #include "import/Model.h"
 
-namespace Import {
+namespace rt {
 
 struct ScenePaths {
     std::string sRoot;     // directory of the scenes
@@ -26,4 +26,4 @@ struct ScenePaths {
 /// Removes what writeScene() has begun, for a process that is about to end. May be called from a signal handler.
 void removeUnfinishedScene();
 
-}  // namespace Import
+}  // namespace rt

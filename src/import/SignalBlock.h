@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-namespace Import {
+namespace rt {
 
 /// No signal is delivered to this thread as long as it lives, but those that cannot be held back.
 class SignalBlock {
@@ -21,4 +21,4 @@ class SignalBlock {
     sigset_t before;
 };
 
-}  // namespace Import
+}  // namespace rt

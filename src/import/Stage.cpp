@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace Import {
+namespace rt {
 
 using Velk::NMVector3f;
 
@@ -251,4 +251,4 @@ void replaceMaterials(Model& model, ImportOptions::Material eMaterial) {
     for (ModelTriangle& t : model.vTriangles) t.uMaterial = 0;
 }
 
-}  // namespace Import
+}  // namespace rt

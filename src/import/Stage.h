@@ -6,7 +6,7 @@
 #include "import/Model.h"
 #include "import/ModelImport.h"
 
-namespace Import {
+namespace rt {
 
 /// The camera: the options' where they name a place, the model's own where it has one, otherwise three-quarter from the
 /// front with the whole model inside. Requires a model with a box.
@@ -27,4 +27,4 @@ void addRoom(Model& model, const SceneCamera& camera);
 /// Gives the whole model one material.
 void replaceMaterials(Model& model, ImportOptions::Material eMaterial);
 
-}  // namespace Import
+}  // namespace rt

@@ -13,7 +13,7 @@
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 
-namespace Import {
+namespace rt {
 
 namespace {
 
@@ -111,4 +111,4 @@ std::optional<MeanColour> meanColourOf(const std::string& sFile) {
     return meanColourOf(vBytes.data(), vBytes.size());
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-namespace Import {
+namespace rt {
 
 using MeanColour = std::array<double, 3>;  // red, green, blue from 0 to 1, as a screen shows them
 
@@ -16,4 +16,4 @@ std::optional<MeanColour> meanColourOf(const unsigned char* pBytes, size_t uByte
 /// The same for a file.
 std::optional<MeanColour> meanColourOf(const std::string& sFile);
 
-}  // namespace Import
+}  // namespace rt

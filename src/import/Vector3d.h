@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-namespace Import {
+namespace rt {
 
 struct Vector3d {
     double x = 0, y = 0, z = 0;
@@ -59,4 +59,4 @@ struct Map3d {
     double determinant() const { return dot(v3X, cross(v3Y, v3Z)); }
 };
 
-}  // namespace Import
+}  // namespace rt

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstring>
 
-namespace Import {
+namespace rt {
 
 using Velk::NMVector3f;
 
@@ -229,4 +229,4 @@ void VertexJoiner::finish(Model& model) {
     *this = VertexJoiner();
 }
 
-}  // namespace Import
+}  // namespace rt

@@ -6,7 +6,7 @@
 
 #include "import/Model.h"
 
-namespace Import {
+namespace rt {
 
 /// Collects triangles with their corners' positions and, where the file has them, normals. finish() joins corners at
 /// the same place where the surface is smooth there and parts them at creases, because the renderer's normals are those
@@ -38,4 +38,4 @@ class VertexJoiner {
     std::vector<uint32_t> vNormals;         // one packed normal a corner; empty until a triangle has some
 };
 
-}  // namespace Import
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "base/NLogger.h"
 #include "net/Server.h"
 
+namespace rt {
+
 using Velk::NLogger;
 
 namespace {
@@ -104,3 +106,5 @@ void AcceptLoop::report() {
                             toSeconds(holder.held));
     }
 }
+
+}  // namespace rt

@@ -9,6 +9,8 @@
 #include "net/TaskBoard.h"
 #include "net/Wakeup.h"
 
+namespace rt {
+
 /// The main thread of a server: accepts connections and serves or parks them, serves parked ones later, disconnects
 /// clients that keep the farm from ending, and logs what it waits for. Parked connections are closed when this object
 /// is destroyed, so let it live until the picture is written. Owns none of the parts that it is given; they must
@@ -48,3 +50,5 @@ class AcceptLoop {
     uint32_t uReportedDone = 0;  // tasks done when the interval began
     Clock::time_point tInterval{};
 };
+
+}  // namespace rt

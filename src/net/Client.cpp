@@ -10,6 +10,8 @@
 #include "base/NewArray.h"
 #include "net/SceneFiles.h"
 
+namespace rt {
+
 using Velk::NLogger;
 
 namespace {
@@ -189,3 +191,5 @@ bool RSIClient::sendClientReady() {
 void RSIClient::clientDone() {
     pClient->send({end});
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "net/Sockets.h"
 #include "render/RayTracer.h"
 
+namespace rt {
+
 /// The client's end of the exchange: renders tiles for one server. Used by one thread.
 class RSIClient {
  public:
@@ -33,3 +35,5 @@ class RSIClient {
     bool sendClientReady();
     void clientDone();
 };
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "base/InputReport.h"
 #include "base/NewArray.h"
 
+namespace rt {
+
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using Lock = std::lock_guard<std::mutex>;
@@ -107,3 +109,5 @@ void ClientSlots::joinThreads() {
         vClients[u].bHasThread = false;
     }
 }
+
+}  // namespace rt

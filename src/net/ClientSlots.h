@@ -13,6 +13,8 @@
 #include "net/Sockets.h"
 #include "net/TaskBoard.h"
 
+namespace rt {
+
 class ClientSlots;
 
 /// A place for one client. The connection belongs to the client's thread while bBusy is set. The connection's own flag
@@ -93,3 +95,5 @@ class ClientSlots {
     uint32_t uConnectedClients = 0;  // busy slots
     ClientSlot::Clock::duration slowest{};
 };
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "base/NLogger.h"
 
+namespace rt {
+
 bool connectWithRetries(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
                         const ConnectTimes& times) {
     using Clock = std::chrono::steady_clock;
@@ -22,3 +24,5 @@ bool connectWithRetries(SocketClient& client, const char* szHost, uint16_t uPort
     }
     return true;
 }
+
+}  // namespace rt

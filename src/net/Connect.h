@@ -6,6 +6,8 @@
 #include "net/Sockets.h"
 #include "net/Wakeup.h"
 
+namespace rt {
+
 /// The timing of a client's attempts to reach its server.
 struct ConnectTimes {
     int iLongestPause = 1000;                         // milliseconds between two attempts; shorter at first
@@ -16,3 +18,5 @@ struct ConnectTimes {
 /// the number of attempts. True when a stop was requested first.
 [[nodiscard]] bool connectWithRetries(SocketClient& client, const char* szHost, uint16_t uPort, const Wakeup& wakeup,
                                       const ConnectTimes& times = {});
+
+}  // namespace rt

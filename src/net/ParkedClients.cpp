@@ -9,6 +9,8 @@
 #include "base/NLogger.h"
 #include "net/Sockets.h"
 
+namespace rt {
+
 namespace {
 
 // New descriptors get the lowest free number, so one near the limit means that nearly all are in use.
@@ -68,3 +70,5 @@ void ParkedClients::forgetOldest() {
     vParked.erase(vParked.begin());
     vAddresses.erase(vAddresses.begin());
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace rt {
+
 /// Accepted connections that are not served yet. Owns them: each stays open until it is handed over, its peer closes
 /// it, or this object is destroyed. Used by one thread.
 class ParkedClients {
@@ -44,3 +46,5 @@ class ParkedClients {
     std::vector<sockaddr_in> vAddresses;
     uint32_t uSentAway = 0;  // for want of descriptors
 };
+
+}  // namespace rt

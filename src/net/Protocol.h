@@ -7,6 +7,8 @@
 
 #include "render/RaytracerParameters.h"
 
+namespace rt {
+
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are sent as they lie in memory");
 
 enum PacketType : uint32_t {
@@ -69,3 +71,5 @@ constexpr bool isValidHeader(const PacketHeader& header) {
 /// Most messages that a server accepts between two tiles. A correct exchange needs three; a client that repeats itself
 /// for ever would fill the log and keep a tile from others. A client counts nothing: it holds nobody up.
 constexpr uint32_t MAX_MESSAGES_PER_TILE = 100;
+
+}  // namespace rt

@@ -13,6 +13,8 @@
 #include "base/NRaiiFile.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 using Velk::NLogger;
 
 namespace {
@@ -41,3 +43,5 @@ void logSceneFiles(const char* szDescription, const SceneDesc& desc) {
         logFile(szFile);
     }
 }
+
+}  // namespace rt

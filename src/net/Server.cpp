@@ -9,6 +9,8 @@
 #include "net/ClientSlots.h"
 #include "net/Protocol.h"
 
+namespace rt {
+
 using Velk::NLogger;
 
 namespace {
@@ -180,3 +182,5 @@ void* ServerProc(void* pSlot) {
     slot.pSlots->leave(slot);
     return nullptr;
 }
+
+}  // namespace rt

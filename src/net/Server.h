@@ -8,6 +8,8 @@
 #include "net/TaskBoard.h"
 #include "render/RaytracerParameters.h"
 
+namespace rt {
+
 /// The server's end of the exchange with one client. Used by that client's thread.
 class RSIServer {
  public:
@@ -48,3 +50,5 @@ class RSIServer {
 /// Thread of one client: hands it untaken tasks until there are none or the exchange fails, then frees its slot. pSlot
 /// is a busy ClientSlot; returns null.
 void* ServerProc(void* pSlot);
+
+}  // namespace rt

@@ -18,6 +18,8 @@
 #include "base/LineReader.h"
 #include "base/NLogger.h"
 
+namespace rt {
+
 namespace {
 
 constexpr socklen_t ADDRESS_SIZE = sizeof(sockaddr_in);
@@ -256,3 +258,5 @@ void SocketClient::release() {
     uAheadStart = uAheadEnd = 0;
     tReceived = Clock::time_point{};
 }
+
+}  // namespace rt

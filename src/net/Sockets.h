@@ -10,6 +10,8 @@
 #include <initializer_list>
 #include <string>
 
+namespace rt {
+
 // TCP sockets: one that listens, and one end of a connection.
 
 /// The listening TCP socket of server mode. Used by one thread.
@@ -116,3 +118,5 @@ void watchPeer(int iSocket);
 
 /// Such as "10.0.0.7:51234".
 std::string addressText(const sockaddr_in& address);
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 
 #include "base/InputReport.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t TASK_LIST_STEP = 10;
@@ -87,3 +89,5 @@ void TaskBoard::clearUndone() {
         }
     }
 }
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "net/Wakeup.h"
 #include "render/RaytracerParameters.h"
 
+namespace rt {
+
 /// One tile of the image.
 struct Task {
     uint32_t uId;  // index in the task list
@@ -59,3 +61,5 @@ class TaskBoard {
     uint32_t uReservedTasks = 0;  // tasks with bReserved set
     uint32_t uDoneTasks = 0;      // completed tasks
 };
+
+}  // namespace rt

@@ -7,6 +7,8 @@
 
 #include "base/NLogger.h"
 
+namespace rt {
+
 Wakeup::~Wakeup() {
     if (iRead != -1) close(iRead);
     if (iWrite != -1) close(iWrite);
@@ -37,3 +39,5 @@ bool Wakeup::waitFor(int iMilliseconds) const {
     pollfd file{iRead, POLLIN, 0};
     return poll(&file, 1, iMilliseconds) > 0;
 }
+
+}  // namespace rt

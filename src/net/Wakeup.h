@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+namespace rt {
+
 /// A file that becomes readable, and stays so, when threads must stop waiting on their sockets: the last tile is done,
 /// or the program is to stop. Poll file() together with the socket.
 class Wakeup {
@@ -32,3 +34,5 @@ class Wakeup {
     int iWrite = -1;
     std::atomic<bool> bStop{false};
 };
+
+}  // namespace rt

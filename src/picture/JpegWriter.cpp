@@ -6,6 +6,8 @@
 
 #include "picture/PictureFile.h"
 
+namespace rt {
+
 namespace {
 
 constexpr int QUALITY = 92;
@@ -44,3 +46,5 @@ bool writeJpeg(FILE* pFile, const PixelView& picture) {
     jpeg_destroy_compress(&jpeg);
     return false;
 }
+
+}  // namespace rt

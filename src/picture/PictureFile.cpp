@@ -11,6 +11,8 @@
 #include "base/InputReport.h"
 #include "base/OutputFile.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t BMP_HEADERS = 54, BMP_ROW_UNIT = 4;  // bytes
@@ -94,3 +96,5 @@ bool writePicture(const std::string& sFile, const PixelView& picture) {
                      iReason ? strerror(iReason) : "the disk or the library failed");
     return true;
 }
+
+}  // namespace rt

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+namespace rt {
+
 /// Pixels of a picture in memory of somebody else: 3 bytes each (blue, green, red), row after row without gaps.
 struct PixelView {
     const uint8_t* pData;
@@ -42,3 +44,5 @@ std::string suffixOf(const std::string& sFile);
 // The writers that need a library.
 bool writePng(FILE* pFile, const PixelView& picture);
 bool writeJpeg(FILE* pFile, const PixelView& picture);
+
+}  // namespace rt

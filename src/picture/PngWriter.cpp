@@ -5,6 +5,8 @@
 
 #include "picture/PictureFile.h"
 
+namespace rt {
+
 namespace {
 
 // The file grows by a few percent, writing takes a third of the time.
@@ -33,3 +35,5 @@ bool writePng(FILE* pFile, const PixelView& picture) {
     png_destroy_write_struct(&pPng, &pInfo);
     return false;
 }
+
+}  // namespace rt

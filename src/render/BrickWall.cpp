@@ -6,6 +6,8 @@
 
 #include "render/Noise.h"
 
+namespace rt {
+
 using Velk::NMVector2f;
 using Velk::NMVector3f;
 
@@ -152,3 +154,5 @@ float Height(NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidth, flo
 NMVector3f TransformPoint(const NMVector3f& p, const NMVector3f& a, const NMVector3f& b, const NMVector3f& c) {
     return {dot(a, p), dot(b, p), dot(c, p)};
 }
+
+}  // namespace rt

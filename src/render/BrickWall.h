@@ -3,6 +3,8 @@
 #include "base/Vectors.h"
 #include "scene/Attributes.h"
 
+namespace rt {
+
 // The procedural brick wall: running bond, each brick slightly rotated and bevelled into the mortar, with a colour of
 // its own, a noisy relief that tilts the shading normal, and optional dirt. Lengths are in scene units.
 
@@ -28,3 +30,5 @@ float Height(Velk::NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidt
 /// (a . p, b . p, c . p)
 Velk::NMVector3f TransformPoint(const Velk::NMVector3f& p, const Velk::NMVector3f& a, const Velk::NMVector3f& b,
                                 const Velk::NMVector3f& c);
+
+}  // namespace rt

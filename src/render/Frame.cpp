@@ -4,6 +4,8 @@
 #include "scene/Camera.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 Frame frameOf(const Camera& camera, const Scene& scene, uint32_t uWidth, uint32_t uHeight) {
     return {camera.v3Position,
             camera.v3Screen[0],
@@ -13,3 +15,5 @@ Frame frameOf(const Camera& camera, const Scene& scene, uint32_t uWidth, uint32_
             uWidth,
             uHeight};
 }
+
+}  // namespace rt

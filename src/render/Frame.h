@@ -5,6 +5,8 @@
 #include "base/Vectors.h"
 #include "render/Tiles.h"
 
+namespace rt {
+
 class Camera;
 class Scene;
 
@@ -25,3 +27,5 @@ struct Frame {
 
 /// What a camera sees of a preprocessed scene. Requires a camera that was scaled by the scene's domain factor.
 Frame frameOf(const Camera& camera, const Scene& scene, uint32_t uWidth, uint32_t uHeight);
+
+}  // namespace rt

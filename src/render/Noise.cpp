@@ -5,6 +5,8 @@
 
 #include "base/Vectors.h"
 
+namespace rt {
+
 namespace {
 
 constexpr float HASH_SCALE = 1.0f / 2147483648.0f;
@@ -116,3 +118,5 @@ float InterpolateBSpline(float t, float p0, float p1, float p2, float p3) {
     const float fSquare = (p0 + p2) * 3.0f + (-6.0f * p1 + fCubic * t);
     return (4.0f * p1 + p0 + p2 + ((p2 - p0) * 3.0f + fSquare * t) * t) * 0.16666667f;
 }
+
+}  // namespace rt

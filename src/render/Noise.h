@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace rt {
+
 // Noise and interpolation, the building blocks of procedural textures. Hashes wrap modulo 2^32; all but
 // NoiseFunctionState are pure. The program does not call LinearStep, NoiseFunctionState and Turbulence: they are for
 // future textures.
@@ -44,3 +46,5 @@ float Cloud(float x, float y, float fSize, float fMinSize);
 
 /// Segment of a uniform cubic B-spline at t in [0, 1].
 float InterpolateBSpline(float t, float p0, float p1, float p2, float p3);
+
+}  // namespace rt

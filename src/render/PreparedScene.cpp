@@ -8,6 +8,8 @@
 #include "base/NLogger.h"
 #include "scene/SceneDesc.h"
 
+namespace rt {
+
 bool PreparedScene::read(const SceneDesc& desc) {
     release();
     return scene.loadScene(desc.szSceneFile) || attributes.loadAttributes(desc.szAttributesFile) ||
@@ -46,3 +48,5 @@ void PreparedScene::release() {
     attributes.releaseAttributes();
     lights.releaseLights();
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "scene/Lights.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 class SceneDesc;
 
 /// What rays meet: the mesh with its tree and boxes, materials and lights. It is filled, prepared once, and not changed
@@ -34,3 +36,5 @@ class PreparedScene {
  private:
     bool checkAttributes(const SceneDesc& desc) const;
 };
+
+}  // namespace rt

@@ -10,6 +10,8 @@
 #include "base/NLogger.h"
 #include "base/Progress.h"
 
+namespace rt {
+
 RayTracer::RayTracer() : pRenderer(new (std::nothrow) TileRenderer(*this, parameters)) {}
 
 bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
@@ -118,3 +120,5 @@ Velk::NMVector3f RayTracer::traceRay(const Velk::NMVector3f& v3Origin, const Vel
                                      unsigned uDepth, float fRefractiveIndex) {
     return pRenderer->traceRay(v3Origin, v3Direction, fMaxDistance, uDepth, fRefractiveIndex);
 }
+
+}  // namespace rt

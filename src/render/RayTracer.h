@@ -11,6 +11,8 @@
 #include "scene/Camera.h"
 #include "scene/SceneDesc.h"
 
+namespace rt {
+
 /// The program's render: a scene with the description and camera that it came from, the settings, and the image. The
 /// scene's members (scene, attributes, lights, queries) are those of PreparedScene.
 ///
@@ -82,3 +84,5 @@ class RayTracer : public PreparedScene {
 
     std::unique_ptr<TileRenderer> pRenderer;  // null when out of memory; preprocessScene() fails then
 };
+
+}  // namespace rt

@@ -3,6 +3,8 @@
 #include "render/RayTracer.h"
 #include "render/Surface.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 NMVector3f RayTracer::procedeTexture(const FaceData* pFace, const RayTestOutput&, NMVector3f v3Point,
@@ -31,3 +33,5 @@ bool RayTracer::dummyFindObstacle(const NMVector3f& v3Origin, const NMVector3f& 
     }
     return false;
 }
+
+}  // namespace rt

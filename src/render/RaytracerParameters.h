@@ -6,6 +6,8 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 /// The render settings. The server sends this record to its clients byte for byte, so the layout is fixed.
 struct RaytracerParameters {
     char szDescFile[256] = "";               // path of the scene description
@@ -41,3 +43,5 @@ static_assert(offsetof(RaytracerParameters, v3CameraPosition) == 540);
 static_assert(offsetof(RaytracerParameters, v3CameraLook) == 552);
 static_assert(offsetof(RaytracerParameters, uWidth) == 564);
 static_assert(offsetof(RaytracerParameters, uHeight) == 568);
+
+}  // namespace rt

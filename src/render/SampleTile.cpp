@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t BAND = 32;  // rows of pixels between two questions to pfnStop
@@ -37,3 +39,5 @@ void SampleTile::renderBand(const Tile& band, uint8_t* pFirst, size_t uStride) {
         for (size_t u = 0; u < uBytes; ++u) pRow[u] = static_cast<uint8_t>(vSums[u] / uCount);
     }
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 
 #include "render/TileRenderer.h"
 
+namespace rt {
+
 /// Renders tiles of a picture from a frame that is uSamples times as wide and as high: each pixel is the mean of a
 /// square of uSamples x uSamples of its pixels, each component for itself, rounded to the nearest byte (halves up).
 /// With one sample it is that frame, byte for byte. One thread's scratch memory, as TileRenderer is.
@@ -28,3 +30,5 @@ class SampleTile {
     std::vector<uint8_t> vLarge;  // the band in the large frame
     std::vector<uint32_t> vSums;  // of one row of pixels
 };
+
+}  // namespace rt

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 class Attributes;
 class Lights;
 class RayQueries;
@@ -15,3 +17,5 @@ struct ShadingContext {
     const RayQueries& queries;
     const RaytracerParameters& parameters;
 };
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "scene/Lights.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -156,3 +158,5 @@ void StreamShader::refract(unsigned uDepth) {
         return C + multiply(surface.S, v3Seen) * surface.fKf;
     });
 }
+
+}  // namespace rt

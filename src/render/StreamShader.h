@@ -9,6 +9,8 @@
 #include "render/Surface.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 struct Light;
 
 /// Finds the colours that streams of rays see: traces all rays of one depth together, then all shadow rays to one
@@ -72,3 +74,5 @@ class StreamShader {
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from
     bool bBlocked[RayStream::ROOM];
 };
+
+}  // namespace rt

@@ -7,6 +7,8 @@
 #include "render/RaytracerParameters.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -58,3 +60,5 @@ float brightness(float fSum) {
     const double dPower = pow(d, static_cast<double>(BRIGHTNESS_EXPONENT));
     return static_cast<float>(d > 1.0 ? dPower + 30.0 * log(d) : dPower);  // the logarithm adds nothing below 1
 }
+
+}  // namespace rt

@@ -7,6 +7,8 @@
 #include "scene/Attributes.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 /// The shading data of a hit point, from its face, material and texture. The letters are those of the shading formulas:
 /// D direction of the ray, P point, N normal, S surface colour, L direction to the light, H half-way vector.
 struct Surface {
@@ -32,3 +34,5 @@ Velk::NMVector3f brickTexture(const RaytracerParameters& parameters, const FaceD
 
 /// The fixed curve from the sum of the lights to a multiple of the surface's colour.
 float brightness(float fSum);
+
+}  // namespace rt

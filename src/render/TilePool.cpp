@@ -5,6 +5,8 @@
 
 #include "base/LargeBlock.h"
 
+namespace rt {
+
 uint64_t TilePool::bytesFor(const TileGrid& tiles) {
     return tiles.count() + uint64_t{3} * tiles.uWidth * tiles.uHeight;
 }
@@ -35,3 +37,5 @@ uint32_t TilePool::claim() {
 void TilePool::finish(uint32_t uTile) {
     if (!pDone[uTile].exchange(true, std::memory_order_acq_rel)) ++uDone;
 }
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 
 #include "render/Tiles.h"
 
+namespace rt {
+
 /// One picture in memory, and which of its tiles are done. Any number of threads may claim and finish tiles at once;
 /// making and releasing it is for one.
 class TilePool {
@@ -55,3 +57,5 @@ class TilePool {
     std::unique_ptr<std::atomic<bool>[]> pDone;
     std::unique_ptr<uint8_t, Free> pPixels;
 };
+
+}  // namespace rt

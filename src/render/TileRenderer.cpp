@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cassert>
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -101,3 +103,5 @@ NMVector3f TileRenderer::traceRay(const NMVector3f& v3Origin, const NMVector3f& 
     shader.setMedium(uDepth, 0, fRefractiveIndex);
     return *shader.trace(uDepth);
 }
+
+}  // namespace rt

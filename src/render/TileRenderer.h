@@ -9,6 +9,8 @@
 #include "render/RaytracerParameters.h"
 #include "render/StreamShader.h"
 
+namespace rt {
+
 /// Renders tiles of pictures of a prepared scene. Holds the scratch memory of one thread, about a megabyte, so it
 /// belongs on the heap; each thread that renders has its own.
 class TileRenderer {
@@ -31,3 +33,5 @@ class TileRenderer {
 
     StreamShader shader;
 };
+
+}  // namespace rt

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cassert>
 
+namespace rt {
+
 Tile TileGrid::tile(uint64_t uTile) const {
     assert(uTile < count());
     return tileAt(static_cast<uint32_t>(uTile % across() * uEdge), static_cast<uint32_t>(uTile / across() * uEdge));
@@ -13,3 +15,5 @@ Tile TileGrid::tileAt(uint32_t x, uint32_t y) const {
     if (x >= uWidth || y >= uHeight) return {x, y, 0, 0};
     return {x, y, std::min(uEdge, uWidth - x), std::min(uEdge, uHeight - y)};
 }
+
+}  // namespace rt

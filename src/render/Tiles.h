@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace rt {
+
 /// A rectangle of pixels.
 struct Tile {
     uint32_t x;  // first column
@@ -30,3 +32,5 @@ struct TileGrid {
  private:
     uint64_t along(uint32_t uPixels) const { return (uint64_t{uPixels} + uEdge - 1) / uEdge; }
 };
+
+}  // namespace rt

@@ -11,6 +11,8 @@
 #include "base/NLogger.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 namespace {
 
 enum ValueKind { VALUE_FLOAT, VALUE_COMPLEMENT, VALUE_INTEGER, VALUE_COLOUR, VALUE_SWITCH, VALUE_IGNORED, VALUE_END };
@@ -184,3 +186,5 @@ void Attributes::releaseAttributes() {
     vAttributes.Release();
     bLoaded = false;
 }
+
+}  // namespace rt

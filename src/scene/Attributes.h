@@ -6,6 +6,8 @@
 #include "base/NArrays.h"
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// Bits of AttributeInstance::uFlags. Shading looks at AF_SMOOTH only.
 enum AttributeFlag : uint32_t {
     AF_SELF_LUM_POS = 0x01,
@@ -57,3 +59,5 @@ class Attributes {
  private:
     Velk::Refusal takeLine(Velk::LineReader& reader, const char* szLine, AttributeInstance& working, bool& bInside);
 };
+
+}  // namespace rt

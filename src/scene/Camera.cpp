@@ -10,6 +10,8 @@
 #include "base/NLogger.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -105,3 +107,5 @@ void Camera::setCamera(const NMVector3f& v3NewPosition, const NMVector3f& v3Look
     v3Screen[2] = v3NewCentre + v3NewColumn - v3NewRow;
     v3Position = v3NewPosition;
 }
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 #include "base/LineReader.h"
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// The viewer: an eye point, a rectangular screen in space and the image's resolution. Pixel (x, y) of a W x H image
 /// looks through corner 0 + (corner 1 - corner 0) * x / W + (corner 2 - corner 0) * y / H.
 class Camera {
@@ -32,3 +34,5 @@ class Camera {
  private:
     Velk::Refusal parseLine(Velk::LineReader& reader, const char* szLine, unsigned uStep);
 };
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// The next axis after a is g_modulo[a + 1], the one before it g_modulo[a + 2], cyclically.
 constexpr uint8_t g_modulo[5] = {0, 1, 2, 0, 1};
 
@@ -56,3 +58,5 @@ struct RayTestOutput {
     float fV;
 };
 static_assert(sizeof(RayTestOutput) == 28, "copied whole");
+
+}  // namespace rt

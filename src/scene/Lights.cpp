@@ -9,6 +9,8 @@
 #include "base/NewArray.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 namespace {
 
 // Reads the number of lights. Returns what is wrong with the line, or null when it is correct.
@@ -85,3 +87,5 @@ void Lights::releaseLights() {
 void Lights::applyDomainFactor(float fFactor) {
     for (uint32_t u = 0; u < uCount; ++u) pLights[u].v3Position = pLights[u].v3Position * fFactor;
 }
+
+}  // namespace rt

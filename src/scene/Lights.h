@@ -5,6 +5,8 @@
 #include "base/LineReader.h"
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// One point light.
 struct Light {
     Velk::NMVector3f v3Position;
@@ -40,3 +42,5 @@ class Lights {
  private:
     Velk::Refusal parse(Velk::LineReader& reader, const char* szFile);
 };
+
+}  // namespace rt

@@ -8,11 +8,13 @@
 #include "base/InputReport.h"
 #include "base/LineReader.h"
 #include "base/NArrays.h"
-#include "base/NewArray.h"
 #include "base/NLogger.h"
+#include "base/NewArray.h"
 #include "base/OutputFile.h"
 #include "base/Printable.h"
 #include "base/TextWriter.h"
+
+namespace rt {
 
 using Velk::NMVector3f;
 
@@ -207,3 +209,5 @@ bool OldLights::saveLights(const char* szFile) const {
     Velk::fileError(szFile, errno);
     return true;
 }
+
+}  // namespace rt

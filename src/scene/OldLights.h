@@ -4,6 +4,8 @@
 
 #include "scene/Lights.h"
 
+namespace rt {
+
 /// Reads lights in the older format, where fixtures place light definitions, and writes them in the current one. For
 /// the converter: the renderer uses Lights only.
 class OldLights {
@@ -26,3 +28,5 @@ class OldLights {
     /// Writes the lights as Lights::loadLights reads them, the whole file or none. True on failure, which is logged.
     [[nodiscard]] bool saveLights(const char* szFile) const;
 };
+
+}  // namespace rt

@@ -12,6 +12,8 @@
 #include "base/NewArray.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 using Velk::NLogger;
 using Velk::NMVector3f;
 using Velk::Refusal;
@@ -263,3 +265,5 @@ void Scene::fixDomain() {
     v3Center = v3Center * fDomainFactor;
     fDiagonal *= fDomainFactor;
 }
+
+}  // namespace rt

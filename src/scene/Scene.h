@@ -6,6 +6,8 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 /// Whether a mesh is scaled so that the longest side of its bounds is 10000 units, as the renderer wants it, or keeps
 /// the caller's numbers.
 enum class Scaling { DOMAIN, NONE };
@@ -78,3 +80,5 @@ class Scene {
     bool rayTriangleTestFast(unsigned uFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,
                              float fMaxT, RayTestOutput* pOut) const;
 };
+
+}  // namespace rt

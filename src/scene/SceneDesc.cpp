@@ -10,6 +10,8 @@
 #include "base/NRaiiFile.h"
 #include "base/Printable.h"
 
+namespace rt {
+
 namespace {
 
 // Warns of a path that is missing or will probably not be found.
@@ -57,3 +59,5 @@ bool SceneDesc::loadDescription(const char* szFile) {
 void SceneDesc::trimCRNL(char* s) {
     s[strcspn(s, "\r\n")] = '\0';
 }
+
+}  // namespace rt

@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 /// The scene description: the paths of a scene's four other files, relative to the working directory.
 class SceneDesc {
  public:
@@ -16,3 +18,5 @@ class SceneDesc {
     /// Cuts a text at its first carriage return or line feed.
     static void trimCRNL(char* s);
 };
+
+}  // namespace rt

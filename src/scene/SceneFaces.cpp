@@ -7,6 +7,8 @@
 #include "base/simd/Float4.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NM_EPSILON_F;
 using Velk::NMVector3f;
 
@@ -100,7 +102,7 @@ void Scene::precalculateFaces() {
         for (const SceneVertex* p : {pAhead->pA, pAhead->pB, pAhead->pC}) __builtin_prefetch(p);
         AngleNormals normals{};
         deriveFace(face, normals);
-        if (!::isSound(face, normals)) {
+        if (!rt::isSound(face, normals)) {
             makeUnsound(face);
             continue;
         }
@@ -175,3 +177,5 @@ bool Scene::rayTriangleTestFast(unsigned uFace, const NMVector3f& v3Origin, cons
                                 RayTestOutput* pOut) const {
     return rayTriangleTestFast(&vFaces[uFace], v3Origin, v3Dir, fMaxT, pOut);
 }
+
+}  // namespace rt

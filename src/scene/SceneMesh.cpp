@@ -6,6 +6,8 @@
 #include "base/NewArray.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 bool Scene::setMesh(const MeshArrays& mesh) {
     const auto refuse = [this](const char* szWhat, uint32_t u) {
         Velk::inputError("mesh", 0, nullptr, szWhat, u);
@@ -40,3 +42,5 @@ bool Scene::setMesh(const MeshArrays& mesh) {
     bLoaded = true;
     return false;
 }
+
+}  // namespace rt

@@ -10,6 +10,8 @@
 #include "accel/build/SplitFrame.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 using Velk::NMVector3f;

@@ -8,6 +8,8 @@
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 using Velk::NMVector3f;
 
 namespace {

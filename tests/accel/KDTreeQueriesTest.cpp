@@ -3,6 +3,8 @@
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 using Velk::NMVector3f;

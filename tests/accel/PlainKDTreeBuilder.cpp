@@ -8,6 +8,8 @@
 
 #include "accel/build/KDTreeBuilder.h"
 
+using namespace rt;
+
 using Velk::BoxAABB;
 using Velk::NMVector3f;
 

@@ -10,6 +10,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool MEMORY_CAN_BE_LIMITED = false;  // the shadow memory alone is larger than any limit
 #else

@@ -15,6 +15,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 #ifdef RT_IMPORT
 namespace {
 

@@ -6,6 +6,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using namespace std::string_literals;

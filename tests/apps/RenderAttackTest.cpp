@@ -12,6 +12,8 @@
 #include "apps/RenderSteps.h"
 #include "shared/ContentHash.h"
 
+using namespace rt;
+
 namespace {
 
 // rt-render as a child to disturb; what it says is in the file "said".

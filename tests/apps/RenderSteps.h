@@ -10,6 +10,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace fs = std::filesystem;
 
 /// A directory with a scene called "test", small and quick, and a cache of its own.

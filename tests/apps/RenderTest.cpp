@@ -6,6 +6,8 @@
 
 #include "apps/RenderSteps.h"
 
+using namespace rt;
+
 namespace {
 
 using namespace std::string_literals;

@@ -8,6 +8,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using SignalsTest = FileTest;

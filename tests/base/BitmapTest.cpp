@@ -7,6 +7,8 @@
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 using Velk::NBitmap;

@@ -17,6 +17,8 @@
 #include "support/FileTest.h"
 #include "support/Process.h"
 
+using namespace rt;
+
 namespace {
 
 namespace fs = std::filesystem;

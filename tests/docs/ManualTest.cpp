@@ -5,6 +5,7 @@
 #include "support/FileTest.h"
 #include "support/Process.h"
 
+
 namespace {
 
 using Names = std::set<std::string>;

@@ -11,6 +11,8 @@
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 /// A client on a small scene; the test plays its server.

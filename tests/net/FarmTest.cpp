@@ -11,6 +11,8 @@
 #include "support/Process.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 /// The program, running in a directory of its own that sees the test's scenes.

@@ -6,6 +6,8 @@
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 /// A server on a port, with times that suit a test, among clients of every bad kind.

@@ -12,6 +12,8 @@
 #include <thread>
 #include <utility>
 
+using namespace rt;
+
 constexpr int GENEROUS_SECONDS = 60;
 
 std::string words(std::initializer_list<uint32_t> vWords) {

@@ -8,6 +8,8 @@
 
 #include "net/AcceptLoop.h"
 
+using namespace rt;
+
 /// 32-bit words as they lie on the wire.
 std::string words(std::initializer_list<uint32_t> vWords);
 

@@ -9,6 +9,8 @@
 #include "net/Peer.h"
 #include "support/FileTest.h"
 
+using namespace rt;
+
 namespace {
 
 using ServerTest = FileTest;

@@ -10,6 +10,8 @@
 #include "net/Peer.h"
 #include "support/FileTest.h"
 
+using namespace rt;
+
 namespace {
 
 using SocketsTest = FileTest;

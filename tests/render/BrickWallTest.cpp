@@ -8,6 +8,8 @@
 #include "render/Noise.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 using Velk::NMVector2f;

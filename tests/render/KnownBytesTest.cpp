@@ -2,6 +2,8 @@
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using KnownBytesTest = FileTest;

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace rt;
+
 namespace {
 
 // What the pictures of known bytes do not show; every other change of the noise changes them.

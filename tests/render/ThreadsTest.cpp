@@ -9,6 +9,8 @@
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using ThreadsTest = FileTest;

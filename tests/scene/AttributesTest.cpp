@@ -8,6 +8,8 @@
 #include "support/FileTest.h"
 #include "support/Process.h"
 
+using namespace rt;
+
 namespace {
 
 using AttributesTest = FileTest;

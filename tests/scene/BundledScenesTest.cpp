@@ -3,6 +3,8 @@
 #include "support/FileTest.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using BundledScenesTest = FileTest;

@@ -5,6 +5,8 @@
 #include "support/Meshes.h"
 #include "support/Scenes.h"
 
+using namespace rt;
+
 namespace {
 
 using CameraTest = FileTest;

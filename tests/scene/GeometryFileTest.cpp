@@ -7,6 +7,8 @@
 
 #include "support/FileTest.h"
 
+using namespace rt;
+
 namespace {
 
 // A quad of two triangles.

@@ -10,6 +10,8 @@
 
 #include "support/FileTest.h"
 
+using namespace rt;
+
 namespace {
 
 using LoadersTest = FileTest;

@@ -5,6 +5,8 @@
 
 #include "support/FileTest.h"
 
+using namespace rt;
+
 namespace {
 
 using OldLightsTest = FileTest;

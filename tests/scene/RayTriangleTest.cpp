@@ -2,6 +2,8 @@
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 namespace {
 
 using RayTriangleTest = FileTest;

@@ -11,6 +11,8 @@
 
 #include "support/Files.h"
 
+using namespace rt;
+
 using Velk::NMVector3f;
 
 void Mesh::add(const NMVector3f& A, const NMVector3f& B, const NMVector3f& C, uint32_t uAttribute) {

@@ -7,6 +7,8 @@
 
 #include "scene/Scene.h"
 
+using namespace rt;
+
 /// The same numbers from the same seed with every compiler and library.
 class Random {
  public:

@@ -3,6 +3,8 @@
 
 #include "support/FileTest.h"
 
+using namespace rt;
+
 void SceneText::write(const std::string& sName) const {
     const std::string sStem = "Scenes/" + sName + "/" + sName;
     writeFile(sStem + ".brs", sGeometry);

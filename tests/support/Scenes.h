@@ -5,6 +5,8 @@
 #include "render/RayTracer.h"
 #include "support/Meshes.h"
 
+using namespace rt;
+
 /// The text of a scene's files.
 struct SceneText {
     std::string sGeometry, sCamera, sAttributes, sLights;

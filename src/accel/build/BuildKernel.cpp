@@ -4,6 +4,8 @@
 #include "accel/build/BuildKernelOf.h"
 #include "base/simd/Float4.h"
 
+namespace rt {
+
 const BuildKernel g_buildKernel4 = BUILD_KERNEL<Float4>;
 
 const BuildKernel& BuildKernel::fastest() {
@@ -13,3 +15,5 @@ const BuildKernel& BuildKernel::fastest() {
 #endif
     return g_buildKernel4;
 }
+
+}  // namespace rt

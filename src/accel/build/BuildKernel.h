@@ -4,6 +4,8 @@
 
 #include "accel/build/NodeFrame.h"
 
+namespace rt {
+
 /// The vectorised loops of the tree's construction. There is one set of them for each instruction set, and every one
 /// gives the same answers to the bit.
 struct BuildKernel {
@@ -25,3 +27,5 @@ struct BuildKernel {
 
 extern const BuildKernel g_buildKernel4;          // four lanes, on every machine
 extern const BuildKernel* const g_pBuildKernel8;  // eight lanes; null when the build has no AVX2
+
+}  // namespace rt

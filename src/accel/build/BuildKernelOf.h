@@ -6,6 +6,8 @@
 #include "accel/build/PartSweepKernel.h"
 #include "accel/build/ThresholdsKernel.h"
 
+namespace rt {
+
 namespace {
 
 template <typename Lanes>
@@ -17,3 +19,5 @@ constexpr BuildKernel BUILD_KERNEL = {
        uint32_t uEnd) { return PartSweep<Lanes>(frame, pCorners, bHigh, pCandidates).firstOverlap(uBegin, uEnd); }};
 
 }  // namespace
+
+}  // namespace rt

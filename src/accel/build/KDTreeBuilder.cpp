@@ -5,6 +5,8 @@
 
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::BoxAABB;
 
 namespace {
@@ -99,3 +101,5 @@ bool KDTreeBuilder::addChildren(const ChildList (&children)[2]) {
     }
     return false;
 }
+
+}  // namespace rt

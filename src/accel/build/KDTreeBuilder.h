@@ -6,6 +6,8 @@
 #include "accel/build/KDTreeSplitSearch.h"
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// Builds a kd-tree (see docs/building.md) by a surface-area-heuristic search (MacDonald and Booth 1990) over the
 /// vertex coordinates of the faces on each node's longest axis.
 class KDTreeBuilder {
@@ -37,3 +39,5 @@ class KDTreeBuilder {
     Velk::NDataVector<KDTreeNode>& nodes;
     KDTreeSplitSearch search;
 };
+
+}  // namespace rt

@@ -11,6 +11,8 @@
 #include "base/NewArray.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -248,3 +250,5 @@ bool KDTreeSplitSearch::overlapsLow(const SplitFrame& frame, uint32_t u, float f
 bool KDTreeSplitSearch::overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
     return SplitFrame::overlaps(corners[thresholds.pFace[u]].v3Corner, frame.highPart(fPos));
 }
+
+}  // namespace rt

@@ -9,6 +9,8 @@
 #include "accel/build/SplitFrame.h"
 #include "base/NArrays.h"
 
+namespace rt {
+
 class Scene;
 
 /// Finds the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to the bit,
@@ -73,3 +75,5 @@ class KDTreeSplitSearch {
     Velk::NDataVector<float> vPositions;
     Velk::NDataVector<uint32_t> vLeft, vRight;  // one element more; faces from here on; faces no longer
 };
+
+}  // namespace rt

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace rt {
+
 /// One array a value, one element a face of the current node.
 template <typename T>
 struct FaceValues {
@@ -40,3 +42,5 @@ namespace {
 constexpr uint8_t PROJECTED[3][3][2] = {{{0, 2}, {0, 2}, {0, 1}}, {{0, 2}, {0, 2}, {0, 1}}, {{1, 2}, {0, 1}, {1, 2}}};
 
 }  // namespace
+
+}  // namespace rt

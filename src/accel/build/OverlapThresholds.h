@@ -5,6 +5,8 @@
 #include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
 
+namespace rt {
+
 /// The corners of one face, side by side.
 struct FaceCorners {
     Velk::NMVector3f v3Corner[3];
@@ -26,3 +28,5 @@ struct OverlapThresholds : FaceValues<float> {
 
     uint32_t* pFace;  // input: numbers of faces
 };
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "accel/Rounding.h"
 #include "accel/build/NodeFrame.h"
 
+namespace rt {
+
 namespace {
 
 /// Tests one face against the parts on one side of ascending candidates, as many of them or of ranges at a time as the
@@ -237,3 +239,5 @@ class PartSweep {
 };
 
 }  // namespace
+
+}  // namespace rt

@@ -12,6 +12,8 @@
 #include "accel/build/SplitFrame.h"
 #include "base/simd/Float4.h"
 
+namespace rt {
+
 namespace {
 
 class SmallSplit {
@@ -98,3 +100,5 @@ class SmallSplit {
 };
 
 }  // namespace
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 
 #include "base/simd/Float4.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted; with more there are at least eight bins
@@ -184,3 +186,5 @@ uint32_t SplitBins::sumBefore(const uint32_t* pCounts) const {
     for (uint32_t u = 0; u < uFirst; ++u) uSum += pCounts[u];
     return uSum;
 }
+
+}  // namespace rt

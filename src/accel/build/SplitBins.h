@@ -5,6 +5,8 @@
 #include "accel/build/NodeFrame.h"
 #include "accel/build/SplitFrame.h"
 
+namespace rt {
+
 /// The candidates of a node in equal intervals of the split axis, and the run of intervals that can hold the cheapest.
 ///
 /// A face's counts change between its thresholds only, and costs grow with counts and areas. So the thresholds in the
@@ -59,3 +61,5 @@ class SplitBins {
     uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts
     uint32_t *pHighSure = nullptr, *pHighMaybe = nullptr;
 };
+
+}  // namespace rt

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+namespace rt {
+
 NodeFrame SplitFrame::forKernels() const {
     const Velk::NMVector3f v3Centre = centre(box), v3Half = half(box);
     NodeFrame node{};
@@ -19,3 +21,5 @@ NodeFrame SplitFrame::forKernels() const {
     node.fReach = std::max(std::fabs(fLow), std::fabs(fHigh));
     return node;
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "accel/build/NodeFrame.h"
 #include "base/Vectors.h"
 
+namespace rt {
+
 /// A position on the split axis and what a split there costs.
 struct Split {
     float fPos;
@@ -66,3 +68,5 @@ struct SplitFrame {
         return TriBoxIntersection(centre(box), half(box), pCorners[0], pCorners[1], pCorners[2]);
     }
 };
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 #include "accel/Rounding.h"
 #include "accel/build/NodeFrame.h"
 
+namespace rt {
+
 // The thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
 // "Thresholds".
 
@@ -192,3 +194,5 @@ struct ThresholdsKernel {
 };
 
 }  // namespace
+
+}  // namespace rt

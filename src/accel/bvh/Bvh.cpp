@@ -8,6 +8,8 @@
 #include "accel/bvh/FaceBounds.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t ALIGNMENT = 64;  // a cache line
@@ -95,3 +97,5 @@ void Bvh::release() {
     vNodes.Release();
     vRecords.Release();
 }
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 #include "accel/bvh/FaceRecord.h"
 #include "base/NArrays.h"
 
+namespace rt {
+
 class Scene;
 
 /// Up to four boxes and what they hold: further nodes, or leaves of some records.
@@ -42,3 +44,5 @@ class Bvh {
 
     void release();
 };
+
+}  // namespace rt

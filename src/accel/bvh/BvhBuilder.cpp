@@ -7,6 +7,8 @@
 
 #include "base/simd/Float4.h"
 
+namespace rt {
+
 namespace {
 
 constexpr unsigned MAX_BINS = 16;     // half as many for as few items
@@ -187,3 +189,5 @@ uint32_t buildBvh(BvhNode* pNodes, BvhItem* pItems, uint32_t uOrdinary, uint32_t
     builder.makeNode(parts, uParts, 0);
     return builder.nodes();
 }
+
+}  // namespace rt

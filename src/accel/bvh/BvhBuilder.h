@@ -4,6 +4,8 @@
 
 #include "accel/bvh/Bvh.h"
 
+namespace rt {
+
 /// A face's box; the spare component of the lower corner holds the bits of the face's index.
 struct alignas(16) BvhItem {
     float fMin[4];
@@ -17,3 +19,5 @@ struct alignas(16) BvhItem {
 /// nodes, of which there must be room for a third of the items and one more. The first uOrdinary of the uTotal items do
 /// not share a child of the root with the others. Returns the number of nodes.
 uint32_t buildBvh(BvhNode* pNodes, BvhItem* pItems, uint32_t uOrdinary, uint32_t uTotal);
+
+}  // namespace rt

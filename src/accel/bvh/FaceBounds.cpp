@@ -7,6 +7,8 @@
 #include "accel/Rounding.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 namespace {
 
 constexpr double UNIT = ROUNDING_UNIT;
@@ -69,3 +71,5 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     }
     return bNeedle;
 }
+
+}  // namespace rt

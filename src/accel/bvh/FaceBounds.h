@@ -1,5 +1,7 @@
 #pragma once
 
+namespace rt {
+
 struct FaceData;
 class Scene;
 
@@ -28,3 +30,5 @@ class FaceBounds {
     float fReach = 0.0f;
     float fOriginLimit = -1.0f;
 };
+
+}  // namespace rt

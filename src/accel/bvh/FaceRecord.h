@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+namespace rt {
+
 /// What the packet kernels need to test one face, and nothing else. Names as in FaceData; fCu and fCv are vertex C's
 /// coordinates on the axes ku and kv.
 struct FaceRecord {
@@ -19,3 +21,5 @@ struct FaceRecord {
     static constexpr uint32_t MAX_FACES = 1u << 29;
 };
 static_assert(sizeof(FaceRecord) == 40, "a face test reads 40 bytes");
+
+}  // namespace rt

@@ -13,6 +13,8 @@
 #include "base/InputReport.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -118,3 +120,5 @@ bool UniformSpaceSubdivision::collectStrays() {
     }
     return false;
 }
+
+}  // namespace rt

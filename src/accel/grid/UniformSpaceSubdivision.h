@@ -6,6 +6,8 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 /// A uniform grid over a scene's bounds with about as many voxels as faces; each voxel lists the faces that overlap it.
 /// Answers the same queries as the kd-tree, exactly as a search over all faces would. It is built, or loaded from its
 /// cache file uss.tmp in the working directory. Serves one query at a time.
@@ -96,3 +98,5 @@ class UniformSpaceSubdivision : public VoxelGrid {
     FaceIndices strays;
     float fTStart = 0.0f;  // ray parameter where the walk began
 };
+
+}  // namespace rt

@@ -7,6 +7,8 @@
 
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -267,3 +269,5 @@ bool UniformSpaceSubdivision::findObstacle(const NMVector3f& v3Origin, const NMV
     });
     return bFound;
 }
+
+}  // namespace rt

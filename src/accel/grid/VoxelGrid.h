@@ -8,6 +8,8 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 class Scene;
 
 /// The voxels of a uniform grid and the faces that overlap each, as the builder makes them and the cache file stores
@@ -43,3 +45,5 @@ struct VoxelGrid {
         hashes.Release();
     }
 };
+
+}  // namespace rt

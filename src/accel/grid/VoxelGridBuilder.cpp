@@ -10,6 +10,8 @@
 #include "accel/TriBoxIntersection.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -212,3 +214,5 @@ bool buildVoxelGrid(VoxelGrid& grid) {
     bFailed = bFailed || sortListings(listings, grid);
     return bFailed;
 }
+
+}  // namespace rt

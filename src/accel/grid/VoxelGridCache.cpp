@@ -20,6 +20,8 @@
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 namespace {
@@ -191,3 +193,5 @@ bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
     ReportErrorFormat("Failed to write to file: %s\n", Velk::Printable(szPath).text());
     return true;
 }
+
+}  // namespace rt

@@ -12,6 +12,8 @@
 #include "base/Progress.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
     release();
     pScene = pNewScene;
@@ -60,3 +62,5 @@ void KDTree::release() {
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }
+
+}  // namespace rt

@@ -8,6 +8,8 @@
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 class Scene;
 
 /// The kd-tree over a scene's faces that defines the answer of every ray query: built with a surface-area heuristic or
@@ -72,3 +74,5 @@ class KDTree : public FaceLists {
     bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, StackEntry* vStack,
                   const VisitLeaf& visitLeaf) const;
 };
+
+}  // namespace rt

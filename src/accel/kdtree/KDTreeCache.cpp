@@ -16,6 +16,8 @@
 #include "base/TextWriter.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint64_t ANY_NUMBER = uint64_t{1} << 32;
@@ -199,3 +201,5 @@ bool KDTree::walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) c
     Velk::printProgress("Face list index: %d.\n", iEntry);
     return true;
 }
+
+}  // namespace rt

@@ -4,6 +4,8 @@
 #include "accel/kdtree/KDTree.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 using Velk::NMVector3f;
 
 // Clips the ray to the scene's box by the slab method and sets up the two ends of the stack. True when the ray misses
@@ -105,3 +107,5 @@ bool KDTree::findObstacle(const NMVector3f& v3Origin, const NMVector3f& v3Dir, f
         return false;
     });
 }
+
+}  // namespace rt

@@ -9,6 +9,8 @@
 #include "accel/packet/RayPacket.h"
 #include "accel/packet/SlabTest.h"
 
+namespace rt {
+
 namespace {
 
 template <typename F, typename B>
@@ -144,3 +146,5 @@ class BvhTraversal {
 };
 
 }  // namespace
+
+}  // namespace rt

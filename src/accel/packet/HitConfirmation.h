@@ -9,6 +9,8 @@
 #include "accel/Rounding.h"
 #include "accel/packet/RayPacket.h"
 
+namespace rt {
+
 namespace {
 
 template <typename F>
@@ -188,3 +190,5 @@ class HitConfirmation {
 };
 
 }  // namespace
+
+}  // namespace rt

@@ -11,6 +11,8 @@
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
 
+namespace rt {
+
 namespace {
 
 template <typename F, typename B>
@@ -111,3 +113,5 @@ class PacketFrustum {
 };
 
 }  // namespace
+
+}  // namespace rt

@@ -5,6 +5,8 @@
 
 #include "accel/packet/RayKernelList.h"
 
+namespace rt {
+
 namespace {
 
 struct Choice {
@@ -39,3 +41,5 @@ const RayKernel& bestKernel() {
 const RayKernel* findKernel(const char* szName) {
     return firstUsable([szName](const RayKernel& kernel) { return !strcmp(kernel.szName, szName); });
 }
+
+}  // namespace rt

@@ -6,6 +6,8 @@
 #include "accel/bvh/Bvh.h"
 #include "accel/bvh/FaceRecord.h"
 
+namespace rt {
+
 /// What a kernel needs to know of the tree, the box hierarchy and the records: plain pointers, owned by RayQueries.
 struct TraversalData {
     const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
@@ -56,3 +58,5 @@ const RayKernel& bestKernel();
 
 /// The kernel of the given name ("generic", "sse2", "avx2", "avx512"), null when this machine or build has none.
 const RayKernel* findKernel(const char* szName);
+
+}  // namespace rt

@@ -6,7 +6,10 @@
 #include "accel/packet/RayPacketQuery.h"
 #include "base/simd/FloatsAvx2.h"
 
+namespace rt {
+
 const RayKernel g_kernelAvx2{"avx2", nearestFaces<Floats<Avx2Set>, Floats<Sse2Set>>,
                              obstacles<Floats<Avx2Set>, Floats<Sse2Set>>};
 
+}  // namespace rt
 #endif

@@ -6,7 +6,10 @@
 #include "accel/packet/RayPacketQuery.h"
 #include "base/simd/FloatsAvx512.h"
 
+namespace rt {
+
 const RayKernel g_kernelAvx512{"avx512", nearestFaces<Floats<Avx512Set>, Floats<Sse2Set>>,
                                obstacles<Floats<Avx512Set>, Floats<Sse2Set>>};
 
+}  // namespace rt
 #endif

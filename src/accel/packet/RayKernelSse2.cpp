@@ -6,7 +6,10 @@
 #include "accel/packet/RayPacketQuery.h"
 #include "base/simd/FloatsSse2.h"
 
+namespace rt {
+
 const RayKernel g_kernelSse2{"sse2", nearestFaces<Floats<Sse2Set>, Floats<Sse2Set>>,
                              obstacles<Floats<Sse2Set>, Floats<Sse2Set>>};
 
+}  // namespace rt
 #endif

@@ -12,6 +12,8 @@
 #include "accel/packet/RayKernel.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 namespace {
 
 constexpr float INFINITE = __builtin_huge_valf();
@@ -180,3 +182,5 @@ class RayPacket {
 };
 
 }  // namespace
+
+}  // namespace rt

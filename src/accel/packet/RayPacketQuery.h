@@ -7,6 +7,8 @@
 #include "accel/packet/HitConfirmation.h"
 #include "accel/packet/RayPacket.h"
 
+namespace rt {
+
 namespace {
 
 template <typename F, typename B>
@@ -50,3 +52,5 @@ KernelAnswer obstacles(const TraversalData& tree, const RayLanes& source, uint64
 }
 
 }  // namespace
+
+}  // namespace rt

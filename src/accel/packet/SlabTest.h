@@ -5,6 +5,8 @@
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
 
+namespace rt {
+
 namespace {
 
 template <typename F>
@@ -72,3 +74,5 @@ class SlabTest {
 };
 
 }  // namespace
+
+}  // namespace rt

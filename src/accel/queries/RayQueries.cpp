@@ -8,6 +8,8 @@
 #include "base/InputReport.h"
 #include "scene/Scene.h"
 
+namespace rt {
+
 namespace {
 
 constexpr uint32_t LIST_ALIGNMENT = 64;
@@ -164,3 +166,5 @@ uint32_t RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) cons
     });
     return uOpen;
 }
+
+}  // namespace rt

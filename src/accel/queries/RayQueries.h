@@ -9,6 +9,8 @@
 #include "base/NArrays.h"
 #include "scene/FaceData.h"
 
+namespace rt {
+
 class Scene;
 
 /// Answers ray queries about a scene, whole streams of rays at once. The kd-tree defines the answers. A kernel for this
@@ -50,3 +52,5 @@ class RayQueries {
     Bvh bvh;                               // the faces once more, in boxes that are quick to search
     Velk::NAlignedArray<uint32_t> vLists;  // the leaves' lists as the packet kernels read them
 };
+
+}  // namespace rt
