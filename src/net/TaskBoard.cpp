@@ -5,30 +5,27 @@
 #include <cstring>
 
 #include "base/InputReport.h"
+#include "render/Tiles.h"
 
 namespace rt {
 
 namespace {
 
-constexpr uint32_t TASK_LIST_STEP = 10;
-
-// Appends all tiles of the image in row-major order. True when out of memory.
-bool cutImage(const RaytracerParameters& parameters, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
-    // 64 bits: the step past the last tile may not fit 32.
-    const uint64_t uPack = parameters.uPackSize, uWidth = image.uWidth, uHeight = image.uHeight;
-    if (vTasks.create(static_cast<uint32_t>(uWidth * uHeight / (uPack * uPack)), TASK_LIST_STEP)) return true;
-    for (uint64_t uY = 0; uY < uHeight; uY += uPack) {
-        for (uint64_t uX = 0; uX < uWidth; uX += uPack) {
-            Task task{};
-            task.uId = vTasks.uSize;
-            task.uX = static_cast<uint32_t>(uX);
-            task.uY = static_cast<uint32_t>(uY);
-            task.uColumns = static_cast<uint32_t>(std::min(uPack, uWidth - uX));
-            task.uRows = static_cast<uint32_t>(std::min(uPack, uHeight - uY));
-            task.uStride = image.uWidth * 3;
-            task.pDestination = image.pData + 3 * (uY * uWidth + uX);
-            if (vTasks.PushBack(task)) return true;
-        }
+// One task for each tile of the image, in their order. True when out of memory.
+bool cutImage(const TileGrid& tiles, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
+    const auto uTasks = static_cast<uint32_t>(tiles.count());  // at most one a pixel, and those fit
+    if (vTasks.create(uTasks, 0)) return true;
+    for (uint32_t u = 0; u < uTasks; ++u) {
+        const Tile tile = tiles.tile(u);
+        Task task{};
+        task.uId = u;
+        task.uX = tile.x;
+        task.uY = tile.y;
+        task.uColumns = tile.uColumns;
+        task.uRows = tile.uRows;
+        task.uStride = image.uWidth * 3;
+        task.pDestination = image.pData + 3 * (uint64_t{tile.y} * image.uWidth + tile.x);
+        if (vTasks.PushBack(task)) return true;
     }
     return false;
 }
@@ -38,13 +35,10 @@ bool cutImage(const RaytracerParameters& parameters, Velk::NBitmap& image, Velk:
 bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& image, Wakeup& wakeup) {
     pParameters = &parameters;
     pWakeup = &wakeup;
-    if (cutImage(parameters, image, vTasks)) {
-        const uint64_t uPack = parameters.uPackSize;
-        const uint64_t uTasks = ((image.uWidth + uPack - 1) / uPack) * ((image.uHeight + uPack - 1) / uPack);
-        Velk::memoryError(uTasks * sizeof(Task), "the tasks of %u x %u pixels", image.uWidth, image.uHeight);
-        return true;
-    }
-    return false;
+    const TileGrid tiles{image.uWidth, image.uHeight, parameters.uPackSize};
+    if (!cutImage(tiles, image, vTasks)) return false;
+    Velk::memoryError(tiles.count() * sizeof(Task), "the tasks of %u x %u pixels", image.uWidth, image.uHeight);
+    return true;
 }
 
 Task* TaskBoard::takeTask() {
