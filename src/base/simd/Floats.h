@@ -76,7 +76,6 @@ struct Floats {
 
         /// Bit i for lane i.
         friend unsigned bits(Mask a) { return Set::bits(a.m); }
-        friend bool any(Mask a) { return bits(a) != 0; }
     };
 
     Vector v;
