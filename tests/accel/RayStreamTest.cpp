@@ -15,20 +15,19 @@ namespace {
 
 using Velk::NMVector3f;
 
-// A node of a tree that is made by hand, so that it can be chosen where each face is listed.
+// A node of a tree that is made by hand, so that it can be chosen where each face is listed. Axis 3 is a leaf.
 struct Node {
-    bool bLeaf;
+    unsigned uAxis;
+    float fSplit;
+    uint32_t uChild;
     std::vector<uint32_t> vFaces;
-    unsigned uAxis = 0;
-    float fSplit = 0.0f;
-    uint32_t uChild = 0;
 };
 
 Node leaf(std::vector<uint32_t> vFaces) {
-    return {true, std::move(vFaces)};
+    return {3, 0.0f, 0, std::move(vFaces)};
 }
 Node plane(unsigned uAxis, float fSplit, uint32_t uChild) {
-    return {false, {}, uAxis, fSplit, uChild};
+    return {uAxis, fSplit, uChild, {}};
 }
 
 // A scene and the streams that it is asked for, one in each round.
@@ -37,8 +36,8 @@ struct Case {
     Mesh mesh;
     std::function<void(RayStream&, Random&, const KDTree&, unsigned)> rays;
     unsigned uRounds = 1;
-    std::vector<Node> vTree{};  // none: one is built
     float fFarthestOrigin = 0.0f;
+    std::vector<Node> vTree{};                 // none: one is built
     uint32_t uFewest = 0, uMost = UINT32_MAX;  // rays that hit the first face: the case is there
     bool bSingular = false;                    // coefficients of the first face without an inverse
 };
@@ -143,8 +142,8 @@ void addOverflow(std::vector<Case>& vCases) {
     point.vVertices = {{1e38f, 0, 0}};
     for (float f = 0.1f; f < 1; f += 0.1f) thin.add({2.5e34f, f, 0}, {2.5e34f, 0, 1 - f}, {2.5e34f, 1, 1});
     for (const float f : {0.0f, 1e5f, HUGE_VALF}) {
-        vCases.push_back({"a point", point, rays, 5, {}, f});
-        vCases.push_back({"thin", thin, rays, 5, {}, f});
+        vCases.push_back({"a point", point, rays, 5, f});
+        vCases.push_back({"thin", thin, rays, 5, f});
     }
 }
 
@@ -168,8 +167,8 @@ void addThinFaces(std::vector<Case>& vCases) {
                 stream.add({h, h, 3000}, {1, 1, -1}, 5000);
             }
         };
-        for (const float fFarthest : {0.0f, 1.0f}) vCases.push_back({"thin face", thin, rays, 1, {}, fFarthest});
-        vCases.push_back({"singular face", thin, rays, 1, {}, 0.0f, 0, UINT32_MAX, true});
+        for (const float fFarthest : {0.0f, 1.0f}) vCases.push_back({"thin face", thin, rays, 1, fFarthest});
+        vCases.push_back({"singular face", thin, rays, 1, 0, {}, 0, UINT32_MAX, true});
     }
 }
 
@@ -214,7 +213,7 @@ void addDirections(std::vector<Case>& vCases) {
         const NMVector3f v3 = random.vector(10.0f);
         floor.add(v3 + random.vector(2.0f), v3 + random.vector(2.0f), v3 + random.vector(2.0f));
     }
-    vCases.push_back({"vanishing", floor, vanishing, 1, {}, 0.0f, 20});
+    vCases.push_back({"vanishing", floor, vanishing, 1, 0, {}, 20});
     // So large that the sum overflows, which puts the hit at the origin.
     Mesh roof;
     roof.add({1000, 1000, 5000}, {9000, 1000, 4000}, {1000, 9000, 4000});
@@ -228,7 +227,7 @@ void addDirections(std::vector<Case>& vCases) {
             stream.add(O, {3e38f, 3e38f, 3e38f}, 1.0f);
         }
     };
-    vCases.push_back({"overflowing", roof, overflowing, 1, {leaf({0})}, 0.0f, 100});
+    vCases.push_back({"overflowing", roof, overflowing, 1, 0, {leaf({0})}, 100});
 }
 
 // The sides of planes, on trees of few leaves.
@@ -242,14 +241,8 @@ void addPlanes(std::vector<Case>& vCases) {
                 stream.add(O, (NMVector3f{1234.59f, 800, heightOf(tree, 2)} - O) * random.between(0.5f, 1.0f), 3.0f);
             }
         };
-        vCases.push_back({"beside a plane",
-                          makeWalls(2, {5000}),
-                          beside,
-                          8,
-                          {plane(0, 1234.59f, 1), leaf({0}), leaf({})},
-                          fDistance,
-                          0,
-                          8100});
+        const std::vector<Node> vTree = {plane(0, 1234.59f, 1), leaf({0}), leaf({})};
+        vCases.push_back({"beside a plane", makeWalls(2, {5000}), beside, 8, fDistance, vTree, 0, 8100});
     }
     // A slow ray downwards: its segment ends on a plane at the last place of y, is cut there once more, and the cut
     // point, computed from that place, lies behind the segment's end. Then the same on z.
@@ -267,15 +260,9 @@ void addPlanes(std::vector<Case>& vCases) {
                 stream.add({fPlane - fWay, 8200.0f - fY * fWay, z}, {1, fY, fZ}, 3000.0f);
             }
         };
-        vCases.push_back({"turned around",
-                          mesh,
-                          slow,
-                          1,
-                          {plane(0, fPlane, 1), plane(1, 8200.0f, 3), leaf({0, 1}), leaf({}), plane(2, 8200.0f, 5),
-                           leaf({}), leaf({1})},
-                          0.0f,
-                          0,
-                          RayStream::CAPACITY - 6});
+        const std::vector<Node> vTree = {plane(0, fPlane, 1), plane(1, 8200, 3), leaf({0, 1}), leaf({}),
+                                         plane(2, 8200, 5),   leaf({}),          leaf({1})};
+        vCases.push_back({"turned around", mesh, slow, 1, 0, vTree, 0, RayStream::CAPACITY - 6});
     }
     // A hit beside a plane is looked for on both sides, and on the far side the segment still has its own end, as it
     // has on the only side of a ray within the plane: where that lies on a plane, the walk goes to the high child, in
@@ -291,7 +278,7 @@ void addPlanes(std::vector<Case>& vCases) {
         };
         std::vector<Node> vTree = {plane(0, 5000.0f, 1), leaf({0}), leaf({0}), leaf({0}), leaf({})};
         vTree[fSign < 0 ? 1 : 2] = plane(1, 1150.0f, 3);  // behind the hit
-        vCases.push_back({"ending on a plane", makeWalls(2, {5000}), ending, 1, vTree, 0.0f, 50, 50});
+        vCases.push_back({"ending on a plane", makeWalls(2, {5000}), ending, 1, 0, vTree, 50, 50});
     }
     // So does a segment that was cut at a plane, where the plane comes once more: the cut point lies on it exactly.
     const auto cut = [](RayStream& stream, Random& random, const KDTree&, unsigned) {
@@ -300,21 +287,15 @@ void addPlanes(std::vector<Case>& vCases) {
             stream.add(O, NMVector3f{random.between(6e3f, 7e3f), 500, 500} - O, 1.0f);
         }
     };
-    vCases.push_back({"a cell without thickness",
-                      makeWalls(0, {4000}),
-                      cut,
-                      1,
-                      {plane(0, 5200.37f, 1), plane(0, 5200.37f, 3), leaf({}), leaf({0}), leaf({})},
-                      0.0f,
-                      0,
-                      0});
+    const std::vector<Node> vThin = {plane(0, 5200.37f, 1), plane(0, 5200.37f, 3), leaf({}), leaf({0}), leaf({})};
+    vCases.push_back({"a cell without thickness", makeWalls(0, {4000}), cut, 1, 0, vThin, 0, 0});
     // Lists lie one behind the other and are read in whole vectors: the face that a ray meets stands only in the list
     // behind that of its leaf.
     const auto ahead = [](RayStream& stream, Random&, const KDTree&, unsigned) {
         for (int i = 0; i < 100; ++i) stream.add({2000.0f + static_cast<float>(i), 2000, 100}, {0, 0, 1}, 1e4f);
     };
-    vCases.push_back(
-        {"the next list", makeWalls(2, {4000, 5000}), ahead, 1, {plane(0, 3000.0f, 1), leaf({1}), leaf({0})}});
+    const std::vector<Node> vCrossed = {plane(0, 3000, 1), leaf({1}), leaf({0})};
+    vCases.push_back({"the next list", makeWalls(2, {4000, 5000}), ahead, 1, 0, vCrossed});
     // A denormal component downwards makes the margin of a component of zero NaN, which comparing with all hits of a
     // packet does not notice.
     const auto denormal = [](RayStream& stream, Random&, const KDTree&, unsigned) {
@@ -322,14 +303,8 @@ void addPlanes(std::vector<Case>& vCases) {
             stream.add({u ? 2000.0f : 4000.0f, 2000, 100}, {0, u ? 0.0f : -1e-40f, 1}, 1e4f);
         }
     };
-    vCases.push_back({"a margin of NaN",
-                      makeWalls(2, {4000, 5000}),
-                      denormal,
-                      1,
-                      {plane(0, 3000.0f, 1), leaf({0}), leaf({1})},
-                      0.0f,
-                      63,
-                      63});
+    const std::vector<Node> vApart = {plane(0, 3000, 1), leaf({0}), leaf({1})};
+    vCases.push_back({"a margin of NaN", makeWalls(2, {4000, 5000}), denormal, 1, 0, vApart, 63, 63});
 }
 
 // A needle that is accepted outside of the scene, at points x = 8 y of z = 0.
@@ -346,7 +321,7 @@ void addNeedles(std::vector<Case>& vCases) {
             stream.add({8 * FAR - fWay, FAR + fLast, fWay / 16}, {1, fLast / fWay * -0.999f, -0.0625f}, 1e6f);
         }
     };
-    vCases.push_back({"slow, beyond the scene", thin, slow, 1, {plane(1, FAR, 1), leaf({}), leaf({0})}, 0.0f, 51});
+    vCases.push_back({"slow, beyond the scene", thin, slow, 1, 0, {plane(1, FAR, 1), leaf({}), leaf({0})}, 51});
     const auto before = [](RayStream& stream, Random&, const KDTree&, unsigned) {
         for (float y = 2400.0f; y < 2600.0f; ++y) {
             // Met where the ray begins, which never enters the scene; and before it enters, on the plane's other side.
@@ -354,7 +329,7 @@ void addNeedles(std::vector<Case>& vCases) {
             stream.add({8 * y + 512, y - 32, -32}, {-1, 0.0625f, 0.0625f}, 1e5f);
         }
     };
-    vCases.push_back({"before the scene", thin, before, 1, {plane(1, NEAR, 1), leaf({0}), leaf({})}, 0.0f, 0, 0});
+    vCases.push_back({"before the scene", thin, before, 1, 0, {plane(1, NEAR, 1), leaf({0}), leaf({})}, 0, 0});
 }
 
 // Each test runs for each kernel; its parameter is the kernel's name.
@@ -392,8 +367,8 @@ class RayStreamTest : public FileTest, public testing::WithParamInterface<const 
         ASSERT_FALSE(nodes.create(8, 8) || tree.vFacesList.create(8, 8, 32));
         for (const Node& from : vTree) {
             KDTreeNode node;
-            if (!from.bLeaf) node.makeInterior(from.uChild, from.uAxis);
-            if (!from.bLeaf) node.fSplit = from.fSplit;
+            if (from.uAxis < 3) node.makeInterior(from.uChild, from.uAxis);
+            if (from.uAxis < 3) node.fSplit = from.fSplit;
             if (!from.vFaces.empty()) node.setList(tree.vFacesList.uSize);
             ASSERT_FALSE(nodes.PushBack(node));
             for (const uint32_t& uFace : from.vFaces) {
