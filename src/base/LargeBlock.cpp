@@ -21,6 +21,7 @@ constexpr size_t STACK_NEEDED = 224 * 1024;
 
 __attribute__((noinline)) void touchStack() {
     char block[STACK_NEEDED];
+    __asm__ volatile("" : : "r"(block) : "memory");  // somebody may look, so no compiler keeps single bytes only
     volatile char* const pBlock = block;
     constexpr size_t PAGE = 4096;
     for (size_t u = STACK_NEEDED; u >= PAGE; u -= PAGE) pBlock[u - PAGE] = 0;  // downwards, as a stack grows
