@@ -11,9 +11,9 @@ install(DIRECTORY Scenes DESTINATION ${CMAKE_INSTALL_DATADIR}/raytracer)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples deploy DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
-# The library, for find_package(RayTracer).
+# The library, for find_package(RayTracer): its public headers and nothing of its inside.
 install(TARGETS rt_core rt_flags EXPORT RayTracerTargets ARCHIVE)
-install(DIRECTORY src/ ${PROJECT_BINARY_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/raytracer
+install(DIRECTORY include/raytracer ${PROJECT_BINARY_DIR}/include/raytracer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 set(szPackage ${CMAKE_INSTALL_LIBDIR}/cmake/RayTracer)
 install(EXPORT RayTracerTargets NAMESPACE RayTracer:: DESTINATION ${szPackage})

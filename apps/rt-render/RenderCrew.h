@@ -5,7 +5,7 @@
 
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 #include "render/TilePool.h"
 
 namespace rt {

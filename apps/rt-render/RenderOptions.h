@@ -6,7 +6,7 @@
 #ifdef RT_IMPORT
 #include "import/ModelImport.h"
 #endif
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 #include "rt-render/View.h"
 
 namespace rt {

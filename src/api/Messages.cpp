@@ -4,10 +4,14 @@
 #include "base/InputReport.h"
 #include "base/Progress.h"
 
-void raytracer::setErrorSink(ErrorSink pfnSink) {
+namespace raytracer {
+
+void setErrorSink(ErrorSink pfnSink) {
     Velk::setInputSink(pfnSink);
 }
 
-void raytracer::setProgressSink(ProgressSink pfnSink) {
+void setProgressSink(ProgressSink pfnSink) {
     Velk::setProgressSink(pfnSink);
 }
+
+}  // namespace raytracer

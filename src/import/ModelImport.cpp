@@ -17,8 +17,8 @@
 #include <exception>
 
 #include "base/Printable.h"
-#include "import/ModelReader.h"
-#include "import/ReaderLimits.h"
+#include "import/reader/ModelReader.h"
+#include "import/reader/ReaderLimits.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 

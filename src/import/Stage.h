@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "import/Model.h"
+#include "import/reader/Model.h"
 #include "import/ModelImport.h"
 
 namespace rt {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 
 namespace rt {
 

@@ -6,7 +6,7 @@
 
 #include "net/Sockets.h"
 #include "net/TaskBoard.h"
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 
 namespace rt {
 

@@ -6,7 +6,7 @@
 #include "base/Bitmap.h"
 #include "base/NArrays.h"
 #include "net/Wakeup.h"
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 
 namespace rt {
 

@@ -6,7 +6,7 @@
 #include "base/Vectors.h"
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
-#include "render/RaytracerParameters.h"
+#include "render/shading/RaytracerParameters.h"
 #include "render/TileRenderer.h"
 #include "scene/Camera.h"
 #include "scene/SceneDesc.h"

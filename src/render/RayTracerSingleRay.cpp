@@ -1,7 +1,7 @@
 // What a picture does not need of a single ray: the texture step, and the exhaustive searches that judge the queries.
-#include "render/BrickWall.h"
+#include "render/shading/BrickWall.h"
 #include "render/RayTracer.h"
-#include "render/Surface.h"
+#include "render/shading/Surface.h"
 
 namespace rt {
 

@@ -6,8 +6,8 @@
 #include "base/Vectors.h"
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
-#include "render/RaytracerParameters.h"
-#include "render/StreamShader.h"
+#include "render/shading/RaytracerParameters.h"
+#include "render/shading/StreamShader.h"
 
 namespace rt {
 

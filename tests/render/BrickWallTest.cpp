@@ -1,11 +1,11 @@
 // The brick wall for ordinary and hostile parameters.
-#include "render/BrickWall.h"
+#include "render/shading/BrickWall.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "render/Noise.h"
+#include "render/shading/Noise.h"
 #include "support/Meshes.h"
 
 using namespace rt;

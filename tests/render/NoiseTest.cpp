@@ -1,5 +1,5 @@
 // Values of the noise that no picture shows.
-#include "render/Noise.h"
+#include "render/shading/Noise.h"
 
 #include <gtest/gtest.h>
 

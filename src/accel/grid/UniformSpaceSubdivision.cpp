@@ -11,6 +11,7 @@
 #include "accel/grid/VoxelGridBuilder.h"
 #include "accel/grid/VoxelGridCache.h"
 #include "base/InputReport.h"
+#include "base/Progress.h"
 #include "scene/Scene.h"
 
 namespace rt {
@@ -59,14 +60,14 @@ double findOvershoot(const FaceData& face) {
 bool UniformSpaceSubdivision::createSubdivision(const Scene* pNewScene, bool bResetCache) {
     releaseSubdivision();
     pScene = pNewScene;
-    printf("Loading uss from file... ");
+    Velk::printProgress("Loading uss from file... ");
     const bool bLoaded = !bResetCache && loadSubdivision(CACHE_FILE);
-    printf(bResetCache ? "RESET\n" : bLoaded ? "OK\n" : "FAILED\n");
+    Velk::printProgress(bResetCache ? "RESET\n" : bLoaded ? "OK\n" : "FAILED\n");
     if (bLoaded) {
         warnIfOutdated(CACHE_FILE, *pScene);  // behind the line, which must stay in one piece
         return false;
     }
-    printf("Building uss\n");
+    Velk::printProgress("Building uss\n");
     if (buildVoxelGrid(*this) || collectStrays()) {
         const uint64_t uVoxels = uint64_t{1} * static_cast<uint32_t>(subdivDim[0]) *
                                  static_cast<uint32_t>(subdivDim[1]) * static_cast<uint32_t>(subdivDim[2]);

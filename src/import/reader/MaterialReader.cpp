@@ -1,6 +1,6 @@
 // Turns a material of a model file into one of the materials file.
 
-#include "import/MaterialReader.h"
+#include "import/reader/MaterialReader.h"
 
 #include <assimp/ObjMaterial.h>
 #include <assimp/scene.h>
@@ -10,7 +10,7 @@
 #include <new>
 
 #include "base/Printable.h"
-#include "import/TextureColour.h"
+#include "import/reader/TextureColour.h"
 
 namespace rt {
 

@@ -1,5 +1,5 @@
 // Noise from integer hashes: octaves in one dimension, a periodic lattice in two.
-#include "render/Noise.h"
+#include "render/shading/Noise.h"
 
 #include <cmath>
 

@@ -1,10 +1,10 @@
 // The shading of one point: material, shading normal, brick texture and brightness.
-#include "render/Surface.h"
+#include "render/shading/Surface.h"
 
 #include <cassert>
 
-#include "render/BrickWall.h"
-#include "render/RaytracerParameters.h"
+#include "render/shading/BrickWall.h"
+#include "render/shading/RaytracerParameters.h"
 #include "scene/Scene.h"
 
 namespace rt {

@@ -5,8 +5,8 @@
 
 #include "accel/RayStream.h"
 #include "base/Vectors.h"
-#include "render/ShadingContext.h"
-#include "render/Surface.h"
+#include "render/shading/ShadingContext.h"
+#include "render/shading/Surface.h"
 #include "scene/FaceData.h"
 
 namespace rt {

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "base/Vectors.h"
-#include "render/ShadingContext.h"
+#include "render/shading/ShadingContext.h"
 #include "scene/Attributes.h"
 #include "scene/FaceData.h"
 

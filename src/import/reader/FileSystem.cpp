@@ -1,6 +1,6 @@
 // What assimp's readers see of the disk.
 
-#include "import/FileSystem.h"
+#include "import/reader/FileSystem.h"
 
 #include <assimp/DefaultIOStream.h>
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "import/Model.h"
-#include "import/ModelImport.h"
+#include "import/reader/Model.h"
+#include "import/reader/ImportOptions.h"
 
 namespace rt {
 

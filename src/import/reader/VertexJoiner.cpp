@@ -1,6 +1,6 @@
 // Makes the shared vertices of a model out of the corners of its triangles.
 
-#include "import/VertexJoiner.h"
+#include "import/reader/VertexJoiner.h"
 
 #include <algorithm>
 #include <cmath>

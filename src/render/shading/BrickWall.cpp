@@ -1,10 +1,10 @@
 // The brick wall: which brick a point belongs to, its bevel, relief, colour and dirt.
-#include "render/BrickWall.h"
+#include "render/shading/BrickWall.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "render/Noise.h"
+#include "render/shading/Noise.h"
 
 namespace rt {
 

@@ -1,6 +1,6 @@
 // Takes a model file's own camera and lamps into the scene's world.
 
-#include "import/CameraReader.h"
+#include "import/reader/CameraReader.h"
 
 #include <assimp/scene.h>
 
@@ -9,7 +9,7 @@
 
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
-#include "import/AssimpTypes.h"
+#include "import/reader/AssimpTypes.h"
 
 namespace rt {
 

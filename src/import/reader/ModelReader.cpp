@@ -1,6 +1,6 @@
 // Reads a model file through assimp into the scene's world.
 
-#include "import/ModelReader.h"
+#include "import/reader/ModelReader.h"
 
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
@@ -15,12 +15,12 @@
 
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
-#include "import/AssimpTypes.h"
-#include "import/CameraReader.h"
-#include "import/FileSystem.h"
-#include "import/MaterialReader.h"
-#include "import/ModelFiles.h"
-#include "import/VertexJoiner.h"
+#include "import/reader/AssimpTypes.h"
+#include "import/reader/CameraReader.h"
+#include "import/reader/FileSystem.h"
+#include "import/reader/MaterialReader.h"
+#include "import/reader/ModelFiles.h"
+#include "import/reader/VertexJoiner.h"
 
 namespace rt {
 

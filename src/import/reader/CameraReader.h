@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "import/Model.h"
+#include "import/reader/Model.h"
 
 struct aiScene;
 

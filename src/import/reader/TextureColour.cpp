@@ -1,6 +1,6 @@
 // The mean colour of a picture, which stands for it where surfaces have one colour each.
 
-#include "import/TextureColour.h"
+#include "import/reader/TextureColour.h"
 
 #include <cstdio>  // before jpeglib.h, which needs it
 

@@ -1,6 +1,6 @@
 // The files that a model may be read from.
 
-#include "import/ModelFiles.h"
+#include "import/reader/ModelFiles.h"
 
 #include <sys/stat.h>
 
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-#include "import/ReaderLimits.h"
+#include "import/reader/ReaderLimits.h"
 
 namespace rt {
 

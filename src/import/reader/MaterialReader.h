@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "import/Model.h"
-#include "import/ModelFiles.h"
+#include "import/reader/Model.h"
+#include "import/reader/ModelFiles.h"
 
 struct aiMaterial;
 struct aiScene;

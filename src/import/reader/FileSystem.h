@@ -3,7 +3,7 @@
 
 #include <assimp/DefaultIOSystem.h>
 
-#include "import/ModelFiles.h"
+#include "import/reader/ModelFiles.h"
 
 namespace rt {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/Vectors.h"
-#include "import/Vector3d.h"
+#include "import/reader/Vector3d.h"
 
 namespace rt {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "import/Model.h"
+#include "import/reader/Model.h"
 
 namespace rt {
 

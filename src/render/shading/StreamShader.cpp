@@ -1,6 +1,6 @@
 // Shading of streams: hits, lights with their shadow rays, reflection and refraction. D, P, N, S, L and H are those of
 // Surface.h.
-#include "render/StreamShader.h"
+#include "render/shading/StreamShader.h"
 
 #include <cmath>
 
