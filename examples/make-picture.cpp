@@ -20,12 +20,12 @@ int main(int iCount, char** pArguments) {
     material.bSmooth = true;
     raytracer::Scene scene;
     if (scene.setMesh({torus.vPositions.data(), torus.vertices(), torus.vTriangles.data(), torus.triangles()}) ||
-        scene.addMaterial(material) || scene.addLight({{-4, 6, -8}, 12000.0f}) ||
+        scene.addMaterial(material) || scene.addLight({{-4, 6, -8}, 60000.0f}) ||
         scene.prepare(raytracer::Use::PICTURES)) {
         return 1;
     }
     constexpr uint32_t WIDTH = 320, HEIGHT = 240;
-    const raytracer::View view = raytracer::lookAt({{1, 3, -8}, {0, 0, 0}}, WIDTH, HEIGHT);
+    const raytracer::View view = raytracer::lookAt({{1, 3, -9.5f}, {0, 0, 0}}, WIDTH, HEIGHT);
     std::vector<uint8_t> vPixels(WIDTH * HEIGHT * 3);
     if (raytracer::render(scene, view, {}, 4, vPixels.data(), WIDTH * 3)) return 1;
     FILE* pFile = fopen(pArguments[1], "wb");

@@ -5,8 +5,8 @@
 
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
-#include "render/shading/RaytracerParameters.h"
 #include "render/TilePool.h"
+#include "render/shading/RaytracerParameters.h"
 
 namespace rt {
 

@@ -17,10 +17,10 @@
 #include <exception>
 
 #include "base/Printable.h"
-#include "import/reader/ModelReader.h"
-#include "import/reader/ReaderLimits.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
+#include "import/reader/ModelReader.h"
+#include "import/reader/ReaderLimits.h"
 
 namespace rt {
 

@@ -28,4 +28,3 @@ void stopImport();
 std::string sceneNameOf(const std::string& sModel);
 
 }  // namespace rt
-

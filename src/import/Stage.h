@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "import/reader/Model.h"
 #include "import/ModelImport.h"
+#include "import/reader/Model.h"
 
 namespace rt {
 

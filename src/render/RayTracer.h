@@ -6,8 +6,8 @@
 #include "base/Vectors.h"
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
-#include "render/shading/RaytracerParameters.h"
 #include "render/TileRenderer.h"
+#include "render/shading/RaytracerParameters.h"
 #include "scene/Camera.h"
 #include "scene/SceneDesc.h"
 

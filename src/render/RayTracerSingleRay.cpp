@@ -1,6 +1,6 @@
 // What a picture does not need of a single ray: the texture step, and the exhaustive searches that judge the queries.
-#include "render/shading/BrickWall.h"
 #include "render/RayTracer.h"
+#include "render/shading/BrickWall.h"
 #include "render/shading/Surface.h"
 
 namespace rt {

@@ -5,7 +5,6 @@
 #include "support/FileTest.h"
 #include "support/Process.h"
 
-
 namespace {
 
 using Names = std::set<std::string>;

@@ -16,6 +16,9 @@ template <unsigned N>
 struct VectorTypes {
     typedef float Vector __attribute__((vector_size(4 * N)));
     typedef int32_t Ints __attribute__((vector_size(4 * N)));
+    // In arrays of floats. GCC makes moves of integers of memcpy().
+    typedef float Aligned __attribute__((vector_size(4 * N), may_alias));
+    typedef float Unaligned __attribute__((vector_size(4 * N), may_alias, aligned(4)));
 };
 
 /// N lanes of the compiler's vector extension, for any processor. A set for an instruction set derives from this one
@@ -61,6 +64,8 @@ template <typename Set>
 struct Floats {
     static constexpr unsigned WIDTH = Set::WIDTH;
     using Vector = typename Set::Vector;
+    using Aligned = typename VectorTypes<WIDTH>::Aligned;
+    using Unaligned = typename VectorTypes<WIDTH>::Unaligned;
     using Ints = typename Set::Ints;  // int32_t lanes of the vector extension, which has their operators
 
     /// A truth value of each lane.
@@ -85,14 +90,10 @@ struct Floats {
     explicit Floats(Vector vector) : v(vector) {}
 
     /// From and to WIDTH floats, of which the first is aligned to the vector's size unless the name says otherwise.
-    static Floats load(const float* p) { return loadUnaligned(__builtin_assume_aligned(p, sizeof(Vector))); }
-    static Floats loadUnaligned(const void* p) {
-        Vector vector;
-        memcpy(&vector, p, sizeof(vector));
-        return Floats(vector);
-    }
-    void store(float* p) const { memcpy(__builtin_assume_aligned(p, sizeof(v)), &v, sizeof(v)); }
-    void storeUnaligned(float* p) const { memcpy(p, &v, sizeof(v)); }
+    static Floats load(const float* p) { return Floats(*reinterpret_cast<const Aligned*>(p)); }
+    static Floats loadUnaligned(const void* p) { return Floats(*static_cast<const Unaligned*>(p)); }
+    void store(float* p) const { *reinterpret_cast<Aligned*>(p) = v; }
+    void storeUnaligned(float* p) const { *reinterpret_cast<Unaligned*>(p) = v; }
 
     /// Lane i of WIDTH arrays: element u of array i.
     static Floats gather(const float* const* pArrays, unsigned u) {
