@@ -134,7 +134,9 @@ def house_dae(out):
 
 
 def main():
-    os.chdir(sys.argv[1] if len(sys.argv) > 1 else ".")
+    if len(sys.argv) > 1:
+        os.makedirs(sys.argv[1], exist_ok=True)
+        os.chdir(sys.argv[1])
     with open("table.obj", "w") as out, open("table.mtl", "w") as mtl:
         table_obj(out, mtl)
     for name, write, mode in (("knot.ply", knot_ply, "w"), ("gear.stl", gear_stl, "wb"), ("pawn.gltf", pawn_gltf, "w"),

@@ -16,9 +16,9 @@ int runTool(const std::string& sArguments) {
 }
 
 TEST_F(OldLightsTest, TheDocumentedExampleConvertsToTheDocumentedResult) {
-    writeFile("old.lgt", documentedExample("lights.md", "// Two lamps"));
+    writeFile("old.lgt", documentedExample("scene-format.md", "// Two lamps"));
     EXPECT_EQ(runTool("old.lgt new.lgt"), 0);
-    EXPECT_EQ(readFile("new.lgt"), documentedExample("lights.md", "2\n"));
+    EXPECT_EQ(readFile("new.lgt"), documentedExample("scene-format.md", "2\n0.000000 3.000000"));
     EXPECT_EQ(readFile("out.txt"), "new.lgt: 2 lights\n");
 }
 
