@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "render/SampleTile.h"
-#include "rt-render/ProgressLine.h"
+#include "shared/ProgressLine.h"
 #include "shared/Console.h"
 #include "shared/StopSignals.h"
 

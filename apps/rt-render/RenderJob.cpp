@@ -10,13 +10,13 @@
 
 #include "base/OutputFile.h"
 #include "picture/PictureFile.h"
+#include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
 #include "rt-render/SceneKeys.h"
 #include "rt-render/TreeCache.h"
 #include "shared/Console.h"
 #include "shared/ContentHash.h"
 #include "shared/ExitStatus.h"
-#include "shared/Leftovers.h"
 #include "shared/StopSignals.h"
 
 namespace rt {
@@ -114,7 +114,6 @@ bool RenderJob::prepare() {
     rayTracer.parameters = options.parameters;
     rayTracer.parameters.uTexturedAttribute = NO_INDEX;  // a number that is too high is warned of below
     const bool bUnread = source.load(rayTracer);
-    Leftovers::removeDirectory();
     if (bUnread) return true;
     rayTracer.parameters.uTexturedAttribute = options.parameters.uTexturedAttribute;
     uWidth = rayTracer.parameters.uWidth;

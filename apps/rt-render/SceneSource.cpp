@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "shared/Console.h"
-#include "shared/Leftovers.h"
 #include "shared/NearNames.h"
 
 namespace rt {
@@ -108,16 +107,13 @@ bool SceneSource::findByName(const std::string& sScene) {
     return true;
 }
 
-// Makes a scene of a model file, in a directory that lives until the scene is read.
+// Makes a scene of a model file, in memory.
 bool SceneSource::importFrom(const RenderOptions& options) {
 #ifdef RT_IMPORT
-    if (Leftovers::makeDirectory()) return true;
-    const std::string sTemporary = Leftovers::directory();
     std::string sMessage;
     std::vector<std::string> vNotices;
     ImportOptions wanted = options.import;
     wanted.bProgress = Console::showsStatus();
-    wanted.sWrittenRoot = "Scenes";
     const auto triple = [](const Velk::NMVector3f& v) { return std::array<double, 3>{v.x, v.y, v.z}; };
     if (options.view.v3From) wanted.vFrom = triple(*options.view.v3From);
     if (options.view.v3At) wanted.vAt = triple(*options.view.v3At);
@@ -126,7 +122,7 @@ bool SceneSource::importFrom(const RenderOptions& options) {
         wanted.uWidth = options.parameters.uWidth;
         wanted.uHeight = options.parameters.uHeight;
     }
-    const bool bFailed = importModel(options.sScene, sTemporary + "/Scenes", "model", wanted, sMessage, vNotices);
+    const bool bFailed = importModel(options.sScene, wanted, staged, sMessage, vNotices);
     for (const std::string& sNotice : vNotices) {
         // Only who gives a point of the scene meets its numbers.
         const bool bNumbers = sNotice.rfind("scaled by ", 0) == 0 || sNotice.rfind("moved to the origin ", 0) == 0;
@@ -138,9 +134,6 @@ bool SceneSource::importFrom(const RenderOptions& options) {
         return true;
     }
     Console::detail("%s", sMessage.c_str());
-    sReportPrefix = options.sScene + ", as a scene: ";
-    sDirectory = sTemporary;
-    sDescription = "Scenes/scene_descs/model.txt";
     return false;
 #else
     Console::error("%s: model files cannot be read: rt-render was built without libassimp-dev", options.sScene.c_str());
@@ -164,6 +157,13 @@ void SceneSource::findByPath(const std::string& sPath) {
 }
 
 bool SceneSource::load(RayTracer& rayTracer) const {
+#ifdef RT_IMPORT
+    if (bModel) {
+        if (staged.handOver(rayTracer)) return true;
+        rayTracer.useCamera(staged.camera);
+        return false;
+    }
+#endif
     const unsigned uErrors = Console::errorCount();
     if (sDescription.size() >= sizeof(rayTracer.parameters.szDescFile)) {
         Console::error("%s: the path is too long: %zu characters at most", sDescription.c_str(),
@@ -177,7 +177,7 @@ bool SceneSource::load(RayTracer& rayTracer) const {
         return true;
     }
     const std::string sRelative = sDirectory.empty() ? "" : sDirectory + "/";
-    Console::setInputPrefix((bModel ? sReportPrefix : sRelative).c_str());
+    Console::setInputPrefix(sRelative.c_str());
     const bool bFailed = rayTracer.load(sDescription.c_str(), false);
     Console::setInputPrefix("");
     const bool bLost = iHere != -1 && fchdir(iHere) != 0;

@@ -3,20 +3,17 @@
 #include <string>
 
 #include "render/RayTracer.h"
+#ifdef RT_IMPORT
+#include "import/StagedScene.h"
+#endif
 #include "rt-render/RenderOptions.h"
-#include "shared/Leftovers.h"
 
 namespace rt {
 
 /// Finds the scene that the user means: a description by its path, a scene by its name in ./Scenes or among the
-/// installed ones, or a model, which becomes a scene in a temporary directory. The directory goes when the object does.
+/// installed ones, or a model, which becomes a scene in memory.
 class SceneSource {
  public:
-    SceneSource() = default;
-    ~SceneSource() { Leftovers::removeDirectory(); }
-    SceneSource(const SceneSource&) = delete;
-    SceneSource& operator=(const SceneSource&) = delete;
-
     /// True when there is no such scene, or the model cannot be imported, which is reported.
     [[nodiscard]] bool find(const RenderOptions& options);
 
@@ -36,9 +33,11 @@ class SceneSource {
 
     bool bModel = false;
     std::string sName;
-    std::string sDirectory;     // paths in the description are relative to it; empty: the working directory
-    std::string sDescription;   // relative to it too
-    std::string sReportPrefix;  // of reports about the files that a model became
+    std::string sDirectory;    // paths in the description are relative to it; empty: the working directory
+    std::string sDescription;  // relative to it too
+#ifdef RT_IMPORT
+    StagedScene staged;
+#endif
 };
 
 }  // namespace rt

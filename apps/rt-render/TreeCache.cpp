@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <vector>
 
+#include "rt-render/Leftovers.h"
 #include "shared/Console.h"
 #include "shared/ContentHash.h"
-#include "shared/Leftovers.h"
 
 namespace rt {
 
@@ -85,10 +85,8 @@ void TreeCache::prepare(RayTracer& rayTracer, const std::string& sKey) {
     }
     rayTracer.parameters.bResetCache = !bHit;
     rayTracer.queries.kdTree.sCacheFile = sFile;
-    // The file's first line names the content, not a path: the same mesh elsewhere has the same tree.
-    const std::string sContent = "content-" + sKey;
-    sContent.copy(rayTracer.scene.szSceneFile, sContent.size() + 1);
-    rayTracer.scene.szSceneFile[sContent.size()] = '\0';
+    // The file names the content, not a path: the same mesh elsewhere has the same tree.
+    rayTracer.queries.kdTree.sCacheName = "content-" + sKey;
 }
 
 void TreeCache::finish() {

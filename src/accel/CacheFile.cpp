@@ -11,13 +11,13 @@
 
 namespace rt {
 
-std::string cacheHeadline(const Scene& scene) {
-    return std::string("SceneFile ") + scene.szSceneFile + "\n";
+std::string cacheHeadline(const std::string& sScene) {
+    return "SceneFile " + sScene + "\n";
 }
 
-bool isCacheOf(const Scene& scene, const char* szFirstLine) {
-    const bool bOneWord = strcspn(scene.szSceneFile, " \t\n\v\f\r") == strlen(scene.szSceneFile);
-    return bOneWord && cacheHeadline(scene) == szFirstLine;
+bool isCacheOf(const std::string& sScene, const char* szFirstLine) {
+    const bool bOneWord = sScene.find_first_of(" \t\n\v\f\r") == std::string::npos;
+    return bOneWord && cacheHeadline(sScene) == szFirstLine;
 }
 
 bool mayBeCache(const char* szPath) {

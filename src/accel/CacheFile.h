@@ -8,12 +8,12 @@ class Scene;
 
 /// What the cache files of both acceleration structures share. They are keyed by the scene file's path alone.
 
-/// The first line of a cache of this scene, with its line break.
-std::string cacheHeadline(const Scene& scene);
+/// The first line of a cache of a scene with this name, its file's path, with its line break.
+std::string cacheHeadline(const std::string& sScene);
 
 /// True when a cache's first line names this scene. The path is read as one word, so a path with white space never
 /// matches.
-bool isCacheOf(const Scene& scene, const char* szFirstLine);
+bool isCacheOf(const std::string& sScene, const char* szFirstLine);
 
 /// True when the path does not exist or names a regular file. Nothing else is a cache: opening a pipe would wait for
 /// ever.

@@ -1,8 +1,9 @@
-// Runs an import from the model file to the scene's files, in a child process.
+// Runs an import from the model file to a scene in files or in memory; the file is read in a child process.
 
 #include "import/ModelImport.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 
 #include "base/Printable.h"
 #include "import/SceneWriter.h"
@@ -32,7 +34,11 @@ constexpr int STOPPED = SIGUSR1;      // tells the child that nobody wants its s
 std::atomic<pid_t> g_iChild{0};
 static_assert(std::atomic<pid_t>::is_always_lock_free, "used in a signal handler");
 
-bool importHere(const std::string& sModel, const ScenePaths& paths, const ImportOptions& options, std::string& sMessage,
+// What the child does with a model that is on stage. True on failure, with the reason in sMessage.
+using Deliver = std::function<bool(const Model& model, const SceneCamera& camera,
+                                   const std::vector<SceneLight>& vLights, std::string& sMessage)>;
+
+bool importHere(const std::string& sModel, const ImportOptions& options, const Deliver& deliver, std::string& sMessage,
                 std::vector<std::string>& vNotices) {
     Model model;
     if (readModel(sModel, options, model, sMessage, vNotices)) return true;
@@ -45,10 +51,10 @@ bool importHere(const std::string& sModel, const ScenePaths& paths, const Import
         addGround(model);
     }
     if (options.bProgress) fprintf(stderr, "\rwriting      ");
-    if (writeScene(paths, model, camera, vLights, sMessage)) return true;
-    sMessage = paths.sName + ": " + std::to_string(model.vVertices.size()) + " vertices, " +
-               std::to_string(model.vTriangles.size()) + " triangles, " + std::to_string(model.vMaterials.size()) +
-               " materials, " + std::to_string(vLights.size()) + " lights";
+    if (deliver(model, camera, vLights, sMessage)) return true;
+    sMessage = std::to_string(model.vVertices.size()) + " vertices, " + std::to_string(model.vTriangles.size()) +
+               " triangles, " + std::to_string(model.vMaterials.size()) + " materials, " +
+               std::to_string(vLights.size()) + " lights";
     return false;
 }
 
@@ -132,15 +138,14 @@ void handleSignals(pid_t iParent, const sigset_t& mask) {
     if (getppid() != iParent) _exit(1);
 }
 
-[[noreturn]] void runChild(int iPipe, const std::string& sModel, const ScenePaths& paths,
-                           const ImportOptions& options) {
+[[noreturn]] void runChild(int iPipe, const std::string& sModel, const ImportOptions& options, const Deliver& deliver) {
     std::string sMessage;
     std::vector<std::string> vNotices;
     bool bFailed = true;
     limitReader();
     silence(!options.bProgress);
     try {  // assimp throws on some broken files, and so does memory that does not suffice
-        bFailed = importHere(sModel, paths, options, sMessage, vNotices);
+        bFailed = importHere(sModel, options, deliver, sMessage, vNotices);
     } catch (const std::exception& e) {
         sMessage = "cannot read " + sModel + ": " + readerReason(sModel, e.what());
     }
@@ -150,8 +155,8 @@ void handleSignals(pid_t iParent, const sigset_t& mask) {
 }
 
 // Starts the child. Its number, -1 on failure.
-pid_t startChild(const int (&iPipe)[2], const std::string& sModel, const ScenePaths& paths,
-                 const ImportOptions& options) {
+pid_t startChild(const int (&iPipe)[2], const std::string& sModel, const ImportOptions& options,
+                 const Deliver& deliver) {
     const pid_t iParent = getpid();
     sigset_t all, before;
     sigfillset(&all);
@@ -161,7 +166,7 @@ pid_t startChild(const int (&iPipe)[2], const std::string& sModel, const ScenePa
     if (iChild == 0) {
         close(iPipe[0]);
         handleSignals(iParent, before);
-        runChild(iPipe[1], sModel, paths, options);
+        runChild(iPipe[1], sModel, options, deliver);
     }
     if (iChild > 0) g_iChild = iChild;
     sigprocmask(SIG_SETMASK, &before, nullptr);
@@ -176,12 +181,11 @@ std::string endOf(int iStatus) {
     return "its reader crashed";
 }
 
-bool importUnsafe(const std::string& sModel, const ScenePaths& paths, const ImportOptions& options,
+bool importUnsafe(const std::string& sModel, const ImportOptions& options, const Deliver& deliver,
                   std::string& sMessage, std::vector<std::string>& vNotices) {
-    if (checkTarget(paths, options.bForce, sMessage)) return true;
     int iPipe[2];
     if (makePipe(iPipe)) return sMessage = std::string("cannot make a pipe: ") + strerror(errno), true;
-    const pid_t iChild = startChild(iPipe, sModel, paths, options);
+    const pid_t iChild = startChild(iPipe, sModel, options, deliver);
     const int iErrno = errno;
     close(iPipe[1]);
     const std::vector<std::string> vTexts = receiveTexts(iPipe[0]);
@@ -197,14 +201,44 @@ bool importUnsafe(const std::string& sModel, const ScenePaths& paths, const Impo
     return false;
 }
 
+void makeSafe(std::string& sMessage, std::vector<std::string>& vNotices) {
+    sMessage = Velk::Printable(sMessage.c_str()).text();
+    for (std::string& s : vNotices) s = Velk::Printable(s.c_str()).text();
+}
+
 }  // namespace
 
 bool importModel(const std::string& sModel, const std::string& sScenesRoot, const std::string& sName,
                  const ImportOptions& options, std::string& sMessage, std::vector<std::string>& vNotices) {
     const ScenePaths paths{sScenesRoot, options.sWrittenRoot.empty() ? sScenesRoot : options.sWrittenRoot, sName};
-    const bool bFailed = importUnsafe(sModel, paths, options, sMessage, vNotices);
-    sMessage = Velk::Printable(sMessage.c_str()).text();
-    for (std::string& s : vNotices) s = Velk::Printable(s.c_str()).text();
+    const Deliver deliver = [&paths](const Model& model, const SceneCamera& camera,
+                                     const std::vector<SceneLight>& vLights, std::string& sReason) {
+        return writeScene(paths, model, camera, vLights, sReason);
+    };
+    const bool bFailed =
+        checkTarget(paths, options.bForce, sMessage) || importUnsafe(sModel, options, deliver, sMessage, vNotices);
+    if (!bFailed) sMessage = sName + ": " + sMessage;
+    makeSafe(sMessage, vNotices);
+    return bFailed;
+}
+
+bool importModel(const std::string& sModel, const ImportOptions& options, StagedScene& scene, std::string& sMessage,
+                 std::vector<std::string>& vNotices) {
+    const int iFile = memfd_create("model", MFD_CLOEXEC);
+    if (iFile == -1) return sMessage = std::string("cannot make room for a model: ") + strerror(errno), true;
+    const Deliver deliver = [iFile](const Model& model, const SceneCamera& camera,
+                                    const std::vector<SceneLight>& vLights, std::string& sReason) {
+        if (!StagedScene(model, camera, vLights).send(iFile)) return false;
+        sReason = std::string("cannot hand the model over: ") + strerror(errno);
+        return true;
+    };
+    bool bFailed = importUnsafe(sModel, options, deliver, sMessage, vNotices);
+    if (!bFailed && scene.receive(iFile)) {
+        sMessage = "cannot read " + sModel + ": its reader went astray";
+        bFailed = true;
+    }
+    close(iFile);
+    makeSafe(sMessage, vNotices);
     return bFailed;
 }
 

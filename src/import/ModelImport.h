@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "import/StagedScene.h"
 #include "import/reader/ImportOptions.h"
 
 namespace rt {
@@ -18,6 +19,10 @@ namespace rt {
 /// one removes what it has begun and ends. All texts are safe for a terminal. Requires a process of one thread.
 [[nodiscard]] bool importModel(const std::string& sModel, const std::string& sScenesRoot, const std::string& sName,
                                const ImportOptions& options, std::string& sMessage, std::vector<std::string>& vNotices);
+
+/// Imports the model file sModel into memory: no file is written. Otherwise as above.
+[[nodiscard]] bool importModel(const std::string& sModel, const ImportOptions& options, StagedScene& scene,
+                               std::string& sMessage, std::vector<std::string>& vNotices);
 
 /// Ends the import that runs, if any, and returns when it has left nothing behind, or is complete. importModel() must
 /// not go on after that. For a signal handler.

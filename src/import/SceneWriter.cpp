@@ -10,9 +10,9 @@
 #include <cstring>
 
 #include "base/OutputFile.h"
-#include "base/Printable.h"
 #include "base/TextWriter.h"
 #include "import/SignalBlock.h"
+#include "import/StagedScene.h"
 
 namespace rt {
 
@@ -22,7 +22,6 @@ using Velk::TextWriter;
 namespace {
 
 constexpr size_t LONGEST_PATH = 255;                                  // of a line in a description
-constexpr size_t LONGEST_NAME = 39;                                   // of a material
 constexpr const char* SUFFIXES[] = {".brs", ".cam", ".atr", ".lgt"};  // in the description's order
 
 std::string folderOf(const ScenePaths& paths) {
@@ -131,29 +130,13 @@ void writeCamera(FILE* pFile, const SceneCamera& camera) {
     out.text("resolution ").number(camera.uWidth).text(" ").number(camera.uHeight).text("\n");
 }
 
-// One word of printable characters, as the header line of a block wants it.
-std::string wordOf(const std::string& sName) {
-    size_t uLength = std::min(sName.size(), LONGEST_NAME);
-    while (uLength > 0 && uLength < sName.size() && (sName[uLength] & 0xC0) == 0x80) --uLength;  // no half characters
-    std::string sWord = sName.substr(0, uLength);
-    for (char& c : sWord) {
-        if (static_cast<unsigned char>(c) <= ' ' || c == 127) c = '_';
-    }
-    if (sWord != Velk::Printable(sWord.c_str()).text()) {
-        for (char& c : sWord) {
-            if (c & 0x80) c = '_';
-        }
-    }
-    return sWord.empty() ? "unnamed" : sWord;
-}
-
 void writeMaterials(FILE* pFile, const Model& model) {
     TextWriter out(pFile);
     const auto line = [&](const char* szKeyword, double d) {
         out.text(szKeyword).shortest(static_cast<float>(d)).text("\n");
     };
     for (const ModelMaterial& m : model.vMaterials) {
-        out.text("Attr ").text(wordOf(m.sName).c_str()).text("\n");
+        out.text("Attr ").text(materialWord(m.sName).c_str()).text("\n");
         line("kd ", m.dDiffuse);
         line("ks ", m.dSpecular);
         out.text("gs ").number(m.uExponent).text("\n");

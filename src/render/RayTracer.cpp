@@ -28,19 +28,25 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     if (sceneDesc.loadDescription(parameters.szDescFile)) return true;
     if (!bOnlyDesc && read(sceneDesc)) return true;
     if (!bOnlyDesc) checkTextured();
-    camera = Camera{};  // a short camera file must not keep values of the scene before, which were scaled
-    if (camera.loadCamera(sceneDesc.szCameraFile)) return true;
-    if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
-    if (!parameters.bCustomResolution) {
-        parameters.uWidth = camera.uWidth;
-        parameters.uHeight = camera.uHeight;
-    }
+    Camera read;  // a short camera file must not keep values of the scene before, which were scaled
+    if (read.loadCamera(sceneDesc.szCameraFile)) return true;
+    useCamera(read);
     if (!parameters.uWidth || !parameters.uHeight) {
         Velk::inputWarning(sceneDesc.szCameraFile, 0, nullptr, "a picture of %u x %u pixels shows nothing",
                            parameters.uWidth, parameters.uHeight);
     }
     bDescOnly = bOnlyDesc;
     return false;
+}
+
+void RayTracer::useCamera(const Camera& view) {
+    camera = view;
+    if (parameters.bCustomCamera) camera.setCamera(parameters.v3CameraPosition, parameters.v3CameraLook);
+    if (!parameters.bCustomResolution) {
+        parameters.uWidth = camera.uWidth;
+        parameters.uHeight = camera.uHeight;
+    }
+    bDescOnly = false;
 }
 
 void RayTracer::checkTextured() const {

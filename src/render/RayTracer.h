@@ -43,6 +43,10 @@ class RayTracer : public PreparedScene {
     /// is logged; load again before anything else then.
     [[nodiscard]] bool load(const char* szSceneDescFile, bool bOnlyDesc);
 
+    /// Looks through a camera that is not scaled, with what the settings have in place of its view and resolution. For
+    /// a scene that did not come from load().
+    void useCamera(const Camera& view);
+
     /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Once after each
     /// full load. True when no scene is loaded or when out of memory, which is logged.
     [[nodiscard]] bool preprocessScene();

@@ -55,7 +55,7 @@ class CacheText {
         memcpy(szLine, szNext, uLength);
         szLine[uLength] = '\0';
         szNext += uLength;
-        return !isCacheOf(scene, szLine);
+        return !isCacheOf(scene.szSceneFile, szLine);
     }
 
     bool skip(const char* sz) {
@@ -167,7 +167,7 @@ bool writeVoxelGrid(const char* szPath, const VoxelGrid& grid) {
     }
     {
         Velk::TextWriter writer(file.stream());
-        writer.text(cacheHeadline(*grid.pScene).c_str());
+        writer.text(cacheHeadline(grid.pScene->szSceneFile).c_str());
         writeVector(writer, "v3Min", grid.v3Min);
         writeVector(writer, "v3Max", grid.v3Max);
         writeVector(writer, "v3Size", grid.v3Size);

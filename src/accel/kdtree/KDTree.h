@@ -31,6 +31,7 @@ class KDTree : public FaceLists {
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
     std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
+    std::string sCacheName;  // what the cache file says it belongs to; empty: the path of the scene\'s file
 
     KDTree() = default;
     KDTree(const KDTree&) = delete;
@@ -65,6 +66,7 @@ class KDTree : public FaceLists {
     bool walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) const;
 
  private:
+    std::string cacheName() const;
     bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
     bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,

@@ -133,10 +133,14 @@ void logReason(const char* szPath) {
 
 }  // namespace
 
+std::string KDTree::cacheName() const {
+    return sCacheName.empty() ? pScene->szSceneFile : sCacheName;
+}
+
 bool KDTree::loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes) {
     Velk::LineReader reader(szPath);
     const char* szFirstLine = reader.isOpen() ? reader.next() : nullptr;
-    if (!szFirstLine || !isCacheOf(*pScene, szFirstLine)) return false;
+    if (!szFirstLine || !isCacheOf(cacheName(), szFirstLine)) return false;
     const bool bBroken = readNodes(reader, *pNodes) || readList(reader, pScene->vFaces.uCount, vFacesList) ||
                          !isTree(*pNodes, vFacesList.uSize) || !areLists(*pNodes, vFacesList);
     if (bBroken) {
@@ -156,7 +160,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     }
     {
         Velk::TextWriter writer(file.stream());
-        writer.text(cacheHeadline(*pScene).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
+        writer.text(cacheHeadline(cacheName()).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
         for (const KDTreeNode& node : nodes)
             writer.number(node.uData).character(' ').number(node.fSplit).character('\n');
         writer.text("\nObjectList ").number(vFacesList.uSize).text("\n");

@@ -1,5 +1,5 @@
 // Percent, rays a second and time left.
-#include "rt-render/ProgressLine.h"
+#include "shared/ProgressLine.h"
 
 #include <cmath>
 #include <cstdio>

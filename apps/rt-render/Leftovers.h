@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace rt {
+
+/// What must not be left behind when a signal ends the run before its first pixel.
+class Leftovers {
+ public:
+    /// From now on a stop signal ends an import that runs, and removes the file below and unfinished output files,
+    /// before it ends the process.
+    static void removeOnSignals();
+
+    /// A file that a signal removes, which need not exist yet; empty for none.
+    static void setFile(const std::string& sFile);
+};
+
+}  // namespace rt

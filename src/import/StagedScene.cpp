@@ -1,0 +1,183 @@
+// The way of a model from the process that reads it to the one that renders it.
+#include "import/StagedScene.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <type_traits>
+
+#include "base/InputReport.h"
+#include "base/Printable.h"
+#include "render/PreparedScene.h"
+
+namespace rt {
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr size_t LONGEST_NAME = sizeof(AttributeInstance::szName) - 1;
+
+NMVector3f vectorOf(const Vector3d& v) {
+    return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
+}
+
+AttributeInstance attributeOf(const ModelMaterial& material) {
+    AttributeInstance attribute{};
+    const std::string sWord = materialWord(material.sName);
+    sWord.copy(attribute.szName, LONGEST_NAME);
+    attribute.fKd = static_cast<float>(material.dDiffuse);
+    attribute.fKs = static_cast<float>(material.dSpecular);
+    attribute.iGs = static_cast<int32_t>(material.uExponent);
+    attribute.fKts = static_cast<float>(material.dReflection);
+    attribute.fKf = 1.0f - static_cast<float>(1.0 - material.dTransmission);  // as from the file's number
+    attribute.fEta = static_cast<float>(material.dEta);
+    const auto fraction = [](unsigned u) { return static_cast<float>(u) / 255.0f; };
+    attribute.v3Color = {fraction(material.vColour[0]), fraction(material.vColour[1]), fraction(material.vColour[2])};
+    if (material.bSmooth) attribute.uFlags = AF_SMOOTH;
+    return attribute;
+}
+
+// What the file begins with; the arrays follow in this order.
+struct Counts {
+    uint64_t uVertices, uIndices, uMaterials, uAttributes, uLights;
+};
+
+bool writeAll(int iFile, const void* p, size_t uBytes) {
+    for (size_t u = 0; u < uBytes;) {
+        const ssize_t i = write(iFile, static_cast<const char*>(p) + u, uBytes - u);
+        if (i < 0 && errno == EINTR) continue;
+        if (i <= 0) return true;
+        u += static_cast<size_t>(i);
+    }
+    return false;
+}
+
+template <typename T>
+bool writeArray(int iFile, const std::vector<T>& v) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    return writeAll(iFile, v.data(), v.size() * sizeof(T));
+}
+
+// Reads on at an offset that it advances.
+class Reader {
+ public:
+    explicit Reader(int iInput) : iFile(iInput) {
+        struct stat status {};
+        if (fstat(iFile, &status) == 0) uLeft = static_cast<uint64_t>(status.st_size);
+    }
+
+    bool take(void* p, uint64_t uBytes) {
+        if (uBytes > uLeft) return true;
+        uLeft -= uBytes;
+        for (uint64_t u = 0; u < uBytes;) {
+            const ssize_t i = pread(iFile, static_cast<char*>(p) + u, uBytes - u, iOffset);
+            if (i < 0 && errno == EINTR) continue;
+            if (i <= 0) return true;
+            u += static_cast<uint64_t>(i);
+            iOffset += i;
+        }
+        return false;
+    }
+
+    template <typename T>
+    bool takeArray(std::vector<T>& v, uint64_t uCount) {
+        if (uCount > uLeft / sizeof(T)) return true;
+        v.resize(static_cast<size_t>(uCount));
+        return take(v.data(), uCount * sizeof(T));
+    }
+
+    bool isAtEnd() const { return !uLeft; }
+
+ private:
+    const int iFile;
+    uint64_t uLeft = 0;
+    off_t iOffset = 0;
+};
+
+}  // namespace
+
+StagedScene::StagedScene(const Model& model, const SceneCamera& sceneCamera,
+                         const std::vector<SceneLight>& vSceneLights)
+    : vVertices(model.vVertices) {
+    vTriangles.reserve(model.vTriangles.size() * 3);
+    vMaterials.reserve(model.vTriangles.size());
+    for (const ModelTriangle& triangle : model.vTriangles) {
+        vTriangles.insert(vTriangles.end(), triangle.uVertices, triangle.uVertices + 3);
+        vMaterials.push_back(triangle.uMaterial);
+    }
+    for (const ModelMaterial& material : model.vMaterials) vAttributes.push_back(attributeOf(material));
+    for (const SceneLight& light : vSceneLights) {
+        vLights.push_back({vectorOf(light.v3Position), {0, -1, 0}, static_cast<float>(light.dFlux)});
+    }
+    camera.bLoaded = true;
+    strcpy(camera.szName, "imported");
+    camera.v3Position = vectorOf(sceneCamera.v3Eye);
+    for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(sceneCamera.v3Corners[u]);
+    camera.uWidth = sceneCamera.uWidth;
+    camera.uHeight = sceneCamera.uHeight;
+}
+
+bool StagedScene::send(int iFile) const {
+    static_assert(std::is_trivially_copyable_v<Camera>);
+    const Counts counts{vVertices.size(), vTriangles.size(), vMaterials.size(), vAttributes.size(), vLights.size()};
+    return writeAll(iFile, &counts, sizeof(counts)) || writeAll(iFile, &camera, sizeof(camera)) ||
+           writeArray(iFile, vVertices) || writeArray(iFile, vTriangles) || writeArray(iFile, vMaterials) ||
+           writeArray(iFile, vAttributes) || writeArray(iFile, vLights);
+}
+
+bool StagedScene::receive(int iFile) {
+    Reader reader(iFile);
+    Counts counts{};
+    if (reader.take(&counts, sizeof(counts)) || reader.take(static_cast<void*>(&camera), sizeof(camera)) ||
+        reader.takeArray(vVertices, counts.uVertices) || reader.takeArray(vTriangles, counts.uIndices) ||
+        reader.takeArray(vMaterials, counts.uMaterials) || reader.takeArray(vAttributes, counts.uAttributes) ||
+        reader.takeArray(vLights, counts.uLights) || !reader.isAtEnd()) {
+        return true;
+    }
+    camera.szName[sizeof(camera.szName) - 1] = '\0';
+    for (AttributeInstance& attribute : vAttributes) attribute.szName[LONGEST_NAME] = '\0';
+    const uint64_t uFaces = vMaterials.size();
+    return vTriangles.size() != 3 * uFaces || uFaces > UINT32_MAX || vVertices.size() > UINT32_MAX;
+}
+
+bool StagedScene::handOver(PreparedScene& scene) const {
+    scene.release();
+    static_assert(sizeof(NMVector3f) == 3 * sizeof(float));
+    const MeshArrays mesh{vVertices.empty() ? nullptr : &vVertices[0].x, static_cast<uint32_t>(vVertices.size()),
+                          vTriangles.data(), static_cast<uint32_t>(vMaterials.size()), vMaterials.data()};
+    const bool bKnown =
+        std::all_of(vMaterials.begin(), vMaterials.end(), [this](uint32_t u) { return u < vAttributes.size(); });
+    if (!bKnown) {
+        Velk::inputError("model", 0, nullptr, "a triangle has a material that is not there");
+        return true;
+    }
+    if (scene.scene.setMesh(mesh)) return true;
+    auto& vScene = scene.attributes.vAttributes;
+    bool bFailed = vScene.create(static_cast<uint32_t>(std::max<size_t>(vAttributes.size(), 1)), 4);
+    for (const AttributeInstance& attribute : vAttributes) bFailed = bFailed || vScene.PushBack(attribute);
+    for (const Light& light : vLights) bFailed = bFailed || scene.lights.add(light);
+    if (bFailed) Velk::memoryError(vAttributes.size() * sizeof(AttributeInstance), "the materials of a model");
+    scene.attributes.bLoaded = scene.lights.bLoaded = !bFailed;
+    return bFailed;
+}
+
+std::string materialWord(const std::string& sName) {
+    size_t uLength = std::min(sName.size(), LONGEST_NAME);
+    while (uLength > 0 && uLength < sName.size() && (sName[uLength] & 0xC0) == 0x80) --uLength;  // no half characters
+    std::string sWord = sName.substr(0, uLength);
+    for (char& c : sWord) {
+        if (static_cast<unsigned char>(c) <= ' ' || c == 127) c = '_';
+    }
+    if (sWord != Velk::Printable(sWord.c_str()).text()) {
+        for (char& c : sWord) {
+            if (c & 0x80) c = '_';
+        }
+    }
+    return sWord.empty() ? "unnamed" : sWord;
+}
+
+}  // namespace rt
