@@ -31,10 +31,10 @@ class RenderTest : public FileTest {
     }
 
     // The BMP file that RayTracer makes of the same scene.
-    static std::string mandated(const std::string& sArguments) {
-        EXPECT_NE(system((RT_PROGRAM " --out mandated.bmp " + sArguments + " >/dev/null").c_str()), -1);
-        const std::string sPicture = readFile("mandated.bmp");
-        for (const char* sz : {"mandated.bmp", "kdtree.tmp", "RayTracer.log"}) fs::remove(sz);
+    static std::string required(const std::string& sArguments) {
+        EXPECT_NE(system((RT_PROGRAM " --out required.bmp " + sArguments + " >/dev/null").c_str()), -1);
+        const std::string sPicture = readFile("required.bmp");
+        for (const char* sz : {"required.bmp", "kdtree.tmp", "RayTracer.log"}) fs::remove(sz);
         return sPicture;
     }
 
