@@ -23,9 +23,6 @@ class TreeCache {
     /// rest is within the limit.
     void finish();
 
-    /// True when the tree came from the cache.
-    bool wasHit() const { return bHit; }
-
  private:
     bool find(const std::string& sKey);
     void trim() const;

@@ -21,7 +21,6 @@ constexpr size_t LONGEST_TEXT = 80;   // of a quoted line, in bytes of the file
 static_assert(LONGEST_REPORT > Printable::LONGEST + 4, "what a full report cuts in two is never shown");
 
 std::atomic<InputSink> g_pfnSink{nullptr};
-std::atomic<unsigned> g_uErrors{0}, g_uWarnings{0};
 
 // Assembles a report piece by piece in a fixed buffer, so that running out of memory can be reported too. What does not
 // fit is cut off.
@@ -45,7 +44,6 @@ class Report {
 
     // Shows the line as a whole once more, because the reasons contain names as well.
     void send(bool bError) const {
-        ++(bError ? g_uErrors : g_uWarnings);
         const Printable line(szText, uUsed, SIZE_MAX, KEEP_TABS);
         NLogger::LogLine("%s\n", line.text());
         if (const InputSink pfnSink = g_pfnSink) pfnSink(bError, line.text());
@@ -76,10 +74,6 @@ void report(bool bError, const char* szFile, unsigned uLine, const char* szText,
 
 void setInputSink(InputSink pfnSink) {
     g_pfnSink = pfnSink;
-}
-
-InputCounts inputCounts() {
-    return {g_uErrors, g_uWarnings};
 }
 
 void inputErrorV(const char* szFile, unsigned uLine, const char* szText, const char* szFormat, va_list args) {

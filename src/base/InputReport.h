@@ -16,13 +16,6 @@ using InputSink = void (*)(bool bError, const char* szReport);
 /// reports.
 void setInputSink(InputSink pfnSink);
 
-/// Number of reports since the program's start, of all threads.
-struct InputCounts {
-    unsigned uErrors;
-    unsigned uWarnings;
-};
-InputCounts inputCounts();
-
 /// Reports `FILE:LINE: what is wrong: "the text"`, without the line when uLine is 0, without the text when szText is
 /// null or empty. Shows the first line of the text, at most 80 bytes of it. Names, texts and reasons are shown as by
 /// Printable; a reason may contain names as they are.

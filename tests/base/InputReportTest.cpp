@@ -16,7 +16,6 @@ void collect(bool bError, const char* szReport) {
 }
 
 TEST_F(InputReportTest, NamesFileLineReasonAndText) {
-    const Velk::InputCounts before = Velk::inputCounts();
     g_vReports.clear();
     Velk::setInputSink(collect);
     ReportErrorFormat("Failed to open file: %s", "a.cam");
@@ -39,8 +38,6 @@ TEST_F(InputReportTest, NamesFileLineReasonAndText) {
     EXPECT_TRUE(contains(g_vReports[5], "yyy...: cut")) << "a long name leaves room for the reason";
     EXPECT_EQ(g_vReports[6], "E z: " + std::string(994, 'z') + "...");
     EXPECT_EQ(g_vReports[7], "E Not enough memory: 5000000000 bytes for the picture");
-    EXPECT_EQ(Velk::inputCounts().uErrors - before.uErrors, 6u);
-    EXPECT_EQ(Velk::inputCounts().uWarnings - before.uWarnings, 3u);
     const std::string sLog = takeLog();
     EXPECT_TRUE(contains(sLog, "Failed to open file: a.cam\n[ ")) << "a report that is left open gets its line's end";
     EXPECT_TRUE(contains(sLog, " ] a.cam: No such file or directory\n[ ")) << sLog;
