@@ -145,12 +145,12 @@ TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
     EXPECT_TRUE(contains(pClient->file(), "Stopped by a signal"));
 }
 
-TEST_F(FarmTest, FourHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
+TEST_F(FarmTest, TwoHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
     render("--packsize 5");
     const auto pServer = startServer("server", "0 128");
     const long iPeak = pServer->peakKilobytes(), iFiles = pServer->files();
     std::vector<std::unique_ptr<Peer>> vPeers;
-    for (unsigned u = 0; u < 400; ++u) {
+    for (unsigned u = 0; u < 200; ++u) {
         vPeers.push_back(std::make_unique<Peer>(connectTo(uPort)));
         vPeers.back()->send(u % 2 ? words({0, 8, 2, 8, 4, 16, 7777, 0xFFFFFFFF}) : "GET / HTTP/1.1\r\n\r\n");
     }

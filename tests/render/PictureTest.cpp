@@ -39,32 +39,22 @@ TEST_F(PictureTest, IsTheOneOfASearchOverAllFaces) {
     }
 }
 
-TEST_F(PictureTest, PacksOfAnySizeMakeTheImageOfRun) {
-    RayTracer rayTracer;
-    prepare(rayTracer, makeScene(makeShowcase(), 37, 23));
-    ASSERT_FALSE(rayTracer.run());
-    const std::string sImage(reinterpret_cast<const char*>(rayTracer.image.pData), rayTracer.image.uSize);
-    for (const unsigned uPackSize : {1u, 7u, 23u, 37u, 1000u, 0xFFFFFFFFu}) {
-        EXPECT_EQ(renderPacks(rayTracer, std::min(uPackSize, 100u)), sImage) << uPackSize;
-        rayTracer.parameters.uPackSize = uPackSize;
-        rayTracer.calculatePack(37, 0, nullptr);  // packs outside the image are empty
-        rayTracer.calculatePack(0xFFFFFFFFu, 23, nullptr);
-        ASSERT_FALSE(rayTracer.run());
-        EXPECT_EQ(memcmp(rayTracer.image.pData, sImage.data(), sImage.size()), 0) << uPackSize;
-    }
-    rayTracer.release();
-    EXPECT_FALSE(rayTracer.image.pData);
-    EXPECT_FALSE(rayTracer.scene.bLoaded);
-    EXPECT_FALSE(rayTracer.queries.kdTree.pRoot);
-}
-
 // A tile of any place and size goes between bytes that stay as they are, and no pixel depends on its neighbours.
-TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
+TEST_F(PictureTest, PacksTilesAndSingleRaysMakeTheImageOfRun) {
     RayTracer rayTracer;
     rayTracer.parameters.uTexturedAttribute = 1;
     prepare(rayTracer, makeScene(makeShowcase(), 97, 71));
     ASSERT_FALSE(rayTracer.run());
     const auto& [pImage, uSize, uWidth, uHeight] = rayTracer.image;
+    const std::string sImage(reinterpret_cast<const char*>(pImage), uSize);
+    for (const unsigned uPackSize : {1u, 7u, 71u, 97u, 1000u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(renderPacks(rayTracer, std::min(uPackSize, 100u)), sImage) << uPackSize;
+        rayTracer.parameters.uPackSize = uPackSize;
+        rayTracer.calculatePack(97, 0, nullptr);  // packs outside the image are empty
+        rayTracer.calculatePack(0xFFFFFFFFu, 71, nullptr);
+        ASSERT_FALSE(rayTracer.run());
+        EXPECT_EQ(memcmp(pImage, sImage.data(), uSize), 0) << uPackSize;
+    }
     const auto pRenderer = std::make_unique<TileRenderer>(rayTracer, rayTracer.parameters);
     Random random(8);
     for (unsigned u = 0; u < 40; ++u) {
@@ -91,22 +81,19 @@ TEST_F(PictureTest, TilesAndSingleRaysMakeTheImageOfRun) {
     }
 }
 
-TEST_F(PictureTest, PreprocessingWithoutASceneReadANullPointer) {
+// The first read a null pointer, the second never ended.
+TEST_F(PictureTest, WithoutASceneOrWithoutAPackSizeNothingIsRendered) {
     RayTracer rayTracer;
     EXPECT_TRUE(rayTracer.preprocessScene());
-    prepare(rayTracer, makeScene(makeShowcase(), 8, 8));
-    rayTracer.release();
-    EXPECT_TRUE(rayTracer.preprocessScene());
-    EXPECT_TRUE(contains(takeLog(), "Invalid scene: none was loaded\n"));
-}
-
-TEST_F(PictureTest, RunWithAPackSizeOfZeroNeverEnded) {
-    RayTracer rayTracer;
     prepare(rayTracer, makeScene(makeShowcase(), 8, 8));
     rayTracer.parameters.uPackSize = 0;
     EXPECT_TRUE(rayTracer.run());
-    EXPECT_TRUE(contains(takeLog(), "Invalid pack size: 0\n"));
     rayTracer.calculatePack(0, 0, nullptr);
+    rayTracer.release();
+    EXPECT_FALSE(rayTracer.image.pData || rayTracer.scene.bLoaded || rayTracer.queries.kdTree.pRoot);
+    EXPECT_TRUE(rayTracer.preprocessScene());
+    const std::string sLog = takeLog();
+    EXPECT_TRUE(contains(sLog, "Invalid pack size: 0\n") && contains(sLog, "Invalid scene: none was loaded\n"));
 }
 
 TEST_F(PictureTest, TheServerNeedsOnlyDescriptionAndCamera) {

@@ -15,7 +15,7 @@ TEST_F(BundledScenesTest, CameraWithTheFilesOwnEyeAndViewGivesTheSamePicture) {
     std::filesystem::create_symlink(RT_SOURCE_DIR "/Scenes", "Scenes");
     for (const char* szScene : {"bricks", "glass", "mirror", "room_vn", "shading"}) {
         const std::string sFile = std::string("Scenes/scene_descs/") + szScene + ".txt";
-        EXPECT_LT(differingWithOwnCamera(sFile, 120, 90), 120u * 90u / 200) << szScene;
+        EXPECT_LT(differingWithOwnCamera(sFile, 60, 45), 60u * 45u / 200) << szScene;
     }
 }
 
