@@ -7,7 +7,6 @@
 
 #include "RayTracer/FarmModes.h"
 #include "RayTracer/Options.h"
-#include "base/LargeBlock.h"
 #include "base/NLogger.h"
 #include "base/Progress.h"
 #include "shared/ProcessSetup.h"
@@ -74,7 +73,6 @@ int main(int argc, const char** argv) {
     prepareProcess();
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     Velk::setProgressSink([](const char* szText) { fputs(szText, stdout); });
-    Velk::keepFreedMemory();
     if (NLogger::InitLogger(LOG_FILE, true)) {
         fprintf(stderr, "%s: %s: this run has no log and no messages\n", LOG_FILE, strerror(errno));
     }

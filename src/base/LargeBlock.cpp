@@ -1,16 +1,11 @@
-// Large blocks of memory: their pages, what becomes of freed ones, and the stack.
+// Large blocks of memory: their pages, and the stack.
 #include "base/LargeBlock.h"
 
 #include <sys/mman.h>
 
-#include <climits>
 #include <memory>
 
 #include "base/InputReport.h"
-
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 namespace Velk {
 
@@ -53,13 +48,6 @@ void preferLargePages(void* pBlock, size_t uBytes) {
 #else
     (void)pBlock;
     (void)uBytes;
-#endif
-}
-
-void keepFreedMemory() {
-#ifdef __GLIBC__
-    mallopt(M_MMAP_THRESHOLD, INT_MAX);
-    mallopt(M_TRIM_THRESHOLD, INT_MAX);
 #endif
 }
 

@@ -8,10 +8,6 @@ namespace Velk {
 /// nothing for blocks below 4 MiB and on systems without large pages.
 void preferLargePages(void* pBlock, size_t uBytes);
 
-/// Keeps freed memory for the blocks that come after it instead of returning it to the system. What the tree's
-/// construction leaves is then not cleared once more for the boxes. For a whole process, once, when it starts.
-void keepFreedMemory();
-
 /// Makes the calling thread's stack as large as loading, rendering and writing files need, while there is memory. Where
 /// a limit of memory is reached, a stack that has to grow ends the process without a word. True when there is too
 /// little memory for it, which is reported.
