@@ -89,7 +89,7 @@ TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalMode) {
 }
 
 TEST_F(FarmTest, AKilledClientsTaskGoesToAnother) {
-    render("--packsize 1000 --resolution 320 240");
+    render("--packsize 2000 --resolution 1600 1200");  // long enough to be killed in the middle on a busy machine
     const auto pServer = startServer("server", "0 2");
     const auto pFirst = startClient("first");
     EXPECT_TRUE(pFirst->waitFor("Task 0 received"));
