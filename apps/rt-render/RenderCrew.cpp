@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "render/SampleTile.h"
-#include "shared/ProgressLine.h"
 #include "shared/Console.h"
+#include "shared/ProgressLine.h"
 #include "shared/StopSignals.h"
 
 namespace rt {
