@@ -1,0 +1,112 @@
+// The definition of the watertight queries: what closes a mesh, and an exact judge from outside.
+#include <cmath>
+
+#include "accel/watertight/FaceTest.h"
+#include "support/Watertight.h"
+
+using namespace rt;
+
+namespace {
+
+using Velk::NMVector3f;
+
+// Every line crosses a closed mesh an even number of times, and every ray that begins inside meets it: also through
+// corners and edges, along faces, and where faces have no area or lie on each other. The origin is far from any face
+// unless it is inside, since t is rounded.
+TEST(WatertightFace, ClosedMeshesAreCrossedAnEvenNumberOfTimes) {
+    Random random(1);
+    unsigned uThroughEdges = 0;
+    for (unsigned uMesh = 0; uMesh < 400; ++uMesh) {
+        const Triangles mesh = makeClosed(random, uMesh);
+        for (unsigned u = 0; u < 500; ++u) {
+            WatertightRay ray = aimed(random, mesh);
+            ray.fNear = -HUGE_VALF;
+            ray.fFar = HUGE_VALF;
+            const std::vector<WatertightHit> vHits = meetAll(mesh, ray);
+            ASSERT_EQ(vHits.size() % 2, 0u) << "mesh " << uMesh << ", ray " << u;
+            for (const WatertightHit& hit : vHits) uThroughEdges += std::fmin(hit.fU, hit.fV) == 0.0f;
+        }
+    }
+    EXPECT_GT(uThroughEdges, 10000u) << "the case is there";
+}
+
+TEST(WatertightFace, NothingEscapesFromABall) {
+    Random random(2);
+    for (const float fScale : {1.0f, 1e-20f, 1e17f, 3e-44f}) {
+        Triangles ball;
+        ball.addSphere(3.0f, 3);
+        for (float& f : ball.vPositions) f *= fScale;
+        for (unsigned u = 0; u < 1000; ++u) {
+            WatertightRay ray = aimed(random, ball);
+            for (unsigned a = 0; a < 3; ++a) {
+                const float fTarget = ray.fOrigin[a] + ray.fDir[a];
+                ray.fOrigin[a] = random.between(-0.3f, 0.3f) * fScale;
+                ray.fDir[a] = fTarget - ray.fOrigin[a];
+            }
+            ray.fNear = 0.0f;
+            ray.fFar = HUGE_VALF;
+            ASSERT_EQ(meetAll(ball, ray).size() % 2, 1u) << fScale << ", ray " << u;
+        }
+    }
+}
+
+// Where shears and products are exact, a face is met when three volumes of whole numbers have the same sign.
+TEST(WatertightFace, IsExactInWholeNumbers) {
+    Random random(3);
+    unsigned uInside = 0;
+    for (unsigned u = 0; u < 300000; ++u) {
+        const auto whole = [&](int i) { return static_cast<int>(random.below(static_cast<uint32_t>(2 * i + 1))) - i; };
+        int iDir[3], iCorner[3][3];
+        WatertightFace face{};
+        WatertightRay ray{{}, {}, -HUGE_VALF, HUGE_VALF};
+        const int iLimit = u % 2 ? 3 : 1000;
+        const unsigned k = random.below(3);
+        for (unsigned a = 0; a < 3; ++a) {
+            iDir[a] = a == k ? (random.below(2) ? 64 : -64) : whole(64);
+            ray.fDir[a] = static_cast<float>(iDir[a]);
+            const int iOrigin = whole(iLimit);
+            ray.fOrigin[a] = static_cast<float>(iOrigin);
+            for (unsigned c = 0; c < 3; ++c) {
+                const int i = whole(iLimit);
+                iCorner[c][a] = i - iOrigin;
+                face.fAt[a][c] = static_cast<float>(i);
+            }
+        }
+        int64_t iVolumes[3], iSum = 0;
+        for (unsigned c = 0; c < 3; ++c) {
+            const int *p = iCorner[(c + 1) % 3], *q = iCorner[(c + 2) % 3];
+            iVolumes[c] = 0;
+            for (unsigned a = 0; a < 3; ++a) {
+                const unsigned b = (a + 1) % 3, d = (a + 2) % 3;
+                iVolumes[c] += int64_t{iDir[a]} * (int64_t{p[b]} * q[d] - int64_t{p[d]} * q[b]);
+            }
+            iSum += iVolumes[c];
+        }
+        bool bPlus = true, bMinus = true, bEdge = false;
+        double dT = 0.0;
+        for (unsigned c = 0; c < 3; ++c) {
+            bPlus &= iVolumes[c] > 0;
+            bMinus &= iVolumes[c] < 0;
+            bEdge |= iVolumes[c] == 0;
+            dT += static_cast<double>(iVolumes[c]) * iCorner[c][k] / iDir[k];
+        }
+        dT /= static_cast<double>(iSum);
+        ShearedRay sheared;
+        ASSERT_FALSE(sheared.prepare(ray));
+        WatertightHit hit;
+        const bool bMet = meetsFace(sheared, face, hit);
+        if (bEdge) {
+            ASSERT_TRUE(!bMet || iSum != 0) << "a face without area";
+            continue;
+        }
+        ASSERT_EQ(bMet, bPlus || bMinus) << u;
+        if (!bMet) continue;
+        ++uInside;
+        EXPECT_EQ(hit.fT, static_cast<float>(dT));
+        EXPECT_FLOAT_EQ(hit.fU, static_cast<float>(static_cast<double>(iVolumes[0]) / static_cast<double>(iSum)));
+        EXPECT_EQ(hit.bFront == 1, bMinus);
+    }
+    EXPECT_GT(uInside, 20000u) << "the case is there";
+}
+
+}  // namespace

@@ -1,0 +1,250 @@
+// Watertight queries of every kernel, however built, against the search over all faces.
+#include "accel/watertight/WatertightQueries.h"
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "support/Watertight.h"
+
+using namespace rt;
+
+namespace {
+
+// Each test runs for each kernel; its parameter is the kernel's name.
+class WatertightQueriesTest : public testing::TestWithParam<const char*> {
+ protected:
+    void SetUp() override {
+        if (!findWatertightKernel(GetParam())) GTEST_SKIP() << "no kernel " << GetParam() << " on this machine";
+    }
+
+    void build(const Triangles& mesh, unsigned uThreads = 1) {
+        ASSERT_FALSE(
+            queries.build(mesh.vPositions.data(), mesh.vertices(), mesh.vIndices.data(), mesh.faces(), uThreads));
+        queries.pKernel = findWatertightKernel(GetParam());
+    }
+
+    WatertightQueries queries;
+};
+
+// Equal to the last bit, the sign of zero included.
+testing::AssertionResult same(const WatertightHit& a, const WatertightHit& b) {
+    if (!memcmp(&a, &b, sizeof(a))) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "face " << a.uFace << " at " << a.fT << " (" << a.fU << ", " << a.fV << ", "
+                                       << a.bFront << "), not " << b.uFace << " at " << b.fT << " (" << b.fU << ", "
+                                       << b.fV << ", " << b.bFront << ")";
+}
+
+WatertightHit firstOf(const std::vector<WatertightHit>& vHits) {
+    return vHits.empty() ? WatertightHit{0, 0, 0, WatertightHit::NO_FACE, 0} : vHits[0];
+}
+
+void expectAnswers(const WatertightQueries& queries, const Triangles& mesh, const std::vector<WatertightRay>& vRays) {
+    std::vector<WatertightHit> vNearest(vRays.size()), vAll, vStream(RayStream::CAPACITY);
+    const auto pAny = std::make_unique<bool[]>(vRays.size()), pStreamAny = std::make_unique<bool[]>(vRays.size());
+    queries.nearest(vRays.data(), vRays.size(), vNearest.data());
+    queries.any(vRays.data(), vRays.size(), pAny.get());
+    const auto pStream = std::make_unique<RayStream>();
+    for (const WatertightRay& ray : vRays) {
+        pStream->add({ray.fOrigin[0], ray.fOrigin[1], ray.fOrigin[2]}, {ray.fDir[0], ray.fDir[1], ray.fDir[2]},
+                     ray.fFar);
+    }
+    queries.nearestOf(*pStream, vStream.data());
+    queries.anyOf(*pStream, pStreamAny.get());
+    for (size_t u = 0; u < vRays.size(); ++u) {
+        SCOPED_TRACE(testing::Message() << "ray " << u);
+        WatertightRay ray = vRays[u];
+        std::vector<WatertightHit> vExpected = meetAll(mesh, ray);
+        ASSERT_TRUE(same(vNearest[u], firstOf(vExpected)));
+        ASSERT_EQ(pAny[u], !vExpected.empty());
+        queries.all(ray, vAll);
+        ASSERT_EQ(vAll.size(), vExpected.size());
+        for (size_t i = 0; i < vAll.size(); ++i) ASSERT_TRUE(same(vAll[i], vExpected[i]));
+        ASSERT_EQ(queries.count(ray), vExpected.size());
+        ray.fNear = 0.0f;
+        vExpected = meetAll(mesh, ray);
+        ASSERT_TRUE(same(vStream[u], firstOf(vExpected))) << "in a stream";
+        ASSERT_EQ(pStreamAny[u], !vExpected.empty()) << "in a stream";
+    }
+}
+
+// Rays from one point or towards one, as cameras and lights make them, or all along the same edge, among rays of any
+// kind; some of them hostile.
+std::vector<WatertightRay> makeRays(Random& random, const Triangles& mesh, uint32_t uRays) {
+    const float special[] = {NAN, HUGE_VALF, -HUGE_VALF, -0.0f, 0.0f, 1e-45f, -1e-40f, 3e38f, 1e37f};
+    std::vector<WatertightRay> vRays;
+    const WatertightRay centre = aimed(random, mesh);
+    const uint32_t uBundle = random.below(6);
+    const bool bTowards = uBundle == 1 || uBundle == 2, bSame = uBundle > 1 && uBundle < 4;
+    const bool bSpread = random.below(2) == 1;  // otherwise 64 times the same ray: the bound of a packet has no width
+    const float fFar = random.below(2) ? 1.0f : 1e5f;
+    for (uint32_t u = 0; u < uRays; ++u) {
+        WatertightRay ray = aimed(random, mesh);
+        for (unsigned a = 0; a < 3 && uBundle < 4 && (bSame || u % 16); ++a) {
+            float fTo = (bSame ? centre : ray).fOrigin[a] + (bSame ? centre : ray).fDir[a];
+            if (bSame && bSpread && random.below(2))
+                fTo = std::nextafter(fTo, random.below(2) ? HUGE_VALF : -HUGE_VALF);
+            const float fCentre = centre.fOrigin[a] * (bTowards ? fFar : 1.0f);
+            ray.fOrigin[a] = bTowards ? fTo + (fTo - fCentre) * (uBundle == 2 ? 1e-6f : 0.0f) : fCentre;
+            ray.fDir[a] = bTowards ? fCentre - fTo : fTo - fCentre;
+            ray.fNear = 0.0f;
+            if (bTowards) ray.fFar = 1.0f;
+        }
+        const uint32_t uKind = random.below(bSame ? 400 : 40);
+        if (uKind == 0) ray.fOrigin[random.below(3)] = special[random.below(9)];
+        if (uKind == 1) ray.fDir[random.below(3)] = special[random.below(9)];
+        if (uKind == 2) ray.fFar = special[random.below(9)];
+        if (uKind == 3) ray.fNear = special[random.below(9)];
+        vRays.push_back(ray);
+    }
+    return vRays;
+}
+
+TEST_P(WatertightQueriesTest, AnswerAsASearchOverAllFaces) {
+    Random random(4);
+    for (uint32_t uMesh = 0; uMesh < 480; ++uMesh) {
+        SCOPED_TRACE(testing::Message() << "mesh " << uMesh);
+        Triangles mesh = makeClosed(random, uMesh);
+        if (uMesh % 8 == 7) {  // faces that do not count
+            mesh.vPositions[random.below(static_cast<uint32_t>(mesh.vPositions.size()))] =
+                uMesh % 16 == 7 ? NAN : 2e18f;
+        }
+        build(mesh);
+        expectAnswers(queries, mesh, makeRays(random, mesh, 64 + random.below(120)));
+        if (HasFatalFailure()) return;
+    }
+}
+
+// Rays that only just meet the box of a single face, through a corner of it: from afar, from nearby through a thin
+// face, and towards a far light. All rays of a packet are nearly the same, so that its bound is as narrow as theirs.
+TEST_P(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
+    Random random(7);
+    unsigned uHits = 0;
+    for (unsigned uTrial = 0; uTrial < 6000; ++uTrial) {
+        SCOPED_TRACE(testing::Message() << "trial " << uTrial);
+        const bool bNeedle = uTrial % 3 == 1;
+        const unsigned uLong = random.below(3);
+        float fSize[3];
+        for (unsigned a = 0; a < 3; ++a)
+            fSize[a] = a == uLong ? 1.0f : bNeedle ? 1e-8f : random.below(2) ? 1.0f : 1e-4f;
+        const auto point = [&](unsigned a) { return random.between(-1, 1) * fSize[a]; };
+        Triangles mesh;
+        for (unsigned c = 0; c < 3; ++c) {
+            const float x = point(0), y = point(1);
+            mesh.addVertex(x, y, point(2));
+        }
+        mesh.addFace(0, 1, 2);
+        build(mesh);
+        float fEnd[3], fDir[3], fBeside[3];
+        for (unsigned a = 0; a < 3; ++a) {
+            fEnd[a] = random.between(-1, 1) * 1e4f;
+            fDir[a] = a == uLong ? 1.0f : random.between(-1, 1);
+            fBeside[a] = random.between(-1e-7f, 1e-7f);
+        }
+        std::vector<WatertightRay> vRays;
+        for (unsigned u = 0; u < 8; ++u) {
+            WatertightRay ray{{}, {}, 0, HUGE_VALF};
+            const float fBefore = random.between(0.1f, 1);
+            for (unsigned a = 0; a < 3; ++a) {
+                const float* p = mesh.vPositions.data() + a;
+                const float fTo = bNeedle ? (p[0] + p[3] + p[6]) / 3 + fBeside[a] : p[0];
+                ray.fOrigin[a] = uTrial % 3 == 0 ? fEnd[a] * 1e-4f
+                                 : bNeedle       ? fTo - fDir[a] * 1e-6f
+                                                 : fTo + (fTo - fEnd[a]) * 1e-4f * fBefore;
+                ray.fDir[a] = uTrial % 3 == 0 ? fTo - ray.fOrigin[a] : bNeedle ? fDir[a] : fEnd[a] - ray.fOrigin[a];
+            }
+            if (uTrial % 3 == 2) ray.fFar = 1.0f;
+            vRays.push_back(ray);
+            uHits += !meetAll(mesh, ray).empty();
+        }
+        expectAnswers(queries, mesh, vRays);
+        if (HasFatalFailure()) return;
+    }
+    EXPECT_GT(uHits, 5000u) << "the case is there";
+}
+
+// Whatever the number of threads that build, and of those that ask. The mesh has branches to hand over, and parts that
+// only halving divides.
+TEST_P(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
+    Random random(5);
+    Triangles mesh;
+    for (const float f : {9.0f, 3.0f, 1.0f}) mesh.addSphere(f, 5);
+    for (uint32_t u = 0; u < 300; ++u) mesh.addFace(7, 8, 9);
+    build(mesh);
+    std::vector<WatertightRay> vRays;
+    for (unsigned u = 0; u < 3000; ++u) vRays.push_back(aimed(random, mesh));
+    std::vector<WatertightHit> vExpected(vRays.size());
+    queries.nearest(vRays.data(), vRays.size(), vExpected.data());
+    for (unsigned u = 0; u < vRays.size(); u += 100) ASSERT_TRUE(same(vExpected[u], firstOf(meetAll(mesh, vRays[u]))));
+    for (const unsigned uThreads : {2u, 3u, 16u}) {
+        build(mesh, uThreads);
+        std::vector<std::thread> vThreads;
+        std::vector<std::vector<WatertightHit>> vHits(3, std::vector<WatertightHit>(vRays.size()));
+        for (std::vector<WatertightHit>& v : vHits) {
+            vThreads.emplace_back([&] { queries.nearest(vRays.data(), vRays.size(), v.data()); });
+        }
+        for (std::thread& thread : vThreads) thread.join();
+        for (const std::vector<WatertightHit>& v : vHits) {
+            ASSERT_EQ(memcmp(v.data(), vExpected.data(), v.size() * sizeof(v[0])), 0) << uThreads << " threads";
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, WatertightQueriesTest, testing::Values("generic", "sse2", "avx2", "avx512"),
+                         [](const auto& kernel) { return std::string(kernel.param); });
+
+// The definition agrees with points spread over the face, and the search with the definition.
+TEST(WatertightClosest, IsTheClosestOfAllFaces) {
+    Random random(6);
+    WatertightQueries queries;
+    for (uint32_t uMesh = 0; uMesh < 120; ++uMesh) {
+        const Triangles mesh = makeClosed(random, uMesh);
+        ASSERT_FALSE(queries.build(mesh.vPositions.data(), mesh.vertices(), mesh.vIndices.data(), mesh.faces()));
+        for (unsigned u = 0; u < 30; ++u) {
+            const WatertightRay ray = aimed(random, mesh);
+            const float* pPoint = ray.fOrigin;
+            WatertightClosest best{HUGE_VAL, {}, 0, 0, WatertightHit::NO_FACE};
+            for (uint32_t uFace = 0; uFace < mesh.faces(); ++uFace) {
+                const WatertightFace face = cornersOf(mesh, uFace);
+                WatertightClosest closest;
+                closestOfFace(face, pPoint, closest);
+                closest.uFace = uFace;
+                if (closest.dDistance < best.dDistance) best = closest;
+                const double a = random.between(0, 1), b = random.between(0, 1) * (1.0 - a);
+                double dSquare = 0.0, dReach = 0.0;
+                for (unsigned i = 0; i < 3; ++i) {
+                    const double d =
+                        a * face.fAt[i][0] + b * face.fAt[i][1] + (1.0 - a - b) * face.fAt[i][2] - pPoint[i];
+                    dSquare += d * d;
+                    dReach += std::fabs(face.fAt[i][0]) + std::fabs(face.fAt[i][1]) + std::fabs(pPoint[i]);
+                }
+                ASSERT_LE(closest.dDistance, std::sqrt(dSquare) + 1e-7 * dReach);
+            }
+            const WatertightClosest found = queries.closestPoint(pPoint);
+            ASSERT_EQ(found.uFace, best.uFace);
+            ASSERT_EQ(found.dDistance, best.dDistance);
+            ASSERT_EQ(queries.closestPoint(pPoint, best.dDistance).uFace, best.uFace);
+            ASSERT_EQ(queries.closestPoint(pPoint, std::nextafter(best.dDistance, -1.0)).uFace, WatertightHit::NO_FACE);
+        }
+    }
+}
+
+TEST(WatertightBuild, RefusesIndicesOutOfRangeAndTakesNothing) {
+    const float positions[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+    const uint32_t indices[6] = {0, 1, 2, 0, 1, 3};
+    const WatertightRay ray{{0.2f, 0.2f, 1}, {0, 0, -1}, 0, 9};
+    WatertightQueries queries;
+    WatertightHit hit;
+    EXPECT_EQ(queries.count(ray), 0u);
+    EXPECT_TRUE(queries.build(positions, 3, indices, 2));
+    queries.nearest(&ray, 1, &hit);
+    EXPECT_EQ(hit.uFace, WatertightHit::NO_FACE);
+    EXPECT_FALSE(queries.build(nullptr, 0, nullptr, 0));
+    EXPECT_EQ(queries.count(ray), 0u);
+    EXPECT_EQ(queries.closestPoint(ray.fOrigin).uFace, WatertightHit::NO_FACE);
+    EXPECT_FALSE(queries.build(positions, 3, indices, 1));
+    EXPECT_EQ(queries.count(ray), 1u);
+}
+
+}  // namespace
