@@ -59,13 +59,14 @@ void EmbreeScene::release() {
     device = nullptr;
 }
 
-bool EmbreeScene::create(const Scene& source, const char* szIsa) {
+bool EmbreeScene::create(const Scene& source, const char* szIsa, bool bRobust) {
     release();
     char szConfig[64];
     snprintf(szConfig, sizeof(szConfig), "threads=1%s%s", szIsa ? ",isa=" : "", szIsa ? szIsa : "");
     device = rtcNewDevice(szConfig);
     if (!device) return true;
     scene = rtcNewScene(device);
+    if (bRobust) rtcSetSceneFlags(scene, RTC_SCENE_FLAG_ROBUST);
     geometry = rtcNewGeometry(device, RTC_GEOMETRY_TYPE_TRIANGLE);
     rtcSetSharedGeometryBuffer(geometry, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3, source.pVertices, 0,
                                sizeof(SceneVertex), source.uVertexCount);

@@ -13,8 +13,8 @@ namespace rt {
 class Scene;
 }
 
-/// The scene in Embree, at its fastest settings for such a mesh that still answer exactly: default build quality,
-/// neither the compact nor the robust flag, one thread, no callbacks.
+/// The scene in Embree, at its fastest settings for such a mesh that still answer exactly: default build quality, not
+/// the compact flag, the robust one only where it is asked for, one thread, no callbacks.
 class EmbreeScene {
  public:
     EmbreeScene() = default;
@@ -23,8 +23,9 @@ class EmbreeScene {
     EmbreeScene& operator=(const EmbreeScene&) = delete;
 
     /// Hands over a preprocessed scene, whose vertices are used in place; what was there before is released. szIsa
-    /// names the instruction set, null for Embree's own choice. True on failure.
-    [[nodiscard]] bool create(const rt::Scene& source, const char* szIsa);
+    /// names the instruction set, null for Embree's own choice. With bRobust no ray slips through a shared edge. True
+    /// on failure.
+    [[nodiscard]] bool create(const rt::Scene& source, const char* szIsa, bool bRobust = false);
 
     /// Builds its tree. True on failure.
     [[nodiscard]] bool commit();
