@@ -12,7 +12,7 @@ install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL
 install(DIRECTORY docs examples deploy DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The library, for find_package(RayTracer): its public headers and nothing of its inside.
-install(TARGETS rt_core rt_flags EXPORT RayTracerTargets ARCHIVE)
+install(TARGETS rt_core EXPORT RayTracerTargets ARCHIVE)
 install(DIRECTORY include/raytracer ${PROJECT_BINARY_DIR}/include/raytracer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 set(szPackage ${CMAKE_INSTALL_LIBDIR}/cmake/RayTracer)

@@ -25,7 +25,7 @@ int main(int iCount, char** pArguments) {
         return 1;
     }
     constexpr uint32_t WIDTH = 320, HEIGHT = 240;
-    const raytracer::View view = raytracer::lookAt({{1, 3, -9.5f}, {0, 0, 0}}, WIDTH, HEIGHT);
+    const raytracer::View view = raytracer::lookAt({{1.3f, 3, -11}, {0.1f, 0, 0}}, WIDTH, HEIGHT);
     std::vector<uint8_t> vPixels(WIDTH * HEIGHT * 3);
     if (raytracer::render(scene, view, {}, 4, vPixels.data(), WIDTH * 3)) return 1;
     FILE* pFile = fopen(pArguments[1], "wb");

@@ -1,4 +1,4 @@
-// Renders a scene's own view as it is described, and says what goes on: render-scene Scenes/scene_descs/glass.txt
+// Renders a scene's own view as it is described: render-scene Scenes/scene_descs/glass.txt
 #include <raytracer/Messages.h>
 #include <raytracer/Picture.h>
 #include <raytracer/Version.h>
