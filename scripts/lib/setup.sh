@@ -28,6 +28,16 @@ runs32Bit() {
     return $iStatus
 } 2>/dev/null
 
+# Whether Clang links programs with its fuzzer and sanitizers.
+hasClangRuntime() {
+    local szProgram iStatus=0
+    szProgram=$(mktemp)
+    echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
+        clang++ -fsanitize=fuzzer,address,undefined -x c++ - -o "$szProgram" || iStatus=1
+    rm -f "$szProgram"
+    return $iStatus
+}
+
 # Whether what a package brings is there, wherever it came from.
 isThere() {
     case $1 in
@@ -41,6 +51,7 @@ isThere() {
         openssh-server) [ -x /usr/sbin/sshd ] ;;
         systemd) command -v systemd-analyze ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
+        libclang-rt-14-dev) hasClangRuntime ;;
         lib*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
@@ -67,6 +78,16 @@ installPackages() {
 
 needPackages() {
     installPackages "$@" || fail "cannot go on without these packages"
+}
+
+# What a build needs and what it can do without, missing packages of both kinds told at once.
+needBuildPackages() {
+    local szPackage
+    installPackages "${BUILD_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" && return
+    for szPackage in "${BUILD_PACKAGES[@]}"; do
+        isThere "$szPackage" || fail "cannot go on without: ${BUILD_PACKAGES[*]}"
+    done
+    echo "Going on without what rt-import and rt-render need." >&2
 }
 
 # For what works without them in part.
