@@ -190,7 +190,7 @@ void addModelOptions(CLI::App& app, RenderOptions& options) {
 #endif
 
 void addRunOptions(CLI::App& app, RenderOptions& options) {
-    addCount(app, "--jobs", "N", options.uJobs, {1, MAX_JOBS}, "worker processes (one a core)");
+    addCount(app, "--jobs", "N", options.uJobs, {1, MAX_JOBS}, "worker threads (one a core)");
     addCount(app, "--packsize", "PIXELS", options.parameters.uPackSize, {1, 4096}, "edge of a tile (32)");
     app.add_flag("--resume", options.bResume, "go on with the picture that Ctrl-C interrupted");
     app.add_flag("--resetcache", options.parameters.bResetCache, "build the kd-tree anew");

@@ -21,7 +21,7 @@ struct RenderOptions {
     ImportOptions import;  // when the scene is a model
 #endif
     unsigned uSamples = 1;        // rays along each side of a pixel
-    unsigned uJobs = 0;           // worker processes
+    unsigned uJobs = 0;           // worker threads
     unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture
     unsigned uCacheLimit = 1024;  // megabytes of kept trees; 0: none
     bool bResume = false;
