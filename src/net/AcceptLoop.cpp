@@ -1,4 +1,4 @@
-// Which clients are served, which wait, and which are disconnected.
+// The accept loop: which clients are served, parked or disconnected.
 #include "net/AcceptLoop.h"
 
 #include <algorithm>
@@ -33,7 +33,7 @@ bool AcceptLoop::run() {
             if (server.iAcceptError == EMFILE || server.iAcceptError == ENFILE) parked.makeRoom();
             wakeup.waitFor(iPause);
         } else if (!wakeup.isStopRequested()) {
-            serveParked();  // nobody new came for a whole accept wait
+            serveParked();  // no new client within the accept timeout
         }
         disconnectSilent();
         report();
@@ -47,7 +47,7 @@ bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
     if (!pSlot) return true;
     const int iConnection = static_cast<int>(pSlot->uConnection);
     NLogger::LogMessage("Client %d connected\n", iConnection);
-    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // the last one: it has left the slot and is ending
+    if (pSlot->bHasThread) pthread_join(pSlot->thread, nullptr);  // the slot's previous thread, about to end
     pSlot->bHasThread = !pthread_create(&pSlot->thread, nullptr, ServerProc, pSlot);
     if (pSlot->bHasThread) {
         NLogger::LogMessage("Client %d created\n", iConnection);
@@ -60,16 +60,16 @@ bool AcceptLoop::startClient(int iSocket, const sockaddr_in& address) {
 
 void AcceptLoop::serveParked() {
     parked.dropClosed();
-    // No more than there are tiles: a client whose thread finds none to take is dismissed.
+    // At most one client per untaken tile: a client that gets no tile is sent away.
     for (uint32_t u = board.untakenTasks(); u && parked.count(); --u) {
         if (startClient(parked.oldest(), parked.oldestAddress())) return;
         parked.forgetOldest();
     }
 }
 
-// Disconnects silent clients when they keep the farm from ending: they hold tiles that a parked one would render, and
-// no other tile is left. A result that trickles in is no silence, but must end: at the pace allowed here, a link that
-// can carry a farm at all is never given up.
+// Disconnects clients that hold up the end of the render: every tile is taken, and a parked client could render theirs.
+// A client may be silent for too long, or its result may arrive too slowly. The limit for slow results is so generous
+// that no usable link reaches it.
 void AcceptLoop::disconnectSilent() {
     if (!parked.count() || board.untakenTasks()) return;
     const Milliseconds limit = std::max(silenceLimit, uSlowestFactor * slots.slowestTile());

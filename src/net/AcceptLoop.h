@@ -12,16 +12,16 @@
 namespace rt {
 
 /// The main thread of a server: accepts connections and serves or parks them, serves parked ones later, disconnects
-/// clients that keep the farm from ending, and logs what it waits for. Parked connections are closed when this object
-/// is destroyed, so let it live until the picture is written. Owns none of the parts that it is given; they must
-/// outlive it.
+/// clients that hold up the end of the render, and logs what it waits for. Parked connections are closed when this
+/// object is destroyed, so let it live until the picture is written. What the constructor is given must outlive this
+/// object.
 class AcceptLoop {
  public:
     using Milliseconds = std::chrono::milliseconds;
 
-    Milliseconds silenceLimit{60000};    // a client that has delivered a tile may be silent this long,
-    unsigned uSlowestFactor = 20;        // and this many times the longest that a tile took
-    unsigned uTrickleFactor = 10;        // a result may come for this many times that, and 1 ms for each byte
+    Milliseconds silenceLimit{60000};    // a client with a delivered tile may be silent this long,
+    unsigned uSlowestFactor = 20;        // or this many times the slowest tile's time, if longer
+    unsigned uTrickleFactor = 10;        // a result may take this many times that limit, plus 1 ms per byte
     Milliseconds reportInterval{60000};  // between two reports while no tile arrives
     int iPause = 100;                    // milliseconds after a failed accept, so that the loop does not spin
 

@@ -1,4 +1,4 @@
-// The client's answers to its server.
+// The client's side of the render protocol.
 #include "net/Client.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ void RSIClient::run() {
                 bOver = true;
                 break;
             default:
-                break;  // a valid header that means nothing to a client
+                break;  // a valid header that clients ignore
         }
     }
     uState = PACKET_SERVER_DONE;
@@ -76,7 +76,7 @@ bool RSIClient::getResponse() {
     return false;
 }
 
-// True when the exchange is over. The server is told so, and gives the task to another client.
+// True when the client gives up. The server then gives the task to another client.
 bool RSIClient::serverRaytracerParams() {
     uint32_t uLength = 0;
     if (pClient->getResponse(&uLength, sizeof(uLength))) return false;  // the next read reports the loss
@@ -95,7 +95,7 @@ bool RSIClient::serverRaytracerParams() {
     return false;
 }
 
-// Replaces the renderer's settings. True when the record cannot be used.
+// Replaces the renderer's settings. True when the record is lost or invalid.
 bool RSIClient::readParameters() {
     uint8_t record[sizeof(RaytracerParameters)];
     if (pClient->getResponse(record, sizeof(record))) {
@@ -125,7 +125,7 @@ bool RSIClient::loadScene() {
     return bFailed || pRayTracer->preprocessScene();
 }
 
-// True when the renderer would not make a tile of this size there.
+// True when the task is not a tile of this client's image.
 bool RSIClient::checkTask(const TaskPacket& task) const {
     if (!bSceneReady) {
         ReportError("A task came before a scene");
@@ -172,7 +172,7 @@ bool RSIClient::serverTask() {
     packet.uLength = static_cast<uint32_t>(uLength);
     NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
                        static_cast<int>(packet.uLength));
-    // The ready packet goes with the result, so that the server wakes up once for both.
+    // The ready packet goes out with the result, so that the server wakes up only once.
     pClient->send({packet, {pPixels.get(), packet.uLength}, ready});
     NLogger::LogAppend("OK\n");
     uState = PACKET_CLIENT_READY;

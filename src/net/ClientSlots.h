@@ -17,8 +17,8 @@ namespace rt {
 
 class ClientSlots;
 
-/// A place for one client. The connection belongs to the client's thread while bBusy is set. The connection's own flag
-/// cannot tell: a failed send clears it while the thread still works.
+/// The slot of one client. While bBusy is set, the connection belongs to the client's thread. The connection's own flag
+/// does not tell that: a failed send clears it while the thread still runs.
 struct ClientSlot {
     using Clock = std::chrono::steady_clock;
 
@@ -28,7 +28,7 @@ struct ClientSlot {
     TaskBoard* pBoard = nullptr;
     pthread_t thread{};           // accept loop only
     bool bHasThread = false;      // accept loop only: started and not joined yet
-    bool bBusy = false;           // this and all below: shared
+    bool bBusy = false;           // this and all below: guarded by the mutex of ClientSlots
     uint32_t uConnection = 0;     // number of clients connected before this one
     const Task* pTask = nullptr;  // the tile that the client holds
     Clock::time_point tTaken{};   // when it took that tile
@@ -41,14 +41,14 @@ struct Holder {
     uint32_t uTask;
     std::string sAddress;
     std::chrono::milliseconds held;
-    std::chrono::milliseconds silent;      // since the last message that moved the exchange on, or the last pixels
-    std::chrono::milliseconds delivering;  // since its result began to come, 0 when it has not
+    std::chrono::milliseconds silent;      // since the last message that made progress, or the last pixels
+    std::chrono::milliseconds delivering;  // since its result began to arrive, 0 before that
     uint32_t uBytes;                       // of the result's pixels
-    bool bDelivered;                       // a tile before this one
+    bool bDelivered;                       // an earlier tile
 };
 
-/// The places for the clients that are served at the same time. After create() every public operation but joinThreads()
-/// is atomic and waits for nothing but the lock.
+/// The slots of the clients that are served at the same time. After create() every public operation but joinThreads()
+/// is atomic and blocks only on the lock.
 class ClientSlots {
  public:
     std::unique_ptr<ClientSlot[]> vClients;
@@ -59,8 +59,8 @@ class ClientSlots {
     ClientSlots(const ClientSlots&) = delete;
     ClientSlots& operator=(const ClientSlots&) = delete;
 
-    /// Makes the slots. The board must outlive this object; the threads' waits end once iStopFile is readable. True
-    /// when out of memory, which is logged.
+    /// Makes the slots. The board must outlive this object; the threads stop waiting when iStopFile becomes readable.
+    /// True when out of memory, which is logged.
     [[nodiscard]] bool create(uint32_t uSlots, TaskBoard& board, int iStopFile);
 
     /// Takes a free slot and hands it the connection. Null, with the connection untouched, when every slot is busy.
@@ -90,7 +90,7 @@ class ClientSlots {
     void joinThreads();
 
  private:
-    mutable std::mutex mutex;        // of all below, and what the slots share
+    mutable std::mutex mutex;        // guards all below and the shared fields of the slots
     uint32_t uFreeClient = 0;        // where the next search for a free slot starts
     uint32_t uConnectedClients = 0;  // busy slots
     ClientSlot::Clock::duration slowest{};

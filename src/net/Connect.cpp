@@ -1,4 +1,4 @@
-// A client's search for its server.
+// A client's attempts to reach its server.
 #include "net/Connect.h"
 
 #include <algorithm>

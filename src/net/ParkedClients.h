@@ -12,7 +12,7 @@ namespace rt {
 /// it, or this object is destroyed. Used by one thread.
 class ParkedClients {
  public:
-    static constexpr uint32_t SPARE_FILES = 16;  // descriptors left free, most of all for writing the picture
+    static constexpr uint32_t SPARE_FILES = 16;  // descriptors kept free, above all for writing the picture
 
     ParkedClients() = default;
     ~ParkedClients();
@@ -22,8 +22,8 @@ class ParkedClients {
     /// Takes over a connection, and makes room when the limit of open files (RLIMIT_NOFILE) is near.
     void add(int iSocket, const sockaddr_in& address);
 
-    /// Frees a descriptor: closes the connections whose peers have closed them, or else the oldest. The first, second,
-    /// fourth, eighth, ... that is closed so is logged.
+    /// Frees a descriptor: closes the connections whose peers have closed them, or else the oldest one. Of the latter,
+    /// only the 1st, 2nd, 4th, 8th and so on are logged.
     void makeRoom();
 
     /// Closes the connections whose peers have closed them.
@@ -44,7 +44,7 @@ class ParkedClients {
  private:
     std::vector<pollfd> vParked;  // the oldest first
     std::vector<sockaddr_in> vAddresses;
-    uint32_t uSentAway = 0;  // for want of descriptors
+    uint32_t uSentAway = 0;  // for lack of descriptors
 };
 
 }  // namespace rt

@@ -24,7 +24,7 @@ enum PacketType : uint32_t {
 /// Start of every packet.
 struct PacketHeader {
     uint32_t uType;  // PacketType
-    uint32_t uSize;  // bytes of the fixed part, this header included; not of the settings or pixels that follow
+    uint32_t uSize;  // bytes of the fixed part with this header, without the settings or pixels that follow
 };
 static_assert(sizeof(PacketHeader) == 8);
 static_assert(offsetof(PacketHeader, uSize) == 4);
@@ -68,8 +68,8 @@ constexpr bool isValidHeader(const PacketHeader& header) {
     return header.uType < 8 && header.uSize == HEADER_SIZES[header.uType];
 }
 
-/// Most messages that a server accepts between two tiles. A correct exchange needs three; a client that repeats itself
-/// for ever would fill the log and keep a tile from others. A client counts nothing: it holds nobody up.
+/// The most messages that a server accepts between two tiles. A correct client sends three. One that repeats itself for
+/// ever would fill the log and keep its tile from others. Clients need no such limit.
 constexpr uint32_t MAX_MESSAGES_PER_TILE = 100;
 
 }  // namespace rt

@@ -1,4 +1,4 @@
-// The server's answers to one client.
+// The server's side of the render protocol, for one client.
 #include "net/Server.h"
 
 #include <algorithm>
@@ -33,17 +33,17 @@ void RSIServer::init(const RaytracerParameters& parameters, SocketClient& client
 bool RSIServer::run(Task& task) {
     uState = PACKET_CLIENT_READY;
     uMessages = 0;
-    uHeardTypes = 0;
+    uProgressTypes = 0;
     tTaskSent = Clock::now();
     while (!task.bDone) {
         if (getResponse()) return true;
         switch (uState) {
             case PACKET_CLIENT_REQUEST:
-                hear();
+                recordProgress();
                 clientRequest();
                 break;
             case PACKET_CLIENT_READY:
-                hear();
+                recordProgress();
                 clientTask(task);
                 break;
             case PACKET_CLIENT_RESULT:
@@ -52,7 +52,7 @@ bool RSIServer::run(Task& task) {
             case PACKET_CLIENT_DONE:
                 return true;
             default:
-                break;  // a valid header that means nothing to a server
+                break;  // a valid header that servers ignore
         }
     }
     return false;
@@ -74,11 +74,11 @@ bool RSIServer::getResponse() {
     return false;
 }
 
-// Only the first message of a type counts for a task: a client that repeats itself is no less silent.
-void RSIServer::hear() {
+// Only the first message of each type is progress on a task: a client that repeats itself counts as silent.
+void RSIServer::recordProgress() {
     const uint32_t uBit = 1u << uState;
-    if (!(uHeardTypes & uBit)) tHeard = Clock::now();
-    uHeardTypes |= uBit;
+    if (!(uProgressTypes & uBit)) tHeard = Clock::now();
+    uProgressTypes |= uBit;
 }
 
 // A send that fails is reported by the next read.
@@ -101,8 +101,8 @@ void RSIServer::clientTask(const Task& task) {
     bClientWorks = true;
 }
 
-// Receives the pixels straight into the image. When that fails midway, the next holder of the task overwrites them.
-// True when the exchange failed.
+// Receives the pixels straight into the image. If that fails midway, the next client's result overwrites them. True
+// when the exchange failed.
 bool RSIServer::clientResult(Task& task) {
     uint32_t fields[2];  // task number and length of the pixels
     if (pClient->getResponse(fields, sizeof(fields))) {

@@ -23,8 +23,8 @@ class RSIServer {
     Clock::time_point tTaskSent{};  // when the current task was sent last
 
     // Any thread may read these.
-    std::atomic<Clock::time_point> tHeard{};   // when the client last moved the exchange on, results in transit aside
-    std::atomic<Clock::time_point> tResult{};  // since when the task's result is in transit, zero when it is not
+    std::atomic<Clock::time_point> tHeard{};   // when the client last made progress, arriving results aside
+    std::atomic<Clock::time_point> tResult{};  // when the task's result began to arrive, zero when none does
 
     /// Keeps references to both, which must outlive this object.
     void init(const RaytracerParameters& parameters, SocketClient& client);
@@ -38,13 +38,13 @@ class RSIServer {
 
  private:
     [[nodiscard]] bool getResponse();
-    void hear();
+    void recordProgress();
     void clientRequest();
     void clientTask(const Task& task);
     [[nodiscard]] bool clientResult(Task& task);
     [[nodiscard]] bool dropPixels(uint32_t uLength);
 
-    uint32_t uHeardTypes = 0;  // a bit for each PacketType that moved this task's exchange on
+    uint32_t uProgressTypes = 0;  // a bit for each PacketType received for this task
 };
 
 /// Thread of one client: hands it untaken tasks until there are none or the exchange fails, then frees its slot. pSlot

@@ -1,4 +1,4 @@
-// Sockets with deadlines: poll() waits, and a file descriptor that becomes readable ends the wait.
+// Sockets with timeouts. Accepting, sending and receiving wait in poll(), which a second file descriptor can end.
 #include "net/Sockets.h"
 
 #include <arpa/inet.h>
@@ -39,7 +39,7 @@ void setOption(int iSocket, int iLevel, int iName, int iValue) {
     setsockopt(iSocket, iLevel, iName, &iValue, sizeof(iValue));
 }
 
-// Clear the descriptor before closing it, so that no thread uses a reused one.
+// Clears the variable first: once closed, the system may reuse the descriptor.
 void closeOnce(int& iSocket) {
     const int iOld = iSocket;
     iSocket = -1;
@@ -77,7 +77,7 @@ bool SocketServer::initServer(unsigned short port, unsigned maxConnections) {
         release();
         return true;
     }
-    socklen_t uLength = ADDRESS_SIZE;  // for the port when the system chose it
+    socklen_t uLength = ADDRESS_SIZE;  // reads back the port, which the system may have chosen
     getsockname(iSocket, reinterpret_cast<sockaddr*>(&sServerAddress), &uLength);
     uMaxConnections = maxConnections;
     uPort = ntohs(sServerAddress.sin_port);
@@ -153,13 +153,13 @@ void SocketClient::initClient(int socket, const sockaddr_in& address) {
     tune();
 }
 
-// Small packets go out at once.
+// Also turns off Nagle's algorithm, which would delay small packets.
 void SocketClient::tune() const {
     watchPeer(iSocket);
     setOption(iSocket, IPPROTO_TCP, TCP_NODELAY, 1);
 }
 
-// True when the event did not come in time, or the stop file is readable.
+// True on a timeout, or when the stop file is readable.
 bool SocketClient::awaitEvent(short iEvent, int iMilliseconds) const {
     pollfd files[2] = {{iSocket, iEvent, 0}, {iStopFile, POLLIN, 0}};
     int iReady = 0;
@@ -169,7 +169,7 @@ bool SocketClient::awaitEvent(short iEvent, int iMilliseconds) const {
     return iReady < 1 || files[1].revents;
 }
 
-// Receives at least one byte into the pieces. Returns how many came, 0 on failure.
+// Receives at least one byte into the pieces. Returns the number of bytes, 0 on failure.
 size_t SocketClient::receiveSome(iovec* pPieces, size_t uPieces, int iMilliseconds) {
     msghdr message{};
     message.msg_iov = pPieces;
@@ -198,7 +198,7 @@ bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, si
         uint8_t* pNext = pFirst + uDone / uRowBytes * uStride + uColumn;
         if (uAheadStart < uAheadEnd) {
             const size_t uBytes = std::min(size_t{uAheadEnd - uAheadStart}, uRowBytes - uColumn);
-            memcpy(pNext, ahead + uAheadStart, uBytes);
+            memcpy(pNext, readAhead + uAheadStart, uBytes);
             uAheadStart += static_cast<uint32_t>(uBytes);
             uDone += uBytes;
             continue;
@@ -209,9 +209,8 @@ bool SocketClient::getRows(uint8_t* pFirst, size_t uRowBytes, uint32_t uRows, si
         for (pNext -= uColumn; uPieces < ROWS_PER_CALL && uEnd < uAll; uEnd += uRowBytes) {
             pieces[uPieces++] = {pNext += uStride, uRowBytes};
         }
-        // Bytes after the wanted ones are read ahead, so that a small message, or the result of a default tile, costs
-        // one call.
-        pieces[uPieces++] = {ahead, sizeof(ahead)};
+        // Reads ahead into a buffer, so that a small message or the result of a default tile takes one call.
+        pieces[uPieces++] = {readAhead, sizeof(readAhead)};
         const size_t uReceived = receiveSome(pieces, uPieces, iWait);
         if (!uReceived) return true;
         const size_t uWanted = std::min(uReceived, uEnd - uDone);
@@ -236,7 +235,7 @@ bool SocketClient::send(std::initializer_list<Piece> vPieces) {
         message.msg_iovlen = uPieces - uFirst;
         const ssize_t iSent = sendmsg(iSocket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (iSent == -1) {
-            // Waits here, not in sendmsg(), which the stop file could not end.
+            // Waits in poll(), which the stop file ends, and not in sendmsg().
             const bool bFull = errno == EAGAIN || errno == EWOULDBLOCK;
             if (bFull ? awaitEvent(POLLOUT, iStallLimit) : errno != EINTR) bConnected = false;
             continue;

@@ -65,7 +65,7 @@ class SocketClient {
     int iStopFile = -1;       // waiting for the peer fails once this file is readable; -1: none
     int iStallLimit = 30000;  // milliseconds without progress after which sending and receiving fail
     std::string sFailure;     // why the last connect failed, in the system's words
-    std::atomic<Clock::time_point> tReceived{};  // when bytes came last, zero before; any thread may read it
+    std::atomic<Clock::time_point> tReceived{};  // when bytes last arrived, zero before; any thread may read it
 
     SocketClient() = default;
     ~SocketClient() { release(); }
@@ -78,8 +78,8 @@ class SocketClient {
     /// Takes over an accepted connection, which this object will close.
     void initClient(int socket, const sockaddr_in& address);
 
-    /// Receives exactly uSize bytes. True on failure, which is not logged; the connection is of no use then, because
-    /// bytes that came before the failure are lost.
+    /// Receives exactly uSize bytes. True on failure, which is not logged; the connection is unusable then, because the
+    /// bytes received before are lost.
     [[nodiscard]] bool getResponse(void* pBuffer, unsigned uSize, WaitLimit limit = WAIT_STALL_LIMIT);
 
     /// The same for uRows rows of uRowBytes bytes, straight into rows that lie uStride bytes apart.
@@ -108,15 +108,15 @@ class SocketClient {
     size_t receiveSome(iovec* pPieces, size_t uPieces, int iMilliseconds);
     void tune() const;
 
-    uint32_t uAheadStart = 0;  // range of ahead that is not yet delivered
+    uint32_t uAheadStart = 0;  // the unread part of readAhead
     uint32_t uAheadEnd = 0;
-    uint8_t ahead[4096];  // the result of a tile of 32 x 32 pixels, and a little more
+    uint8_t readAhead[4096];  // fits the result of a tile of 32 x 32 pixels
 };
 
 /// Makes the system detect within half a minute that the peer of a connection vanished without closing it.
 void watchPeer(int iSocket);
 
-/// Such as "10.0.0.7:51234".
+/// Address and port as text, such as "10.0.0.7:51234".
 std::string addressText(const sockaddr_in& address);
 
 }  // namespace rt

@@ -1,4 +1,4 @@
-// Cutting the image into tiles, and the bookkeeping of who took which.
+// Cuts the image into tiles and tracks which are taken and done.
 #include "net/TaskBoard.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace {
 
 // One task for each tile of the image, in their order. True when out of memory.
 bool cutImage(const TileGrid& tiles, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
-    const auto uTasks = static_cast<uint32_t>(tiles.count());  // at most one a pixel, and those fit
+    const auto uTasks = static_cast<uint32_t>(tiles.count());  // at most one per pixel, so the number fits
     if (vTasks.create(uTasks, 0)) return true;
     for (uint32_t u = 0; u < uTasks; ++u) {
         const Tile tile = tiles.tile(u);

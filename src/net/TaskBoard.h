@@ -23,8 +23,8 @@ struct Task {
     bool bReserved;         // taken by a thread, or done; guarded by the board's lock
 };
 
-/// The tiles of one render: which are untaken, taken and done. After create() any thread may call any operation but
-/// clearUndone(): each is atomic, under one lock.
+/// The tiles of one render: which are untaken, taken and done. After create() every operation but clearUndone() is
+/// thread-safe.
 class TaskBoard {
  public:
     Velk::NDataVector<Task> vTasks{};
@@ -41,7 +41,7 @@ class TaskBoard {
     /// Takes an untaken task; null when there is none.
     Task* takeTask();
 
-    /// Makes a taken task untaken.
+    /// Returns a taken task, for another client.
     void giveBack(Task& task);
 
     /// Counts one taken task as done; its pixels must be in the image.
@@ -51,15 +51,15 @@ class TaskBoard {
     bool isDone() const { return doneTasks() == vTasks.uSize; }
     uint32_t untakenTasks() const;
 
-    /// Blackens the tiles that are not done. Requires that no thread works on a tile any more.
+    /// Blackens the tiles that are not done. Requires that no thread is working on a tile.
     void clearUndone();
 
  private:
     Wakeup* pWakeup = nullptr;
-    mutable std::mutex mutex;     // of all below, and every task's bReserved
+    mutable std::mutex mutex;     // guards all below and every task's bReserved
     uint32_t uFreeTask = 0;       // where the next search for an untaken task starts
     uint32_t uReservedTasks = 0;  // tasks with bReserved set
-    uint32_t uDoneTasks = 0;      // completed tasks
+    uint32_t uDoneTasks = 0;
 };
 
 }  // namespace rt

@@ -1,4 +1,4 @@
-// The pipe that ends waits.
+// The pipe that wakes threads from poll().
 #include "net/Wakeup.h"
 
 #include <fcntl.h>
