@@ -50,8 +50,8 @@ FILE* openInput(const char* szFile, InputKind kind) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : 0;
         return nullptr;
     }
-    // The name may refer to another file by now, so opening must not block and the kind is checked again. Only a pipe
-    // is waited for, until a writer has opened it.
+    // The name may refer to another file by now, so open() must not block, and the kind is checked again. Only a pipe
+    // may block, until a writer opens it.
     const int iFile = open(szFile, O_RDONLY | O_CLOEXEC | O_NOCTTY | (bPipe ? 0 : O_NONBLOCK));
     if (iFile == -1) return nullptr;
     if (fstat(iFile, &status)) return refuse(iFile, errno);

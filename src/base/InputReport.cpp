@@ -16,7 +16,7 @@ namespace Velk {
 namespace {
 
 constexpr size_t LONGEST_REPORT = 1024;
-constexpr size_t LONGEST_NAME = 700;  // so that a reason follows
+constexpr size_t LONGEST_NAME = 700;  // leaves room for a reason
 constexpr size_t LONGEST_TEXT = 80;   // of a quoted line, in bytes of the file
 static_assert(LONGEST_REPORT > Printable::LONGEST + 4, "what a full report cuts in two is never shown");
 
@@ -42,7 +42,7 @@ class Report {
         add(": \"%s\"", Printable(sz, strcspn(sz, "\r\n"), LONGEST_TEXT, KEEP_TABS).text());
     }
 
-    // Shows the line as a whole once more, because the reasons contain names as well.
+    // Escapes the whole line again, because reasons may contain names.
     void send(bool bError) const {
         const Printable line(szText, uUsed, SIZE_MAX, KEEP_TABS);
         NLogger::LogLine("%s\n", line.text());

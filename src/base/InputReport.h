@@ -18,7 +18,7 @@ void setInputSink(InputSink pfnSink);
 
 /// Reports `FILE:LINE: what is wrong: "the text"`, without the line when uLine is 0, without the text when szText is
 /// null or empty. Shows the first line of the text, at most 80 bytes of it. Names, texts and reasons are shown as by
-/// Printable; a reason may contain names as they are.
+/// Printable; so a reason may contain unescaped names.
 void inputError(const char* szFile, unsigned uLine, const char* szText, const char* szFormat, ...)
     __attribute__((format(printf, 4, 5)));
 

@@ -16,7 +16,7 @@ namespace Velk {
 template <typename T>
 struct NStorage {
     T* pData = nullptr;
-    uint32_t uAlignment = 0;  // 0: what T wants
+    uint32_t uAlignment = 0;  // 0: the natural one of T
 
     NStorage() = default;
     ~NStorage() { free(pData); }
@@ -28,7 +28,8 @@ struct NStorage {
     }
 
  protected:
-    // Moves the first uKept elements into a block of uNew. True when out of memory; nothing has changed then.
+    // Moves the first uKept elements into a new block of uNew elements. True when out of memory; nothing has changed
+    // then.
     bool replace(uint32_t uNew, uint32_t uKept) {
         static_assert(std::is_trivially_copyable_v<T>, "elements move bytewise");
         void* pNew = nullptr;
@@ -94,7 +95,7 @@ struct NAlignedDataVector : NStorage<T> {
     uint32_t uSize = 0;      // elements in use
     uint32_t uGrowBy = 0;    // slots added each time the array is full
 
-    /// Empties the array and gives it a first block of slots; the alignment stays where none is given. True when out of
+    /// Empties the array and gives it a first block of slots; an alignment of 0 keeps the present one. True when out of
     /// memory; the array is usable then, and PushBack() tries again.
     bool create(uint32_t uFirstBlock, uint32_t uStep, uint32_t uAlign = 0) {
         Release();
@@ -141,7 +142,7 @@ struct NAlignedDataVector : NStorage<T> {
     const T* end() const { return pData + uSize; }
 };
 
-/// The same for records without a wish for alignment.
+/// The same at the record's natural alignment.
 template <typename T>
 using NDataVector = NAlignedDataVector<T>;
 

@@ -22,7 +22,7 @@ bool g_bPrint = false;
 std::atomic<bool> g_bLineOpen{false};
 
 // Keeps the pieces of one message together when several threads log. Preserves errno, so that a caller can report a
-// failure first and explain it by errno next.
+// failure first and explain it by errno afterwards.
 class StreamLock {
  public:
     StreamLock() : iErrno(errno) { flockfile(g_pFile); }
@@ -37,7 +37,7 @@ class StreamLock {
     int iErrno;
 };
 
-// Formatting a stamp takes longer than a short message, so each thread keeps its own while it holds.
+// Formatting a stamp takes longer than a short message, so each thread keeps its stamp until the second changes.
 void writeStamp() {
     thread_local char szStamp[32] = "";
     thread_local time_t tStamp = -1;
@@ -73,8 +73,8 @@ void writePlain(const char* szFormat, ...) {
     va_end(args);
 }
 
-// Opens the log and empties it. Appends, because another process may log to the same file. Does not wait for a pipe's
-// reader: a pipe without one is refused.
+// Opens and truncates the log. Writes append, because another process may log to the same file. A pipe without a reader
+// is refused, because opening it would block.
 FILE* openLog(const char* szFile) {
     const int iFile = open(szFile, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
     if (iFile == -1) return nullptr;

@@ -4,7 +4,7 @@ namespace Velk {
 
 /// The program's log: one text file per run, each message after a time stamp, optionally echoed to standard output.
 /// While no log is open every message is dropped, and so is its echo. Any thread may log, and what one call writes
-/// stays in one piece; InitLogger() and Release() are for times when no other thread logs.
+/// stays in one piece; InitLogger() and Release() require that no other thread logs.
 class NLogger {
  public:
     /// Opens szFile, emptying it. 0 on success, or when a log is open already, which is kept. 2 when it cannot be
@@ -14,7 +14,7 @@ class NLogger {
     /// Writes a time stamp and the message. No line break is added.
     static void LogMessage(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
-    /// As LogMessage, on a line of its own: ends the line first that an earlier message left open.
+    /// Like LogMessage, but first ends a line that an earlier message left open.
     static void LogLine(const char* szFormat, ...) __attribute__((format(printf, 1, 2)));
 
     /// The two messages of a formatted error report, each after a time stamp, in one piece.

@@ -1,4 +1,4 @@
-// Files that appear whole or not at all.
+// Writes files atomically: a temporary file is renamed when it is complete.
 #include "base/OutputFile.h"
 
 #include <dirent.h>
@@ -16,10 +16,10 @@ namespace Velk {
 
 namespace {
 
-constexpr int MOST_LINKS = 40;  // the system's own limit
+constexpr int MAX_LINKS = 40;  // as in the kernel
 
 // Names of the temporary files that exist now, for a signal handler. A process rarely writes two files at a time. A
-// file that finds no entry free is not removed by a signal.
+// file without a free entry is not removed by a signal.
 std::atomic<const char*> g_unfinished[8];
 static_assert(std::atomic<const char*>::is_always_lock_free, "used in a signal handler");
 
@@ -52,10 +52,10 @@ bool followLinks(const char* szFile, char (&szTarget)[PATH_MAX]) {
         return true;
     }
     memcpy(szTarget, szFile, strlen(szFile) + 1);
-    for (int i = 0; i < MOST_LINKS; ++i) {
+    for (int i = 0; i < MAX_LINKS; ++i) {
         char szLink[PATH_MAX];
         const ssize_t iLength = readlink(szTarget, szLink, sizeof(szLink) - 1);
-        if (iLength < 0) return false;  // no link
+        if (iLength < 0) return false;  // not a link
         szLink[iLength] = '\0';
         const size_t uKept = szLink[0] == '/' ? 0 : directoryLength(szTarget);
         if (uKept + static_cast<size_t>(iLength) >= PATH_MAX) {
@@ -75,8 +75,8 @@ bool isTemporaryName(const char* szName) {
            !szName[iLength];
 }
 
-// Removes temporary files whose writers have died. A writer holds a lock on its file as long as it lives. Its process
-// number would not do: the writer may run on another machine.
+// Removes temporary files whose writers have died. A writer holds a lock on its file as long as it lives. Checking its
+// process ID is not enough: the writer may run on another machine.
 void removeAbandoned(const char* szDirectory) {
     DIR* pDirectory = opendir(*szDirectory ? szDirectory : ".");
     if (!pDirectory) return;
@@ -91,16 +91,16 @@ void removeAbandoned(const char* szDirectory) {
     closedir(pDirectory);
 }
 
-// True when the new file is locked, or on a file system without locks. False when another process was faster, and has
-// removed the file as abandoned.
-bool lockOwn(int iFile) {
+// Locks the new file. False when another process has already removed it as abandoned. True on a file system without
+// locks, too.
+bool lockTemporary(int iFile) {
     struct stat status {};
     if (flock(iFile, LOCK_EX | LOCK_NB)) return errno != EWOULDBLOCK;
     return fstat(iFile, &status) || status.st_nlink != 0;
 }
 
-// True when the directory is sticky, as /tmp is, and the target another user's: a rename over it would be refused.
-bool isSticky(const char* szTarget, const struct stat& target) {
+// True when a rename over the target would be refused: another user owns it, and its directory is sticky, like /tmp.
+bool isRenameRefused(const char* szTarget, const struct stat& target) {
     char szDirectory[PATH_MAX];
     const size_t uLength = directoryLength(szTarget);
     memcpy(szDirectory, szTarget, uLength);
@@ -111,8 +111,8 @@ bool isSticky(const char* szTarget, const struct stat& target) {
     return uUser && uUser != target.st_uid && uUser != directory.st_uid;
 }
 
-// True when only a missing permission for the directory prevents a new file.
-bool isRefusal(int iErrno) {
+// True when a file could not be created for lack of permission in its directory.
+bool isPermissionError(int iErrno) {
     return iErrno == EACCES || iErrno == EPERM || iErrno == EROFS;
 }
 
@@ -128,8 +128,8 @@ OutputFile::~OutputFile() {
     errno = iErrno;
 }
 
-// Makes a new file beside the target. The name is short, so that a target of the longest legal name has one too.
-// Returns its descriptor, or -1.
+// Creates a temporary file beside the target. Its name is short, so that it is legal whenever the target's is. Returns
+// its descriptor, or -1.
 int OutputFile::openTemporary(mode_t uMode) {
     static std::atomic<unsigned> uSerial{0};
     const size_t uDirectory = directoryLength(szTarget);
@@ -141,7 +141,7 @@ int OutputFile::openTemporary(mode_t uMode) {
                  static_cast<long>(getpid()), uSerial++);
         remember(szTemporary);  // before the file exists, or a signal could leave it behind
         const int iFile = ::open(szTemporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, uMode);
-        if (iFile != -1 && lockOwn(iFile)) return iFile;
+        if (iFile != -1 && lockTemporary(iFile)) return iFile;
         const int iErrno = iFile == -1 ? errno : EEXIST;
         if (iFile != -1) ::close(iFile);
         forget(szTemporary);
@@ -150,8 +150,8 @@ int OutputFile::openTemporary(mode_t uMode) {
     }
 }
 
-// Makes the stream. True on failure.
-bool OutputFile::take(int iFile) {
+// Opens the stream on a descriptor. True on failure.
+bool OutputFile::openStream(int iFile) {
     if (iFile == -1) return true;
     pFile = fdopen(iFile, "wb");
     if (pFile) {
@@ -172,25 +172,25 @@ bool OutputFile::open(const char* szFile, OutputKind kind) {
         errno = 0;
         return true;
     }
-    if (bExists && !S_ISREG(status.st_mode)) return take(::open(szTarget, O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    if (bExists && !S_ISREG(status.st_mode)) return openStream(::open(szTarget, O_WRONLY | O_CLOEXEC | O_NOCTTY));
     if (!*szTarget || szTarget[strlen(szTarget) - 1] == '/') {
         errno = *szTarget ? EISDIR : ENOENT;
         return true;
     }
-    if (!bExists) return take(openTemporary(0666));
+    if (!bExists) return openStream(openTemporary(0666));
     if (access(szTarget, W_OK)) return true;  // a write-protected file must not be replaced either
-    if (!isSticky(szTarget, status)) {
+    if (!isRenameRefused(szTarget, status)) {
         const int iFile = openTemporary(status.st_mode & 0777);
         if (iFile != -1) {
-            // The owner first: changing it clears mode bits. Not being allowed to is no failure.
+            // Owner first, because changing it clears mode bits. Lack of permission for either is ignored.
             if (fchown(iFile, status.st_uid, status.st_gid)) static_cast<void>(!fchown(iFile, -1u, status.st_gid));
             static_cast<void>(!fchmod(iFile, status.st_mode & 0777));
-            return take(iFile);
+            return openStream(iFile);
         }
-        if (!isRefusal(errno)) return true;
+        if (!isPermissionError(errno)) return true;
     }
     bInPlace = true;
-    return take(::open(szTarget, O_WRONLY | O_CLOEXEC));
+    return openStream(::open(szTarget, O_WRONLY | O_CLOEXEC));
 }
 
 bool OutputFile::commit() {

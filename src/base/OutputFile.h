@@ -10,11 +10,11 @@ namespace Velk {
 /// Whether a writer accepts pipes besides regular files and devices.
 enum OutputKind { OUTPUT_FILE, OUTPUT_FILE_OR_PIPE };
 
-/// A file that appears whole or not at all: it is written under a temporary name in the same directory, and commit()
-/// renames it. Two kinds of target are written directly, and are incomplete when that fails midway: one that is no
-/// regular file (a device, a pipe), and an existing file whose directory cannot be written. Symbolic links are
-/// followed, dangling ones included. The new file keeps the mode of the old one, and its owner and group as far as the
-/// system allows. Allocates nothing but what the C library needs for a stream and for reading a directory.
+/// A file that is written atomically: it gets a temporary name in the same directory, and commit() renames it. Two
+/// kinds of target are written directly, and are incomplete when that fails midway: one that is no regular file (a
+/// device, a pipe), and an existing file whose directory cannot be written. Symbolic links are followed, dangling ones
+/// included. The new file keeps the mode of the old one, and its owner and group as far as the system allows. Allocates
+/// nothing but what the C library needs for a stream and for reading a directory.
 class OutputFile {
  public:
     OutputFile() = default;
@@ -44,14 +44,14 @@ class OutputFile {
 
  private:
     int openTemporary(mode_t uMode);
-    bool take(int iFile);
+    bool openStream(int iFile);
     bool isTemporary() const { return *szTemporary != '\0'; }
 
     FILE* pFile = nullptr;
     bool bInPlace = false;  // an existing file is overwritten, so commit() must cut off its old end
     char szTarget[PATH_MAX] = "";
     char szTemporary[PATH_MAX + 64] = "";  // empty when the target is written directly
-    char buffer[128 * 1024];               // of the stream; the system takes long writes at half the cost of pages
+    char buffer[128 * 1024];               // of the stream; long writes take half the time of page-sized ones
 };
 
 }  // namespace Velk

@@ -1,4 +1,4 @@
-// Texts from outside, made safe to show.
+// Makes texts from outside safe to print.
 #include "base/Printable.h"
 
 #include <algorithm>
@@ -13,14 +13,14 @@ constexpr char CUT_MARK[] = "...";
 constexpr size_t CUT_LENGTH = sizeof(CUT_MARK) - 1;
 constexpr size_t ESCAPE_LENGTH = 4;  // of "\xNN"
 
-// What a terminal obeys, what breaks a line, and what changes the order in which the characters around it are shown.
+// Control characters, line separators, and marks that change the writing direction.
 bool isDangerous(uint32_t uCode) {
     return uCode < 0x20 || (uCode >= 0x7F && uCode < 0xA0) || uCode == 0x61C || uCode == 0x200E || uCode == 0x200F ||
            (uCode >= 0x2028 && uCode <= 0x202E) || (uCode >= 0x2066 && uCode <= 0x2069);
 }
 
-// Bytes of the character at p when it may be shown as it is, otherwise 0: its first byte is to be escaped. The rest of
-// a refused character is refused in turn, because a character never starts there.
+// The length in bytes of the character at p if it may be printed unchanged. Otherwise 0: its first byte is escaped. Its
+// other bytes are then escaped in turn, because no character starts with them.
 size_t shownLength(const unsigned char* p, size_t uLeft, TabKind tabs) {
     if (*p < 0x80) return !isDangerous(*p) || (*p == '\t' && tabs == KEEP_TABS);
     const size_t uLength = *p < 0xC2 ? 0 : *p < 0xE0 ? 2 : *p < 0xF0 ? 3 : *p < 0xF5 ? 4 : 0;
@@ -40,7 +40,7 @@ size_t shownLength(const unsigned char* p, size_t uLeft, TabKind tabs) {
 Printable::Printable(const char* szText) : Printable(szText, strlen(szText)) {}
 
 Printable::Printable(const char* pText, size_t uLength, size_t uMost, TabKind tabs) {
-    size_t uUsed = 0, uCut = 0;  // uCut is the last place where the mark of a cut still fits
+    size_t uUsed = 0, uCut = 0;  // uCut: the last place where CUT_MARK still fits
     const auto* p = reinterpret_cast<const unsigned char*>(pText);
     for (size_t u = 0; u < uLength;) {
         const size_t uKept = shownLength(p + u, uLength - u, tabs);

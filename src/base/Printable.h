@@ -8,11 +8,10 @@ namespace Velk {
 /// Whether a tab is kept, as in a quoted line of a file, or escaped.
 enum TabKind { ESCAPE_TABS, KEEP_TABS };
 
-/// A text from outside (a file name, a name out of a file, an argument, a peer's message) as it may be shown on a
-/// terminal or in a log: what could control a terminal, break the line or mislead its reader stands as \xNN, byte by
-/// byte. That are control characters (of one byte and in UTF-8), line separators, marks that change the writing
-/// direction, and bytes that are no UTF-8. All other UTF-8 is kept to the byte. Lives in a buffer of its own, so that
-/// it needs no free memory: a text that does not fit is cut between two characters and ends with "...".
+/// A text from outside (a file name, a name in a file, an argument, a peer's message), made safe for a terminal or a
+/// log. Escaped as \xNN, byte by byte, are control characters (of one byte and in UTF-8), line separators, marks that
+/// change the writing direction, and invalid UTF-8. All other UTF-8 is kept. Uses a fixed buffer, so that it needs no
+/// free memory. A text that does not fit is cut between two characters and ends with "...".
 class Printable {
  public:
     static constexpr size_t LONGEST = 1000;  // bytes of the result

@@ -1,4 +1,4 @@
-// Progress of long operations, to whoever wants to know.
+// Passes the progress of long operations to a sink.
 #include "base/Progress.h"
 
 #include <atomic>

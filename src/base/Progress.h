@@ -2,11 +2,11 @@
 
 namespace Velk {
 
-/// Receives what a long operation says of its progress, piece by piece: texts that may be parts of a line.
+/// Receives progress messages of long operations. Each may be only a part of a line.
 using ProgressSink = void (*)(const char* szText);
 
-/// Where progress goes from now on; null, as at first, for nowhere: a library prints nothing by itself. The sink is
-/// called on the thread that reports.
+/// Sets the receiver of progress. Null, the default, drops it: a library prints nothing by itself. The sink is called
+/// on the thread that reports.
 void setProgressSink(ProgressSink pfnSink);
 
 /// Reports progress. Cut off after some hundred bytes.

@@ -1,6 +1,6 @@
 #pragma once
 
-// Four floats of what every machine of a kind has: for code that is compiled once and runs everywhere.
+// A vector of four floats for code that is compiled only once: it uses what every processor of the target has.
 
 #if defined(RT_VECTORS) && defined(__SSE2__)
 #include "base/simd/FloatsSse2.h"

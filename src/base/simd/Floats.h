@@ -1,11 +1,11 @@
 #pragma once
 
-// Vectors of floats, for every loop that is written for several lanes. Floats<Set> is the one type; a set is what an
-// instruction set does better than the compiler's own vectors: AnySet<lanes> here, Sse2Set, Avx2Set and Avx512Set in
-// the headers of their names.
+// SIMD vectors of floats. Floats<Set> is the vector type. A set holds the operations that an instruction set does
+// better than the compiler's generic vectors: AnySet<lanes> here, Sse2Set, Avx2Set and Avx512Set in headers of their
+// own.
 //
-// Everything here has internal linkage. It is compiled for several instruction sets, and the linker must never put a
-// copy that is made for one of them into code for older processors (docs/architecture.md).
+// Everything here has internal linkage. It is compiled for several instruction sets, and the linker must never use a
+// copy made for one of them in code for older processors (docs/architecture.md).
 
 #include <cstdint>
 #include <cstring>
@@ -16,19 +16,19 @@ template <unsigned N>
 struct VectorTypes {
     typedef float Vector __attribute__((vector_size(4 * N)));
     typedef int32_t Ints __attribute__((vector_size(4 * N)));
-    // In arrays of floats. GCC makes moves of integers of memcpy().
+    // For access to float arrays. GCC would turn memcpy() into integer moves.
     typedef float Aligned __attribute__((vector_size(4 * N), may_alias));
     typedef float Unaligned __attribute__((vector_size(4 * N), may_alias, aligned(4)));
 };
 
-/// N lanes of the compiler's vector extension, for any processor. A set for an instruction set derives from this one
-/// and hides what it does otherwise.
+/// N lanes of the compiler's vector extension, for any processor. The set of an instruction set derives from this one
+/// and hides the operations that it replaces.
 template <unsigned N>
 struct AnySet {
     static constexpr unsigned WIDTH = N;
     using Vector = typename VectorTypes<N>::Vector;
     using Ints = typename VectorTypes<N>::Ints;
-    using Lanes = Ints;  // what a mask is made of: a lane is 0 or -1
+    using Lanes = Ints;  // a lane mask: each lane is 0 or -1
 
     static Ints less(Vector a, Vector b) { return a < b; }
     static Ints lessEqual(Vector a, Vector b) { return a <= b; }
@@ -49,7 +49,7 @@ struct AnySet {
         memcpy(&lanes, BIT, sizeof(lanes));
         return (static_cast<int32_t>(uBits) & lanes) == lanes;
     }
-    /// All lanes by one operation on vectors of any width or, here, on floats.
+    /// Reduces all lanes by one operation, which takes vectors of any width or, here, floats.
     template <typename Operation>
     static float reduce(Vector v, const Operation& operation) {
         float f = v[0];
@@ -58,8 +58,8 @@ struct AnySet {
     }
 };
 
-/// WIDTH floats side by side. A float turns into a vector of itself where one is needed. Arithmetic rounds as that of
-/// single floats does, whatever the set; comparisons with NaN are false, but for !=.
+/// WIDTH floats side by side. A float converts to a vector with that value in all lanes. Arithmetic rounds like that of
+/// single floats in every set. Comparisons with NaN are false, except !=.
 template <typename Set>
 struct Floats {
     static constexpr unsigned WIDTH = Set::WIDTH;
@@ -68,7 +68,7 @@ struct Floats {
     using Unaligned = typename VectorTypes<WIDTH>::Unaligned;
     using Ints = typename Set::Ints;  // int32_t lanes of the vector extension, which has their operators
 
-    /// A truth value of each lane.
+    /// A lane mask: one truth value per lane.
     struct Mask {
         typename Set::Lanes m;
 
@@ -89,23 +89,23 @@ struct Floats {
     Floats(float f) : v(f - Vector{}) {}  // the extension has no broadcast; f - 0 is f even for -0, where f + 0 is not
     explicit Floats(Vector vector) : v(vector) {}
 
-    /// From and to WIDTH floats, of which the first is aligned to the vector's size unless the name says otherwise.
+    /// Loads and stores WIDTH floats, aligned to the vector's size unless the name says otherwise.
     static Floats load(const float* p) { return Floats(*reinterpret_cast<const Aligned*>(p)); }
     static Floats loadUnaligned(const void* p) { return Floats(*static_cast<const Unaligned*>(p)); }
     void store(float* p) const { *reinterpret_cast<Aligned*>(p) = v; }
     void storeUnaligned(float* p) const { *reinterpret_cast<Unaligned*>(p) = v; }
 
-    /// Lane i of WIDTH arrays: element u of array i.
+    /// Loads element u of WIDTH arrays: lane i comes from array i.
     static Floats gather(const float* const* pArrays, unsigned u) {
         float f[WIDTH];
         for (unsigned i = 0; i < WIDTH; ++i) f[i] = pArrays[i][u];
         return loadUnaligned(f);
     }
 
-    /// The lanes whose bits are set.
+    /// The lane mask with these bits.
     static Mask mask(unsigned uBits) { return {Set::mask(uBits)}; }
 
-    /// Whole numbers to floats, rounded to nearest; and back, truncated, where they fit.
+    /// Converts integers to floats, rounded to nearest; and floats that fit to integers, truncated.
     static Floats from(Ints i) { return Floats(__builtin_convertvector(i, Vector)); }
     friend Ints toInts(Floats a) { return __builtin_convertvector(a.v, Ints); }
 
@@ -130,10 +130,10 @@ struct Floats {
     friend Mask operator==(Floats a, Floats b) { return {Set::equal(a.v, b.v)}; }
     friend Mask operator!=(Floats a, Floats b) { return ~(a == b); }
 
-    /// a * b - c, rounded once or twice, as is faster: only for what need not be the same everywhere.
+    /// a * b - c, fused where that is faster. Only for values that may differ between machines.
     friend Floats looseMulSub(Floats a, Floats b, Floats c) { return Floats(Set::looseMulSub(a.v, b.v, c.v)); }
 
-    /// Where the mask is set a, else b.
+    /// a in the lanes of the mask, b in the others.
     friend Floats select(Mask where, Floats a, Floats b) { return Floats(Set::select(where.m, a.v, b.v)); }
 
     /// b where either is NaN, and where both are zeros.
@@ -142,7 +142,7 @@ struct Floats {
 
     friend Floats abs(Floats a) { return Floats(reinterpret_cast<Vector>(reinterpret_cast<Ints>(a.v) & INT32_MAX)); }
 
-    /// a with its sign turned where s is negative, -0 and such NaN included.
+    /// a with its sign flipped where the sign bit of s is set (also in -0 and NaN).
     friend Floats flipSign(Floats a, Floats s) {
         const Ints sign = reinterpret_cast<Ints>(s.v) & INT32_MIN;
         return Floats(reinterpret_cast<Vector>(sign ^ reinterpret_cast<Ints>(a.v)));

@@ -1,6 +1,6 @@
 #pragma once
 
-// Eight floats of AVX2.
+// The AVX2 operations on eight floats.
 
 #include <immintrin.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Sixteen floats of AVX-512, whose masks are bits in registers of their own.
+// The AVX-512 operations on sixteen floats. A lane mask is a mask register.
 
 #include <immintrin.h>
 
@@ -15,7 +15,7 @@ struct Avx512Set : AnySet<16> {
     static Lanes lessEqual(Vector a, Vector b) { return _mm512_cmp_ps_mask(a, b, _CMP_LE_OQ); }
     static Lanes equal(Vector a, Vector b) { return _mm512_cmp_ps_mask(a, b, _CMP_EQ_OQ); }
     static Vector select(Lanes m, Vector a, Vector b) { return _mm512_mask_blend_ps(m, b, a); }
-    // Masked forms: the plain ones of GCC 12 warn of an uninitialised value.
+    // Masked forms, because GCC 12 warns of an uninitialised value in the others.
     static Vector min(Vector a, Vector b) { return _mm512_maskz_min_ps(0xFFFF, a, b); }
     static Vector max(Vector a, Vector b) { return _mm512_maskz_max_ps(0xFFFF, a, b); }
     static Vector looseMulSub(Vector a, Vector b, Vector c) { return _mm512_fmsub_ps(a, b, c); }

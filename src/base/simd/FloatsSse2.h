@@ -1,6 +1,6 @@
 #pragma once
 
-// Four floats of SSE2.
+// The SSE2 operations on four floats.
 
 #include <emmintrin.h>
 
