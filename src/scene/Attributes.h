@@ -51,7 +51,7 @@ class Attributes {
     Attributes& operator=(const Attributes&) = delete;
 
     /// Reads an attribute file. Requires that none is loaded. True on failure, which is logged with the line; the
-    /// materials before it stay. A material for which there is no memory is dropped without a word.
+    /// materials before it stay. A material for which there is no memory is dropped silently.
     [[nodiscard]] bool loadAttributes(const char* szFile);
 
     void releaseAttributes();

@@ -18,7 +18,7 @@ namespace {
 
 enum Step : unsigned { STEP_NAME, STEP_EYE, STEP_SCREEN, STEP_CORNER, STEP_RESOLUTION = STEP_CORNER + 3, STEP_END };
 
-// "%d" as far as it fits 32 bits; the ray tracer takes the value as unsigned.
+// Clamps to 32 bits, signed as by "%d"; the ray tracer uses the value as unsigned.
 uint32_t toPixels(int64_t i) {
     return static_cast<uint32_t>(std::clamp<int64_t>(i, INT32_MIN, INT32_MAX));
 }

@@ -18,8 +18,8 @@ class Camera {
     uint32_t uWidth = 0;   // pixels
     uint32_t uHeight = 0;  // pixels
 
-    /// Reads a camera file. One that ends early is accepted with a warning; the values that it lacks are unchanged.
-    /// True on failure, which is logged with the line.
+    /// Reads a camera file. One that ends early is accepted with a warning; missing values stay unchanged. True on
+    /// failure, which is logged with the line.
     [[nodiscard]] bool loadCamera(const char* szFile);
 
     void releaseCamera() { bLoaded = false; }

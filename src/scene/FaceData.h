@@ -49,7 +49,7 @@ struct alignas(8) FaceData {
 static_assert(sizeof(FaceData) == (sizeof(void*) == 4 ? 120 : 128), "the face record");
 static_assert(offsetof(FaceData, uAttribute) == 3 * sizeof(void*), "three pointers come first");
 
-/// What a ray met on a face. fU and fV are the weights of A and B (of B and C for the edge test).
+/// Where a ray hits a face. fU and fV are the weights of A and B (of B and C for the edge test).
 struct RayTestOutput {
     Velk::NMVector3f v3Hit;
     float fT;  // in multiples of the direction's length

@@ -1,4 +1,4 @@
-// The lights file.
+// Reads the lights file.
 #include "scene/Lights.h"
 
 #include <algorithm>

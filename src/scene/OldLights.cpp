@@ -1,4 +1,4 @@
-// Lights files of the older format: definitions, and fixtures that place them.
+// Reads lights files of the older format: definitions, and fixtures that place them.
 #include "scene/OldLights.h"
 
 #include <cerrno>

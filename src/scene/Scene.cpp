@@ -33,7 +33,7 @@ class SceneParser {
 
     bool isFinished() const { return section == FINISHED; }
 
-    // Takes the data lines that come next, as long as they are of the plainest form and without fault.
+    // The fast path: reads the next data lines as long as they are plain and valid.
     void takePlainLines() {
         NMVector3f v3;
         while (section == VERTICES && uItem < scene.uVertexCount && reader.nextPlain(nullptr, 0, 0, &v3.x, 3)) {
@@ -111,7 +111,7 @@ class SceneParser {
         Velk::preferLargePages(scene.pVertices, static_cast<size_t>(uBytes));
         std::fill_n(scene.pVertices, uCount, SceneVertex{});
         scene.uVertexCount = uCount;
-        enter(uCount ? VERTICES : FINISHED);  // nothing after it could be rendered
+        enter(uCount ? VERTICES : FINISHED);  // without vertices nothing can be rendered
         return {};
     }
 

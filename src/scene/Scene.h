@@ -46,8 +46,8 @@ class Scene {
     /// then.
     [[nodiscard]] bool loadScene(const char* szFile);
 
-    /// Copies a mesh into an empty scene. True when there is no vertex, an index or coordinate is no good, or without
-    /// memory, all of which is logged; the scene is empty then.
+    /// Copies a mesh into an empty scene. True when there is no vertex, when an index or coordinate is invalid, or when
+    /// out of memory, which is logged; the scene is empty then.
     [[nodiscard]] bool setMesh(const MeshArrays& mesh);
 
     void releaseScene();

@@ -1,4 +1,4 @@
-// The scene description file.
+// Reads the scene description file.
 #include "scene/SceneDesc.h"
 
 #include <cerrno>

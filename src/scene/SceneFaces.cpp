@@ -1,4 +1,4 @@
-// Face records from the vertices, and the tests of a ray against a face.
+// Computes face records from the vertices, and tests a ray against a face.
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
@@ -18,9 +18,9 @@ Float4 four(float a, float b, float c, float d) {
     return Float4(Float4::Vector{a, b, c, d});
 }
 
-// The double function, rounded once: the single-precision one differs in the last bit between C libraries.
+// acos() in double precision, because acosf() differs in the last bit between C libraries.
 float angleOf(float fCosine) {
-    const float fClamped = fCosine < -1.0f ? -1.0f : fCosine > 1.0f ? 1.0f : fCosine;  // rounding may leave the range
+    const float fClamped = fCosine < -1.0f ? -1.0f : fCosine > 1.0f ? 1.0f : fCosine;  // rounding may exceed the range
     return static_cast<float>(acos(static_cast<double>(fClamped)));
 }
 
@@ -34,12 +34,12 @@ struct AngleNormals {
     NMVector3f v3A, v3B, v3C;
 };
 
-// Fills the record's derived values, and each vertex's share of the face normal.
+// Computes the face's derived values, and its angle-weighted normal for each vertex.
 void deriveFace(FaceData& face, AngleNormals& normals) {
     const NMVector3f A = face.pA->v3Position, B = face.pB->v3Position, C = face.pC->v3Position;
     const NMVector3f N = cross(B - C, A - C);
     const float L = length(N), fAB = length(B - A), fBC = length(C - B), fCA = length(A - C);
-    // Divisions are most of the work, so they are made side by side.
+    // Divisions take most of the time, so they are done in SIMD lanes.
     const Float4 products = four(dot(B - A, C - A), dot(A - B, C - B), dot(A - C, B - C), 0.0f);
     const Float4 cosines = products / four(fAB * fCA, fAB * fBC, fCA * fBC, 1.0f);
     const auto byLength = [&](float f) {
@@ -96,9 +96,9 @@ void makeUnsound(FaceData& face) {
 }  // namespace
 
 void Scene::precalculateFaces() {
-    constexpr ptrdiff_t AHEAD = 8;  // a face's vertices may lie anywhere
+    constexpr ptrdiff_t PREFETCH_AHEAD = 8;  // a face's vertices may be anywhere in memory
     for (FaceData& face : vFaces) {
-        const FaceData* pAhead = &face + std::min(AHEAD, vFaces.end() - 1 - &face);
+        const FaceData* pAhead = &face + std::min(PREFETCH_AHEAD, vFaces.end() - 1 - &face);
         for (const SceneVertex* p : {pAhead->pA, pAhead->pB, pAhead->pC}) __builtin_prefetch(p);
         AngleNormals normals{};
         deriveFace(face, normals);
@@ -117,7 +117,7 @@ void Scene::precalculateFaces() {
     for (uint32_t u = 0; u < uVertexCount; ++u) {
         NMVector3f& v3Normal = pVertices[u].v3Normal;
         const float fLength = length(v3Normal);
-        // No sound face uses the vertex, or the faces cancel each other: better a zero normal than NaN.
+        // Zero instead of NaN, when no sound face uses the vertex or the normals cancel.
         v3Normal = fLength > 0.0f ? v3Normal / fLength : NMVector3f{};
     }
 }

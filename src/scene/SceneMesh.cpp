@@ -1,4 +1,4 @@
-// A mesh from memory.
+// Copies a mesh from memory into a scene.
 #include <algorithm>
 
 #include "base/InputReport.h"
