@@ -1,4 +1,4 @@
-// From a camera to the rays' eye and screen.
+// Computes a frame from a camera.
 #include "render/Frame.h"
 
 #include "scene/Camera.h"

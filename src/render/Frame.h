@@ -10,12 +10,12 @@ namespace rt {
 class Camera;
 class Scene;
 
-/// One picture to be made of a prepared scene: where the eye is, the screen that it looks through, and the resolution.
-/// Plain values in the scene's scaled coordinates; pixel (x, y) looks at
+/// The view of one picture of a prepared scene: eye point, image plane and resolution. Coordinates are those of the
+/// scaled scene. Pixel (x, y) looks at
 /// v3ImageOrigin + v3ImageSpanX * x / uWidth + v3ImageSpanY * y / uHeight.
 struct Frame {
     Velk::NMVector3f v3Eye;
-    Velk::NMVector3f v3ImageOrigin;  // the point that pixel (0, 0) looks at
+    Velk::NMVector3f v3ImageOrigin;  // the point of pixel (0, 0)
     Velk::NMVector3f v3ImageSpanX;   // over all columns
     Velk::NMVector3f v3ImageSpanY;   // over all rows
     float fMaxDistance;              // longest ray

@@ -1,4 +1,4 @@
-// From files or arrays to a scene that rays can be shot at.
+// Loads a scene, checks it and prepares it for ray queries.
 #include "render/PreparedScene.h"
 
 #include <algorithm>

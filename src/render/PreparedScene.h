@@ -10,9 +10,9 @@ namespace rt {
 
 class SceneDesc;
 
-/// What rays meet: the mesh with its tree and boxes, materials and lights. It is filled, prepared once, and not changed
-/// any more. From then on all const operations of it and of its members may run in any number of threads at once; what
-/// a thread needs beside it is its own TileRenderer.
+/// A scene that is ready for rays: the mesh with its kd-tree and BVH, materials and lights. It is filled, prepared
+/// once, and then not changed any more. From then on all const operations of it and its members are thread-safe. Each
+/// thread that renders needs its own TileRenderer.
 class PreparedScene {
  public:
     Scene scene;
@@ -24,10 +24,10 @@ class PreparedScene {
     /// logged.
     [[nodiscard]] bool read(const SceneDesc& desc);
 
-    /// Completes the faces and builds the tree and the boxes, once after each filling. By default mesh and lights are
-    /// scaled into the domain of 10000 units, which shading counts on; rays at a mesh in the caller's own units want
-    /// Scaling::NONE. v3Eye is where most rays will start, in the units of the files. bResetCache: do not read the
-    /// tree from its cache file. Requires a mesh. True without memory, which is logged.
+    /// Completes the faces and builds the kd-tree and the BVH. Call it once after each filling. By default mesh and
+    /// lights are scaled into the domain of 10000 units, which shading requires. Scaling::NONE keeps the caller's
+    /// units, for ray queries alone. v3Eye is where most rays will start, in the units of the files. bResetCache: do
+    /// not read the tree from its cache file. Requires a mesh. True when out of memory, which is logged.
     [[nodiscard]] bool prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling = Scaling::DOMAIN);
 
     /// Frees everything.

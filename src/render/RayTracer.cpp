@@ -1,4 +1,4 @@
-// The life of a render: loading, preprocessing, the whole picture, release.
+// Loads and preprocesses a scene, renders the whole picture, and releases everything.
 #include "render/RayTracer.h"
 
 #include <cstring>
@@ -28,7 +28,7 @@ bool RayTracer::load(const char* szSceneDescFile, bool bOnlyDesc) {
     if (sceneDesc.loadDescription(parameters.szDescFile)) return true;
     if (!bOnlyDesc && read(sceneDesc)) return true;
     if (!bOnlyDesc) checkTextured();
-    Camera read;  // a short camera file must not keep values of the scene before, which were scaled
+    Camera read;  // a short camera file must not keep the previous scene's scaled values
     if (read.loadCamera(sceneDesc.szCameraFile)) return true;
     useCamera(read);
     if (!parameters.uWidth || !parameters.uHeight) {

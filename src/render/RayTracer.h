@@ -33,18 +33,18 @@ class RayTracer : public PreparedScene {
     float fMaxDistance = 0.0f;  // longest ray
     bool bDescOnly = false;     // only description and camera were loaded
     Velk::NMVector3f v3Eye{};
-    Velk::NMVector3f v3ImageOrigin{};  // the point that pixel (0, 0) looks at
+    Velk::NMVector3f v3ImageOrigin{};  // the point of pixel (0, 0)
     Velk::NMVector3f v3ImageSpanX{};   // over all columns
     Velk::NMVector3f v3ImageSpanY{};   // over all rows
     RaytracerParameters parameters;
 
     /// Reads the scene that parameters.szDescFile names, or szSceneDescFile when it is not null; with bOnlyDesc only
-    /// the description and the camera, for the image's size. A full load frees the scene before. True on failure, which
-    /// is logged; load again before anything else then.
+    /// the description and the camera, for the image's size. A full load frees the previous scene. True on failure,
+    /// which is logged; load again before anything else then.
     [[nodiscard]] bool load(const char* szSceneDescFile, bool bOnlyDesc);
 
-    /// Looks through a camera that is not scaled, with what the settings have in place of its view and resolution. For
-    /// a scene that did not come from load().
+    /// Sets the camera, which must not be scaled. The settings may replace its view and resolution. For a scene that
+    /// did not come from load().
     void useCamera(const Camera& view);
 
     /// Prints the load summary, scales the scene into its domain and builds or reloads the kd-tree. Once after each

@@ -1,4 +1,4 @@
-// What a picture does not need of a single ray: the texture step, and the exhaustive searches that judge the queries.
+// Single-ray operations that rendering does not use: the texture step, and brute-force searches to check the queries.
 #include "render/RayTracer.h"
 #include "render/shading/BrickWall.h"
 #include "render/shading/Surface.h"

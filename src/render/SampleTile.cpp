@@ -1,4 +1,4 @@
-// A tile of the picture, averaged from a larger tile.
+// Supersampling: a tile of the picture, averaged from a larger tile.
 #include "render/SampleTile.h"
 
 #include <algorithm>
@@ -7,7 +7,7 @@ namespace rt {
 
 namespace {
 
-constexpr uint32_t BAND = 32;  // rows of pixels between two questions to pfnStop
+constexpr uint32_t BAND = 32;  // rows of pixels between two calls of pfnStop
 
 }  // namespace
 

@@ -8,17 +8,17 @@
 
 namespace rt {
 
-/// Renders tiles of a picture from a frame that is uSamples times as wide and as high: each pixel is the mean of a
-/// square of uSamples x uSamples of its pixels, each component for itself, rounded to the nearest byte (halves up).
-/// With one sample it is that frame, byte for byte. One thread's scratch memory, as TileRenderer is.
+/// Supersampling: renders tiles of a picture from a frame that is uSamples times as wide and as high. Each pixel is the
+/// mean of uSamples x uSamples pixels of that frame, component by component, rounded to the nearest byte (halves up).
+/// With one sample it is that frame, byte for byte. Each thread needs its own.
 class SampleTile {
  public:
     /// The frame is the large one.
     SampleTile(TileRenderer& tileRenderer, const Frame& largeFrame, unsigned uSamplesAcross)
         : renderer(tileRenderer), frame(largeFrame), uSamples(uSamplesAcross) {}
 
-    /// Renders a tile of the picture into rows of uStride bytes. Asks pfnStop now and then, and gives up and returns
-    /// true when its answer is not 0.
+    /// Renders a tile of the picture into rows of uStride bytes. Calls pfnStop now and then. Stops and returns true
+    /// when pfnStop returns non-zero.
     [[nodiscard]] bool render(const Tile& tile, uint8_t* pFirst, size_t uStride, int (*pfnStop)());
 
  private:

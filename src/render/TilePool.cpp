@@ -1,4 +1,4 @@
-// The picture and the states of its tiles.
+// The picture that threads render together, and the states of its tiles.
 #include "render/TilePool.h"
 
 #include <new>

@@ -10,8 +10,8 @@
 
 namespace rt {
 
-/// One picture in memory, and which of its tiles are done. Any number of threads may claim and finish tiles at once;
-/// making and releasing it is for one.
+/// One picture in memory, and which of its tiles are done. Claiming and finishing tiles is thread-safe; creating and
+/// destroying the pool is not.
 class TilePool {
  public:
     static constexpr uint32_t NONE = 0xFFFFFFFFu;  // no tile
@@ -37,7 +37,7 @@ class TilePool {
     /// The next tile that is not done, NONE when all have been given out. Each goes to one caller.
     uint32_t claim();
 
-    /// Its pixels are complete.
+    /// Marks a tile as done; its pixels must be complete.
     void finish(uint32_t uTile);
 
     bool isDone(uint32_t uTile) const { return pDone[uTile].load(std::memory_order_acquire); }

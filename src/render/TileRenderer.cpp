@@ -1,4 +1,4 @@
-// From pixels to rays and from colours to bytes, block by block.
+// Turns pixels into rays and colours into bytes, block by block.
 #include "render/TileRenderer.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@ using Velk::NMVector3f;
 
 namespace {
 
-// 0 to 255, truncated; NaN becomes 255.
+// Clamps to 0 to 255 and truncates; NaN becomes 255.
 unsigned char toByte(float c) {
     const float fLimited = c < 255.0f ? c : 255.0f;
     return static_cast<unsigned char>(fLimited > 0.0f ? fLimited : 0.0f);
@@ -19,8 +19,8 @@ unsigned char toByte(float c) {
 constexpr unsigned BLOCK_EDGE = 32;
 static_assert(BLOCK_EDGE * BLOCK_EDGE <= RayStream::CAPACITY, "a block is one stream");
 
-// The pixels of a block along the Z-order curve. Any power of two of neighbours on it covers one square or two, so
-// packets of every size are compact.
+// The pixels of a block in Z-order (Morton order). Each run of 2^n pixels covers one or two squares, so packets of
+// every size are compact.
 struct ZOrder {
     static constexpr unsigned PIXELS = BLOCK_EDGE * BLOCK_EDGE;
     uint8_t uColumn[PIXELS] = {};
@@ -96,7 +96,7 @@ void TileRenderer::renderBlock(const Frame& frame, const Tile& block, unsigned c
 
 NMVector3f TileRenderer::traceRay(const NMVector3f& v3Origin, const NMVector3f& v3Direction, float fMaxDistance,
                                   unsigned uDepth, float fRefractiveIndex) {
-    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // rays of this depth are not followed further
+    uDepth = std::min(uDepth, StreamShader::MAX_RECURSION);  // rays of this depth spawn no others
     RayStream& rays = shader.rays(uDepth);
     rays.uCount = 0;
     rays.add(v3Origin, v3Direction, fMaxDistance);

@@ -15,8 +15,8 @@ namespace rt {
 /// belongs on the heap; each thread that renders has its own.
 class TileRenderer {
  public:
-    /// Scene and settings stay the caller's, and may not change while tiles are rendered. Of the settings only those of
-    /// the bricks are read.
+    /// Keeps references to both, which must not change while tiles are rendered. Of the settings only those of the
+    /// bricks are read.
     TileRenderer(const PreparedScene& scene, const RaytracerParameters& settings);
 
     /// Renders a tile, 3 bytes a pixel (blue, green, red), into memory of the caller: the first pixel at pFirst, each

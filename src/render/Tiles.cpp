@@ -1,4 +1,4 @@
-// The one place where pictures are cut into tiles.
+// Cuts pictures into tiles; nothing else does.
 #include "render/Tiles.h"
 
 #include <algorithm>

@@ -12,9 +12,8 @@ struct Tile {
     uint32_t uRows;
 };
 
-/// How pictures are cut into tiles, everywhere: squares of uEdge pixels in bands from the first row on, each band from
-/// the first column on. Tiles at the last column and the last row are cut short, so that every pixel is in one tile.
-/// Plain numbers without memory. All but tileAt() require an edge that is not 0.
+/// The tiles of a picture: squares of uEdge pixels, numbered row by row. Tiles at the last column and the last row are
+/// clipped, so that every pixel is in exactly one tile. All but tileAt() require an edge that is not 0.
 struct TileGrid {
     uint32_t uWidth;  // of the picture, in pixels
     uint32_t uHeight;
@@ -26,7 +25,7 @@ struct TileGrid {
     /// Tile number uTile of count().
     Tile tile(uint64_t uTile) const;
 
-    /// The tile whose first pixel is (x, y), without any pixel when that is outside of the picture.
+    /// The tile whose first pixel is (x, y), empty when that is outside the picture.
     Tile tileAt(uint32_t x, uint32_t y) const;
 
  private:

@@ -16,7 +16,7 @@ namespace {
 constexpr float BRICK_RELIEF = 96.0f;  // size of the largest bumps on a brick,
 constexpr float MORTAR_RELIEF = 8.0f;  // in the joint,
 constexpr float DIRT_SIZE = 228.0f;    // and of the largest spots of dirt
-constexpr float LARGEST_TURN = 0.16f;
+constexpr float MAX_ROTATION = 0.16f;
 
 // Which brick a point belongs to, and where in its cell it lies.
 struct BrickCell {
@@ -71,7 +71,7 @@ float reflectionWeight(float fDirt) {
     return g > 0.7f ? 1.0f : HermiteCurve(g / 0.7f);
 }
 
-// The largest shrink, at most 1, that keeps the turned rectangle inside its cell.
+// The largest scale factor, at most 1, that keeps the rotated brick inside its cell.
 float shrinkFactor(const NMVector2f& c, const NMVector2f& size, float fSin, float fCos) {
     const float x0 = -c.x, x1 = size.x - c.x, y0 = -c.y, y1 = size.y - c.y;
     const NMVector2f corners[4] = {{x0, y0}, {x1, y0}, {x1, y1}, {x0, y1}};
@@ -85,7 +85,7 @@ float shrinkFactor(const NMVector2f& c, const NMVector2f& size, float fSin, floa
     return k;
 }
 
-// The double function, rounded once: the single-precision one differs in the last bit between C libraries.
+// atan() in double precision, because atanf() differs in the last bit between C libraries.
 float arcTangent(float f) {
     return static_cast<float>(atan(static_cast<double>(f)));
 }
@@ -96,7 +96,7 @@ NMVector3f Wall(NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidth, 
                 float fAngleCoeff, bool bDirt, NMVector3f* pNormal, AttributeInstance* pAttribute) {
     const float px = uv.x * fScaleU, py = uv.y * fScaleV;
     const BrickCell cell = findCell(px, py, fBrickWidth, fBrickHeight, fMortarWidth);
-    const float fAngle = Clamp(hashOf(cell) - LARGEST_TURN, -LARGEST_TURN, LARGEST_TURN) * fAngleCoeff;
+    const float fAngle = Clamp(hashOf(cell) - MAX_ROTATION, -MAX_ROTATION, MAX_ROTATION) * fAngleCoeff;
     float fHeight = 0.0f;
     DrawBrick(cell.v2Position, {fBrickWidth * 0.5f, fBrickHeight * 0.5f}, {fBrickWidth, fBrickHeight}, cell.v2Mortar,
               fAngle, &fHeight, pNormal);
@@ -147,7 +147,7 @@ float Height(NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidth, flo
     const NMVector2f v2Centre{(0.5f * a + 0.25f) * fBrickWidth, (0.5f * b + 0.25f) * fBrickHeight};
     float fHeight = 0.0f;
     DrawBrick(cell.v2Position, v2Centre, {fBrickWidth, fBrickHeight}, cell.v2Mortar,
-              Clamp(r - LARGEST_TURN, -LARGEST_TURN, LARGEST_TURN) * 0.125f, &fHeight, nullptr);
+              Clamp(r - MAX_ROTATION, -MAX_ROTATION, MAX_ROTATION) * 0.125f, &fHeight, nullptr);
     return Clamp(fHeight * Cloud(px, py, reliefSize(fHeight), 1.0f), 0.0f, 1.0f);
 }
 

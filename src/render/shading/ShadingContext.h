@@ -8,8 +8,7 @@ class RayQueries;
 class Scene;
 struct RaytracerParameters;
 
-/// The parts of a render that shading reads; it knows nothing else of the renderer. The owner keeps them alive and does
-/// not change them while rays are traced.
+/// What shading reads. The owner keeps it alive and unchanged while rays are traced.
 struct ShadingContext {
     const Scene& scene;
     const Attributes& attributes;

@@ -48,8 +48,8 @@ void StreamShader::makeSurfaces(Level& level) const {
     }
 }
 
-// Adds up the lights that each surface faces and that no face hides. Goes light by light, so that all shadow rays of a
-// stream converge at one point.
+// Adds up the light that reaches each surface, using shadow rays. Goes light by light, so that all shadow rays of a
+// stream end at one point.
 void StreamShader::sumLights(Level& level) {
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         const Surface& surface = level.surfaces[u];
@@ -67,7 +67,7 @@ void StreamShader::sumLights(Level& level) {
             if (!(incidence.fCosine[u] >= 0.0f)) continue;
             uShaded[shadows.uCount] = u;
             const NMVector3f L{incidence.L[0][u], incidence.L[1][u], incidence.L[2][u]};
-            // Starts one unit off the surface, which would shadow itself otherwise.
+            // Starts one unit off the surface to avoid self-shadowing.
             shadows.add(level.surfaces[u].P + L, L, incidence.fDistance[u]);
         }
         context.queries.findObstacles(shadows, bBlocked);
@@ -81,7 +81,7 @@ void StreamShader::sumLights(Level& level) {
     }
 }
 
-// The incidence of a light on each surface. Surfaces that face away are computed too: the vectorised loop is faster
+// Computes the incidence of a light on each surface. Back-facing surfaces are included: the vectorised loop is faster
 // than one that skips them.
 void StreamShader::findIncidence(const Light& light, uint32_t uSurfaces) {
     const float fDomainFactor = context.scene.fDomainFactor;
@@ -103,9 +103,9 @@ void StreamShader::findIncidence(const Light& light, uint32_t uSurfaces) {
     }
 }
 
-// Traces the rays of the next depth and mixes what each sees into the colour of its parent.
+// Traces the secondary rays of the next depth and blends each colour into that of its parent.
 template <typename Mix>
-void StreamShader::follow(unsigned uDepth, const Mix& mix) {
+void StreamShader::traceSecondary(unsigned uDepth, const Mix& mix) {
     Level &level = levels[uDepth], &next = levels[uDepth + 1];
     const uint32_t uCount = next.rays.uCount;  // noted before tracing, which may change it
     if (!uCount) return;
@@ -130,7 +130,7 @@ void StreamShader::reflect(unsigned uDepth) {
         next.fMedium[next.rays.uCount] = level.fMedium[uRay];
         next.rays.add(surface.P + R, R, level.rays.fMaxDist[uRay]);
     }
-    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+    traceSecondary(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
         return C * (1.0f - surface.fKts) + multiply(surface.S, v3Seen) * surface.fKts;
     });
 }
@@ -154,7 +154,7 @@ void StreamShader::refract(unsigned uDepth) {
         next.fMedium[next.rays.uCount] = surface.fEta;
         next.rays.add(surface.P + T, T, level.rays.fMaxDist[uRay]);
     }
-    follow(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
+    traceSecondary(uDepth, [](const Surface& surface, const NMVector3f& C, const NMVector3f& v3Seen) {
         return C + multiply(surface.S, v3Seen) * surface.fKf;
     });
 }

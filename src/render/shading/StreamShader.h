@@ -37,7 +37,7 @@ class StreamShader {
     const Velk::NMVector3f* trace(unsigned uDepth);
 
  private:
-    // Only the counts are initialised, so the system need not provide the pages of depths that no ray reaches.
+    // Only the counts are initialised, so depths that no ray reaches take no physical memory.
     struct Level {
         RayStream rays;
         float fMedium[RayStream::ROOM];
@@ -51,8 +51,7 @@ class StreamShader {
         float fSums[RayStream::ROOM];            // the sum of the lights that reach the surface
     };
 
-    /// The surfaces and the incidence of one light on each, component by component, so that the compiler can vectorise
-    /// the loop over them.
+    /// The surfaces and the incidence of one light on each, as a structure of arrays that the compiler can vectorise.
     struct Incidence {
         float P[3][RayStream::ROOM], N[3][RayStream::ROOM], D[3][RayStream::ROOM], fSide[RayStream::ROOM];
         float L[3][RayStream::ROOM], fDistance[RayStream::ROOM], fIrradiance[RayStream::ROOM];
@@ -65,7 +64,7 @@ class StreamShader {
     void reflect(unsigned uDepth);
     void refract(unsigned uDepth);
     template <typename Mix>
-    void follow(unsigned uDepth, const Mix& mix);
+    void traceSecondary(unsigned uDepth, const Mix& mix);
 
     const ShadingContext context;
     Level levels[MAX_RECURSION + 1];

@@ -20,7 +20,7 @@ constexpr float BRIGHTNESS_EXPONENT = 0.7f;
 void makeSurface(const ShadingContext& context, const FaceData& face, const RayTestOutput& hit, Surface* pSurface) {
     assert(face.uAttribute < context.attributes.vAttributes.uSize);
     const AttributeInstance& attribute = context.attributes.vAttributes[face.uAttribute];
-    Surface& surface = *pSurface;  // written in place: a copy would wait for every word of it
+    Surface& surface = *pSurface;  // in place: a copy would wait for all its stores
     surface.P = hit.v3Hit;
     surface.N = face.v3Normal;
     surface.S = attribute.v3Color;

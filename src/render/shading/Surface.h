@@ -18,7 +18,7 @@ struct Surface {
 
     /// What a light adds for each unit of irradiance; fCosine is (N . L) and fHalfway (N . H), both times fSide.
     float reflected(float fCosine, float fHalfway) const {
-        // A material without highlights skips the power. It is finite for a base of at most 1, so it would add 0.
+        // Without a specular part the power is skipped. For a base of at most 1 it is finite, so it would add 0.
         if (fKs == 0.0f && fabsf(fHalfway) <= 1.0f) return fKd * fCosine;
         return fKd * fCosine + fKs * powf(fHalfway, fExponent);
     }
