@@ -4,7 +4,7 @@
 #include "render/RayTracer.h"
 #include "scene/Camera.h"
 
-/// What stands behind the public scene.
+/// The private data of a public scene.
 struct raytracer::Scene::Data {
     rt::PreparedScene scene;
     rt::Camera camera;  // of the description, not scaled
@@ -14,7 +14,7 @@ struct raytracer::Scene::Data {
 
 namespace raytracer {
 
-/// The one way from a public scene to its inside.
+/// Gives the library access to a public scene's private data.
 class Inside {
  public:
     static const Scene::Data& of(const Scene& scene) { return *scene.pData; }

@@ -1,4 +1,4 @@
-// The public way to what the library says.
+// The public functions that set the receivers of errors and progress.
 #include "raytracer/Messages.h"
 
 #include "base/InputReport.h"

@@ -1,4 +1,4 @@
-// Public pictures: views and threads.
+// Public rendering: views, and worker threads that render tiles.
 #include "raytracer/Picture.h"
 
 #include <algorithm>
@@ -48,7 +48,7 @@ Frame frameOf(const View& view, const rt::Scene& scene) {
     return rt::frameOf(camera, scene, view.uWidth, view.uHeight);
 }
 
-// A worker's whole life: tiles until none is left. True without memory.
+// What each worker thread runs: renders tiles until none is left. True when out of memory.
 bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings, const Frame& frame,
                  std::atomic<uint64_t>& uNext, uint8_t* pPixels, size_t uStride) {
     const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(scene, settings));
@@ -60,7 +60,7 @@ bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings
         pRenderer->render(frame, tile, pFirst, uStride);
         for (uint32_t y = 0; y < tile.uRows; ++y) {
             uint8_t* p = pFirst + y * uStride;
-            for (uint32_t x = 0; x < tile.uColumns; ++x, p += 3) std::swap(p[0], p[2]);  // blue comes first inside
+            for (uint32_t x = 0; x < tile.uColumns; ++x, p += 3) std::swap(p[0], p[2]);  // from BGR to RGB
         }
     }
     return false;

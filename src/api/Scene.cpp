@@ -1,4 +1,4 @@
-// The public scene: filling, preparing, single rays.
+// The public scene: loading or filling, preparing, ray queries.
 #include "raytracer/Scene.h"
 
 #include <algorithm>
@@ -36,8 +36,8 @@ AttributeInstance attributeOf(const Material& material) {
     return attribute;
 }
 
-// Calls visit(stream, its first ray) for rays in streams of a scene whose numbers are fFactor times the caller's.
-// Without memory for a stream nothing is visited.
+// Splits rays into streams and calls visit(stream, index of its first ray) for each. fFactor scales the caller's units
+// to the scene's. Visits nothing when out of memory.
 template <typename Visit>
 void forEachStream(const Ray* pRays, size_t uRays, float fFactor, const Visit& visit) {
     const std::unique_ptr<RayStream> pStream(new (std::nothrow) RayStream);
