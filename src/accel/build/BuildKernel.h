@@ -9,8 +9,8 @@ namespace rt {
 /// The vectorised loops of the tree's construction. There is one set of them for each instruction set, and every one
 /// gives the same answers to the bit.
 struct BuildKernel {
-    /// Finds the thresholds: the nine floats of each face from pCorners on, the numbers of the node's faces, where to
-    /// put the values.
+    /// Computes the thresholds of a node's faces. pCorners has nine floats for each face of the scene, pNumbers the
+    /// indices of the node's uCount faces. The results go to the arrays of `to`.
     void (*measure)(const NodeFrame& frame, const float* pCorners, const uint32_t* pNumbers, uint32_t uCount,
                     const FaceValues<float>& to);
 

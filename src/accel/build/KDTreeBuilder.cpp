@@ -1,4 +1,4 @@
-// The recursion: split, distribute, go down.
+// Builds the tree recursively: splits a node and distributes its faces to the children.
 #include "accel/build/KDTreeBuilder.h"
 
 #include <algorithm>
@@ -11,23 +11,23 @@ using Velk::BoxAABB;
 
 namespace {
 
-constexpr uint32_t SMALL_LEAF = 2;  // faces that are never split further
+constexpr uint32_t SMALL_LEAF = 2;  // nodes of so few faces are not split
 constexpr uint32_t LIST_ALIGNMENT = 32;
-constexpr uint64_t ROOM = 6;  // list entries a face to begin with; what is not touched takes no memory
+constexpr uint64_t ENTRIES_PER_FACE = 6;  // in the first allocation; untouched entries take no memory
 
-uint32_t entriesToBegin(uint32_t uFaces) {
-    return static_cast<uint32_t>(std::min<uint64_t>(ROOM * uFaces + 4, KDTreeNode::MAX_INDEX));
+uint32_t initialEntries(uint32_t uFaces) {
+    return static_cast<uint32_t>(std::min<uint64_t>(ENTRIES_PER_FACE * uFaces + 4, KDTreeNode::MAX_INDEX));
 }
 
 }  // namespace
 
 uint64_t KDTreeBuilder::bytesToBegin(uint32_t uFaces) {
-    return KDTreeSplitSearch::bytesFor(uFaces) + entriesToBegin(uFaces) * sizeof(FacesListNode) +
+    return KDTreeSplitSearch::bytesFor(uFaces) + initialEntries(uFaces) * sizeof(FacesListNode) +
            (uFaces / 2 + 4) * sizeof(KDTreeNode);
 }
 
 bool KDTreeBuilder::build() {
-    const uint32_t uFaces = scene.vFaces.uCount, uEntries = entriesToBegin(uFaces);
+    const uint32_t uFaces = scene.vFaces.uCount, uEntries = initialEntries(uFaces);
     if (lists.vFacesList.create(uEntries, 0, LIST_ALIGNMENT) || nodes.create(uFaces / 2 + 4, 0)) return true;
     for (uint32_t u = 0; u < uFaces; ++u) lists.vFacesList.PushBack({u, u + 1 < uFaces ? u + 1 : NO_INDEX});
     KDTreeNode root;
@@ -52,8 +52,8 @@ bool KDTreeBuilder::subdivide(uint32_t uNode, const BoxAABB& box, unsigned uDept
 
     ChildList children[2];
     if (distribute(frame, split.fPos, uFaceCount, children)) return true;
-    lists.vFacesList[uLast].next =
-        lists.uFreeListHead;  // as freeObjectListNodes(), which would look for the last entry
+    // Frees the node's list. freeObjectListNodes() would search for the last entry, which is known here.
+    lists.vFacesList[uLast].next = lists.uFreeListHead;
     lists.uFreeListHead = uFirst;
     const uint32_t uChild = nodes.uSize;
     nodes[uNode].makeInterior(uChild, frame.uAxis);

@@ -19,11 +19,11 @@ class KDTreeBuilder {
     /// Fills the nodes (index form) and the face lists. True when there is not enough memory.
     [[nodiscard]] bool build();
 
-    /// Memory that a build takes at the least, in bytes.
+    /// The least memory that a build takes, in bytes.
     static uint64_t bytesToBegin(uint32_t uFaces);
 
  private:
-    /// A face list under construction; faces are put in front.
+    /// A face list under construction; faces are added at the front.
     struct ChildList {
         uint32_t uHead = NO_INDEX;
         uint32_t uCount = 0;

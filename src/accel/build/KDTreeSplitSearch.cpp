@@ -1,4 +1,4 @@
-// The search for a node's split: by bins, then candidate by candidate.
+// Searches for a node's split: first by bins, then candidate by candidate.
 #include "accel/build/KDTreeSplitSearch.h"
 
 #include <algorithm>
@@ -17,10 +17,10 @@ using Velk::NMVector3f;
 
 namespace {
 
-constexpr float SMALLEST_AREA = 1e-25f;  // of a box whose costs can be bounded
-constexpr int32_t FEW_CANDIDATES = 8;    // so few are searched and sorted without branches
+constexpr float SMALLEST_AREA = 1e-25f;  // of a box for which costs can be bounded
+constexpr int32_t FEW_CANDIDATES = 8;    // up to this number, linear search and branchless sorting
 
-// Sorts the few candidates of a common bin without branches.
+// Sorts the candidates of a bin. Usually these are few, so no branches are used.
 void sortBin(float* pBegin, float* pEnd) {
     if (pEnd - pBegin > FEW_CANDIDATES) {
         std::sort(pBegin, pEnd);
@@ -82,7 +82,7 @@ bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bOve
     return false;
 }
 
-// False when the node is not small or its thresholds leave the choice open.
+// False when the node is not small, or when its thresholds alone do not decide.
 bool KDTreeSplitSearch::findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const {
     if (!bBounded || !SmallSplit::isSmall(uCount)) return false;
     SmallSplit small(frame);
@@ -100,15 +100,16 @@ bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Spl
     bins.fill(frame, thresholds, uCount, bBounded);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
-    if (gather()) return true;
+    if (collectCandidates()) return true;
     count(frame, uCount);
     split = cheapest(frame);
     return false;
 }
 
-// Collects the candidates of the window, ascending and each once.
-bool KDTreeSplitSearch::gather() {
-    // Each bin has its own range of places. What lies outside the window goes to one more place behind them.
+// Collects the candidates of the window, sorted and without duplicates.
+bool KDTreeSplitSearch::collectCandidates() {
+    // A bucket sort: each bin has its own range of the array. Candidates outside the window all go to one spare element
+    // behind the ranges.
     const uint32_t uBegin = bins.first(), uBins = bins.end() - uBegin;
     uint32_t uPlaces = 0;
     for (uint32_t u = 0; u < uBins; ++u) {
@@ -153,7 +154,7 @@ bool KDTreeSplitSearch::makeRoom(uint32_t uCandidates) {
     return vPositions.create(uCandidates, 0);
 }
 
-// The first candidate at or above fPos, which lies in bin iBin.
+// The index of the first candidate >= fPos. iBin is the bin of fPos.
 uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
     const uint32_t uBin = static_cast<uint32_t>(iBin);
     if (uBin < bins.first()) return 0;
@@ -168,7 +169,7 @@ uint32_t KDTreeSplitSearch::firstFrom(float fPos, int16_t iBin) const {
     return u;
 }
 
-// The first candidate above fPos, which lies in bin iBin.
+// The index of the first candidate > fPos. iBin is the bin of fPos.
 uint32_t KDTreeSplitSearch::firstAfter(float fPos, int16_t iBin) const {
     uint32_t u = firstFrom(fPos, iBin);
     if (u < vPositions.uSize && vPositions[u] == fPos) ++u;
@@ -204,7 +205,7 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
     vLeft[uLowSure] += bins.faces.pLowSure[u] >= iBegin;
 }
 
-// Counts the candidates in a range whose low part the face overlaps.
+// Counts the face as low at those candidates of a range whose low part it overlaps.
 void KDTreeSplitSearch::countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd) {
     const float* pCorners = &corners[thresholds.pFace[u]].v3Corner[0].x;
     while (uBegin < uEnd) {
@@ -233,7 +234,7 @@ Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
     return best;
 }
 
-// Of equal candidates the first in the face lists is the choice. It matters for zeros, whose signs may differ.
+// Of equal candidates the first in the face list is taken. This matters only for zeros, whose signs may differ.
 float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) const {
     for (uint32_t u = 0; u < uCount; ++u) {
         for (const NMVector3f& v : corners[thresholds.pFace[u]].v3Corner) {

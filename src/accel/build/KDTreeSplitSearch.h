@@ -47,7 +47,7 @@ class KDTreeSplitSearch {
     bool overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const;
     bool findAmongFew(const SplitFrame& frame, uint32_t uCount, Split& split) const;
     bool findByBins(const SplitFrame& frame, uint32_t uCount, Split& split);
-    bool gather();
+    bool collectCandidates();
     bool makeRoom(uint32_t uCandidates);
     void count(const SplitFrame& frame, uint32_t uCount);
     void countFace(const SplitFrame& frame, uint32_t u);
@@ -68,12 +68,12 @@ class KDTreeSplitSearch {
     bool bInRange = false;  // box and corners are small enough for thresholds and bins
     bool bBounded = false;  // and the current node has an area
     SplitBins bins;
-    uint32_t uNext[SplitBins::MAX_BINS + 1];   // where gather() puts a bin's next candidate
+    uint32_t uNext[SplitBins::MAX_BINS + 1];   // where collectCandidates() puts a bin's next candidate
     uint32_t uFirst[SplitBins::MAX_BINS + 1];  // first candidate in this bin of the window or behind it
 
-    // The candidates that are left, ascending, and the changes of their counts from one to the next.
+    // The remaining candidates, sorted, and how the face counts change from one to the next.
     Velk::NDataVector<float> vPositions;
-    Velk::NDataVector<uint32_t> vLeft, vRight;  // one element more; faces from here on; faces no longer
+    Velk::NDataVector<uint32_t> vLeft, vRight;  // changes of the low and the high count, one element more
 };
 
 }  // namespace rt

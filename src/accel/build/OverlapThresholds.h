@@ -13,16 +13,17 @@ struct FaceCorners {
 };
 static_assert(sizeof(FaceCorners) == 36, "nine floats");
 
-/// For the faces of one node, the positions p on the split axis at which the answers of the two overlap tests turn. As
-/// p grows, "overlaps the enlarged low part" turns from no to yes, "overlaps the enlarged high part" from yes to no:
+/// For the faces of one node, the positions p on the split axis at which the answers of the two overlap tests change.
+/// As p grows, "overlaps the enlarged low part" changes from no to yes, "overlaps the enlarged high part" from yes to
+/// no:
 ///
 ///             p < pLowMaybe    the low test is not made or says no
 ///             p >= pLowSure    the low test is made and says yes
 ///             p <= pHighSure   the high test is made and says yes
 ///             p > pHighMaybe   the high test is not made or says no
 ///
-/// for every candidate p of the box, whatever rounding does to single answers. In between only the test itself can
-/// tell. Tests are not made for candidates off the face's range on the axis.
+/// for every candidate p in the box, including rounding. In between only the test itself decides. No test is made for
+/// candidates outside the face's range on the axis.
 struct OverlapThresholds : FaceValues<float> {
     static constexpr float LARGEST = 2e11f;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The overlap test of one face against the parts that many candidates cut off its node, and its proof for whole runs of
-// them: docs/building.md, "Open ranges".
+// The overlap test of one face against the parts of its node at many candidates, and its proof for whole runs of
+// candidates: docs/building.md, "Open ranges".
 
 #include "accel/Rounding.h"
 #include "accel/build/NodeFrame.h"
@@ -10,8 +10,8 @@ namespace rt {
 
 namespace {
 
-/// Tests one face against the parts on one side of ascending candidates, as many of them or of ranges at a time as the
-/// vector type has lanes.
+/// Tests one face against the parts on one side of sorted candidates. Each lane tests one candidate or one range of
+/// them.
 template <typename Lanes>
 class PartSweep {
     static constexpr unsigned WIDTH = Lanes::WIDTH;
@@ -52,10 +52,10 @@ class PartSweep {
     // Separating axes with a component on the split axis: the cross products of three edges with the two other axes,
     // the split axis itself, the plane.
     static constexpr unsigned SPAN = 6, PLANE = 7, ALL_TESTS = 255;
-    static constexpr uint32_t FEW = 512;                       // candidates that are tested one by one
+    static constexpr uint32_t FEW = 512;                       // so few candidates are tested one by one
     static constexpr float ROUND_UP = 1.001f * ROUNDING_UNIT;  // with room for the rounding of the slack itself
 
-    // What a value may be for the candidates of a range.
+    // Interval arithmetic: the bounds of a value over the candidates of a range.
     struct Interval {
         Lanes low, high;
 
@@ -83,13 +83,13 @@ class PartSweep {
     }
 
     // Operations of the test on single values and on intervals.
-    static Lanes smaller(Lanes a, Lanes b) { return min(b, a); }  // as std::min() and std::max(), NaN included
+    static Lanes smaller(Lanes a, Lanes b) { return min(b, a); }  // like std::min() and std::max(), also for NaN
     static Lanes larger(Lanes a, Lanes b) { return max(b, a); }
     static Lanes magnitude(Lanes a) { return abs(a); }
     static Mask isAbove(Lanes a, Lanes b) { return a > b; }
     static Interval smaller(Interval a, Interval b) { return {smaller(a.low, b.low), smaller(a.high, b.high)}; }
     static Interval larger(Interval a, Interval b) { return {larger(a.low, b.low), larger(a.high, b.high)}; }
-    // The low end is negative where a may be 0, a bound all the same.
+    // The low end is negative where a may be 0. That is still a valid bound.
     static Interval magnitude(Interval a) { return {larger(a.low, -a.high), larger(-a.low, a.high)}; }
     static Mask isAbove(Interval a, Interval b) { return ~(a.high <= b.low); }  // possibly
 
@@ -140,10 +140,11 @@ class PartSweep {
         return isAbove(smaller(a, b), radius) | isAbove(-larger(a, b), radius);
     }
 
-    // n * (-h - t) where n > 0, else n * (h - t): how far the part's nearest corner is from the plane, by axis.
+    // n * (-h - t) where n > 0, else n * (h - t): one axis's term in the distance of the part's nearest corner from the
+    // plane.
     static Lanes nearest(Lanes n, Lanes h, Lanes t) { return n * (select(n > 0.0f, -h, h) - t); }
     static Lanes farthest(Lanes n, Lanes h, Lanes t) { return n * (select(n > 0.0f, h, -h) - t); }
-    // Straight on either side of n = 0, so that the extreme is at an end or there.
+    // Linear on either side of n = 0, so the extreme is at an end or at 0.
     static Lanes nearest(Interval n, Lanes h, Lanes t) {
         const Lanes ends = larger(nearest(n.low, h, t), nearest(n.high, h, t));
         return select((n.low < 0.0f) & (n.high > 0.0f), larger(ends, 0.0f), ends);
@@ -172,7 +173,7 @@ class PartSweep {
         return (near > 0.0f) | ~(far >= 0.0f);
     }
 
-    // Candidates of a range, the last one repeated.
+    // Loads the candidates of a range; surplus lanes repeat the last one.
     Lanes candidates(uint32_t uBegin, uint32_t uEnd) const {
         if (uEnd - uBegin >= WIDTH) return Lanes::loadUnaligned(pCandidates + uBegin);
         float f[WIDTH];
@@ -190,7 +191,7 @@ class PartSweep {
             }
             return separated;
         };
-        // Nearly always it is the plane of a sliver that is in doubt.
+        // Nearly always only the plane of a sliver is undecided.
         return uTests == 1u << PLANE ? firstOf(bMiss, uBegin, uEnd, planeAlone)
                                      : firstOf(bMiss, uBegin, uEnd, theseTests);
     }
@@ -205,7 +206,7 @@ class PartSweep {
         return uEnd;
     }
 
-    // As the public one; uTests are the tests that are not known to pass.
+    // Like the public one, but makes only the tests in uTests; the others are known to pass.
     uint32_t firstMiss(uint32_t uBegin, uint32_t uEnd, unsigned uTests) const {
         if (!frame.bInRange || uEnd - uBegin <= FEW) return firstOf(true, uBegin, uEnd, uTests);
         const uint32_t uStep = (uEnd - uBegin + WIDTH - 1) / WIDTH;
@@ -233,7 +234,7 @@ class PartSweep {
     const NodeFrame& frame;
     const bool bHigh;
     const float* const pCandidates;
-    float s[3], t[2][3], e[2][3];  // corners on the split axis; on the others from the centre, and edges there
+    float s[3], t[2][3], e[2][3];  // corners on the split axis; corners (from the centre) and edges on the others
     float nS;                      // the normal on the split axis
     bool bSeparated;               // by an axis without a component on the split axis, for every candidate
 };

@@ -1,7 +1,7 @@
 #pragma once
 
 // The search for the split of a node with few faces: every candidate against every face, four candidates at a time,
-// unsorted and without jumps. Why it is exact: docs/building.md, "Bins".
+// unsorted and without branches. Why it is exact: docs/building.md, "Bins".
 
 #include <algorithm>
 #include <cassert>
@@ -18,21 +18,21 @@ namespace {
 
 class SmallSplit {
  public:
-    /// The search may be used for a node of so many faces, and is the faster one.
+    /// True when this search can handle a node of so many faces, and is the faster one.
     static bool isSmall(uint32_t uFaces) { return uFaces <= MAX_FACES; }
 
     /// Requires a box whose area is finite and not zero.
     explicit SmallSplit(const SplitFrame& nodeFrame) : frame(nodeFrame) {}
 
-    /// Requires room: isSmall() of the final number.
+    /// Requires that isSmall() is true of the final number.
     void addFace(const FaceValues<float>& values, uint32_t u) {
-        // A face known to miss the high side counts as low, untested: from there on its low answer is not known.
+        // Above pHighSure the face may be marked, and then counts as low. So its low answer is open from there on.
         assert(uFaces < MAX_FACES);
         faces[uFaces++] = {std::min(values.pLowMaybe[u], values.pHighSure[u]), values.pLowSure[u], values.pHighSure[u],
                            values.pHighMaybe[u]};
     }
 
-    /// Adds a position if bValid; repetitions do no harm.
+    /// Adds a position if bValid; duplicates do no harm.
     void addCandidate(float f, bool bValid) {
         fCandidates[uCandidates] = f;
         uCandidates += bValid;
@@ -46,7 +46,7 @@ class SmallSplit {
         Float4::Mask bestOpen = Float4::mask(0);
         for (uint32_t u = 0; u < uCandidates; u += WIDTH) {
             const Float4 p = Float4::loadUnaligned(fCandidates + u);
-            Int4 left{}, leftMaybe{}, right{}, rightMaybe{};  // negative
+            Int4 left{}, leftMaybe{}, right{}, rightMaybe{};  // negative: a set lane of a mask is -1
             for (uint32_t i = 0; i < uFaces; ++i) {
                 left += (p >= faces[i].lowSure).m;
                 leftMaybe += (p >= faces[i].lowMaybe).m;
@@ -73,12 +73,12 @@ class SmallSplit {
     static constexpr uint32_t MAX_FACES = 26;
     static constexpr uint32_t WIDTH = Float4::WIDTH;
 
-    // A face's thresholds, each in all lanes.
+    // A face's thresholds, each broadcast to all lanes.
     struct Thresholds {
         Float4 lowMaybe, lowSure, highSure, highMaybe;
     };
 
-    // SplitFrame::halfArea() of the box with this length on the split axis, operation by operation.
+    // SplitFrame::halfArea() of the box with this length on the split axis, by the same operations.
     Float4 area(Float4 length) const {
         const Velk::NMVector3f d = frame.box.v3Max - frame.box.v3Min;
         if (frame.uAxis == 0) return length * (d.y + d.z) + d.y * d.z;

@@ -1,4 +1,4 @@
-// Bins, the bounds of their costs, and the window. Why it is exact: docs/building.md, "Bins".
+// Fills bins, bounds their costs and chooses the window. Why it is exact: docs/building.md, "Bins".
 #include "accel/build/SplitBins.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace rt {
 
 namespace {
 
-constexpr uint32_t FEW_FACES = 4;  // all candidates of so few are counted; with more there are at least eight bins
+constexpr uint32_t FEW_FACES = 4;  // with so few faces every candidate is counted; more faces get eight bins or more
 
 using Shorts = int16_t __attribute__((vector_size(16)));
 
@@ -27,14 +27,14 @@ Float4 counts(const int32_t* p) {
     return Float4::from(load<Int4>(p));
 }
 
-// Puts a unit of values into bins. Rounding keeps the order of values, so bins are ordered as the values are.
-class Placement {
+// Maps a unit of values to their bins. Rounding is monotone, so bins have the order of the values.
+class BinMapper {
  public:
-    Placement(float fLow, float fHigh, float fScale, uint32_t uBins)
+    BinMapper(float fLow, float fHigh, float fScale, uint32_t uBins)
         : low(fLow), high(fHigh), scale(fScale), last(static_cast<float>(uBins - 1)) {}
 
-    void place(const float* pValues, int16_t* pBins) const {
-        // The lower halves of all eight numbers.
+    void map(const float* pValues, int16_t* pBins) const {
+        // Keeps the low 16 bits of each of the eight numbers.
         constexpr int LOW = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0 : 1;
         const Shorts bins =
             __builtin_shufflevector(reinterpret_cast<Shorts>(binOf(Float4::loadUnaligned(pValues))),
@@ -77,21 +77,21 @@ void SplitBins::chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBound
 
 void SplitBins::fill(const SplitFrame& frame, const FaceValues<float>& thresholds, uint32_t uCount, bool bBounded) {
     chooseBins(frame, uCount, bBounded);
-    const Placement placement(fLow, fHigh, fScale, uBins);
+    const BinMapper mapper(fLow, fHigh, fScale, uBins);
     for (uint32_t u = 0; u < uCount; u += NodeFrame::UNIT) {
-        placement.place(thresholds.pMin + u, faces.pMin + u);
-        placement.place(thresholds.pMid + u, faces.pMid + u);
-        placement.place(thresholds.pMax + u, faces.pMax + u);
-        placement.place(thresholds.pLowMaybe + u, faces.pLowMaybe + u);
-        placement.place(thresholds.pLowSure + u, faces.pLowSure + u);
-        placement.place(thresholds.pHighSure + u, faces.pHighSure + u);
-        placement.place(thresholds.pHighMaybe + u, faces.pHighMaybe + u);
+        mapper.map(thresholds.pMin + u, faces.pMin + u);
+        mapper.map(thresholds.pMid + u, faces.pMid + u);
+        mapper.map(thresholds.pMax + u, faces.pMax + u);
+        mapper.map(thresholds.pLowMaybe + u, faces.pLowMaybe + u);
+        mapper.map(thresholds.pLowSure + u, faces.pLowSure + u);
+        mapper.map(thresholds.pHighSure + u, faces.pHighSure + u);
+        mapper.map(thresholds.pHighMaybe + u, faces.pHighMaybe + u);
     }
     for (uint32_t u = 0; u < uCount; ++u) {
         ++pCandidates[faces.pMin[u]];
         ++pCandidates[faces.pMid[u]];
         ++pCandidates[faces.pMax[u]];
-        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // a miss on the high side counts as low
+        ++pLowMaybe[std::min(faces.pLowMaybe[u], faces.pHighSure[u])];  // above pHighSure it may be marked, and so low
         ++pLowSure[faces.pLowSure[u]];
         ++pHighSure[faces.pHighSure[u]];
         ++pHighMaybe[faces.pHighMaybe[u]];
@@ -103,7 +103,7 @@ bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
         if (!pCandidates[1]) return false;
         uFirst = 1;
         uEnd = 2;
-    } else if (!chooseCheap(frame, uCount)) {
+    } else if (!chooseCheapBins(frame, uCount)) {
         return false;
     }
     for (uint32_t uNeeded = listActive(uCount); uNeeded < uFirst; uNeeded = listActive(uCount)) uFirst = uNeeded;
@@ -112,11 +112,11 @@ bool SplitBins::choose(const SplitFrame& frame, uint32_t uCount) {
 
 // A bin's area comes from a common step, not from its box, so the bounds are off by a few roundings of costs of up to
 // twice the number of faces. A limit raised by 2^-16 of that number covers them.
-bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
+bool SplitBins::chooseCheapBins(const SplitFrame& frame, uint32_t uCount) {
     assert(uBins % 4 == 0);
     const float fEnd = SplitFrame::halfArea(frame.lowPart(frame.fLow)), fWhole = SplitFrame::halfArea(frame.box);
     const float fInverse = 1.0f / fWhole, fStart = fEnd * fInverse;
-    const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin, by that of the node
+    const float fStep = (fWhole - fEnd) * fInverse / static_cast<float>(uBins);  // area of a bin relative to the node's
     uint32_t uLeft = 0, uLeftMaybe = pLowMaybe[0], uRight = uCount - pHighSure[0], uRightMaybe = uCount;
     for (uint32_t u = 0; u < uBins; ++u) {
         uLeft += pLowSure[u];
@@ -131,7 +131,7 @@ bool SplitBins::chooseCheap(const SplitFrame& frame, uint32_t uCount) {
     const float fFaces = static_cast<float>(uCount);
     const Float4 none = std::numeric_limits<float>::infinity();
     Float4 limits = fFaces - SplitFrame::TRAVERSAL_COST;
-    // Bins without a candidate limit nothing and are never possible.
+    // Empty bins set no limit and are never chosen.
     for (uint32_t u = 0; u < uBins; u += 4) {
         const Int4 bin = static_cast<int32_t>(u) + Int4{0, 1, 2, 3};
         const Float4 low = fStart + fStep * Float4::from(bin);

@@ -7,12 +7,12 @@
 
 namespace rt {
 
-/// The candidates of a node in equal intervals of the split axis, and the run of intervals that can hold the cheapest.
+/// The candidates of a node, sorted into bins of equal width, and the run of bins that can hold the cheapest one.
 ///
 /// A face's counts change between its thresholds only, and costs grow with counts and areas. So the thresholds in the
 /// bins before and after one bound the cost of every candidate in it, from below and from above. A bin whose lower
-/// bound is above some other's upper bound, or above the cost of a leaf, cannot hold the choice, and nothing more needs
-/// to be known of its candidates.
+/// bound is above some other's upper bound, or above the cost of a leaf, cannot hold the choice, so its candidates are
+/// skipped.
 ///
 /// Bin 0 stands for everything before the box, bins 1 to bins() divide the box, bin bins() + 1 is behind it.
 class SplitBins {
@@ -37,7 +37,7 @@ class SplitBins {
     uint32_t first() const { return uFirst; }
     uint32_t end() const { return uEnd; }
 
-    /// Vertices in a bin, repetitions included.
+    /// Vertices in a bin, with duplicates.
     uint32_t candidates(uint32_t uBin) const { return pCandidates[uBin]; }
 
     /// Faces whose threshold lies in a bin before the window.
@@ -46,7 +46,7 @@ class SplitBins {
 
  private:
     void chooseBins(const SplitFrame& frame, uint32_t uCount, bool bBounded);
-    bool chooseCheap(const SplitFrame& frame, uint32_t uCount);
+    bool chooseCheapBins(const SplitFrame& frame, uint32_t uCount);
     uint32_t listActive(uint32_t uCount);
     uint32_t sumBefore(const uint32_t* pCounts) const;
 
@@ -54,8 +54,8 @@ class SplitBins {
     uint32_t uFirst = 1, uEnd = 1;
     float fLow = 0.0f, fHigh = 0.0f, fScale = 0.0f;
     uint32_t uCounts[5 * (MAX_BINS + 2)];
-    // For each bin the numbers of faces that are surely and possibly on either side, and the lower bound of the cost.
-    // Members, not locals: a stack overflow would end the process without a message.
+    // For each bin: how many faces are surely and possibly on either side, and the lower bound of the cost. Members,
+    // not locals: a stack overflow would end the process without a message.
     int32_t iLeft[2][MAX_BINS], iRight[2][MAX_BINS];
     float fFloor[MAX_BINS];
     uint32_t *pCandidates = nullptr, *pLowMaybe = nullptr, *pLowSure = nullptr;  // rows of uCounts

@@ -1,4 +1,4 @@
-// A node as the vectorised loops see it.
+// Computes the values of a node that the vectorised loops read.
 #include "accel/build/SplitFrame.h"
 
 #include <algorithm>

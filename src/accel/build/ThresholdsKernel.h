@@ -7,12 +7,12 @@
 
 namespace rt {
 
-// The thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
+// Computes the thresholds of many faces at a time. Letters, formulas and error terms are those of docs/building.md,
 // "Thresholds".
 
 namespace {
 
-/// OverlapThresholds' computation for as many faces at a time as the vector type has lanes.
+/// Computes OverlapThresholds, one face in each lane.
 template <typename Lanes>
 struct ThresholdsKernel {
     static constexpr unsigned WIDTH = Lanes::WIDTH;
@@ -22,8 +22,8 @@ struct ThresholdsKernel {
     static constexpr float NEVER = 1e37f;                                // above every g and f
     static constexpr float TINY = 1e-28f;                                // above every error by underflow
     static constexpr float SMALL = 1e-25f;                               // divisors below it are not used
-    static constexpr float SHRINK = 0.99009806f, SHRINK_SURE = 0.9901f;  // below, above 1 / (1/2 + BOX_HALF)
-    static constexpr float STRETCH = 100.0f, STRETCH_SURE = 100.001f;    // below, above 1 / (BOX_HALF - 1/2)
+    static constexpr float SHRINK = 0.99009806f, SHRINK_SURE = 0.9901f;  // just below and above 1 / (1/2 + BOX_HALF)
+    static constexpr float STRETCH = 100.0f, STRETCH_SURE = 100.001f;    // just below and above 1 / (BOX_HALF - 1/2)
 
     // The range [G, F] in which no axis separates, each end between two bounds.
     struct Range {
@@ -31,7 +31,7 @@ struct ThresholdsKernel {
         Lanes fSure, fMaybe;  // below, above F
 
         // Narrows the range by [g, f] / d with an error of at most e on g and f; lanes in bFree, which have d = 0, are
-        // left as they are.
+        // unchanged.
         void narrow(Lanes d, Lanes g, Lanes f, Lanes e, Mask bFree) {
             const Lanes inverse = 1.0f / max(d, SMALL);
             const Lanes eMaybe = max(e, select(d < SMALL, NEVER, 0.0f));
@@ -43,7 +43,7 @@ struct ThresholdsKernel {
         }
     };
 
-    // A unit of faces, relative to the node.
+    // One face in each lane, relative to the node.
     struct Unit {
         Lanes s[3], x[3];      // corners on the split axis
         Lanes t[2][3];         // on the other axes, from the centre
@@ -126,7 +126,7 @@ struct ThresholdsKernel {
         range.narrow(d, q - radius, q + radius, error, bFree);
     }
 
-    // The extents of the low part from which on the answer may be, is surely, yes.
+    // The extents of the low part from which on the answer is possibly yes, and surely yes.
     struct Turn {
         Lanes maybe, sure;
     };
@@ -136,7 +136,7 @@ struct ThresholdsKernel {
                 max(0.0f, max(gSure * SHRINK_SURE, -fSure * STRETCH_SURE))};
     }
 
-    // From extents to positions on the low side; the high side is the mirror image (fSign -1).
+    // Converts extents to positions on the low side; fSign -1 mirrors this for the high side.
     static void place(const NodeFrame& frame, const Unit& unit, const Turn& turn, float fSign, Lanes& maybe,
                       Lanes& sure) {
         const Lanes nearEnd = fSign > 0.0f ? unit.fMin : -unit.fMax;  // the face's range, mirrored
@@ -183,7 +183,7 @@ struct ThresholdsKernel {
         for (uint32_t u = 0; u < uCount; u += WIDTH) {
             const float* pFaces[WIDTH];
             for (unsigned i = 0; i < WIDTH; ++i) {
-                const uint32_t uAhead = u + i + 3 * WIDTH;  // faces of a large node are far apart
+                const uint32_t uAhead = u + i + 3 * WIDTH;  // faces of a large node are far apart in memory
                 if (uAhead < uCount) __builtin_prefetch(pCorners + size_t{pNumbers[uAhead]} * 9);
                 const uint32_t uFace = pNumbers[u + i < uCount ? u + i : uCount - 1];
                 pFaces[i] = pCorners + size_t{uFace} * 9;
