@@ -1,4 +1,4 @@
-// Makes the BVH: bounds of the faces, construction, face records in the order of its leaves.
+// Builds the BVH from the bounds of the faces, and the face records in the order of its leaves.
 #include "accel/bvh/Bvh.h"
 
 #include <algorithm>
@@ -22,10 +22,10 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
             face.fLambdaU, face.fLambdaV, face.fMuU, face.fMuV, uFace << 3 | uDown << 2 | face.uAxis};
 }
 
-// Where the items of uFaces faces lie: at the end of the block of their records, which has room for two more. Items are
-// smaller, so a record overwrites only its own item and earlier ones. Page faults in a block of their own would take a
-// third of the time for a large scene.
-BvhItem* itemsBehind(FaceRecord* pRecords, uint32_t uFaces) {
+// The items share the memory of the records: they lie at the end of the block, which has room for two records more.
+// Items are smaller, so writing a record overwrites only its own item and earlier ones. With a block of their own, page
+// faults would take a third of the time for a large scene.
+BvhItem* itemsAtEnd(FaceRecord* pRecords, uint32_t uFaces) {
     static_assert(sizeof(BvhItem) < sizeof(FaceRecord), "records come later than the items that they overwrite");
     const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhItem));
     void* pItems = reinterpret_cast<char*>(pRecords) + (uGap + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
@@ -38,12 +38,12 @@ struct Counts {
 
 // Fills the items of all sound faces: ordinary ones, then needles.
 Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) {
-    constexpr uint32_t AHEAD = 8;  // a face's vertices may lie anywhere
+    constexpr uint32_t PREFETCH_AHEAD = 8;  // a face's vertices may be anywhere in memory
     const uint32_t uFaces = scene.vFaces.uCount;
     Counts counts;
     for (uint32_t u = 0; u < uFaces; ++u) {
         const FaceData& face = scene.vFaces[u];
-        __builtin_prefetch(scene.vFaces[std::min(u + AHEAD, uFaces - 1)].pC);
+        __builtin_prefetch(scene.vFaces[std::min(u + PREFETCH_AHEAD, uFaces - 1)].pC);
         if (!face.isSound()) continue;
         BvhItem item;
         const bool bNeedle = bounds.bound(face, item.fMin, item.fMax);
@@ -51,12 +51,12 @@ Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) 
         item.fMax[3] = 0.0f;
         pItems[bNeedle ? uFaces - ++counts.uNeedles : counts.uOrdinary++] = item;
     }
-    // Unsound faces have left a gap.
+    // Closes the gap that unsound faces left.
     memmove(pItems + counts.uOrdinary, pItems + uFaces - counts.uNeedles, counts.uNeedles * sizeof(BvhItem));
     return counts;
 }
 
-// Neighbours in the hierarchy are far apart in the scene, so a face is prefetched, and a little later its vertex.
+// Neighbours in the BVH are far apart in memory, so a face is prefetched, and a little later its vertex.
 void prefetch(const Scene& scene, const BvhItem* pItem, const BvhItem* pEnd) {
     constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
     if (pEnd - pItem <= FACE_AHEAD) return;
@@ -74,12 +74,11 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     fReach = bounds.reach();
     const uint32_t uFaces = scene.vFaces.uCount;
     if (uFaces > FaceRecord::MAX_FACES || vRecords.allocate(uFaces + 2, ALIGNMENT)) return true;
-    BvhItem* const pItems = itemsBehind(vRecords.pData, uFaces);
+    BvhItem* const pItems = itemsAtEnd(vRecords.pData, uFaces);
     const Counts counts = makeItems(scene, bounds, pItems);
     const uint32_t uTotal = counts.uOrdinary + counts.uNeedles;
     bNeedles = counts.uNeedles > 0;
-    // A node has four children or nothing but leaves. So there are at most a third as many nodes as faces, and the
-    // root.
+    // A node has four children or only leaves. So there are at most a third as many nodes as faces, plus the root.
     if (vNodes.allocate(uTotal / 3 + 1, ALIGNMENT)) return true;
     vNodes.uCount = buildBvh(vNodes.pData, pItems, counts.uOrdinary, uTotal);
     for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;

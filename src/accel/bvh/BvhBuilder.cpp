@@ -1,4 +1,4 @@
-// Builds the box hierarchy by the surface area of its boxes.
+// Builds the BVH from the top down with the binned surface-area heuristic.
 #include "accel/bvh/BvhBuilder.h"
 
 #include <algorithm>
@@ -11,11 +11,11 @@ namespace rt {
 
 namespace {
 
-constexpr unsigned MAX_BINS = 16;     // half as many for as few items
+constexpr unsigned MAX_BINS = 16;     // nodes with no more items than this use half as many
 constexpr float MIN_SPREAD = 1e-20f;  // below, bins would have no width
 constexpr float INF = std::numeric_limits<float>::infinity();
 
-// A box that grows; the fourth lane is spare.
+// A growing box; the fourth lane is unused.
 struct Extent {
     Float4 low = INF, high = -INF;
 
@@ -43,7 +43,7 @@ Float4 centreOf(const BvhItem& item) {
     return Float4::load(item.fMin) + Float4::load(item.fMax);
 }
 
-// Neighbouring items, their common box and that of their centres.
+// A run of items, their bounding box and that of their centres.
 struct Range {
     uint32_t uBegin, uEnd;
     Extent box, centres;
@@ -65,7 +65,7 @@ class Builder {
         return range;
     }
 
-    // Makes the node over the given parts, at most four, after dividing the largest until there are four.
+    // Makes the node over one to four parts. First splits the part of the largest area until there are four.
     uint32_t makeNode(Range* pParts, unsigned uParts, unsigned uDepth) {
         while (uParts < 4) {
             Range* pLargest = nullptr;
@@ -99,7 +99,7 @@ class Builder {
     uint32_t nodes() const { return uNodes; }
 
  private:
-    // What lies in an interval of the axis, or on one side of a cut.
+    // The items in one bin, or on one side of a split.
     struct Bin {
         Extent box, centres;
         uint32_t uCount = 0;
@@ -115,11 +115,11 @@ class Builder {
     Range split(Range& range, unsigned uDepth) {
         const unsigned a = range.centres.longestAxis();
         const float fLow = range.centres.low[a], fSpread = range.centres.high[a] - fLow;
-        // Faces that lie ever closer together would make a tree without end.
-        if (uDepth >= Bvh::MAX_SAH_DEPTH || !(fSpread > MIN_SPREAD)) return halve(range, a);
+        // Limits the depth: faces that lie ever closer together would make the tree too deep.
+        if (uDepth >= Bvh::MAX_SAH_DEPTH || !(fSpread > MIN_SPREAD)) return splitAtMedian(range, a);
         const unsigned uBins = range.count() > MAX_BINS ? MAX_BINS : MAX_BINS / 2;
         const float fScale = static_cast<float>(uBins) / fSpread, fLast = static_cast<float>(uBins - 1);
-        const auto binOf = [=](const BvhItem& item) {  // of NaN the last
+        const auto binOf = [=](const BvhItem& item) {  // the last bin for NaN
             return static_cast<unsigned>(std::min(fLast, (item.fMin[a] + item.fMax[a] - fLow) * fScale));
         };
         Bin bins[MAX_BINS];
@@ -129,7 +129,7 @@ class Builder {
             bin.centres.add({centreOf(pItems[u]), centreOf(pItems[u])});
             ++bin.uCount;
         }
-        float fRight[MAX_BINS];  // the cost of all from this bin on
+        float fRight[MAX_BINS];  // the cost of this bin and all behind it
         Bin side;
         for (unsigned i = uBins; i-- > 1;) {
             side.add(bins[i]);
@@ -144,9 +144,9 @@ class Builder {
             uCut = fCost < fBest ? i : uCut;
             fBest = fCost < fBest ? fCost : fBest;
         }
-        if (!uCut) return halve(range, a);  // areas are not finite
-        // Every item changes places with the first of the right part, but stays in it unless it goes left. A branch
-        // would be mispredicted half of the time.
+        if (!uCut) return splitAtMedian(range, a);  // areas are not finite
+        // Partitions without branches, which would be mispredicted half of the time. Each item is swapped with the
+        // first item of the right part; that part then shrinks if the item belongs to the left.
         uint32_t uMiddle = range.uBegin;
         for (uint32_t u = range.uBegin; u < range.uEnd; ++u) {
             const Extent item = boxOf(pItems[u]), first = boxOf(pItems[uMiddle]);
@@ -167,7 +167,7 @@ class Builder {
         return right;
     }
 
-    Range halve(Range& range, unsigned a) {
+    Range splitAtMedian(Range& range, unsigned a) {
         const uint32_t uMiddle = range.uBegin + range.count() / 2, uEnd = range.uEnd;
         std::nth_element(
             pItems + range.uBegin, pItems + uMiddle, pItems + uEnd,

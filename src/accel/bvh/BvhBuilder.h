@@ -14,10 +14,10 @@ struct alignas(16) BvhItem {
     uint32_t face() const;
 };
 
-/// Divides faces into the nodes of a Bvh from the top down, by the surface-area heuristic between bins (Wald 2007)
-/// along the axis on which the boxes' centres spread most. Puts the items in the order of the leaves and fills the
-/// nodes, of which there must be room for a third of the items and one more. The first uOrdinary of the uTotal items do
-/// not share a child of the root with the others. Returns the number of nodes.
+/// Builds the nodes of a Bvh from the top down by the binned surface-area heuristic (Wald 2007), along the axis on
+/// which the boxes' centres spread most. Sorts the items into the order of the leaves. There must be room for a third
+/// as many nodes as items, plus one. The first uOrdinary of the uTotal items do not share a child of the root with the
+/// others. Returns the number of nodes.
 uint32_t buildBvh(BvhNode* pNodes, BvhItem* pItems, uint32_t uOrdinary, uint32_t uTotal);
 
 }  // namespace rt

@@ -1,4 +1,4 @@
-// Where the face test can accept a ray, as a box for each face.
+// Computes for each face the box in which the face test can accept a ray.
 #include "accel/bvh/FaceBounds.h"
 
 #include <algorithm>
@@ -12,9 +12,9 @@ namespace rt {
 namespace {
 
 constexpr double UNIT = ROUNDING_UNIT;
-constexpr float USUAL_DISTANCE = 4.0f;  // of origins, in multiples of the scene's reach, when nothing is known
-constexpr float MAX_DISTANCE = 64.0f;   // from further away the boxes would be larger than small faces
-constexpr float MAX_REACH = 1e12f;      // products of three coordinates stay finite
+constexpr float DEFAULT_DISTANCE = 4.0f;  // of origins, in multiples of the scene's reach, when it is not known
+constexpr float MAX_DISTANCE = 64.0f;     // from further away the boxes would be larger than small faces
+constexpr float MAX_REACH = 1e12f;        // products of three coordinates stay finite
 
 }  // namespace
 
@@ -23,9 +23,9 @@ FaceBounds::FaceBounds(const Scene& scene, float fFarthestOrigin) {
         fReach = std::max({fReach, fabsf(v3.x), fabsf(v3.y), fabsf(v3.z)});
     }
     if (!(fReach <= MAX_REACH)) return;
-    // Rays start on faces, too, and a little off them.
+    // Secondary rays start on faces, or slightly off them.
     const float fFarthest =
-        fFarthestOrigin > 0.0f ? 1.01f * std::max(fFarthestOrigin, fReach) : USUAL_DISTANCE * fReach;
+        fFarthestOrigin > 0.0f ? 1.01f * std::max(fFarthestOrigin, fReach) : DEFAULT_DISTANCE * fReach;
     fOriginLimit = std::min(fFarthest, MAX_DISTANCE * fReach);
 }
 
