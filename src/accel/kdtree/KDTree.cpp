@@ -1,4 +1,4 @@
-// The life of the tree: loaded or built, linked, released.
+// Loads or builds the tree, links its nodes and releases it.
 #include "accel/kdtree/KDTree.h"
 
 #include <cassert>
@@ -29,15 +29,15 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 
 // Reads the nodes from the cache file or builds and saves them, in index form.
 bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
-    const bool bCached = !sCacheFile.empty();  // otherwise nothing is said: standard output is the owner's
+    const bool bCached = !sCacheFile.empty();  // no progress is reported without a cache file
     if (bCached) Velk::printProgress("Loading kdtree from file...");
     if (!bResetCache && bCached && loadTree(sCacheFile.c_str(), &nodes)) {
         Velk::printProgress(" OK\n");
-        warnIfOutdated(sCacheFile.c_str(), *pScene);  // behind the line, which must stay in one piece
+        warnIfOutdated(sCacheFile.c_str(), *pScene);  // after the progress line, which must stay in one piece
         return false;
     }
     if (bCached) Velk::printProgress("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
-    // Half a megabyte, which the stack may not have.
+    // On the heap: half a megabyte may be too much for the stack.
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
     if (!pBuilder || pBuilder->build()) return true;
     pBuilder.reset();

@@ -30,16 +30,16 @@ class KDTree : public FaceLists {
     const Scene* pScene = nullptr;
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
-    std::string sCacheFile = "kdtree.tmp";  // where buildTree looks for the tree and leaves it; empty: nowhere
-    std::string sCacheName;  // what the cache file says it belongs to; empty: the path of the scene\'s file
+    std::string sCacheFile = "kdtree.tmp";  // buildTree reads and writes it; empty: no cache
+    std::string sCacheName;  // what the cache file says it belongs to; empty: the path of the scene's file
 
     KDTree() = default;
     KDTree(const KDTree&) = delete;
     KDTree& operator=(const KDTree&) = delete;
 
-    /// Loads or builds the tree of a preprocessed scene, which must outlive it, and says so on standard output. Without
-    /// memory it stays empty, which is logged, and true is returned. With an empty sCacheFile it touches no file and
-    /// prints nothing.
+    /// Loads or builds the tree of a preprocessed scene, which must outlive it, and reports progress. True when out of
+    /// memory, which is logged; the tree is empty then. With an empty sCacheFile it touches no file and reports
+    /// nothing.
     [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache);
 
     /// Frees everything; every query misses then.
@@ -53,15 +53,15 @@ class KDTree : public FaceLists {
     /// True when any face is hit at 0 <= t <= fMaxDist.
     bool findObstacle(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist) const;
 
-    /// Reads the cache file into nodes (index form) and vFacesList. TRUE on success. A file that is for another scene
-    /// or breaks any rule of a tree is not taken.
+    /// Reads the cache file into nodes (index form) and vFacesList. TRUE on success. A file of another scene, or one
+    /// that breaks any rule of a tree, is rejected.
     bool loadTree(const char* szPath, Velk::NDataVector<KDTreeNode>* pNodes);
 
     /// Writes the cache file from nodes (index form) and vFacesList, whole or not at all. 0 on success; a failure is
     /// logged.
     int saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& nodes) const;
 
-    /// Prints the way from a face up to the root of the linked tree. True when the face is below the node.
+    /// Prints the path from a face up to the root of the linked tree. True when the face is below the node.
     bool walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const;
     bool walkthroughFacesList(unsigned uFace, const FacesListNode* pEntry) const;
 

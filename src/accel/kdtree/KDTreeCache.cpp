@@ -1,4 +1,4 @@
-// The tree's cache file kdtree.tmp: reading with every check, writing; and the diagnostic walks.
+// Reads, checks and writes the tree's cache file kdtree.tmp; and the diagnostic walks.
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -29,7 +29,7 @@ std::unique_ptr<uint8_t[]> makeZeros(uint32_t uCount) {
 }
 
 // True when the nodes make a tree: every reference in range, every child behind its parent and of one parent only, no
-// interior node deeper than the builder makes them, and a finite plane on a real axis in each. False without memory.
+// interior node deeper than the builder makes them, and a finite plane on a valid axis in each. False without memory.
 bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
     if (!nodes.uSize) return false;
     const std::unique_ptr<uint8_t[]> vDepth = makeZeros(nodes.uSize);  // 0 for a node without a parent
@@ -50,20 +50,20 @@ bool isTree(const Velk::NDataVector<KDTreeNode>& nodes, uint32_t uEntries) {
     return true;
 }
 
-// True when no face list runs out of the pool, in a circle, or into another. False without memory.
+// True when no face list leaves the pool, has a cycle or joins another. False without memory.
 bool areLists(const Velk::NDataVector<KDTreeNode>& nodes, const Velk::NAlignedDataVector<FacesListNode>& vList) {
     const std::unique_ptr<uint8_t[]> vSeen = makeZeros(vList.uSize);
     if (!vSeen) return false;
     const auto isNew = [&](uint32_t u) { return u < vList.uSize && !vSeen[u]++; };
-    // Where no entry follows two others, or one and a leaf, lists neither join nor close a circle. To see that from the
-    // entries in their order in memory is quicker than to walk along the lists.
+    // When each entry has at most one predecessor (an entry or a leaf), no lists join or form a cycle. Checking that in
+    // memory order is faster than following the lists.
     bool bSound = true;
     for (const FacesListNode& entry : vList) bSound = bSound && (entry.next == NO_INDEX || isNew(entry.next));
     for (const KDTreeNode& node : nodes) {
         if (node.isLeaf() && node.hasReference()) bSound = bSound && isNew(node.index());
     }
     if (bSound) return true;
-    // An entry that is in no list may lead anywhere.
+    // Entries that are in no list may point anywhere, so now the lists themselves are followed.
     memset(vSeen.get(), 0, vList.uSize);
     for (const KDTreeNode& node : nodes) {
         if (!node.isLeaf() || !node.hasReference()) continue;
@@ -74,7 +74,7 @@ bool areLists(const Velk::NDataVector<KDTreeNode>& nodes, const Velk::NAlignedDa
     return true;
 }
 
-// The number behind a keyword on a line of its own. True when the line is anything else.
+// Reads a line of a keyword and a count. True when the line is anything else.
 bool readCount(Velk::LineReader& reader, const char* szKeyword, uint32_t& uCount) {
     const char* szLine = reader.next();
     const size_t uKeyword = strlen(szKeyword);
@@ -126,7 +126,7 @@ bool readList(Velk::LineReader& reader, uint32_t uFaces, Velk::NAlignedDataVecto
     return false;
 }
 
-// To the log alone: a cache that cannot be written is no fault of the user's, and costs time at most.
+// Goes to the log only: a cache that cannot be written is not the user's fault and costs only time.
 void logReason(const char* szPath) {
     Velk::NLogger::LogLine("%s: %s\n", Velk::Printable(szPath).text(), errno ? strerror(errno) : "Not a regular file");
 }
@@ -174,8 +174,7 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     return EOF;
 }
 
-// The two walks are for a debugger's prompt or a throw-away program, to see why a face is hit or not: nothing calls
-// them.
+// These two walks are for debugging, to see why a face is hit or not. Nothing calls them.
 bool KDTree::walkthroughNodes(unsigned uFace, const KDTreeNode* pNode) const {
     const auto indexOf = [this](const KDTreeNode* p) { return static_cast<int>(p - vNodes.pData); };
     if (!pNode->isLeaf()) {

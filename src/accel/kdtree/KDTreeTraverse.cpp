@@ -1,4 +1,5 @@
-// The walk of a single ray. It defines every answer; RayQueries uses it for lanes in doubt, the tests as the judge.
+// Walks the kd-tree with a single ray. This defines every answer: RayQueries uses it for open lanes, and tests use it
+// as the reference.
 #include <limits>
 
 #include "accel/kdtree/KDTree.h"
@@ -35,7 +36,7 @@ bool KDTree::clip(const NMVector3f& v3Origin, const NMVector3f& v3Dir, float fMa
 
 // Walks the leaves along the segment between stack entries 0 and 1, front to back, after Havran's recursive traversal
 // (2000): each stack entry is the point where the ray crosses a split plane. visitLeaf(leaf, exit t) ends the walk by
-// returning true. One step reads eight bytes of node and two coordinates of stack.
+// returning true.
 template <typename VisitLeaf>
 bool KDTree::traverse(const NMVector3f& v3Origin, const NMVector3f& v3Dir, StackEntry* vStack,
                       const VisitLeaf& visitLeaf) const {
@@ -76,8 +77,8 @@ const FaceData* KDTree::findNearestFace(const NMVector3f& v3Origin, const NMVect
     alignas(TREE_ALIGNMENT) StackEntry vStack[STACK_SIZE];
     if (!pRoot || clip(v3Origin, v3Dir, fMaxDist, vStack)) return nullptr;
     const FaceData* pNearest = nullptr;
-    // A face met beyond the leaf's exit is left to the leaf where it is met; so the first leaf with a hit has the
-    // nearest.
+    // A hit beyond the leaf's exit is left to the leaf that it lies in. So the first leaf with a hit has the nearest
+    // one.
     traverse(v3Origin, v3Dir, vStack, [&](const KDTreeNode& leaf, float fExit) {
         float fBound = fExit;
         for (uint32_t u = leaf.list(); u != NO_INDEX; u = vFacesList[u].next) {
