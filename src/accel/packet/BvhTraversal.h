@@ -1,8 +1,8 @@
 #pragma once
 
 // The BVH traversal of a packet. A box is tested against the packet's frustum first, which is cheap, and then against
-// each lane, so that a face is tested only by lanes that meet all boxes above it. The boxes hold every hit that the
-// face test accepts (FaceBounds), so a search finds what testing all faces would.
+// each lane, so that a face is tested only by lanes that hit all boxes above it. The boxes hold every hit that the face
+// test accepts (FaceBounds), so a search finds the same hits as testing all faces.
 
 #include "accel/bvh/FaceBounds.h"
 #include "accel/packet/PacketFrustum.h"
@@ -23,10 +23,10 @@ class BvhTraversal {
 
     BvhTraversal(Rays& source, const TraversalData& sourceTree) : rays(source), tree(sourceTree) {}
 
-    /// The lanes of uMask for which the boxes and the frustum are valid. bEnds: the rays may end anywhere. Otherwise
-    /// they are clipped to the scene.
-    uint64_t contained(uint64_t uMask, bool bEnds) const {
-        uint64_t uContained = 0;
+    /// The lanes of uMask for which the boxes and the frustum are valid. bEnds: the rays may end anywhere, so their
+    /// ends are checked, too. Otherwise they are clipped to the scene.
+    uint64_t validLanes(uint64_t uMask, bool bEnds) const {
+        uint64_t uValid = 0;
         const float fEndLimit = tree.bNeedles ? tree.fOriginLimit : FARTHEST_END;
         for (unsigned g = 0; g < GROUPS; ++g) {
             F largestDir = 0.0f;
@@ -39,69 +39,68 @@ class BvhTraversal {
                 largestDir = max(largestDir, size);
             }
             holds &= largestDir >= FaceBounds::DIR_MIN;
-            if (tree.bNeedles && !bEnds) holds &= ~exceeds(g, largestDir);
-            uContained |= Rays::lanesOf(bits(holds), g);
+            if (tree.bNeedles && !bEnds) holds &= ~mayHitBeyondScene(g, largestDir);
+            uValid |= Rays::lanesOf(bits(holds), g);
         }
-        return uContained & uMask;
+        return uValid & uMask;
     }
 
-    /// Finds the nearest hit, or any hit, of the lanes of uMask within the bounds of hits. The boxes must be valid for
-    /// them: contained().
+    /// Finds the nearest hit, or any hit, of each lane of uMask, no farther than hits.bound. Requires validLanes().
     template <bool NEAREST>
     void search(uint64_t uMask, Hits& hits) {
         slabs.setUp(rays, uMask);
         bFrustum = frustum.bound(rays, uMask, !NEAREST);
-        if (bFrustum && !NEAREST) frustum.limit(rays, uMask, hits.bound);
+        if (bFrustum && !NEAREST) frustum.limitDepth(rays, uMask, hits.bound);
         const uint64_t uAll = uMask;
-        Waiting stack[Bvh::STACK_SIZE];
+        StackEntry stack[Bvh::STACK_SIZE];
         unsigned uSize = 0;
         uint32_t uNode = 0;
         for (;;) {
             push(uNode, uMask, stack, uSize);
             for (;;) {
                 if (!uSize) return;
-                const Waiting& next = stack[--uSize];
-                if (NEAREST && bFrustum && next.fDepth > frustum.depth()) continue;
+                const StackEntry& next = stack[--uSize];
+                if (NEAREST && bFrustum && next.fDepth > frustum.maxDepth()) continue;
                 const BvhNode& node = tree.pBvh[next.uNode];
                 uMask = next.uMask;
                 if (!NEAREST) uMask &= ~hits.uLanes;
-                uMask = slabs.meets(node, next.uBox, uMask, hits.bound);
+                uMask = slabs.intersects(node, next.uBox, uMask, hits.bound);
                 if (!uMask) continue;
                 uNode = node.uChild[next.uBox];
                 const uint32_t uCount = node.uCount[next.uBox];
                 if (!uCount) break;
                 testLeaf<NEAREST>(uNode, uCount, uMask, hits);
-                if (NEAREST && bFrustum && (uMask & hits.uLanes)) frustum.limit(rays, uAll, hits.bound);
+                if (NEAREST && bFrustum && (uMask & hits.uLanes)) frustum.limitDepth(rays, uAll, hits.bound);
             }
         }
     }
 
  private:
     static constexpr float FARTHEST_END = 1e30f;  // the frustum's arithmetic stays finite
-    static constexpr float SLOWEST = 2.5e-5f;     // downwards, as a part of the direction's largest component
+    static constexpr float SLOWEST = 2.5e-5f;     // downward component, relative to the direction's largest one
 
-    // A box that is still to be visited.
-    struct Waiting {
+    // A box that is still to be visited, on the traversal stack.
+    struct StackEntry {
         uint32_t uNode;
         uint32_t uBox;
         float fDepth;
         uint64_t uMask;
     };
 
-    // The lanes of a group that may hit beyond the scene and the limit. On an axis along which a ray is slow, the
-    // rounding of a cut lets a leaf of the kd-tree accept faces far behind the end of its segment.
-    typename F::Mask exceeds(unsigned g, F largestDir) const {
+    // The lanes of a group that may hit a face beyond the scene and the limit. When a ray's component on an axis is
+    // tiny, rounding at a split plane lets a leaf of the kd-tree accept faces far behind the segment's end.
+    typename F::Mask mayHitBeyondScene(unsigned g, F largestDir) const {
         const F zero = 0.0f, slowest = -SLOWEST * largestDir;
         typename F::Mask any = zero < zero;
         for (unsigned a = 0; a < 3; ++a) any |= (rays.dir(a, g) < zero) & (rays.dir(a, g) > slowest);
         return any;
     }
 
-    // Pushes the boxes of a node that the lanes may meet, the nearest last.
-    void push(uint32_t uNode, uint64_t uMask, Waiting* pStack, unsigned& uSize) const {
+    // Pushes the boxes of a node that the lanes may hit, the nearest on top.
+    void push(uint32_t uNode, uint64_t uMask, StackEntry* pStack, unsigned& uSize) const {
         const BvhNode& node = tree.pBvh[uNode];
         alignas(16) float fDepth[4];
-        unsigned uMet = bFrustum ? frustum.meets(node, fDepth) & node.uUsed : order(node, uMask, fDepth);
+        unsigned uMet = bFrustum ? frustum.intersects(node, fDepth) & node.uUsed : orderByCentre(node, uMask, fDepth);
         const unsigned uBase = uSize;
         for (; uMet; uMet &= uMet - 1) {
             const unsigned i = static_cast<unsigned>(__builtin_ctz(uMet));
@@ -119,9 +118,8 @@ class BvhTraversal {
         for (unsigned uLine = 0; uLine < 3; ++uLine) __builtin_prefetch(static_cast<const char*>(pFirst) + 64 * uLine);
     }
 
-    // Replaces PacketFrustum::meets for rays without a common axis: all boxes, their depths those of their centres
-    // along the first ray.
-    unsigned order(const BvhNode& node, uint64_t uMask, float* pDepth) const {
+    // For packets without a frustum: returns all boxes, with the depths of their centres along the first ray.
+    unsigned orderByCentre(const BvhNode& node, uint64_t uMask, float* pDepth) const {
         const unsigned uFirst = static_cast<unsigned>(__builtin_ctzll(uMask));
         for (unsigned i = 0; i < 4; ++i) {
             pDepth[i] = 0.0f;

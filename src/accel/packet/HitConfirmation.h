@@ -1,6 +1,6 @@
 #pragma once
 
-// Tells which hits of the box hierarchy are those that the kd-tree's walk returns, without walking.
+// Tells which hits of the BVH are those that the kd-tree's walk returns, without walking.
 //
 // The first leaf of the walk whose segment ends at or behind the nearest hit decides the answer. A lane goes down to
 // every leaf that may be this one, by the side of each plane on which its hit lies, give or take rounding, and its hit
@@ -99,7 +99,7 @@ class HitConfirmation {
     static constexpr float UNIT = 1.002f * ROUNDING_UNIT;  // with room for the rounding of the margin itself
     static constexpr unsigned STACK_SIZE = KDTreeNode::MAX_DEPTH + 1;  // one for each level
 
-    // A number of each lane.
+    // One number for each lane.
     struct Values {
         alignas(64) float f[LANES];
     };

@@ -1,12 +1,12 @@
 #pragma once
 
-// A bound on all rays of a packet together, which meets four boxes in the time of a single ray. B is a vector of four.
+// The frustum around all rays of a packet. It tests four boxes in the time of a single ray. B is a vector of four.
 //
-// Let k be an axis along which all rays travel in the same direction. Seen from an apex, a ray's distance from the apex
-// on another axis is its slope times its depth along k. With the apex known up to a box and the slopes up to an
-// interval, all rays lie, at the depths of a box, within an interval on each other axis; where that misses the box,
-// every ray does. The apex holds the origins, or the ends when these lie closer together, as do those of shadow rays to
-// one light, and then depths grow backwards. docs/queries.md ("The frustum") shows that rounding skips no hit.
+// Let k be an axis along which all rays travel in the same direction. On another axis, a ray's distance from the apex
+// is its slope times its depth along k. The apex is a box, and the slopes lie in an interval. So at the depths of a
+// box, all rays lie within an interval on each other axis. When that interval misses the box, every ray does. The apex
+// holds the origins of the rays, or their ends when these lie closer together, as for shadow rays to one light. Depths
+// then grow backwards. docs/queries.md ("The frustum") shows that rounding skips no hit.
 
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
@@ -32,12 +32,12 @@ class PacketFrustum {
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
             slopes[i] = Rays::interval(uMask, [&](unsigned g) { return rays.dir(a, g) * abs(rays.reciprocal(k, g)); });
-            if (!(slopes[i].fLow >= -WIDEST && slopes[i].fHigh <= WIDEST)) return false;
+            if (!(slopes[i].fLow >= -MAX_SLOPE && slopes[i].fHigh <= MAX_SLOPE)) return false;
         }
         Interval ends[3];
-        const float fSpread = around(uMask, apex, [&](unsigned a, unsigned g) { return rays.origin(a, g); });
+        const float fSpread = boundPoints(uMask, apex, [&](unsigned a, unsigned g) { return rays.origin(a, g); });
         const bool bFromEnd =
-            bEnds && around(uMask, ends, [&](unsigned a, unsigned g) { return rays.end(a, g); }) < fSpread;
+            bEnds && boundPoints(uMask, ends, [&](unsigned a, unsigned g) { return rays.end(a, g); }) < fSpread;
         float fLargest = 0.0f;
         for (unsigned a = 0; a < 3; ++a) {
             if (bFromEnd) apex[a] = ends[a];
@@ -52,24 +52,24 @@ class PacketFrustum {
         if (bFromEnd) {
             for (Interval& slope : slopes) slope = {-slope.fHigh, -slope.fLow};
         }
-        fDepth = INFINITE;
+        fMaxDepth = INFINITE;
         return true;
     }
 
-    /// Bounds the depth by how far the lanes of uMask look.
-    void limit(const Rays& rays, uint64_t uMask, const float* pBounds) {
-        fDepth =
+    /// Limits the depth to the farthest point within the bounds of the lanes of uMask.
+    void limitDepth(const Rays& rays, uint64_t uMask, const float* pBounds) {
+        fMaxDepth =
             Rays::interval(uMask, [&](unsigned g) { return F::load(pBounds + g * W) * abs(rays.dir(k, g)); }).fHigh;
     }
 
-    float depth() const { return fDepth; }
+    float maxDepth() const { return fMaxDepth; }
 
-    /// The boxes of a node, bit i for box i, that a ray may meet, and the least depth of each.
-    unsigned meets(const BvhNode& node, float* pDepth) const {
+    /// The boxes of a node that some ray may hit (bit i for box i), and the least depth of each.
+    unsigned intersects(const BvhNode& node, float* pDepth) const {
         const B low = B::load(node.fMin[k]), high = B::load(node.fMax[k]);
         const B first = bForward ? low - apex[k].fHigh : apex[k].fLow - high;
         const B last = bForward ? high - apex[k].fLow : apex[k].fHigh - low;
-        const B near = max(first, 0.0f), far = min(last, fDepth);
+        const B near = max(first, 0.0f), far = min(last, fMaxDepth);
         typename B::Mask met = near <= far;
         for (unsigned i = 0; i < 2; ++i) {
             const unsigned a = g_modulo[k + 1 + i];
@@ -83,7 +83,7 @@ class PacketFrustum {
     }
 
  private:
-    static constexpr float WIDEST = 4.0f;  // slope
+    static constexpr float MAX_SLOPE = 4.0f;
     static constexpr float SLACK = 4e-6f;  // for the rounding of an apex that lies further away than the scene
 
     static unsigned longestAxis(const Rays& rays, unsigned uLane) {
@@ -94,9 +94,9 @@ class PacketFrustum {
         return uLongest;
     }
 
-    // The box around a point of each lane. Returns the sum of its edges.
+    // The bounding box of one point of each lane. Returns the sum of its edges.
     template <typename Point>
-    static float around(uint64_t uMask, Interval* pBox, const Point& point) {
+    static float boundPoints(uint64_t uMask, Interval* pBox, const Point& point) {
         float fSpread = 0.0f;
         for (unsigned a = 0; a < 3; ++a) {
             pBox[a] = Rays::interval(uMask, [&](unsigned g) { return point(a, g); });
@@ -108,8 +108,8 @@ class PacketFrustum {
     unsigned k = 0;
     bool bForward = false;  // depths grow upwards along k
     Interval apex[3];
-    Interval slopes[2];       // on the axes behind k, for each unit of depth
-    float fDepth = INFINITE;  // no ray looks further
+    Interval slopes[2];          // on the two axes after k, per unit of depth
+    float fMaxDepth = INFINITE;  // no ray searches beyond
 };
 
 }  // namespace

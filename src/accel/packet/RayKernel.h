@@ -8,14 +8,14 @@
 
 namespace rt {
 
-/// What a kernel needs to know of the tree, the box hierarchy and the records: plain pointers, owned by RayQueries.
+/// What a kernel reads of the kd-tree, the BVH and the records: plain pointers, owned by RayQueries.
 struct TraversalData {
     const KDTreeNode* pNodes;    // linked form; a leaf's second word leads to its list
     const uint32_t* pLists;      // for each leaf the number of its records, then their indices; 16 more are readable
     const BvhNode* pBvh;         // the root first
     const FaceRecord* pRecords;  // in the order of the leaves
     float fOriginLimit;          // the BVH is valid for rays whose origins have no larger coordinate
-    bool bNeedles;               // it is valid only for rays that end within that limit, too
+    bool bNeedles;               // it is valid only for rays that also end within that limit
     float fReach;                // largest coordinate of the scene's box
     float fBoxMin[3];            // the scene's box
     float fBoxMax[3];
@@ -36,7 +36,7 @@ struct HitLanes {
     float fFaceFront[64];  // the bits of a number: twice the face's index, plus 1 when its front was hit
 };
 
-/// Masks of the lanes that hit, with the answer of KDTree, and of those that KDTree must answer. Other lanes miss.
+/// Lane masks: uHit, the lanes whose hit is KDTree's answer, and uOpen, those that KDTree must answer. Others miss.
 struct KernelAnswer {
     uint64_t uHit;
     uint64_t uOpen;

@@ -1,4 +1,4 @@
-// The kernel for AVX2, eight rays to an instruction.
+// The kernel for AVX2, eight rays per instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX2__)

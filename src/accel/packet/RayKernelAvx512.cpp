@@ -1,4 +1,4 @@
-// The kernel for AVX-512, sixteen rays to an instruction.
+// The kernel for AVX-512, sixteen rays per instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__AVX512F__)

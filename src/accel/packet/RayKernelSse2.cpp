@@ -1,4 +1,4 @@
-// The kernel for SSE2, four rays to an instruction.
+// The kernel for SSE2, four rays per instruction.
 #include "accel/packet/RayKernelList.h"
 
 #if defined(RT_VECTORS) && defined(__SSE2__)

@@ -30,11 +30,11 @@ class RayPacket {
     /// What a search has found so far.
     struct Hits {
         uint64_t uLanes = 0;             // with a hit
-        uint64_t uTied = 0;              // of the nearest hit: with two faces at the same t
-        alignas(64) float bound[LANES];  // how far each lane looks; of the nearest hit its t
+        uint64_t uTied = 0;              // nearest hit only: two faces at the same t
+        alignas(64) float bound[LANES];  // farthest t that each lane accepts; nearest hit: its t
     };
 
-    /// Copies the rays. The hit records of lanes that hit are left in *pRecords.
+    /// Copies the rays. Tests write the hits to *pRecords.
     RayPacket(const TraversalData& sourceTree, const RayLanes& source, HitLanes* pRecords)
         : tree(sourceTree), pHits(pRecords) {
         for (unsigned g = 0; g < GROUPS; ++g) {
@@ -102,9 +102,9 @@ class RayPacket {
     float dirOf(unsigned a, unsigned uLane) const { return ray.dir[a][uLane]; }
     const float* hitT() const { return pHits->fT; }
 
-    /// Scene::testTriangle for one record and the lanes of uMask, by the same operations in the same order, within the
-    /// bound of each lane. For the nearest hit the bound of a lane that hits becomes its t, so that of equal hits the
-    /// later stays. Reads the record once, and six ray components and the bound for each group.
+    /// Tests the lanes of uMask against one record, by the same operations in the same order as Scene::testTriangle, up
+    /// to each lane's bound. With NEAREST, the bound of a lane that hits becomes its t, so the later of equal hits
+    /// stays.
     template <bool NEAREST>
     void test(uint32_t uRecord, uint64_t uMask, Hits& hits) {
         const FaceRecord& face = tree.pRecords[uRecord];
@@ -141,7 +141,7 @@ class RayPacket {
         });
     }
 
-    /// Of the lanes of uMask, all of which have hit, those whose record stands in a leaf's list.
+    /// The lanes of uMask whose hit record is in a leaf's list. All of them must have a hit.
     uint64_t listed(const uint32_t* pList, uint64_t uMask) const {
         uint64_t uListed = 0;
         const uint32_t *pFirst = pList + 1, *pEnd = pFirst + *pList;
@@ -156,7 +156,7 @@ class RayPacket {
             uMask &= ~uSame;
             for (const uint32_t* p = pFirst; p < pEnd; p += W) {
                 unsigned uFound = bits(F::loadUnaligned(p) == F::pattern(uRecord));
-                if (p + W > pEnd) uFound &= (1u << (pEnd - p)) - 1;  // what follows is another list
+                if (p + W > pEnd) uFound &= (1u << (pEnd - p)) - 1;  // the next list begins there
                 if (uFound) {
                     uListed |= uSame;
                     break;
@@ -169,15 +169,15 @@ class RayPacket {
  private:
     const TraversalData& tree;
     HitLanes* pHits;
-    // A copy of the rays, in which any component is found from one base address and the axis.
+    // A copy of the rays, in which one base address and the axis give any component.
     struct {
         alignas(64) float origin[3][LANES];
         float dir[3][LANES];
         float reciprocal[3][LANES];  // infinite for a component of zero
         float maxDist[LANES];
     } ray;
-    // The index of the record that each lane has hit, as bits. Indices are small, so comparing the floats compares
-    // them.
+    // The index of the record that each lane has hit, as the bits of a float. Indices are too small to be NaN, so
+    // comparing the floats compares the indices.
     alignas(64) float fRecord[LANES];
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The queries of a packet, as templates over the vector type F of the rays and a vector of four B for boxes: the box
-// hierarchy finds hits, and those are confirmed that the kd-tree's walk returns, too.
+// The queries of a packet: the BVH finds hits, and those that the kd-tree's walk returns, too, are confirmed. F is the
+// vector type for rays, B a vector of four for boxes.
 
 #include "accel/packet/BvhTraversal.h"
 #include "accel/packet/HitConfirmation.h"
@@ -17,10 +17,10 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
     Rays rays(tree, source, &hitLanes);
     BvhTraversal<F, B> traversal(rays, tree);
     typename Rays::Hits hits;
-    // The walk may look a little further than a lane's maximal distance.
+    // The kd-tree's walk may accept hits slightly beyond a lane's maximum distance.
     for (unsigned g = 0; g < Rays::GROUPS; ++g) F(INFINITE).store(hits.bound + g * Rays::W);
-    const uint64_t uContained = traversal.contained(uMask, false);
-    if (uContained) traversal.template search<true>(uContained, hits);
+    const uint64_t uValid = traversal.validLanes(uMask, false);
+    if (uValid) traversal.template search<true>(uValid, hits);
     const uint64_t uSingle = hits.uLanes & ~hits.uTied;
     uint64_t uConfirmed = 0;
     if (uSingle) {
@@ -29,7 +29,7 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
                            [&](unsigned g, unsigned) { uConfirmed |= Rays::lanesOf(confirmation.clipToScene(g), g); });
         uConfirmed = confirmation.confirm(uConfirmed & uSingle);
     }
-    return {uConfirmed, (hits.uLanes | (uMask & ~uContained)) & ~uConfirmed};
+    return {uConfirmed, (hits.uLanes | (uMask & ~uValid)) & ~uConfirmed};
 }
 
 template <typename F, typename B>
@@ -40,15 +40,15 @@ KernelAnswer obstacles(const TraversalData& tree, const RayLanes& source, uint64
     BvhTraversal<F, B> traversal(rays, tree);
     typename Rays::Hits hits;
     for (unsigned g = 0; g < Rays::GROUPS; ++g) rays.maxDist(g).store(hits.bound + g * Rays::W);
-    const uint64_t uContained = traversal.contained(uMask, true);
-    if (uContained) traversal.template search<false>(uContained, hits);
+    const uint64_t uValid = traversal.validLanes(uMask, true);
+    if (uValid) traversal.template search<false>(uValid, hits);
     uint64_t uConfirmed = 0;
     if (hits.uLanes) {
         HitConfirmation<F> confirmation(rays, tree);
         Rays::forEachGroup(hits.uLanes, [&](unsigned g, unsigned) { confirmation.useWhole(g); });
         uConfirmed = confirmation.confirm(hits.uLanes);
     }
-    return {uConfirmed, (hits.uLanes | (uMask & ~uContained)) & ~uConfirmed};
+    return {uConfirmed, (hits.uLanes | (uMask & ~uValid)) & ~uConfirmed};
 }
 
 }  // namespace

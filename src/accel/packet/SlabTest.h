@@ -1,6 +1,7 @@
 #pragma once
 
-// The slab test of a box by each lane of a packet: a ray meets the box when its intervals in the three slabs overlap.
+// The slab test of a box by each lane of a packet: a ray intersects the box when its intervals in the three slabs
+// overlap.
 
 #include "accel/bvh/Bvh.h"
 #include "accel/packet/RayPacket.h"
@@ -19,35 +20,35 @@ class SlabTest {
 
     /// Prepares the lanes of uMask, for which the boxes must be valid.
     void setUp(const Rays& rays, uint64_t uMask) {
-        bAlike = true;
+        bCoherent = true;
         for (unsigned a = 0; a < 3; ++a) {
             uint64_t uDown = 0;
             for (unsigned g = 0; g < GROUPS; ++g) {
                 const F d = rays.dir(a, g);
-                const F r = select(abs(d) < SLOWEST, NOT_A_NUMBER, rays.reciprocal(a, g));
+                const F r = select(abs(d) < MIN_COMPONENT, NOT_A_NUMBER, rays.reciprocal(a, g));
                 r.store(reciprocal[a] + g * W);
                 (rays.origin(a, g) * r).store(offset[a] + g * W);
                 uDown |= Rays::lanesOf(bits(d < 0.0f), g);
             }
             bDown[a] = (uDown & uMask) != 0;
-            if (bDown[a] && (~uDown & uMask)) bAlike = false;
+            if (bDown[a] && (~uDown & uMask)) bCoherent = false;
         }
     }
 
-    /// The lanes of uMask that meet a node's box between their origin and pBounds.
-    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
-        return bAlike ? meets<true>(node, uBox, uMask, pBounds) : meets<false>(node, uBox, uMask, pBounds);
+    /// The lanes of uMask that hit a node's box between their origin and pBounds.
+    uint64_t intersects(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
+        return bCoherent ? intersects<true>(node, uBox, uMask, pBounds) : intersects<false>(node, uBox, uMask, pBounds);
     }
 
  private:
-    // The reciprocal of a smaller component of a direction would make products that overflow. NaN in its place leaves
-    // the axis out, so that more boxes are met.
-    static constexpr float SLOWEST = 1e-18f;
+    // With a smaller direction component, products with its reciprocal could overflow. NaN in place of the reciprocal
+    // ignores the axis, so that more boxes pass.
+    static constexpr float MIN_COMPONENT = 1e-18f;
     static constexpr float NOT_A_NUMBER = __builtin_nanf("");
 
-    // Lanes that are alike travel in the same direction on each axis, so that all meet the same side of a box first.
-    template <bool ALIKE>
-    uint64_t meets(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
+    // Coherent lanes travel in the same direction on each axis, so that all enter a box through the same sides.
+    template <bool COHERENT>
+    uint64_t intersects(const BvhNode& node, unsigned uBox, uint64_t uMask, const float* pBounds) const {
         F first[3], second[3];
         for (unsigned a = 0; a < 3; ++a) {
             first[a] = (bDown[a] ? node.fMax : node.fMin)[a][uBox];
@@ -59,8 +60,8 @@ class SlabTest {
             for (unsigned a = 0; a < 3; ++a) {
                 const F r = F::load(reciprocal[a] + g * W), o = F::load(offset[a] + g * W);
                 const F t0 = looseMulSub(first[a], r, o), t1 = looseMulSub(second[a], r, o);
-                enter = max(ALIKE ? t0 : min(t0, t1), enter);
-                leave = min(ALIKE ? t1 : max(t0, t1), leave);
+                enter = max(COHERENT ? t0 : min(t0, t1), enter);
+                leave = min(COHERENT ? t1 : max(t0, t1), leave);
             }
             uMet |= Rays::lanesOf(bits(enter <= leave), g);
         });
@@ -70,7 +71,7 @@ class SlabTest {
     alignas(64) float reciprocal[3][LANES];
     float offset[3][LANES];  // origin times reciprocal
     bool bDown[3];           // a lane travels downwards
-    bool bAlike;
+    bool bCoherent;
 };
 
 }  // namespace
