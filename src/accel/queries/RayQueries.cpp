@@ -1,4 +1,4 @@
-// Cuts streams of rays into packets, and prepares what the kernels read.
+// Splits streams of rays into packets, and prepares what the kernels read.
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -15,7 +15,7 @@ namespace {
 constexpr uint32_t LIST_ALIGNMENT = 64;
 constexpr uint32_t LIST_PADDING = 16;  // kernels read whole vectors
 
-// Calls visit(lanes' first ray, their mask) for each packet of a stream.
+// Calls visit(first ray, lane mask) for each packet of a stream.
 template <typename Visit>
 void forEachPacket(const RayStream& stream, const Visit& visit) {
     for (uint32_t u = 0; u < stream.uCount; u += RayStream::LANES) {
@@ -35,8 +35,8 @@ RayLanes raysFrom(const RayStream& stream, uint32_t u) {
             stream.fMaxDist + u};
 }
 
-// True when each plane lies in the cell of its node, as it does in every tree that was built, but not in every cache
-// file. Requires the linked form.
+// True when each split plane lies in the cell of its node. Every tree that was built is so, but a cache file may not
+// be. Requires the linked form.
 bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell) {
     if (node.isLeaf()) return true;
     float &fLow = cell.v3Min[node.axis()], &fHigh = cell.v3Max[node.axis()];
@@ -67,12 +67,12 @@ void RayQueries::release() {
     vLists.Release();
 }
 
-// Builds the box hierarchy and lays the leaves' lists out one behind the other, as the kernels read them: the number of
-// faces, then their records in list order. Unsound faces are left out: they never hit.
+// Builds the BVH, and stores the leaves' lists one after the other as the kernels read them: the number of records,
+// then their indices in list order. Unsound faces are left out, because no ray hits them.
 bool RayQueries::prepare(float fFarthestOrigin) {
     const Scene& scene = *kdTree.pScene;
     Velk::NAlignedArray<uint32_t> vRecordOf;
-    // Every second node is a leaf, and one more.
+    // A binary tree has one leaf more than interior nodes.
     const uint64_t uRoom = uint64_t{kdTree.vFacesList.uSize} + kdTree.vNodes.uCount / 2 + 1 + LIST_PADDING;
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);

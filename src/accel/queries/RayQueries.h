@@ -14,8 +14,8 @@ namespace rt {
 class Scene;
 
 /// Answers ray queries about a scene, whole streams of rays at once. The kd-tree defines the answers. A kernel for this
-/// machine finds them in a hierarchy of boxes and confirms them; the few rays that it leaves open walk the tree. After
-/// build() all const operations may run in any number of threads at once.
+/// machine finds hits in a BVH and confirms them; the few rays that it leaves open walk the kd-tree. After build() all
+/// const operations are thread-safe.
 class RayQueries {
  public:
     KDTree kdTree;
@@ -25,9 +25,9 @@ class RayQueries {
     RayQueries(const RayQueries&) = delete;
     RayQueries& operator=(const RayQueries&) = delete;
 
-    /// Loads or builds the kd-tree of a preprocessed scene, which must outlive it, and the boxes, for rays whose
-    /// origins mostly have no larger coordinate than fFarthestOrigin (0: not known). Frees what was built before.
-    /// Without memory all stays empty, which is logged, and true is returned.
+    /// Loads or builds the kd-tree of a preprocessed scene, which must outlive it, and the BVH, for rays whose origins
+    /// mostly have no larger coordinate than fFarthestOrigin (0: not known). Frees what was built before. True when out
+    /// of memory, which is logged; everything is empty then.
     [[nodiscard]] bool build(const Scene& scene, bool bResetCache, float fFarthestOrigin = 0.0f);
 
     /// Frees everything; every query misses then.
@@ -42,14 +42,14 @@ class RayQueries {
     /// tree.
     uint32_t findObstacles(const RayStream& stream, bool* pBlocked) const;
 
-    /// Memory of the boxes and of the lists beside them, not of the tree.
+    /// Bytes of the BVH and the lists, without the kd-tree.
     size_t bytes() const;
 
  private:
     bool prepare(float fFarthestOrigin);
     TraversalData traversalData() const;
 
-    Bvh bvh;                               // the faces once more, in boxes that are quick to search
+    Bvh bvh;                               // over the same faces, faster to search
     Velk::NAlignedArray<uint32_t> vLists;  // the leaves' lists as the packet kernels read them
 };
 
