@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Renders the pictures of the documentation: tools/make-images.py [name]...   (default: all of them)
 
-Takes the release build's program. The PNG files hold exactly the pixels that the program wrote.
+Takes the release build's programs. The PNG files hold exactly the pixels that these wrote.
 """
 import os
 import re
@@ -23,6 +23,10 @@ IMAGES = {
     "bricks": "--texattr 0 --dirt bricks",
     "pyramid": "pyramid",  # the example of docs/scene-format.md
 }
+# Of tools/make-models.py, side by side.
+MODELS = {"knot": (512, 384, ["knot.ply"]),
+          "models": (256, 192, ["table.obj", "knot.ply", "gear.stl", "pawn.gltf", "house.dae"])}
+FRAME = 2  # black pixels around each of several models
 
 
 def read_bmp(path):
@@ -73,6 +77,23 @@ def write_example(folder):
                 out.write(text)
 
 
+def framed(pictures):
+    """One picture of several, in a black frame."""
+    side, width = bytes(3 * FRAME), sum(width + 2 * FRAME for width, _ in pictures)
+    rows = [b"".join(side + row + side for row in line) for line in zip(*(rows for _, rows in pictures))]
+    return width, [bytes(3 * width)] * FRAME + rows + [bytes(3 * width)] * FRAME
+
+
+def draw_models(name, work):
+    width, height, models = MODELS[name]
+    pictures = []
+    for model in models:
+        subprocess.run([os.path.join(ROOT, "build", "release", "rt-render"), "--quiet", "--ground", "--samples", "3",
+                        "--resolution", str(width), str(height), "--out", "model.bmp", model], cwd=work, check=True)
+        pictures.append(read_bmp(os.path.join(work, "model.bmp")))
+    return framed(pictures) if len(pictures) > 1 else pictures[0]
+
+
 def main():
     program = os.path.join(ROOT, "build", "release", "RayTracer")
     folder = os.path.join(ROOT, "docs", "images")
@@ -80,7 +101,12 @@ def main():
     with tempfile.TemporaryDirectory() as work:  # a cache and a log of its own
         shutil.copytree(os.path.join(ROOT, "Scenes"), os.path.join(work, "Scenes"))
         write_example(work)
-        for name in sys.argv[1:] or IMAGES:
+        subprocess.run([sys.executable, os.path.join(ROOT, "tools", "make-models.py"), work], check=True)
+        for name in sys.argv[1:] or [*IMAGES, *MODELS]:
+            if name in MODELS:
+                write_png(os.path.join(folder, name + ".png"), *draw_models(name, work))
+                print(f"docs/images/{name}.png: rt-render --ground --samples 3 {' '.join(MODELS[name][2])}")
+                continue
             picture = os.path.join(work, name + ".bmp")
             subprocess.run([program, *IMAGES[name].split(), "--out", picture], cwd=work, stdout=subprocess.DEVNULL)
             write_png(os.path.join(folder, name + ".png"), *read_bmp(picture))

@@ -19,7 +19,7 @@ TEST_F(SceneFormatPageTest, ExampleRendersAsShown) {
         const size_t uTail = sPage.find(sBegin, uName), uText = uTail + sBegin.size();
         writeFile(sPage.substr(uName, uTail - uName), sPage.substr(uText, sPage.find(sEnd, uText) - uText));
     }
-    ASSERT_EQ(uFiles, 5u);
+    ASSERT_EQ(uFiles, 6u);
     EXPECT_LT(differingWithOwnCamera("Scenes/scene_descs/pyramid.txt", 320, 240), 32u);
     RayTracer tracer;
     ASSERT_FALSE(tracer.load("Scenes/scene_descs/pyramid.txt", false));
