@@ -203,12 +203,13 @@ class SingleWalk {
     // Of two boxes or more returns the nearest; the others wait, the nearer ones on top.
     [[gnu::always_inline]] uint32_t choose(const WatertightNode& node, unsigned uMet, const float* pDepth,
                                            Waiting*& pTop) const {
-        const auto next = [&] {
+        const auto lowest = [&] {
             const unsigned i = static_cast<unsigned>(__builtin_ctz(uMet));
-            uMet &= uMet - 1;
             return Waiting{pDepth[i], node.uChild[i]};
         };
-        const Waiting a = next(), b = next();
+        const Waiting a = lowest();
+        uMet &= uMet - 1;
+        const Waiting b = lowest();
         prefetch(a.uChild);
         prefetch(b.uChild);
         const bool bSwap = b.fDepth < a.fDepth;
@@ -216,8 +217,8 @@ class SingleWalk {
         pTop[0] = bSwap ? a : b;
         pTop[1] = bSwap ? b : a;
         pTop += 2;
-        while (uMet) {
-            const Waiting c = next();
+        for (uMet &= uMet - 1; uMet; uMet &= uMet - 1) {
+            const Waiting c = lowest();
             prefetch(c.uChild);
             Waiting* p = pTop++;
             for (; p != pBase && p[-1].fDepth < c.fDepth; --p) *p = p[-1];
