@@ -20,7 +20,7 @@ inline Map3d toMap(const aiMatrix4x4& m) {
 }
 
 /// What follows the last dot of a file's name, in small letters.
-inline std::string suffixOf(const std::string& sFile) {
+inline std::string modelSuffixOf(const std::string& sFile) {
     const size_t uDot = sFile.rfind('.');
     std::string sSuffix = uDot == std::string::npos ? "" : sFile.substr(uDot + 1);
     for (char& c : sSuffix) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;

@@ -49,7 +49,7 @@ double halfOf(double dDegrees) {
 
 // Sets the angles. Each format's reader has its own idea of the one number that it hands on.
 void takeAngles(const aiCamera& camera, const std::string& sFile, ModelCamera& result) {
-    const std::string sSuffix = suffixOf(sFile);
+    const std::string sSuffix = modelSuffixOf(sFile);
     double dAspect = static_cast<double>(camera.mAspect);
     const double dDegrees = static_cast<double>(camera.mHorizontalFOV) / DEGREE;
     if (sSuffix == "dae") {
@@ -74,7 +74,7 @@ void readCamera(const aiScene& scene, const std::string& sFile, const Map3d& wor
     const aiCamera& camera = *scene.mCameras[0];
     const Map3d map = mapOf(scene, camera.mName, world);
     // Of glTF's cameras assimp 5.2 gives the node's place once more.
-    const Vector3d v3Place = isGltf(suffixOf(sFile)) ? Vector3d{} : toDouble(camera.mPosition);
+    const Vector3d v3Place = isGltf(modelSuffixOf(sFile)) ? Vector3d{} : toDouble(camera.mPosition);
     ModelCamera result;
     result.v3Eye = map.point(v3Place);
     result.v3Forward = normalize(map.direction(toDouble(camera.mLookAt)));

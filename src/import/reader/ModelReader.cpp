@@ -243,15 +243,15 @@ bool checkFile(const std::string& sFile, std::string& sReason) {
     if (!file.get() || (fread(&c, 1, 1, file.get()) != 1 && ferror(file.get())))
         return sReason = errno ? strerror(errno) : "it is no regular file", true;
     if (feof(file.get())) return sReason = "the file is empty", true;
-    if (suffixOf(sFile) == "ply" && promisesTooMuch(file.get()))
+    if (modelSuffixOf(sFile) == "ply" && promisesTooMuch(file.get()))
         return sReason = "its counts are larger than the file", true;
-    if (suffixOf(sFile) == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
+    if (modelSuffixOf(sFile) == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
     return false;
 }
 
 bool convert(const aiScene& scene, const std::string& sFile, char cUp, ModelFiles& files, Model& model,
              std::string& sMessage, std::vector<std::string>& vNotices) {
-    const std::string sSuffix = suffixOf(sFile);
+    const std::string sSuffix = modelSuffixOf(sFile);
     const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix));
     const Measure found = measure(scene, turned);
     if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
@@ -286,7 +286,7 @@ std::string readerReason(const std::string& sFile, const std::string& sSaid) {
     if (says("max_size") || says("::_M_") || says("array_new_length")) return "its counts are larger than any memory";
     if (says("No suitable reader")) return "no reader knows what is in it";
     if (says("agic") || says("eader mismatch") || says("ignature"))
-        return "it does not begin as a ." + suffixOf(sFile) + " file does";
+        return "it does not begin as a ." + modelSuffixOf(sFile) + " file does";
     return sSaid.find_first_not_of(" \t\r\n") == std::string::npos ? "its reader gives no reason"
                                                                    : sSaid.substr(0, sSaid.find_first_of("\r\n"));
 }
