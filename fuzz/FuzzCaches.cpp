@@ -43,7 +43,8 @@ struct Hills {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
     static Hills hills;
-    const std::string sText = cacheHeadline(hills.scene) + std::string(reinterpret_cast<const char*>(pBytes), uBytes);
+    const std::string sText =
+        cacheHeadline(hills.scene.szSceneFile) + std::string(reinterpret_cast<const char*>(pBytes), uBytes);
 #ifdef RT_GRID
     writeFile("uss.tmp", sText);
     UniformSpaceSubdivision grid;

@@ -21,8 +21,9 @@ constexpr size_t MOST_NAMES = 5;          // of materials in the message
 std::set<uint32_t> seenMaterials(const RayTracer& rayTracer) {
     std::set<uint32_t> materials;
     for (unsigned u = 0; u < RAYS_ALONG * RAYS_ALONG; ++u) {
-        const float fAcross = (static_cast<float>(u % RAYS_ALONG) + 0.5f) / RAYS_ALONG;
-        const float fDown = (static_cast<float>(u / RAYS_ALONG) + 0.5f) / RAYS_ALONG;
+        const unsigned uColumn = u % RAYS_ALONG, uRow = u / RAYS_ALONG;
+        const float fAcross = (static_cast<float>(uColumn) + 0.5f) / RAYS_ALONG;
+        const float fDown = (static_cast<float>(uRow) + 0.5f) / RAYS_ALONG;
         const NMVector3f v3Target =
             rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * fAcross + rayTracer.v3ImageSpanY * fDown;
         RayTestOutput hit;

@@ -119,6 +119,7 @@ bool RayTracer::run() {
 void RayTracer::calculatePack(unsigned x, unsigned y, unsigned char* pBuffer) {
     const Frame view = frame();
     const Tile tile = view.tiles(parameters.uPackSize).tileAt(x, y);
+    if (!tile.uColumns || !tile.uRows) return;
     pRenderer->render(view, tile, pBuffer, size_t{tile.uColumns} * 3);
 }
 
