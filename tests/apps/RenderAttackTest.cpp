@@ -146,16 +146,19 @@ TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
 
 TEST_F(RenderTest, SignalsBeforeTheFirstPixelLeaveNothing) {
     writeSheet();
-    for (int iPause = 0, iStatus = 1; iStatus;
-         iPause += 10) {  // milliseconds: all that is done before it gets its turn
+    const auto tStart = std::chrono::steady_clock::now();
+    EXPECT_EQ(render("sheet.obj -o x.bmp --resolution 40 30"), 0) << sOutput;
+    const auto tWhole = std::chrono::steady_clock::now() - tStart;
+    fs::remove_all("cache");
+    for (int iPart = 0, iStatus = 1; iStatus; ++iPart) {  // all that is done before the picture gets its turn
         RenderProcess process("sheet.obj -o x.bmp --resolution 40 30");
-        std::this_thread::sleep_for(std::chrono::milliseconds(iPause));
-        process.send(iPause % 20 ? SIGTERM : SIGHUP);
+        std::this_thread::sleep_for(tWhole * iPart / 16);
+        process.send(iPart % 2 ? SIGTERM : SIGHUP);
         iStatus = process.wait();
         for (const char* sz : {"x.part.bmp", "x.part.bmp.resume"}) fs::remove(sz);
         for (const std::string& sName : list()) EXPECT_FALSE(contains(sName, "rt-render-")) << sName;
         for (const std::string& sName : cached()) {
-            EXPECT_FALSE(contains(sName, "RayTracer-") || contains(sName, ".new")) << sName << ", " << iPause << " ms";
+            EXPECT_FALSE(contains(sName, "RayTracer-") || contains(sName, ".new")) << sName << ", sixteenth " << iPart;
         }
         if (iStatus) fs::remove_all("cache");
     }
