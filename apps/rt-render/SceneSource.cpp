@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t MOST_NAMES = 20;  // of scenes in a message
+constexpr size_t MOST_SCENES = 20;  // of scenes in a message
 
 // Directories that may hold Scenes: the working directory, the one beside the program, which may have been moved, and
 // where it was meant for.
@@ -64,7 +64,7 @@ void reportMissingScene(const std::string& sScene) {
     if (vNames.empty()) {
         Console::error("%s: no such scene: there is none in ./Scenes or in %s/Scenes", sScene.c_str(), RT_DATA_DIR);
     } else {
-        Console::error("%s: no such scene, there are %s", sScene.c_str(), listOf(vNames, MOST_NAMES).c_str());
+        Console::error("%s: no such scene, there are %s", sScene.c_str(), listOf(vNames, MOST_SCENES).c_str());
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Vectors.h"
 #include "raytracer/Scene.h"
 #include "render/RayTracer.h"
 #include "scene/Camera.h"
@@ -13,6 +14,10 @@ struct raytracer::Scene::Data {
 };
 
 namespace raytracer {
+
+inline Velk::NMVector3f vectorOf(const float (&f)[3]) {
+    return {f[0], f[1], f[2]};
+}
 
 /// Gives the library access to a public scene's private data.
 class Inside {

@@ -23,10 +23,6 @@ namespace {
 
 constexpr uint32_t TILE_EDGE = 32;
 
-NMVector3f vectorOf(const float (&f)[3]) {
-    return {f[0], f[1], f[2]};
-}
-
 void put(const NMVector3f& v3, float (&f)[3]) {
     for (unsigned a = 0; a < 3; ++a) f[a] = v3[a];
 }

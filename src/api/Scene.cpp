@@ -19,10 +19,6 @@ namespace raytracer {
 
 namespace {
 
-NMVector3f vectorOf(const float (&f)[3]) {
-    return {f[0], f[1], f[2]};
-}
-
 AttributeInstance attributeOf(const Material& material) {
     AttributeInstance attribute{};
     attribute.fKd = material.fDiffuse;

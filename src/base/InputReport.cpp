@@ -20,7 +20,7 @@ constexpr size_t LONGEST_NAME = 700;  // leaves room for a reason
 constexpr size_t LONGEST_TEXT = 80;   // of a quoted line, in bytes of the file
 static_assert(LONGEST_REPORT > Printable::LONGEST + 4, "what a full report cuts in two is never shown");
 
-std::atomic<InputSink> g_pfnSink{nullptr};
+std::atomic<InputSink> g_pfnInputSink{nullptr};
 
 // Assembles a report piece by piece in a fixed buffer, so that running out of memory can be reported too. What does not
 // fit is cut off.
@@ -46,7 +46,7 @@ class Report {
     void send(bool bError) const {
         const Printable line(szText, uUsed, SIZE_MAX, KEEP_TABS);
         NLogger::LogLine("%s\n", line.text());
-        if (const InputSink pfnSink = g_pfnSink) pfnSink(bError, line.text());
+        if (const InputSink pfnSink = g_pfnInputSink) pfnSink(bError, line.text());
     }
 
  private:
@@ -73,7 +73,7 @@ void report(bool bError, const char* szFile, unsigned uLine, const char* szText,
 }  // namespace
 
 void setInputSink(InputSink pfnSink) {
-    g_pfnSink = pfnSink;
+    g_pfnInputSink = pfnSink;
 }
 
 void inputErrorV(const char* szFile, unsigned uLine, const char* szText, const char* szFormat, va_list args) {

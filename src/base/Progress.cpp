@@ -9,16 +9,16 @@ namespace Velk {
 
 namespace {
 
-std::atomic<ProgressSink> g_pfnSink{nullptr};
+std::atomic<ProgressSink> g_pfnProgressSink{nullptr};
 
 }  // namespace
 
 void setProgressSink(ProgressSink pfnSink) {
-    g_pfnSink = pfnSink;
+    g_pfnProgressSink = pfnSink;
 }
 
 void printProgress(const char* szFormat, ...) {
-    const ProgressSink pfnSink = g_pfnSink;
+    const ProgressSink pfnSink = g_pfnProgressSink;
     if (!pfnSink) return;
     char szText[512];
     va_list args;

@@ -11,8 +11,6 @@ using Velk::NMVector3f;
 
 namespace {
 
-constexpr double PI = 3.14159265358979323846, DEGREE = PI / 180.0;
-
 // A picture without wishes.
 constexpr double USUAL_TURN = 30.0, USUAL_ELEVATION = 20.0, USUAL_FOV = 40.0;
 constexpr uint32_t USUAL_WIDTH = 1024, USUAL_HEIGHT = 768;
@@ -33,10 +31,6 @@ constexpr Lamp STUDIO[] = {{-38.37, 44.21, 420.0}, {51.73, 12.87, 36.0}, {163.19
 
 Vector3d toVector(const std::array<double, 3>& v) {
     return {v[0], v[1], v[2]};
-}
-
-Vector3d toDouble(const NMVector3f& p) {
-    return {static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)};
 }
 
 double radiusOf(const Model& model) {

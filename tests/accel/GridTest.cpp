@@ -16,7 +16,7 @@ namespace {
 
 using Grid = UniformSpaceSubdivision;
 
-struct Ray {
+struct GridRay {
     NMVector3f v3Origin, v3Dir;
 };
 
@@ -30,7 +30,7 @@ float boundary(Random& random, const Grid& grid, unsigned a) {
 
 // From anywhere that matters towards anything else, along an axis, level with one or nearly so, or through corner after
 // corner of the voxels.
-Ray makeRay(Random& random, const Grid& grid) {
+GridRay makeRay(Random& random, const Grid& grid) {
     const Velk::BoxAABB box{grid.v3Min, grid.v3Max};
     const FaceData& face = grid.pScene->vFaces[random.below(grid.pScene->vFaces.uCount)];
     const NMVector3f &A = face.pA->v3Position, &B = face.pB->v3Position, &C = face.pC->v3Position;
@@ -45,7 +45,7 @@ Ray makeRay(Random& random, const Grid& grid) {
     v3OnBox[a] = random.below(2) ? box.v3Min[a] : box.v3Max[a];
     const NMVector3f points[] = {v3Inside, A, v3OnFace, v3Corner, v3OnBoundary, v3NearBoundary, v3OnBox, v3Outside};
     const uint32_t uFrom = random.below(8), uTo = uFrom + 1 + random.below(7);
-    Ray ray{points[uFrom], normalize(random.vector(1.0f))};
+    GridRay ray{points[uFrom], normalize(random.vector(1.0f))};
     switch (random.below(9)) {
         case 0:
             return ray;
@@ -72,7 +72,7 @@ Ray makeRay(Random& random, const Grid& grid) {
 }
 
 // The judge tests every face.
-void expectExactAnswers(Random& random, Grid& grid, const RayTracer& judge, const Ray& ray) {
+void expectExactAnswers(Random& random, Grid& grid, const RayTracer& judge, const GridRay& ray) {
     const auto& [O, D] = ray;
     RayTestOutput hit{}, nearest{}, again{};
     const bool bHit = judge.dummyFindTriangle(O, D, &nearest) != nullptr;
@@ -107,7 +107,7 @@ TEST_F(UniformGrid, AnswersAgreeExactlyWithBruteForce) {
         ASSERT_FALSE(loaded.createSubdivision(&judge.scene, false));
         sCaches += readFile("uss.tmp");
         for (unsigned u = 0; u < 12000; ++u) {
-            const Ray ray = makeRay(random, built);
+            const GridRay ray = makeRay(random, built);
             SCOPED_TRACE(testing::Message() << "mesh " << uMesh << ", ray " << u << " of seed 5");
             expectExactAnswers(random, built, judge, ray);
             expectExactAnswers(random, loaded, judge, ray);

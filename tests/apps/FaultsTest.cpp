@@ -12,8 +12,8 @@
 
 using namespace rt;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool MEMORY_CAN_BE_LIMITED = false;  // the shadow memory alone is larger than any limit
+#ifdef RT_SANITIZED
+constexpr bool MEMORY_CAN_BE_LIMITED = false;
 #else
 constexpr bool MEMORY_CAN_BE_LIMITED = !*RT_EMULATOR;
 #endif

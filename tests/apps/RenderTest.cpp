@@ -241,7 +241,7 @@ TEST_F(RenderTest, ClosedStreamsAndFullOnesChangeNothing) {
     }
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef RT_SANITIZED
 TEST_F(RenderTest, TooLittleMemoryIsSaid) {
     unsigned uRefused = 0;
     int iStatus = 1;

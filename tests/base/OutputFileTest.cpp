@@ -127,7 +127,7 @@ TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {
 
 // A stack that has to grow when memory has run out ends the process. Loading any scene makes it large enough.
 TEST_F(OutputFileTest, AFileNeedsNoStackThatLoadingDidNotReserve) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef RT_SANITIZED
     GTEST_SKIP() << "no limit of memory under a sanitizer";
 #endif
     Process process([] {

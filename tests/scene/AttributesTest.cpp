@@ -19,32 +19,32 @@ bool load(Attributes& attributes, const std::string& sText) {
     return attributes.loadAttributes("a.atr");
 }
 
-using A = AttributeInstance;
+using Read = AttributeInstance;
 
 // One line for every keyword, and what it sets.
-const std::pair<const char*, void (*)(A&)> KEYWORDS[] = {
+const std::pair<const char*, void (*)(Read&)> KEYWORDS[] = {
     // clang-format off
-    {"kd 0.5", [](A& a) { a.fKd = 0.5f; }}, {"ks .25", [](A& a) { a.fKs = 0.25f; }},
-    {"kts 1e-1", [](A& a) { a.fKts = 0.1f; }}, {"ktd 2", [](A& a) { a.fKtd = 2.0f; }},
-    {"ka -1", [](A& a) { a.fKa = -1.0f; }}, {"kf 0.25", [](A& a) { a.fKf = 0.75f; }},
-    {"Ft 3", [](A& a) { a.fFt = 3.0f; }}, {"eta 1.5", [](A& a) { a.fEta = 1.5f; }},
-    {"SelfLuminance 7", [](A& a) { a.fSelfLuminance = 7.0f; }},
-    {"my_ks 2 on reflection", [](A& a) { a.fKs = 2.0f; }},
-    {"highlight x y\nmirror off\nshading on\non mirror\nnothing known 5\nKd 5", [](A&) {}},
-    {"gs 20.9", [](A& a) { a.iGs = 20; }}, {"gm -3", [](A& a) { a.iGm = -3; }},
-    {"gs 99999999999", [](A& a) { a.iGs = INT32_MAX; }},
-    {"SelfLumDirection Pos", [](A& a) { a.uFlags = 0x01; }}, {"OneSheet on", [](A& a) { a.uFlags = 0x02; }},
-    {"reflection on", [](A& a) { a.uFlags = 0x04; }}, {"indirect on", [](A& a) { a.uFlags = 0x08; }},
-    {"mirror on", [](A& a) { a.uFlags = 0x10; }}, {"shadowcast on", [](A& a) { a.uFlags = 0x20; }},
-    {"shadowfall on", [](A& a) { a.uFlags = 0x40; }}, {"shading smooth", [](A& a) { a.uFlags = 0x80; }},
-    {"color 255 128 0", [](A& a) { a.v3Color = {1.0f, 128.0f / 255.0f, 0.0f}; }},
-    {"color -1 0 510", [](A& a) { a.v3Color = {4294967295.0f / 255.0f, 0.0f, 2.0f}; }},
+    {"kd 0.5", [](Read& a) { a.fKd = 0.5f; }}, {"ks .25", [](Read& a) { a.fKs = 0.25f; }},
+    {"kts 1e-1", [](Read& a) { a.fKts = 0.1f; }}, {"ktd 2", [](Read& a) { a.fKtd = 2.0f; }},
+    {"ka -1", [](Read& a) { a.fKa = -1.0f; }}, {"kf 0.25", [](Read& a) { a.fKf = 0.75f; }},
+    {"Ft 3", [](Read& a) { a.fFt = 3.0f; }}, {"eta 1.5", [](Read& a) { a.fEta = 1.5f; }},
+    {"SelfLuminance 7", [](Read& a) { a.fSelfLuminance = 7.0f; }},
+    {"my_ks 2 on reflection", [](Read& a) { a.fKs = 2.0f; }},
+    {"highlight x y\nmirror off\nshading on\non mirror\nnothing known 5\nKd 5", [](Read&) {}},
+    {"gs 20.9", [](Read& a) { a.iGs = 20; }}, {"gm -3", [](Read& a) { a.iGm = -3; }},
+    {"gs 99999999999", [](Read& a) { a.iGs = INT32_MAX; }},
+    {"SelfLumDirection Pos", [](Read& a) { a.uFlags = 0x01; }}, {"OneSheet on", [](Read& a) { a.uFlags = 0x02; }},
+    {"reflection on", [](Read& a) { a.uFlags = 0x04; }}, {"indirect on", [](Read& a) { a.uFlags = 0x08; }},
+    {"mirror on", [](Read& a) { a.uFlags = 0x10; }}, {"shadowcast on", [](Read& a) { a.uFlags = 0x20; }},
+    {"shadowfall on", [](Read& a) { a.uFlags = 0x40; }}, {"shading smooth", [](Read& a) { a.uFlags = 0x80; }},
+    {"color 255 128 0", [](Read& a) { a.v3Color = {1.0f, 128.0f / 255.0f, 0.0f}; }},
+    {"color -1 0 510", [](Read& a) { a.v3Color = {4294967295.0f / 255.0f, 0.0f, 2.0f}; }},
     // clang-format on
 };
 
 TEST_F(AttributesTest, EveryKeywordSetsItsFieldAndNothingElse) {
     for (const auto& [szLine, pfnSet] : KEYWORDS) {
-        A expected{};
+        Read expected{};
         strcpy(expected.szName, "brick");
         pfnSet(expected);
         for (const char* szIndent : {"", " \t"}) {
@@ -85,7 +85,7 @@ TEST_F(AttributesTest, BlocksBecomeRecordsInTheirOrder) {
 }
 
 TEST_F(AttributesTest, MaterialsWithoutMemoryAreDroppedSilently) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef RT_SANITIZED
     GTEST_SKIP() << "no limit of memory under a sanitizer";
 #endif
     std::string sText;

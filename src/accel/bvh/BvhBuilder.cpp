@@ -2,8 +2,8 @@
 #include "accel/bvh/BvhBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "base/simd/Float4.h"
 
@@ -13,11 +13,10 @@ namespace {
 
 constexpr unsigned MAX_BINS = 16;     // nodes with no more items than this use half as many
 constexpr float MIN_SPREAD = 1e-20f;  // below, bins would have no width
-constexpr float INF = std::numeric_limits<float>::infinity();
 
 // A growing box; the fourth lane is unused.
 struct Extent {
-    Float4 low = INF, high = -INF;
+    Float4 low = INFINITY, high = -INFINITY;
 
     void add(const Extent& other) {
         low = min(other.low, low);
@@ -136,7 +135,7 @@ class Builder {
             fRight[i] = side.cost();
         }
         unsigned uCut = 0;
-        float fBest = INF;
+        float fBest = INFINITY;
         side = {};
         for (unsigned i = 1; i < uBins; ++i) {
             side.add(bins[i - 1]);

@@ -11,7 +11,6 @@ namespace rt {
 
 namespace {
 
-constexpr double UNIT = ROUNDING_UNIT;
 constexpr float DEFAULT_DISTANCE = 4.0f;  // of origins, in multiples of the scene's reach, when it is not known
 constexpr float MAX_DISTANCE = 64.0f;     // from further away the boxes would be larger than small faces
 constexpr float MAX_REACH = 1e12f;        // products of three coordinates stay finite
@@ -46,10 +45,10 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
     const double dInverse = 1.0 / dDeterminant;
     const double q1u = mv * dInverse, q1v = -mu * dInverse, q2u = -lv * dInverse, q2v = lu * dInverse;
     const double qu = fabs(q1u) + fabs(q2u), qv = fabs(q1v) + fabs(q2v);
-    const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
+    const double a = 4 * ROUNDING_UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
     const bool bNeedle = !(a <= 0.25);
     const double dCoefficients = std::max(fabs(lu) + fabs(lv), fabs(mu) + fabs(mv));
-    const double E = bNeedle ? 8 * UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a;
+    const double E = bNeedle ? 8 * ROUNDING_UNIT * dLargest * dCoefficients : 4.0 / 3.0 * a;
 
     const double corners[3][2] = {{-E, -E}, {1 + 2 * E, -E}, {-E, 1 + 2 * E}};
     double dMin[3] = {INFINITY, INFINITY, INFINITY}, dMax[3] = {-INFINITY, -INFINITY, -INFINITY};
@@ -61,7 +60,7 @@ bool FaceBounds::bound(const FaceData& face, float* pMin, float* pMax) const {
             dMax[i] = std::max(dMax[i], point[i]);
         }
     }
-    const double dMargin = 64 * UNIT * (dLargest + fabs(static_cast<double>(face.fNd)));
+    const double dMargin = 64 * ROUNDING_UNIT * (dLargest + fabs(static_cast<double>(face.fNd)));
     for (unsigned i = 0; i < 3; ++i) {
         const unsigned uAxis = g_modulo[k + i];
         const double dLow = bNeedle ? std::max(-dLimit, dMin[i]) : dMin[i];

@@ -8,6 +8,7 @@
 #include <new>
 
 #include "accel/CacheFile.h"
+#include "accel/Rounding.h"
 #include "accel/grid/VoxelGridBuilder.h"
 #include "accel/grid/VoxelGridCache.h"
 #include "base/InputReport.h"
@@ -22,7 +23,6 @@ namespace {
 
 constexpr char CACHE_FILE[] = "uss.tmp";
 constexpr uint32_t FIRST_STRAYS = 64;
-constexpr double UNIT = 1.0 / 16777216.0;  // 2^-24, the largest relative error of one rounding
 
 // The largest distance from the face, on any axis, of a point that Scene::testTriangle accepts. Infinite for a needle,
 // where there is no bound.
@@ -39,9 +39,9 @@ double findOvershoot(const FaceData& face) {
     const double dInverse = 1.0 / (lu * mv - lv * mu);
     const double q1u = mv * dInverse, q1v = -mu * dInverse, q2u = -lv * dInverse, q2v = lu * dInverse;
     const double qu = fabs(q1u) + fabs(q2u), qv = fabs(q1v) + fabs(q2v);
-    const double a = 4 * UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
+    const double a = 4 * ROUNDING_UNIT * std::max(fabs(lu) * qu + fabs(lv) * qv, fabs(mu) * qu + fabs(mv) * qv);
     if (!(a <= 0.25)) return INFINITY;
-    const double E = 4.0 / 3.0 * a + 4 * UNIT;
+    const double E = 4.0 / 3.0 * a + 4 * ROUNDING_UNIT;
     const NMVector3f &A = face.pA->v3Position, &B = face.pB->v3Position, &C = face.pC->v3Position;
     double dFarthest = 0.0;
     const auto measure = [&](double dLambda, double dMu, const NMVector3f& v3Vertex) {
@@ -113,7 +113,7 @@ bool UniformSpaceSubdivision::collectStrays() {
         const FaceIndices& record = cells[u];
         for (const unsigned int uFace : record) pListed[uFace] = true;
     }
-    const double dLimit = STRAY_ROUNDINGS * UNIT * double{largestCoordinate()};
+    const double dLimit = STRAY_ROUNDINGS * ROUNDING_UNIT * double{largestCoordinate()};
     for (uint32_t u = 0; u < faces.uCount; ++u) {
         if (!faces[u].isSound() || (pListed[u] && findOvershoot(faces[u]) <= dLimit)) continue;
         if (strays.uSize == strays.uCapacity) strays.uGrowBy = strays.uCapacity;

@@ -3,13 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace rt {
 
 namespace {
 
-constexpr double INF = std::numeric_limits<double>::infinity();
 // Rounding moves a point of a face out of its box by less than this part of the largest coordinate.
 constexpr double SLACK = 0x1p-48;
 
@@ -67,7 +65,7 @@ void closestOfFace(const WatertightFace& face, const float* pPoint, WatertightCl
     // The three edges, and the foot of the perpendicular where it lies inside.
     Weights best{};
     Vector offset{};
-    double dSquare = INF;
+    double dSquare = INFINITY;
     const double ab = along(p[0], p[1]), bc = along(p[1], p[2]), ca = along(p[2], p[0]);
     consider(p, {1.0 - ab, ab}, best, offset, dSquare);
     consider(p, {0.0, 1.0 - bc}, best, offset, dSquare);
@@ -83,7 +81,7 @@ void closestOfFace(const WatertightFace& face, const float* pPoint, WatertightCl
 }
 
 WatertightClosest closestOfMesh(const WatertightBvh& bvh, const float* pPoint, double dLimit) {
-    constexpr WatertightClosest NONE{INF, {0, 0, 0}, 0, 0, WatertightHit::NO_FACE};
+    constexpr WatertightClosest NONE{INFINITY, {0, 0, 0}, 0, 0, WatertightHit::NO_FACE};
     WatertightClosest best = NONE;
     best.dDistance = dLimit;
     double dSlack = 0.0;

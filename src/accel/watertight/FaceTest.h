@@ -89,7 +89,7 @@ struct ShearedRay {
 [[gnu::always_inline]] inline bool meetsWithin(const ShearedRay& ray, const float* x, const float* y, const float* z,
                                                bool bPlus, WatertightHit& hit) {
     // Weights of the corners, wrong by 2^-53 of themselves and all of one sign, so that t lies within the corners'.
-    const auto cross = [&](unsigned c, unsigned d) {
+    const auto cross = [&](unsigned c, unsigned d) __attribute__((always_inline)) {
         return static_cast<double>(x[c]) * y[d] - static_cast<double>(y[c]) * x[d];
     };
     const float fDir = ray.fDir[ray.uAxis[2]];

@@ -2,8 +2,8 @@
 #include "accel/watertight/WatertightBuilder.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <limits>
 #include <system_error>
 #include <thread>
 
@@ -19,7 +19,6 @@ constexpr unsigned BINS = 16;
 constexpr uint32_t FEW = 8;           // so many items, and fewer, are sorted
 constexpr float MIN_SPREAD = 1e-37f;  // below, bins would have no width
 constexpr float EMPTY = 0x1p62f;      // corners of an empty place: times any reciprocal, this is finite
-constexpr float INF = std::numeric_limits<float>::infinity();
 
 Float4 load(const float* p) {
     Float4 v;
@@ -44,7 +43,7 @@ float unitOf(const Extent& box) {
 
 // A place to cut: behind some bin or item of an axis, and the areas times items on both sides.
 struct Cut {
-    float fCost = INF;
+    float fCost = INFINITY;
     unsigned uAxis = 0, uLast = 0;
 };
 
@@ -56,14 +55,14 @@ void findCut(const Extent* pBoxes, const uint32_t* pCounts, unsigned uBoxes, uns
     for (unsigned i = uBoxes - 1; i > 0; --i) {
         box.add(pBoxes[i]);
         uCount += pCounts[i];
-        fRight[i - 1] = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) : INF;
+        fRight[i - 1] = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) : INFINITY;
     }
     box = {};
     uCount = 0;
     for (unsigned i = 0; i + 1 < uBoxes; ++i) {
         box.add(pBoxes[i]);
         uCount += pCounts[i];
-        const float fCost = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) + fRight[i] : INF;
+        const float fCost = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) + fRight[i] : INFINITY;
         if (fCost < best.fCost) best = {fCost, uAxis, i};
     }
 }
@@ -78,7 +77,8 @@ void fill(WatertightNode& node, unsigned uPlace, const Extent& box, uint32_t uCh
 
 }  // namespace
 
-WatertightBuilder::Extent::Extent() : low{INF, INF, INF, INF}, high{-INF, -INF, -INF, -INF} {}
+WatertightBuilder::Extent::Extent()
+    : low{INFINITY, INFINITY, INFINITY, INFINITY}, high{-INFINITY, -INFINITY, -INFINITY, -INFINITY} {}
 
 void WatertightBuilder::Extent::add(const Extent& other) {
     low = other.low < low ? other.low : low;
@@ -258,7 +258,7 @@ bool WatertightBuilder::splitFew(const Range& range, Range& left, Range& right) 
         for (uint32_t u = 0; u < uCount; ++u) boxes[u] = sorted[a][u].box();
         findCut(boxes, ONE_EACH, uCount, a, fUnit, best);
     }
-    if (best.fCost == INF) return true;
+    if (best.fCost == INFINITY) return true;
     std::copy_n(sorted[best.uAxis], uCount, p);
     left.uEnd = right.uBegin = range.uBegin + best.uLast + 1;
     for (uint32_t u = range.uBegin; u < range.uEnd; ++u) (u < left.uEnd ? left : right).add(pItems[u]);
@@ -294,7 +294,7 @@ bool WatertightBuilder::splitByBins(const Range& range, Range& left, Range& righ
     for (unsigned a = 0; a < 3; ++a) {
         if (scale[a] > 0.0f) findCut(boxes[a], uCounts[a], BINS, a, fUnit, best);
     }
-    if (best.fCost == INF) return true;
+    if (best.fCost == INFINITY) return true;
     Item *pLeft = pBegin, *pRight = pEnd;
     while (pLeft != pRight) {
         const Item item = *pLeft;

@@ -15,7 +15,7 @@ inline Vector3d toDouble(const aiVector3D& v) {
 }
 
 inline Map3d toMap(const aiMatrix4x4& m) {
-    const auto column = [](ai_real a, ai_real b, ai_real c) { return toDouble({a, b, c}); };
+    const auto column = [](ai_real a, ai_real b, ai_real c) { return Vector3d{a, b, c}; };
     return {column(m.a1, m.b1, m.c1), column(m.a2, m.b2, m.c2), column(m.a3, m.b3, m.c3), column(m.a4, m.b4, m.c4)};
 }
 

@@ -15,8 +15,6 @@ namespace rt {
 
 namespace {
 
-constexpr double DEGREE = 3.14159265358979323846 / 180.0;
-
 // Where a camera or lamp of this name stands.
 Map3d mapOf(const aiScene& scene, const aiString& name, const Map3d& world) {
     Map3d map;

@@ -3,11 +3,19 @@
 
 #include <cmath>
 
+#include "base/Vectors.h"
+
 namespace rt {
+
+constexpr double DEGREE = 3.14159265358979323846 / 180.0;  // in radians
 
 struct Vector3d {
     double x = 0, y = 0, z = 0;
 };
+
+inline Vector3d toDouble(const Velk::NMVector3f& v) {
+    return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
+}
 
 inline Vector3d operator+(const Vector3d& a, const Vector3d& b) {
     return {a.x + b.x, a.y + b.y, a.z + b.z};

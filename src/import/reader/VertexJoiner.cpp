@@ -18,10 +18,6 @@ constexpr float SAME_NORMAL = 0.9986f;    // cosine of 3 degrees: what files wri
 constexpr float SMOOTH_BELOW = 0.99996f;  // cosine of half a degree: faces that close make one plane
 constexpr size_t MOST_COMPARED = 32;      // normals or faces at one place, so that wide fans stay quick
 
-Vector3d toDouble(const NMVector3f& v) {
-    return {static_cast<double>(v.x), static_cast<double>(v.y), static_cast<double>(v.z)};
-}
-
 // Ten bits a component; 0 stands for no normal.
 uint32_t packNormal(const NMVector3f& n) {
     const float fLength = length(n);
