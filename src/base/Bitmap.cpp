@@ -48,7 +48,7 @@ static_assert(sizeof(BmpInfoHeader) == 40, "written byte for byte");
 
 constexpr BmpHeader bmpHeader{0, 0, 0};
 constexpr BmpInfoHeader bmpInfoHeader{40, 0, 0, 1, 24, 0, 0, 0, 0, 0, 0};
-constexpr uint32_t PIXEL_OFFSET = sizeof(bmpMagic) + sizeof(BmpHeader) + sizeof(BmpInfoHeader);
+static_assert(NBitmap::HEADERS == sizeof(bmpMagic) + sizeof(BmpHeader) + sizeof(BmpInfoHeader));
 
 // Zero bytes that make a row a multiple of four.
 uint64_t rowPadding(uint64_t uRowBytes) {
@@ -59,28 +59,7 @@ uint64_t rowPadding(uint64_t uRowBytes) {
 bool isTooLarge(uint64_t uWidth, uint64_t uHeight) {
     if (uWidth > INT32_MAX || uHeight > INT32_MAX) return true;
     const uint64_t uRow = uWidth * 3 + rowPadding(uWidth * 3);
-    return uHeight != 0 && uRow > (UINT32_MAX - PIXEL_OFFSET) / uHeight;
-}
-
-bool writeImage(FILE* pFile, const NBitmap& image) {
-    const size_t uRowBytes = size_t{image.uWidth} * 3;
-    const size_t uPadding = static_cast<size_t>(rowPadding(uRowBytes));
-    BmpHeader header = bmpHeader;
-    BmpInfoHeader info = bmpInfoHeader;
-    info.iWidth = static_cast<int32_t>(image.uWidth);
-    info.iHeight = static_cast<int32_t>(image.uHeight);
-    info.uImageSize = static_cast<uint32_t>((uRowBytes + uPadding) * image.uHeight);
-    header.uFileSize = PIXEL_OFFSET + info.uImageSize;
-    header.uPixelOffset = PIXEL_OFFSET;
-    if (!fwrite(bmpMagic, sizeof(bmpMagic), 1, pFile)) return true;
-    if (!fwrite(&header, sizeof(header), 1, pFile)) return true;
-    if (!fwrite(&info, sizeof(info), 1, pFile)) return true;
-    constexpr uint8_t zeros[4] = {};
-    for (uint32_t y = image.uHeight; uRowBytes && y-- > 0;) {
-        if (!fwrite(image.pData + uRowBytes * y, uRowBytes, 1, pFile)) return true;
-        if (uPadding && !fwrite(zeros, uPadding, 1, pFile)) return true;
-    }
-    return false;
+    return uHeight != 0 && uRow > (UINT32_MAX - NBitmap::HEADERS) / uHeight;
 }
 
 // True when the file ends before its last pixel. Checked before memory is allocated: a header can promise anything.
@@ -125,6 +104,27 @@ bool NBitmap::isRefused(const char* szFile) {
     return true;
 }
 
+bool NBitmap::writePixels(FILE* pFile, const uint8_t* pPixels, uint32_t uColumns, uint32_t uRows) {
+    const size_t uRowBytes = size_t{uColumns} * 3;
+    const size_t uPadding = static_cast<size_t>(rowPadding(uRowBytes));
+    BmpHeader header = bmpHeader;
+    BmpInfoHeader info = bmpInfoHeader;
+    info.iWidth = static_cast<int32_t>(uColumns);
+    info.iHeight = static_cast<int32_t>(uRows);
+    info.uImageSize = static_cast<uint32_t>((uRowBytes + uPadding) * uRows);
+    header.uFileSize = HEADERS + info.uImageSize;
+    header.uPixelOffset = HEADERS;
+    if (!fwrite(bmpMagic, sizeof(bmpMagic), 1, pFile)) return true;
+    if (!fwrite(&header, sizeof(header), 1, pFile)) return true;
+    if (!fwrite(&info, sizeof(info), 1, pFile)) return true;
+    constexpr uint8_t zeros[4] = {};
+    for (uint32_t y = uRows; uRowBytes && y-- > 0;) {
+        if (!fwrite(pPixels + uRowBytes * y, uRowBytes, 1, pFile)) return true;
+        if (uPadding && !fwrite(zeros, uPadding, 1, pFile)) return true;
+    }
+    return false;
+}
+
 bool NBitmap::saveToFile(const char* szFile) const {
     struct stat status {};
     const bool bKept = !uSize && !stat(szFile, &status) && S_ISREG(status.st_mode);
@@ -140,7 +140,7 @@ bool NBitmap::saveToFile(const char* szFile) const {
                      uHeight);
         return false;
     }
-    if (writeImage(file.stream(), *this) || file.commit()) {
+    if (writePixels(file.stream(), pData, uWidth, uHeight) || file.commit()) {
         ReportError("Failed to write to file");
         NLogger::LogMessage("No image was written: %s\n", Printable(szFile).text());
         fileError(szFile, errno);

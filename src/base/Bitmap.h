@@ -3,6 +3,7 @@
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace Velk {
 
@@ -10,6 +11,8 @@ namespace Velk {
 /// colour value is 0x00RRGGBB.
 class NBitmap {
  public:
+    static constexpr uint32_t HEADERS = 54;  // bytes of a BMP file before its pixels
+
     uint8_t* pData = nullptr;  // owned; null when empty
     uint32_t uSize = 0;        // bytes: width * 3 * height
     uint32_t uWidth = 0;
@@ -45,6 +48,9 @@ class NBitmap {
 
     /// True when saveToFile() could not write this file now, which is logged. Ask before rendering for hours.
     [[nodiscard]] static bool isRefused(const char* szFile);
+
+    /// Writes pixels laid out as a bitmap's as an uncompressed 24-bit BMP file. The size must fit one. True on failure.
+    [[nodiscard]] static bool writePixels(FILE* pFile, const uint8_t* pPixels, uint32_t uColumns, uint32_t uRows);
 
     /// Writes an uncompressed 24-bit BMP file, whole or not at all. True on failure, which is logged. An image without
     /// pixels replaces no regular file: that one is left as it was, which is logged, and is no failure.

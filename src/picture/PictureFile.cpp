@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "base/Bitmap.h"
 #include "base/InputReport.h"
 #include "base/OutputFile.h"
 
@@ -15,21 +16,10 @@ namespace rt {
 
 namespace {
 
-constexpr uint32_t BMP_HEADERS = 54, BMP_ROW_UNIT = 4;  // bytes
+constexpr size_t MOST_PIXELS = size_t{1} << 28;  // of a picture that is read
 
-// Rows of a bottom-up BMP, padded to four bytes, behind its two headers.
 bool writeBmp(FILE* pFile, const PixelView& picture) {
-    const uint32_t uRow = picture.uWidth * 3, uPadded = (uRow + BMP_ROW_UNIT - 1) / BMP_ROW_UNIT * BMP_ROW_UNIT;
-    const uint32_t uBytes = uPadded * picture.uHeight, uFile = BMP_HEADERS + uBytes;
-    const uint32_t header[] = {uFile, 0, BMP_HEADERS, 40, picture.uWidth, picture.uHeight, 24 << 16 | 1, 0, uBytes,
-                               0,     0, 0,           0};
-    bool bFailed = fwrite("BM", 2, 1, pFile) != 1 || fwrite(header, sizeof(header), 1, pFile) != 1;
-    constexpr uint8_t zeros[4] = {};
-    for (uint32_t y = picture.uHeight; y-- > 0 && !bFailed;) {
-        bFailed = fwrite(picture.row(y), uRow, 1, pFile) != 1 ||
-                  (uPadded != uRow && fwrite(zeros, uPadded - uRow, 1, pFile) != 1);
-    }
-    return bFailed;
+    return Velk::NBitmap::writePixels(pFile, picture.pData, picture.uWidth, picture.uHeight);
 }
 
 bool writePpm(FILE* pFile, const PixelView& picture) {
@@ -48,7 +38,7 @@ bool writePpm(FILE* pFile, const PixelView& picture) {
 }
 
 constexpr PictureFormat FORMATS[] = {
-    {".png", INT32_MAX, UINT64_MAX, 1, writePng}, {".bmp", INT32_MAX, UINT32_MAX - BMP_HEADERS, BMP_ROW_UNIT, writeBmp},
+    {".png", INT32_MAX, UINT64_MAX, 1, writePng}, {".bmp", INT32_MAX, UINT32_MAX - Velk::NBitmap::HEADERS, 4, writeBmp},
     {".ppm", INT32_MAX, UINT64_MAX, 1, writePpm},
 #ifdef RT_JPEG
     {".jpg", 65500, UINT64_MAX, 1, writeJpeg},    {".jpeg", 65500, UINT64_MAX, 1, writeJpeg},
@@ -94,6 +84,22 @@ bool writePicture(const std::string& sFile, const PixelView& picture) {
     const int iReason = errno;
     Velk::inputError(sFile.c_str(), 0, nullptr, "cannot be written: %s",
                      iReason ? strerror(iReason) : "the disk or the library failed");
+    return true;
+}
+
+bool DecodedPicture::create(uint32_t uNewWidth, uint32_t uNewHeight) {
+    uWidth = uNewWidth;
+    uHeight = uNewHeight;
+    if (!uWidth || uHeight > MOST_PIXELS / uWidth) return true;
+    vPixels.resize(size_t{uWidth} * uHeight * 4);
+    return vPixels.empty();
+}
+
+bool decodePicture(const uint8_t* pBytes, size_t uBytes, unsigned uShrink, DecodedPicture& picture) {
+    if (uBytes > 4 && pBytes[0] == 0x89 && pBytes[1] == 'P') return decodePng(pBytes, uBytes, uShrink, picture);
+#ifdef RT_JPEG
+    if (uBytes > 4 && pBytes[0] == 0xFF && pBytes[1] == 0xD8) return decodeJpeg(pBytes, uBytes, uShrink, picture);
+#endif
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace rt {
 
@@ -41,8 +42,24 @@ std::string suffixOf(const std::string& sFile);
 /// which is reported.
 [[nodiscard]] bool writePicture(const std::string& sFile, const PixelView& picture);
 
-// The writers that need a library.
+/// Pixels of a picture that was read: 4 bytes each (red, green, blue, alpha), row after row without gaps.
+struct DecodedPicture {
+    std::vector<uint8_t> vPixels;
+    uint32_t uWidth = 0;
+    uint32_t uHeight = 0;
+
+    /// Makes room. True for no pixels, or more than a texture has.
+    [[nodiscard]] bool create(uint32_t uNewWidth, uint32_t uNewHeight);
+};
+
+/// Reads a PNG or JPEG file in memory. The sides may come out up to uShrink (1, 2, 4 or 8) times smaller, which is
+/// quicker. True when the bytes are no such picture, or a broken one; the pixels are undefined then.
+[[nodiscard]] bool decodePicture(const uint8_t* pBytes, size_t uBytes, unsigned uShrink, DecodedPicture& picture);
+
+// What needs a library.
 bool writePng(FILE* pFile, const PixelView& picture);
 bool writeJpeg(FILE* pFile, const PixelView& picture);
+bool decodePng(const uint8_t* pBytes, size_t uBytes, unsigned uShrink, DecodedPicture& picture);
+bool decodeJpeg(const uint8_t* pBytes, size_t uBytes, unsigned uShrink, DecodedPicture& picture);
 
 }  // namespace rt

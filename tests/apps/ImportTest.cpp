@@ -318,6 +318,11 @@ TEST_F(ImportTest, HostileModelsGetNothingButRegularFilesBelowTheirDirectory) {
         EXPECT_EQ(sErrors, "") << s;
     }
     EXPECT_TRUE(contains(readFile("Scenes/allowed/allowed.atr"), "color 0 255 0\n"));
+#ifdef RT_RENDER
+    const std::string sRender = RT_RENDER " models/buffer.gltf -o x.ppm --resolution 8 6 2>&1 ";
+    EXPECT_EQ(runCommand(sRender, sOutput), 1);
+    EXPECT_EQ(runCommand(sRender + "--allow-outside", sOutput), 0) << sOutput;
+#endif
     if (bSanitized) return;
     std::string sText = readFile("letter.gltf");
     writeFile("heavy.gltf", sText.replace(sText.find("1728"), 4, "500000000"));

@@ -36,4 +36,17 @@ bool writePng(FILE* pFile, const PixelView& picture) {
     return false;
 }
 
+bool decodePng(const uint8_t* pBytes, size_t uBytes, unsigned, DecodedPicture& picture) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_memory(&image, pBytes, uBytes)) return true;
+    image.format = PNG_FORMAT_RGBA;
+    if (!picture.create(image.width, image.height) &&
+        png_image_finish_read(&image, nullptr, picture.vPixels.data(), 0, nullptr)) {
+        return false;
+    }
+    png_image_free(&image);
+    return true;
+}
+
 }  // namespace rt
