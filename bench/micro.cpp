@@ -9,7 +9,7 @@
 #include "PlainTree.h"
 #include "RayFrame.h"
 #include "TileTracer.h"
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 
 using namespace rt;

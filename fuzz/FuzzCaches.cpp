@@ -5,7 +5,7 @@
 
 #include "FuzzSupport.h"
 #include "accel/CacheFile.h"
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 #include "support/Meshes.h"
 
 using namespace rt;

@@ -3,7 +3,7 @@
 
 #include "FuzzSupport.h"
 #include "accel/PlainKDTreeBuilder.h"
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 #include "support/Meshes.h"
 
 using namespace rt;

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "accel/grid/UniformSpaceSubdivision.h"
 #include "accel/kdtree/KDTree.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 #include "base/NLogger.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"

@@ -3,7 +3,7 @@
 #include <array>
 #include <limits>
 
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 #include "render/RayTracer.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"

@@ -1,5 +1,5 @@
 // The text file that holds a uniform grid: reading with every number checked, and writing.
-#include "accel/grid/VoxelGridCache.h"
+#include "accel/reference/VoxelGridCache.h"
 
 #include <sys/stat.h>
 

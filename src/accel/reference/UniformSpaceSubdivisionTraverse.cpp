@@ -1,5 +1,5 @@
 // The walk of a uniform grid along a ray, and the queries that use it.
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 
 #include <algorithm>
 #include <cfloat>

@@ -1,5 +1,5 @@
 // The life of a uniform grid: building or loading, finding the strays, release.
-#include "accel/grid/UniformSpaceSubdivision.h"
+#include "accel/reference/UniformSpaceSubdivision.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,8 +9,8 @@
 
 #include "accel/CacheFile.h"
 #include "accel/Rounding.h"
-#include "accel/grid/VoxelGridBuilder.h"
-#include "accel/grid/VoxelGridCache.h"
+#include "accel/reference/VoxelGridBuilder.h"
+#include "accel/reference/VoxelGridCache.h"
 #include "base/InputReport.h"
 #include "base/Progress.h"
 #include "scene/Scene.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "accel/grid/VoxelGrid.h"
+#include "accel/reference/VoxelGrid.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
 

@@ -1,5 +1,5 @@
 // Builds a uniform grid: chooses the voxels and lists in each the faces that overlap it.
-#include "accel/grid/VoxelGridBuilder.h"
+#include "accel/reference/VoxelGridBuilder.h"
 
 #include <algorithm>
 #include <cfloat>

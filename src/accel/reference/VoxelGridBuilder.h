@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accel/grid/VoxelGrid.h"
+#include "accel/reference/VoxelGrid.h"
 
 namespace rt {
 
