@@ -186,6 +186,8 @@ void addModelOptions(CLI::App& app, RenderOptions& options) {
               });
     addChoice(group, "--up", "axis", {"x", "y", "z"}, "the model's upright axis",
               [&import](size_t u) { import.cUp = "xyz"[u]; });
+    group.add_flag("--allow-outside", import.bAllowOutside,
+                   "textures and data of the model from anywhere, not only from below its directory");
 }
 #endif
 
@@ -232,7 +234,7 @@ bool checkOptions(const CLI::App& app, RenderOptions& options, int& iStatus) {
         Console::error("rt-render: --camera: the direction has no length");
         return true;
     }
-    for (const char* szName : {"--turn", "--elevation", "--ground", "--material", "--up"}) {
+    for (const char* szName : {"--turn", "--elevation", "--ground", "--material", "--up", "--allow-outside"}) {
         const CLI::Option* pOption = app.get_option_no_throw(szName);
         if (!pOption || !pOption->count() || isModelName(options.sScene)) continue;
         Console::error("rt-render: %s is for model files: \"%s\"", szName, options.sScene.c_str());
