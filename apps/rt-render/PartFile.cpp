@@ -13,8 +13,8 @@
 #include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
 #include "picture/PictureFile.h"
+#include "rt-render/keys/ContentHash.h"
 #include "shared/Console.h"
-#include "shared/ContentHash.h"
 
 namespace rt {
 

@@ -12,10 +12,10 @@
 #include "picture/PictureFile.h"
 #include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
-#include "rt-render/SceneKeys.h"
 #include "rt-render/TreeCache.h"
+#include "rt-render/keys/ContentHash.h"
+#include "rt-render/keys/SceneKeys.h"
 #include "shared/Console.h"
-#include "shared/ContentHash.h"
 #include "shared/ExitStatus.h"
 #include "shared/StopSignals.h"
 

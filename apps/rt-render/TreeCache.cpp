@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "rt-render/Leftovers.h"
+#include "rt-render/keys/ContentHash.h"
 #include "shared/Console.h"
-#include "shared/ContentHash.h"
 
 namespace rt {
 

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "apps/RenderSteps.h"
-#include "shared/ContentHash.h"
+#include "rt-render/keys/ContentHash.h"
 
 using namespace rt;
 

@@ -1,10 +1,10 @@
 // What tells scenes apart: names of cached trees, and of pictures that can be gone on with.
-#include "rt-render/SceneKeys.h"
+#include "rt-render/keys/SceneKeys.h"
 
 #include <initializer_list>
 
 #include "base/Version.h"
-#include "shared/ContentHash.h"
+#include "rt-render/keys/ContentHash.h"
 
 namespace rt {
 

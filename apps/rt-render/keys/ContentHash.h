@@ -1,8 +1,11 @@
 #pragma once
 
+#define XXH_STATIC_LINKING_ONLY  // shows what the state consists of
+#include <xxhash.h>
+
 #include <cstddef>
-#include <cstdint>
 #include <string>
+#include <type_traits>
 
 namespace rt {
 
@@ -10,6 +13,8 @@ namespace rt {
 /// somebody who wants two contents to collide. Each add() counts as one field, so "ab" + "c" differs from "a" + "bc".
 class ContentHash {
  public:
+    ContentHash() { XXH3_128bits_reset(&state); }
+
     void add(const void* pBytes, size_t uBytes);
 
     void add(const std::string& s) { add(s.data(), s.size()); }
@@ -24,10 +29,7 @@ class ContentHash {
     std::string text() const;
 
  private:
-    void addWord(uint64_t u);
-
-    uint64_t uFirst = 0x9E3779B97F4A7C15u;
-    uint64_t uSecond = 0xC2B2AE3D27D4EB4Fu;
+    XXH3_state_t state;
 };
 
 /// Hash of a whole file, empty when it cannot be read.
