@@ -2,6 +2,7 @@
 #include "rt-render/DarkPicture.h"
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -20,16 +21,22 @@ constexpr size_t MOST_NAMES = 5;          // of materials in the message
 // Indices of the materials that the eye sees.
 std::set<uint32_t> seenMaterials(const RayTracer& rayTracer) {
     std::set<uint32_t> materials;
-    for (unsigned u = 0; u < RAYS_ALONG * RAYS_ALONG; ++u) {
-        const unsigned uColumn = u % RAYS_ALONG, uRow = u / RAYS_ALONG;
-        const float fAcross = (static_cast<float>(uColumn) + 0.5f) / RAYS_ALONG;
+    const auto pRays = std::make_unique<RayStream>();
+    uint32_t uFaces[RAYS_ALONG];
+    RayTestOutput hits[RAYS_ALONG];
+    for (unsigned uRow = 0; uRow < RAYS_ALONG; ++uRow) {
         const float fDown = (static_cast<float>(uRow) + 0.5f) / RAYS_ALONG;
-        const NMVector3f v3Target =
-            rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * fAcross + rayTracer.v3ImageSpanY * fDown;
-        RayTestOutput hit;
-        const FaceData* pFace = rayTracer.queries.kdTree.findNearestFace(
-            rayTracer.v3Eye, normalize(v3Target - rayTracer.v3Eye), rayTracer.fMaxDistance, &hit);
-        if (pFace) materials.insert(pFace->uAttribute);
+        pRays->uCount = 0;
+        for (unsigned uColumn = 0; uColumn < RAYS_ALONG; ++uColumn) {
+            const float fAcross = (static_cast<float>(uColumn) + 0.5f) / RAYS_ALONG;
+            const NMVector3f v3Target =
+                rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * fAcross + rayTracer.v3ImageSpanY * fDown;
+            pRays->add(rayTracer.v3Eye, normalize(v3Target - rayTracer.v3Eye), rayTracer.fMaxDistance);
+        }
+        rayTracer.queries.findNearestFaces(*pRays, uFaces, hits);
+        for (const uint32_t uFace : uFaces) {
+            if (uFace != NO_INDEX) materials.insert(rayTracer.scene.vFaces[uFace].uAttribute);
+        }
     }
     return materials;
 }

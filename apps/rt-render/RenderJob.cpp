@@ -128,19 +128,22 @@ bool RenderJob::prepare() {
     warnAboutStretching(rayTracer);
     Console::detail("reading: %.2f s", watch.lap());
 
-    Console::status("%s: building the tree", source.name().c_str());
+    rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
+    rayTracer.queries.uThreads = options.uJobs;
+    const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
+    Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);
-    TreeCache cache(uint64_t{options.uCacheLimit} << 20);
+    TreeCache cache(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);
     cache.prepare(rayTracer, sGeometryKey);
     if (rayTracer.preprocessScene()) {
-        if (!Console::errorCount()) Console::error("%s: not enough memory for the tree", source.name().c_str());
+        if (!Console::errorCount()) Console::error("%s: not enough memory", source.name().c_str());
         return true;
     }
     cache.finish();
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
     warnAboutScene(rayTracer, source.isModel() ? options.sScene : "");
     Console::clearStatus();
-    Console::detail("tree: %.2f s", watch.lap());
+    Console::detail("%s: %.2f s", bTree ? "tree" : "boxes", watch.lap());
     return false;
 }
 
@@ -173,6 +176,7 @@ bool RenderJob::checkSize() const {
 std::string RenderJob::settingsKey(unsigned uFrame) const {
     ContentHash hash;
     hash.add(sSceneKey);
+    hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
     for (const uint32_t u :
          {uWidth, uHeight, uint32_t{options.uSamples}, uTileEdge, uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
         hash.addValue(u);

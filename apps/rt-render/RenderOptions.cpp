@@ -94,6 +94,26 @@ void addCount(CLI::App& app, const char* szName, const char* szValue, unsigned& 
     addNumbers<uint32_t, 1>(app, szName, szValue, szText, range, [&uTarget](const uint32_t(&u)[1]) { uTarget = u[0]; });
 }
 
+// An option of one of some words. store gets the word's index.
+void addChoice(CLI::App& app, const char* szName, const char* szWhat, const std::vector<std::string>& vWords,
+               const char* szText, const std::function<void(size_t)>& store) {
+    const auto take = [=](const CLI::results_t& vTexts) {
+        const auto found = std::find(vWords.begin(), vWords.end(), vTexts[0]);
+        if (found == vWords.end()) {
+            throw CLI::ValidationError(szName, "unknown " + std::string(szWhat) + " \"" + vTexts[0] + "\", there are " +
+                                                   listOf(vWords, vWords.size()));
+        }
+        store(static_cast<size_t>(found - vWords.begin()));
+        return true;
+    };
+    std::string sWords = vWords[0];
+    for (size_t u = 1; u < vWords.size(); ++u) sWords += "|" + vWords[u];
+    app.add_option(szName, take, szText)
+        ->type_name(sWords)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+}
+
 void addPictureOptions(CLI::App& app, RenderOptions& options) {
     RaytracerParameters& p = options.parameters;
     app.add_option("-o,--out", options.sPicture,
@@ -147,26 +167,6 @@ void addBrickOptions(CLI::App& app, RenderOptions& options) {
 }
 
 #ifdef RT_IMPORT
-// An option of one of some words. store gets the word's index.
-void addChoice(CLI::App& app, const char* szName, const char* szWhat, const std::vector<std::string>& vWords,
-               const char* szText, const std::function<void(size_t)>& store) {
-    const auto take = [=](const CLI::results_t& vTexts) {
-        const auto found = std::find(vWords.begin(), vWords.end(), vTexts[0]);
-        if (found == vWords.end()) {
-            throw CLI::ValidationError(szName, "unknown " + std::string(szWhat) + " \"" + vTexts[0] + "\", there are " +
-                                                   listOf(vWords, vWords.size()));
-        }
-        store(static_cast<size_t>(found - vWords.begin()));
-        return true;
-    };
-    std::string sWords = vWords[0];
-    for (size_t u = 1; u < vWords.size(); ++u) sWords += "|" + vWords[u];
-    app.add_option(szName, take, szText)
-        ->type_name(sWords)
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-}
-
 void addModelOptions(CLI::App& app, RenderOptions& options) {
     ImportOptions& import = options.import;
     CLI::App& group = *app.add_option_group("Models", "how a model file becomes a scene");
@@ -194,6 +194,9 @@ void addModelOptions(CLI::App& app, RenderOptions& options) {
 void addRunOptions(CLI::App& app, RenderOptions& options) {
     addCount(app, "--jobs", "N", options.uJobs, {1, MAX_JOBS}, "worker threads (one a core)");
     addCount(app, "--packsize", "PIXELS", options.parameters.uPackSize, {1, 4096}, "edge of a tile (32)");
+    addChoice(app, "--rays", "kind of rays", {"tree", "watertight"},
+              "who says what a ray meets: RayTracer's tree (scenes), or each face alone (models)",
+              [&options](size_t u) { options.rays = u ? RayKind::WATERTIGHT : RayKind::TREE; });
     app.add_flag("--resume", options.bResume, "go on with the picture that Ctrl-C interrupted");
     app.add_flag("--resetcache", options.parameters.bResetCache, "build the kd-tree anew");
     addCount(app, "--cache-limit", "MB", options.uCacheLimit, {0, 1u << 20},

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #ifdef RT_IMPORT
 #include "import/ModelImport.h"
 #endif
+#include "accel/queries/RayQueries.h"
 #include "render/shading/RaytracerParameters.h"
 #include "rt-render/View.h"
 
@@ -20,6 +22,7 @@ struct RenderOptions {
 #ifdef RT_IMPORT
     ImportOptions import;  // when the scene is a model
 #endif
+    std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
     unsigned uSamples = 1;        // rays along each side of a pixel
     unsigned uJobs = 0;           // worker threads
     unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture

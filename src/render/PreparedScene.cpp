@@ -37,6 +37,7 @@ bool PreparedScene::checkAttributes(const SceneDesc& desc) const {
 
 bool PreparedScene::prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling) {
     scene.preprocessScene(scaling);
+    if (queries.eKind == RayKind::WATERTIGHT) scene.completeNormals();
     lights.applyDomainFactor(scene.fDomainFactor);
     const Velk::NMVector3f v3From = v3Eye * scene.fDomainFactor;
     return queries.build(scene, bResetCache, std::max({0.0f, fabsf(v3From.x), fabsf(v3From.y), fabsf(v3From.z)}));

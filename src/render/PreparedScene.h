@@ -24,10 +24,11 @@ class PreparedScene {
     /// logged.
     [[nodiscard]] bool read(const SceneDesc& desc);
 
-    /// Completes the faces and builds the kd-tree and the BVH. Call it once after each filling. By default mesh and
-    /// lights are scaled into the domain of 10000 units, which shading requires. Scaling::NONE keeps the caller's
-    /// units, for ray queries alone. v3Eye is where most rays will start, in the units of the files. bResetCache: do
-    /// not read the tree from its cache file. Requires a mesh. True when out of memory, which is logged.
+    /// Completes the faces and builds what queries.eKind needs: the kd-tree and the BVH, or watertight boxes. Call it
+    /// once after each filling. By default mesh and lights are scaled into the domain of 10000 units, which shading
+    /// requires. Scaling::NONE keeps the caller's units, for ray queries alone. v3Eye is where most rays will start, in
+    /// the units of the files. bResetCache: do not read the tree from its cache file. Requires a mesh. True when out of
+    /// memory, which is logged.
     [[nodiscard]] bool prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling = Scaling::DOMAIN);
 
     /// Frees everything.

@@ -64,6 +64,10 @@ class Scene {
     /// Completes every face record and the vertex normals. Requires vertex normals that are zero.
     void precalculateFaces();
 
+    /// Gives the faces without area, which are unsound, a unit normal, for rays that meet those, too. Their other
+    /// values stay.
+    void completeNormals();
+
     /// Tests a ray against a face by projection; true for a hit at 0 <= t <= fMaxT. *pOut may be partly written when
     /// there is none.
     bool testTriangle(const FaceData* pFace, const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir,

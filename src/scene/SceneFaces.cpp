@@ -1,5 +1,6 @@
 // Computes face records from the vertices, and tests a ray against a face.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <initializer_list>
 #include <limits>
@@ -119,6 +120,33 @@ void Scene::precalculateFaces() {
         const float fLength = length(v3Normal);
         // Zero instead of NaN, when no sound face uses the vertex or the normals cancel.
         v3Normal = fLength > 0.0f ? v3Normal / fLength : NMVector3f{};
+    }
+}
+
+void Scene::completeNormals() {
+    using Triple = std::array<double, 3>;
+    const auto edge = [](const SceneVertex* pFrom, const SceneVertex* pTo) {
+        Triple e{};
+        for (unsigned a = 0; a < 3; ++a) e[a] = static_cast<double>(pTo->v3Position[a]) - pFrom->v3Position[a];
+        return e;
+    };
+    const auto crossed = [](const Triple& e, const Triple& f) {
+        return Triple{e[1] * f[2] - e[2] * f[1], e[2] * f[0] - e[0] * f[2], e[0] * f[1] - e[1] * f[0]};
+    };
+    const auto lengthOf = [](const Triple& e) { return sqrt(e[0] * e[0] + e[1] * e[1] + e[2] * e[2]); };
+    for (FaceData& face : vFaces) {
+        if (face.isSound()) continue;
+        const Triple e1 = edge(face.pC, face.pA), e2 = edge(face.pC, face.pB);
+        Triple n = crossed(e2, e1);
+        if (!(lengthOf(n) > 0.0)) {  // a line: anything across it
+            const Triple& e = lengthOf(e1) > lengthOf(e2) ? e1 : e2;
+            const bool bUpright = fabs(e[1]) > fabs(e[0]);
+            n = crossed(e, bUpright ? Triple{1, 0, 0} : Triple{0, 1, 0});
+        }
+        const double dLength = lengthOf(n);
+        if (!(dLength > 0.0 && std::isfinite(dLength))) n = {0, 0, 1};
+        const double d = 1.0 / lengthOf(n);
+        face.v3Normal = {static_cast<float>(n[0] * d), static_cast<float>(n[1] * d), static_cast<float>(n[2] * d)};
     }
 }
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr uint32_t LIST_ALIGNMENT = 64;
 constexpr uint32_t LIST_PADDING = 16;  // kernels read whole vectors
+static_assert(WatertightHit::NO_FACE == NO_INDEX);
 
 // Calls visit(first ray, lane mask) for each packet of a stream.
 template <typename Visit>
@@ -55,6 +56,7 @@ bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell)
 
 bool RayQueries::build(const Scene& scene, bool bResetCache, float fFarthestOrigin) {
     release();
+    if (eKind == RayKind::WATERTIGHT) return prepareWatertight(scene);
     if (kdTree.buildTree(&scene, bResetCache)) return true;
     if (!prepare(fFarthestOrigin)) return false;
     release();
@@ -65,6 +67,34 @@ void RayQueries::release() {
     kdTree.release();
     bvh.release();
     vLists.Release();
+    watertight.release();
+}
+
+bool RayQueries::prepareWatertight(const Scene& scene) {
+    Velk::NAlignedArray<float> vPositions;
+    Velk::NAlignedArray<uint32_t> vIndices;
+    const uint64_t uPositions = uint64_t{scene.uVertexCount} * 3, uIndices = uint64_t{scene.vFaces.uCount} * 3;
+    bool bFailed = std::max(uPositions, uIndices) >= NO_INDEX ||
+                   vPositions.allocate(static_cast<uint32_t>(uPositions), LIST_ALIGNMENT) ||
+                   vIndices.allocate(static_cast<uint32_t>(uIndices), LIST_ALIGNMENT);
+    if (!bFailed) {
+        float* pPosition = vPositions.pData;
+        for (uint32_t u = 0; u < scene.uVertexCount; ++u) {
+            for (unsigned a = 0; a < 3; ++a) *pPosition++ = scene.pVertices[u].v3Position[a];
+        }
+        uint32_t* pIndex = vIndices.pData;
+        for (const FaceData& face : scene.vFaces) {
+            for (const SceneVertex* p : {face.pA, face.pB, face.pC}) {
+                *pIndex++ = static_cast<uint32_t>(p - scene.pVertices);
+            }
+        }
+        bFailed = watertight.build(vPositions.pData, scene.uVertexCount, vIndices.pData, scene.vFaces.uCount, uThreads);
+    }
+    if (bFailed) {
+        const uint32_t uFaces = scene.vFaces.uCount;
+        Velk::memoryError(uint64_t{uFaces} * sizeof(WatertightFace), "the boxes of %u faces, at least", uFaces);
+    }
+    return bFailed;
 }
 
 // Builds the BVH, and stores the leaves' lists one after the other as the kernels read them: the number of records,
@@ -104,6 +134,7 @@ bool RayQueries::prepare(float fFarthestOrigin) {
 }
 
 size_t RayQueries::bytes() const {
+    if (eKind == RayKind::WATERTIGHT) return watertight.bytes();
     return vLists.uCount * sizeof(uint32_t) + bvh.vNodes.uCount * sizeof(BvhNode) +
            bvh.vRecords.uCount * sizeof(FaceRecord);
 }
@@ -123,8 +154,18 @@ TraversalData RayQueries::traversalData() const {
 
 uint32_t RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces, RayTestOutput* pHits) const {
     assert(stream.uCount <= RayStream::CAPACITY);
-    std::fill_n(pFaces, stream.uCount, NO_INDEX);
     uint32_t uOpen = 0;
+    if (eKind == RayKind::WATERTIGHT) {
+        WatertightHit met[RayStream::CAPACITY];
+        watertight.nearestOf(stream, met);
+        for (uint32_t u = 0; u < stream.uCount; ++u) {
+            pFaces[u] = met[u].uFace;
+            // The normal of a face points to where its corners run clockwise.
+            pHits[u] = {stream.origin(u) + stream.dir(u) * met[u].fT, met[u].fT, !met[u].bFront, met[u].fU, met[u].fV};
+        }
+        return uOpen;
+    }
+    std::fill_n(pFaces, stream.uCount, NO_INDEX);
     if (!kdTree.pRoot) return uOpen;
     const TraversalData data = traversalData();
     HitLanes hits{};
@@ -151,8 +192,12 @@ uint32_t RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces,
 
 uint32_t RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) const {
     assert(stream.uCount <= RayStream::CAPACITY);
-    std::fill_n(pBlocked, stream.uCount, false);
     uint32_t uOpen = 0;
+    if (eKind == RayKind::WATERTIGHT) {
+        watertight.anyOf(stream, pBlocked);
+        return uOpen;
+    }
+    std::fill_n(pBlocked, stream.uCount, false);
     if (!kdTree.pRoot) return uOpen;
     const TraversalData data = traversalData();
     forEachPacket(stream, [&](uint32_t uFirst, uint64_t uMask) {

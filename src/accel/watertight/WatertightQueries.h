@@ -29,6 +29,9 @@ class WatertightQueries {
     [[nodiscard]] bool build(const float* pPositions, uint32_t uVertices, const uint32_t* pIndices, uint32_t uFaces,
                              unsigned uThreads = 1);
 
+    /// Frees everything; every query misses then.
+    void release() { bvh.release(); }
+
     /// The nearest hit of each ray of a stream, from its origin on; of two at the same t the lower face. For rays that
     /// are close to each other. Requires room for stream.uCount hits, as anyOf() does.
     void nearestOf(const RayStream& stream, WatertightHit* pHits) const;

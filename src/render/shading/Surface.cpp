@@ -31,6 +31,7 @@ void makeSurface(const ShadingContext& context, const FaceData& face, const RayT
     surface.fKts = attribute.fKts;
     surface.fKf = attribute.fKf;
     surface.fEta = attribute.fEta;
+    if (!face.isSound()) return;  // only watertight rays meet such a face; it has a normal and no more
     if (face.uAttribute == context.parameters.uTexturedAttribute) {
         AttributeInstance changed = attribute;  // the texture may change it, the material stays
         surface.S = brickTexture(context.parameters, face, surface.P, &surface.N, &changed);
