@@ -15,8 +15,7 @@ using Float4 = WatertightBuilder::Float4;
 using Extent = WatertightBuilder::Extent;
 using Item = WatertightBuilder::Item;
 
-constexpr unsigned BINS = 16;
-constexpr uint32_t FEW = 8;           // so many items, and fewer, are sorted
+constexpr unsigned MAX_BINS = 16;     // nodes with no more items than this use half as many
 constexpr float MIN_SPREAD = 1e-37f;  // below, bins would have no width
 constexpr float EMPTY = 0x1p62f;      // corners of an empty place: times any reciprocal, this is finite
 
@@ -41,31 +40,17 @@ float unitOf(const Extent& box) {
     return fLongest > MIN_SPREAD ? 1.0f / fLongest : 1.0f;
 }
 
-// A place to cut: behind some bin or item of an axis, and the areas times items on both sides.
-struct Cut {
-    float fCost = INFINITY;
-    unsigned uAxis = 0, uLast = 0;
-};
-
-// Looks for a better cut in a row of boxes along an axis. One of no items divides nothing.
-void findCut(const Extent* pBoxes, const uint32_t* pCounts, unsigned uBoxes, unsigned uAxis, float fUnit, Cut& best) {
-    float fRight[BINS];
-    Extent box;
+// The items between two planes across an axis.
+struct Bin {
+    Extent box, centres;
     uint32_t uCount = 0;
-    for (unsigned i = uBoxes - 1; i > 0; --i) {
-        box.add(pBoxes[i]);
-        uCount += pCounts[i];
-        fRight[i - 1] = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) : INFINITY;
+
+    void add(const Bin& other) {
+        box.add(other.box);
+        uCount += other.uCount;
     }
-    box = {};
-    uCount = 0;
-    for (unsigned i = 0; i + 1 < uBoxes; ++i) {
-        box.add(pBoxes[i]);
-        uCount += pCounts[i];
-        const float fCost = uCount ? box.halfArea(fUnit) * static_cast<float>(uCount) + fRight[i] : INFINITY;
-        if (fCost < best.fCost) best = {fCost, uAxis, i};
-    }
-}
+    float cost(float fUnit) const { return box.halfArea(fUnit) * static_cast<float>(uCount); }
+};
 
 void fill(WatertightNode& node, unsigned uPlace, const Extent& box, uint32_t uChild) {
     for (unsigned a = 0; a < 3; ++a) {
@@ -234,80 +219,60 @@ void WatertightBuilder::split(const Range& range, unsigned uDepth, Range& left, 
     left = {range.uBegin, range.uBegin, {}, {}};
     right = {range.uEnd, range.uEnd, {}, {}};
     // Faces that lie ever closer together would make a tree without end.
-    const bool bHalve = uDepth >= WatertightBvh::MAX_SAH_DEPTH ||
-                        (range.count() <= FEW ? splitFew(range, left, right) : splitByBins(range, left, right));
-    if (bHalve) halve(range, longestAxis(range.centres), left, right);
-}
-
-// Sorts the items by their centres and tries every cut. True when areas are not numbers.
-bool WatertightBuilder::splitFew(const Range& range, Range& left, Range& right) {
-    static constexpr uint32_t ONE_EACH[FEW] = {1, 1, 1, 1, 1, 1, 1, 1};
-    const uint32_t uCount = range.count();
-    const float fUnit = unitOf(range.box);
-    Item* const p = pItems + range.uBegin;
-    Item sorted[3][FEW];
-    Cut best;
-    for (unsigned a = 0; a < 3; ++a) {
-        Extent boxes[FEW];
-        for (uint32_t u = 0; u < uCount; ++u) {
-            const float f = p[u].fMin[a] + p[u].fMax[a];
-            uint32_t v = u;
-            for (; v && sorted[a][v - 1].fMin[a] + sorted[a][v - 1].fMax[a] > f; --v) sorted[a][v] = sorted[a][v - 1];
-            sorted[a][v] = p[u];
-        }
-        for (uint32_t u = 0; u < uCount; ++u) boxes[u] = sorted[a][u].box();
-        findCut(boxes, ONE_EACH, uCount, a, fUnit, best);
+    if (uDepth >= WatertightBvh::MAX_SAH_DEPTH || splitByBins(range, left, right)) {
+        halve(range, longestAxis(range.centres), left, right);
     }
-    if (best.fCost == INFINITY) return true;
-    std::copy_n(sorted[best.uAxis], uCount, p);
-    left.uEnd = right.uBegin = range.uBegin + best.uLast + 1;
-    for (uint32_t u = range.uBegin; u < range.uEnd; ++u) (u < left.uEnd ? left : right).add(pItems[u]);
-    return false;
 }
 
-// True when no cut divides the items.
+// Divides along the axis on which the centres spread most. True when no cut divides the items.
 bool WatertightBuilder::splitByBins(const Range& range, Range& left, Range& right) {
-    const Float4 low = range.centres.low, spread = range.centres.high - low;
-    Float4 scale{};
-    for (unsigned a = 0; a < 3; ++a) {
-        if (spread[a] > MIN_SPREAD) scale[a] = static_cast<float>(BINS) / spread[a];
-    }
-    using Int4 = int32_t __attribute__((vector_size(16)));
-    const auto binsOf = [=](const Item& item) {
-        const Int4 bin = __builtin_convertvector((item.centre().low - low) * scale, Int4);
-        constexpr int32_t LAST = BINS - 1;
-        return bin > LAST ? Int4{LAST, LAST, LAST, LAST} : bin;
+    const unsigned a = longestAxis(range.centres);
+    const float fLow = range.centres.low[a], fSpread = range.centres.high[a] - fLow, fUnit = unitOf(range.box);
+    if (!(fSpread > MIN_SPREAD)) return true;
+    const unsigned uBins = range.count() > MAX_BINS ? MAX_BINS : MAX_BINS / 2;
+    const float fScale = static_cast<float>(uBins) / fSpread, fLast = static_cast<float>(uBins - 1);
+    const auto binOf = [=](const Item& item) {
+        return static_cast<unsigned>(std::min(fLast, (item.fMin[a] + item.fMax[a] - fLow) * fScale));
     };
-    Extent boxes[3][BINS];
-    uint32_t uCounts[3][BINS] = {};
-    Item *const pBegin = pItems + range.uBegin, *const pEnd = pItems + range.uEnd;
-    for (const Item* p = pBegin; p != pEnd; ++p) {
-        const Int4 bins = binsOf(*p);
-        const Extent box = p->box();
-        for (unsigned a = 0; a < 3; ++a) {
-            boxes[a][bins[a]].add(box);
-            ++uCounts[a][bins[a]];
-        }
+    Bin bins[MAX_BINS];
+    for (uint32_t u = range.uBegin; u < range.uEnd; ++u) {
+        Bin& bin = bins[binOf(pItems[u])];
+        bin.box.add(pItems[u].box());
+        bin.centres.add(pItems[u].centre());
+        ++bin.uCount;
     }
-    Cut best;
-    const float fUnit = unitOf(range.box);
-    for (unsigned a = 0; a < 3; ++a) {
-        if (scale[a] > 0.0f) findCut(boxes[a], uCounts[a], BINS, a, fUnit, best);
+    float fRight[MAX_BINS];  // the cost of this bin and all behind it
+    Bin side;
+    for (unsigned i = uBins; i-- > 1;) {
+        side.add(bins[i]);
+        fRight[i] = side.cost(fUnit);
     }
-    if (best.fCost == INFINITY) return true;
-    Item *pLeft = pBegin, *pRight = pEnd;
-    while (pLeft != pRight) {
-        const Item item = *pLeft;
-        if (binsOf(item)[best.uAxis] <= static_cast<int32_t>(best.uLast)) {
-            left.add(item);
-            ++pLeft;
-        } else {
-            right.add(item);
-            *pLeft = *--pRight;
-            *pRight = item;
-        }
+    unsigned uCut = 0;
+    float fBest = INFINITY;
+    side = {};
+    for (unsigned i = 1; i < uBins; ++i) {
+        side.add(bins[i - 1]);
+        const float fCost = side.cost(fUnit) + fRight[i];  // NaN where a side is empty
+        uCut = fCost < fBest ? i : uCut;
+        fBest = fCost < fBest ? fCost : fBest;
     }
-    left.uEnd = right.uBegin = static_cast<uint32_t>(pLeft - pItems);
+    if (!uCut) return true;
+    // Partitions without branches, which would be mispredicted half of the time. Each item is swapped with the first
+    // item of the right part; that part then shrinks if the item belongs to the left.
+    uint32_t uMiddle = range.uBegin;
+    for (uint32_t u = range.uBegin; u < range.uEnd; ++u) {
+        const Item item = pItems[u];
+        const bool bLeft = binOf(item) < uCut;
+        pItems[u] = pItems[uMiddle];
+        pItems[uMiddle] = item;
+        uMiddle += bLeft;
+    }
+    left.uEnd = right.uBegin = uMiddle;
+    for (unsigned i = 0; i < uBins; ++i) {
+        Range& part = i < uCut ? left : right;
+        part.box.add(bins[i].box);
+        part.centres.add(bins[i].centres);
+    }
     return false;
 }
 

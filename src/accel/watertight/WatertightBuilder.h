@@ -10,9 +10,9 @@
 
 namespace rt {
 
-/// Divides faces into the nodes of a hierarchy from the top down, by the surface-area heuristic: between bins along
-/// each axis, or between any two of a few faces. Threads take over whole branches; which one makes a node decides where
-/// it lies, but no answer depends on that.
+/// Divides faces into the nodes of a hierarchy from the top down, by the binned surface-area heuristic, along
+/// the axis on which the boxes' centres spread most. Threads take over whole branches; which one makes a node decides
+/// where it lies, but no answer depends on that.
 class WatertightBuilder {
  public:
     using Float4 = float __attribute__((vector_size(16)));  // three axes and a spare
@@ -76,7 +76,6 @@ class WatertightBuilder {
     uint32_t makeNode(const Range& range, unsigned uDepth, Block& block);
     unsigned divide(const Range& range, unsigned uDepth, unsigned uParts, unsigned uHands, Range* pParts);
     void split(const Range& range, unsigned uDepth, Range& left, Range& right);
-    bool splitFew(const Range& range, Range& left, Range& right);
     bool splitByBins(const Range& range, Range& left, Range& right);
     void halve(const Range& range, unsigned uAxis, Range& left, Range& right);
     uint32_t takeNode(Block& block);
