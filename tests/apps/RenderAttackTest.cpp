@@ -144,6 +144,23 @@ TEST_F(RenderTest, CtrlCDuringAnImportLeavesNoTemporaryScene) {
     EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "said", "sheet.obj", "x.bmp"})) << "no tree is kept";
 }
 
+TEST_F(RenderTest, ModelsHaveWatertightRaysAndScenesTheTree) {
+    writeSheet();
+    const std::string sSmall = " -o x.bmp --resolution 40 30 ";
+    const auto picture = [&](const std::string& sArguments) {
+        EXPECT_EQ(render(sArguments + sSmall), 0) << sOutput;
+        return readFile("x.bmp");
+    };
+    const std::string sModel = picture("sheet.obj"), sScene = picture("test --rays watertight --jobs 1");
+    EXPECT_TRUE(cached().empty()) << "a tree was built";
+    EXPECT_EQ(picture("sheet.obj --rays watertight --jobs 3"), sModel);
+    EXPECT_EQ(picture("test --rays watertight --jobs 3"), sScene);
+    picture("test");
+    picture("sheet.obj --rays tree");
+    EXPECT_EQ(cached().size(), 2u);
+    EXPECT_EQ(render("test --rays" + sSmall), 2);
+}
+
 TEST_F(RenderTest, SignalsBeforeTheFirstPixelLeaveNothing) {
     writeSheet();
     const auto tStart = std::chrono::steady_clock::now();
