@@ -67,6 +67,13 @@ enum class Use {
     PICTURES  // shading as well: inside, the longest side becomes 10000 units long
 };
 
+/// Who says what a ray meets.
+enum class Rays {
+    WATERTIGHT,  // each triangle for itself: the nearest hit, of equal ones the lowest triangle. No ray gets through
+                 // the edges of a closed mesh, and building is quick
+    TREE         // the kd-tree of the RayTracer program: the same hits, and of a scene's files the same picture
+};
+
 /// Is filled, prepared once, and constant from then on: all const operations may run in any number of threads at once.
 class Scene {
  public:
@@ -89,9 +96,9 @@ class Scene {
     [[nodiscard]] bool addMaterial(const Material& material);
     [[nodiscard]] bool addLight(const Light& light);
 
-    /// Builds what rays need, once after everything was added. True when a triangle's material is not there, there is
-    /// no mesh, or without memory.
-    [[nodiscard]] bool prepare(Use use);
+    /// Builds what rays need, once after everything was added; for watertight rays with uThreads threads. No answer
+    /// depends on their number. True when a triangle's material is not there, there is no mesh, or without memory.
+    [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1);
 
     uint32_t triangleCount() const;
 

@@ -83,7 +83,7 @@ bool Scene::addLight(const Light& light) {
     return pData->scene.lights.add({vectorOf(light.position), {0, -1, 0}, light.fFlux});
 }
 
-bool Scene::prepare(Use use) {
+bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {
     PreparedScene& scene = pData->scene;
     if (pData->bPrepared || !scene.scene.bLoaded) {
         Velk::inputError("scene", 0, nullptr, pData->bPrepared ? "is prepared already" : "has no mesh");
@@ -98,6 +98,8 @@ bool Scene::prepare(Use use) {
         return true;
     }
     scene.queries.kdTree.sCacheFile.clear();
+    scene.queries.eKind = rays == Rays::TREE ? RayKind::TREE : RayKind::WATERTIGHT;
+    scene.queries.uThreads = uThreads;
     pData->bPictures = use == Use::PICTURES;
     const Scaling scaling = pData->bPictures ? Scaling::DOMAIN : Scaling::NONE;
     if (scene.prepare(pData->camera.v3Position, false, scaling)) return true;

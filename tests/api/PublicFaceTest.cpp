@@ -45,7 +45,7 @@ TEST_F(PublicFaceTest, ASceneFromItsFilesIsTheProgramsPictureOnAnyNumberOfThread
     std::vector<uint8_t> vPixels(97 * 71 * 3);
     EXPECT_TRUE(raytracer::render(scene, view, bricks, 1, vPixels.data(), 97 * 3));
     EXPECT_EQ(sReports, "scene: is not prepared for pictures\n");
-    ASSERT_FALSE(scene.prepare(raytracer::Use::PICTURES));
+    ASSERT_FALSE(scene.prepare(raytracer::Use::PICTURES, raytracer::Rays::TREE));
     for (const unsigned uThreads : {1u, 8u}) {
         std::fill(vPixels.begin(), vPixels.end(), uint8_t{7});
         ASSERT_FALSE(raytracer::render(scene, view, bricks, uThreads, vPixels.data(), 97 * 3));
@@ -65,7 +65,8 @@ TEST_F(PublicFaceTest, RaysAtAMeshFromMemoryAreInItsOwnUnits) {
         scene.findNearest(rays, 3, hits);
         EXPECT_EQ(hits[0].uTriangle, raytracer::NO_TRIANGLE) << "there is nothing yet";
         ASSERT_FALSE(scene.setMesh({positions, 3, triangles, 1}));
-        ASSERT_FALSE(scene.prepare(use));
+        const bool bRays = use == raytracer::Use::RAYS;
+        ASSERT_FALSE(bRays ? scene.prepare(use, raytracer::Rays::TREE) : scene.prepare(use));
         EXPECT_TRUE(scene.prepare(use)) << "twice";
         scene.findNearest(rays, 3, hits);
         EXPECT_EQ(hits[0].uTriangle, 0u);
@@ -77,6 +78,28 @@ TEST_F(PublicFaceTest, RaysAtAMeshFromMemoryAreInItsOwnUnits) {
         scene.findBlocked(rays, 3, bBlocked);
         EXPECT_TRUE(bBlocked[0] && !bBlocked[1] && !bBlocked[2]);
     }
+}
+
+// From the middle of a ball at its vertices and the middles of its edges.
+TEST_F(PublicFaceTest, NoRayLeavesAClosedMesh) {
+    Mesh ball;
+    ball.addSphere({0, 0, 0}, 3.0f, 4);
+    std::vector<uint32_t> vTriangles;
+    for (const Mesh::Triangle& t : ball.vTriangles) vTriangles.insert(vTriangles.end(), {t.a, t.b, t.c});
+    std::vector<raytracer::Ray> vRays;
+    const auto shoot = [&](const Velk::NMVector3f& v3) { vRays.push_back({{0, 0, 0}, {v3.x, v3.y, v3.z}}); };
+    for (size_t u = 0; u < vTriangles.size(); ++u) {
+        const Velk::NMVector3f v3 = ball.vVertices[vTriangles[u]];
+        shoot(v3);
+        shoot((v3 + ball.vVertices[vTriangles[u % 3 == 2 ? u - 2 : u + 1]]) * 0.5f);
+    }
+    raytracer::Scene scene;
+    ASSERT_FALSE(scene.setMesh({&ball.vVertices[0].x, static_cast<uint32_t>(ball.vVertices.size()), vTriangles.data(),
+                                static_cast<uint32_t>(vTriangles.size() / 3)}));
+    ASSERT_FALSE(scene.prepare(raytracer::Use::RAYS, raytracer::Rays::WATERTIGHT, 2));
+    std::vector<raytracer::Hit> vHits(vRays.size());
+    scene.findNearest(vRays.data(), vRays.size(), vHits.data());
+    for (const raytracer::Hit& hit : vHits) EXPECT_NE(hit.uTriangle, raytracer::NO_TRIANGLE);
 }
 
 TEST_F(PublicFaceTest, WrongScenesAreRefusedWithAReason) {
