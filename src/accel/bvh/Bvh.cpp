@@ -25,11 +25,11 @@ FaceRecord makeRecord(const FaceData& face, uint32_t uFace) {
 // The items share the memory of the records: they lie at the end of the block, which has room for two records more.
 // Items are smaller, so writing a record overwrites only its own item and earlier ones. With a block of their own, page
 // faults would take a third of the time for a large scene.
-BvhItem* itemsAtEnd(FaceRecord* pRecords, uint32_t uFaces) {
-    static_assert(sizeof(BvhItem) < sizeof(FaceRecord), "records come later than the items that they overwrite");
-    const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BvhItem));
+BoxItem* itemsAtEnd(FaceRecord* pRecords, uint32_t uFaces) {
+    static_assert(sizeof(BoxItem) < sizeof(FaceRecord), "records come later than the items that they overwrite");
+    const size_t uGap = size_t{uFaces} * (sizeof(FaceRecord) - sizeof(BoxItem));
     void* pItems = reinterpret_cast<char*>(pRecords) + (uGap + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
-    return static_cast<BvhItem*>(pItems);
+    return static_cast<BoxItem*>(pItems);
 }
 
 struct Counts {
@@ -37,7 +37,7 @@ struct Counts {
 };
 
 // Fills the items of all sound faces: ordinary ones, then needles.
-Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) {
+Counts makeItems(const Scene& scene, const FaceBounds& bounds, BoxItem* pItems) {
     constexpr uint32_t PREFETCH_AHEAD = 8;  // a face's vertices may be anywhere in memory
     const uint32_t uFaces = scene.vFaces.uCount;
     Counts counts;
@@ -45,19 +45,19 @@ Counts makeItems(const Scene& scene, const FaceBounds& bounds, BvhItem* pItems) 
         const FaceData& face = scene.vFaces[u];
         __builtin_prefetch(scene.vFaces[std::min(u + PREFETCH_AHEAD, uFaces - 1)].pC);
         if (!face.isSound()) continue;
-        BvhItem item;
+        BoxItem item;
         const bool bNeedle = bounds.bound(face, item.fMin, item.fMax);
-        memcpy(&item.fMin[3], &u, sizeof(u));
+        item.setFace(u);
         item.fMax[3] = 0.0f;
         pItems[bNeedle ? uFaces - ++counts.uNeedles : counts.uOrdinary++] = item;
     }
     // Closes the gap that unsound faces left.
-    memmove(pItems + counts.uOrdinary, pItems + uFaces - counts.uNeedles, counts.uNeedles * sizeof(BvhItem));
+    memmove(pItems + counts.uOrdinary, pItems + uFaces - counts.uNeedles, counts.uNeedles * sizeof(BoxItem));
     return counts;
 }
 
 // Neighbours in the BVH are far apart in memory, so a face is prefetched, and a little later its vertex.
-void prefetch(const Scene& scene, const BvhItem* pItem, const BvhItem* pEnd) {
+void prefetch(const Scene& scene, const BoxItem* pItem, const BoxItem* pEnd) {
     constexpr ptrdiff_t FACE_AHEAD = 16, VERTEX_AHEAD = 8;
     if (pEnd - pItem <= FACE_AHEAD) return;
     const FaceData& face = scene.vFaces[pItem[FACE_AHEAD].face()];
@@ -74,7 +74,7 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     fReach = bounds.reach();
     const uint32_t uFaces = scene.vFaces.uCount;
     if (uFaces > FaceRecord::MAX_FACES || vRecords.allocate(uFaces + 2, ALIGNMENT)) return true;
-    BvhItem* const pItems = itemsAtEnd(vRecords.pData, uFaces);
+    BoxItem* const pItems = itemsAtEnd(vRecords.pData, uFaces);
     const Counts counts = makeItems(scene, bounds, pItems);
     const uint32_t uTotal = counts.uOrdinary + counts.uNeedles;
     bNeedles = counts.uNeedles > 0;

@@ -23,9 +23,8 @@ static_assert(sizeof(BvhNode) == 128, "two cache lines");
 /// records that the kernels test. It has no cache file: building it takes far less time than the kd-tree.
 class Bvh {
  public:
-    static constexpr uint32_t MAX_LEAF = 4;        // records in a leaf
-    static constexpr unsigned MAX_SAH_DEPTH = 24;  // deeper nodes are split at the median
-    static constexpr unsigned STACK_SIZE = 192;    // three entries for each of 24 levels, and of 29 below them
+    static constexpr uint32_t MAX_LEAF = 4;      // records in a leaf
+    static constexpr unsigned STACK_SIZE = 192;  // three entries for each of 24 levels, and of 29 of halves
 
     Velk::NAlignedArray<BvhNode> vNodes;       // the root first
     Velk::NAlignedArray<FaceRecord> vRecords;  // in the order of the leaves

@@ -117,7 +117,7 @@ class HitConfirmation {
             const F o = rays.origin(a, g), d = rays.dir(a, g), hit = o + d * hitT;
             const F error = 16.0f * (abs(o) + reach) + 1.25f * reach * (abs(d) * slowness);
             // NaN, where d is 0 beside a component with an infinite reciprocal, becomes endless.
-            const F margin = min(UNIT * error, INFINITE), inverse = abs(rays.reciprocal(a, g));
+            const F margin = min(UNIT * error, Rays::INFINITE), inverse = abs(rays.reciprocal(a, g));
             (hit - margin).store(hitLow[a].f + g * W);
             (hit + margin).store(hitHigh[a].f + g * W);
             (margin * inverse).store(slack[a].f + g * W);

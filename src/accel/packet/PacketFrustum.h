@@ -52,7 +52,7 @@ class PacketFrustum {
         if (bFromEnd) {
             for (Interval& slope : slopes) slope = {-slope.fHigh, -slope.fLow};
         }
-        fMaxDepth = INFINITE;
+        fMaxDepth = Rays::INFINITE;
         return true;
     }
 
@@ -108,8 +108,8 @@ class PacketFrustum {
     unsigned k = 0;
     bool bForward = false;  // depths grow upwards along k
     Interval apex[3];
-    Interval slopes[2];          // on the two axes after k, per unit of depth
-    float fMaxDepth = INFINITE;  // no ray searches beyond
+    Interval slopes[2];                // on the two axes after k, per unit of depth
+    float fMaxDepth = Rays::INFINITE;  // no ray searches beyond
 };
 
 }  // namespace

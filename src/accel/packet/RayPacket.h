@@ -3,11 +3,10 @@
 // The rays of a packet, as vectors of the type F, and the face test on them. Only the RayKernel*.cpp files include the
 // templates of this folder, each compiled for one instruction set. They have internal linkage, so that the linker never
 // uses code of one set for another; scripts/check-kernels checks it.
-//
-// A lane mask has 64 bits, bit i for ray i. A group is the rays of one vector.
 
 #include <cstring>
 
+#include "accel/LaneGroups.h"
 #include "accel/RayStream.h"
 #include "accel/packet/RayKernel.h"
 #include "scene/FaceData.h"
@@ -16,16 +15,11 @@ namespace rt {
 
 namespace {
 
-constexpr float INFINITE = __builtin_huge_valf();
-
 template <typename F>
-class RayPacket {
+class RayPacket : public LaneGroups<F> {
  public:
-    static constexpr unsigned W = F::WIDTH;
-    static constexpr unsigned LANES = RayStream::LANES;
-    static constexpr unsigned GROUPS = LANES / W;
-    static constexpr uint64_t ALL = ~uint64_t{0};
-    static constexpr uint64_t GROUP_MASK = (uint64_t{1} << W) - 1;
+    using Groups = LaneGroups<F>;
+    using Groups::W, Groups::LANES, Groups::GROUPS, Groups::groupBits, Groups::lanesOf, Groups::forEachGroup;
 
     /// What a search has found so far.
     struct Hits {
@@ -45,53 +39,6 @@ class RayPacket {
             }
             F::load(source.pMaxDist + g * W).store(ray.maxDist + g * W);
         }
-    }
-
-    static unsigned groupBits(uint64_t uMask, unsigned g) {
-        return static_cast<unsigned>((uMask >> (g * W)) & GROUP_MASK);
-    }
-    static uint64_t lanesOf(unsigned uBits, unsigned g) { return uint64_t{uBits} << (g * W); }
-
-    /// Calls visit(group, its lanes of uMask) for each group that has any.
-    template <typename Visit>
-    [[gnu::always_inline]] static void forEachGroup(uint64_t uMask, const Visit& visit) {
-        if constexpr (GROUPS <= 4) {
-            for (unsigned g = 0; g < GROUPS; ++g) {
-                if (const unsigned uBits = groupBits(uMask, g)) visit(g, uBits);
-            }
-        } else {  // too many groups to test each
-            while (uMask) {
-                const unsigned g = static_cast<unsigned>(__builtin_ctzll(uMask)) / W;
-                const unsigned uBits = groupBits(uMask, g);
-                uMask &= ~(GROUP_MASK << (g * W));
-                visit(g, uBits);
-            }
-        }
-    }
-
-    struct Interval {
-        float fLow, fHigh;
-    };
-
-    /// The least and the largest value of the lanes of uMask.
-    template <typename Value>
-    static Interval interval(uint64_t uMask, const Value& value) {
-        F low = INFINITE, high = -INFINITE;
-        if (uMask == ALL) {
-            for (unsigned g = 0; g < GROUPS; ++g) {
-                const F v = value(g);
-                low = min(low, v);
-                high = max(high, v);
-            }
-        } else {
-            forEachGroup(uMask, [&](unsigned g, unsigned uBits) {
-                const auto lanes = F::mask(uBits);
-                const F v = value(g);
-                low = min(low, select(lanes, v, low));
-                high = max(high, select(lanes, v, high));
-            });
-        }
-        return {smallest(low), largest(high)};
     }
 
     F origin(unsigned a, unsigned g) const { return F::load(ray.origin[a] + g * W); }

@@ -18,7 +18,7 @@ KernelAnswer nearestFaces(const TraversalData& tree, const RayLanes& source, uin
     BvhTraversal<F, B> traversal(rays, tree);
     typename Rays::Hits hits;
     // The kd-tree's walk may accept hits slightly beyond a lane's maximum distance.
-    for (unsigned g = 0; g < Rays::GROUPS; ++g) F(INFINITE).store(hits.bound + g * Rays::W);
+    for (unsigned g = 0; g < Rays::GROUPS; ++g) F(Rays::INFINITE).store(hits.bound + g * Rays::W);
     const uint64_t uValid = traversal.validLanes(uMask, false);
     if (uValid) traversal.template search<true>(uValid, hits);
     const uint64_t uSingle = hits.uLanes & ~hits.uTied;

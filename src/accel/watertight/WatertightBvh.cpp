@@ -12,9 +12,6 @@ namespace rt {
 
 namespace {
 
-using Item = WatertightBuilder::Item;
-using Range = WatertightBuilder::Range;
-
 constexpr uint32_t ALIGNMENT = 64;         // a cache line
 constexpr uint32_t MIN_SHARED = 1u << 14;  // faces that are worth a thread
 
@@ -41,11 +38,11 @@ struct Mesh {
 };
 
 // The items of some faces, those that are left out aside. True when an index is out of range.
-bool makeItems(const Mesh& mesh, uint32_t uBegin, uint32_t uEnd, Item* pItems, Range& range) {
+bool makeItems(const Mesh& mesh, uint32_t uBegin, uint32_t uEnd, BoxItem* pItems, BoxRange& range) {
     constexpr float LIMIT = WatertightBvh::FARTHEST_CORNER;
     range = {uBegin, uBegin, {}, {}};
     for (uint32_t u = uBegin; u < uEnd; ++u) {
-        Item item{{LIMIT, LIMIT, LIMIT, 0}, {-LIMIT, -LIMIT, -LIMIT, 0}};
+        BoxItem item{{LIMIT, LIMIT, LIMIT, 0}, {-LIMIT, -LIMIT, -LIMIT, 0}};
         bool bSound = true;
         for (unsigned c = 0; c < 3; ++c) {
             if (mesh.pIndices[size_t{3} * u + c] >= mesh.uVertices) return true;
@@ -57,7 +54,7 @@ bool makeItems(const Mesh& mesh, uint32_t uBegin, uint32_t uEnd, Item* pItems, R
             }
         }
         if (!bSound) continue;
-        memcpy(&item.fMin[3], &u, sizeof(u));
+        item.setFace(u);
         range.add(item);
         pItems[range.uEnd++] = item;
     }
@@ -70,19 +67,19 @@ bool WatertightBvh::build(const float* pPositions, uint32_t uVertices, const uin
                           unsigned uThreads) {
     release();
     const Mesh mesh{pPositions, uVertices, pIndices};
-    Velk::NAlignedArray<Item> vItems;
+    Velk::NAlignedArray<BoxItem> vItems;
     if (uFaces > MAX_FACES || vItems.allocate(uFaces + 1, ALIGNMENT)) return true;
     uThreads = std::max(1u, uThreads);
     const unsigned uParts = std::max(1u, std::min(uThreads, uFaces / MIN_SHARED));
-    std::vector<Range> vRanges(uParts);
+    std::vector<BoxRange> vRanges(uParts);
     std::vector<char> vFailed(uParts);
     inParts(uFaces, uParts, [&](unsigned u, uint32_t uBegin, uint32_t uEnd) {
         vFailed[u] = makeItems(mesh, uBegin, uEnd, vItems.pData, vRanges[u]);
     });
-    Range whole{0, 0, {}, {}};
-    for (const Range& range : vRanges) {  // closes the gaps that left out faces have made
+    BoxRange whole{0, 0, {}, {}};
+    for (const BoxRange& range : vRanges) {  // closes the gaps that left out faces have made
         if (whole.uEnd != range.uBegin) {
-            memmove(vItems.pData + whole.uEnd, vItems.pData + range.uBegin, range.count() * sizeof(Item));
+            memmove(vItems.pData + whole.uEnd, vItems.pData + range.uBegin, range.count() * sizeof(BoxItem));
         }
         whole.uEnd += range.count();
         whole.add(range);

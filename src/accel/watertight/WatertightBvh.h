@@ -28,8 +28,7 @@ class WatertightBvh {
     static constexpr float FARTHEST_CORNER = 0x1p60f;  // more than 1e18
     static constexpr uint32_t MAX_FACES = WatertightNode::FIRST_MASK;
     static constexpr uint32_t MAX_LEAF = 5;
-    static constexpr unsigned MAX_SAH_DEPTH = 24;  // below, faces are divided into halves
-    static constexpr unsigned STACK_SIZE = 384;    // seven children of each level wait: 24 levels and 29 of halves
+    static constexpr unsigned STACK_SIZE = 384;  // seven children of each level wait: 24 levels and 29 of halves
 
     Velk::NAlignedArray<WatertightNode> vNodes;  // the root first
     Velk::NAlignedArray<WatertightFace> vFaces;  // in the order of the leaves; one more is readable
