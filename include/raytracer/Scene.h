@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 /// A scene: meshes in, rays and pictures out.
 ///
@@ -43,11 +44,12 @@ struct Light {
     float fFlux;
 };
 
-/// Directions need not have length 1: t counts in lengths of the direction, from 0 up to fMaxT.
+/// Directions need not have length 1: t counts in lengths of the direction, from fMinT up to fMaxT, both included.
 struct Ray {
     float origin[3];
     float direction[3];
     float fMaxT = 1e30f;
+    float fMinT = 0.0f;  // not below 0
 };
 
 constexpr uint32_t NO_TRIANGLE = 0xFFFFFFFFu;
@@ -57,6 +59,16 @@ constexpr uint32_t NO_TRIANGLE = 0xFFFFFFFFu;
 struct Hit {
     float fT;            // infinite for a miss
     uint32_t uTriangle;  // NO_TRIANGLE for a miss
+    float fU;
+    float fV;
+};
+
+/// The point of a mesh that is closest to another one: the sum of the triangle's corners by the weights 1 - fU - fV, fU
+/// and fV.
+struct Closest {
+    float point[3];
+    float fDistance;     // infinite when there is no triangle
+    uint32_t uTriangle;  // of equally close ones the lowest
     float fU;
     float fV;
 };
@@ -107,6 +119,18 @@ class Scene {
 
     /// Whether anything is hit within each ray's length.
     void findBlocked(const Ray* pRays, size_t uRays, bool* pBlocked) const;
+
+    /// What follows needs watertight rays. All are true, and find nothing, when the scene was not prepared for them.
+
+    /// How many triangles each ray meets. From a point inside a closed mesh the number is odd in every direction.
+    [[nodiscard]] bool countHits(const Ray* pRays, size_t uRays, uint32_t* pCounts) const;
+
+    /// All hits of each ray, the nearest first, of equal ones the lowest triangle. vHits gets those of one ray after
+    /// the other, pFirst[u] the index of ray u's first, pFirst[uRays] the number of all: room for uRays + 1.
+    [[nodiscard]] bool findAll(const Ray* pRays, size_t uRays, std::vector<Hit>& vHits, size_t* pFirst) const;
+
+    /// The closest point of the mesh to each point. pPoints has x, y, z of each.
+    [[nodiscard]] bool findClosest(const float* pPoints, size_t uPoints, Closest* pClosest) const;
 
  private:
     friend class Inside;

@@ -11,6 +11,8 @@ struct raytracer::Scene::Data {
     rt::Camera camera;  // of the description, not scaled
     bool bPrepared = false;
     bool bPictures = false;
+
+    const rt::WatertightQueries* asked(const char* szWhat) const;
 };
 
 namespace raytracer {

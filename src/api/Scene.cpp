@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <type_traits>
@@ -45,13 +46,52 @@ void forEachStream(const Ray* pRays, size_t uRays, float fFactor, const Visit& v
         pStream->uCount = 0;
         const size_t uEnd = std::min(uRays, uFirst + RayStream::CAPACITY);
         for (size_t u = uFirst; u < uEnd; ++u) {
-            pStream->add(vectorOf(pRays[u].origin) * fFactor, vectorOf(pRays[u].direction), pRays[u].fMaxT * fFactor);
+            // Streams begin at their origins.
+            const NMVector3f v3Dir = vectorOf(pRays[u].direction);
+            const float fMin = pRays[u].fMinT;
+            const NMVector3f v3From = vectorOf(pRays[u].origin) + (fMin > 0 ? v3Dir * fMin : NMVector3f{});
+            pStream->add(v3From * fFactor, v3Dir, (pRays[u].fMaxT - fMin) * fFactor);
         }
         visit(*pStream, uFirst);
     }
 }
 
+// Calls visit(rays, number of rays, index of the first) for each piece of an array.
+template <typename Visit>
+void forEachPiece(const Ray* pRays, size_t uRays, float fFactor, const Visit& visit) {
+    WatertightRay piece[64];
+    for (size_t uFirst = 0; uFirst < uRays; uFirst += std::size(piece)) {
+        const size_t uCount = std::min(std::size(piece), uRays - uFirst);
+        for (size_t u = 0; u < uCount; ++u) {
+            const Ray& ray = pRays[uFirst + u];
+            piece[u] = {{}, {}, ray.fMinT * fFactor, ray.fMaxT * fFactor};
+            for (unsigned a = 0; a < 3; ++a) {
+                piece[u].fOrigin[a] = ray.origin[a] * fFactor;
+                piece[u].fDir[a] = ray.direction[a];
+            }
+        }
+        visit(piece, uCount, uFirst);
+    }
+}
+
+// The walk of single rays knows where a ray begins; streams are better for rays that begin at their origins.
+bool allBeginAtOrigin(const Ray* pRays, size_t uRays) {
+    return std::all_of(pRays, pRays + uRays, [](const Ray& ray) { return ray.fMinT == 0.0f; });
+}
+
+Hit hitOf(const WatertightHit& hit, float fFactor) {
+    if (hit.uFace == WatertightHit::NO_FACE) return {std::numeric_limits<float>::infinity(), NO_TRIANGLE, 0, 0};
+    return {hit.fT / fFactor, hit.uFace, hit.fV, 1.0f - hit.fU - hit.fV};
+}
+
 }  // namespace
+
+// The queries that only watertight rays have; null, with a report, when there are none.
+const WatertightQueries* Scene::Data::asked(const char* szWhat) const {
+    const WatertightQueries* p = bPrepared ? scene.queries.watertightQueries() : nullptr;
+    if (!p) Velk::inputError("scene", 0, nullptr, "%s: it is not prepared for watertight rays", szWhat);
+    return p;
+}
 
 Scene::Scene() : pData(std::make_unique<Data>()) {}
 Scene::~Scene() = default;
@@ -115,13 +155,23 @@ void Scene::findNearest(const Ray* pRays, size_t uRays, Hit* pHits) const {
     std::fill_n(pHits, uRays, Hit{std::numeric_limits<float>::infinity(), NO_TRIANGLE, 0, 0});
     if (!pData->bPrepared) return;
     const float fFactor = pData->scene.scene.fDomainFactor;
+    const WatertightQueries* pWatertight = pData->scene.queries.watertightQueries();
+    if (pWatertight && !allBeginAtOrigin(pRays, uRays)) {
+        forEachPiece(pRays, uRays, fFactor, [&](const WatertightRay* pPiece, size_t uCount, size_t uFirst) {
+            WatertightHit hits[64];
+            pWatertight->nearest(pPiece, uCount, hits);
+            std::transform(hits, hits + uCount, pHits + uFirst, [=](const auto& hit) { return hitOf(hit, fFactor); });
+        });
+        return;
+    }
     uint32_t uFaces[RayStream::CAPACITY];
     RayTestOutput hits[RayStream::CAPACITY];
     forEachStream(pRays, uRays, fFactor, [&](const RayStream& stream, size_t uFirst) {
         pData->scene.queries.findNearestFaces(stream, uFaces, hits);
         for (uint32_t u = 0; u < stream.uCount; ++u) {
             if (uFaces[u] == NO_INDEX) continue;
-            pHits[uFirst + u] = {hits[u].fT / fFactor, uFaces[u], hits[u].fV, 1.0f - hits[u].fU - hits[u].fV};
+            const float fT = hits[u].fT / fFactor + pRays[uFirst + u].fMinT;
+            pHits[uFirst + u] = {fT, uFaces[u], hits[u].fV, 1.0f - hits[u].fU - hits[u].fV};
         }
     });
 }
@@ -129,9 +179,64 @@ void Scene::findNearest(const Ray* pRays, size_t uRays, Hit* pHits) const {
 void Scene::findBlocked(const Ray* pRays, size_t uRays, bool* pBlocked) const {
     std::fill_n(pBlocked, uRays, false);
     if (!pData->bPrepared) return;
-    forEachStream(pRays, uRays, pData->scene.scene.fDomainFactor, [&](const RayStream& stream, size_t uFirst) {
+    const float fFactor = pData->scene.scene.fDomainFactor;
+    const WatertightQueries* pWatertight = pData->scene.queries.watertightQueries();
+    if (pWatertight && !allBeginAtOrigin(pRays, uRays)) {
+        forEachPiece(pRays, uRays, fFactor, [&](const WatertightRay* pPiece, size_t uCount, size_t uFirst) {
+            pWatertight->any(pPiece, uCount, pBlocked + uFirst);
+        });
+        return;
+    }
+    forEachStream(pRays, uRays, fFactor, [&](const RayStream& stream, size_t uFirst) {
         pData->scene.queries.findObstacles(stream, pBlocked + uFirst);
     });
+}
+
+bool Scene::countHits(const Ray* pRays, size_t uRays, uint32_t* pCounts) const {
+    std::fill_n(pCounts, uRays, 0u);
+    const WatertightQueries* pQueries = pData->asked("counting");
+    if (!pQueries) return true;
+    forEachPiece(pRays, uRays, pData->scene.scene.fDomainFactor, [&](const auto* pPiece, size_t uCount, size_t uFirst) {
+        for (size_t u = 0; u < uCount; ++u) pCounts[uFirst + u] = static_cast<uint32_t>(pQueries->count(pPiece[u]));
+    });
+    return false;
+}
+
+bool Scene::findAll(const Ray* pRays, size_t uRays, std::vector<Hit>& vHits, size_t* pFirst) const {
+    vHits.clear();
+    std::fill_n(pFirst, uRays + 1, size_t{0});
+    const WatertightQueries* pQueries = pData->asked("all hits");
+    if (!pQueries) return true;
+    const float fFactor = pData->scene.scene.fDomainFactor;
+    std::vector<WatertightHit> vFound;
+    forEachPiece(pRays, uRays, fFactor, [&](const auto* pPiece, size_t uCount, size_t uFirst) {
+        for (size_t u = 0; u < uCount; ++u) {
+            pQueries->all(pPiece[u], vFound);
+            for (const WatertightHit& hit : vFound) vHits.push_back(hitOf(hit, fFactor));
+            pFirst[uFirst + u + 1] = vHits.size();
+        }
+    });
+    return false;
+}
+
+bool Scene::findClosest(const float* pPoints, size_t uPoints, Closest* pClosest) const {
+    std::fill_n(pClosest, uPoints, Closest{{0, 0, 0}, std::numeric_limits<float>::infinity(), NO_TRIANGLE, 0, 0});
+    const WatertightQueries* pQueries = pData->asked("closest points");
+    if (!pQueries) return true;
+    const float fFactor = pData->scene.scene.fDomainFactor;
+    for (size_t u = 0; u < uPoints; ++u) {
+        const float* p = pPoints + 3 * u;
+        const float scaled[3] = {p[0] * fFactor, p[1] * fFactor, p[2] * fFactor};
+        const WatertightClosest found = pQueries->closestPoint(scaled);
+        if (std::isinf(found.dDistance)) continue;
+        Closest& closest = pClosest[u];
+        for (unsigned a = 0; a < 3; ++a) closest.point[a] = found.fPoint[a] / fFactor;
+        closest.fDistance = static_cast<float>(found.dDistance / fFactor);
+        closest.uTriangle = found.uFace;
+        closest.fU = found.fV;
+        closest.fV = 1.0f - found.fU - found.fV;
+    }
+    return false;
 }
 
 }  // namespace raytracer

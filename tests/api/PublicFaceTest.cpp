@@ -100,6 +100,65 @@ TEST_F(PublicFaceTest, NoRayLeavesAClosedMesh) {
     std::vector<raytracer::Hit> vHits(vRays.size());
     scene.findNearest(vRays.data(), vRays.size(), vHits.data());
     for (const raytracer::Hit& hit : vHits) EXPECT_NE(hit.uTriangle, raytracer::NO_TRIANGLE);
+
+    std::vector<uint32_t> vCounts(vRays.size());
+    std::vector<size_t> vFirst(vRays.size() + 1);
+    std::vector<raytracer::Hit> vAll;
+    ASSERT_FALSE(scene.countHits(vRays.data(), vRays.size(), vCounts.data()));
+    ASSERT_FALSE(scene.findAll(vRays.data(), vRays.size(), vAll, vFirst.data()));
+    ASSERT_EQ(vAll.size(), vRays.size());
+    for (size_t u = 0; u < vRays.size(); ++u) {
+        EXPECT_EQ(vCounts[u], 1u) << u;
+        EXPECT_TRUE(vFirst[u] == u && vAll[u].uTriangle == vHits[u].uTriangle && vAll[u].fT == vHits[u].fT) << u;
+    }
+    for (raytracer::Ray& ray : vRays) ray.fMinT = 1.1f;  // behind the ball
+    ASSERT_FALSE(scene.countHits(vRays.data(), vRays.size(), vCounts.data()));
+    EXPECT_EQ(std::count(vCounts.begin(), vCounts.end(), 0u), static_cast<ptrdiff_t>(vCounts.size()));
+    scene.findNearest(vRays.data(), vRays.size(), vHits.data());
+    for (const raytracer::Hit& hit : vHits) EXPECT_TRUE(std::isinf(hit.fT));
+    const float points[] = {0, 0, 5, 0, 0, INFINITY};
+    raytracer::Closest closest[2];
+    ASSERT_FALSE(scene.findClosest(points, 2, closest));
+    EXPECT_TRUE(fabsf(closest[0].fDistance - 2.0f) < 0.05f && closest[0].point[2] > 2.9f) << closest[0].fDistance;
+    EXPECT_EQ(closest[1].uTriangle, raytracer::NO_TRIANGLE);
+}
+
+// A stretch that begins behind the first of two triangles, along and against the axis, in both units.
+TEST_F(PublicFaceTest, StretchesOfRaysAndAllHitsAreInTheMeshsUnits) {
+    const float positions[] = {0, 0, 0, 4, 0, 0, 0, 4, 0, 0, 0, 8, 4, 0, 8, 0, 4, 8};
+    const uint32_t triangles[] = {0, 1, 2, 3, 4, 5};
+    const raytracer::Ray rays[] = {{{1, 2, -4}, {0, 0, 2}, 9.0f, 2.5f}, {{1, 2, -4}, {0, 0, 2}, 2.0f, 2.0f}};
+    for (const auto& [use, kind] : {std::pair(raytracer::Use::RAYS, raytracer::Rays::WATERTIGHT),
+                                    std::pair(raytracer::Use::PICTURES, raytracer::Rays::WATERTIGHT),
+                                    std::pair(raytracer::Use::RAYS, raytracer::Rays::TREE)}) {
+        raytracer::Scene scene;
+        ASSERT_FALSE(scene.setMesh({positions, 6, triangles, 2}));
+        ASSERT_FALSE(scene.prepare(use, kind));
+        raytracer::Hit hits[2];
+        scene.findNearest(rays, 2, hits);
+        EXPECT_EQ(hits[0].uTriangle, 1u);
+        EXPECT_NEAR(hits[0].fT, 6.0f, 1e-4f);
+        bool bBlocked[2];
+        scene.findBlocked(rays, 1, bBlocked);
+        EXPECT_TRUE(bBlocked[0]);
+        const raytracer::Ray whole{{1, 2, -4}, {0, 0, 2}};
+        std::vector<raytracer::Hit> vAll;
+        size_t uFirst[2];
+        const bool bFailed = scene.findAll(&whole, 1, vAll, uFirst);
+        EXPECT_EQ(bFailed, kind == raytracer::Rays::TREE);
+        if (bFailed) continue;
+        EXPECT_EQ(hits[1].uTriangle, 0u) << "both ends are included";
+        ASSERT_EQ(uFirst[1], 2u);
+        EXPECT_NEAR(vAll[0].fT, 2.0f, 1e-4f);
+        EXPECT_TRUE(fabsf(vAll[1].fT - 6.0f) < 1e-4f && fabsf(vAll[1].fU - 0.25f) < 1e-5f &&
+                    fabsf(vAll[1].fV - 0.5f) < 1e-5f);
+        const float point[] = {1, 1, 6};
+        raytracer::Closest closest;
+        ASSERT_FALSE(scene.findClosest(point, 1, &closest));
+        EXPECT_TRUE(closest.uTriangle == 1 && fabsf(closest.fDistance - 2.0f) < 1e-4f &&
+                    fabsf(closest.point[2] - 8.0f) < 1e-4f);
+    }
+    EXPECT_EQ(sReports, "scene: all hits: it is not prepared for watertight rays\n");
 }
 
 TEST_F(PublicFaceTest, WrongScenesAreRefusedWithAReason) {

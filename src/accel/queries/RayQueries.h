@@ -49,6 +49,11 @@ class RayQueries {
     /// tree.
     uint32_t findObstacles(const RayStream& stream, bool* pBlocked) const;
 
+    /// What else can be asked of watertight rays: null for the tree's, and before build().
+    const WatertightQueries* watertightQueries() const {
+        return eKind == RayKind::WATERTIGHT && watertight.bytes() ? &watertight : nullptr;
+    }
+
     /// Bytes of the BVH and the lists, or of the watertight boxes, without the kd-tree.
     size_t bytes() const;
 
