@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "render/SampleTile.h"
+#include "render/TileRenderer.h"
 #include "shared/Console.h"
 #include "shared/ProgressLine.h"
 #include "shared/StopSignals.h"
@@ -55,8 +56,16 @@ RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const 
 // A worker's whole life. One that finds no memory leaves its tile undone and the rest to the others.
 void RenderCrew::work(const Frame& large, TilePool& pool) {
     try {
-        const auto pRenderer = std::make_unique<TileRenderer>(scene, settings);
-        SampleTile sampler(*pRenderer, large, uSamples);
+        const auto pRenderer = studio ? nullptr : std::make_unique<TileRenderer>(scene, settings);
+        const auto pStudio = studio ? std::make_unique<StudioRenderer>(scene, large, *studio) : nullptr;
+        const auto paint = [&](const Tile& tile, uint8_t* pFirst, size_t uStride) {
+            if (pStudio) {
+                pStudio->render(tile, pFirst, uStride);
+            } else {
+                pRenderer->render(large, tile, pFirst, uStride);
+            }
+        };
+        SampleTile sampler(paint, uSamples);
         for (uint32_t u; (u = pool.claim()) != TilePool::NONE;) {
             const Tile tile = pool.tile(u);
             if (sampler.render(tile, pool.pixelsOf(tile), pool.stride(), StopSignals::which)) break;

@@ -2,11 +2,13 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
 #include "render/TilePool.h"
 #include "render/shading/RaytracerParameters.h"
+#include "render/studio/StudioRenderer.h"
 
 namespace rt {
 
@@ -15,10 +17,15 @@ class RenderCrew {
  public:
     enum class Result { DONE, STOPPED, FAILED };
 
-    /// Scene and settings must outlive it, and may not change while it renders.
-    RenderCrew(const PreparedScene& preparedScene, const RaytracerParameters& shadingSettings, unsigned uWorkers,
-               unsigned uSamplesAcross)
-        : scene(preparedScene), settings(shadingSettings), uJobs(uWorkers), uSamples(uSamplesAcross) {}
+    /// Scene and settings must outlive it, and may not change while it renders. studioSettings: the light of a studio
+    /// in place of the scene's.
+    RenderCrew(const PreparedScene& preparedScene, const RaytracerParameters& shadingSettings,
+               const std::optional<StudioSettings>& studioSettings, unsigned uWorkers, unsigned uSamplesAcross)
+        : scene(preparedScene),
+          settings(shadingSettings),
+          studio(studioSettings),
+          uJobs(uWorkers),
+          uSamples(uSamplesAcross) {}
     RenderCrew(const RenderCrew&) = delete;
     RenderCrew& operator=(const RenderCrew&) = delete;
 
@@ -32,6 +39,7 @@ class RenderCrew {
 
     const PreparedScene& scene;
     const RaytracerParameters& settings;
+    const std::optional<StudioSettings> studio;
     const unsigned uJobs;
     const unsigned uSamples;
     std::mutex mutex;  // of what follows

@@ -26,6 +26,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr unsigned LARGEST_TILE = 4096;  // edge in samples
+constexpr unsigned SMALLEST_STUDIO_TILE = 96;
 
 // Seconds since the last call.
 class StopWatch {
@@ -61,14 +62,23 @@ bool reportOnePoint() {
 
 // Small enough for a worker's memory at any number of samples.
 RenderJob::RenderJob(const RenderOptions& wanted)
-    : options(wanted), uTileEdge(std::min(wanted.parameters.uPackSize, std::max(1u, LARGEST_TILE / wanted.uSamples))) {}
+    : options(wanted), uSamples(std::max(1u, wanted.uSamples)), uTileEdge(wanted.parameters.uPackSize) {}
 
 int RenderJob::run() {
     Leftovers::removeOnSignals();
-    if (checkView() || source.find(options) || checkPicture() || prepare()) return STATUS_FAILED;
+    if (checkView() || source.find(options)) return STATUS_FAILED;
+    // In a studio small tiles would see many of each other's pixels. No picture depends on the tiles.
+    if (isStudio()) uTileEdge = std::max(uTileEdge, SMALLEST_STUDIO_TILE);
+    uTileEdge = std::min(uTileEdge, std::max(1u, LARGEST_TILE / uSamples));
+    if (checkPicture() || prepare()) return STATUS_FAILED;
     const unsigned uFrames = std::max(1u, options.uOrbit);
     const Orbit orbit(rayTracer.scene, rayTracer.frame());
-    RenderCrew crew(rayTracer, rayTracer.parameters, options.uJobs, options.uSamples);
+    std::optional<StudioSettings> studio;
+    if (isStudio()) {
+        studio.emplace().bSmoothEdges = !options.uSamples;
+        if (source.hasGround()) studio->uGround = rayTracer.attributes.vAttributes.uSize - 1;
+    }
+    RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
     StopSignals::keep();
     for (unsigned uFrame = firstFrame(); uFrame < uFrames; ++uFrame) {
         const int iStatus = renderFrame(crew, orbit.look(uFrame, uFrames), uFrame);
@@ -76,6 +86,10 @@ int RenderJob::run() {
     }
     StopSignals::ignore();  // one that came while the last picture was written changes nothing any more
     return STATUS_DONE;
+}
+
+bool RenderJob::isStudio() const {
+    return options.bStudio.value_or(source.isModel());
 }
 
 // True when the view is none whatever the scene is, which is reported.
@@ -159,8 +173,8 @@ bool RenderJob::checkSize() const {
         Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, format.szSuffix);
         return true;
     }
-    if (uSide * options.uSamples > INT32_MAX) {
-        Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, options.uSamples);
+    if (uSide * uSamples > INT32_MAX) {
+        Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, uSamples);
         return true;
     }
     const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}), uFree = freeMemory();
@@ -177,8 +191,8 @@ std::string RenderJob::settingsKey(unsigned uFrame) const {
     ContentHash hash;
     hash.add(sSceneKey);
     hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
-    for (const uint32_t u :
-         {uWidth, uHeight, uint32_t{options.uSamples}, uTileEdge, uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
+    for (const uint32_t u : {uWidth, uHeight, uint32_t{options.uSamples}, uint32_t{isStudio()}, uTileEdge,
+                             uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
         hash.addValue(u);
     }
     return hash.text();

@@ -22,6 +22,7 @@ class RenderJob {
     int run();
 
  private:
+    bool isStudio() const;
     bool checkView() const;
     bool checkPicture() const;
     bool prepare();
@@ -33,7 +34,8 @@ class RenderJob {
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;
-    const uint32_t uTileEdge;
+    const unsigned uSamples;  // rays along each side of a pixel
+    uint32_t uTileEdge;
     RayTracer rayTracer;
     SceneSource source;
     TilePool pool;

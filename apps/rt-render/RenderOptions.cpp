@@ -194,6 +194,9 @@ void addModelOptions(CLI::App& app, RenderOptions& options) {
 void addRunOptions(CLI::App& app, RenderOptions& options) {
     addCount(app, "--jobs", "N", options.uJobs, {1, MAX_JOBS}, "worker threads (one a core)");
     addCount(app, "--packsize", "PIXELS", options.parameters.uPackSize, {1, 4096}, "edge of a tile (32)");
+    addChoice(app, "--light", "kind of light", {"studio", "lamps"},
+              "soft light that turns with the camera (models), or the lamps of the scene or file (scenes)",
+              [&options](size_t u) { options.bStudio = u == 0; });
     addChoice(app, "--rays", "kind of rays", {"tree", "watertight"},
               "who says what a ray meets: RayTracer's tree (scenes), or each face alone (models)",
               [&options](size_t u) { options.rays = u ? RayKind::WATERTIGHT : RayKind::TREE; });

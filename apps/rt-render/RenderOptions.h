@@ -23,7 +23,8 @@ struct RenderOptions {
     ImportOptions import;  // when the scene is a model
 #endif
     std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
-    unsigned uSamples = 1;        // rays along each side of a pixel
+    std::optional<bool> bStudio;  // its light, not the scene's lamps: so are models
+    unsigned uSamples = 0;        // rays along each side of a pixel; 0: one, but more at edges in a studio
     unsigned uJobs = 0;           // worker threads
     unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture
     unsigned uCacheLimit = 1024;  // megabytes of kept trees; 0: none

@@ -114,6 +114,8 @@ bool SceneSource::importFrom(const RenderOptions& options) {
     std::vector<std::string> vNotices;
     ImportOptions wanted = options.import;
     wanted.bProgress = Console::showsStatus();
+    wanted.bStudio = options.bStudio.value_or(true);
+    bGround = wanted.bGround;
     const auto triple = [](const Velk::NMVector3f& v) { return std::array<double, 3>{v.x, v.y, v.z}; };
     if (options.view.v3From) wanted.vFrom = triple(*options.view.v3From);
     if (options.view.v3At) wanted.vAt = triple(*options.view.v3At);

@@ -23,6 +23,9 @@ class SceneSource {
     /// True when it was made of a model. Its camera then has the view that the user wants.
     bool isModel() const { return bModel; }
 
+    /// True for a model that stands on a ground, which has the last material.
+    bool hasGround() const { return bGround; }
+
     /// What pictures of it are called by default.
     const std::string& name() const { return sName; }
 
@@ -32,6 +35,7 @@ class SceneSource {
     void findByPath(const std::string& sPath);
 
     bool bModel = false;
+    bool bGround = false;
     std::string sName;
     std::string sDirectory;    // paths in the description are relative to it; empty: the working directory
     std::string sDescription;  // relative to it too

@@ -45,7 +45,8 @@ bool importHere(const std::string& sModel, const ImportOptions& options, const D
     replaceMaterials(model, options.eMaterial);
     const SceneCamera camera = placeCamera(model, options);
     const std::vector<SceneLight> vLights = placeLights(model, camera);
-    if (options.eMaterial == ImportOptions::MIRROR || options.eMaterial == ImportOptions::GLASS) {
+    const bool bMirrors = options.eMaterial == ImportOptions::MIRROR || options.eMaterial == ImportOptions::GLASS;
+    if (bMirrors && !options.bStudio) {
         addRoom(model, camera);
     } else if (options.bGround) {
         addGround(model);

@@ -196,7 +196,7 @@ std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camer
 void addGround(Model& model) {
     const Vector3d c = model.box.centre();
     const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius, y = model.box.v3Min.y - GROUND_GAP * dRadius;
-    const uint32_t uGround = addMaterial(model, "ground", {158, 168, 182});
+    const uint32_t uGround = addMaterial(model, GROUND_NAME, {158, 168, 182});
     addQuad(model, {c.x - dHalf, y, c.z - dHalf}, {2 * dHalf, 0, 0}, {0, 0, 2 * dHalf}, uGround);
 }
 

@@ -8,6 +8,8 @@
 
 namespace rt {
 
+constexpr const char* GROUND_NAME = "ground";
+
 /// The camera: the options' where they name a place, the model's own where it has one, otherwise three-quarter from the
 /// front with the whole model inside. Requires a model with a box.
 SceneCamera placeCamera(const Model& model, const ImportOptions& options);
@@ -17,7 +19,8 @@ SceneCamera placeCamera(const Model& model, const ImportOptions& options);
 /// vertices makes holes in shadows.
 std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camera);
 
-/// Adds a square under the model, with a material of its own. Call it last: it is no part of what the camera frames.
+/// Adds a square under the model, with the last material of all, GROUND_NAME. Call it last: it is no part of what the
+/// camera frames.
 void addGround(Model& model);
 
 /// Adds a closed room around the model, the eye and the lamps, with a chequered floor: a mirror shows what is around

@@ -7,7 +7,7 @@ namespace rt {
 
 namespace {
 
-constexpr uint32_t BAND = 32;  // rows of pixels between two calls of pfnStop
+constexpr uint32_t BAND = 64;  // rows of pixels between two calls of pfnStop
 
 }  // namespace
 
@@ -21,13 +21,13 @@ bool SampleTile::render(const Tile& tile, uint8_t* pFirst, size_t uStride, int (
 
 void SampleTile::renderBand(const Tile& band, uint8_t* pFirst, size_t uStride) {
     if (uSamples == 1) {
-        renderer.render(frame, band, pFirst, uStride);
+        paint(band, pFirst, uStride);
         return;
     }
     const Tile large{band.x * uSamples, band.y * uSamples, band.uColumns * uSamples, band.uRows * uSamples};
     const size_t uLargeStride = size_t{large.uColumns} * 3, uBytes = size_t{band.uColumns} * 3;
     vLarge.resize(uLargeStride * large.uRows);
-    renderer.render(frame, large, vLarge.data(), uLargeStride);
+    paint(large, vLarge.data(), uLargeStride);
     const uint32_t uCount = uSamples * uSamples;
     const uint8_t* pLarge = vLarge.data();
     for (unsigned uRow = 0; uRow < band.uRows; ++uRow) {

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
-#include "render/TileRenderer.h"
+#include "render/Tiles.h"
 
 namespace rt {
 
@@ -13,9 +15,10 @@ namespace rt {
 /// With one sample it is that frame, byte for byte. Each thread needs its own.
 class SampleTile {
  public:
-    /// The frame is the large one.
-    SampleTile(TileRenderer& tileRenderer, const Frame& largeFrame, unsigned uSamplesAcross)
-        : renderer(tileRenderer), frame(largeFrame), uSamples(uSamplesAcross) {}
+    /// Renders a tile of the large frame into rows of uStride bytes.
+    using Paint = std::function<void(const Tile& tile, uint8_t* pFirst, size_t uStride)>;
+
+    SampleTile(Paint paintLarge, unsigned uSamplesAcross) : paint(std::move(paintLarge)), uSamples(uSamplesAcross) {}
 
     /// Renders a tile of the picture into rows of uStride bytes. Calls pfnStop now and then. Stops and returns true
     /// when pfnStop returns non-zero.
@@ -24,8 +27,7 @@ class SampleTile {
  private:
     void renderBand(const Tile& band, uint8_t* pFirst, size_t uStride);
 
-    TileRenderer& renderer;
-    const Frame frame;
+    const Paint paint;
     const unsigned uSamples;
     std::vector<uint8_t> vLarge;  // the band in the large frame
     std::vector<uint32_t> vSums;  // of one row of pixels

@@ -21,6 +21,7 @@ struct ImportOptions {
     std::optional<uint32_t> uWidth, uHeight;     // pixels
     Material eMaterial = KEEP;
     char cUp = 0;                // 'x', 'y' or 'z'; 0 is the format's own convention
+    bool bStudio = false;        // whoever renders it has a studio: mirrors need no room around them
     bool bAllowOutside = false;  // a model may name files outside its directory
     bool bForce = false;         // replaces a scene of the same name
     bool bProgress = false;      // one line on stderr that is overwritten

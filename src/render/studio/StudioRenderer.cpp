@@ -1,0 +1,210 @@
+// Renders blocks: what the eye sees, which lights get through, what neighbours share, edges.
+#include "render/studio/StudioRenderer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "render/studio/Tone.h"
+
+namespace rt {
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr unsigned BLOCK_EDGE = 96;
+constexpr uint64_t ALL_PHASES = ~uint64_t{0};
+constexpr uint64_t MOST_PHASES = 0xFFFF;  // that one sample asks: a quarter of the sky, all of the lamps
+constexpr unsigned ENOUGH_PHASES = 20;    // shared ones; with fewer, a sample asks for itself
+constexpr float SHARING = 0.8f;           // cosine between normals of samples that share light
+constexpr float OFFSET = 0.1f;            // of rays that leave a surface, in 1/10000 of the scene
+constexpr float SKY_REACH = 3500.0f;      // what is further away takes no light of the sky
+constexpr float KEY_REACH = 40000.0f;
+
+unsigned countBits(uint64_t u) {
+    return static_cast<unsigned>(__builtin_popcountll(u));
+}
+
+}  // namespace
+
+StudioRenderer::StudioRenderer(const PreparedScene& prepared, const Frame& pictureFrame, const StudioSettings& wanted)
+    : scene(prepared), frame(pictureFrame), lights(pictureFrame), settings(wanted) {
+    for (const AttributeInstance& attribute : scene.attributes.vAttributes) {
+        vAlbedos.push_back(lightOf(attribute.v3Color) * std::min(1.0f, attribute.fKd * 1.25f));
+    }
+}
+
+void StudioRenderer::render(const Tile& tile, uint8_t* pFirst, size_t uStride) {
+    const TileGrid blocks{tile.uColumns, tile.uRows, BLOCK_EDGE};
+    for (uint64_t u = 0; u < blocks.count(); ++u) {
+        Tile block = blocks.tile(u);
+        uint8_t* pBlock = pFirst + block.y * uStride + size_t{block.x} * 3;
+        block.x += tile.x;
+        block.y += tile.y;
+        renderBlock(block, pBlock, uStride);
+    }
+}
+
+// Aims a ray at a point of the picture, in pixels.
+void StudioRenderer::aim(float x, float y, Sample& sample) const {
+    const float fAcross = x / static_cast<float>(frame.uWidth), fDown = y / static_cast<float>(frame.uHeight);
+    const NMVector3f v3Target = frame.v3ImageOrigin + frame.v3ImageSpanX * fAcross + frame.v3ImageSpanY * fDown;
+    sample.v3Dir = normalize(v3Target - frame.v3Eye);
+    sample.fRow = fDown;
+}
+
+void StudioRenderer::renderBlock(const Tile& block, uint8_t* pFirst, size_t uStride) {
+    uColumns = block.uColumns + BEFORE + BEHIND;
+    uRows = block.uRows + BEFORE + BEHIND;
+    vGrid.resize(size_t{uColumns} * uRows);
+    iFirstX = static_cast<int>(block.x) - BEFORE;
+    iFirstY = static_cast<int>(block.y) - BEFORE;
+    for (unsigned y = 0; y < uRows; ++y) {
+        for (unsigned x = 0; x < uColumns; ++x) {
+            aim(static_cast<float>(iFirstX + static_cast<int>(x)) + 0.5f,
+                static_cast<float>(iFirstY + static_cast<int>(y)) + 0.5f, vGrid[y * uColumns + x]);
+        }
+    }
+    trace(vGrid);
+    // Each pixel asks the lights of its own group.
+    vMissing.resize(vGrid.size());
+    for (unsigned y = 0; y < uRows; ++y) {
+        for (unsigned x = 0; x < uColumns; ++x) {
+            vMissing[y * uColumns + x] =
+                static_cast<uint64_t>(1u << phaseOf(iFirstX + static_cast<int>(x), iFirstY + static_cast<int>(y)));
+        }
+    }
+    vGridLights.assign(vGrid.size(), {});
+    askLights(vGrid, vMissing, vGridLights);
+
+    vInner.clear();
+    vInnerLights.assign(size_t{block.uColumns} * block.uRows, {});
+    vMissing.clear();
+    for (unsigned y = 0; y < block.uRows; ++y) {
+        for (unsigned x = 0; x < block.uColumns; ++x) {
+            vInner.push_back(vGrid[(y + BEFORE) * uColumns + x + BEFORE]);
+            const uint64_t uShared = share(vInner.back(), static_cast<int>(x) + BEFORE, static_cast<int>(y) + BEFORE,
+                                           vInnerLights[vInner.size() - 1]);
+            vMissing.push_back(countBits(uShared) < ENOUGH_PHASES ? MOST_PHASES & ~uShared : 0);
+        }
+    }
+    askLights(vInner, vMissing, vInnerLights);
+    shadeAll(vInner, vInnerLights, vInnerColours);
+    if (settings.bSmoothEdges) smooth(block);
+    for (unsigned y = 0; y < block.uRows; ++y) {
+        uint8_t* p = pFirst + y * uStride;
+        for (unsigned x = 0; x < block.uColumns; ++x) {
+            const NMVector3f& v3 = vInnerColours[y * block.uColumns + x];
+            *p++ = byteOf(v3.z);
+            *p++ = byteOf(v3.y);
+            *p++ = byteOf(v3.x);
+        }
+    }
+}
+
+bool StudioRenderer::isAlike(const Sample& sample, const Sample& other, float fCosine) {
+    if (!(dot(sample.v3Normal, other.v3Normal) > fCosine)) return false;
+    const NMVector3f v3Apart = other.v3At - sample.v3At;
+    return fabsf(dot(v3Apart, sample.v3Normal)) <= 0.35f * length(v3Apart) + OFFSET;
+}
+
+// Finds what all samples see.
+void StudioRenderer::trace(std::vector<Sample>& vSamples) {
+    for (size_t uFirst = 0; uFirst < vSamples.size(); uFirst += RayStream::CAPACITY) {
+        const size_t uEnd = std::min(vSamples.size(), uFirst + RayStream::CAPACITY);
+        rays.uCount = 0;
+        for (size_t u = uFirst; u < uEnd; ++u) rays.add(frame.v3Eye, vSamples[u].v3Dir, frame.fMaxDistance);
+        scene.queries.findNearestFaces(rays, uFaces, hits);
+        for (size_t u = uFirst; u < uEnd; ++u) complete(vSamples[u], uFaces[u - uFirst], hits[u - uFirst]);
+    }
+}
+
+// Point, normals and the place from where the lights are asked.
+void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit) const {
+    sample.uFace = uFace;
+    if (uFace == NO_INDEX) return;
+    const FaceData& face = scene.scene.vFaces[uFace];
+    const float fSide = dot(face.v3Normal, sample.v3Dir) > 0.0f ? -1.0f : 1.0f;
+    const NMVector3f v3Flat = face.v3Normal * fSide;
+    sample.v3At = hit.v3Hit;
+    sample.v3Normal = v3Flat;
+    NMVector3f v3From = hit.v3Hit;
+    if (face.isSound() && scene.attributes.vAttributes[face.uAttribute].uFlags & AF_SMOOTH) {
+        const float fWeights[3] = {hit.fU, hit.fV, 1.0f - hit.fU - hit.fV};
+        const SceneVertex* const corners[3] = {face.pA, face.pB, face.pC};
+        NMVector3f v3Sum{}, v3Lift{};
+        for (unsigned c = 0; c < 3; ++c) {
+            const NMVector3f v3Corner = corners[c]->v3Normal * fSide;
+            v3Sum = v3Sum + v3Corner * fWeights[c];
+            // Onto the plane that touches the rounded surface at the corner, if that is outside (Hanika 2021).
+            const float fDepth = dot(hit.v3Hit - corners[c]->v3Position, v3Corner);
+            v3Lift = v3Lift + v3Corner * (fDepth < 0.0f ? -fDepth * fWeights[c] : 0.0f);
+        }
+        if (dot(v3Sum, v3Sum) > 0.0f) {
+            sample.v3Normal = normalize(v3Sum);
+            v3From = v3From + v3Lift;
+            // One that looks away from the eye is bent until it does not.
+            const float fAway = dot(sample.v3Normal, sample.v3Dir);
+            if (fAway > 0.0f) sample.v3Normal = normalize(sample.v3Normal - sample.v3Dir * (1.01f * fAway));
+        }
+    }
+    sample.v3From = v3From + v3Flat * OFFSET;
+}
+
+// Adds to each sample's light what the groups of its mask say. Rays of one direction go together.
+void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::vector<uint64_t>& vPhases,
+                               std::vector<Light>& vLights) {
+    const auto flush = [&](StudioLights::Kind eKind) {
+        scene.queries.findObstacles(rays, bBlocked);
+        for (uint32_t u = 0; u < rays.uCount; ++u) {
+            Light& light = vLights[uAsking[u]];
+            const float fCosine = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u));
+            light.fAll[eKind] += fCosine;
+            if (!bBlocked[u]) light.fOpen[eKind] += fCosine;
+        }
+        rays.uCount = 0;
+    };
+    rays.uCount = 0;
+    for (unsigned uPhase = 0; uPhase < StudioLights::PHASES; ++uPhase) {
+        for (unsigned i = 0; i < StudioLights::PER_PHASE_FLAT; ++i) {
+            const StudioLights::Direction& direction = lights.direction(uPhase, i);
+            if (i >= StudioLights::PER_PHASE && settings.uGround == NO_INDEX) break;
+            const float fReach = direction.eKind == StudioLights::SKY ? SKY_REACH : KEY_REACH;
+            for (uint32_t u = 0; u < vSamples.size(); ++u) {
+                const Sample& sample = vSamples[u];
+                if (!(vPhases[u] >> uPhase & 1) || sample.uFace == NO_INDEX) continue;
+                if (!(dot(sample.v3Normal, direction.v3) > 0.0f)) continue;
+                if (i >= StudioLights::PER_PHASE && !isGround(sample)) continue;
+                uAsking[rays.uCount] = u;
+                rays.add(sample.v3From, direction.v3, fReach);
+                if (rays.uCount == RayStream::CAPACITY) flush(direction.eKind);
+            }
+            flush(direction.eKind);
+        }
+    }
+}
+
+// Sums the light of the pixels around a place of the grid that are on the sample's surface. Returns the groups they
+// asked.
+uint64_t StudioRenderer::share(const Sample& sample, int iColumn, int iRow, Light& light) const {
+    if (sample.uFace == NO_INDEX) return ALL_PHASES;
+    uint64_t uShared = 0;
+    for (int y = iRow - BEFORE; y <= iRow + BEHIND; ++y) {
+        for (int x = iColumn - BEFORE; x <= iColumn + BEHIND; ++x) {
+            const size_t u = static_cast<size_t>(y) * uColumns + static_cast<size_t>(x);
+            const Sample& other = vGrid[u];
+            if (other.uFace == NO_INDEX || !isAlike(sample, other, SHARING)) continue;
+            // Lamps repeat in each 4 x 4 pixels, and shadows of theirs may be sharp.
+            const bool bNear = x >= iColumn - BEFORE / 2 && x < iColumn + BEFORE / 2 && y >= iRow - BEFORE / 2 &&
+                               y < iRow + BEFORE / 2;
+            for (unsigned k = bNear ? 0 : StudioLights::SKY; k < StudioLights::KINDS; ++k) {
+                light.fOpen[k] += vGridLights[u].fOpen[k];
+                light.fAll[k] += vGridLights[u].fAll[k];
+            }
+            uShared |= uint64_t{1} << phaseOf(iFirstX + x, iFirstY + y);
+        }
+    }
+    return uShared;
+}
+
+}  // namespace rt

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "accel/RayStream.h"
+#include "render/Frame.h"
+#include "render/PreparedScene.h"
+#include "render/studio/StudioLights.h"
+
+namespace rt {
+
+/// What a studio's picture can be asked for.
+struct StudioSettings {
+    Velk::NMVector3f v3Top{232, 234, 238};     // the background, as a screen shows it, at the first row
+    Velk::NMVector3f v3Bottom{192, 197, 205};  // and at the last
+    uint32_t uGround = NO_INDEX;               // a material that is invisible, but for the shadows on it
+    bool bSmoothEdges = true;                  // nine rays for pixels in which the eye sees an edge
+};
+
+/// Renders tiles of pictures of a prepared scene in the light of a studio, in place of the scene's lights. What a pixel
+/// gets depends on its place in the picture, not on the tile. Holds the scratch memory of one thread; each thread that
+/// renders has its own.
+class StudioRenderer {
+ public:
+    /// Keeps a reference to the scene, which must not change while tiles are rendered. The frame is that of the
+    /// picture.
+    StudioRenderer(const PreparedScene& prepared, const Frame& pictureFrame, const StudioSettings& wanted);
+
+    /// Renders a tile, 3 bytes a pixel (blue, green, red), into memory of the caller: the first pixel at pFirst, each
+    /// row uStride bytes after the one before. Requires a tile inside the frame.
+    void render(const Tile& tile, uint8_t* pFirst, size_t uStride);
+
+ private:
+    static constexpr int BEFORE = 4, BEHIND = 3;  // pixels around one that it shares the sky with: 8 x 8 with it
+
+    // What a ray of the eye sees.
+    struct Sample {
+        Velk::NMVector3f v3Dir;     // of the ray, unit
+        Velk::NMVector3f v3At;      // the point
+        Velk::NMVector3f v3From;    // where rays to the lights begin
+        Velk::NMVector3f v3Normal;  // for shading, towards the eye
+        uint32_t uFace;             // NO_INDEX: the background
+        float fRow;                 // place in the picture, 0 to 1, of the background
+    };
+
+    // Shares of the lights that get through, before they are divided.
+    struct Light {
+        float fOpen[StudioLights::KINDS];
+        float fAll[StudioLights::KINDS];
+    };
+
+    // Light on its way to a pixel, against the direction of travel.
+    struct Path {
+        uint32_t uPixel;
+        Velk::NMVector3f v3From, v3Dir, v3Weight;
+        bool bInside;  // of glass
+    };
+
+    // Whether two points lie on the same smooth piece of surface.
+    static bool isAlike(const Sample& sample, const Sample& other, float fCosine);
+    void renderBlock(const Tile& block, uint8_t* pFirst, size_t uStride);
+    void aim(float x, float y, Sample& sample) const;
+    void trace(std::vector<Sample>& vSamples);
+    void complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit) const;
+    void askLights(const std::vector<Sample>& vSamples, const std::vector<uint64_t>& vPhases,
+                   std::vector<Light>& vLights);
+    uint64_t share(const Sample& sample, int iColumn, int iRow, Light& light) const;
+    void smooth(const Tile& block);
+    bool isEdge(unsigned uColumn, unsigned uRow) const;
+    void shadeAll(const std::vector<Sample>& vSamples, const std::vector<Light>& vLights,
+                  std::vector<Velk::NMVector3f>& vColours);
+    Velk::NMVector3f background(float fRow) const;
+    float shadowOn(const Sample& sample, const Light& light) const;
+    bool isGround(const Sample& sample) const;
+    Velk::NMVector3f surfaceLight(const Sample& sample, const Light& light) const;
+    void goOn(const Sample& sample, const Path& path);
+    void follow(std::vector<Velk::NMVector3f>& vColours);
+
+    const PreparedScene& scene;
+    const Frame frame;
+    const StudioLights lights;
+    const StudioSettings settings;
+    std::vector<Velk::NMVector3f> vAlbedos;  // of the materials, as light
+
+    // Of a block: its pixels and those around it that they share light with.
+    unsigned uColumns = 0, uRows = 0;  // of the grid
+    int iFirstX = 0, iFirstY = 0;      // its first pixel
+    std::vector<Sample> vGrid, vInner, vFine;
+    std::vector<Light> vGridLights, vInnerLights, vFineLights;
+    std::vector<Velk::NMVector3f> vInnerColours, vFineColours;
+    std::vector<uint64_t> vMissing;
+    std::vector<Path> vPaths, vNextPaths;
+    RayStream rays;
+    uint32_t uFaces[RayStream::CAPACITY];
+    RayTestOutput hits[RayStream::CAPACITY];
+    bool bBlocked[RayStream::CAPACITY];
+    uint32_t uAsking[RayStream::CAPACITY];
+};
+
+}  // namespace rt
