@@ -8,10 +8,10 @@ readonly JOBS
 
 # Debian's names: what a build needs, and what rt-import and rt-render need on top.
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TOOL_PACKAGES=(libassimp-dev libcli11-dev libpng-dev libjpeg-dev libxxhash-dev)
+TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev)
 
 # A header that tells whether a library's package is there.
-declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libcli11-dev]=CLI/CLI.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
+declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
     [libxxhash-dev]=xxhash.h [libbenchmark-dev]=benchmark/benchmark.h)
 
 fail() {

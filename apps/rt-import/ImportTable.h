@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "import/reader/ImportOptions.h"
+#include "shared/CommandLine.h"
+
+namespace rt {
+
+/// What the user wants, as the command line of rt-import says it.
+struct ImportSettings {
+    std::string sModel, sName, sScenes = "Scenes";
+    ImportOptions options;
+};
+
+/// rt-import as its users see it.
+Program importProgram();
+
+/// Stores what is given on its command line.
+void storeImportOptions(const std::vector<GivenOption>& vGiven, ImportSettings& settings);
+
+}  // namespace rt

@@ -1,0 +1,110 @@
+// The options of rt-render, a row each.
+#include "rt-render/RenderTable.h"
+
+namespace rt {
+
+namespace {
+
+using Settings = RenderOptions;
+using Values = const OptionValue*;
+
+Velk::NMVector3f vectorOf(Values v) {
+    return {v[0].f, v[1].f, v[2].f};
+}
+
+#ifdef RT_IMPORT
+constexpr ImportOptions::Material MATERIALS[] = {ImportOptions::MATTE, ImportOptions::MIRROR, ImportOptions::GLASS};
+#endif
+
+constexpr OptionRow<Settings> RENDER_ROWS[] = {
+    {Option::file("SCENE", "FILE", "a scene's name, a description's path or a model file"),
+     [](Settings& s, Values v) { s.sScene = v[0].sText; }},
+    // The picture.
+    {Option::file("-o, --out", "FILE", "the picture, PNG, BMP, PPM or JPEG by its suffix").otherwise("SCENE.png"),
+     [](Settings& s, Values v) { s.sPicture = v[0].sText; }},
+    {Option::count("--resolution", "W H", "size of the picture in pixels")
+         .within(1, INT32_MAX)
+         .otherwise("the camera's")
+         .more("640x480 is understood too."),
+     [](Settings& s, Values v) {
+         s.parameters.uWidth = v[0].u;
+         s.parameters.uHeight = v[1].u;
+         s.parameters.bCustomResolution = true;
+     }},
+    {Option::count("--samples", "N", "N x N rays a pixel, for smooth edges").within(1, 64).otherwise("1"),
+     [](Settings& s, Values v) { s.uSamples = v[0].u; }},
+    {Option::count("--orbit", "N", "N pictures on a circle around the scene, frame-0001.png and on").within(1, 9999),
+     [](Settings& s, Values v) { s.uOrbit = v[0].u; }},  // four digits in the name
+    // The view.
+    {Option::number("--from", "X Y Z", "where the camera stands, in the scene's units"),
+     [](Settings& s, Values v) { s.view.v3From = vectorOf(v); }},
+    {Option::number("--at", "X Y Z", "what it looks at").otherwise("the scene's middle"),
+     [](Settings& s, Values v) { s.view.v3At = vectorOf(v); }},
+    {Option::number("--fov", "DEG", "angle from the picture's left edge to the right one").within(0.1, 170),
+     [](Settings& s, Values v) { s.view.fFov = v[0].f; }},
+    {Option::number("--camera", "X Y Z DX DY DZ", "eye and direction as RayTracer takes them").notWith("--from, --at"),
+     [](Settings& s, Values v) {
+         s.parameters.v3CameraPosition = vectorOf(v);
+         s.parameters.v3CameraLook = vectorOf(v + 3);
+         s.parameters.bCustomCamera = true;
+     }},
+    // Bricks.
+    {Option::count("--texattr", "INDEX", "number of the material that becomes a wall of bricks, counted from 0"),
+     [](Settings& s, Values v) { s.parameters.uTexturedAttribute = v[0].u; }},
+    {Option::number("--brick", "W H MORTAR", "sizes of bricks and joints").otherwise("600 125 20"),
+     [](Settings& s, Values v) {
+         s.parameters.fBrickWidth = v[0].f;
+         s.parameters.fBrickHeight = v[1].f;
+         s.parameters.fMortarWidth = v[2].f;
+     }},
+    {Option::number("--angle", "X", "how crooked the bricks lie").otherwise("0.125"),
+     [](Settings& s, Values v) { s.parameters.fAngleCoeff = v[0].f; }},
+    {Option::flag("--dirt", "dirt on the bricks"), [](Settings& s, Values) { s.parameters.bDirt = true; }},
+    // How it is made.
+    {Option::count("--jobs", "N", "number of worker threads").within(1, 1024).otherwise("one a core"),
+     [](Settings& s, Values v) { s.uJobs = v[0].u; }},
+    {Option::count("--packsize", "PIXELS", "edge of a tile").within(1, 4096).otherwise("32"),
+     [](Settings& s, Values v) { s.parameters.uPackSize = v[0].u; }},
+    {Option::word("--rays", "kind of rays", "tree|watertight", "who says what a ray meets: a tree, or each face alone")
+         .otherwise("tree for scenes, watertight for models")
+         .more("The tree is that of RayTracer, so that the bytes are the same. With each face for itself no ray gets "
+               "through the edges of a closed mesh, and there is no tree to build."),
+     [](Settings& s, Values v) { s.rays = v[0].u ? RayKind::WATERTIGHT : RayKind::TREE; }},
+    {Option::flag("--resume", "goes on with the picture that Ctrl-C interrupted")
+         .more("That is kept as NAME.part.SUFFIX.resume."),
+     [](Settings& s, Values) { s.bResume = true; }},
+    {Option::flag("--resetcache", "builds the kd-tree anew"),
+     [](Settings& s, Values) { s.parameters.bResetCache = true; }},
+    {Option::count("--cache-limit", "MB", "size of all kd-trees that are kept").within(0, 1 << 20).otherwise("1024"),
+     [](Settings& s, Values v) { s.uCacheLimit = v[0].u; }},
+    {Option::flag("--quiet", "prints errors only"), [](Settings& s, Values) { s.bQuiet = true; }},
+    {Option::flag("--verbose", "prints all that the library says, and times"),
+     [](Settings& s, Values) { s.bVerbose = true; }},
+#ifdef RT_IMPORT
+    {Option::group(MODEL_OPTIONS)},
+    {Option::number("--turn", "DEG", "how far the camera goes round the model").within(-360, 360).otherwise("30"),
+     [](Settings& s, Values v) { s.import.dTurn = static_cast<double>(v[0].f); }},
+    {Option::number("--elevation", "DEG", "how high it stands above the horizon").within(-90, 90).otherwise("20"),
+     [](Settings& s, Values v) { s.import.dElevation = static_cast<double>(v[0].f); }},
+    {Option::flag("--ground", "a floor under the model"), [](Settings& s, Values) { s.import.bGround = true; }},
+    {Option::word("--material", "material", "matte|mirror|glass", "one material for the whole model"),
+     [](Settings& s, Values v) { s.import.eMaterial = MATERIALS[v[0].u]; }},
+    {Option::word("--up", "axis", "x|y|z", "the model's upright axis").otherwise("the format's"),
+     [](Settings& s, Values v) { s.import.cUp = v[0].sText[0]; }},
+    {Option::flag("--allow-outside", "takes textures and data of the model from anywhere")
+         .more("Without it, only files in the model's directory or below are read."),
+     [](Settings& s, Values) { s.import.bAllowOutside = true; }},
+#endif
+};
+
+}  // namespace
+
+Program renderProgram() {
+    return makeProgram("rt-render", "Renders a scene or a model file on all cores.", RENDER_ROWS);
+}
+
+void storeRenderOptions(const std::vector<GivenOption>& vGiven, RenderOptions& options) {
+    storeOptions(RENDER_ROWS, vGiven, options);
+}
+
+}  // namespace rt
