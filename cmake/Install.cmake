@@ -22,34 +22,46 @@ write_basic_package_version_file(RayTracerConfigVersion.cmake COMPATIBILITY Same
 install(FILES ${PROJECT_BINARY_DIR}/RayTracerConfig.cmake ${PROJECT_BINARY_DIR}/RayTracerConfigVersion.cmake
         DESTINATION ${szPackage})
 
-# Manual pages and Debian's two files, packed as Debian wants them.
+# Manual pages and completions are made of templates and the programs' tables of options.
+set(vPages)
+function(rt_make_page szTemplate szPage)
+  add_custom_command(OUTPUT pages/${szPage} DEPENDS rt-pages ${PROJECT_SOURCE_DIR}/${szTemplate}
+                     COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:rt-pages> ${PROJECT_SOURCE_DIR}/${szTemplate}
+                             pages/${szPage}
+                     WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
+  set(vPages ${vPages} ${PROJECT_BINARY_DIR}/pages/${szPage} PARENT_SCOPE)
+endfunction()
+
+# Manual pages and Debian's changelog, packed as Debian wants them.
 find_program(GZIP gzip REQUIRED)
-function(rt_install_packed szSource szName szDirectory)
-  configure_file(${szSource} ${PROJECT_BINARY_DIR}/packed/${szName} @ONLY)
-  add_custom_command(OUTPUT packed/${szName}.gz DEPENDS ${PROJECT_BINARY_DIR}/packed/${szName}
-                     COMMAND ${GZIP} -9nkf packed/${szName} WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
-  set_property(GLOBAL APPEND PROPERTY RT_PACKED ${PROJECT_BINARY_DIR}/packed/${szName}.gz)
-  install(FILES ${PROJECT_BINARY_DIR}/packed/${szName}.gz DESTINATION ${szDirectory})
+function(rt_install_packed szSource szDirectory)
+  get_filename_component(szName ${szSource} NAME)
+  add_custom_command(OUTPUT pages/${szName}.gz DEPENDS ${szSource}
+                     COMMAND ${GZIP} -9nc ${szSource} >pages/${szName}.gz WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
+  set(vPages ${vPages} ${PROJECT_BINARY_DIR}/pages/${szName}.gz PARENT_SCOPE)
+  install(FILES ${PROJECT_BINARY_DIR}/pages/${szName}.gz DESTINATION ${szDirectory})
 endfunction()
 set(szManual ${CMAKE_INSTALL_MANDIR}/man1)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/pages ${PROJECT_BINARY_DIR}/completions)
 foreach(szProgram RayTracer rt-bundle ${RT_TOOL_PROGRAMS})
-  rt_install_packed(man/${szProgram}.1 ${szProgram}.1 ${szManual})
+  rt_make_page(man/${szProgram}.1.in ${szProgram}.1)
+  rt_install_packed(${PROJECT_BINARY_DIR}/pages/${szProgram}.1 ${szManual})
 endforeach()
-file(CREATE_LINK RayTracer.1.gz ${PROJECT_BINARY_DIR}/packed/RayTracer.exe.1.gz SYMBOLIC)
-install(FILES ${PROJECT_BINARY_DIR}/packed/RayTracer.exe.1.gz DESTINATION ${szManual})
-rt_install_packed(packaging/changelog changelog ${CMAKE_INSTALL_DOCDIR})
+file(CREATE_LINK RayTracer.1.gz ${PROJECT_BINARY_DIR}/pages/RayTracer.exe.1.gz SYMBOLIC)
+install(FILES ${PROJECT_BINARY_DIR}/pages/RayTracer.exe.1.gz DESTINATION ${szManual})
+configure_file(packaging/changelog ${PROJECT_BINARY_DIR}/pages/changelog @ONLY)
+rt_install_packed(${PROJECT_BINARY_DIR}/pages/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
-get_property(vPacked GLOBAL PROPERTY RT_PACKED)
-add_custom_target(manual ALL DEPENDS ${vPacked})
 
 # One file completes all programs; bash looks for it under the name of each.
 set(szCompletions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES completions/RayTracer DESTINATION ${szCompletions})
+rt_make_page(completions/RayTracer.in completions)
+install(FILES ${PROJECT_BINARY_DIR}/pages/completions DESTINATION ${szCompletions} RENAME RayTracer)
 foreach(szProgram RayTracer.exe rt-bundle ${RT_TOOL_PROGRAMS})
-  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/completions)
   file(CREATE_LINK RayTracer ${PROJECT_BINARY_DIR}/completions/${szProgram} SYMBOLIC)
   install(FILES ${PROJECT_BINARY_DIR}/completions/${szProgram} DESTINATION ${szCompletions})
 endforeach()
+add_custom_target(pages ALL DEPENDS ${vPages})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME raytracer)

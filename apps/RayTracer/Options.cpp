@@ -1,4 +1,4 @@
-// The command line: options, their values, and why they are refused.
+// The command line: the table of options, their values, and why they are refused.
 #include "RayTracer/Options.h"
 
 #include <unistd.h>
@@ -198,23 +198,53 @@ bool setScene(Arguments& arguments) {
     return false;
 }
 
+// An option: what the pages tell of it, what the usage text says, and what it does.
+struct Row {
+    Option option;
+    const char* szUsage;
+    CommandHandler pfnHandler;
+};
+
+constexpr Row RAYTRACER_ROWS[] = {
+    {Option::number("--camera", "x y z dx dy dz", "another eye and direction, in the scene's own units")
+         .more("The direction should have length 1."),
+     "\tCustom camera\n\t\t\t<position x y z> <look x y z>", setCamera},
+    {Option::count("--texattr", "index", "number of the material that becomes a wall of bricks, counted from 0"),
+     "\tSet textured attribute:\n\t\t\t<index>", setTexturedAttribute},
+    {Option::flag("--resetcache", "builds the kd-tree anew instead of trusting kdtree.tmp"),
+     "\tReset space subdivision cache", setResetCache},
+    {Option::number("--brick", "width height mortar",
+                    "sizes of bricks and joints, in 1/10000 of the scene's longest side")
+         .otherwise("600 125 20"),
+     "\tSet brick parameters:\n\t\t\t<width: 600> <height: 125> <mortar_width: 20>", setBrick},
+    {Option::file("--out", "file", "the picture").otherwise("out_tex.bmp"),
+     "\t\tSet output filename:\n\t\t\t<filename: out_tex.bmp>", setOut},
+    {Option::count("--resolution", "width height", "size of the picture in pixels").otherwise("the camera's"),
+     "\tSet output resolution:\n\t\t\t<width> <height>", setResolution},
+    {Option::number("--angle", "coefficient", "how crooked the bricks lie").otherwise("0.125"),
+     "\tSet angle coefficient:\n\t\t\t<angle coeff: 0.125>", setAngle},
+    {Option::flag("--dirt", "dirt on the bricks"), "\tSet dirt on", setDirt},
+    {Option::count("--packsize", "pixels", "edge of a tile").otherwise("32"), "\tSet pack size", setPackSize},
+    {Option::flag("--help", "prints the usage"), "\tDisplays this help", help},
+    {Option::text("--client", "address port", "renders for a server")
+         .more("Needs no scene; the server's settings count."),
+     "\tSelect client mode (no need for [file]):\n\t\t\t<IP> <port>", client},
+    {Option::text("--server", "port count", "hands the picture out to at most count clients at a time")
+         .more("Port 0 is one that is free, which the log names."),
+     "\tSelect server mode:\n\t\t\t<port> <max connections>", server},
+};
+
 }  // namespace
 
 void addOptions(CommandWalker& walker) {
-    walker.AddCommand("--camera", "\tCustom camera\n\t\t\t<position x y z> <look x y z>", setCamera);
-    walker.AddCommand("--texattr", "\tSet textured attribute:\n\t\t\t<index>", setTexturedAttribute);
-    walker.AddCommand("--resetcache", "\tReset space subdivision cache", setResetCache);
-    walker.AddCommand("--brick", "\tSet brick parameters:\n\t\t\t<width: 600> <height: 125> <mortar_width: 20>",
-                      setBrick);
-    walker.AddCommand("--out", "\t\tSet output filename:\n\t\t\t<filename: out_tex.bmp>", setOut);
-    walker.AddCommand("--resolution", "\tSet output resolution:\n\t\t\t<width> <height>", setResolution);
-    walker.AddCommand("--angle", "\tSet angle coefficient:\n\t\t\t<angle coeff: 0.125>", setAngle);
-    walker.AddCommand("--dirt", "\tSet dirt on", setDirt);
-    walker.AddCommand("--packsize", "\tSet pack size", setPackSize);
-    walker.AddCommand("--help", "\tDisplays this help", help);
-    walker.AddCommand("--client", "\tSelect client mode (no need for [file]):\n\t\t\t<IP> <port>", client);
-    walker.AddCommand("--server", "\tSelect server mode:\n\t\t\t<port> <max connections>", server);
+    for (const Row& row : RAYTRACER_ROWS) walker.AddCommand(row.option.szNames, row.szUsage, row.pfnHandler);
     walker.AddDefault(setScene);
+}
+
+Program rayTracerProgram() {
+    Program program{"RayTracer", "", {}};
+    for (const Row& row : RAYTRACER_ROWS) program.vOptions.push_back(row.option);
+    return program;
 }
 
 void printUsage(const CommandWalker& walker) {

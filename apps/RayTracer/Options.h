@@ -4,6 +4,7 @@
 
 #include "RayTracer/CommandWalker.h"
 #include "render/RayTracer.h"
+#include "shared/Option.h"
 
 namespace rt {
 
@@ -20,6 +21,9 @@ extern uint32_t g_uMaxConn;  // clients served at the same time
 
 /// Registers the twelve options, and the scene's name as the default.
 void addOptions(CommandWalker& walker);
+
+/// The options as the pages tell of them.
+Program rayTracerProgram();
 
 /// Prints the usage text.
 void printUsage(const CommandWalker& walker);

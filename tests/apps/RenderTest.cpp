@@ -90,6 +90,8 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"test --bogus", "unknown option --bogus ("},
         {"--sampels 3", "unknown option --sampels, did you mean --samples?"},
         {"test --fvo=3", "unknown option --fvo, did you mean --fov?"},
+        {"test --quiet=3", "--quiet takes no value ("},
+        {"test -- --quiet", "\"--quiet\" is one too many"},
         {"test other", "\"other\" is one too many"},
         {"test -o x.tif", "there are .png"},
         {"test -o x", "there are .png"},
