@@ -31,7 +31,9 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
          s.parameters.uHeight = v[1].u;
          s.parameters.bCustomResolution = true;
      }},
-    {Option::count("--samples", "N", "N x N rays a pixel, for smooth edges").within(1, 64).otherwise("1"),
+    {Option::count("--samples", "N", "N x N rays a pixel, for smooth edges")
+         .within(1, 64)
+         .otherwise("1; in a studio 3 where edges are"),
      [](Settings& s, Values v) { s.uSamples = v[0].u; }},
     {Option::count("--orbit", "N", "N pictures on a circle around the scene, frame-0001.png and on").within(1, 9999),
      [](Settings& s, Values v) { s.uOrbit = v[0].u; }},  // four digits in the name
@@ -48,6 +50,11 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
          s.parameters.v3CameraLook = vectorOf(v + 3);
          s.parameters.bCustomCamera = true;
      }},
+    // The light.
+    {Option::word("--light", "kind of light", "studio|lamps", "soft light that turns with the camera, or lamps")
+         .otherwise("studio for models, lamps for scenes")
+         .more("The lamps are those of the scene or the model file, or three that are put beside a model."),
+     [](Settings& s, Values v) { s.bStudio = v[0].u == 0; }},
     // Bricks.
     {Option::count("--texattr", "INDEX", "number of the material that becomes a wall of bricks, counted from 0"),
      [](Settings& s, Values v) { s.parameters.uTexturedAttribute = v[0].u; }},
@@ -86,7 +93,8 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values v) { s.import.dTurn = static_cast<double>(v[0].f); }},
     {Option::number("--elevation", "DEG", "how high it stands above the horizon").within(-90, 90).otherwise("20"),
      [](Settings& s, Values v) { s.import.dElevation = static_cast<double>(v[0].f); }},
-    {Option::flag("--ground", "a floor under the model"), [](Settings& s, Values) { s.import.bGround = true; }},
+    {Option::flag("--ground", "a floor under the model").more("In a studio nothing is seen of it but the shadow."),
+     [](Settings& s, Values) { s.import.bGround = true; }},
     {Option::word("--material", "material", "matte|mirror|glass", "one material for the whole model"),
      [](Settings& s, Values v) { s.import.eMaterial = MATERIALS[v[0].u]; }},
     {Option::word("--up", "axis", "x|y|z", "the model's upright axis").otherwise("the format's"),

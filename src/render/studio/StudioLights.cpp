@@ -10,7 +10,7 @@ using Velk::NMVector3f;
 namespace {
 
 constexpr double GOLDEN_ANGLE = 2.399963229728653;
-constexpr double KEY_RADIUS = 0.19, RIM_RADIUS = 0.25;  // sines of half the angles that they fill
+constexpr double KEY_RADIUS = 0.16, RIM_RADIUS = 0.25;  // sines of half the angles that they fill
 constexpr NMVector3f KEY_COLOUR{0.98f, 0.97f, 0.94f}, RIM_COLOUR{0.50f, 0.52f, 0.55f};
 constexpr NMVector3f SKY_COLOUR{0.25f, 0.265f, 0.29f};  // on a level surface's side
 constexpr float SKY_UP = 0.45f;                         // how much more comes from above, and less from below
