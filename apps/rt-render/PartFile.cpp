@@ -24,7 +24,8 @@ namespace {
 template <typename Pool, typename Visit>
 void forEachRow(Pool& pool, uint32_t uTile, const Visit& visit) {
     const Tile tile = pool.tile(uTile);
-    for (uint32_t y = 0; y < tile.uRows; ++y) visit(pool.pixelsOf(tile) + y * pool.stride(), size_t{tile.uColumns} * 3);
+    for (uint32_t y = 0; y < tile.uRows; ++y)
+        visit(pool.pixelsOf(tile) + y * pool.stride(), size_t{tile.uColumns} * pool.channels());
 }
 
 constexpr char MAGIC[] = "RTRESUME 1\n";
@@ -45,7 +46,7 @@ bool fits(const TilePool& pool, std::string_view sBody) {
     for (uint32_t u = 0; u < pool.tileCount(); ++u) {
         if (sBody[u] != FREE && sBody[u] != DONE) return false;
         const Tile tile = pool.tile(u);
-        if (sBody[u] == DONE) uNeeded += size_t{tile.uColumns} * tile.uRows * 3;
+        if (sBody[u] == DONE) uNeeded += size_t{tile.uColumns} * tile.uRows * pool.channels();
     }
     return sBody.size() == uNeeded;
 }
@@ -71,7 +72,7 @@ bool PartFile::save(const TilePool& pool, const std::string& sKey) const {
         Console::error("%s: cannot be written: %s", sResume.c_str(), errno ? strerror(errno) : "not a file");
         return true;
     }
-    return writePicture(sPart, {pool.pixels(), pool.width(), pool.height()});
+    return writePicture(sPart, {pool.pixels(), pool.width(), pool.height(), pool.channels()});
 }
 
 bool PartFile::isRefused() const {

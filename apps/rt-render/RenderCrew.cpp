@@ -65,7 +65,7 @@ void RenderCrew::work(const Frame& large, TilePool& pool) {
                 pRenderer->render(large, tile, pFirst, uStride);
             }
         };
-        SampleTile sampler(paint, uSamples);
+        SampleTile sampler(paint, uSamples, pool.channels());
         for (uint32_t u; (u = pool.claim()) != TilePool::NONE;) {
             const Tile tile = pool.tile(u);
             if (sampler.render(tile, pool.pixelsOf(tile), pool.stride(), StopSignals::which)) break;

@@ -75,7 +75,8 @@ int RenderJob::run() {
     const Orbit orbit(rayTracer.scene, rayTracer.frame());
     std::optional<StudioSettings> studio;
     if (isStudio()) {
-        studio.emplace().bSmoothEdges = !options.uSamples;
+        studio = options.studio;
+        studio->bSmoothEdges = !options.uSamples;
         if (source.hasGround()) studio->uGround = rayTracer.attributes.vAttributes.uSize - 1;
     }
     RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
@@ -89,7 +90,12 @@ int RenderJob::run() {
 }
 
 bool RenderJob::isStudio() const {
-    return options.bStudio.value_or(source.isModel());
+    const bool bBricks = options.parameters.uTexturedAttribute != NO_INDEX;  // which a studio does not know
+    return options.bStudio.value_or(source.isModel() && !bBricks);
+}
+
+unsigned RenderJob::channels() const {
+    return isStudio() && options.studio.bTransparent ? 4 : 3;
 }
 
 // True when the view is none whatever the scene is, which is reported.
@@ -177,7 +183,7 @@ bool RenderJob::checkSize() const {
         Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, uSamples);
         return true;
     }
-    const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}), uFree = freeMemory();
+    const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}, channels()), uFree = freeMemory();
     if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
         Console::error("rt-render: %u x %u pixels need %llu MB of memory, %llu MB are free", uWidth, uHeight,
                        static_cast<unsigned long long>(uNeeded >> 20), static_cast<unsigned long long>(uFree >> 20));
@@ -191,6 +197,7 @@ std::string RenderJob::settingsKey(unsigned uFrame) const {
     ContentHash hash;
     hash.add(sSceneKey);
     hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
+    hash.add(options.sBackground);
     for (const uint32_t u : {uWidth, uHeight, uint32_t{options.uSamples}, uint32_t{isStudio()}, uTileEdge,
                              uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
         hash.addValue(u);
@@ -210,7 +217,7 @@ unsigned RenderJob::firstFrame() const {
 
 int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame) {
     const std::string sFile = pictureName(uFrame), sKey = settingsKey(uFrame);
-    if (pool.create(uWidth, uHeight, uTileEdge)) {
+    if (pool.create(uWidth, uHeight, uTileEdge, channels())) {
         Console::error("rt-render: no memory for %u x %u pixels", uWidth, uHeight);
         return STATUS_FAILED;
     }
@@ -232,8 +239,8 @@ int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame
     const RenderCrew::Result result = crew.render(frame, pool, sFile.c_str());
     if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
     const double dSeconds = watch.lap();
-    warnAboutPicture(rayTracer, pool, sFile);
-    if (writePicture(sFile, {pool.pixels(), uWidth, uHeight})) return STATUS_FAILED;
+    warnAboutPicture(rayTracer, pool, isStudio(), sFile);
+    if (writePicture(sFile, {pool.pixels(), uWidth, uHeight, channels()})) return STATUS_FAILED;
     part.remove();
     Console::detail("writing: %.2f s", watch.lap());
     Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), uWidth, uHeight, dSeconds);

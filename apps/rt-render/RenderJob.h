@@ -23,6 +23,7 @@ class RenderJob {
 
  private:
     bool isStudio() const;
+    unsigned channels() const;
     bool checkView() const;
     bool checkPicture() const;
     bool prepare();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "picture/PictureFile.h"
+#include "rt-render/Background.h"
 #include "rt-render/RenderTable.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -55,6 +56,28 @@ bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven
     if (options.parameters.bCustomCamera && !(length(options.parameters.v3CameraLook) > 0.0f)) {
         Console::error("rt-render: --camera: the direction has no length");
         return true;
+    }
+    const bool bBricks = options.parameters.uTexturedAttribute != NO_INDEX;
+    if (bBricks && options.bStudio.value_or(false)) {
+        Console::error("rt-render: --texattr is for --light lamps");
+        return true;
+    }
+    if (!options.sBackground.empty()) {
+        if (!options.bStudio.value_or(isModelName(options.sScene) && !bBricks)) {
+            Console::error("rt-render: --background is for --light studio");
+            return true;
+        }
+        if (readBackground(options.sBackground, options.studio)) {
+            Console::error(
+                "rt-render: --background: \"%s\" is neither transparent nor a colour such as white or "
+                "#E0E4E8, nor two with a comma between them",
+                options.sBackground.c_str());
+            return true;
+        }
+        if (options.studio.bTransparent && !pictureFormat(options.sPicture)->bAlpha) {
+            Console::error("rt-render: --background transparent needs a PNG file: \"%s\"", options.sPicture.c_str());
+            return true;
+        }
     }
     for (const GivenOption& given : vGiven) {
         if (isModelName(options.sScene) || strcmp(program.groupOf(given.uIndex), MODEL_OPTIONS) != 0) continue;

@@ -9,6 +9,7 @@
 #endif
 #include "accel/queries/RayQueries.h"
 #include "render/shading/RaytracerParameters.h"
+#include "render/studio/StudioRenderer.h"
 #include "rt-render/View.h"
 
 namespace rt {
@@ -24,6 +25,8 @@ struct RenderOptions {
 #endif
     std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
     std::optional<bool> bStudio;  // its light, not the scene's lamps: so are models
+    StudioSettings studio;        // but for its ground and its edges
+    std::string sBackground;      // as it was given, empty if it was not
     unsigned uSamples = 0;        // rays along each side of a pixel; 0: one, but more at edges in a studio
     unsigned uJobs = 0;           // worker threads
     unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture

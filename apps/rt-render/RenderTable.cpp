@@ -55,6 +55,12 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
          .otherwise("studio for models, lamps for scenes")
          .more("The lamps are those of the scene or the model file, or three that are put beside a model."),
      [](Settings& s, Values v) { s.bStudio = v[0].u == 0; }},
+    {Option::text("--background", "COLOUR", "colour behind the model, or transparent")
+         .otherwise("a light grey that darkens downwards")
+         .more(
+             "A colour is #RRGGBB or one of white, black, grey, red, green and blue; two with a comma between them are "
+             "those of the first and the last row. Only in a studio; transparent only in a PNG file."),
+     [](Settings& s, Values v) { s.sBackground = v[0].sText; }},
     // Bricks.
     {Option::count("--texattr", "INDEX", "number of the material that becomes a wall of bricks, counted from 0"),
      [](Settings& s, Values v) { s.parameters.uTexturedAttribute = v[0].u; }},

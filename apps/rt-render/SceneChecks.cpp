@@ -100,15 +100,16 @@ void warnAboutStretching(const RayTracer& rayTracer) {
         static_cast<double>(fPixels), fStretch > 1.0f ? "wide" : "tall");
 }
 
-void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture) {
-    const uint8_t* p = pool.pixels();
-    const size_t uBytes = pool.stride() * pool.height();
-    constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // of rays that hit nothing
+void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, bool bStudio, const std::string& sPicture) {
+    constexpr uint8_t DARK[3] = {1, 0, 1};  // where rays hit nothing; in a studio all of a row looks alike there
     bool bBackground = true;
     uint8_t uBrightest = 0;
-    for (size_t u = 0; u < uBytes; ++u) {
-        bBackground = bBackground && p[u] == BACKGROUND[u % 3];
-        uBrightest = std::max(uBrightest, p[u]);
+    for (uint32_t y = 0; y < pool.height(); ++y) {
+        const uint8_t* p = pool.pixels() + y * pool.stride();
+        for (size_t u = 0; u < pool.stride(); ++u) {
+            bBackground = bBackground && p[u] == (bStudio ? p[u % pool.channels()] : DARK[u % 3]);
+            uBrightest = std::max(uBrightest, p[u]);
+        }
     }
     if (bBackground) {
         Console::warning("%s: nothing but background: the camera looks past the scene", sPicture.c_str());

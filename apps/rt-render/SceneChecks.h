@@ -17,6 +17,6 @@ void warnAboutScene(const RayTracer& rayTracer, const std::string& sModel);
 void warnAboutStretching(const RayTracer& rayTracer);
 
 /// After rendering: a picture of one colour, and the reason.
-void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, const std::string& sPicture);
+void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, bool bStudio, const std::string& sPicture);
 
 }  // namespace rt

@@ -38,10 +38,12 @@ bool writePpm(FILE* pFile, const PixelView& picture) {
 }
 
 constexpr PictureFormat FORMATS[] = {
-    {".png", INT32_MAX, UINT64_MAX, 1, writePng}, {".bmp", INT32_MAX, UINT32_MAX - Velk::NBitmap::HEADERS, 4, writeBmp},
-    {".ppm", INT32_MAX, UINT64_MAX, 1, writePpm},
+    {".png", INT32_MAX, UINT64_MAX, 1, true, writePng},
+    {".bmp", INT32_MAX, UINT32_MAX - Velk::NBitmap::HEADERS, 4, false, writeBmp},
+    {".ppm", INT32_MAX, UINT64_MAX, 1, false, writePpm},
 #ifdef RT_JPEG
-    {".jpg", 65500, UINT64_MAX, 1, writeJpeg},    {".jpeg", 65500, UINT64_MAX, 1, writeJpeg},
+    {".jpg", 65500, UINT64_MAX, 1, false, writeJpeg},
+    {".jpeg", 65500, UINT64_MAX, 1, false, writeJpeg},
 #endif
 };
 

@@ -6,13 +6,15 @@
 
 namespace rt {
 
-/// Pixels of a picture in memory of somebody else: 3 bytes each (blue, green, red), row after row without gaps.
+/// Pixels of a picture in memory of somebody else: 3 bytes each (blue, green, red) or 4 (with alpha), row after row
+/// without gaps.
 struct PixelView {
     const uint8_t* pData;
     uint32_t uWidth;
     uint32_t uHeight;
+    unsigned uChannels = 3;
 
-    const uint8_t* row(uint32_t y) const { return pData + size_t{y} * uWidth * 3; }
+    const uint8_t* row(uint32_t y) const { return pData + size_t{y} * uWidth * uChannels; }
 };
 
 /// A kind of picture file, known by its suffix.
@@ -21,6 +23,7 @@ struct PictureFormat {
     uint32_t uLargestSide;  // that the format can hold
     uint64_t uLargestFile;  // bytes of rows
     uint32_t uRowUnit;      // a row is padded to a multiple of these bytes
+    bool bAlpha;            // it has pixels of 4 bytes, too
     /// Writes all of the file. True on failure, with errno set.
     bool (*pfnWrite)(FILE* pFile, const PixelView& picture);
 

@@ -26,7 +26,8 @@ bool writePng(FILE* pFile, const PixelView& picture) {
     png_init_io(pPng, pFile);
     png_set_user_limits(pPng, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_set_compression_level(pPng, COMPRESSION);
-    png_set_IHDR(pPng, pInfo, picture.uWidth, picture.uHeight, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_IHDR(pPng, pInfo, picture.uWidth, picture.uHeight, 8,
+                 picture.uChannels == 4 ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(pPng, pInfo);
     png_set_bgr(pPng);

@@ -25,18 +25,35 @@ void SampleTile::renderBand(const Tile& band, uint8_t* pFirst, size_t uStride) {
         return;
     }
     const Tile large{band.x * uSamples, band.y * uSamples, band.uColumns * uSamples, band.uRows * uSamples};
-    const size_t uLargeStride = size_t{large.uColumns} * 3, uBytes = size_t{band.uColumns} * 3;
+    const size_t uLargeStride = size_t{large.uColumns} * uChannels;
     vLarge.resize(uLargeStride * large.uRows);
     paint(large, vLarge.data(), uLargeStride);
-    const uint32_t uCount = uSamples * uSamples;
-    const uint8_t* pLarge = vLarge.data();
     for (unsigned uRow = 0; uRow < band.uRows; ++uRow) {
-        vSums.assign(uBytes, uCount / 2);
+        vSums.assign(size_t{band.uColumns} * uChannels, 0);
         for (unsigned uLine = 0; uLine < uSamples; ++uLine) {
-            for (size_t u = 0; u < uLargeStride; ++u) vSums[u / 3 / uSamples * 3 + u % 3] += *pLarge++;
+            addLine(vLarge.data() + (size_t{uRow} * uSamples + uLine) * uLargeStride, large.uColumns);
         }
-        uint8_t* pRow = pFirst + uRow * uStride;
-        for (size_t u = 0; u < uBytes; ++u) pRow[u] = static_cast<uint8_t>(vSums[u] / uCount);
+        finishRow(pFirst + uRow * uStride, band.uColumns);
+    }
+}
+
+// Adds a row of the large frame to the sums of a row of pixels.
+void SampleTile::addLine(const uint8_t* pLarge, uint32_t uLargeColumns) {
+    for (uint32_t x = 0; x < uLargeColumns; ++x, pLarge += uChannels) {
+        uint32_t* p = vSums.data() + size_t{x / uSamples} * uChannels;
+        const uint32_t uWeight = uChannels == 4 ? pLarge[3] : 1;
+        for (unsigned c = 0; c < 3; ++c) p[c] += pLarge[c] * uWeight;
+        if (uChannels == 4) p[3] += uWeight;
+    }
+}
+
+void SampleTile::finishRow(uint8_t* pRow, uint32_t uColumns) const {
+    const uint32_t uCount = uSamples * uSamples;
+    const uint32_t* p = vSums.data();
+    for (uint32_t x = 0; x < uColumns; ++x, pRow += uChannels, p += uChannels) {
+        const uint32_t uWeight = uChannels == 4 ? std::max(p[3], 1u) : uCount;
+        for (unsigned c = 0; c < 3; ++c) pRow[c] = static_cast<uint8_t>((p[c] + uWeight / 2) / uWeight);
+        if (uChannels == 4) pRow[3] = static_cast<uint8_t>((p[3] + uCount / 2) / uCount);
     }
 }
 

@@ -7,22 +7,23 @@
 
 namespace rt {
 
-uint64_t TilePool::bytesFor(const TileGrid& tiles) {
-    return tiles.count() + uint64_t{3} * tiles.uWidth * tiles.uHeight;
+uint64_t TilePool::bytesFor(const TileGrid& tiles, unsigned uBytesOfPixel) {
+    return tiles.count() + uint64_t{uBytesOfPixel} * tiles.uWidth * tiles.uHeight;
 }
 
-bool TilePool::create(uint32_t uWidth, uint32_t uHeight, uint32_t uEdge) {
+bool TilePool::create(uint32_t uWidth, uint32_t uHeight, uint32_t uEdge, unsigned uBytesOfPixel) {
     const TileGrid wanted{uWidth, uHeight, uEdge};
     pPixels.reset();
     pDone.reset();
     uTiles = uNext = uDone = 0;
-    if (wanted.count() > INT32_MAX || bytesFor(wanted) > SIZE_MAX / 2) return true;
-    const size_t uBytes = size_t{3} * uWidth * uHeight;
+    if (wanted.count() > INT32_MAX || bytesFor(wanted, uBytesOfPixel) > SIZE_MAX / 2) return true;
+    const size_t uBytes = size_t{uBytesOfPixel} * uWidth * uHeight;
     pPixels.reset(static_cast<uint8_t*>(calloc(uBytes, 1)));
     pDone.reset(new (std::nothrow) std::atomic<bool>[static_cast<size_t>(wanted.count())]());
     if (!pPixels || !pDone) return true;
     Velk::preferLargePages(pPixels.get(), uBytes);
     grid = wanted;
+    uChannels = uBytesOfPixel;
     uTiles = static_cast<uint32_t>(wanted.count());
     return false;
 }

@@ -38,7 +38,7 @@ void StudioRenderer::render(const Tile& tile, uint8_t* pFirst, size_t uStride) {
     const TileGrid blocks{tile.uColumns, tile.uRows, BLOCK_EDGE};
     for (uint64_t u = 0; u < blocks.count(); ++u) {
         Tile block = blocks.tile(u);
-        uint8_t* pBlock = pFirst + block.y * uStride + size_t{block.x} * 3;
+        uint8_t* pBlock = pFirst + block.y * uStride + size_t{block.x} * (settings.bTransparent ? 4 : 3);
         block.x += tile.x;
         block.y += tile.y;
         renderBlock(block, pBlock, uStride);
@@ -94,10 +94,12 @@ void StudioRenderer::renderBlock(const Tile& block, uint8_t* pFirst, size_t uStr
     for (unsigned y = 0; y < block.uRows; ++y) {
         uint8_t* p = pFirst + y * uStride;
         for (unsigned x = 0; x < block.uColumns; ++x) {
-            const NMVector3f& v3 = vInnerColours[y * block.uColumns + x];
-            *p++ = byteOf(v3.z);
-            *p++ = byteOf(v3.y);
-            *p++ = byteOf(v3.x);
+            const Colour& colour = vInnerColours[y * block.uColumns + x];
+            const float fScale = colour.fAlpha > 0.0f ? 1.0f / colour.fAlpha : 0.0f;
+            *p++ = byteOf(colour.v3.z * fScale);
+            *p++ = byteOf(colour.v3.y * fScale);
+            *p++ = byteOf(colour.v3.x * fScale);
+            if (settings.bTransparent) *p++ = byteOf(colour.fAlpha * 255.0f);
         }
     }
 }

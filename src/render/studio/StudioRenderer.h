@@ -16,6 +16,7 @@ struct StudioSettings {
     Velk::NMVector3f v3Top{232, 234, 238};     // the background, as a screen shows it, at the first row
     Velk::NMVector3f v3Bottom{192, 197, 205};  // and at the last
     uint32_t uGround = NO_INDEX;               // a material that is invisible, but for the shadows on it
+    bool bTransparent = false;                 // no background: pixels have alpha, a fourth byte
     bool bSmoothEdges = true;                  // nine rays for pixels in which the eye sees an edge
 };
 
@@ -28,8 +29,9 @@ class StudioRenderer {
     /// picture.
     StudioRenderer(const PreparedScene& prepared, const Frame& pictureFrame, const StudioSettings& wanted);
 
-    /// Renders a tile, 3 bytes a pixel (blue, green, red), into memory of the caller: the first pixel at pFirst, each
-    /// row uStride bytes after the one before. Requires a tile inside the frame.
+    /// Renders a tile, 3 bytes a pixel (blue, green, red) or, when transparent, 4 (with alpha), into memory of the
+    /// caller: the first pixel at pFirst, each row uStride bytes after the one before. Requires a tile inside the
+    /// frame.
     void render(const Tile& tile, uint8_t* pFirst, size_t uStride);
 
  private:
@@ -51,6 +53,12 @@ class StudioRenderer {
         float fAll[StudioLights::KINDS];
     };
 
+    // As a screen shows it, 0 to 255, times alpha.
+    struct Colour {
+        Velk::NMVector3f v3;
+        float fAlpha;
+    };
+
     // Light on its way to a pixel, against the direction of travel.
     struct Path {
         uint32_t uPixel;
@@ -70,13 +78,13 @@ class StudioRenderer {
     void smooth(const Tile& block);
     bool isEdge(unsigned uColumn, unsigned uRow) const;
     void shadeAll(const std::vector<Sample>& vSamples, const std::vector<Light>& vLights,
-                  std::vector<Velk::NMVector3f>& vColours);
-    Velk::NMVector3f background(float fRow) const;
+                  std::vector<Colour>& vColours);
+    Colour background(float fRow) const;
     float shadowOn(const Sample& sample, const Light& light) const;
     bool isGround(const Sample& sample) const;
     Velk::NMVector3f surfaceLight(const Sample& sample, const Light& light) const;
     void goOn(const Sample& sample, const Path& path);
-    void follow(std::vector<Velk::NMVector3f>& vColours);
+    void follow();
 
     const PreparedScene& scene;
     const Frame frame;
@@ -89,7 +97,8 @@ class StudioRenderer {
     int iFirstX = 0, iFirstY = 0;      // its first pixel
     std::vector<Sample> vGrid, vInner, vFine;
     std::vector<Light> vGridLights, vInnerLights, vFineLights;
-    std::vector<Velk::NMVector3f> vInnerColours, vFineColours;
+    std::vector<Colour> vInnerColours, vFineColours;
+    std::vector<Velk::NMVector3f> vReceived;  // light of the samples that are shaded
     std::vector<uint64_t> vMissing;
     std::vector<Path> vPaths, vNextPaths;
     RayStream rays;

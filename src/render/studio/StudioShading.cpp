@@ -48,8 +48,9 @@ float strongest(const NMVector3f& v3) {
 
 }  // namespace
 
-NMVector3f StudioRenderer::background(float fRow) const {
-    return settings.v3Top * (1.0f - fRow) + settings.v3Bottom * fRow;
+StudioRenderer::Colour StudioRenderer::background(float fRow) const {
+    if (settings.bTransparent) return {{}, 0.0f};
+    return {settings.v3Top * (1.0f - fRow) + settings.v3Bottom * fRow, 1.0f};
 }
 
 bool StudioRenderer::isGround(const Sample& sample) const {
@@ -124,32 +125,32 @@ void StudioRenderer::goOn(const Sample& sample, const Path& path) {
     }
 }
 
-// Colours as a screen shows them, 0 to 255, of all samples.
+// Colours of all samples.
 void StudioRenderer::shadeAll(const std::vector<Sample>& vSamples, const std::vector<Light>& vLights,
-                              std::vector<NMVector3f>& vColours) {
-    vColours.assign(vSamples.size(), {});
+                              std::vector<Colour>& vColours) {
+    vReceived.assign(vSamples.size(), {});
     vNextPaths.clear();
     for (uint32_t u = 0; u < vSamples.size(); ++u) {
         const Sample& sample = vSamples[u];
         if (sample.uFace == NO_INDEX || isGround(sample)) continue;
-        vColours[u] = surfaceLight(sample, vLights[u]);
+        vReceived[u] = surfaceLight(sample, vLights[u]);
         goOn(sample, {u, {}, {}, {1, 1, 1}, false});
     }
-    follow(vColours);
+    follow();
+    vColours.resize(vSamples.size());
     for (size_t u = 0; u < vSamples.size(); ++u) {
         const Sample& sample = vSamples[u];
-        if (sample.uFace == NO_INDEX) {
-            vColours[u] = background(sample.fRow);
-        } else if (isGround(sample)) {
-            vColours[u] = background(sample.fRow) * shadowOn(sample, vLights[u]);
-        } else {
-            vColours[u] = screenOf(vColours[u]);
-        }
+        vColours[u] = {screenOf(vReceived[u]), 1.0f};
+        if (sample.uFace != NO_INDEX && !isGround(sample)) continue;
+        // The ground's shadow is black in front of the background.
+        const float fShare = sample.uFace == NO_INDEX ? 1.0f : shadowOn(sample, vLights[u]);
+        const Colour behind = background(sample.fRow);
+        vColours[u] = {behind.v3 * fShare, 1.0f - fShare * (1.0f - behind.fAlpha)};
     }
 }
 
 // Follows what mirrors and glass show, bounce by bounce. What is seen in them asks the middle of the key light alone.
-void StudioRenderer::follow(std::vector<NMVector3f>& vColours) {
+void StudioRenderer::follow() {
     std::vector<Sample> vSeen;
     std::vector<uint32_t> vOf;
     for (unsigned uBounce = 0; uBounce < MOST_BOUNCES && !vNextPaths.empty(); ++uBounce) {
@@ -169,7 +170,7 @@ void StudioRenderer::follow(std::vector<NMVector3f>& vColours) {
                 sample.v3Dir = path.v3Dir;
                 complete(sample, uFaces[u - uFirst], hits[u - uFirst]);
                 if (sample.uFace == NO_INDEX || isGround(sample)) {
-                    NMVector3f& v3 = vColours[path.uPixel];
+                    NMVector3f& v3 = vReceived[path.uPixel];
                     v3 = v3 + multiply(path.v3Weight, lights.radiance(path.v3Dir));
                     continue;
                 }
@@ -181,7 +182,7 @@ void StudioRenderer::follow(std::vector<NMVector3f>& vColours) {
             for (size_t u = 0; u < vSeen.size(); ++u) {
                 const Path& path = vPaths[vOf[u]];
                 const Light light{{bBlocked[u] ? 0.0f : 1.0f, 0.5f, 0.75f}, {1.0f, 1.0f, 1.0f}};
-                NMVector3f& v3 = vColours[path.uPixel];
+                NMVector3f& v3 = vReceived[path.uPixel];
                 v3 = v3 + multiply(path.v3Weight, surfaceLight(vSeen[u], light));
                 goOn(vSeen[u], path);
             }
@@ -241,9 +242,13 @@ void StudioRenderer::smooth(const Tile& block) {
     askLights(vFine, vMissing, vFineLights);
     shadeAll(vFine, vFineLights, vFineColours);
     for (size_t u = 0; u < vEdges.size(); ++u) {
-        NMVector3f& v3 = vInnerColours[vEdges[u]];
-        for (size_t i = 0; i < FINE; ++i) v3 = v3 + vFineColours[u * FINE + i];
-        v3 = v3 / static_cast<float>(FINE + 1);
+        Colour& colour = vInnerColours[vEdges[u]];
+        for (size_t i = 0; i < FINE; ++i) {
+            colour.v3 = colour.v3 + vFineColours[u * FINE + i].v3;
+            colour.fAlpha += vFineColours[u * FINE + i].fAlpha;
+        }
+        colour.v3 = colour.v3 / static_cast<float>(FINE + 1);
+        colour.fAlpha /= static_cast<float>(FINE + 1);
     }
 }
 
