@@ -14,7 +14,7 @@
 #include "rt-import/ImportTable.h"
 #endif
 #ifdef RT_RENDER
-#include "rt-render/RenderTable.h"
+#include "rt-render/options/RenderTable.h"
 #endif
 
 using namespace rt;

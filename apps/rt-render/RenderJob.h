@@ -7,9 +7,9 @@
 #include "render/TilePool.h"
 #include "rt-render/PartFile.h"
 #include "rt-render/RenderCrew.h"
-#include "rt-render/RenderOptions.h"
 #include "rt-render/SceneSource.h"
-#include "rt-render/View.h"
+#include "rt-render/options/RenderOptions.h"
+#include "rt-render/options/View.h"
 
 namespace rt {
 

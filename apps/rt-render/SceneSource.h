@@ -6,7 +6,7 @@
 #ifdef RT_IMPORT
 #include "import/StagedScene.h"
 #endif
-#include "rt-render/RenderOptions.h"
+#include "rt-render/options/RenderOptions.h"
 
 namespace rt {
 

@@ -3,7 +3,7 @@
 #include <new>
 
 #include "rt-render/RenderJob.h"
-#include "rt-render/RenderOptions.h"
+#include "rt-render/options/RenderOptions.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
 #include "shared/ProcessSetup.h"

@@ -115,6 +115,10 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"test '\033[31m\n'", "\"\\x1B[31m\\x0A\""},
 #ifdef RT_IMPORT
         {"x.obj --material gold", "unknown material \"gold\", there are matte, mirror, glass ("},
+        {"x.obj --light lamps --background white", "--background is for --light studio"},
+        {"x.obj --light studio --texattr 0", "--texattr is for --light lamps"},
+        {"x.obj --background white,pink", "\"white,pink\" is neither"},
+        {"x.obj --background transparent -o x.jpg", "needs a PNG file: \"x.jpg\""},
         {"x.obj --up w", "unknown axis \"w\", there are x, y, z ("},
         {"test --turn 30", "--turn is for model files"},
 #endif

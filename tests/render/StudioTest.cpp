@@ -50,7 +50,8 @@ TEST_F(StudioTest, TheBytesAreTheSameEverywhereAndInTilesOfAnySize) {
         const char* szName;
         const Mesh mesh;
         uint64_t uHash;
-    } cases[] = {{"soup", makeSoup(random, 250, 5.0f), 0u}, {"showcase", makeShowcase(), 0u}};
+    } cases[] = {{"soup", makeSoup(random, 250, 5.0f), 6313506400522372583u},
+                 {"showcase", makeShowcase(), 11628391497198475879u}};
     for (const auto& c : cases) {
         const std::string sWhole = render(c.mesh, {});
         EXPECT_EQ(hashOf(sWhole), c.uHash) << c.szName;
@@ -71,13 +72,13 @@ TEST_F(StudioTest, NoSideIsBlackAndWhitePaperIsNotBurntOut) {
 TEST_F(StudioTest, LightEndsSmoothlyOnRoundSurfaces) {
     StudioSettings settings;
     settings.bTransparent = true;
-    const std::string sCoarse = render(ball(3, 1), settings), sFine = render(ball(6, 1), settings);
-    int iWorst = 0;
+    const std::string sCoarse = render(ball(2, 1), settings), sFine = render(ball(6, 1), settings);
+    int iSum = 0;
     for (size_t u = 0; u < sFine.size(); u += 4) {
         if (sCoarse[u + 3] != '\xFF' || sFine[u + 3] != '\xFF') continue;
-        iWorst = std::max(iWorst, std::abs(static_cast<uint8_t>(sCoarse[u]) - static_cast<uint8_t>(sFine[u])));
+        iSum += std::abs(static_cast<uint8_t>(sCoarse[u]) - static_cast<uint8_t>(sFine[u]));
     }
-    EXPECT_LT(iWorst, 1);
+    EXPECT_LT(iSum, 1700);  // 1761 with those shadows
 }
 
 TEST_F(StudioTest, AlphaIsNothingOutsideAllInsideAndBetweenAtEdges) {

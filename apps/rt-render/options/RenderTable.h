@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rt-render/RenderOptions.h"
+#include "rt-render/options/RenderOptions.h"
 #include "shared/CommandLine.h"
 
 namespace rt {

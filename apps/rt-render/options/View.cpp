@@ -1,5 +1,5 @@
 // The camera that the user asks for, and its way around the scene.
-#include "rt-render/View.h"
+#include "rt-render/options/View.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // The options of rt-render, a row each.
-#include "rt-render/RenderTable.h"
+#include "rt-render/options/RenderTable.h"
 
 namespace rt {
 

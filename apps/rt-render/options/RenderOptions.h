@@ -10,7 +10,7 @@
 #include "accel/queries/RayQueries.h"
 #include "render/shading/RaytracerParameters.h"
 #include "render/studio/StudioRenderer.h"
-#include "rt-render/View.h"
+#include "rt-render/options/View.h"
 
 namespace rt {
 

@@ -1,5 +1,5 @@
 // Colours as users write them.
-#include "rt-render/Background.h"
+#include "rt-render/options/Background.h"
 
 #include <strings.h>
 

@@ -1,5 +1,5 @@
 // What the command line of rt-render means.
-#include "rt-render/RenderOptions.h"
+#include "rt-render/options/RenderOptions.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "picture/PictureFile.h"
-#include "rt-render/Background.h"
-#include "rt-render/RenderTable.h"
+#include "rt-render/options/Background.h"
+#include "rt-render/options/RenderTable.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
 
