@@ -212,6 +212,49 @@ TEST_F(ImportTest, VerticesAreSharedWhereTheSurfaceIsSmoothAndReadBackExactly) {
     }
 }
 
+// A line that only assimp knows makes it read the file: both readers must give the same scene.
+TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
+    writeFile("m.mtl", "newmtl a\nKd 1 0 0\nnewmtl b\nKd 0 1 0\n");
+    Random random(11);
+    for (unsigned uFile = 0; uFile < 24; ++uFile) {
+        std::string sText = uFile % 3 ? "mtllib m.mtl\nvt 0 0\n" : "vt 0 0\n";
+        const auto number = [&] {
+            char szNumber[40];
+            const char* const FORMATS[] = {" %.6f", " %g", " %.3e", " %.17f"};
+            snprintf(szNumber, sizeof(szNumber), FORMATS[random.below(4)],
+                     static_cast<double>(random.between(-30, 30)));
+            return std::string(szNumber);
+        };
+        const auto numbers = [&](const char* szKeyword, unsigned uCount) {
+            sText += szKeyword;
+            while (uCount-- > 0) sText += number();
+            sText += '\n';
+        };
+        const auto index = [&](unsigned uCount) {
+            return random.below(2) ? std::to_string(random.below(uCount) + 1)
+                                   : "-" + std::to_string(random.below(uCount) + 1);
+        };
+        for (unsigned u = 4; u < 80; ++u) {
+            for (unsigned i = u == 4 ? 0 : 3; i < 4; ++i) numbers("v", uFile % 4 ? 3 : 6), numbers("vn", 3);
+            const char* const LINES[] = {"usemtl a", "usemtl b", "usemtl c", "g x", "o y",
+                                         "o",        "s 1\r",    "vt 0 0",   "# f", "f\t1 2 3"};
+            if (random.below(3) == 0) sText += LINES[random.below(10)] + std::string("\n");
+            sText += 'f';
+            for (unsigned i = 3 + random.below(2); i > 0; --i)
+                sText += ' ' + index(u) + (uFile % 2 ? "//" + index(u) : "/1");
+            sText += '\n';
+        }
+        writeFile("one.obj", sText);
+        writeFile("two.obj", sText + "vp 0 0\n");
+        ASSERT_EQ(import("one.obj one --force"), 0) << sErrors;
+        ASSERT_EQ(import("two.obj two --force"), 0) << sErrors;
+        for (const std::string s : {".brs", ".atr", ".cam", ".lgt"})
+            EXPECT_EQ(firstDifference(readFile("Scenes/one/one" + s), readFile("Scenes/two/two" + s)), "")
+                << uFile << s << '\n'
+                << sText;
+    }
+}
+
 TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {
     writeFile("empty.obj", "");
     writeFile("words.stl", "these are words");

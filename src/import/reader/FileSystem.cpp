@@ -3,6 +3,7 @@
 #include "import/reader/FileSystem.h"
 
 #include <assimp/DefaultIOStream.h>
+#include <assimp/MemoryIOWrapper.h>
 
 #include <stdexcept>
 #include <string>
@@ -37,6 +38,8 @@ bool FileSystem::Exists(const char* szFile) const {
 }
 
 Assimp::IOStream* FileSystem::Open(const char* szFile, const char* szMode) {
+    if (pText && sReplaced == szFile)
+        return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(pText->data()), pText->size());
     FILE* pFile = szMode[0] != 'r' || files.refuses(szFile) ? nullptr : Velk::openInput(szFile);
     return pFile ? new Stream(pFile, szFile) : nullptr;
 }

@@ -3,6 +3,8 @@
 
 #include <assimp/DefaultIOSystem.h>
 
+#include <string>
+
 #include "import/reader/ModelFiles.h"
 
 namespace rt {
@@ -17,7 +19,15 @@ class FileSystem : public Assimp::DefaultIOSystem {
     bool Exists(const char* szFile) const override;
     Assimp::IOStream* Open(const char* szFile, const char* szMode) override;
 
+    /// Gives readers this text in place of a file. The text must outlive this object.
+    void replace(const std::string& sFile, const std::string& sText) {
+        sReplaced = sFile;
+        pText = &sText;
+    }
+
  private:
+    std::string sReplaced;
+    const std::string* pText = nullptr;
     ModelFiles& files;
 };
 

@@ -18,14 +18,6 @@ constexpr float SAME_NORMAL = 0.9986f;    // cosine of 3 degrees: what files wri
 constexpr float SMOOTH_BELOW = 0.99996f;  // cosine of half a degree: faces that close make one plane
 constexpr size_t MOST_COMPARED = 32;      // normals or faces at one place, so that wide fans stay quick
 
-// Ten bits a component; 0 stands for no normal.
-uint32_t packNormal(const NMVector3f& n) {
-    const float fLength = length(n);
-    if (!(fLength > 1e-20f && std::isfinite(fLength))) return 0;
-    const auto bits = [fLength](float f) { return static_cast<uint32_t>(lrintf(f / fLength * 511.0f) + 512); };
-    return bits(n.x) | bits(n.y) << 10 | bits(n.z) << 20;
-}
-
 NMVector3f unpackNormal(uint32_t u) {
     const auto component = [](uint32_t uBits) { return (static_cast<float>(uBits & 1023) - 512.0f) / 511.0f; };
     return normalize(NMVector3f{component(u), component(u >> 10), component(u >> 20)});
@@ -196,6 +188,34 @@ bool VertexJoiner::add(const NMVector3f pPositions[3], const NMVector3f* pNormal
         vNormals.push_back(pNormals ? packNormal(pNormals[u]) : 0);
     }
     return false;
+}
+
+uint32_t VertexJoiner::packNormal(const NMVector3f& n) {
+    const float fLength = length(n);
+    if (!(fLength > 1e-20f && std::isfinite(fLength))) return 0;
+    const auto bits = [fLength](float f) { return static_cast<uint32_t>(lrintf(f / fLength * 511.0f) + 512); };
+    return bits(n.x) | bits(n.y) << 10 | bits(n.z) << 20;
+}
+
+void VertexJoiner::add(Indexed& indexed, size_t uFirst, size_t uEnd, uint32_t uMaterial) {
+    const bool bNormals = !indexed.vCornerNormals.empty();
+    if (bNormals && vNormals.empty()) vNormals.resize(3 * vTriangles.size(), 0);
+    for (size_t uTriangle = uFirst; uTriangle < uEnd; ++uTriangle) {
+        const uint32_t* p = &indexed.vVertices[3 * uTriangle];
+        const NMVector3f corners[] = {indexed.vPositions[p[0]], indexed.vPositions[p[1]], indexed.vPositions[p[2]]};
+        if (!hasArea(corners)) continue;
+        ModelTriangle triangle{{}, uMaterial};
+        for (unsigned u = 0; u < 3; ++u) {
+            uint32_t& uPlace = indexed.vPlaces[p[u]];
+            if (uPlace == NO_PLACE) uPlace = placeAt(corners[u]);
+            triangle.uVertices[u] = uPlace;
+        }
+        vTriangles.push_back(triangle);
+        for (unsigned u = 0; u < 3 && (bNormals || !vNormals.empty()); ++u) {
+            const size_t uNormal = bNormals ? indexed.vCornerNormals[3 * uTriangle + u] : indexed.vPackedNormals.size();
+            vNormals.push_back(uNormal < indexed.vPackedNormals.size() ? indexed.vPackedNormals[uNormal] : 0);
+        }
+    }
 }
 
 void VertexJoiner::finish(Model& model) {

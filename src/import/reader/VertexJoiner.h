@@ -19,6 +19,24 @@ class VertexJoiner {
     /// has no area.
     bool add(const Velk::NMVector3f pPositions[3], const Velk::NMVector3f* pNormals, uint32_t uMaterial);
 
+    /// Triangles that name their corners by number: positions in the scene's world, three numbers a triangle, and,
+    /// where vCornerNormals is not empty, as many numbers of packed normals; a larger one than there are stands for
+    /// none.
+    struct Indexed {
+        const std::vector<Velk::NMVector3f>& vPositions;
+        const std::vector<uint32_t>& vVertices;
+        const std::vector<uint32_t>& vCornerNormals;
+        const std::vector<uint32_t>& vPackedNormals;
+        std::vector<uint32_t> vPlaces;  // NO_PLACE for each position; the joiner's own
+    };
+    static constexpr uint32_t NO_PLACE = 0xFFFFFFFFu;
+
+    /// Adds the triangles uFirst to uEnd. Those without an area are dropped.
+    void add(Indexed& indexed, size_t uFirst, size_t uEnd, uint32_t uMaterial);
+
+    /// Ten bits a component; 0 stands for no normal.
+    static uint32_t packNormal(const Velk::NMVector3f& n);
+
     /// Expects about this many triangles.
     void reserve(size_t uTriangles);
 

@@ -1,0 +1,226 @@
+// Takes what a file's reader gives into the scene's world.
+
+#include "import/reader/SceneConverter.h"
+
+#include <assimp/scene.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <functional>
+
+#include "import/reader/AssimpTypes.h"
+#include "import/reader/CameraReader.h"
+#include "import/reader/MaterialTable.h"
+#include "import/reader/VertexJoiner.h"
+
+namespace rt {
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr double LEAST_EXTENT = 1.0, MOST_EXTENT = 1e5;  // of a scene: the renderer gives every box a margin of 0.1
+constexpr double FAR_AWAY = 4.0;                         // extents from the origin where floats get too coarse
+constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model from the floor, as a share of its extent
+
+// Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
+Map3d worldOf(char cUp) {
+    if (cUp == 'x') return {{0, 1, 0}, {-1, 0, 0}, {0, 0, -1}, {}};
+    if (cUp == 'z') return {{1, 0, 0}, {0, 0, 1}, {0, 1, 0}, {}};
+    return {{1, 0, 0}, {0, 1, 0}, {0, 0, -1}, {}};
+}
+
+NMVector3f single(const Vector3d& v) {
+    return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
+}
+
+using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&)>;
+
+void visitMeshes(const aiScene& scene, const aiNode& node, const Map3d& map, const Visit& visit) {
+    const Map3d here = map.after(toMap(node.mTransformation));
+    for (unsigned u = 0; u < node.mNumMeshes; ++u) {
+        if (node.mMeshes[u] < scene.mNumMeshes) visit(*scene.mMeshes[node.mMeshes[u]], node.mMeshes[u], here);
+    }
+    for (unsigned u = 0; u < node.mNumChildren; ++u) visitMeshes(scene, *node.mChildren[u], here, visit);
+}
+
+bool isTriangle(const aiMesh& mesh, const aiFace& face) {
+    return face.mNumIndices == 3 &&
+           std::max({face.mIndices[0], face.mIndices[1], face.mIndices[2]}) < mesh.mNumVertices;
+}
+
+// Bounds and number of the triangles that the nodes place.
+struct Measure {
+    Box3d box;
+    size_t uTriangles = 0;
+    bool bFinite = true;
+};
+
+Measure measure(const aiScene& scene, const Map3d& world) {
+    Measure result;
+    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned, const Map3d& map) {
+        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+            const aiFace& face = mesh.mFaces[u];
+            if (!isTriangle(mesh, face)) continue;
+            ++result.uTriangles;
+            for (unsigned i = 0; i < 3; ++i) {
+                const Vector3d p = map.point(toDouble(mesh.mVertices[face.mIndices[i]]));
+                result.bFinite = result.bFinite && isFinite(p);
+                result.box.add(p);
+            }
+        }
+    });
+    return result;
+}
+
+Measure measure(const ObjMesh& obj, const Map3d& world) {
+    Measure result;
+    result.uTriangles = obj.triangles();
+    std::vector<uint8_t> vUsed(obj.vPositions.size());
+    for (const uint32_t u : obj.vVertices) vUsed[u] = 1;
+    for (size_t u = 0; u < vUsed.size(); ++u) {
+        if (!vUsed[u]) continue;
+        const Vector3d p = world.point(toDouble(obj.vPositions[u]));
+        result.bFinite = result.bFinite && isFinite(p);
+        result.box.add(p);
+    }
+    return result;
+}
+
+// STL and PLY do not say which way is up. Printers' files have z up and scans mostly y; a model that stands on the
+// floor of the one axis and not on that of the other tells.
+char upOf(const aiScene& scene, const std::string& sSuffix) {
+    int32_t iAxis = 1;
+    if (scene.mMetaData && scene.mMetaData->Get("UpAxis", iAxis)) return iAxis == 0 ? 'x' : iAxis == 2 ? 'z' : 'y';
+    if (sSuffix == "3mf" || sSuffix == "amf" || sSuffix == "dxf") return 'z';
+    if (sSuffix != "stl" && sSuffix != "ply") return 'y';
+    const Box3d box = measure(scene, Map3d{}).box;
+    const char cUsual = sSuffix == "stl" ? 'z' : 'y';
+    const double dUsual = fabs(cUsual == 'z' ? box.v3Min.z : box.v3Min.y) / box.extent();
+    const double dOther = fabs(cUsual == 'z' ? box.v3Min.y : box.v3Min.z) / box.extent();
+    return dOther < STANDS && dUsual > FLOATS ? (cUsual == 'z' ? 'y' : 'z') : cUsual;
+}
+
+// Brings a box of an odd size or place to one that single precision and the renderer's units like.
+struct Placement {
+    double dScale = 1.0;
+    Vector3d v3Offset;
+
+    explicit Placement(const Box3d& box) {
+        const double dExtent = box.extent();
+        if (dExtent < LEAST_EXTENT || dExtent > MOST_EXTENT) dScale = pow(10.0, 1.0 - floor(log10(dExtent)));
+        const Vector3d c = box.centre();
+        if (length(c) > FAR_AWAY * dExtent) v3Offset = {c.x, box.v3Min.y, c.z};
+    }
+    Map3d map() const { return {{dScale, 0, 0}, {0, dScale, 0}, {0, 0, dScale}, v3Offset * -dScale}; }
+    void report(std::vector<std::string>& vNotices) const {
+        char szText[200];
+        if (dScale != 1.0) {
+            snprintf(szText, sizeof(szText), "scaled by %g: the scene's numbers are not the model's", dScale);
+            vNotices.push_back(szText);
+        }
+        if (length(v3Offset) > 0) {
+            snprintf(szText, sizeof(szText),
+                     "moved to the origin from %.9g %.9g %.9g, where single precision is coarse", v3Offset.x,
+                     v3Offset.y, v3Offset.z);
+            vNotices.push_back(szText);
+        }
+    }
+};
+
+// Adds one placed mesh's triangles.
+void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNormals, VertexJoiner& joiner) {
+    // The world is mirrored, so a map that mirrors no more has been through a mirroring node: its faces are turned
+    // over.
+    const bool bTurned = map.determinant() > 0;
+    const double dSign = bTurned ? -1.0 : 1.0;
+    const Map3d normals{
+        cross(map.v3Y, map.v3Z) * dSign, cross(map.v3Z, map.v3X) * dSign, cross(map.v3X, map.v3Y) * dSign, {}};
+    bNormals = bNormals && mesh.mNormals;
+    for (unsigned uFace = 0; uFace < mesh.mNumFaces; ++uFace) {
+        const aiFace& face = mesh.mFaces[uFace];
+        if (!isTriangle(mesh, face)) continue;
+        NMVector3f p[3], n[3];
+        for (unsigned u = 0; u < 3; ++u) {
+            const unsigned uVertex = face.mIndices[bTurned ? 2 - u : u];
+            p[u] = single(map.point(toDouble(mesh.mVertices[uVertex])));
+            if (!bNormals) continue;
+            const Vector3d v3Normal = normals.direction(toDouble(mesh.mNormals[uVertex]));
+            n[u] = single(v3Normal * (1.0 / std::max(length(v3Normal), 1e-300)));
+        }
+        (void)joiner.add(p, bNormals ? n : nullptr, uMaterial);
+    }
+}
+
+// The digest's order of runs, by its meshes.
+void addObj(ObjMesh& obj, const aiScene& digest, const Map3d& world, MaterialTable& materials, VertexJoiner& joiner) {
+    std::vector<uint32_t> vPacked(obj.vNormals.size());
+    const Map3d normals{cross(world.v3Y, world.v3Z), cross(world.v3Z, world.v3X), cross(world.v3X, world.v3Y), {}};
+    for (size_t u = 0; u < vPacked.size(); ++u) {
+        const Vector3d v3Normal = normals.direction(toDouble(obj.vNormals[u]));
+        vPacked[u] = VertexJoiner::packNormal(single(v3Normal * (1.0 / std::max(length(v3Normal), 1e-300))));
+    }
+    for (NMVector3f& p : obj.vPositions) p = single(world.point(toDouble(p)));
+    VertexJoiner::Indexed indexed{obj.vPositions, obj.vVertices, obj.vCornerNormals, vPacked,
+                                  std::vector<uint32_t>(obj.vPositions.size(), VertexJoiner::NO_PLACE)};
+    visitMeshes(digest, *digest.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d&) {
+        std::vector<size_t> vRuns;
+        std::array<double, 3> vMean{};
+        double dCorners = 0;
+        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+            if (!isTriangle(mesh, mesh.mFaces[u])) continue;
+            const size_t uRun = static_cast<size_t>(mesh.mVertices[mesh.mFaces[u].mIndices[0]].x);
+            if (uRun >= obj.vRuns.size()) continue;
+            vRuns.push_back(uRun);
+            dCorners += static_cast<double>(obj.vRuns[uRun].uColoured);
+            for (unsigned i = 0; i < 3; ++i) vMean[i] += obj.vRuns[uRun].vColours[i];
+        }
+        for (double& d : vMean) d /= dCorners;
+        const uint32_t uMaterial = materials.indexOf(mesh, uMesh, dCorners > 0 ? &vMean : nullptr);
+        for (const size_t u : vRuns) {
+            const size_t uEnd = u + 1 < obj.vRuns.size() ? obj.vRuns[u + 1].uFirst : obj.triangles();
+            joiner.add(indexed, obj.vRuns[u].uFirst, uEnd, uMaterial);
+        }
+    });
+}
+
+}  // namespace
+
+bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& model, std::string& sMessage,
+                  std::vector<std::string>& vNotices) {
+    const aiScene& scene = read.scene;
+    const std::string& sFile = read.sFile;
+    const std::string sSuffix = modelSuffixOf(sFile);
+    const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix));
+    const Measure found = read.pObj ? measure(*read.pObj, turned) : measure(scene, turned);
+    if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
+    if (!found.bFinite) return sMessage = sFile + " has numbers that are not finite", true;
+    if (found.uTriangles > 0x40000000) return sMessage = sFile + " has too many triangles", true;
+    if (!(found.box.extent() > 0)) return sMessage = sFile + " has no triangle with an area", true;
+
+    const Placement placement(found.box);
+    placement.report(vNotices);
+    const Map3d world = placement.map().after(turned);
+    MaterialTable materials(scene, isGltf(sSuffix), files, model, vNotices);
+    VertexJoiner joiner;
+    joiner.reserve(found.uTriangles);
+    if (read.pObj)
+        addObj(*read.pObj, scene, world, materials, joiner);
+    else
+        visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
+            std::array<double, 3> vMean{};
+            const bool bMean = MaterialTable::meanOf(mesh, vMean);
+            addMesh(mesh, map, materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr), sSuffix != "stl", joiner);
+        });
+    if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
+    readCamera(scene, sFile, world, model);
+    readLights(scene, world, placement.dScale, model);
+    joiner.finish(model);
+    for (const NMVector3f& p : model.vVertices) {
+        model.box.add({static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)});
+    }
+    return false;
+}
+
+}  // namespace rt

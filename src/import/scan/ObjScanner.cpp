@@ -1,0 +1,342 @@
+// Reads the OBJ files that hold nothing but polygons.
+
+#include "import/scan/ObjScanner.h"
+
+#include <assimp/types.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+namespace rt {
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr size_t BLOCK = size_t{1} << 18;      // bytes read at once; no line is longer
+constexpr size_t MOST_RUNS = size_t{1} << 22;  // a float counts them, and the digest stays small
+constexpr size_t LONGEST_QUOTED = 60;          // bytes of a line in a reason
+constexpr unsigned MOST_NUMBERS = 7;           // of a vertex: place and colour, with w or alpha
+constexpr unsigned MOST_CORNERS = 4;
+
+bool isDigit(char c) {
+    return static_cast<unsigned char>(c - '0') < 10;
+}
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\t';
+}
+
+// Whether a line ends here, with its comment.
+bool isEnd(char c) {
+    return c == '\n' || c == '\r' || c == '#';
+}
+
+const char* skipBlanks(const char* p) {
+    while (isBlank(*p)) ++p;
+    return p;
+}
+
+const char* endOfLine(const char* p) {
+    while (*p != '\n' && *p != '\r') ++p;
+    return p;
+}
+
+class ObjScanner {
+ public:
+    explicit ObjScanner(ObjMesh& m, std::string& s) : mesh(m), sReason(s) {}
+
+    ObjScan scan(FILE* pFile) {
+        const std::unique_ptr<char[]> block(new char[BLOCK + 2]);
+        size_t uKept = 0;
+        for (bool bAtEnd = false; !bAtEnd;) {
+            const size_t uRead = fread(&block[uKept], 1, BLOCK - uKept, pFile);
+            size_t uFilled = uKept + uRead;
+            bAtEnd = uRead == 0;
+            if (bAtEnd) block[uFilled++] = '\n';
+            block[uFilled] = '\0';
+            const size_t uWhole = wholeLines(block.get(), uFilled);
+            if (uWhole == 0) return ObjScan::OTHER;
+            const ObjScan eResult = scanLines(block.get(), &block[uWhole]);
+            if (eResult != ObjScan::DONE) return eResult;
+            uKept = uFilled - uWhole;
+            memmove(block.get(), &block[uWhole], uKept);
+        }
+        return ferror(pFile) ? ObjScan::OTHER : finish();
+    }
+
+ private:
+    struct Corner {
+        uint32_t uVertex, uNormal;
+    };
+
+    // Where the last line in the block ends.
+    static size_t wholeLines(const char* p, size_t uBytes) {
+        for (const char c : {'\n', '\r'}) {
+            const void* pLast = memrchr(p, c, uBytes);
+            if (pLast) return static_cast<size_t>(static_cast<const char*>(pLast) - p) + 1;
+        }
+        return 0;
+    }
+
+    ObjScan refuse(const std::string& s) {
+        sReason = "line " + std::to_string(uLine) + " " + s;
+        return ObjScan::REFUSED;
+    }
+
+    // Requires a line end before pEnd. Blocks that begin in a file's middle begin with a line.
+    ObjScan scanLines(const char* p, const char* pEnd) {
+        if (uLine == 0 && pEnd - p > 3 && memcmp(p, "\xEF\xBB\xBF", 3) == 0) p += 3;
+        while (p < pEnd) {
+            ++uLine;
+            p = skipBlanks(p);
+            const ObjScan eResult = scanLine(p);
+            if (eResult != ObjScan::DONE) return eResult;
+            p = skipBlanks(p);
+            if (*p == '#') p = endOfLine(p);
+            if (*p != '\n' && *p != '\r') return ObjScan::OTHER;
+            p += p[0] == '\r' && p[1] == '\n' ? 2 : 1;
+        }
+        return ObjScan::DONE;
+    }
+
+    // Reads what it knows of a line, and leaves p behind that.
+    ObjScan scanLine(const char*& p) {
+        if (isEnd(*p)) return ObjScan::DONE;
+        const bool bShort = isBlank(p[1]);
+        if (*p == 'v' && bShort) return scanVertex(++p);
+        if (*p == 'f' && bShort) return scanFace(++p);
+        if (*p == 'v' && p[1] == 'n' && isBlank(p[2])) return scanNormal(p += 2);
+        const bool bIgnored = (*p == 'v' && p[1] == 't' && isBlank(p[2])) ||
+                              ((*p == 's' || *p == 'l' || *p == 'p') && (bShort || isEnd(p[1])));
+        const char* pLine = p;
+        p = endOfLine(p);
+        if (p[-1] == '\\') return ObjScan::OTHER;  // the next line belongs to it
+        if (bIgnored) return ObjScan::DONE;
+        const bool bKnown = ((*pLine == 'g' || *pLine == 'o') && (bShort || isEnd(pLine[1]))) ||
+                            ((!strncmp(pLine, "usemtl", 6) || !strncmp(pLine, "mtllib", 6)) && isBlank(pLine[6]));
+        if (!bKnown || memchr(pLine, '\0', static_cast<size_t>(p - pLine))) return ObjScan::OTHER;
+        mesh.sDigest.append(pLine, p).append(1, '\n');
+        bNewRun = true;
+        return ObjScan::DONE;
+    }
+
+    // The numbers that a line goes on with, up to uMost; more are skipped.
+    ObjScan readNumbers(const char*& p, float* pNumbers, unsigned& uCount, unsigned uMost) {
+        for (uCount = 0; uCount < uMost; ++uCount) {
+            p = skipBlanks(p);
+            if (isEnd(*p)) break;
+            if (readNumber(p, pNumbers[uCount])) return refuseNumber(p);
+        }
+        return ObjScan::DONE;
+    }
+
+    // The sign apart, the whole part and the rest are rounded each before they are added, as assimp does. True when
+    // it is no number, or an odd one.
+    static bool readNumber(const char*& pText, float& f) {
+        constexpr double SHARES[] = {1.0,  1e-1, 1e-2,  1e-3,  1e-4,  1e-5,  1e-6,  1e-7,
+                                     1e-8, 1e-9, 1e-10, 1e-11, 1e-12, 1e-13, 1e-14, 1e-15};
+        const char* p = pText;
+        const bool bMinus = *p == '-';
+        if (bMinus || *p == '+') ++p;
+        int64_t iWhole = 0, iPart = 0;
+        const char* pWhole = p;
+        for (; isDigit(*p) && p - pWhole < 18; ++p) iWhole = iWhole * 10 + (*p - '0');
+        bool bDigits = p != pWhole;
+        f = static_cast<float>(iWhole);
+        if (*p == '.') {
+            const char* pPart = ++p;
+            for (; isDigit(*p) && p - pPart < 15; ++p) iPart = iPart * 10 + (*p - '0');
+            if (p != pPart) f += static_cast<float>(static_cast<double>(iPart) * SHARES[p - pPart]);
+            bDigits = bDigits || p != pPart;
+            while (isDigit(*p)) ++p;
+        }
+        if (bDigits && (*p == 'e' || *p == 'E')) {
+            const bool bSmall = *++p == '-';
+            if (bSmall || *p == '+') ++p;
+            int iExponent = 0;
+            const char* pExponent = p;
+            for (; isDigit(*p) && p - pExponent < 4; ++p) iExponent = iExponent * 10 + (*p - '0');
+            bDigits = p != pExponent;
+            f *= std::pow(10.0f, static_cast<float>(bSmall ? -iExponent : iExponent));
+        }
+        if (!bDigits || !(isBlank(*p) || isEnd(*p))) return true;
+        if (bMinus) f = -f;
+        pText = p;
+        return false;
+    }
+
+    ObjScan refuseNumber(const char* p) {
+        const char* pComma = p;
+        while (isDigit(*pComma) || *pComma == '-' || *pComma == '+') ++pComma;
+        if (*pComma != ',' || !isDigit(pComma[1])) return ObjScan::OTHER;
+        const size_t uLength = std::min(static_cast<size_t>(endOfLine(p) - p), LONGEST_QUOTED);
+        return refuse("has a decimal comma: " + std::string(p, uLength));
+    }
+
+    ObjScan scanVertex(const char*& p) {
+        float f[MOST_NUMBERS];
+        unsigned uCount = 0;
+        const ObjScan eResult = readNumbers(p, f, uCount, MOST_NUMBERS);
+        if (eResult != ObjScan::DONE) return eResult;
+        if (uCount < 3) return refuse("has a vertex of " + std::to_string(uCount) + " numbers");
+        if (uCount == 4 && f[3] == 0.0f) return ObjScan::OTHER;
+        if (uCount == 4) f[0] /= f[3], f[1] /= f[3], f[2] /= f[3];
+        if (uCount == 6) {
+            vColours.resize(mesh.vPositions.size(), {1, 1, 1});
+            vColours.push_back({f[3], f[4], f[5]});
+        }
+        mesh.vPositions.push_back({f[0], f[1], f[2]});
+        return ObjScan::DONE;
+    }
+
+    ObjScan scanNormal(const char*& p) {
+        float f[3];
+        unsigned uCount = 0;
+        const ObjScan eResult = readNumbers(p, f, uCount, 3);
+        if (eResult != ObjScan::DONE) return eResult;
+        if (uCount < 3) return refuse("has a normal of " + std::to_string(uCount) + " numbers");
+        mesh.vNormals.push_back({f[0], f[1], f[2]});
+        return ObjScan::DONE;
+    }
+
+    // An index from 1, or back from the last of uCount. True when it is none.
+    static bool readIndex(const char*& p, size_t uCount, uint32_t& u) {
+        const bool bBack = *p == '-';
+        if (bBack) ++p;
+        const char* pFirst = p;
+        uint32_t uValue = 0;
+        for (; isDigit(*p) && p - pFirst < 9; ++p) uValue = uValue * 10 + static_cast<uint32_t>(*p - '0');
+        u = bBack ? static_cast<uint32_t>(uCount) - uValue : uValue - 1;
+        return uValue == 0 || (bBack && uValue > uCount);
+    }
+
+    // vertex, vertex/texture, vertex/texture/normal, vertex//normal; a slash may stand at the end.
+    bool readCorner(const char*& p, Corner& corner) {
+        corner.uNormal = ObjMesh::NO_NORMAL;
+        if (readIndex(p, mesh.vPositions.size(), corner.uVertex)) return true;
+        if (*p == '/') {
+            ++p;
+            if (*p == '-') ++p;
+            while (isDigit(*p)) ++p;
+            if (*p == '/') ++p;
+            if ((*p == '-' || isDigit(*p)) && readIndex(p, mesh.vNormals.size(), corner.uNormal)) return true;
+        }
+        return !(isBlank(*p) || isEnd(*p));
+    }
+
+    ObjScan scanFace(const char*& p) {
+        Corner corners[MOST_CORNERS];
+        unsigned uCorners = 0;
+        for (p = skipBlanks(p); !isEnd(*p); p = skipBlanks(p)) {
+            if (uCorners == MOST_CORNERS || readCorner(p, corners[uCorners++])) return ObjScan::OTHER;
+        }
+        for (unsigned u = 0; u < uCorners; ++u) {
+            uMostVertex = std::max(uMostVertex, corners[u].uVertex);
+            if (corners[u].uNormal != ObjMesh::NO_NORMAL) uMostNormal = std::max(uMostNormal, corners[u].uNormal + 1);
+        }
+        if (uCorners < 3) return ObjScan::DONE;
+        if (bNewRun && startRun()) return ObjScan::OTHER;
+        if (uCorners == 4) vQuads.push_back(mesh.triangles());
+        addTriangle(corners[0], corners[1], corners[2]);
+        if (uCorners == 4) addTriangle(corners[0], corners[2], corners[3]);
+        return ObjScan::DONE;
+    }
+
+    void addTriangle(const Corner& a, const Corner& b, const Corner& c) {
+        const bool bNormals = (a.uNormal & b.uNormal & c.uNormal) != ObjMesh::NO_NORMAL;
+        if (bNormals && mesh.vCornerNormals.empty())
+            mesh.vCornerNormals.resize(mesh.vVertices.size(), ObjMesh::NO_NORMAL);
+        for (const Corner* p : {&a, &b, &c}) {
+            mesh.vVertices.push_back(p->uVertex);
+            if (bNormals || !mesh.vCornerNormals.empty()) mesh.vCornerNormals.push_back(p->uNormal);
+        }
+    }
+
+    bool startRun() {
+        const std::string sRun = "\nv " + std::to_string(mesh.vRuns.size());
+        mesh.sDigest += sRun + " 0 0" + sRun + " 1 0" + sRun + " 0 1\nf -3 -2 -1\n";
+        mesh.vRuns.emplace_back();
+        mesh.vRuns.back().uFirst = mesh.triangles();
+        bNewRun = false;
+        return mesh.vRuns.size() > MOST_RUNS;
+    }
+
+    // Quads are cut from the corner that is concave, by assimp's rule.
+    void cutQuad(size_t uTriangle) {
+        uint32_t* p = &mesh.vVertices[3 * uTriangle];
+        const uint32_t uQuad[] = {p[0], p[1], p[2], p[5]};
+        const auto place = [&](unsigned u) {
+            const NMVector3f& v = mesh.vPositions[uQuad[u % 4]];
+            return aiVector3D(v.x, v.y, v.z);
+        };
+        unsigned uStart = 0;
+        for (unsigned u = 0; u < 4; ++u) {
+            const auto side = [&](unsigned uTo) { return (place(u + uTo) - place(u)).Normalize(); };
+            const aiVector3D diagonal = side(2);
+            if (!(std::acos(side(3) * diagonal) + std::acos(side(1) * diagonal) > AI_MATH_PI_F)) continue;
+            uStart = u;
+            break;
+        }
+        if (uStart == 0) return;
+        turnQuad(p, uStart);
+        if (!mesh.vCornerNormals.empty()) turnQuad(&mesh.vCornerNormals[3 * uTriangle], uStart);
+    }
+
+    static void turnQuad(uint32_t* p, unsigned uStart) {
+        const uint32_t uQuad[] = {p[0], p[1], p[2], p[5]};
+        const auto at = [&](unsigned u) { return uQuad[(uStart + u) % 4]; };
+        p[0] = p[3] = at(0), p[1] = at(1), p[2] = p[4] = at(2), p[5] = at(3);
+    }
+
+    // Each corner of a polygon counts once.
+    void sumColours() {
+        vColours.resize(mesh.vPositions.size(), {1, 1, 1});
+        size_t uRun = 0, uQuad = 0;
+        for (size_t u = 0; u < mesh.triangles(); ++u) {
+            while (uRun + 1 < mesh.vRuns.size() && mesh.vRuns[uRun + 1].uFirst <= u) ++uRun;
+            while (uQuad < vQuads.size() && vQuads[uQuad] + 1 < u) ++uQuad;
+            const bool bSecond = uQuad < vQuads.size() && vQuads[uQuad] + 1 == u;
+            for (size_t i = bSecond ? 2 : 0; i < 3; ++i) {
+                const NMVector3f& c = vColours[mesh.vVertices[3 * u + i]];
+                ObjMesh::Run& run = mesh.vRuns[uRun];
+                run.vColours[0] += static_cast<double>(c.x), run.vColours[1] += static_cast<double>(c.y);
+                run.vColours[2] += static_cast<double>(c.z), ++run.uColoured;
+            }
+        }
+    }
+
+    ObjScan finish() {
+        const auto missing = [&](const char* szWhat, size_t uWanted, size_t uCount) {
+            sReason =
+                std::string("a face has ") + szWhat + " " + std::to_string(uWanted) + " of " + std::to_string(uCount);
+            return ObjScan::REFUSED;
+        };
+        if (mesh.vVertices.empty()) return ObjScan::OTHER;
+        if (uMostVertex >= mesh.vPositions.size())
+            return missing("vertex", size_t{uMostVertex} + 1, mesh.vPositions.size());
+        if (uMostNormal > mesh.vNormals.size()) return missing("normal", uMostNormal, mesh.vNormals.size());
+        for (const size_t u : vQuads) cutQuad(u);
+        if (!vColours.empty()) sumColours();
+        return ObjScan::DONE;
+    }
+
+    ObjMesh& mesh;
+    std::string& sReason;
+    std::vector<size_t> vQuads;        // the first triangle of each
+    std::vector<NMVector3f> vColours;  // of vertices, when there are any
+    uint32_t uMostVertex = 0;          // that a face has
+    uint32_t uMostNormal = 0;          // and one more than the normal
+    size_t uLine = 0;
+    bool bNewRun = true;
+};
+
+}  // namespace
+
+ObjScan scanObj(FILE* pFile, ObjMesh& mesh, std::string& sReason) {
+    return ObjScanner(mesh, sReason).scan(pFile);
+}
+
+}  // namespace rt
