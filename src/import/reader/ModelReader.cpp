@@ -11,12 +11,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 #include "import/reader/AssimpTypes.h"
 #include "import/reader/FileSystem.h"
 #include "import/reader/ModelFiles.h"
 #include "import/reader/SceneConverter.h"
+#include "import/scan/ModelText.h"
 #include "import/scan/ObjScanner.h"
 
 namespace rt {
@@ -57,25 +57,25 @@ bool isCut(FILE* pFile) {
     return std::string(sTail, fread(sTail, 1, sizeof(sTail), pFile)).find("COLLADA>") == std::string::npos;
 }
 
-// Whether the file can be opened and holds what its kind must; the reason otherwise.
-bool checkFile(const std::string& sFile, std::string& sReason) {
-    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
-    char c = 0;
-    if (!file.get() || (fread(&c, 1, 1, file.get()) != 1 && ferror(file.get())))
-        return sReason = errno ? strerror(errno) : "it is no regular file", true;
-    if (feof(file.get())) return sReason = "the file is empty", true;
-    if (modelSuffixOf(sFile) == "ply" && promisesTooMuch(file.get()))
-        return sReason = "its counts are larger than the file", true;
-    if (modelSuffixOf(sFile) == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
-    return false;
-}
-
-// Scans an OBJ file; the mesh stays empty when it holds more than the scanner knows. True when it is broken.
-bool readObj(const std::string& sFile, ObjMesh& obj, std::string& sReason) {
-    const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
-    const ObjScan eScan = file.get() ? scanObj(file.get(), obj, sReason) : ObjScan::OTHER;
-    if (eScan == ObjScan::OTHER) obj = ObjMesh();
-    return eScan == ObjScan::REFUSED;
+// Brings a file into a form that its reader understands, and scans it for triangles if it is of a plain kind. True
+// with the reason when it is broken.
+bool prepareFile(const std::string& sFile, ModelText& text, ObjMesh& obj, std::string& sReason) {
+    const std::string sSuffix = modelSuffixOf(sFile);
+    if (decodeText(sFile, text, sReason)) return true;
+    const Velk::NRaiiFile file(text.open(sFile));
+    if (!file.get()) return sReason = strerror(errno), true;
+    if (sSuffix == "ply" && promisesTooMuch(file.get())) return sReason = "its counts are larger than the file", true;
+    if (sSuffix == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
+    rewind(file.get());
+    if (sSuffix == "obj") {
+        const ObjScan eScan = scanObj(file.get(), obj, sReason);
+        if (eScan == ObjScan::OTHER) obj = ObjMesh();
+        if (eScan == ObjScan::REFUSED) return true;
+        if (obj.triangles()) text.sText = obj.sDigest;
+        text.bReplaced = text.bReplaced || obj.triangles();
+    }
+    if (sSuffix == "stl") countStl(sFile, text);
+    return sSuffix == "ply" && rewritePly(sFile, text, sReason);
 }
 
 }  // namespace
@@ -94,25 +94,26 @@ std::string readerReason(const std::string& sFile, const std::string& sSaid) {
 bool readModel(const std::string& sFile, const ImportOptions& options, Model& model, std::string& sMessage,
                std::vector<std::string>& vNotices) {
     std::string sReason;
-    if (checkFile(sFile, sReason)) return sMessage = "cannot read " + sFile + ": " + sReason, true;
+    ModelText text;
+    ObjMesh obj;
+    if (prepareFile(sFile, text, obj, sReason)) return sMessage = "cannot read " + sFile + ": " + sReason, true;
     ModelFiles files(sFile, options.bAllowOutside);
-    Assimp::Importer importer;
+    // Never deleted: the process ends with the model, and some readers crash when they are.
+    static Assimp::Importer* const pImporter = new Assimp::Importer;
+    Assimp::Importer& importer = *pImporter;
     FileSystem* pFiles = new FileSystem(files);
     importer.SetIOHandler(pFiles);  // the importer deletes both
     importer.SetProgressHandler(new TerminalProgress(options.bProgress));
     if (options.cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
-    ObjMesh obj;
-    if (modelSuffixOf(sFile) == "obj" && readObj(sFile, obj, sReason))
-        return sMessage = "cannot read " + sFile + ": " + sReason, true;
-    if (obj.triangles()) pFiles->replace(sFile, obj.sDigest);
+    if (text.bReplaced) pFiles->replace(sFile, text.sText);
     const aiScene* pScene = importer.ReadFile(sFile, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {
         sReason = files.refused().empty() ? readerReason(sFile, importer.GetErrorString()) : files.refused();
         return sMessage = "cannot read " + sFile + ": " + sReason, true;
     }
     if (!files.refused().empty()) vNotices.push_back(files.refused());
-    return convertScene({sFile, *pScene, obj.triangles() ? &obj : nullptr}, options.cUp, files, model, sMessage,
-                        vNotices);
+    return convertScene({sFile, *pScene, obj.triangles() ? &obj : nullptr, text.uFaces}, options.cUp, files, model,
+                        sMessage, vNotices);
 }
 
 }  // namespace rt

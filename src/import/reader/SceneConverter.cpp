@@ -185,6 +185,16 @@ void addObj(ObjMesh& obj, const aiScene& digest, const Map3d& world, MaterialTab
     });
 }
 
+// A tenth is more than what is thrown away on purpose.
+void reportLosses(uint64_t uDeclared, uint64_t uFound, uint64_t uKept, std::vector<std::string>& vNotices) {
+    const auto add = [&](uint64_t uHave, uint64_t uWanted, const char* szText) {
+        if (uHave < uWanted - uWanted / 10)
+            vNotices.push_back("only " + std::to_string(uHave) + " of " + std::to_string(uWanted) + szText);
+    };
+    add(uFound, uDeclared, " faces could be read");
+    add(uKept, uFound, " triangles have an area");
+}
+
 }  // namespace
 
 bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& model, std::string& sMessage,
@@ -214,6 +224,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
             addMesh(mesh, map, materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr), sSuffix != "stl", joiner);
         });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
+    reportLosses(read.uDeclared, found.uTriangles, joiner.triangles(), vNotices);
     readCamera(scene, sFile, world, model);
     readLights(scene, world, placement.dScale, model);
     joiner.finish(model);
