@@ -43,7 +43,7 @@ bool importHere(const std::string& sModel, const ImportOptions& options, const D
     Model model;
     if (readModel(sModel, options, model, sMessage, vNotices)) return true;
     replaceMaterials(model, options.eMaterial);
-    const SceneCamera camera = placeCamera(model, options);
+    const SceneCamera camera = placeCamera(model, options, vNotices);
     const std::vector<SceneLight> vLights = placeLights(model, camera);
     const bool bMirrors = options.eMaterial == ImportOptions::MIRROR || options.eMaterial == ImportOptions::GLASS;
     if (bMirrors && !options.bStudio) {

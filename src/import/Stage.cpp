@@ -24,6 +24,9 @@ constexpr double OWN_LIGHT = 350.0;    // light sum of the model's own lamps at 
 constexpr double OWN_FILL = 16.0;      // and of the lamp that opens their shadows
 constexpr double SUN_DISTANCE = 30.0;  // of a light without a place, in radii
 
+constexpr double LEAST_SHOWN = 0.1;   // of the picture's width or height must be the model's for a camera of the file
+constexpr double LEAST_INSIDE = 0.5;  // and so many of its vertices must be inside
+
 struct Lamp {
     double dTurn, dElevation, dLight;  // degrees round from the eye and above the horizon; light sum at the centre
 };
@@ -76,13 +79,29 @@ Vector3d frameAll(const Model& model, const Axes& axes, double dHalfWidth, doubl
     return c + axes.v3Right * ((dRight - dLeft) / 2) + axes.v3Up * ((dTop - dBottom) / 2) - axes.v3Forward * dAway;
 }
 
-// Whether any vertex is inside the picture.
-bool seesModel(const Model& model, const Vector3d& v3Eye, const Axes& axes, double dHalfWidth, double dHalfHeight) {
-    return std::any_of(model.vVertices.begin(), model.vVertices.end(), [&](const NMVector3f& v3Vertex) {
+// What is wrong with a camera of the file's, in words; null when it shows the model. An eye amid the model sees only a
+// part of it.
+const char* faultOf(const Model& model, const Vector3d& v3Eye, const Axes& axes, double dHalfWidth,
+                    double dHalfHeight) {
+    double dLeft = INFINITY, dRight = -INFINITY, dBottom = INFINITY, dTop = -INFINITY;  // of what is inside
+    size_t uInside = 0;
+    for (const NMVector3f& v3Vertex : model.vVertices) {
         const Vector3d p = toDouble(v3Vertex) - v3Eye;
         const double z = dot(p, axes.v3Forward);
-        return z > 0 && fabs(dot(p, axes.v3Right)) < dHalfWidth * z && fabs(dot(p, axes.v3Up)) < dHalfHeight * z;
-    });
+        const double x = dot(p, axes.v3Right) / (dHalfWidth * z), y = dot(p, axes.v3Up) / (dHalfHeight * z);
+        if (!(z > 0 && fabs(x) < 1 && fabs(y) < 1)) continue;
+        ++uInside;
+        dLeft = std::min(dLeft, x), dRight = std::max(dRight, x);
+        dBottom = std::min(dBottom, y), dTop = std::max(dTop, y);
+    }
+    const Box3d& b = model.box;
+    const bool bAmid = v3Eye.x > b.v3Min.x && v3Eye.x < b.v3Max.x && v3Eye.y > b.v3Min.y && v3Eye.y < b.v3Max.y &&
+                       v3Eye.z > b.v3Min.z && v3Eye.z < b.v3Max.z;
+    if (uInside == 0) return "nothing";
+    if (std::max(dRight - dLeft, dTop - dBottom) < 2 * LEAST_SHOWN) return "a speck";
+    return !bAmid && static_cast<double>(uInside) < LEAST_INSIDE * static_cast<double>(model.vVertices.size())
+               ? "a small part"
+               : nullptr;
 }
 
 SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance, double dHalfWidth,
@@ -116,34 +135,60 @@ void addQuad(Model& model, const Vector3d& v3Corner, const Vector3d& v3Edge1, co
     model.vTriangles.push_back({{u, u + 2, u + 3}, uMaterial});
 }
 
-}  // namespace
+struct Frame {
+    uint32_t uWidth, uHeight;
+    double dHalfWidth, dHalfHeight;  // seen from distance 1
+};
 
-SceneCamera placeCamera(const Model& model, const ImportOptions& options) {
-    const ModelCamera* pOwn = model.camera ? &*model.camera : nullptr;
-    const uint32_t uWidth = options.uWidth.value_or(USUAL_WIDTH);
+// The picture's size and angles: the options', the camera's, or the usual ones.
+Frame frameOf(const ModelCamera* pOwn, const ImportOptions& options) {
+    Frame frame{};
+    frame.uWidth = options.uWidth.value_or(USUAL_WIDTH);
     double dShape = double{USUAL_HEIGHT} / USUAL_WIDTH;  // height by width
     if (pOwn && pOwn->dHalfWidth > 0 && pOwn->dHalfHeight > 0) dShape = pOwn->dHalfHeight / pOwn->dHalfWidth;
-    const uint32_t uHeight =
-        options.uHeight.value_or(static_cast<uint32_t>(std::max(1.0, std::round(uWidth * dShape))));
-    dShape = uHeight / static_cast<double>(uWidth);
-    double dHalfWidth = tan(options.dFov.value_or(USUAL_FOV) * DEGREE / 2);
-    if (pOwn && !options.dFov && pOwn->dHalfHeight > 0) dHalfWidth = pOwn->dHalfHeight / dShape;
-    if (pOwn && !options.dFov && pOwn->dHalfWidth > 0) dHalfWidth = pOwn->dHalfWidth;
-    const double dHalfHeight = dHalfWidth * dShape;
+    frame.uHeight = options.uHeight.value_or(static_cast<uint32_t>(std::max(1.0, std::round(frame.uWidth * dShape))));
+    dShape = frame.uHeight / static_cast<double>(frame.uWidth);
+    frame.dHalfWidth = tan(options.dFov.value_or(USUAL_FOV) * DEGREE / 2);
+    if (pOwn && !options.dFov && pOwn->dHalfHeight > 0) frame.dHalfWidth = pOwn->dHalfHeight / dShape;
+    if (pOwn && !options.dFov && pOwn->dHalfWidth > 0) frame.dHalfWidth = pOwn->dHalfWidth;
+    frame.dHalfHeight = frame.dHalfWidth * dShape;
+    return frame;
+}
 
+// Whether a camera of the file's is worth taking.
+bool isFit(const Model& model, const ModelCamera& own, const ImportOptions& options,
+           std::vector<std::string>& vNotices) {
+    if (own.bDefault) return false;
+    if (options.vFrom || options.vAt || options.dTurn || options.dElevation) return true;  // only its angles count
+    const Frame frame = frameOf(&own, options);
+    const char* szFault =
+        faultOf(model, own.v3Eye, axesOf(own.v3Forward, own.v3Up), frame.dHalfWidth, frame.dHalfHeight);
+    if (!szFault) return true;
+    vNotices.push_back(std::string("the file's camera shows ") + szFault +
+                       " of the model and is not taken (--camera-of-file takes it)");
+    return false;
+}
+
+}  // namespace
+
+SceneCamera placeCamera(const Model& model, const ImportOptions& options, std::vector<std::string>& vNotices) {
+    const bool bTurned = options.dTurn || options.dElevation || options.vAt;
+    const ModelCamera* pOwn = model.camera ? &*model.camera : nullptr;
+    if (pOwn && !options.bCameraOfFile && !isFit(model, *pOwn, options, vNotices)) pOwn = nullptr;
+    const Frame frame = frameOf(pOwn, options);
+    const double dHalfWidth = frame.dHalfWidth, dHalfHeight = frame.dHalfHeight;
     const Vector3d v3Centre = model.box.centre(), v3Sky{0, 1, 0};
     SceneCamera camera;
     const auto place = [&](const Vector3d& v3Eye, const Axes& axes) {
         const double dDistance = std::max(length(v3Centre - v3Eye), 0.1 * radiusOf(model));
         camera = makeCamera(v3Eye, axes, dDistance, dHalfWidth, dHalfHeight);
     };
-    const bool bTurned = options.dTurn || options.dElevation || options.vAt;
     if (options.vFrom) {
         const Vector3d v3Eye = toVector(*options.vFrom);
         place(v3Eye, axesOf((options.vAt ? toVector(*options.vAt) : v3Centre) - v3Eye, v3Sky));
     } else {
         const Axes own = pOwn ? axesOf(pOwn->v3Forward, pOwn->v3Up) : Axes{};
-        if (pOwn && !bTurned && seesModel(model, pOwn->v3Eye, own, dHalfWidth, dHalfHeight)) {
+        if (pOwn && !bTurned) {
             place(pOwn->v3Eye, own);
         } else {
             const Vector3d v3Back =
@@ -153,8 +198,8 @@ SceneCamera placeCamera(const Model& model, const ImportOptions& options) {
             place(v3Eye, options.vAt ? axesOf(toVector(*options.vAt) - v3Eye, v3Sky) : axes);
         }
     }
-    camera.uWidth = uWidth;
-    camera.uHeight = uHeight;
+    camera.uWidth = frame.uWidth;
+    camera.uHeight = frame.uHeight;
     return camera;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Puts an imported model on stage: a ground, a camera that frames it, lights that show it.
 
+#include <string>
 #include <vector>
 
 #include "import/ModelImport.h"
@@ -10,9 +11,10 @@ namespace rt {
 
 constexpr const char* GROUND_NAME = "ground";
 
-/// The camera: the options' where they name a place, the model's own where it has one, otherwise three-quarter from the
-/// front with the whole model inside. Requires a model with a box.
-SceneCamera placeCamera(const Model& model, const ImportOptions& options);
+/// The camera: the options' where they name a place, the model's own where it has one that shows the model, otherwise
+/// three-quarter from the front with the whole model inside. A notice tells of an own one that is not taken. Requires a
+/// model with a box.
+SceneCamera placeCamera(const Model& model, const ImportOptions& options, std::vector<std::string>& vNotices);
 
 /// The lights: the model's own, scaled to a good exposure, with a weak one from the eye; otherwise a key, a fill and a
 /// rim light that move with the camera. The positions are slightly uneven, because a light exactly level with many

@@ -4,6 +4,7 @@
 
 #include <assimp/scene.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -65,6 +66,15 @@ void takeAngles(const aiCamera& camera, const std::string& sFile, ModelCamera& r
     if (result.dHalfHeight == 0.0) result.dHalfHeight = result.dHalfWidth / dAspect;
 }
 
+// Whether something stands where Blender puts it into every new file, whatever the unit and the upright axis.
+bool isBlenders(const Vector3d& v3Place, const std::vector<std::array<double, 3>>& vPlaces) {
+    std::array<double, 3> v{fabs(v3Place.x), fabs(v3Place.y), fabs(v3Place.z)};
+    std::sort(v.begin(), v.end());
+    return std::any_of(vPlaces.begin(), vPlaces.end(), [&](const std::array<double, 3>& p) {
+        return fabs(v[0] / v[2] - p[0] / p[2]) < 1e-3 && fabs(v[1] / v[2] - p[1] / p[2]) < 1e-3;
+    });
+}
+
 }  // namespace
 
 void readCamera(const aiScene& scene, const std::string& sFile, const Map3d& world, Model& model) {
@@ -74,6 +84,9 @@ void readCamera(const aiScene& scene, const std::string& sFile, const Map3d& wor
     // Of glTF's cameras assimp 5.2 gives the node's place once more.
     const Vector3d v3Place = isGltf(modelSuffixOf(sFile)) ? Vector3d{} : toDouble(camera.mPosition);
     ModelCamera result;
+    // Of version 2.8 and later, and of those before.
+    result.bDefault = isBlenders(mapOf(scene, camera.mName, Map3d{}).point(v3Place),
+                                 {{4.95831, 6.92579, 7.35889}, {5.34366, 6.50764, 7.48113}});
     result.v3Eye = map.point(v3Place);
     result.v3Forward = normalize(map.direction(toDouble(camera.mLookAt)));
     result.v3Up = map.direction(toDouble(camera.mUp));
@@ -85,7 +98,8 @@ void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& 
     for (unsigned u = 0; u < scene.mNumLights; ++u) {
         const aiLight& light = *scene.mLights[u];
         if (light.mType == aiLightSource_AMBIENT || light.mType == aiLightSource_UNDEFINED) continue;
-        const Map3d map = mapOf(scene, light.mName, world);
+        const Map3d map = mapOf(scene, light.mName, world), plain = mapOf(scene, light.mName, Map3d{});
+        if (isBlenders(plain.point(toDouble(light.mPosition)), {{1.00545, 4.07625, 5.90386}})) continue;
         const auto number = [](ai_real f) { return static_cast<double>(f); };
         ModelLight result;
         result.bDirectional = light.mType == aiLightSource_DIRECTIONAL;

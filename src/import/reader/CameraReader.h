@@ -13,7 +13,7 @@ namespace rt {
 /// the scene's.
 void readCamera(const aiScene& scene, const std::string& sFile, const Map3d& world, Model& model);
 
-/// Fills model.vLights with the lamps that shine. dScale is the world's.
+/// Fills model.vLights with the lamps that shine, but for the one of every new file of Blender. dScale is the world's.
 void readLights(const aiScene& scene, const Map3d& world, double dScale, Model& model);
 
 }  // namespace rt

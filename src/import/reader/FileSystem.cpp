@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/InputFile.h"
+#include "import/reader/AssimpTypes.h"
 
 namespace rt {
 
@@ -41,6 +42,8 @@ Assimp::IOStream* FileSystem::Open(const char* szFile, const char* szMode) {
     if (pText && sReplaced == szFile)
         return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(pText->data()), pText->size());
     FILE* pFile = szMode[0] != 'r' || files.refuses(szFile) ? nullptr : Velk::openInput(szFile);
+    // A library that is not there is looked for beside the model under the model's name.
+    if (modelSuffixOf(szFile) == "mtl" && (files.missing().empty() || pFile)) files.miss(pFile ? "" : szFile);
     return pFile ? new Stream(pFile, szFile) : nullptr;
 }
 

@@ -23,6 +23,7 @@ struct ImportOptions {
     char cUp = 0;                // 'x', 'y' or 'z'; 0 is the format's own convention
     bool bStudio = false;        // whoever renders it has a studio: mirrors need no room around them
     bool bAllowOutside = false;  // a model may name files outside its directory
+    bool bCameraOfFile = false;  // takes the file's camera whatever it shows
     bool bForce = false;         // replaces a scene of the same name
     bool bProgress = false;      // one line on stderr that is overwritten
     std::string sWrittenRoot;    // how the description names sScenesRoot; empty: the same

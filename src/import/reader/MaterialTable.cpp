@@ -12,6 +12,14 @@ namespace {
 
 constexpr uint32_t NOT_READ = 0xFFFFFFFFu;
 
+// Black shows no shape. Mirrors and glass live on what is around them.
+void lighten(ModelMaterial& material, std::vector<std::string>& vNotices) {
+    const auto& c = material.vColour;
+    if (c[0] || c[1] || c[2] || material.dReflection > 0 || material.dTransmission > 0) return;
+    material.vColour = {204, 204, 204};
+    vNotices.push_back("material " + shownName(material.sName) + " is black: light grey is taken");
+}
+
 }  // namespace
 
 MaterialTable::MaterialTable(const aiScene& s, bool bGltf, ModelFiles& f, Model& m, std::vector<std::string>& v)
@@ -33,6 +41,7 @@ uint32_t MaterialTable::indexOf(const aiMesh& mesh, unsigned uMesh, const std::a
     for (unsigned u = 0; u < 3; ++u) {
         material.vColour[u] = bLinear ? material.vColour[u] * vMean[u] / 255 : vMean[u];
     }
+    lighten(material, vNotices);
     vNotices.push_back("material " + shownName(material.sName) + " has a colour a vertex: their mean is taken");
     return uIndex = static_cast<uint32_t>(model.vMaterials.size() - 1);
 }
@@ -60,6 +69,7 @@ uint32_t MaterialTable::fileIndex(unsigned uMaterial) {
     if (uIndex == NOT_READ) {
         uIndex = static_cast<uint32_t>(model.vMaterials.size());
         model.vMaterials.push_back(materialOf(uMaterial));
+        lighten(model.vMaterials.back(), vNotices);
     }
     return uIndex;
 }

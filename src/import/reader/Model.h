@@ -31,6 +31,7 @@ struct ModelTriangle {
 struct ModelCamera {
     Vector3d v3Eye, v3Forward, v3Up;
     double dHalfWidth = 0.0, dHalfHeight = 0.0;
+    bool bDefault = false;  // an editor put it there, not a person
 };
 
 /// A lamp of the file. A directional light has no place; bDirectional says that v3Direction counts. The illuminance it

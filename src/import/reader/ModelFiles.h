@@ -27,6 +27,12 @@ class ModelFiles {
     /// The first file that a reader wanted and did not get, with the reason; empty when there is none.
     const std::string& refused() const { return sRefused; }
 
+    /// Remembers a file of materials that a reader wanted and that is not there.
+    void miss(const std::string& sFile) { sMissing = sFile; }
+
+    /// The last of these; empty when there is none.
+    const std::string& missing() const { return sMissing; }
+
     /// Where the model lies, without a slash at the end.
     const std::string& folder() const { return sFolder; }
 
@@ -34,7 +40,7 @@ class ModelFiles {
     std::string sFolder;
     std::string sRealFolder, sRealModel;  // without links
     bool bOutside;
-    std::string sRefused;
+    std::string sRefused, sMissing;
     std::set<std::pair<dev_t, ino_t>> seen;  // files whose memory is allowed already
 };
 

@@ -111,7 +111,10 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
         sReason = files.refused().empty() ? readerReason(sFile, importer.GetErrorString()) : files.refused();
         return sMessage = "cannot read " + sFile + ": " + sReason, true;
     }
-    if (!files.refused().empty()) vNotices.push_back(files.refused());
+    if (!files.refused().empty())
+        vNotices.push_back(files.refused());
+    else if (!files.missing().empty())
+        vNotices.push_back("its materials are not there: " + files.missing());
     return convertScene({sFile, *pScene, obj.triangles() ? &obj : nullptr, text.uFaces}, options.cUp, files, model,
                         sMessage, vNotices);
 }

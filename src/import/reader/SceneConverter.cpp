@@ -24,6 +24,9 @@ constexpr double LEAST_EXTENT = 1.0, MOST_EXTENT = 1e5;  // of a scene: the rend
 constexpr double FAR_AWAY = 4.0;                         // extents from the origin where floats get too coarse
 constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model from the floor, as a share of its extent
 
+constexpr double RESTS = 1e-3;              // thickness of a side to rest on, as a share of the extent
+constexpr double FLAT = 0.2, ROUND = 0.05;  // share of the box's side that lies in that plane
+
 // Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
 Map3d worldOf(char cUp) {
     if (cUp == 'x') return {{0, 1, 0}, {-1, 0, 0}, {0, 0, -1}, {}};
@@ -88,18 +91,49 @@ Measure measure(const ObjMesh& obj, const Map3d& world) {
     return result;
 }
 
-// STL and PLY do not say which way is up. Printers' files have z up and scans mostly y; a model that stands on the
-// floor of the one axis and not on that of the other tells.
-char upOf(const aiScene& scene, const std::string& sSuffix) {
+// Area of the triangles that lie in the lowest plane across an axis, 1 for y and 2 for z.
+double restingArea(const aiScene& scene, const Box3d& box, unsigned uAxis) {
+    const auto height = [uAxis](const Vector3d& p) { return uAxis == 1 ? p.y : p.z; };
+    const double dHighest = height(box.v3Min) + RESTS * box.extent();
+    double dArea = 0;
+    visitMeshes(scene, *scene.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned, const Map3d& map) {
+        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+            const aiFace& face = mesh.mFaces[u];
+            if (!isTriangle(mesh, face)) continue;
+            Vector3d p[3];
+            for (unsigned i = 0; i < 3; ++i) p[i] = map.point(toDouble(mesh.mVertices[face.mIndices[i]]));
+            if (std::max({height(p[0]), height(p[1]), height(p[2])}) > dHighest) continue;
+            dArea += 0.5 * length(cross(p[1] - p[0], p[2] - p[0]));
+        }
+    });
+    return dArea;
+}
+
+// Whether the file stands on the floor of one axis and floats over that of the other, or has a flat side to rest on
+// across the one alone. Printers' files rest on z = 0 whatever their sides are.
+bool isOtherUp(const aiScene& scene, bool bStl) {
+    const Box3d box = measure(scene, Map3d{}).box;
+    const double dFloorY = fabs(box.v3Min.y) / box.extent(), dFloorZ = fabs(box.v3Min.z) / box.extent();
+    const double dUsual = bStl ? dFloorZ : dFloorY, dOther = bStl ? dFloorY : dFloorZ;
+    if (dOther < STANDS && dUsual > FLOATS) return true;
+    if (dUsual < STANDS && dOther > FLOATS) return false;
+    const Vector3d v3Size = box.size();
+    const double dAreas[] = {restingArea(scene, box, 1), restingArea(scene, box, 2)};
+    const double dShares[] = {dAreas[0] / (v3Size.x * v3Size.z), dAreas[1] / (v3Size.x * v3Size.y)};
+    if (!(dShares[bStl ? 0 : 1] > FLAT)) return false;
+    return bStl ? dShares[1] < ROUND : dAreas[1] > 2 * dAreas[0];
+}
+
+// STL and PLY do not say which way is up. Printers' files have z up and scans mostly y.
+char upOf(const aiScene& scene, const std::string& sSuffix, std::vector<std::string>& vNotices) {
     int32_t iAxis = 1;
     if (scene.mMetaData && scene.mMetaData->Get("UpAxis", iAxis)) return iAxis == 0 ? 'x' : iAxis == 2 ? 'z' : 'y';
     if (sSuffix == "3mf" || sSuffix == "amf" || sSuffix == "dxf") return 'z';
-    if (sSuffix != "stl" && sSuffix != "ply") return 'y';
-    const Box3d box = measure(scene, Map3d{}).box;
-    const char cUsual = sSuffix == "stl" ? 'z' : 'y';
-    const double dUsual = fabs(cUsual == 'z' ? box.v3Min.z : box.v3Min.y) / box.extent();
-    const double dOther = fabs(cUsual == 'z' ? box.v3Min.y : box.v3Min.z) / box.extent();
-    return dOther < STANDS && dUsual > FLOATS ? (cUsual == 'z' ? 'y' : 'z') : cUsual;
+    const bool bStl = sSuffix == "stl";
+    if (!bStl && sSuffix != "ply") return 'y';
+    if (!isOtherUp(scene, bStl)) return bStl ? 'z' : 'y';
+    vNotices.push_back(std::string(bStl ? "y" : "z") + " is taken as up, since it rests best so (--up decides)");
+    return bStl ? 'y' : 'z';
 }
 
 // Brings a box of an odd size or place to one that single precision and the renderer's units like.
@@ -202,7 +236,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     const aiScene& scene = read.scene;
     const std::string& sFile = read.sFile;
     const std::string sSuffix = modelSuffixOf(sFile);
-    const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix));
+    const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix, vNotices));
     const Measure found = read.pObj ? measure(*read.pObj, turned) : measure(scene, turned);
     if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
     if (!found.bFinite) return sMessage = sFile + " has numbers that are not finite", true;
