@@ -41,6 +41,8 @@ constexpr OptionRow<Import> IMPORT_ROWS[] = {
      }},
     {Option::word("--up", "axis", "x|y|z", "the axis of the file that points up").otherwise("the format's"),
      [](Import& s, Given v) { s.options.cUp = v[0].sText[0]; }},
+    {Option::flag("--camera-of-file", "takes the model's own camera whatever it shows"),
+     [](Import& s, Given) { s.options.bCameraOfFile = true; }},
     {Option::flag("--allow-outside", "takes textures and data of the model from anywhere")
          .more("Without it, only files in the model's directory or below are read."),
      [](Import& s, Given) { s.options.bAllowOutside = true; }},

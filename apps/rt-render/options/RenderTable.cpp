@@ -105,6 +105,8 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values v) { s.import.eMaterial = MATERIALS[v[0].u]; }},
     {Option::word("--up", "axis", "x|y|z", "the model's upright axis").otherwise("the format's"),
      [](Settings& s, Values v) { s.import.cUp = v[0].sText[0]; }},
+    {Option::flag("--camera-of-file", "takes the model's own camera whatever it shows"),
+     [](Settings& s, Values) { s.import.bCameraOfFile = true; }},
     {Option::flag("--allow-outside", "takes textures and data of the model from anywhere")
          .more("Without it, only files in the model's directory or below are read."),
      [](Settings& s, Values) { s.import.bAllowOutside = true; }},
