@@ -98,10 +98,9 @@ const char* faultOf(const Model& model, const Vector3d& v3Eye, const Axes& axes,
     const bool bAmid = v3Eye.x > b.v3Min.x && v3Eye.x < b.v3Max.x && v3Eye.y > b.v3Min.y && v3Eye.y < b.v3Max.y &&
                        v3Eye.z > b.v3Min.z && v3Eye.z < b.v3Max.z;
     if (uInside == 0) return "nothing";
-    if (std::max(dRight - dLeft, dTop - dBottom) < 2 * LEAST_SHOWN) return "a speck";
-    return !bAmid && static_cast<double>(uInside) < LEAST_INSIDE * static_cast<double>(model.vVertices.size())
-               ? "a small part"
-               : nullptr;
+    if (!bAmid && static_cast<double>(uInside) < LEAST_INSIDE * static_cast<double>(model.vVertices.size()))
+        return "a small part";
+    return std::max(dRight - dLeft, dTop - dBottom) < 2 * LEAST_SHOWN ? "a speck" : nullptr;
 }
 
 SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance, double dHalfWidth,

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 
 #include "render/RayTracer.h"
 #include "scene/Scene.h"
@@ -157,6 +158,60 @@ TEST_F(ImportTest, CameraAndLampsOfTheModelAreUsed) {
     EXPECT_EQ(std::pair(camera.uWidth, camera.uHeight), std::pair(30u, 20u));
 }
 
+// Where a camera of the file stands, and whether it is taken.
+TEST_F(ImportTest, CamerasThatShowTheModelAreTaken) {
+    writeLetterWithCamera();
+    const std::string sText = readFile("camera.gltf");
+    const size_t uPlace = sText.find("1.5,2.5,14");
+    ASSERT_NE(uPlace, std::string::npos);
+    const struct {
+        const char* szPlace;
+        std::string sSays;
+    } places[] = {{"1.5, 2.5, 20", ""},
+                  {"900, 2.5, 14", "shows nothing of"},
+                  {"1.5, 2.5, 800", "shows a speck of"},
+                  {"1.5, 1.0, 3.5", "shows a small part of"},
+                  {"7.358891, 4.958309, 6.925791", ""}};
+    for (const auto& [szPlace, sSays] : places) {
+        writeFile("camera.gltf", std::string(sText).replace(uPlace, 10, szPlace));
+        double x = 0, y = 0, z = 0;
+        sscanf(szPlace, "%lf, %lf, %lf", &x, &y, &z);
+        for (const std::string sOption : {"", " --camera-of-file"}) {
+            ASSERT_EQ(import("camera.gltf own --force" + sOption), 0) << sErrors;
+            EXPECT_EQ(contains(sErrors, "the file's camera " + sSays), !sSays.empty() && sOption.empty()) << sErrors;
+            Camera camera;
+            ASSERT_FALSE(camera.loadCamera("Scenes/own/own.cam"));
+            const bool bTaken = fabs(static_cast<double>(camera.v3Position.z) + z) < 1e-3;
+            EXPECT_EQ(bTaken, !sOption.empty() || szPlace == places[0].szPlace) << szPlace;
+        }
+    }
+}
+
+// A plate of 3 x 3 x 0.1 off the floor, flat across one axis, as the files that do not say which axis is up.
+TEST_F(ImportTest, PartsLieOnTheirFlatSide) {
+    for (const char cUp : {'y', 'z'}) {
+        std::string sPoints, sFaces;
+        for (unsigned u = 0; u < 8; ++u) {
+            const double a = u & 1 ? 4 : 1, b = u & 2 ? 4 : 1, c = u & 4 ? 1.1 : 1;
+            char szPoint[100];
+            snprintf(szPoint, sizeof(szPoint), "%g %g %g\n", a, cUp == 'z' ? b : c, cUp == 'z' ? c : b);
+            sPoints += szPoint;
+        }
+        for (const char* sz : {"0 1 3 2", "4 5 7 6", "0 1 5 4", "2 3 7 6", "0 2 6 4", "1 3 7 5"})
+            sFaces += std::string("4 ") + sz + "\n";
+        writeFile("plate.ply",
+                  "ply\nformat ascii 1.0\nelement vertex 8\nproperty float x\nproperty float y\nproperty float z\n"
+                  "element face 6\nproperty list uchar int vertex_indices\nend_header\n" +
+                      sPoints + sFaces);
+        ASSERT_EQ(import("plate.ply --force"), 0) << sErrors;
+        EXPECT_EQ(contains(sErrors, "z is taken as up, since it rests best so (--up decides)"), cUp == 'z') << sErrors;
+        Scene scene;
+        ASSERT_FALSE(scene.loadScene("Scenes/plate/plate.brs"));
+        scene.findMinMax();
+        EXPECT_LT(scene.boxScene.v3Max.y - scene.boxScene.v3Min.y, 0.5f) << cUp;
+    }
+}
+
 TEST_F(ImportTest, MaterialsKeepTheirColoursMirrorsGlassAndMeanOfTexture) {
     writeFile("two.mtl",
               "newmtl clay\nKd 1 0.5 0\nKs 0.5 0.5 0.5\nNs 41\n"
@@ -253,6 +308,72 @@ TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
                 << uFile << s << '\n'
                 << sText;
     }
+}
+
+// Files that were refused, lost their faces or turned black without a word.
+TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
+    const std::string V = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n", F = "f 1 2 3\nf 1 4 2\n", OBJ = V + F;
+    const auto replaced = [](std::string s, const char* szFrom, const std::string& sTo) {
+        for (size_t u = 0; (u = s.find(szFrom, u)) != std::string::npos; u += sTo.size())
+            s.replace(u, strlen(szFrom), sTo);
+        return s;
+    };
+    const auto utf16 = [](const std::string& s, bool bBig) {
+        std::string sBytes = bBig ? "\xFE\xFF" : "\xFF\xFE";
+        for (const char c : s) (sBytes += bBig ? '\0' : c) += bBig ? c : '\0';
+        return sBytes;
+    };
+    // A PLY file with an x that begins with the byte c.
+    const auto ply = [](const char* szFormat, const std::string& sElements, const std::string& sData, char c = 0) {
+        std::string s = std::string("ply\nformat ") + szFormat + " 1.0\n" + sElements + "end_header\n";
+        if (sData[0] != '\0') return s + sData;
+        for (const float f : {0.1f, 0.f, 0.f, 0.f, 1.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 1.f})
+            s.append(reinterpret_cast<const char*>(&f), sizeof(f));
+        if (c) s[s.size() - 48] = c;
+        return s + sData.substr(1);
+    };
+    const std::string XYZ = "element vertex 4\nproperty float x\nproperty float y\nproperty float z\n",
+                      STRIPS = XYZ + "element tristrips 1\nproperty list int int vertex_indices\n",
+                      FACES = "element face 2\nproperty list uchar int vertex_indices\n",
+                      BINARY = "binary_little_endian", TWO("\3\0\0\0\0\1\0\0\0\2\0\0\0\3\1\0\0\0\3\0\0\0\2\0\0\0", 26),
+                      NUL(1, '\0');
+    const std::string STRIP_INDICES("\4\0\0\0\0\0\0\0\1\0\0\0\2\0\0\0\3\0\0\0", 20);
+    writeFile("black.mtl", "newmtl a\nKd 0 0 0\n");
+    writeLetter("dae");
+    const struct {
+        const char* szFile;
+        std::string sBytes;
+        const char* szSays;
+        int iStatus = 0;
+    } files[] = {
+        {"blanks.obj", replaced(replaced(OBJ, "v ", " v "), "f ", "\tf "), "2 triangles"},
+        {"comments.obj", replaced(OBJ, "\n", " # x\n"), "2 triangles"},
+        {"mark.obj", "\xEF\xBB\xBF" + OBJ, "2 triangles"},
+        {"utf16.obj", utf16(OBJ, false), "2 triangles"},
+        {"utf16.dae", utf16(replaced(readFile("letter.dae"), "utf-8", "utf-16"), true), "48 triangles"},
+        {"comma.obj", V + "v 0,5 0 0\n" + F, "cannot read comma.obj: line 5 has a decimal comma: 0,5 0 0\n", 1},
+        {"index.obj", OBJ + "f 1 2 9\n", "cannot read index.obj: a face has vertex 9 of 4\n", 1},
+        {"pair.obj", "v 0 0\n" + OBJ, "line 1 has a vertex of 2 numbers\n", 1},
+        {"library.obj", "mtllib none.mtl\n" + OBJ, "its materials are not there: none.mtl\n"},
+        {"black.obj", "mtllib black.mtl\nusemtl a\n" + OBJ, "material a is black: light grey is taken\n"},
+        {"thin.obj", OBJ + "f 1 1 2\n", "only 2 of 3 triangles have an area\n"},
+        {"strips.ply", ply("ascii", STRIPS, "0 0 0\n0 1 0\n1 0 0\n1 1 1\n8 0 1 2 3 -1 1 2 0\n"), "3 triangles"},
+        {"cut.ply", ply("ascii", STRIPS, "0 0 0\n0 1 0\n1 0 0\n1 1 1\n8 0 1 2 3\n"),
+         "its data are shorter than its header says\n", 1},
+        {"strips2.ply", ply(BINARY.c_str(), STRIPS, NUL + STRIP_INDICES), "2 triangles"},
+        {"feed.ply", ply(BINARY.c_str(), XYZ + FACES, NUL + TWO, '\n'), "2 triangles"},
+        {"element.ply", ply(BINARY.c_str(), XYZ + "element odd 1\nproperty uchar x\n" + FACES, NUL + "x" + TWO),
+         "2 triangles"},
+        {"lines.ply", ply("ascii", XYZ + FACES, "0 0 0\n0 1 0\n1 0 0\n1 1 1\n3 0 1 2\n2 0 1\n"),
+         "only 1 of 2 faces could be read\n"},
+    };
+    for (const auto& [szFile, sBytes, szSays, iStatus] : files) {
+        writeFile(szFile, sBytes);
+        EXPECT_EQ(import(szFile + std::string(" hard --force")), iStatus) << szFile << sErrors;
+        EXPECT_TRUE(contains(sErrors + sOutput, szSays)) << szFile << ": " << sErrors << sOutput;
+    }
+    ASSERT_EQ(import("black.obj"), 0);
+    EXPECT_TRUE(contains(readFile("Scenes/black/black.atr"), "color 204 204 204\n"));
 }
 
 TEST_F(ImportTest, WhatCannotBeImportedIsRefusedInOneLineAndLeavesNothing) {

@@ -26,6 +26,7 @@ constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model 
 
 constexpr double RESTS = 1e-3;              // thickness of a side to rest on, as a share of the extent
 constexpr double FLAT = 0.2, ROUND = 0.05;  // share of the box's side that lies in that plane
+constexpr double THIN = 0.3;                // thickness of a plate, as a share of its shorter side
 
 // Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
 Map3d worldOf(char cUp) {
@@ -109,8 +110,8 @@ double restingArea(const aiScene& scene, const Box3d& box, unsigned uAxis) {
     return dArea;
 }
 
-// Whether the file stands on the floor of one axis and floats over that of the other, or has a flat side to rest on
-// across the one alone. Printers' files rest on z = 0 whatever their sides are.
+// Whether the file stands on the floor of the unusual axis and floats over that of the usual one, or has a flat side to
+// rest on across the unusual axis alone, or is a plate across it. Printers' files may be plates that stand.
 bool isOtherUp(const aiScene& scene, bool bStl) {
     const Box3d box = measure(scene, Map3d{}).box;
     const double dFloorY = fabs(box.v3Min.y) / box.extent(), dFloorZ = fabs(box.v3Min.z) / box.extent();
@@ -118,10 +119,11 @@ bool isOtherUp(const aiScene& scene, bool bStl) {
     if (dOther < STANDS && dUsual > FLOATS) return true;
     if (dUsual < STANDS && dOther > FLOATS) return false;
     const Vector3d v3Size = box.size();
-    const double dAreas[] = {restingArea(scene, box, 1), restingArea(scene, box, 2)};
-    const double dShares[] = {dAreas[0] / (v3Size.x * v3Size.z), dAreas[1] / (v3Size.x * v3Size.y)};
-    if (!(dShares[bStl ? 0 : 1] > FLAT)) return false;
-    return bStl ? dShares[1] < ROUND : dAreas[1] > 2 * dAreas[0];
+    const double dAcross = bStl ? v3Size.y : v3Size.z, dAside = std::min(v3Size.x, bStl ? v3Size.z : v3Size.y);
+    const double dShareY = restingArea(scene, box, 1) / (v3Size.x * v3Size.z);
+    const double dShareZ = restingArea(scene, box, 2) / (v3Size.x * v3Size.y);
+    if (!((bStl ? dShareY : dShareZ) > FLAT)) return false;
+    return (bStl ? dShareZ : dShareY) < ROUND || (!bStl && dAcross < THIN * dAside);
 }
 
 // STL and PLY do not say which way is up. Printers' files have z up and scans mostly y.
