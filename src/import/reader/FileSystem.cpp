@@ -34,13 +34,18 @@ class Stream : public Assimp::DefaultIOStream {
 
 }  // namespace
 
+const std::string* FileSystem::replacementOf(const std::string& sFile) const {
+    const auto found = replaced.find(sFile.substr(sFile.rfind('/') + 1));
+    return found == replaced.end() ? nullptr : found->second;
+}
+
 bool FileSystem::Exists(const char* szFile) const {
-    return !files.refuses(szFile) && DefaultIOSystem::Exists(szFile);
+    return replacementOf(szFile) || (!files.refuses(szFile) && DefaultIOSystem::Exists(szFile));
 }
 
 Assimp::IOStream* FileSystem::Open(const char* szFile, const char* szMode) {
-    if (pText && sReplaced == szFile)
-        return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(pText->data()), pText->size());
+    if (const std::string* p = replacementOf(szFile))
+        return new Assimp::MemoryIOStream(reinterpret_cast<const uint8_t*>(p->data()), p->size());
     FILE* pFile = szMode[0] != 'r' || files.refuses(szFile) ? nullptr : Velk::openInput(szFile);
     // A library that is not there is looked for beside the model under the model's name.
     if (modelSuffixOf(szFile) == "mtl" && (files.missing().empty() || pFile)) files.miss(pFile ? "" : szFile);

@@ -3,6 +3,7 @@
 
 #include <assimp/DefaultIOSystem.h>
 
+#include <map>
 #include <string>
 
 #include "import/reader/ModelFiles.h"
@@ -19,15 +20,14 @@ class FileSystem : public Assimp::DefaultIOSystem {
     bool Exists(const char* szFile) const override;
     Assimp::IOStream* Open(const char* szFile, const char* szMode) override;
 
-    /// Gives readers this text in place of a file. The text must outlive this object.
-    void replace(const std::string& sFile, const std::string& sText) {
-        sReplaced = sFile;
-        pText = &sText;
-    }
+    /// Gives readers this text in place of every file of this name, which need not be there. The text must outlive this
+    /// object.
+    void replace(const std::string& sName, const std::string& sText) { replaced[sName] = &sText; }
 
  private:
-    std::string sReplaced;
-    const std::string* pText = nullptr;
+    const std::string* replacementOf(const std::string& sFile) const;
+
+    std::map<std::string, const std::string*> replaced;
     ModelFiles& files;
 };
 

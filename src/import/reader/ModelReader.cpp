@@ -18,10 +18,15 @@
 #include "import/reader/SceneConverter.h"
 #include "import/scan/ModelText.h"
 #include "import/scan/ObjScanner.h"
+#include "import/scan/ThreeMf.h"
 
 namespace rt {
 
 namespace {
+
+// Files in memory, which stand beside the model.
+constexpr const char* DIGEST = "digest of the model.obj";
+constexpr const char* DIGEST_LIBRARY = "digest of the model.mtl";
 
 class TerminalProgress : public Assimp::ProgressHandler {
  public:
@@ -57,10 +62,17 @@ bool isCut(FILE* pFile) {
     return std::string(sTail, fread(sTail, 1, sizeof(sTail), pFile)).find("COLLADA>") == std::string::npos;
 }
 
-// Brings a file into a form that its reader understands, and scans it for triangles if it is of a plain kind. True
-// with the reason when it is broken.
-bool prepareFile(const std::string& sFile, ModelText& text, ObjMesh& obj, std::string& sReason) {
+// A file in the form that its reader understands, and what is known of it already.
+struct Prepared {
+    ModelText text;
+    ObjMesh mesh;  // empty, or the triangles that a digest stands for
+    std::string sMaterials;
+};
+
+// True with the reason when the file is broken.
+bool prepare(const std::string& sFile, Prepared& prepared, std::string& sReason, std::vector<std::string>& vNotices) {
     const std::string sSuffix = modelSuffixOf(sFile);
+    ModelText& text = prepared.text;
     if (decodeText(sFile, text, sReason)) return true;
     const Velk::NRaiiFile file(text.open(sFile));
     if (!file.get()) return sReason = strerror(errno), true;
@@ -68,12 +80,11 @@ bool prepareFile(const std::string& sFile, ModelText& text, ObjMesh& obj, std::s
     if (sSuffix == "dae" && isCut(file.get())) return sReason = "its end is missing", true;
     rewind(file.get());
     if (sSuffix == "obj") {
-        const ObjScan eScan = scanObj(file.get(), obj, sReason);
-        if (eScan == ObjScan::OTHER) obj = ObjMesh();
+        const ObjScan eScan = scanObj(file.get(), prepared.mesh, sReason);
+        if (eScan == ObjScan::OTHER) prepared.mesh = ObjMesh();
         if (eScan == ObjScan::REFUSED) return true;
-        if (obj.triangles()) text.sText = obj.sDigest;
-        text.bReplaced = text.bReplaced || obj.triangles();
     }
+    if (sSuffix == "3mf") (void)readThreeMf(sFile, DIGEST_LIBRARY, prepared.mesh, text, prepared.sMaterials, vNotices);
     if (sSuffix == "stl") countStl(sFile, text);
     return sSuffix == "ply" && rewritePly(sFile, text, sReason);
 }
@@ -93,11 +104,13 @@ std::string readerReason(const std::string& sFile, const std::string& sSaid) {
 
 bool readModel(const std::string& sFile, const ImportOptions& options, Model& model, std::string& sMessage,
                std::vector<std::string>& vNotices) {
-    std::string sReason;
-    ModelText text;
-    ObjMesh obj;
-    if (prepareFile(sFile, text, obj, sReason)) return sMessage = "cannot read " + sFile + ": " + sReason, true;
     ModelFiles files(sFile, options.bAllowOutside);
+    Prepared prepared;
+    std::string sReason;
+    const char* szRefusal = files.refusalOf(sFile);  // allows the memory as well
+    if (szRefusal) sReason = szRefusal;
+    if (szRefusal || prepare(sFile, prepared, sReason, vNotices))
+        return sMessage = "cannot read " + sFile + ": " + sReason, true;
     // Never deleted: the process ends with the model, and some readers crash when they are.
     static Assimp::Importer* const pImporter = new Assimp::Importer;
     Assimp::Importer& importer = *pImporter;
@@ -105,8 +118,12 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     importer.SetIOHandler(pFiles);  // the importer deletes both
     importer.SetProgressHandler(new TerminalProgress(options.bProgress));
     if (options.cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
-    if (text.bReplaced) pFiles->replace(sFile, text.sText);
-    const aiScene* pScene = importer.ReadFile(sFile, aiProcess_Triangulate);
+    const bool bDigest = prepared.mesh.triangles() > 0;
+    const std::string sRead = bDigest ? sFile.substr(0, sFile.rfind('/') + 1) + DIGEST : sFile;
+    if (bDigest) pFiles->replace(DIGEST, prepared.mesh.sDigest);
+    if (!prepared.sMaterials.empty()) pFiles->replace(DIGEST_LIBRARY, prepared.sMaterials);
+    if (prepared.text.bReplaced) pFiles->replace(sFile.substr(sFile.rfind('/') + 1), prepared.text.sText);
+    const aiScene* pScene = importer.ReadFile(sRead, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {
         sReason = files.refused().empty() ? readerReason(sFile, importer.GetErrorString()) : files.refused();
         return sMessage = "cannot read " + sFile + ": " + sReason, true;
@@ -115,8 +132,8 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
         vNotices.push_back(files.refused());
     else if (!files.missing().empty())
         vNotices.push_back("its materials are not there: " + files.missing());
-    return convertScene({sFile, *pScene, obj.triangles() ? &obj : nullptr, text.uFaces}, options.cUp, files, model,
-                        sMessage, vNotices);
+    return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces}, options.cUp, files,
+                        model, sMessage, vNotices);
 }
 
 }  // namespace rt

@@ -238,7 +238,9 @@ class ObjScanner {
             if (corners[u].uNormal != ObjMesh::NO_NORMAL) uMostNormal = std::max(uMostNormal, corners[u].uNormal + 1);
         }
         if (uCorners < 3) return ObjScan::DONE;
-        if (bNewRun && startRun()) return ObjScan::OTHER;
+        if (bNewRun) mesh.startRun();
+        bNewRun = false;
+        if (mesh.vRuns.size() > MOST_RUNS) return ObjScan::OTHER;
         if (uCorners == 4) vQuads.push_back(mesh.triangles());
         addTriangle(corners[0], corners[1], corners[2]);
         if (uCorners == 4) addTriangle(corners[0], corners[2], corners[3]);
@@ -253,15 +255,6 @@ class ObjScanner {
             mesh.vVertices.push_back(p->uVertex);
             if (bNormals || !mesh.vCornerNormals.empty()) mesh.vCornerNormals.push_back(p->uNormal);
         }
-    }
-
-    bool startRun() {
-        const std::string sRun = "\nv " + std::to_string(mesh.vRuns.size());
-        mesh.sDigest += sRun + " 0 0" + sRun + " 1 0" + sRun + " 0 1\nf -3 -2 -1\n";
-        mesh.vRuns.emplace_back();
-        mesh.vRuns.back().uFirst = mesh.triangles();
-        bNewRun = false;
-        return mesh.vRuns.size() > MOST_RUNS;
     }
 
     // Quads are cut from the corner that is concave, by assimp's rule.
@@ -334,6 +327,13 @@ class ObjScanner {
 };
 
 }  // namespace
+
+void ObjMesh::startRun() {
+    const std::string sRun = "\nv " + std::to_string(vRuns.size());
+    sDigest += sRun + " 0 0" + sRun + " 1 0" + sRun + " 0 1\nf -3 -2 -1\n";
+    vRuns.emplace_back();
+    vRuns.back().uFirst = triangles();
+}
 
 ObjScan scanObj(FILE* pFile, ObjMesh& mesh, std::string& sReason) {
     return ObjScanner(mesh, sReason).scan(pFile);

@@ -31,6 +31,9 @@ struct ObjMesh {
     /// in it; x of its vertices is the run's number.
     std::string sDigest;
 
+    /// Begins a run with the next triangle.
+    void startRun();
+
     size_t triangles() const { return vVertices.size() / 3; }
 };
 

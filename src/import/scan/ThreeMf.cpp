@@ -1,0 +1,236 @@
+// Reads 3MF files: parts, components, colours.
+
+#include "import/scan/ThreeMf.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "base/NRaiiFile.h"
+#include "base/Printable.h"
+#include "import/scan/ThreeMfPart.h"
+#include "import/scan/Xml.h"
+#include "import/scan/Zip.h"
+#include "picture/PictureFile.h"
+
+namespace rt {
+
+namespace {
+
+constexpr unsigned DEEPEST = 32;                 // components in components
+constexpr size_t MOST_PLACES = size_t{1} << 20;  // objects and components: a few lines can ask for any number
+constexpr size_t MOST_PLACED = size_t{1} << 27;  // triangles
+constexpr size_t MANY_PAINTS = 512;              // from here on colours are rounded
+constexpr unsigned SHRINK = 4;                   // of pictures: triangles are larger than pixels
+const char* const USUAL_PART = "3D/3dmodel.model";
+
+// The one after the other.
+PartMatrix chain(const PartMatrix& first, const PartMatrix& second) {
+    PartMatrix result{};
+    for (size_t uRow = 0; uRow < 4; ++uRow) {
+        for (size_t u = 0; u < 3; ++u) {
+            double d = uRow == 3 ? second[9 + u] : 0.0;
+            for (size_t i = 0; i < 3; ++i) d += first[3 * uRow + i] * second[3 * i + u];
+            result[3 * uRow + u] = d;
+        }
+    }
+    return result;
+}
+
+bool isMirror(const PartMatrix& m) {
+    return m[0] * (m[4] * m[8] - m[5] * m[7]) - m[1] * (m[3] * m[8] - m[5] * m[6]) +
+               m[2] * (m[3] * m[7] - m[4] * m[6]) <
+           0;
+}
+
+class ThreeMf {
+ public:
+    ThreeMf(const Zip& z, ObjMesh& m, std::vector<std::string>& v) : zip(z), mesh(m), vNotices(v) {}
+
+    // All that is built; where nothing is, all that there is.
+    void build(const std::string& sPath) {
+        ThreeMfPart& root = partOf(sPath);
+        for (const PartInstance& item : root.vItems) place(sPath, item, 0);
+        if (!vTriangles.empty()) return;
+        for (const auto& [uObject, object] : root.objects) {
+            if (!object.vTriangles.empty()) place(sPath, {uObject, ""}, 0);
+        }
+    }
+
+    // Sorts the triangles by their materials, and writes these down.
+    void finish(const std::string& sLibrary, std::string& sMaterials) {
+        std::stable_sort(vTriangles.begin(), vTriangles.end(),
+                         [](const Placed& a, const Placed& b) { return a.uMaterial < b.uMaterial; });
+        if (!vMaterials.empty()) mesh.sDigest = "mtllib " + sLibrary + "\n";
+        for (const Placed& t : vTriangles) {
+            if (mesh.vRuns.empty() || t.uMaterial != uLast) {
+                uLast = t.uMaterial;
+                if (uLast != NO_PAINT) mesh.sDigest += "usemtl " + vMaterials[uLast].sName + "\n";
+                mesh.startRun();
+            }
+            mesh.vVertices.insert(mesh.vVertices.end(), t.uVertices, t.uVertices + 3);
+        }
+        char szLine[100];
+        for (const Paint& paint : vMaterials) {
+            const auto& c = paint.vColour;
+            snprintf(szLine, sizeof(szLine), "\nKd %.9f %.9f %.9f\nd %.9f\n", c[0] / 255, c[1] / 255, c[2] / 255,
+                     c[3] / 255);
+            sMaterials += "newmtl " + paint.sName + szLine;
+        }
+    }
+
+    uint64_t uDeclared = 0;
+
+ private:
+    struct Placed {
+        uint32_t uVertices[3], uMaterial;
+    };
+
+    ThreeMfPart& partOf(const std::string& sPath) {
+        const auto [found, bNew] = parts.try_emplace(sPath);
+        std::string sXml;
+        if (bNew && !zip.unpack(sPath, sXml)) found->second.read(sXml);
+        return found->second;
+    }
+
+    void place(const std::string& sPart, const PartInstance& instance, unsigned uDepth) {
+        const std::string sPath = instance.sPath.empty() ? sPart : instance.sPath.substr(instance.sPath[0] == '/');
+        ThreeMfPart& part = partOf(sPath);
+        const auto found = part.objects.find(instance.uObject);
+        if (found == part.objects.end() || ++uPlaces > MOST_PLACES || uDepth > DEEPEST) return;
+        const PartObject& object = found->second;
+        if (std::max(object.vTriangles.size() + vTriangles.size(), object.vVertices.size() + mesh.vPositions.size()) >
+            MOST_PLACED)
+            return;
+        addTriangles(part, object, instance.matrix);
+        for (const PartInstance& component : object.vComponents) {
+            PartInstance placed = component;
+            placed.matrix = chain(component.matrix, instance.matrix);
+            place(sPath, placed, uDepth + 1);
+        }
+    }
+
+    void addTriangles(ThreeMfPart& part, const PartObject& object, const PartMatrix& m) {
+        const uint32_t uFirst = static_cast<uint32_t>(mesh.vPositions.size());
+        for (const auto& v : object.vVertices) {
+            const auto at = [&](size_t u) {
+                return static_cast<float>(v[0] * m[u] + v[1] * m[3 + u] + v[2] * m[6 + u] + m[9 + u]);
+            };
+            mesh.vPositions.push_back({at(0), at(1), at(2)});
+        }
+        uDeclared += object.vTriangles.size();
+        const bool bTurned = isMirror(m);
+        for (const PartTriangle& t : object.vTriangles) {
+            if (std::max({t.uVertices[0], t.uVertices[1], t.uVertices[2]}) >= object.vVertices.size()) continue;
+            const uint32_t a = t.uVertices[0], b = t.uVertices[bTurned ? 2 : 1], c = t.uVertices[bTurned ? 1 : 2];
+            vTriangles.push_back({{uFirst + a, uFirst + b, uFirst + c}, materialOf(part, object, t)});
+        }
+    }
+
+    // The mean of the corners' paints.
+    uint32_t materialOf(ThreeMfPart& part, const PartObject& object, const PartTriangle& t) {
+        const bool bOwn = t.uPaints[0] != NO_PAINT;
+        const uint32_t uGroup = t.uGroup != NO_PAINT ? t.uGroup : object.uGroup;
+        const auto found = part.groups.find(uGroup);
+        if (found == part.groups.end()) return NO_PAINT;
+        PaintGroup& group = found->second;
+        if (!group.sTexture.empty()) takeTexture(group);
+        Paint paint;
+        paint.vColour = {};
+        for (unsigned u = 0; u < 3; ++u) {
+            uint32_t uPaint = !bOwn ? object.uPaint : t.uPaints[u] != NO_PAINT ? t.uPaints[u] : t.uPaints[0];
+            if (uPaint >= group.vPaints.size()) return NO_PAINT;
+            const Paint& corner = group.vPaints[uPaint];
+            for (unsigned i = 0; i < 4; ++i) paint.vColour[i] += corner.vColour[i] / 3;
+            paint.sName = u == 0 || paint.sName == corner.sName ? corner.sName : "";
+        }
+        return addPaint(paint);
+    }
+
+    // The colours at the places, in place of the texture.
+    void takeTexture(PaintGroup& group) {
+        std::string sBytes;
+        DecodedPicture picture;
+        const std::string sName = group.sTexture.substr(group.sTexture[0] == '/');
+        const bool bFailed = zip.unpack(sName, sBytes) || decodePicture(reinterpret_cast<const uint8_t*>(sBytes.data()),
+                                                                        sBytes.size(), SHRINK, picture);
+        vNotices.push_back("texture " + sName +
+                           (bFailed ? " cannot be read: light grey is taken" : " gives each triangle one colour"));
+        const auto pixel = [](double d, uint32_t uSize) {
+            const double dPlace = (d - std::floor(d)) * uSize;  // it repeats
+            return dPlace >= 0 && dPlace < uSize ? static_cast<size_t>(dPlace) : 0;
+        };
+        for (Paint& paint : group.vPaints) {
+            const size_t uColumn = pixel(paint.vColour[0], picture.uWidth),
+                         uRow = pixel(-paint.vColour[1], picture.uHeight);
+            const uint8_t* p = bFailed ? nullptr : &picture.vPixels[4 * (uRow * picture.uWidth + uColumn)];
+            for (unsigned u = 0; u < 3; ++u) paint.vColour[u] = p ? p[u] : 204;
+        }
+        group.sTexture.clear();
+    }
+
+    uint32_t addPaint(Paint& paint) {
+        std::array<unsigned, 4> vRounded{};
+        for (unsigned u = 0; u < 4; ++u) {
+            const double d = std::clamp(paint.vColour[u], 0.0, 255.0);
+            vRounded[u] =
+                static_cast<unsigned>(vMaterials.size() < MANY_PAINTS ? std::lround(d) : 17 * std::lround(d / 17));
+            paint.vColour[u] = vRounded[u];
+        }
+        if (vMaterials.size() >= MANY_PAINTS) paint.sName.clear();
+        const auto [found, bNew] =
+            materials.try_emplace({paint.sName, vRounded}, static_cast<uint32_t>(vMaterials.size()));
+        if (!bNew) return found->second;
+        char szColour[40];
+        snprintf(szColour, sizeof(szColour), "colour_%02X%02X%02X", vRounded[0], vRounded[1], vRounded[2]);
+        std::string sWord = paint.sName.empty() ? szColour : Velk::Printable(paint.sName.c_str()).text();
+        std::replace(sWord.begin(), sWord.end(), ' ', '_');
+        const bool bTaken =
+            std::any_of(vMaterials.begin(), vMaterials.end(), [&](const Paint& other) { return other.sName == sWord; });
+        paint.sName = bTaken ? sWord + "_" + std::to_string(found->second) : sWord;
+        vMaterials.push_back(paint);
+        return found->second;
+    }
+
+    const Zip& zip;
+    ObjMesh& mesh;
+    std::vector<std::string>& vNotices;
+    std::map<std::string, ThreeMfPart> parts;
+    std::map<std::pair<std::string, std::array<unsigned, 4>>, uint32_t> materials;
+    std::vector<Paint> vMaterials;
+    std::vector<Placed> vTriangles;
+    size_t uPlaces = 0;
+    uint32_t uLast = NO_PAINT;
+};
+
+// The part that the package begins with.
+std::string rootOf(const Zip& zip) {
+    std::string sXml;
+    if (zip.unpack("_rels/.rels", sXml)) return USUAL_PART;
+    for (Xml xml(sXml); xml.next();) {
+        const std::string sTarget = xml.text("Target");
+        if (xml.name() == "Relationship" && xml.text("Type").find("/3dmodel") != std::string::npos && !sTarget.empty())
+            return sTarget.substr(sTarget[0] == '/');
+    }
+    return USUAL_PART;
+}
+
+}  // namespace
+
+bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh& mesh, ModelText& text,
+                 std::string& sMaterials, std::vector<std::string>& vNotices) {
+    const Velk::NRaiiFile file(text.open(sFile));
+    std::string sBytes;
+    if (file.get()) readRest(file.get(), sBytes);
+    Zip zip;
+    if (zip.open(sBytes)) return false;
+    ThreeMf reader(zip, mesh, vNotices);
+    reader.build(rootOf(zip));
+    reader.finish(sLibrary, sMaterials);
+    text.uFaces = reader.uDeclared;
+    if (mesh.triangles()) return true;
+    mesh = ObjMesh();
+    return false;
+}
+
+}  // namespace rt
