@@ -11,11 +11,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 #include "import/reader/AssimpTypes.h"
 #include "import/reader/FileSystem.h"
 #include "import/reader/ModelFiles.h"
 #include "import/reader/SceneConverter.h"
+#include "import/scan/Gltf.h"
 #include "import/scan/ModelText.h"
 #include "import/scan/ObjScanner.h"
 #include "import/scan/ThreeMf.h"
@@ -70,7 +72,8 @@ struct Prepared {
 };
 
 // True with the reason when the file is broken.
-bool prepare(const std::string& sFile, Prepared& prepared, std::string& sReason, std::vector<std::string>& vNotices) {
+bool prepare(const std::string& sFile, ModelFiles& files, Prepared& prepared, std::string& sReason,
+             std::vector<std::string>& vNotices) {
     const std::string sSuffix = modelSuffixOf(sFile);
     ModelText& text = prepared.text;
     if (decodeText(sFile, text, sReason)) return true;
@@ -85,6 +88,15 @@ bool prepare(const std::string& sFile, Prepared& prepared, std::string& sReason,
         if (eScan == ObjScan::REFUSED) return true;
     }
     if (sSuffix == "3mf") (void)readThreeMf(sFile, DIGEST_LIBRARY, prepared.mesh, text, prepared.sMaterials, vNotices);
+    if (isGltf(sSuffix)) {
+        const ReadBeside readBeside = [&files](const std::string& sName, std::string& sText) {
+            const std::string sBeside = files.folder() + "/" + sName;
+            const Velk::NRaiiFile beside(files.refusalOf(sBeside) ? nullptr : Velk::openInput(sBeside.c_str()));
+            if (beside.get()) readRest(beside.get(), sText);
+            return !beside.get();
+        };
+        return rewriteGltf(sFile, readBeside, text, sReason);
+    }
     if (sSuffix == "stl") countStl(sFile, text);
     return sSuffix == "ply" && rewritePly(sFile, text, sReason);
 }
@@ -109,7 +121,7 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     std::string sReason;
     const char* szRefusal = files.refusalOf(sFile);  // allows the memory as well
     if (szRefusal) sReason = szRefusal;
-    if (szRefusal || prepare(sFile, prepared, sReason, vNotices))
+    if (szRefusal || prepare(sFile, files, prepared, sReason, vNotices))
         return sMessage = "cannot read " + sFile + ": " + sReason, true;
     // Never deleted: the process ends with the model, and some readers crash when they are.
     static Assimp::Importer* const pImporter = new Assimp::Importer;
@@ -125,7 +137,9 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     if (prepared.text.bReplaced) pFiles->replace(sFile.substr(sFile.rfind('/') + 1), prepared.text.sText);
     const aiScene* pScene = importer.ReadFile(sRead, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {
-        sReason = files.refused().empty() ? readerReason(sFile, importer.GetErrorString()) : files.refused();
+        sReason = !files.refused().empty()       ? files.refused()
+                  : !prepared.text.sHint.empty() ? prepared.text.sHint
+                                                 : readerReason(sFile, importer.GetErrorString());
         return sMessage = "cannot read " + sFile + ": " + sReason, true;
     }
     if (!files.refused().empty())

@@ -10,6 +10,7 @@ namespace rt {
 struct ModelText {
     std::string sText;  // the file's new bytes, when bReplaced
     bool bReplaced = false;
+    std::string sHint;    // why its reader fails, if it does; empty when that is not known
     uint64_t uFaces = 0;  // that the file declares; 0 when it does not say
 
     /// The bytes as a stream, of the file itself or of sText, which must stay as it is as long as the stream is open.

@@ -18,7 +18,7 @@ namespace rt {
 namespace {
 
 constexpr unsigned DEEPEST = 32;                 // components in components
-constexpr size_t MOST_PLACES = size_t{1} << 20;  // objects and components: a few lines can ask for any number
+constexpr size_t MOST_PLACES = size_t{1} << 17;  // objects and components: a few lines can ask for any number
 constexpr size_t MOST_PLACED = size_t{1} << 27;  // triangles
 constexpr size_t MANY_PAINTS = 512;              // from here on colours are rounded
 constexpr unsigned SHRINK = 4;                   // of pictures: triangles are larger than pixels
@@ -56,6 +56,9 @@ class ThreeMf {
             if (!object.vTriangles.empty()) place(sPath, {uObject, ""}, 0);
         }
     }
+
+    // Whether something was left out.
+    bool isLimited() const { return bLimited; }
 
     // Sorts the triangles by their materials, and writes these down.
     void finish(const std::string& sLibrary, std::string& sMaterials) {
@@ -97,11 +100,12 @@ class ThreeMf {
         const std::string sPath = instance.sPath.empty() ? sPart : instance.sPath.substr(instance.sPath[0] == '/');
         ThreeMfPart& part = partOf(sPath);
         const auto found = part.objects.find(instance.uObject);
-        if (found == part.objects.end() || ++uPlaces > MOST_PLACES || uDepth > DEEPEST) return;
+        if (found == part.objects.end()) return;
         const PartObject& object = found->second;
-        if (std::max(object.vTriangles.size() + vTriangles.size(), object.vVertices.size() + mesh.vPositions.size()) >
-            MOST_PLACED)
-            return;
+        bLimited = bLimited || ++uPlaces > MOST_PLACES || uDepth > DEEPEST ||
+                   std::max(object.vTriangles.size() + vTriangles.size(),
+                            object.vVertices.size() + mesh.vPositions.size()) > MOST_PLACED;
+        if (bLimited) return;
         addTriangles(part, object, instance.matrix);
         for (const PartInstance& component : object.vComponents) {
             PartInstance placed = component;
@@ -200,6 +204,7 @@ class ThreeMf {
     std::vector<Paint> vMaterials;
     std::vector<Placed> vTriangles;
     size_t uPlaces = 0;
+    bool bLimited = false;
     uint32_t uLast = NO_PAINT;
 };
 
@@ -227,6 +232,7 @@ bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh&
     ThreeMf reader(zip, mesh, vNotices);
     reader.build(rootOf(zip));
     reader.finish(sLibrary, sMaterials);
+    if (reader.isLimited()) vNotices.push_back("it has more components than are taken");
     text.uFaces = reader.uDeclared;
     if (mesh.triangles()) return true;
     mesh = ObjMesh();
