@@ -311,6 +311,70 @@ TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
 }
 
 // Files that were refused, lost their faces or turned black without a word.
+std::string word(size_t u, unsigned uBytes) {
+    std::string s;
+    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u >> 8 * uByte & 255);
+    return s;
+}
+
+// A ZIP archive; its files are deflated in one stored block each.
+std::string zip(const std::vector<std::pair<std::string, std::string>>& vFiles) {
+    std::string s, sDirectory;
+    for (const auto& [sName, sText] : vFiles) {
+        const std::string sData = "\1" + word(sText.size(), 2) + word(~sText.size(), 2) + sText;
+        const std::string sFields = word(20, 2) + word(0, 2) + word(8, 2) + word(0, 8) + word(sData.size(), 4) +
+                                    word(sText.size(), 4) + word(sName.size(), 2) + word(0, 2);
+        sDirectory += "PK\1\2" + word(20, 2) + sFields + word(0, 10) + word(s.size(), 4) + sName;
+        s += "PK\3\4" + sFields + sName + sData;
+    }
+    return s + sDirectory + "PK\5\6" + word(0, 4) + word(vFiles.size(), 2) + word(vFiles.size(), 2) +
+           word(sDirectory.size(), 4) + word(s.size(), 4) + word(0, 2);
+}
+
+// Each part of a 3MF file in its place and colour, components of other parts and mirrored ones among them.
+TEST_F(ImportTest, ThreeMfFilesComeWithAllTheirPartsAndColours) {
+    const std::string MODEL = "<?xml version=\"1.0\"?><!-- <item/> --><model xmlns:m=\"m\" xmlns:p=\"p\"><resources>",
+                      MESH =
+                          "<mesh><vertices><vertex x=\"0\" y=\"0\" z=\"0\"/><vertex x=\"1\" y=\"0\" z=\"0\"/>"
+                          "<vertex x=\"0\" y=\"1\" z=\"0\"/><vertex x=\"0\" y=\"0\" z=\"1\"/></vertices><triangles>",
+                      END = "</triangles></mesh></object>";
+    const std::string sOther =
+        MODEL + "<basematerials id='5'><base name='Red &amp; hot' displaycolor='#FF0000'/></basematerials>" +
+        "<object id='1' pid='5' pindex='0'>" + MESH +
+        "<triangle v1='0' v2='2' v3='1'/><triangle v1='0' v2='1' v3='3'/>" + END + "</resources><build/></model>";
+    const std::string sRoot =
+        MODEL + "<m:colorgroup id='2'><m:color color='#00FF00FF'/><m:color color='#0000FFFF'/></m:colorgroup>" +
+        "<object id='7'>" + MESH + "<triangle v1='0' v2='2' v3='1' pid='2' p1='0'/>" +
+        "<triangle v1='0' v2='1' v3='3' pid='2' p1='0' p2='1' p3='1'/><triangle v1='0' v2='1' v3='9'/>" + END +
+        "<object id='8'><components><component objectid='7' transform='1 0 0 0 1 0 0 0 1 5 0 0'/>" +
+        "<component objectid='1' p:path='/3D/other.model' transform='-1 0 0 0 1 0 0 0 1 0 0 7'/>" +
+        "<component objectid='8'/></components></object></resources>" +
+        "<build><item objectid='8' transform='2 0 0 0 2 0 0 0 2 0 0 0'/></build></model>";
+    writeFile("parts.3mf", zip({{"3D/3dmodel.model", sRoot}, {"3D/other.model", sOther}}));
+    ASSERT_EQ(import("parts.3mf"), 0) << sErrors;
+    EXPECT_TRUE(contains(sOutput, " 4 triangles, 3 materials")) << sOutput;
+    EXPECT_TRUE(contains(sErrors, "only 4 of 5 faces could be read")) << sErrors;
+    EXPECT_TRUE(contains(sErrors, "it has more components than are taken")) << "one that holds itself: " << sErrors;
+    const std::string sText = readFile("Scenes/parts/parts.atr");
+    for (const auto& [szName, szColour] :
+         {std::pair{"Red_&_hot", "255 0 0"}, {"colour_00FF00", "0 255 0"}, {"colour_0055AA", "0 85 170"}}) {
+        const size_t u = sText.find(std::string("Attr ") + szName + "\n");
+        EXPECT_TRUE(u < sText.find(std::string("color ") + szColour + "\n", u)) << szName << sText;
+    }
+    Scene scene;
+    ASSERT_FALSE(scene.loadScene("Scenes/parts/parts.brs"));
+    double dUp = 0;
+    for (const FaceData& face : scene.vFaces) {  // half face down, half to the side of the smaller y
+        dUp += static_cast<double>(
+            cross(face.pC->v3Position - face.pA->v3Position, face.pB->v3Position - face.pA->v3Position).y);
+    }
+    EXPECT_NEAR(dUp, -8, 1e-3) << "the mirrored part is turned over";
+    scene.findMinMax();
+    EXPECT_NEAR(scene.boxScene.v3Min.x, -2.1f, 1e-3f);
+    EXPECT_NEAR(scene.boxScene.v3Max.x, 12.1f, 1e-3f);
+    EXPECT_NEAR(scene.boxScene.v3Max.y, 16.1f, 1e-3f);
+}
+
 TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
     const std::string V = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n", F = "f 1 2 3\nf 1 4 2\n", OBJ = V + F;
     const auto replaced = [](std::string s, const char* szFrom, const std::string& sTo) {
@@ -340,6 +404,17 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
     const std::string STRIP_INDICES("\4\0\0\0\0\0\0\0\1\0\0\0\2\0\0\0\3\0\0\0", 20);
     writeFile("black.mtl", "newmtl a\nKd 0 0 0\n");
     writeLetter("dae");
+    const std::string sGltf = readFile(writeLetter("gltf")),
+                      sExtended = "{\"extensionsRequired\":[\"KHR_texture_transform\",\"EXT_odd\"]," + sGltf.substr(1);
+    // Four places in bytes, the second of which is 127.
+    const std::string sQuantized =
+        "{\"asset\":{\"version\":\"2.0\"},\"extensionsRequired\":[\"KHR_mesh_quantization\"],\"scenes\":[{\"nodes\":"
+        "[0]}],\"scene\":0,\"nodes\":[{\"mesh\":0}],\"meshes\":[{\"primitives\":[{\"attributes\":{\"POSITION\":0}}]}],"
+        "\"accessors\":[{\"bufferView\":0,\"componentType\":5120,\"normalized\":true,\"count\":3,\"type\":\"VEC3\"}],"
+        "\"bufferViews\":[{\"buffer\":0,\"byteLength\":12,\"byteStride\":4}],\"buffers\":[{\"byteLength\":12";
+    const std::string sBytes12("\0\0\0\0\x7F\0\0\0\0\x7F\0\0", 12);
+    std::string sGlb = sQuantized + "}]}";
+    sGlb.resize((sGlb.size() + 3) / 4 * 4, ' ');
     const struct {
         const char* szFile;
         std::string sBytes;
@@ -364,6 +439,15 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
         {"feed.ply", ply(BINARY.c_str(), XYZ + FACES, NUL + TWO, '\n'), "2 triangles"},
         {"element.ply", ply(BINARY.c_str(), XYZ + "element odd 1\nproperty uchar x\n" + FACES, NUL + "x" + TWO),
          "2 triangles"},
+        {"extended.gltf", sExtended, "it needs the extension EXT_odd, which is not known here\n", 1},
+        {"old.gltf", replaced(sGltf, "\"2.0\"", "\"1.0\""), "it is glTF of version 1: convert it to version 2\n", 1},
+        {"bytes.gltf", sQuantized + ",\"uri\":\"data:;base64,AAAAAH8AAAAAfwAA\"}]}", "3 vertices, 1 triangles"},
+        {"bytes.glb",
+         "glTF" + word(2, 4) + word(40 + sGlb.size(), 4) + word(sGlb.size(), 4) + "JSON" + sGlb + word(12, 4) + "BIN" +
+             NUL + sBytes12,
+         "3 vertices, 1 triangles"},
+        {"words.3mf", "these are words", "it is no 3MF file, which is a ZIP archive\n", 1},
+        {"words.fbx", "these are words", "its text is not that of a .fbx file\n", 1},
         {"lines.ply", ply("ascii", XYZ + FACES, "0 0 0\n0 1 0\n1 0 0\n1 1 1\n3 0 1 2\n2 0 1\n"),
          "only 1 of 2 faces could be read\n"},
     };
@@ -372,6 +456,8 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
         EXPECT_EQ(import(szFile + std::string(" hard --force")), iStatus) << szFile << sErrors;
         EXPECT_TRUE(contains(sErrors + sOutput, szSays)) << szFile << ": " << sErrors << sOutput;
     }
+    ASSERT_EQ(import("bytes.glb"), 0);
+    EXPECT_TRUE(contains(readFile("Scenes/bytes/bytes.brs"), "vertices 3\n0 0 0\n1 0 0\n0 1 0\n"));
     ASSERT_EQ(import("black.obj"), 0);
     EXPECT_TRUE(contains(readFile("Scenes/black/black.atr"), "color 204 204 204\n"));
 }

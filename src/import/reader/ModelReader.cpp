@@ -108,6 +108,7 @@ std::string readerReason(const std::string& sFile, const std::string& sSaid) {
     if (says("bad_alloc")) return "it takes more memory than there is";
     if (says("max_size") || says("::_M_") || says("array_new_length")) return "its counts are larger than any memory";
     if (says("No suitable reader")) return "no reader knows what is in it";
+    if (says("TOK_")) return "its text is not that of a ." + modelSuffixOf(sFile) + " file";
     if (says("agic") || says("eader mismatch") || says("ignature"))
         return "it does not begin as a ." + modelSuffixOf(sFile) + " file does";
     return sSaid.find_first_not_of(" \t\r\n") == std::string::npos ? "its reader gives no reason"

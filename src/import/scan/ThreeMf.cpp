@@ -58,7 +58,7 @@ class ThreeMf {
     }
 
     // Whether something was left out.
-    bool isLimited() const { return bLimited; }
+    bool isLimited() const { return bLimited || bCircle; }
 
     // Sorts the triangles by their materials, and writes these down.
     void finish(const std::string& sLibrary, std::string& sMaterials) {
@@ -101,17 +101,21 @@ class ThreeMf {
         ThreeMfPart& part = partOf(sPath);
         const auto found = part.objects.find(instance.uObject);
         if (found == part.objects.end()) return;
-        const PartObject& object = found->second;
+        PartObject& object = found->second;
+        if (object.bOpen) bCircle = true;
+        if (object.bOpen) return;
         bLimited = bLimited || ++uPlaces > MOST_PLACES || uDepth > DEEPEST ||
                    std::max(object.vTriangles.size() + vTriangles.size(),
                             object.vVertices.size() + mesh.vPositions.size()) > MOST_PLACED;
         if (bLimited) return;
         addTriangles(part, object, instance.matrix);
+        object.bOpen = true;
         for (const PartInstance& component : object.vComponents) {
             PartInstance placed = component;
             placed.matrix = chain(component.matrix, instance.matrix);
             place(sPath, placed, uDepth + 1);
         }
+        object.bOpen = false;
     }
 
     void addTriangles(ThreeMfPart& part, const PartObject& object, const PartMatrix& m) {
@@ -204,7 +208,7 @@ class ThreeMf {
     std::vector<Paint> vMaterials;
     std::vector<Placed> vTriangles;
     size_t uPlaces = 0;
-    bool bLimited = false;
+    bool bLimited = false, bCircle = false;
     uint32_t uLast = NO_PAINT;
 };
 
@@ -228,7 +232,7 @@ bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh&
     std::string sBytes;
     if (file.get()) readRest(file.get(), sBytes);
     Zip zip;
-    if (zip.open(sBytes)) return false;
+    if (zip.open(sBytes)) return text.sHint = "it is no 3MF file, which is a ZIP archive", false;
     ThreeMf reader(zip, mesh, vNotices);
     reader.build(rootOf(zip));
     reader.finish(sLibrary, sMaterials);
