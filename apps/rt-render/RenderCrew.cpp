@@ -57,7 +57,7 @@ RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const 
 void RenderCrew::work(const Frame& large, TilePool& pool) {
     try {
         const auto pRenderer = studio ? nullptr : std::make_unique<TileRenderer>(scene, settings);
-        const auto pStudio = studio ? std::make_unique<StudioRenderer>(scene, large, *studio) : nullptr;
+        const auto pStudio = studio ? std::make_unique<StudioRenderer>(scene, textures, large, *studio) : nullptr;
         const auto paint = [&](const Tile& tile, uint8_t* pFirst, size_t uStride) {
             if (pStudio) {
                 pStudio->render(tile, pFirst, uStride);

@@ -24,6 +24,7 @@ class RenderCrew {
         : scene(preparedScene),
           settings(shadingSettings),
           studio(studioSettings),
+          textures(preparedScene.scene, preparedScene.colours),
           uJobs(uWorkers),
           uSamples(uSamplesAcross) {}
     RenderCrew(const RenderCrew&) = delete;
@@ -40,6 +41,7 @@ class RenderCrew {
     const PreparedScene& scene;
     const RaytracerParameters& settings;
     const std::optional<StudioSettings> studio;
+    const SurfaceTextures textures;
     const unsigned uJobs;
     const unsigned uSamples;
     std::mutex mutex;  // of what follows

@@ -48,6 +48,7 @@ void PreparedScene::release() {
     scene.releaseScene();
     attributes.releaseAttributes();
     lights.releaseLights();
+    colours = {};
 }
 
 }  // namespace rt

@@ -24,7 +24,9 @@ class StudioTest : public FileTest {
         const unsigned uChannels = settings.bTransparent ? 4 : 3;
         const size_t uStride = size_t{frame.uWidth} * uChannels;
         std::string sPicture(uStride * frame.uHeight, '?');
-        const auto pRenderer = std::make_unique<StudioRenderer>(rayTracer, frame, settings);
+        rayTracer.colours = colours;
+        const SurfaceTextures textures(rayTracer.scene, rayTracer.colours);
+        const auto pRenderer = std::make_unique<StudioRenderer>(rayTracer, textures, frame, settings);
         const TileGrid tiles = frame.tiles(uEdge);
         for (uint64_t u = 0; u < tiles.count(); ++u) {
             const Tile tile = tiles.tile(u);
@@ -35,6 +37,7 @@ class StudioTest : public FileTest {
     }
 
     RayTracer rayTracer;
+    SurfaceColours colours;
 };
 
 Mesh ball(unsigned uLevels, unsigned uMaterial) {

@@ -17,9 +17,17 @@ constexpr uint64_t ALL_PHASES = ~uint64_t{0};
 constexpr uint64_t MOST_PHASES = 0xFFFF;  // that one sample asks: a quarter of the sky, all of the lamps
 constexpr unsigned ENOUGH_PHASES = 20;    // shared ones; with fewer, a sample asks for itself
 constexpr float SHARING = 0.8f;           // cosine between normals of samples that share light
+constexpr float FULL_DIFFUSE = 1.25f;     // the importer's usual 0.8 is all of a colour
+constexpr unsigned MOST_HOLES = 32;       // one behind the other
 constexpr float OFFSET = 0.1f;            // of rays that leave a surface, in 1/10000 of the scene
 constexpr float SKY_REACH = 3500.0f;      // what is further away takes no light of the sky
 constexpr float KEY_REACH = 40000.0f;
+
+// The width of a pixel in the middle of the picture, at distance 1.
+float angleOf(const Frame& frame) {
+    const NMVector3f v3Middle = frame.v3ImageOrigin + frame.v3ImageSpanX * 0.5f + frame.v3ImageSpanY * 0.5f;
+    return length(frame.v3ImageSpanX) / (static_cast<float>(frame.uWidth) * length(v3Middle - frame.v3Eye));
+}
 
 unsigned countBits(uint64_t u) {
     return static_cast<unsigned>(__builtin_popcountll(u));
@@ -27,10 +35,16 @@ unsigned countBits(uint64_t u) {
 
 }  // namespace
 
-StudioRenderer::StudioRenderer(const PreparedScene& prepared, const Frame& pictureFrame, const StudioSettings& wanted)
-    : scene(prepared), frame(pictureFrame), lights(pictureFrame), settings(wanted) {
+StudioRenderer::StudioRenderer(const PreparedScene& prepared, const SurfaceTextures& ofItsMesh,
+                               const Frame& pictureFrame, const StudioSettings& wanted)
+    : scene(prepared),
+      textures(ofItsMesh),
+      frame(pictureFrame),
+      fPixelAngle(angleOf(pictureFrame)),
+      lights(pictureFrame),
+      settings(wanted) {
     for (const AttributeInstance& attribute : scene.attributes.vAttributes) {
-        vAlbedos.push_back(lightOf(attribute.v3Color) * std::min(1.0f, attribute.fKd * 1.25f));
+        vAlbedos.push_back(lightOf(attribute.v3Color) * std::min(1.0f, attribute.fKd * FULL_DIFFUSE));
     }
 }
 
@@ -116,16 +130,66 @@ void StudioRenderer::trace(std::vector<Sample>& vSamples) {
         const size_t uEnd = std::min(vSamples.size(), uFirst + RayStream::CAPACITY);
         rays.uCount = 0;
         for (size_t u = uFirst; u < uEnd; ++u) rays.add(frame.v3Eye, vSamples[u].v3Dir, frame.fMaxDistance);
-        scene.queries.findNearestFaces(rays, uFaces, hits);
-        for (size_t u = uFirst; u < uEnd; ++u) complete(vSamples[u], uFaces[u - uFirst], hits[u - uFirst]);
+        findFaces();
+        for (size_t u = uFirst; u < uEnd; ++u) {
+            const RayTestOutput& hit = hits[u - uFirst];
+            complete(vSamples[u], uFaces[u - uFirst], hit, length(hit.v3Hit - frame.v3Eye) * fPixelAngle);
+        }
     }
 }
 
-// Point, normals and the place from where the lights are asked.
-void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit) const {
+// Finds what all rays of the stream meet behind holes.
+void StudioRenderer::findFaces() {
+    scene.queries.findNearestFaces(rays, uFaces, hits);
+    if (textures.hasHoles()) lookThroughHoles();
+}
+
+// Finds which rays of the stream are blocked by more than holes.
+void StudioRenderer::findBlocked() {
+    if (!textures.hasHoles()) {
+        scene.queries.findObstacles(rays, bBlocked);
+        return;
+    }
+    findFaces();
+    for (uint32_t u = 0; u < rays.uCount; ++u) bBlocked[u] = uFaces[u] != NO_INDEX;
+}
+
+void StudioRenderer::lookThroughHoles() {
+    if (!pBehind) pBehind = std::make_unique<Behind>();
+    uint32_t* const pOf = pBehind->uOf;
+    const auto isHole = [this](uint32_t uFace, const RayTestOutput& hit) {
+        if (uFace == NO_INDEX || !textures.has(scene.scene.vFaces[uFace].uAttribute)) return false;
+        return textures.at(uFace, hit, 0.0f).bHole;
+    };
+    for (unsigned uLayer = 0; uLayer < MOST_HOLES; ++uLayer) {
+        RayStream& rest = pBehind->rays;
+        rest.uCount = 0;
+        for (uint32_t u = 0; u < rays.uCount; ++u) {
+            if (!isHole(uFaces[u], hits[u])) continue;
+            pOf[rest.uCount] = u;
+            const float fLeft = rays.fMaxDist[u] - length(hits[u].v3Hit - rays.origin(u)) - OFFSET;
+            rest.add(hits[u].v3Hit + rays.dir(u) * OFFSET, rays.dir(u), fLeft);
+        }
+        if (!rest.uCount) return;
+        scene.queries.findNearestFaces(rest, pBehind->uFaces, pBehind->hits);
+        for (uint32_t u = 0; u < rest.uCount; ++u) {
+            uFaces[pOf[u]] = pBehind->uFaces[u];
+            hits[pOf[u]] = pBehind->hits[u];
+        }
+    }
+}
+
+// Point, normals, colour and the place from where the lights are asked. fPixel is the width of a pixel there.
+void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit, float fPixel) const {
     sample.uFace = uFace;
     if (uFace == NO_INDEX) return;
     const FaceData& face = scene.scene.vFaces[uFace];
+    sample.v3Albedo = vAlbedos[face.uAttribute];
+    if (textures.has(face.uAttribute)) {
+        const float fCosine = std::max(0.05f, fabsf(dot(face.v3Normal, sample.v3Dir)));
+        const float fDiffuse = std::min(1.0f, scene.attributes.vAttributes[face.uAttribute].fKd * FULL_DIFFUSE);
+        sample.v3Albedo = textures.at(uFace, hit, fPixel / sqrtf(fCosine)).v3Albedo * fDiffuse;
+    }
     const float fSide = dot(face.v3Normal, sample.v3Dir) > 0.0f ? -1.0f : 1.0f;
     const NMVector3f v3Flat = face.v3Normal * fSide;
     sample.v3At = hit.v3Hit;
@@ -157,7 +221,7 @@ void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutpu
 void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::vector<uint64_t>& vPhases,
                                std::vector<Light>& vLights) {
     const auto flush = [&](StudioLights::Kind eKind) {
-        scene.queries.findObstacles(rays, bBlocked);
+        findBlocked();
         for (uint32_t u = 0; u < rays.uCount; ++u) {
             Light& light = vLights[uAsking[u]];
             const float fCosine = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u));

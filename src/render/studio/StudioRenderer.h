@@ -2,12 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "accel/RayStream.h"
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
 #include "render/studio/StudioLights.h"
+#include "render/studio/SurfaceTextures.h"
 
 namespace rt {
 
@@ -25,9 +27,10 @@ struct StudioSettings {
 /// renders has its own.
 class StudioRenderer {
  public:
-    /// Keeps a reference to the scene, which must not change while tiles are rendered. The frame is that of the
-    /// picture.
-    StudioRenderer(const PreparedScene& prepared, const Frame& pictureFrame, const StudioSettings& wanted);
+    /// Keeps references to the scene and the textures of its mesh, which must not change while tiles are rendered. The
+    /// frame is that of the picture.
+    StudioRenderer(const PreparedScene& prepared, const SurfaceTextures& ofItsMesh, const Frame& pictureFrame,
+                   const StudioSettings& wanted);
 
     /// Renders a tile, 3 bytes a pixel (blue, green, red) or, when transparent, 4 (with alpha), into memory of the
     /// caller: the first pixel at pFirst, each row uStride bytes after the one before. Requires a tile inside the
@@ -43,8 +46,9 @@ class StudioRenderer {
         Velk::NMVector3f v3At;      // the point
         Velk::NMVector3f v3From;    // where rays to the lights begin
         Velk::NMVector3f v3Normal;  // for shading, towards the eye
-        uint32_t uFace;             // NO_INDEX: the background
-        float fRow;                 // place in the picture, 0 to 1, of the background
+        Velk::NMVector3f v3Albedo;
+        uint32_t uFace;  // NO_INDEX: the background
+        float fRow;      // place in the picture, 0 to 1, of the background
     };
 
     // Shares of the lights that get through, before they are divided.
@@ -71,7 +75,10 @@ class StudioRenderer {
     void renderBlock(const Tile& block, uint8_t* pFirst, size_t uStride);
     void aim(float x, float y, Sample& sample) const;
     void trace(std::vector<Sample>& vSamples);
-    void complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit) const;
+    void complete(Sample& sample, uint32_t uFace, const RayTestOutput& hit, float fPixel) const;
+    void findFaces();
+    void findBlocked();
+    void lookThroughHoles();
     void askLights(const std::vector<Sample>& vSamples, const std::vector<uint64_t>& vPhases,
                    std::vector<Light>& vLights);
     uint64_t share(const Sample& sample, int iColumn, int iRow, Light& light) const;
@@ -87,7 +94,9 @@ class StudioRenderer {
     void follow();
 
     const PreparedScene& scene;
+    const SurfaceTextures& textures;
     const Frame frame;
+    const float fPixelAngle;  // width of a pixel at distance 1
     const StudioLights lights;
     const StudioSettings settings;
     std::vector<Velk::NMVector3f> vAlbedos;  // of the materials, as light
@@ -106,6 +115,15 @@ class StudioRenderer {
     RayTestOutput hits[RayStream::CAPACITY];
     bool bBlocked[RayStream::CAPACITY];
     uint32_t uAsking[RayStream::CAPACITY];
+
+    // Rays that go on behind holes, for models that have some.
+    struct Behind {
+        RayStream rays;
+        uint32_t uFaces[RayStream::CAPACITY];
+        RayTestOutput hits[RayStream::CAPACITY];
+        uint32_t uOf[RayStream::CAPACITY];  // the ray that goes on
+    };
+    std::unique_ptr<Behind> pBehind;
 };
 
 }  // namespace rt

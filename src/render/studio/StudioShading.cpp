@@ -17,6 +17,7 @@ constexpr unsigned ACROSS = 3;         // rays along each side of a pixel with a
 constexpr unsigned MOST_BOUNCES = 8;   // of a path
 constexpr float LEAST_WEIGHT = 0.01f;  // of a path that is worth following
 constexpr float START = 0.1f;          // from a surface, in 1/10000 of the scene
+constexpr float SEEN_FROM = 0.25f;     // of the longest ray: how far away mirrored textures count as
 constexpr float GLOSS = 0.6f;          // of a highlight, beside the light's own
 constexpr unsigned FEW_PHASES = 6;     // that a sample on an edge asks when it finds none to share
 constexpr uint64_t SOME_PHASES = 0xF0F;
@@ -74,7 +75,7 @@ float StudioRenderer::shadowOn(const Sample& sample, const Light& light) const {
 NMVector3f StudioRenderer::surfaceLight(const Sample& sample, const Light& light) const {
     const uint32_t uMaterial = scene.scene.vFaces[sample.uFace].uAttribute;
     const AttributeInstance& material = scene.attributes.vAttributes[uMaterial];
-    const NMVector3f& v3Albedo = vAlbedos[uMaterial];
+    const NMVector3f& v3Albedo = sample.v3Albedo;
     float fOpen[StudioLights::KINDS];
     for (unsigned k = 0; k < StudioLights::KINDS; ++k) {
         fOpen[k] = light.fAll[k] > 0.0f ? light.fOpen[k] / light.fAll[k] : 0.0f;
@@ -160,7 +161,7 @@ void StudioRenderer::follow() {
             const size_t uEnd = std::min(vPaths.size(), uFirst + RayStream::CAPACITY);
             rays.uCount = 0;
             for (size_t u = uFirst; u < uEnd; ++u) rays.add(vPaths[u].v3From, vPaths[u].v3Dir, frame.fMaxDistance);
-            scene.queries.findNearestFaces(rays, uFaces, hits);
+            findFaces();
             vSeen.clear();
             vOf.clear();
             rays.uCount = 0;
@@ -168,7 +169,7 @@ void StudioRenderer::follow() {
                 const Path& path = vPaths[u];
                 Sample sample{};
                 sample.v3Dir = path.v3Dir;
-                complete(sample, uFaces[u - uFirst], hits[u - uFirst]);
+                complete(sample, uFaces[u - uFirst], hits[u - uFirst], frame.fMaxDistance * fPixelAngle * SEEN_FROM);
                 if (sample.uFace == NO_INDEX || isGround(sample)) {
                     NMVector3f& v3 = vReceived[path.uPixel];
                     v3 = v3 + multiply(path.v3Weight, lights.radiance(path.v3Dir));
@@ -178,7 +179,7 @@ void StudioRenderer::follow() {
                 vOf.push_back(static_cast<uint32_t>(u));
                 rays.add(sample.v3From, lights.toKey(), frame.fMaxDistance);
             }
-            scene.queries.findObstacles(rays, bBlocked);
+            findBlocked();
             for (size_t u = 0; u < vSeen.size(); ++u) {
                 const Path& path = vPaths[vOf[u]];
                 const Light light{{bBlocked[u] ? 0.0f : 1.0f, 0.5f, 0.75f}, {1.0f, 1.0f, 1.0f}};
