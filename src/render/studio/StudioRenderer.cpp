@@ -231,14 +231,18 @@ void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::v
         rays.uCount = 0;
     };
     rays.uCount = 0;
+    for (std::vector<uint32_t>& vAsked : vOfPhase) vAsked.clear();
+    for (uint32_t u = 0; u < vSamples.size(); ++u) {
+        if (vSamples[u].uFace == NO_INDEX) continue;
+        for (uint64_t uRest = vPhases[u]; uRest; uRest &= uRest - 1) vOfPhase[__builtin_ctzll(uRest)].push_back(u);
+    }
     for (unsigned uPhase = 0; uPhase < StudioLights::PHASES; ++uPhase) {
         for (unsigned i = 0; i < StudioLights::PER_PHASE_FLAT; ++i) {
             const StudioLights::Direction& direction = lights.direction(uPhase, i);
             if (i >= StudioLights::PER_PHASE && settings.uGround == NO_INDEX) break;
             const float fReach = direction.eKind == StudioLights::SKY ? SKY_REACH : KEY_REACH;
-            for (uint32_t u = 0; u < vSamples.size(); ++u) {
+            for (const uint32_t u : vOfPhase[uPhase]) {
                 const Sample& sample = vSamples[u];
-                if (!(vPhases[u] >> uPhase & 1) || sample.uFace == NO_INDEX) continue;
                 if (!(dot(sample.v3Normal, direction.v3) > 0.0f)) continue;
                 if (i >= StudioLights::PER_PHASE && !isGround(sample)) continue;
                 uAsking[rays.uCount] = u;

@@ -109,6 +109,7 @@ class StudioRenderer {
     std::vector<Colour> vInnerColours, vFineColours;
     std::vector<Velk::NMVector3f> vReceived;  // light of the samples that are shaded
     std::vector<uint64_t> vMissing;
+    std::vector<uint32_t> vOfPhase[StudioLights::PHASES];  // samples that ask it
     std::vector<Path> vPaths, vNextPaths;
     RayStream rays;
     uint32_t uFaces[RayStream::CAPACITY];
