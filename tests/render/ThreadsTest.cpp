@@ -75,6 +75,27 @@ TEST_F(ThreadsTest, EightThreadsMakeThePictureOfOne) {
     EXPECT_EQ(memcmp(sPicture.data(), rayTracer.image.pData, sPicture.size()), 0);
 }
 
+TEST_F(ThreadsTest, EightThreadsBuildTheTreeOfOne) {
+    Random random(5);
+    Mesh balls, mixed = makeSlivers(random, 3000);  // some of these twice
+    balls.addSphere({0, 0, 0}, 6.0f, 5);
+    balls.addSphere({30, 0, 0}, 0.1f, 5);
+    mixed.addSphere({0, 0, 0}, 6.0f, 5);
+    mixed.vTriangles.insert(mixed.vTriangles.end(), mixed.vTriangles.begin() + 2000, mixed.vTriangles.end() - 2000);
+    for (const Mesh& mesh : {balls, mixed, makeSoup(random, 9000, 0.5f), makeSoup(random, 5000, 50.0f)}) {
+        SCOPED_TRACE(mesh.vTriangles.size());
+        Scene scene;
+        loadMesh(scene, mesh);
+        std::string sOne;
+        for (const unsigned uThreads : {1u, 2u, 3u, 8u}) {
+            KDTree tree;
+            ASSERT_FALSE(tree.buildTree(&scene, true, uThreads));
+            if (uThreads == 1) sOne = readFile(tree.sCacheFile);
+            ASSERT_TRUE(readFile(tree.sCacheFile) == sOne) << uThreads << " threads";
+        }
+    }
+}
+
 TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {
     makeScene(makeShowcase(), 60, 45).write("test");
     RayTracer fromFile;

@@ -43,20 +43,11 @@ uint64_t KDTreeSplitSearch::bytesFor(uint32_t uFaces) {
 }
 
 bool KDTreeSplitSearch::create(const Scene& scene) {
-    const size_t uFaces = scene.vFaces.uCount;
-    const size_t uRoom = (uFaces + NodeFrame::UNIT - 1) / NodeFrame::UNIT * NodeFrame::UNIT;
-    corners.reset(Velk::newArray<FaceCorners>(uFaces));
-    pNumbers.reset(Velk::newArray<uint32_t>(2 * uRoom));
-    pValues.reset(Velk::newArray<float>(OverlapThresholds::ARRAYS * uRoom));
-    pBins.reset(Velk::newArray<int16_t>(OverlapThresholds::ARRAYS * uRoom));
-    if (!corners || !pNumbers || !pValues || !pBins) return true;
-    Velk::preferLargePages(corners.get(), uFaces * sizeof(FaceCorners));
-    Velk::preferLargePages(pValues.get(), OverlapThresholds::ARRAYS * uRoom * sizeof(float));
-    thresholds.pFace = pNumbers.get();
-    bins.pActive = pNumbers.get() + uRoom;
-    thresholds.divide(pValues.get(), uRoom);
-    bins.faces.divide(pBins.get(), uRoom);
-
+    const uint32_t uFaces = scene.vFaces.uCount;
+    ownCorners.reset(Velk::newArray<FaceCorners>(uFaces));
+    if (!ownCorners || reserve(uFaces)) return true;
+    Velk::preferLargePages(ownCorners.get(), uFaces * sizeof(FaceCorners));
+    pCorners = ownCorners.get();
     const auto isInRange = [](const NMVector3f& v) {
         return std::fabs(v.x) < OverlapThresholds::LARGEST && std::fabs(v.y) < OverlapThresholds::LARGEST &&
                std::fabs(v.z) < OverlapThresholds::LARGEST;
@@ -64,9 +55,26 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
     bInRange = isInRange(scene.boxScene.v3Min) && isInRange(scene.boxScene.v3Max);
     for (uint32_t u = 0; u < uFaces; ++u) {
         const FaceData& face = scene.vFaces[u];
-        corners[u] = {{face.pA->v3Position, face.pB->v3Position, face.pC->v3Position}};
-        for (const NMVector3f& v : corners[u].v3Corner) bInRange &= isInRange(v);
+        ownCorners[u] = {{face.pA->v3Position, face.pB->v3Position, face.pC->v3Position}};
+        for (const NMVector3f& v : ownCorners[u].v3Corner) bInRange &= isInRange(v);
     }
+    return false;
+}
+
+bool KDTreeSplitSearch::reserve(uint32_t uFaces) {
+    if (uFaces <= uMostFaces) return false;
+    uMostFaces = 0;
+    const size_t uRoom = (size_t{uFaces} + NodeFrame::UNIT - 1) / NodeFrame::UNIT * NodeFrame::UNIT;
+    pNumbers.reset(Velk::newArray<uint32_t>(2 * uRoom));
+    pValues.reset(Velk::newArray<float>(OverlapThresholds::ARRAYS * uRoom));
+    pBins.reset(Velk::newArray<int16_t>(OverlapThresholds::ARRAYS * uRoom));
+    if (!pNumbers || !pValues || !pBins) return true;
+    Velk::preferLargePages(pValues.get(), OverlapThresholds::ARRAYS * uRoom * sizeof(float));
+    thresholds.pFace = pNumbers.get();
+    bins.pActive = pNumbers.get() + uRoom;
+    thresholds.divide(pValues.get(), uRoom);
+    bins.faces.divide(pBins.get(), uRoom);
+    uMostFaces = uFaces;
     return false;
 }
 
@@ -75,7 +83,7 @@ bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bOve
     node = frame.forKernels();
     node.bOverlapKnown = bOverlapKnown;
     node.bInRange = bInRange;
-    kernel.measure(node, &corners[0].v3Corner[0].x, thresholds.pFace, uCount, thresholds);
+    kernel.measure(node, &pCorners[0].v3Corner[0].x, thresholds.pFace, uCount, thresholds);
     bBounded = bInRange && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
     if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
     if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
@@ -207,19 +215,19 @@ void KDTreeSplitSearch::countFace(const SplitFrame& frame, uint32_t u) {
 
 // Counts the face as low at those candidates of a range whose low part it overlaps.
 void KDTreeSplitSearch::countLow(uint32_t u, uint32_t uBegin, uint32_t uEnd) {
-    const float* pCorners = &corners[thresholds.pFace[u]].v3Corner[0].x;
+    const float* pFace = &pCorners[thresholds.pFace[u]].v3Corner[0].x;
     while (uBegin < uEnd) {
-        uBegin = kernel.firstOverlap(node, pCorners, false, vPositions.pData, uBegin, uEnd);
+        uBegin = kernel.firstOverlap(node, pFace, false, vPositions.pData, uBegin, uEnd);
         if (uBegin == uEnd) return;
         ++vLeft[uBegin];
-        uBegin = kernel.firstMiss(node, pCorners, false, vPositions.pData, uBegin, uEnd);
+        uBegin = kernel.firstMiss(node, pFace, false, vPositions.pData, uBegin, uEnd);
         --vLeft[uBegin];
     }
 }
 
 uint32_t KDTreeSplitSearch::firstHighMiss(uint32_t u, uint32_t uBegin, uint32_t uEnd) const {
     if (uBegin >= uEnd) return uBegin;
-    return kernel.firstMiss(node, &corners[thresholds.pFace[u]].v3Corner[0].x, true, vPositions.pData, uBegin, uEnd);
+    return kernel.firstMiss(node, &pCorners[thresholds.pFace[u]].v3Corner[0].x, true, vPositions.pData, uBegin, uEnd);
 }
 
 Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
@@ -237,7 +245,7 @@ Split KDTreeSplitSearch::cheapest(const SplitFrame& frame) const {
 // Of equal candidates the first in the face list is taken. This matters only for zeros, whose signs may differ.
 float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) const {
     for (uint32_t u = 0; u < uCount; ++u) {
-        for (const NMVector3f& v : corners[thresholds.pFace[u]].v3Corner) {
+        for (const NMVector3f& v : pCorners[thresholds.pFace[u]].v3Corner) {
             if (v[frame.uAxis] == 0.0f) return v[frame.uAxis];
         }
     }
@@ -245,11 +253,11 @@ float KDTreeSplitSearch::firstZero(const SplitFrame& frame, uint32_t uCount) con
 }
 
 bool KDTreeSplitSearch::overlapsLow(const SplitFrame& frame, uint32_t u, float fPos) const {
-    return SplitFrame::overlaps(corners[thresholds.pFace[u]].v3Corner, frame.lowPart(fPos));
+    return SplitFrame::overlaps(pCorners[thresholds.pFace[u]].v3Corner, frame.lowPart(fPos));
 }
 
 bool KDTreeSplitSearch::overlapsHigh(const SplitFrame& frame, uint32_t u, float fPos) const {
-    return SplitFrame::overlaps(corners[thresholds.pFace[u]].v3Corner, frame.highPart(fPos));
+    return SplitFrame::overlaps(pCorners[thresholds.pFace[u]].v3Corner, frame.highPart(fPos));
 }
 
 }  // namespace rt

@@ -14,7 +14,7 @@ namespace rt {
 class Scene;
 
 /// Finds the cheapest split position of a node among the vertex coordinates of its faces: the same choice, to the bit,
-/// as testing every face at every position. Its memory is sized for the root and reused by every node.
+/// as testing every face at every position. Its memory is sized for the largest node and reused by every other.
 class KDTreeSplitSearch {
  public:
     KDTreeSplitSearch() = default;
@@ -26,6 +26,16 @@ class KDTreeSplitSearch {
 
     /// Memory that create() takes, in bytes.
     static uint64_t bytesFor(uint32_t uFaces);
+
+    /// Instead of create(): uses the corners of another search, which must outlive this one. reserve() comes next.
+    void share(const KDTreeSplitSearch& other) {
+        pCorners = other.pCorners;
+        bInRange = other.bInRange;
+    }
+
+    /// Makes room for nodes of up to uFaces faces, if there is not; what faces() led to is lost then. True when out of
+    /// memory.
+    [[nodiscard]] bool reserve(uint32_t uFaces);
 
     /// Where the caller puts the face numbers of the next node, in list order.
     uint32_t* faces() { return thresholds.pFace; }
@@ -58,8 +68,10 @@ class KDTreeSplitSearch {
     Split cheapest(const SplitFrame& frame) const;
     float firstZero(const SplitFrame& frame, uint32_t uCount) const;
 
-    std::unique_ptr<FaceCorners[]> corners;  // of all faces of the scene
-    std::unique_ptr<uint32_t[]> pNumbers;    // storage of the face numbers and of the active faces
+    std::unique_ptr<FaceCorners[]> ownCorners;
+    const FaceCorners* pCorners = nullptr;  // of all faces of the scene
+    uint32_t uMostFaces = 0;                // for which there is room
+    std::unique_ptr<uint32_t[]> pNumbers;   // storage of the face numbers and of the active faces
     std::unique_ptr<float[]> pValues;
     std::unique_ptr<int16_t[]> pBins;  // storage of the bins
     OverlapThresholds thresholds{};

@@ -12,6 +12,9 @@ namespace rt {
 struct Split {
     float fPos;
     float fCost;  // infinity when there is no position
+
+    /// True when a node of so many faces is split there rather than left a leaf.
+    bool isWorth(uint32_t uFaces) const { return fCost <= static_cast<float>(uFaces); }
 };
 
 /// A node's box and the axis along which it is split, cut in two at a position p: the low part ends at p, the high part

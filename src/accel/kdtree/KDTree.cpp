@@ -14,11 +14,11 @@
 
 namespace rt {
 
-bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
+bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache, unsigned uThreads) {
     release();
     pScene = pNewScene;
     Velk::NDataVector<KDTreeNode> nodes;
-    const bool bFailed = makeNodes(bResetCache, nodes) || link(nodes);
+    const bool bFailed = makeNodes(bResetCache, uThreads, nodes) || link(nodes);
     if (bFailed) {
         Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
                           pScene->vFaces.uCount);
@@ -28,7 +28,7 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache) {
 }
 
 // Reads the nodes from the cache file or builds and saves them, in index form.
-bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
+bool KDTree::makeNodes(bool bResetCache, unsigned uThreads, Velk::NDataVector<KDTreeNode>& nodes) {
     const bool bCached = !sCacheFile.empty();  // no progress is reported without a cache file
     if (bCached) Velk::printProgress("Loading kdtree from file...");
     if (!bResetCache && bCached && loadTree(sCacheFile.c_str(), &nodes)) {
@@ -39,7 +39,7 @@ bool KDTree::makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes) {
     if (bCached) Velk::printProgress("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
     // On the heap: half a megabyte may be too much for the stack.
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
-    if (!pBuilder || pBuilder->build()) return true;
+    if (!pBuilder || pBuilder->build(uThreads)) return true;
     pBuilder.reset();
     if (bCached) saveTree(sCacheFile.c_str(), nodes);
     return false;

@@ -39,8 +39,8 @@ class KDTree : public FaceLists {
 
     /// Loads or builds the tree of a preprocessed scene, which must outlive it, and reports progress. True when out of
     /// memory, which is logged; the tree is empty then. With an empty sCacheFile it touches no file and reports
-    /// nothing.
-    [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache);
+    /// nothing. uThreads build it; their number changes no byte.
+    [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache, unsigned uThreads = 1);
 
     /// Frees everything; every query misses then.
     void release();
@@ -67,7 +67,7 @@ class KDTree : public FaceLists {
 
  private:
     std::string cacheName() const;
-    bool makeNodes(bool bResetCache, Velk::NDataVector<KDTreeNode>& nodes);
+    bool makeNodes(bool bResetCache, unsigned uThreads, Velk::NDataVector<KDTreeNode>& nodes);
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
     bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,
               StackEntry* vStack) const;

@@ -57,7 +57,7 @@ bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell)
 bool RayQueries::build(const Scene& scene, bool bResetCache, float fFarthestOrigin) {
     release();
     if (eKind == RayKind::WATERTIGHT) return prepareWatertight(scene);
-    if (kdTree.buildTree(&scene, bResetCache)) return true;
+    if (kdTree.buildTree(&scene, bResetCache, uThreads)) return true;
     if (!prepare(fFarthestOrigin)) return false;
     release();
     return true;
