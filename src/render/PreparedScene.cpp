@@ -36,7 +36,7 @@ bool PreparedScene::checkAttributes(const SceneDesc& desc) const {
 }
 
 bool PreparedScene::prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling) {
-    scene.preprocessScene(scaling);
+    scene.preprocessScene(scaling, queries.uThreads);
     if (queries.eKind == RayKind::WATERTIGHT) scene.completeNormals();
     lights.applyDomainFactor(scene.fDomainFactor);
     const Velk::NMVector3f v3From = v3Eye * scene.fDomainFactor;

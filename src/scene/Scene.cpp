@@ -232,11 +232,11 @@ void Scene::releaseScene() {
     bLoaded = false;
 }
 
-void Scene::preprocessScene(Scaling scaling) {
+void Scene::preprocessScene(Scaling scaling, unsigned uThreads) {
     findMinMax();
     fDomainFactor = 1.0f;
     if (scaling == Scaling::DOMAIN) fixDomain();
-    precalculateFaces();
+    precalculateFaces(uThreads);
 }
 
 void Scene::findMinMax() {

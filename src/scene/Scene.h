@@ -52,8 +52,9 @@ class Scene {
 
     void releaseScene();
 
-    /// Measures the bounds, scales the mesh and completes the face records. Once for each loaded scene.
-    void preprocessScene(Scaling scaling = Scaling::DOMAIN);
+    /// Measures the bounds, scales the mesh and completes the face records with uThreads threads, whose number changes
+    /// no byte. Once for each loaded scene.
+    void preprocessScene(Scaling scaling = Scaling::DOMAIN, unsigned uThreads = 1);
 
     /// Fills boxScene, v3Center and fDiagonal. Requires at least one vertex.
     void findMinMax();
@@ -62,7 +63,7 @@ class Scene {
     void fixDomain();
 
     /// Completes every face record and the vertex normals. Requires vertex normals that are zero.
-    void precalculateFaces();
+    void precalculateFaces(unsigned uThreads = 1);
 
     /// Gives the faces without area, which are unsound, a unit normal, for rays that meet those, too. Their other
     /// values stay.

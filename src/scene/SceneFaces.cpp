@@ -1,11 +1,15 @@
 // Computes face records from the vertices, and tests a ray against a face.
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
+#include <condition_variable>
 #include <initializer_list>
 #include <limits>
+#include <mutex>
 
 #include "base/simd/Float4.h"
+#include "scene/OnThreads.h"
 #include "scene/Scene.h"
 
 namespace rt {
@@ -94,26 +98,64 @@ void makeUnsound(FaceData& face) {
     face.fNd = std::numeric_limits<float>::quiet_NaN();
 }
 
+// Completes face number u of a scene.
+void completeFace(Scene& scene, uint32_t u, AngleNormals& normals) {
+    constexpr uint32_t PREFETCH_AHEAD = 8;  // a face's vertices may be anywhere in memory
+    const FaceData& ahead = scene.vFaces[std::min(u + PREFETCH_AHEAD, scene.vFaces.uCount - 1)];
+    for (const SceneVertex* p : {ahead.pA, ahead.pB, ahead.pC}) __builtin_prefetch(p);
+    FaceData& face = scene.vFaces[u];
+    deriveFace(face, normals);
+    if (!isSound(face, normals)) makeUnsound(face);
+}
+
+// Adds the shares of a sound face to the normals of its vertices.
+void addNormals(Scene& scene, uint32_t u, const AngleNormals& normals) {
+    const FaceData& face = scene.vFaces[u];
+    if (!face.isSound()) return;
+    const auto add = [&scene](const SceneVertex* pVertex, const NMVector3f& v3Share) {
+        NMVector3f& v3Sum = scene.pVertices[pVertex - scene.pVertices].v3Normal;
+        v3Sum = v3Sum + v3Share;
+    };
+    add(face.pA, normals.v3A);
+    add(face.pB, normals.v3B);
+    add(face.pC, normals.v3C);
+}
+
+// Completes all faces with several threads. Sums depend on their order, so all of them keep that of the faces.
+void completeFaces(Scene& scene, unsigned uThreads) {
+    constexpr uint32_t BLOCK = 1024;
+    const uint32_t uFaces = scene.vFaces.uCount, uBlocks = uFaces / BLOCK + 1;
+    std::atomic<uint32_t> uNext{0};
+    std::mutex mutex;
+    std::condition_variable changed;
+    uint32_t uAdded = 0;  // blocks
+    onThreads(std::min(uThreads, uBlocks), [&](unsigned) {
+        AngleNormals normals[BLOCK];
+        for (uint32_t uBlock; (uBlock = uNext++) < uBlocks;) {
+            const uint32_t uBegin = uBlock * BLOCK, uEnd = std::min(uBegin + BLOCK, uFaces);
+            for (uint32_t u = uBegin; u < uEnd; ++u) completeFace(scene, u, normals[u - uBegin]);
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [&] { return uAdded == uBlock; });
+            lock.unlock();
+            for (uint32_t u = uBegin; u < uEnd; ++u) addNormals(scene, u, normals[u - uBegin]);
+            lock.lock();
+            ++uAdded;
+            changed.notify_all();
+        }
+    });
+}
+
 }  // namespace
 
-void Scene::precalculateFaces() {
-    constexpr ptrdiff_t PREFETCH_AHEAD = 8;  // a face's vertices may be anywhere in memory
-    for (FaceData& face : vFaces) {
-        const FaceData* pAhead = &face + std::min(PREFETCH_AHEAD, vFaces.end() - 1 - &face);
-        for (const SceneVertex* p : {pAhead->pA, pAhead->pB, pAhead->pC}) __builtin_prefetch(p);
-        AngleNormals normals{};
-        deriveFace(face, normals);
-        if (!rt::isSound(face, normals)) {
-            makeUnsound(face);
-            continue;
+void Scene::precalculateFaces(unsigned uThreads) {
+    if (uThreads > 1) {
+        completeFaces(*this, uThreads);
+    } else {
+        for (uint32_t u = 0; u < vFaces.uCount; ++u) {
+            AngleNormals normals;
+            completeFace(*this, u, normals);
+            addNormals(*this, u, normals);
         }
-        const auto add = [this](const SceneVertex* pVertex, const NMVector3f& v3Share) {
-            NMVector3f& v3Sum = pVertices[pVertex - pVertices].v3Normal;
-            v3Sum = v3Sum + v3Share;
-        };
-        add(face.pA, normals.v3A);
-        add(face.pB, normals.v3B);
-        add(face.pC, normals.v3C);
     }
     for (uint32_t u = 0; u < uVertexCount; ++u) {
         NMVector3f& v3Normal = pVertices[u].v3Normal;

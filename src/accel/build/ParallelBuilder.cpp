@@ -3,12 +3,10 @@
 
 #include <algorithm>
 #include <cassert>
-#include <exception>
 #include <new>
-#include <thread>
-#include <vector>
 
 #include "accel/build/SubtreeBuilder.h"
+#include "scene/OnThreads.h"
 
 namespace rt {
 
@@ -65,26 +63,20 @@ bool ParallelBuilder::build(const Velk::BoxAABB& box) {
     if (root.vFaces.create(uFaces, 0)) return true;
     std::copy_n(search.faces(), uFaces, root.vFaces.pData);
     hand(root);
-    std::vector<std::thread> vHelpers;
-    try {
-        vHelpers.reserve(uThreads);
-        while (vHelpers.size() + 1 < uThreads) {
-            vHelpers.emplace_back([this] {
-                const std::unique_ptr<KDTreeSplitSearch> pOwn(new (std::nothrow) KDTreeSplitSearch);
-                if (!pOwn) return;
-                pOwn->share(search);
-                work(*pOwn, nullptr);
-            });
+    bool bLost = false;
+    onThreads(uThreads, [&](unsigned uThread) {
+        if (uThread) {
+            const std::unique_ptr<KDTreeSplitSearch> pOwn(new (std::nothrow) KDTreeSplitSearch);
+            if (!pOwn) return;
+            pOwn->share(search);
+            work(*pOwn, nullptr);
+            return;
         }
-    } catch (const std::exception&) {  // fewer threads give the same tree
-    }
-    const bool bLost = assemble(root, 0, uFaces - 1);
-    {
+        bLost = assemble(root, 0, uFaces - 1);
         const std::lock_guard<std::mutex> lock(mutex);
-        bFailed |= bLost;
+        bFailed |= bLost;  // sends the others home
         changed.notify_all();
-    }
-    for (std::thread& helper : vHelpers) helper.join();
+    });
     return bLost;
 }
 
