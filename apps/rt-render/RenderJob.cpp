@@ -133,6 +133,7 @@ bool RenderJob::prepare() {
     Console::status("%s: reading", source.name().c_str());
     rayTracer.parameters = options.parameters;
     rayTracer.parameters.uTexturedAttribute = NO_INDEX;  // a number that is too high is warned of below
+    rayTracer.queries.uThreads = options.uJobs;
     const bool bUnread = source.load(rayTracer);
     if (bUnread) return true;
     rayTracer.parameters.uTexturedAttribute = options.parameters.uTexturedAttribute;
@@ -149,7 +150,6 @@ bool RenderJob::prepare() {
     Console::detail("reading: %.2f s", watch.lap());
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
-    rayTracer.queries.uThreads = options.uJobs;
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);

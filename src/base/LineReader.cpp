@@ -2,6 +2,7 @@
 #include "base/LineReader.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cassert>
@@ -18,7 +19,6 @@ namespace Velk {
 namespace {
 
 constexpr size_t LINE_LIMIT = 2047;       // longest line returned whole
-constexpr size_t PLAIN_LIMIT = 128;       // longest plain line, and eight characters more
 constexpr int64_t SMALL_COUNT = 1 << 20;  // accepted for a file of any size
 constexpr unsigned MOST_WARNINGS = 10;    // shown for one file
 
@@ -94,6 +94,16 @@ const char* readPlainDecimal(const char* sz, float& f) {
     const double d = static_cast<double>(uDigits) / POWERS[uPlaces];
     f = static_cast<float>(bNegative ? -d : d);
     return p;
+}
+
+// See LineReader::nextPlain().
+[[gnu::always_inline]] inline const char* readPlainLine(const char* sz, uint32_t* pNumbers, unsigned uNumbers,
+                                                        uint64_t uLimit, float* pFloats, unsigned uFloats) {
+    for (unsigned u = 0; sz && u < uNumbers + uFloats; ++u) {
+        sz = u < uNumbers ? readPlainNumber(sz, uLimit, pNumbers[u]) : readPlainDecimal(sz, pFloats[u - uNumbers]);
+        if (sz && *sz++ != (u + 1 < uNumbers + uFloats ? ' ' : '\n')) sz = nullptr;
+    }
+    return sz;
 }
 
 }  // namespace
@@ -177,16 +187,17 @@ const char* LineReader::next() {
     }
 }
 
+const char* LineReader::readPlain(const char* sz, uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit,
+                                  float* pFloats, unsigned uFloats) {
+    return readPlainLine(sz, pNumbers, uNumbers, uLimit, pFloats, uFloats);
+}
+
 bool LineReader::nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit, float* pFloats, unsigned uFloats) {
     assert(pFile && uNumbers + uFloats > 0 && uNumbers + uFloats <= 6);
     if (uEnd - uStart < PLAIN_LIMIT) return false;
     char* const szLine = buffer + uStart;
     if (*szLine != cSaved) *szLine = cSaved;  // reading eight characters behind a store of one of them takes long
-    const char* sz = szLine;
-    for (unsigned u = 0; sz && u < uNumbers + uFloats; ++u) {
-        sz = u < uNumbers ? readPlainNumber(sz, uLimit, pNumbers[u]) : readPlainDecimal(sz, pFloats[u - uNumbers]);
-        if (sz && *sz++ != (u + 1 < uNumbers + uFloats ? ' ' : '\n')) sz = nullptr;
-    }
+    const char* const sz = readPlainLine(szLine, pNumbers, uNumbers, uLimit, pFloats, uFloats);
     if (!sz) {
         *szLine = '\0';  // ends the line before
         return false;
@@ -196,6 +207,30 @@ bool LineReader::nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimi
     ++uLine;
     szLast = szLine;  // a report shows it up to its line feed
     return true;
+}
+
+uint64_t LineReader::offset() const {
+    return static_cast<uint64_t>(ftello(pFile)) - (uEnd - uStart);
+}
+
+size_t LineReader::readAt(uint64_t uOffset, char* pTo, size_t uBytes) const {
+    size_t uRead = 0;
+    while (uRead < uBytes) {
+        const ssize_t iRead = pread(fileno(pFile), pTo + uRead, uBytes - uRead, static_cast<off_t>(uOffset + uRead));
+        if (iRead < 0 && errno == EINTR) continue;
+        if (iRead <= 0) break;
+        uRead += static_cast<size_t>(iRead);
+    }
+    return uRead;
+}
+
+bool LineReader::skipTo(uint64_t uOffset, unsigned uLines) {
+    if (fseeko(pFile, static_cast<off_t>(uOffset), SEEK_SET)) return true;
+    uStart = uEnd = 0;
+    bAtEnd = false;
+    szLast = "";
+    uLine += uLines;
+    return false;
 }
 
 const char* LineReader::nextFilled() {

@@ -46,6 +46,19 @@ class LineReader {
     /// to next(), and some values may be overwritten then.
     bool nextPlain(uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit, float* pFloats, unsigned uFloats);
 
+    /// The same for a text: the text behind the line, or null for any other line. PLAIN_LIMIT characters are readable.
+    static const char* readPlain(const char* sz, uint32_t* pNumbers, unsigned uNumbers, uint64_t uLimit, float* pFloats,
+                                 unsigned uFloats);
+    static constexpr size_t PLAIN_LIMIT = 128;  // longest plain line, and eight characters more
+
+    // For callers that read lines by themselves: where the next one begins in the file, what stands anywhere in it
+    // (from any thread; less at its end), and going on somewhere else after uLines lines. The last is true on failure,
+    // and nothing has changed then.
+    uint64_t fileSize() const { return uFileSize; }
+    uint64_t offset() const;
+    size_t readAt(uint64_t uOffset, char* pTo, size_t uBytes) const;
+    [[nodiscard]] bool skipTo(uint64_t uOffset, unsigned uLines);
+
     /// 1-based number of the line returned last.
     unsigned lineNumber() const { return uLine; }
 

@@ -12,7 +12,7 @@ namespace rt {
 
 bool PreparedScene::read(const SceneDesc& desc) {
     release();
-    return scene.loadScene(desc.szSceneFile) || attributes.loadAttributes(desc.szAttributesFile) ||
+    return scene.loadScene(desc.szSceneFile, queries.uThreads) || attributes.loadAttributes(desc.szAttributesFile) ||
            checkAttributes(desc) || lights.loadLights(desc.szLightsFile);
 }
 

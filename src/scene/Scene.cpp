@@ -11,6 +11,7 @@
 #include "base/NLogger.h"
 #include "base/NewArray.h"
 #include "base/Printable.h"
+#include "scene/LineBatches.h"
 
 namespace rt {
 
@@ -28,13 +29,14 @@ enum Section { VERTEX_COUNT, VERTICES, TRIANGLE_COUNT, TRIANGLES, ATTRIBUTES, FI
 // Parses a geometry file line by line into a scene.
 class SceneParser {
  public:
-    SceneParser(Scene& target, Velk::LineReader& source, const char* szSource)
-        : scene(target), reader(source), szFile(szSource) {}
+    SceneParser(Scene& target, Velk::LineReader& source, const char* szSource, unsigned uItsThreads)
+        : scene(target), reader(source), szFile(szSource), uThreads(uItsThreads) {}
 
     bool isFinished() const { return section == FINISHED; }
 
     // The fast path: reads the next data lines as long as they are plain and valid.
     void takePlainLines() {
+        if (uThreads > 1) takeManyLines();
         NMVector3f v3;
         while (section == VERTICES && uItem < scene.uVertexCount && reader.nextPlain(nullptr, 0, 0, &v3.x, 3)) {
             scene.pVertices[uItem++].v3Position = v3;
@@ -42,7 +44,7 @@ class SceneParser {
         uint32_t u[3];
         while (section == TRIANGLES && uItem < uTrianglesDeclared &&
                reader.nextPlain(u, 3, scene.uVertexCount, nullptr, 0)) {
-            addTriangle(u[0], u[1], u[2]);
+            setTriangle(uItem++, u[0], u[1], u[2]);
         }
     }
 
@@ -82,7 +84,33 @@ class SceneParser {
         if (section == VERTICES) uVerticesFound = uItem;
         if (section == TRIANGLES) uTrianglesFound = uItem;
         section = next;
-        uItem = 0;
+        uItem = uNextMany = 0;
+    }
+
+    // The same with all threads, where there are many lines to come.
+    void takeManyLines() {
+        constexpr uint32_t MANY = 1 << 15;
+        const bool bVertices = section == VERTICES;
+        const uint32_t uEnd = bVertices ? scene.uVertexCount : section == TRIANGLES ? uTrianglesDeclared : 0;
+        if (uItem < uNextMany || uItem >= uEnd || uEnd - uItem < MANY) return;
+        const auto take = [&](LineShare& share) {
+            for (; share.uLine < share.uEnd; ++share.uLine) {
+                NMVector3f v3;
+                uint32_t u[3];
+                const char* sz = bVertices
+                                     ? Velk::LineReader::readPlain(share.sz, nullptr, 0, 0, &v3.x, 3)
+                                     : Velk::LineReader::readPlain(share.sz, u, 3, scene.uVertexCount, nullptr, 0);
+                if (!sz) return;
+                share.sz = sz;
+                if (bVertices) scene.pVertices[uItem + share.uLine].v3Position = v3;
+                if (!bVertices) setTriangle(uItem + share.uLine, u[0], u[1], u[2]);
+            }
+        };
+        uint32_t uSeen = 0;
+        const uint32_t uTaken = takeLines(reader, uThreads, uEnd - uItem, take, uSeen);
+        if (bVertices) std::fill(scene.pVertices + uItem + uTaken, scene.pVertices + uItem + uSeen, SceneVertex{});
+        uItem += uTaken;
+        uNextMany = 2 * uItem + MANY;  // a file whose lines are not plain is not read again and again
     }
 
     // Reads "WORD %d" or "%d". Returns what is wrong with the line, or null when it is correct.
@@ -151,13 +179,13 @@ class SceneParser {
         if (uItem >= uTrianglesDeclared) return {__LINE__, "more triangles than declared; an empty line ends them"};
         if (uRead < 3) reader.reportWarning("%u of the three indices of a triangle, the others are 0", uRead);
         if (uRead > 3) reader.reportWarning("more than the three indices of a triangle, the others are ignored");
-        addTriangle(i[0], i[1], i[2]);
+        setTriangle(uItem++, i[0], i[1], i[2]);
         return {};
     }
 
     // Fills the loader's part of the record.
-    void addTriangle(int64_t iA, int64_t iB, int64_t iC) {
-        FaceData& face = scene.vFaces[uItem++];
+    void setTriangle(uint32_t u, int64_t iA, int64_t iB, int64_t iC) {
+        FaceData& face = scene.vFaces[u];
         face.pA = scene.pVertices + iA;
         face.pB = scene.pVertices + iB;
         face.pC = scene.pVertices + iC;
@@ -181,7 +209,9 @@ class SceneParser {
     Velk::LineReader& reader;
     const char* szFile;
     Section section = VERTEX_COUNT;
-    uint32_t uItem = 0;  // data items of the current section
+    const unsigned uThreads;
+    uint32_t uItem = 0;      // data items of the current section
+    uint32_t uNextMany = 0;  // from which on it may be worth to call the other threads
     uint32_t uVerticesFound = 0;
     uint32_t uTrianglesDeclared = 0;
     uint32_t uTrianglesFound = 0;
@@ -189,14 +219,14 @@ class SceneParser {
 
 }  // namespace
 
-bool Scene::loadScene(const char* szFile) {
+bool Scene::loadScene(const char* szFile, unsigned uThreads) {
     Velk::LineReader reader(szFile, Velk::INPUT_FILE_OR_PIPE);
     if (!reader.isOpen()) {
         ReportErrorFormat("Failed to open file: %s", Velk::Printable(szFile).text());
         reader.reportOpenFailure();
         return true;
     }
-    SceneParser parser(*this, reader, szFile);
+    SceneParser parser(*this, reader, szFile, uThreads);
     while (!parser.isFinished()) {
         parser.takePlainLines();
         const char* szLine = reader.next();

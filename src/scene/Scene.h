@@ -43,8 +43,8 @@ class Scene {
 
     /// Reads a geometry file into an empty scene. A file that ends early is accepted with a warning: missing vertices
     /// are 0 and missing triangles are dropped. True on failure, which is logged with the line; the scene is empty
-    /// then.
-    [[nodiscard]] bool loadScene(const char* szFile);
+    /// then. Neither mesh nor messages depend on the number of threads.
+    [[nodiscard]] bool loadScene(const char* szFile, unsigned uThreads = 1);
 
     /// Copies a mesh into an empty scene. True when there is no vertex, when an index or coordinate is invalid, or when
     /// out of memory, which is logged; the scene is empty then.

@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include "base/InputReport.h"
 #include "base/Progress.h"
 #include "support/FileTest.h"
 #include "support/Scenes.h"
@@ -99,6 +100,60 @@ TEST_F(ThreadsTest, EightThreadsPrepareTheFacesAndTheTreeOfOne) {
             ASSERT_TRUE(sAll == sOne) << uThreads << " threads";
         }
     }
+}
+
+std::string g_sReports;
+
+TEST_F(ThreadsTest, FiveThreadsReadTheMeshAndTheFaultsOfOne) {
+    constexpr uint32_t LINES = 70'000;  // more than a megabyte of each kind
+    const std::string FAULTS[] = {"// comment\n",
+                                  "\n",
+                                  "1 2\n",
+                                  "1 2 3 4\n",
+                                  "15e-1 2 0\n",
+                                  "0 1 2\r\n",
+                                  "word\n",
+                                  std::string(5000, '7') + "\n",
+                                  "70000 0 1\n",
+                                  "0 1  2\n",
+                                  std::string(1, '\0')};
+    Velk::setInputSink([](bool, const char* sz) { g_sReports += std::string(sz) + '\n'; });
+    unsigned uCount[2] = {};
+    for (uint32_t uSeed = 0; uSeed < 16; ++uSeed) {
+        SCOPED_TRACE(uSeed);
+        Random random(uSeed);
+        const auto lines = [&](const char* szHead, const char* szFormat) {
+            std::string sLines = szHead;
+            for (uint32_t u = 0; u < LINES; ++u) {
+                char szLine[64];
+                snprintf(szLine, sizeof(szLine), szFormat, random.below(LINES), random.below(1000),
+                         random.below(LINES));
+                sLines += random.below(20'000) ? szLine : FAULTS[random.below(std::size(FAULTS))];
+            }
+            return sLines;
+        };
+        std::string sText =
+            lines("vertices 70000\n", "%u.%u -%u 12.5\n") + lines("\ntriangles 70000\n", "%u %u %u\n") + "\n";
+        for (uint32_t u = 0; u < LINES / 10; ++u) sText += "0 1 2 3 4 5 6 7 8 9\n";
+        if (uSeed % 4 == 0) sText.resize(random.below(static_cast<uint32_t>(sText.size())));
+        writeFile("mesh.brs", sText);
+        std::string sOne;
+        for (const unsigned uThreads : {1u, 2u, 5u}) {
+            Scene scene;
+            g_sReports.clear();
+            const bool bFailed = scene.loadScene("mesh.brs", uThreads);
+            const Arrays mesh(scene);
+            std::string sAll = g_sReports + (bFailed ? "failed" : "loaded");
+            sAll.append(reinterpret_cast<const char*>(mesh.vPositions.data()), mesh.vPositions.size() * 4);
+            sAll.append(reinterpret_cast<const char*>(mesh.vTriangles.data()), mesh.vTriangles.size() * 4);
+            sAll.append(reinterpret_cast<const char*>(mesh.vMaterials.data()), mesh.vMaterials.size() * 4);
+            if (uThreads == 1) sOne = sAll;
+            ASSERT_TRUE(sAll == sOne) << uThreads << " threads: " << g_sReports;
+            ++uCount[bFailed];
+        }
+    }
+    Velk::setInputSink(nullptr);
+    EXPECT_GT(std::min(uCount[0], uCount[1]), 8u);
 }
 
 TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {

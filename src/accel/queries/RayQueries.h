@@ -24,7 +24,7 @@ enum class RayKind { TREE, WATERTIGHT };
 class RayQueries {
  public:
     RayKind eKind = RayKind::TREE;             // set it before build()
-    unsigned uThreads = 1;                     // that build
+    unsigned uThreads = 1;                     // that build; PreparedScene reads with them, too
     KDTree kdTree;                             // empty for watertight rays
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries of the tree
 
