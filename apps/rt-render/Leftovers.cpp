@@ -25,7 +25,7 @@ void endEarly(int iSignal) {
     stopImport();
 #endif
     Velk::OutputFile::removeUnfinished();
-    if (*g_szFile) unlink(g_szFile);
+    Leftovers::remove(iSignal);
     constexpr char MESSAGE[] = "\nrt-render: interrupted before the first pixel\n";
     static_cast<void>(!write(STDERR_FILENO, MESSAGE, sizeof(MESSAGE) - 1));  // nobody may be there to read it
     _exit(STATUS_SIGNAL + iSignal);
@@ -35,6 +35,10 @@ void endEarly(int iSignal) {
 
 void Leftovers::removeOnSignals() {
     StopSignals::endProcess(endEarly);
+}
+
+void Leftovers::remove(int) {
+    if (*g_szFile) unlink(g_szFile);
 }
 
 void Leftovers::setFile(const std::string& sFile) {

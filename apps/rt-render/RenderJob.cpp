@@ -12,7 +12,6 @@
 #include "picture/PictureFile.h"
 #include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
-#include "rt-render/TreeCache.h"
 #include "rt-render/keys/ContentHash.h"
 #include "rt-render/keys/SceneKeys.h"
 #include "shared/Console.h"
@@ -81,6 +80,7 @@ int RenderJob::run() {
     }
     RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
     StopSignals::keep();
+    pCache->finish(rayTracer);
     for (unsigned uFrame = firstFrame(); uFrame < uFrames; ++uFrame) {
         const int iStatus = renderFrame(crew, orbit.look(uFrame, uFrames), uFrame);
         if (iStatus != STATUS_DONE) return iStatus;
@@ -153,13 +153,12 @@ bool RenderJob::prepare() {
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);
-    TreeCache cache(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);
-    cache.prepare(rayTracer, sGeometryKey);
+    pCache = std::make_unique<TreeCache>(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);
+    pCache->prepare(rayTracer, sGeometryKey);
     if (rayTracer.preprocessScene()) {
         if (!Console::errorCount()) Console::error("%s: not enough memory", source.name().c_str());
         return true;
     }
-    cache.finish();
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
     warnAboutScene(rayTracer, source.isModel() ? options.sScene : "");
     Console::clearStatus();
@@ -249,7 +248,7 @@ int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame
 
 // Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
 int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
-    StopSignals::endProcess();  // a second one, while the part is written
+    StopSignals::endProcess(Leftovers::remove);  // a second one, while the part is written
     const bool bLost = part.save(pool, sKey);
     if (!bLost) {
         Console::error("rt-render: %s; %u of %u tiles are in %s, --resume goes on from there",

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "render/RayTracer.h"
@@ -8,6 +9,7 @@
 #include "rt-render/PartFile.h"
 #include "rt-render/RenderCrew.h"
 #include "rt-render/SceneSource.h"
+#include "rt-render/TreeCache.h"
 #include "rt-render/options/RenderOptions.h"
 #include "rt-render/options/View.h"
 
@@ -42,6 +44,7 @@ class RenderJob {
     TilePool pool;
     uint32_t uWidth = 0, uHeight = 0;
     std::string sSceneKey;
+    std::unique_ptr<TreeCache> pCache;  // writes the tree while pictures are made
 };
 
 }  // namespace rt

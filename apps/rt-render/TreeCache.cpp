@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <new>
+#include <system_error>
 #include <vector>
 
 #include "rt-render/Leftovers.h"
@@ -85,19 +88,47 @@ void TreeCache::prepare(RayTracer& rayTracer, const std::string& sKey) {
     }
     rayTracer.parameters.bResetCache = !bHit;
     rayTracer.queries.kdTree.sCacheFile = sFile;
+    rayTracer.queries.kdTree.bSaveLater = true;
     // The file names the content, not a path: the same mesh elsewhere has the same tree.
     rayTracer.queries.kdTree.sCacheName = "content-" + sKey;
 }
 
-void TreeCache::finish() {
-    if (sFile.empty()) return;
-    Console::detail("%s: tree %s", sFile.c_str(), bHit ? "read" : "kept");
-    if (bHit) return;
-    std::error_code error;
-    const std::string sHash = hashOfFile(sFile);
-    if (!sHash.empty()) fs::rename(sFile, sDirectory + "/" + sKeyInUse + "-" + sHash + SUFFIX, error);
+TreeCache::~TreeCache() {
+    if (!writer.joinable()) return;
+    writer.join();
+    report();
+}
+
+void TreeCache::finish(RayTracer& rayTracer) {
+    KDTree& tree = rayTracer.queries.kdTree;
+    if (bHit) report();
+    if (bHit || sFile.empty()) return;
+    sigset_t all, before;  // signals are for the thread that renders
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    try {
+        writer = std::thread([this, &tree] { keep(tree); });
+    } catch (const std::system_error&) {
+        keep(tree);
+        report();
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+// Without memory there is no new file.
+void TreeCache::keep(KDTree& tree) const {
+    try {
+        std::error_code error;
+        const std::string sHash = tree.saveCache() ? "" : hashOfFile(sFile);
+        if (!sHash.empty()) fs::rename(sFile, sDirectory + "/" + sKeyInUse + "-" + sHash + SUFFIX, error);
+        trim();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
+void TreeCache::report() const {
     Leftovers::setFile("");
-    trim();
+    Console::detail("%s: tree %s", sFile.c_str(), bHit ? "read" : "kept");
 }
 
 void TreeCache::trim() const {

@@ -83,6 +83,13 @@ TEST_F(KDTreeCacheTest, AReloadedTreeGivesTheSameAnswersAndFile) {
     EXPECT_EQ(build(true), RESET);
     EXPECT_EQ(readFile("kdtree.tmp"), sFile);
     EXPECT_EQ(list(), (std::vector<std::string>{"copy.tmp", "kdtree.tmp", "mesh.brs"}));
+    tree.bSaveLater = true;
+    writeFile("kdtree.tmp", "old");
+    EXPECT_EQ(build(true), RESET);
+    EXPECT_EQ(trace(), sHits);
+    EXPECT_EQ(readFile("kdtree.tmp"), "old");
+    EXPECT_EQ(tree.saveCache(), 0);
+    EXPECT_EQ(readFile("kdtree.tmp"), sFile);
 }
 
 TEST_F(KDTreeCacheTest, TheLastFaceOfAListWinsATie) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "accel/CacheFile.h"
 #include "accel/build/KDTreeBuilder.h"
@@ -23,8 +24,18 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache, unsigned uThrea
         Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
                           pScene->vFaces.uCount);
         release();
+        return true;
     }
-    return bFailed;
+    if (bUnsaved) vUnsaved = std::move(nodes);
+    return false;
+}
+
+int KDTree::saveCache() {
+    if (!bUnsaved) return 0;
+    bUnsaved = false;
+    const int iResult = saveTree(sCacheFile.c_str(), vUnsaved);
+    vUnsaved.Release();
+    return iResult;
 }
 
 // Reads the nodes from the cache file or builds and saves them, in index form.
@@ -41,7 +52,8 @@ bool KDTree::makeNodes(bool bResetCache, unsigned uThreads, Velk::NDataVector<KD
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
     if (!pBuilder || pBuilder->build(uThreads)) return true;
     pBuilder.reset();
-    if (bCached) saveTree(sCacheFile.c_str(), nodes);
+    bUnsaved = bCached && bSaveLater;
+    if (bCached && !bSaveLater) saveTree(sCacheFile.c_str(), nodes);
     return false;
 }
 
@@ -59,6 +71,8 @@ bool KDTree::link(const Velk::NDataVector<KDTreeNode>& nodes) {
 void KDTree::release() {
     vNodes.Release();
     vFacesList.Release();
+    vUnsaved.Release();
+    bUnsaved = false;
     pRoot = nullptr;
     uFreeListHead = NO_INDEX;
 }

@@ -31,6 +31,7 @@ class KDTree : public FaceLists {
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
     std::string sCacheFile = "kdtree.tmp";  // buildTree reads and writes it; empty: no cache
+    bool bSaveLater = false;                // buildTree leaves the writing to saveCache()
     std::string sCacheName;  // what the cache file says it belongs to; empty: the path of the scene's file
 
     KDTree() = default;
@@ -41,6 +42,10 @@ class KDTree : public FaceLists {
     /// memory, which is logged; the tree is empty then. With an empty sCacheFile it touches no file and reports
     /// nothing. uThreads build it; their number changes no byte.
     [[nodiscard]] bool buildTree(const Scene* pNewScene, bool bResetCache, unsigned uThreads = 1);
+
+    /// Writes the cache file of a tree that was built with bSaveLater, once. Queries may run at the same time. 0 on
+    /// success, which is also when there is nothing to write; a failure is logged.
+    int saveCache();
 
     /// Frees everything; every query misses then.
     void release();
@@ -71,6 +76,9 @@ class KDTree : public FaceLists {
     bool link(const Velk::NDataVector<KDTreeNode>& nodes);
     bool clip(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, float fMaxDist,
               StackEntry* vStack) const;
+
+    bool bUnsaved = false;
+    Velk::NDataVector<KDTreeNode> vUnsaved;  // what saveCache() writes, in index form
 
     template <typename VisitLeaf>
     bool traverse(const Velk::NMVector3f& v3Origin, const Velk::NMVector3f& v3Dir, StackEntry* vStack,
