@@ -221,8 +221,9 @@ bool rewriteGltf(const std::string& sFile, const ReadBeside& readBeside, ModelTe
     if (bBinary) {
         if (wordAt(sJson, 4) == 1) return text.sHint = OLD, false;
         if (wordAt(sJson, GLB_HEAD + 4) != JSON_MARK) return false;
-        sJson.resize(wordAt(sJson, GLB_HEAD));
-        if (fread(&sJson[0], 1, sJson.size(), file.get()) != sJson.size()) return false;
+        const size_t uJson = wordAt(sJson, GLB_HEAD);
+        sJson.clear();
+        readRest(file.get(), sJson, uJson);
     } else {
         readRest(file.get(), sJson);
     }

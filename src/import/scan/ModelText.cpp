@@ -2,6 +2,7 @@
 
 #include "import/scan/ModelText.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -62,9 +63,10 @@ FILE* ModelText::open(const std::string& sFile) const {
     return fmemopen(const_cast<char*>(sText.data()), sText.size(), "r");
 }
 
-void readRest(FILE* pFile, std::string& sText) {
+void readRest(FILE* pFile, std::string& sText, size_t uMost) {
     char buffer[65536];
-    for (size_t u; (u = fread(buffer, 1, sizeof(buffer), pFile)) > 0;) sText.append(buffer, u);
+    for (size_t u; (u = fread(buffer, 1, std::min(sizeof(buffer), uMost), pFile)) > 0; uMost -= u)
+        sText.append(buffer, u);
 }
 
 bool decodeText(const std::string& sFile, ModelText& text, std::string& sReason) {

@@ -30,7 +30,7 @@ struct ModelText {
 /// Counts the faces of an STL file in binary.
 void countStl(const std::string& sFile, ModelText& text);
 
-/// Adds the rest of a stream to sText.
-void readRest(FILE* pFile, std::string& sText);
+/// Adds the rest of a stream to sText, or the next uMost bytes of it.
+void readRest(FILE* pFile, std::string& sText, size_t uMost = SIZE_MAX);
 
 }  // namespace rt
