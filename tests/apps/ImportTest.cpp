@@ -295,7 +295,7 @@ TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
                                          "o",        "s 1\r",    "vt 0 0",   "# f", "f\t1 2 3"};
             if (random.below(3) == 0) sText += LINES[random.below(10)] + std::string("\n");
             sText += 'f';
-            for (unsigned i = 3 + random.below(2); i > 0; --i)
+            for (unsigned i = 3 + random.below(5); i > 0; --i)
                 sText += ' ' + index(u) + (uFile % 2 ? "//" + index(u) : "/1");
             sText += '\n';
         }

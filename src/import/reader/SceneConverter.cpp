@@ -189,8 +189,47 @@ void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNor
     }
 }
 
-// The digest's order of runs, by its meshes.
-void addObj(ObjMesh& obj, const aiScene& digest, const Map3d& world, MaterialTable& materials, VertexJoiner& joiner) {
+// A mesh of the digest: the runs that it stands for, in their order.
+struct DigestMesh {
+    const aiMesh* pMesh;
+    unsigned uMesh;
+    std::vector<size_t> vRuns;
+};
+
+// Takes the order of the runs and the cuts of the polygons from the digest. Each corner of a face is a vertex of a
+// mesh, in the order of the text.
+std::vector<DigestMesh> readDigest(ObjMesh& obj, const aiScene& digest) {
+    std::vector<DigestMesh> vMeshes;
+    std::vector<std::array<uint32_t, 3>> vCuts;
+    visitMeshes(digest, *digest.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned uMesh, const Map3d&) {
+        vMeshes.push_back({&mesh, uMesh, {}});
+        std::vector<size_t>& vRuns = vMeshes.back().vRuns;
+        size_t uStart = 0, uEnd = 0;  // vertices of the last run
+        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+            if (!isTriangle(mesh, mesh.mFaces[u])) continue;
+            const unsigned* p = mesh.mFaces[u].mIndices;
+            while (uEnd <= p[0]) {
+                const double dRun = static_cast<double>(mesh.mVertices[uEnd].x);
+                if (!(dRun >= 0 && dRun < static_cast<double>(obj.vRuns.size()))) return;
+                const size_t uRun = static_cast<size_t>(dRun);
+                vRuns.push_back(uRun);
+                uStart = uEnd;
+                uEnd += 3 + obj.firstCornerOf(uRun + 1) - obj.firstCornerOf(uRun);
+            }
+            const size_t uFirst = uStart + 3;  // of polygons
+            if (std::min({p[0], p[1], p[2]}) < uFirst || std::max({p[0], p[1], p[2]}) >= uEnd) continue;
+            const auto corner = [&](unsigned i) {
+                return static_cast<uint32_t>(obj.firstCornerOf(vRuns.back()) + p[i] - uFirst);
+            };
+            vCuts.push_back({corner(0), corner(1), corner(2)});
+        }
+    });
+    if (!obj.vPolygons.empty()) obj.replacePolygons(std::move(vCuts));
+    return vMeshes;
+}
+
+void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& world, MaterialTable& materials,
+            VertexJoiner& joiner) {
     std::vector<uint32_t> vPacked(obj.vNormals.size());
     const Map3d normals{cross(world.v3Y, world.v3Z), cross(world.v3Z, world.v3X), cross(world.v3X, world.v3Y), {}};
     for (size_t u = 0; u < vPacked.size(); ++u) {
@@ -200,25 +239,17 @@ void addObj(ObjMesh& obj, const aiScene& digest, const Map3d& world, MaterialTab
     for (NMVector3f& p : obj.vPositions) p = single(world.point(toDouble(p)));
     VertexJoiner::Indexed indexed{obj.vPositions, obj.vVertices, obj.vCornerNormals, vPacked,
                                   std::vector<uint32_t>(obj.vPositions.size(), VertexJoiner::NO_PLACE)};
-    visitMeshes(digest, *digest.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d&) {
-        std::vector<size_t> vRuns;
+    for (const auto& [pMesh, uMesh, vRuns] : vMeshes) {
         std::array<double, 3> vMean{};
         double dCorners = 0;
-        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
-            if (!isTriangle(mesh, mesh.mFaces[u])) continue;
-            const size_t uRun = static_cast<size_t>(mesh.mVertices[mesh.mFaces[u].mIndices[0]].x);
-            if (uRun >= obj.vRuns.size()) continue;
-            vRuns.push_back(uRun);
+        for (const size_t uRun : vRuns) {
             dCorners += static_cast<double>(obj.vRuns[uRun].uColoured);
             for (unsigned i = 0; i < 3; ++i) vMean[i] += obj.vRuns[uRun].vColours[i];
         }
         for (double& d : vMean) d /= dCorners;
-        const uint32_t uMaterial = materials.indexOf(mesh, uMesh, dCorners > 0 ? &vMean : nullptr);
-        for (const size_t u : vRuns) {
-            const size_t uEnd = u + 1 < obj.vRuns.size() ? obj.vRuns[u + 1].uFirst : obj.triangles();
-            joiner.add(indexed, obj.vRuns[u].uFirst, uEnd, uMaterial);
-        }
-    });
+        const uint32_t uMaterial = materials.indexOf(*pMesh, uMesh, dCorners > 0 ? &vMean : nullptr);
+        for (const size_t uRun : vRuns) joiner.add(indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), uMaterial);
+    }
 }
 
 // A tenth is more than what is thrown away on purpose.
@@ -239,6 +270,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     const std::string& sFile = read.sFile;
     const std::string sSuffix = modelSuffixOf(sFile);
     const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix, vNotices));
+    const std::vector<DigestMesh> vMeshes = read.pObj ? readDigest(*read.pObj, scene) : std::vector<DigestMesh>();
     const Measure found = read.pObj ? measure(*read.pObj, turned) : measure(scene, turned);
     if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
     if (!found.bFinite) return sMessage = sFile + " has numbers that are not finite", true;
@@ -252,7 +284,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     VertexJoiner joiner;
     joiner.reserve(found.uTriangles);
     if (read.pObj)
-        addObj(*read.pObj, scene, world, materials, joiner);
+        addObj(*read.pObj, vMeshes, world, materials, joiner);
     else
         visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
             std::array<double, 3> vMean{};

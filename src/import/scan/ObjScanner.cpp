@@ -19,7 +19,6 @@ constexpr size_t BLOCK = size_t{1} << 18;      // bytes read at once; no line is
 constexpr size_t MOST_RUNS = size_t{1} << 22;  // a float counts them, and the digest stays small
 constexpr size_t LONGEST_QUOTED = 60;          // bytes of a line in a reason
 constexpr unsigned MOST_NUMBERS = 7;           // of a vertex: place and colour, with w or alpha
-constexpr unsigned MOST_CORNERS = 4;
 
 bool isDigit(char c) {
     return static_cast<unsigned char>(c - '0') < 10;
@@ -228,23 +227,61 @@ class ObjScanner {
     }
 
     ObjScan scanFace(const char*& p) {
-        Corner corners[MOST_CORNERS];
-        unsigned uCorners = 0;
+        vFace.clear();
         for (p = skipBlanks(p); !isEnd(*p); p = skipBlanks(p)) {
-            if (uCorners == MOST_CORNERS || readCorner(p, corners[uCorners++])) return ObjScan::OTHER;
+            vFace.emplace_back();
+            if (readCorner(p, vFace.back())) return ObjScan::OTHER;
         }
-        for (unsigned u = 0; u < uCorners; ++u) {
-            uMostVertex = std::max(uMostVertex, corners[u].uVertex);
-            if (corners[u].uNormal != ObjMesh::NO_NORMAL) uMostNormal = std::max(uMostNormal, corners[u].uNormal + 1);
+        for (const Corner& corner : vFace) {
+            uMostVertex = std::max(uMostVertex, corner.uVertex);
+            if (corner.uNormal != ObjMesh::NO_NORMAL) uMostNormal = std::max(uMostNormal, corner.uNormal + 1);
         }
-        if (uCorners < 3) return ObjScan::DONE;
+        if (vFace.size() < 3) return ObjScan::DONE;
         if (bNewRun) mesh.startRun();
         bNewRun = false;
         if (mesh.vRuns.size() > MOST_RUNS) return ObjScan::OTHER;
-        if (uCorners == 4) vQuads.push_back(mesh.triangles());
-        addTriangle(corners[0], corners[1], corners[2]);
-        if (uCorners == 4) addTriangle(corners[0], corners[2], corners[3]);
+        if (vFace.size() > 4) {
+            addPolygon();
+            return ObjScan::DONE;
+        }
+        if (vFace.size() == 4) vQuads.push_back(mesh.triangles());
+        addTriangle(vFace[0], vFace[1], vFace[2]);
+        if (vFace.size() == 4) addTriangle(vFace[0], vFace[2], vFace[3]);
         return ObjScan::DONE;
+    }
+
+    void addPolygon() {
+        mesh.vPolygons.push_back({mesh.triangles(), mesh.vPolygonVertices.size()});
+        for (const Corner& corner : vFace) {
+            mesh.vPolygonVertices.push_back(corner.uVertex);
+            mesh.vPolygonNormals.push_back(corner.uNormal);
+        }
+    }
+
+    // Writes the polygons behind the triangles of their runs.
+    void completeDigest() {
+        std::string sWhole, sFace;
+        size_t uDone = 0;
+        char szLine[100];
+        for (size_t uRun = 0; uRun < mesh.vRuns.size(); ++uRun) {
+            const ObjMesh::Run& run = mesh.vRuns[uRun];
+            const size_t uEnd = uRun + 1 < mesh.vRuns.size() ? mesh.vRuns[uRun + 1].uPolygon : mesh.vPolygons.size();
+            sWhole.append(mesh.sDigest, uDone, run.uDigest - uDone);
+            uDone = run.uDigest;
+            for (size_t u = run.uPolygon; u < uEnd; ++u) {
+                const size_t uFirst = mesh.firstCorner(u), uCorners = mesh.firstCorner(u + 1) - uFirst;
+                sFace = "f";
+                for (size_t i = 0; i < uCorners; ++i) {
+                    const NMVector3f& v = mesh.vPositions[mesh.vPolygonVertices[uFirst + i]];
+                    snprintf(szLine, sizeof(szLine), "v %.9g %.9g %.9g\n", static_cast<double>(v.x),
+                             static_cast<double>(v.y), static_cast<double>(v.z));
+                    sWhole += szLine;
+                    sFace += " -" + std::to_string(uCorners - i);
+                }
+                sWhole += sFace + "\n";
+            }
+        }
+        mesh.sDigest = sWhole.append(mesh.sDigest, uDone, std::string::npos);
     }
 
     void addTriangle(const Corner& a, const Corner& b, const Corner& c) {
@@ -284,20 +321,24 @@ class ObjScanner {
         p[0] = p[3] = at(0), p[1] = at(1), p[2] = p[4] = at(2), p[5] = at(3);
     }
 
-    // Each corner of a polygon counts once.
+    // Each corner of a face counts once.
     void sumColours() {
         vColours.resize(mesh.vPositions.size(), {1, 1, 1});
-        size_t uRun = 0, uQuad = 0;
-        for (size_t u = 0; u < mesh.triangles(); ++u) {
-            while (uRun + 1 < mesh.vRuns.size() && mesh.vRuns[uRun + 1].uFirst <= u) ++uRun;
-            while (uQuad < vQuads.size() && vQuads[uQuad] + 1 < u) ++uQuad;
-            const bool bSecond = uQuad < vQuads.size() && vQuads[uQuad] + 1 == u;
-            for (size_t i = bSecond ? 2 : 0; i < 3; ++i) {
-                const NMVector3f& c = vColours[mesh.vVertices[3 * u + i]];
-                ObjMesh::Run& run = mesh.vRuns[uRun];
+        size_t uQuad = 0;
+        for (size_t uRun = 0; uRun < mesh.vRuns.size(); ++uRun) {
+            ObjMesh::Run& run = mesh.vRuns[uRun];
+            const auto add = [&](uint32_t uVertex) {
+                const NMVector3f& c = vColours[uVertex];
                 run.vColours[0] += static_cast<double>(c.x), run.vColours[1] += static_cast<double>(c.y);
                 run.vColours[2] += static_cast<double>(c.z), ++run.uColoured;
+            };
+            for (size_t u = run.uFirst; u < mesh.endOf(uRun); ++u) {
+                while (uQuad < vQuads.size() && vQuads[uQuad] + 1 < u) ++uQuad;
+                const bool bSecond = uQuad < vQuads.size() && vQuads[uQuad] + 1 == u;
+                for (size_t i = bSecond ? 2 : 0; i < 3; ++i) add(mesh.vVertices[3 * u + i]);
             }
+            for (size_t u = mesh.firstCornerOf(uRun); u < mesh.firstCornerOf(uRun + 1); ++u)
+                add(mesh.vPolygonVertices[u]);
         }
     }
 
@@ -307,17 +348,19 @@ class ObjScanner {
                 std::string("a face has ") + szWhat + " " + std::to_string(uWanted) + " of " + std::to_string(uCount);
             return ObjScan::REFUSED;
         };
-        if (mesh.vVertices.empty()) return ObjScan::OTHER;
+        if (mesh.isEmpty()) return ObjScan::OTHER;
         if (uMostVertex >= mesh.vPositions.size())
             return missing("vertex", size_t{uMostVertex} + 1, mesh.vPositions.size());
         if (uMostNormal > mesh.vNormals.size()) return missing("normal", uMostNormal, mesh.vNormals.size());
         for (const size_t u : vQuads) cutQuad(u);
         if (!vColours.empty()) sumColours();
+        if (!mesh.vPolygons.empty()) completeDigest();
         return ObjScan::DONE;
     }
 
     ObjMesh& mesh;
     std::string& sReason;
+    std::vector<Corner> vFace;         // the line's
     std::vector<size_t> vQuads;        // the first triangle of each
     std::vector<NMVector3f> vColours;  // of vertices, when there are any
     uint32_t uMostVertex = 0;          // that a face has
@@ -333,6 +376,51 @@ void ObjMesh::startRun() {
     sDigest += sRun + " 0 0" + sRun + " 1 0" + sRun + " 0 1\nf -3 -2 -1\n";
     vRuns.emplace_back();
     vRuns.back().uFirst = triangles();
+    vRuns.back().uPolygon = vPolygons.size();
+    vRuns.back().uDigest = sDigest.size();
+}
+
+void ObjMesh::replacePolygons(std::vector<std::array<uint32_t, 3>> vCuts) {
+    // Those of one polygon stay in their order.
+    const auto polygonOf = [this](const std::array<uint32_t, 3>& cut) {
+        return std::upper_bound(vPolygons.begin(), vPolygons.end(), size_t{cut[0]},
+                                [](size_t u, const Polygon& polygon) { return u < polygon.uFirst; }) -
+               vPolygons.begin() - 1;
+    };
+    std::stable_sort(vCuts.begin(), vCuts.end(),
+                     [&](const auto& a, const auto& b) { return polygonOf(a) < polygonOf(b); });
+    const bool bNormals = !vCornerNormals.empty() || std::any_of(vPolygonNormals.begin(), vPolygonNormals.end(),
+                                                                 [](uint32_t u) { return u != NO_NORMAL; });
+    if (bNormals) vCornerNormals.resize(vVertices.size(), NO_NORMAL);
+    std::vector<uint32_t> vNewVertices, vNewNormals;
+    size_t uDone = 0, uCut = 0;  // triangles that are copied
+    const auto copyTo = [&](size_t uEnd) {
+        const auto append = [&](const std::vector<uint32_t>& vFrom, std::vector<uint32_t>& vTo) {
+            vTo.insert(vTo.end(), vFrom.begin() + static_cast<ptrdiff_t>(3 * uDone),
+                       vFrom.begin() + static_cast<ptrdiff_t>(3 * uEnd));
+        };
+        append(vVertices, vNewVertices);
+        if (bNormals) append(vCornerNormals, vNewNormals);
+        uDone = uEnd;
+    };
+    for (size_t uRun = 0; uRun < vRuns.size(); ++uRun) {
+        copyTo(vRuns[uRun].uFirst);
+        vRuns[uRun].uFirst = vNewVertices.size() / 3;
+        const size_t uEnd = uRun + 1 < vRuns.size() ? vRuns[uRun + 1].uPolygon : vPolygons.size();
+        for (size_t u = vRuns[uRun].uPolygon; u < uEnd; ++u) {
+            copyTo(vPolygons[u].uBefore);
+            for (; uCut < vCuts.size() && vCuts[uCut][0] < firstCorner(u + 1); ++uCut) {
+                for (const uint32_t uCorner : vCuts[uCut]) {
+                    vNewVertices.push_back(vPolygonVertices[uCorner]);
+                    if (bNormals) vNewNormals.push_back(vPolygonNormals[uCorner]);
+                }
+            }
+        }
+    }
+    copyTo(vVertices.size() / 3);
+    vVertices = std::move(vNewVertices);
+    vCornerNormals = std::move(vNewNormals);
+    vPolygons.clear();
 }
 
 ObjScan scanObj(FILE* pFile, ObjMesh& mesh, std::string& sReason) {
