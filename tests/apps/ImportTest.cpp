@@ -313,7 +313,7 @@ TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
 // Files that were refused, lost their faces or turned black without a word.
 std::string word(size_t u, unsigned uBytes) {
     std::string s;
-    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u >> 8 * uByte & 255);
+    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u & 255), u >>= 8;
     return s;
 }
 
