@@ -93,7 +93,7 @@ bool commitAll(OutputFile (&files)[5], const std::string (&sFiles)[5], unsigned&
 }
 
 void writePoint(TextWriter& out, const Velk::NMVector3f& p) {
-    out.shortest(p.x).text(" ").shortest(p.y).text(" ").shortest(p.z);
+    out.shortest(p.x).character(' ').shortest(p.y).character(' ').shortest(p.z);
 }
 
 void writePoint(TextWriter& out, const Vector3d& p) {
@@ -102,20 +102,25 @@ void writePoint(TextWriter& out, const Vector3d& p) {
 
 void writeGeometry(FILE* pFile, const Model& model) {
     TextWriter out(pFile);
-    out.text("vertices ").number(static_cast<uint32_t>(model.vVertices.size())).text("\n");
+    out.text("vertices ").number(static_cast<uint32_t>(model.vVertices.size())).character('\n');
     for (const Velk::NMVector3f& p : model.vVertices) {
         writePoint(out, p);
-        out.text("\n");
+        out.character('\n');
     }
-    out.text("\ntriangles ").number(static_cast<uint32_t>(model.vTriangles.size())).text("\n");
+    out.text("\ntriangles ").number(static_cast<uint32_t>(model.vTriangles.size())).character('\n');
     for (const ModelTriangle& t : model.vTriangles) {
-        out.number(t.uVertices[0]).text(" ").number(t.uVertices[1]).text(" ").number(t.uVertices[2]).text("\n");
+        out.number(t.uVertices[0])
+            .character(' ')
+            .number(t.uVertices[1])
+            .character(' ')
+            .number(t.uVertices[2])
+            .character('\n');
     }
-    out.text("\n");
+    out.character('\n');
     for (size_t u = 0; u < model.vTriangles.size(); ++u) {
-        out.number(model.vTriangles[u].uMaterial).text(u % 10 == 9 ? "\n" : " ");
+        out.number(model.vTriangles[u].uMaterial).character(u % 10 == 9 ? '\n' : ' ');
     }
-    out.text("\n");
+    out.character('\n');
 }
 
 void writeCamera(FILE* pFile, const SceneCamera& camera) {
@@ -125,35 +130,35 @@ void writeCamera(FILE* pFile, const SceneCamera& camera) {
     out.text("\nscreen\n");
     for (const Vector3d& v3Corner : camera.v3Corners) {
         writePoint(out, v3Corner);
-        out.text("\n");
+        out.character('\n');
     }
-    out.text("resolution ").number(camera.uWidth).text(" ").number(camera.uHeight).text("\n");
+    out.text("resolution ").number(camera.uWidth).character(' ').number(camera.uHeight).character('\n');
 }
 
 void writeMaterials(FILE* pFile, const Model& model) {
     TextWriter out(pFile);
     const auto line = [&](const char* szKeyword, double d) {
-        out.text(szKeyword).shortest(static_cast<float>(d)).text("\n");
+        out.text(szKeyword).shortest(static_cast<float>(d)).character('\n');
     };
     for (const ModelMaterial& m : model.vMaterials) {
-        out.text("Attr ").text(materialWord(m.sName).c_str()).text("\n");
+        out.text("Attr ").text(materialWord(m.sName).c_str()).character('\n');
         line("kd ", m.dDiffuse);
         line("ks ", m.dSpecular);
-        out.text("gs ").number(m.uExponent).text("\n");
+        out.text("gs ").number(m.uExponent).character('\n');
         line("kts ", m.dReflection);
         line("kf ", 1.0 - m.dTransmission);
         line("eta ", m.dEta);
-        out.text("color ").number(m.vColour[0]).text(" ").number(m.vColour[1]).text(" ").number(m.vColour[2]);
+        out.text("color ").number(m.vColour[0]).character(' ').number(m.vColour[1]).character(' ').number(m.vColour[2]);
         out.text(m.bSmooth ? "\nshading smooth\nenddef\n\n" : "\nshading flat\nenddef\n\n");
     }
 }
 
 void writeLights(FILE* pFile, const std::vector<SceneLight>& vLights) {
     TextWriter out(pFile);
-    out.number(static_cast<uint32_t>(vLights.size())).text("\n");
+    out.number(static_cast<uint32_t>(vLights.size())).character('\n');
     for (const SceneLight& light : vLights) {
         writePoint(out, light.v3Position);
-        out.text(" ").shortest(static_cast<float>(light.dFlux)).text(" 0 -1 0\n");
+        out.character(' ').shortest(static_cast<float>(light.dFlux)).text(" 0 -1 0\n");
     }
 }
 

@@ -152,6 +152,7 @@ void sortCorners(const std::vector<ModelTriangle>& vTriangles, size_t uPlaces, s
 void VertexJoiner::reserve(size_t uTriangles) {
     vTriangles.reserve(uTriangles);
     vPlaces.reserve(uTriangles / 2);
+    while (vTable.size() < uTriangles) growTable();
 }
 
 void VertexJoiner::growTable() {
