@@ -44,6 +44,7 @@ bool PreparedScene::prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Sca
 }
 
 void PreparedScene::release() {
+    colours = SurfaceColours();
     queries.release();
     scene.releaseScene();
     attributes.releaseAttributes();
