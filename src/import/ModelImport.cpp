@@ -35,8 +35,8 @@ std::atomic<pid_t> g_iChild{0};
 static_assert(std::atomic<pid_t>::is_always_lock_free, "used in a signal handler");
 
 // What the child does with a model that is on stage. True on failure, with the reason in sMessage.
-using Deliver = std::function<bool(const Model& model, const SceneCamera& camera,
-                                   const std::vector<SceneLight>& vLights, std::string& sMessage)>;
+using Deliver = std::function<bool(Model& model, const SceneCamera& camera, const std::vector<SceneLight>& vLights,
+                                   std::string& sMessage)>;
 
 bool importHere(const std::string& sModel, const ImportOptions& options, const Deliver& deliver, std::string& sMessage,
                 std::vector<std::string>& vNotices) {
@@ -227,8 +227,8 @@ bool importModel(const std::string& sModel, const ImportOptions& options, Staged
                  std::vector<std::string>& vNotices) {
     const int iFile = memfd_create("model", MFD_CLOEXEC);
     if (iFile == -1) return sMessage = std::string("cannot make room for a model: ") + strerror(errno), true;
-    const Deliver deliver = [iFile](const Model& model, const SceneCamera& camera,
-                                    const std::vector<SceneLight>& vLights, std::string& sReason) {
+    const Deliver deliver = [iFile](Model& model, const SceneCamera& camera, const std::vector<SceneLight>& vLights,
+                                    std::string& sReason) {
         if (!StagedScene(model, camera, vLights).send(iFile)) return false;
         sReason = std::string("cannot hand the model over: ") + strerror(errno);
         return true;

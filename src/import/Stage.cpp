@@ -286,6 +286,7 @@ void replaceMaterials(Model& model, ImportOptions::Material eMaterial) {
         m.dTransmission = 0.9, m.dEta = 1.5;
     }
     model.vMaterials = {m};
+    model.colours = SurfaceColours();
     for (ModelTriangle& t : model.vTriangles) t.uMaterial = 0;
 }
 

@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "base/InputReport.h"
 #include "base/Printable.h"
@@ -19,6 +21,7 @@ using Velk::NMVector3f;
 
 namespace {
 
+constexpr uint32_t MOST_TEXELS = 1u << 28;  // of a texture
 constexpr size_t LONGEST_NAME = sizeof(AttributeInstance::szName) - 1;
 
 NMVector3f vectorOf(const Vector3d& v) {
@@ -44,7 +47,36 @@ AttributeInstance attributeOf(const ModelMaterial& material) {
 // What the file begins with; the arrays follow in this order.
 struct Counts {
     uint64_t uVertices, uIndices, uMaterials, uAttributes, uLights;
+    uint64_t uPlaces, uCorners, uRules, uTextures;
 };
+
+// What each texture's texels begin with.
+struct TextureHead {
+    uint32_t uWidth, uHeight, uWraps[2];
+};
+
+bool isShare(float f) {
+    return f >= 0.0f && f <= 1.0f;
+}
+
+// Whether a rule has what it asks for.
+bool isRuleWrong(const ColourRule& rule, const SurfaceColours& colours) {
+    const bool bTexture = rule.uTexture != NO_INDEX;
+    if (bTexture && (rule.uTexture >= colours.vTextures.size() || colours.vPlaces.empty())) return true;
+    if (rule.bVertices > 1 || (rule.bVertices && colours.vCorners.empty())) return true;
+    const NMVector3f& f = rule.v3Factor;
+    return !(isShare(f.x) && isShare(f.y) && isShare(f.z) && isShare(rule.fCutoff));
+}
+
+bool areColoursWrong(const SurfaceColours& colours, size_t uFaces, size_t uMaterials) {
+    const auto isPlaced = [](const Velk::NMVector2f& v) { return std::isfinite(v.x) && std::isfinite(v.y); };
+    const auto fits = [](size_t uCount, size_t uWhole) { return uCount == 0 || uCount == uWhole; };
+    return !fits(colours.vPlaces.size(), 3 * uFaces) || !fits(colours.vCorners.size(), 3 * uFaces) ||
+           !fits(colours.vRules.size(), uMaterials) ||
+           !std::all_of(colours.vPlaces.begin(), colours.vPlaces.end(), isPlaced) ||
+           std::any_of(colours.vRules.begin(), colours.vRules.end(),
+                       [&colours](const ColourRule& rule) { return isRuleWrong(rule, colours); });
+}
 
 bool writeAll(int iFile, const void* p, size_t uBytes) {
     for (size_t u = 0; u < uBytes;) {
@@ -90,6 +122,19 @@ class Reader {
         return take(v.data(), uCount * sizeof(T));
     }
 
+    // True for a picture without pixels as well.
+    bool takeTexture(TextureImage& image) {
+        TextureHead head{};
+        if (take(&head, sizeof(head)) || !head.uWidth || !head.uHeight || head.uWidth > MOST_TEXELS / head.uHeight ||
+            head.uWraps[0] > TextureImage::MIRROR || head.uWraps[1] > TextureImage::MIRROR) {
+            return true;
+        }
+        image.uWidth = head.uWidth;
+        image.uHeight = head.uHeight;
+        for (unsigned u = 0; u < 2; ++u) image.wraps[u] = static_cast<TextureImage::Wrap>(head.uWraps[u]);
+        return takeArray(image.vTexels, uint64_t{4} * head.uWidth * head.uHeight);
+    }
+
     bool isAtEnd() const { return !uLeft; }
 
  private:
@@ -100,8 +145,7 @@ class Reader {
 
 }  // namespace
 
-StagedScene::StagedScene(const Model& model, const SceneCamera& sceneCamera,
-                         const std::vector<SceneLight>& vSceneLights)
+StagedScene::StagedScene(Model& model, const SceneCamera& sceneCamera, const std::vector<SceneLight>& vSceneLights)
     : vVertices(model.vVertices) {
     vTriangles.reserve(model.vTriangles.size() * 3);
     vMaterials.reserve(model.vTriangles.size());
@@ -110,6 +154,7 @@ StagedScene::StagedScene(const Model& model, const SceneCamera& sceneCamera,
         vMaterials.push_back(triangle.uMaterial);
     }
     for (const ModelMaterial& material : model.vMaterials) vAttributes.push_back(attributeOf(material));
+    takeColours(model);
     for (const SceneLight& light : vSceneLights) {
         vLights.push_back({vectorOf(light.v3Position), {0, -1, 0}, static_cast<float>(light.dFlux)});
     }
@@ -121,12 +166,34 @@ StagedScene::StagedScene(const Model& model, const SceneCamera& sceneCamera,
     camera.uHeight = sceneCamera.uHeight;
 }
 
+// A ground or room that was added has the one colour of its material.
+void StagedScene::takeColours(Model& model) {
+    const auto isOwn = [](const ModelMaterial& m) { return m.rule.uTexture == NO_INDEX && !m.rule.bVertices; };
+    if (std::all_of(model.vMaterials.begin(), model.vMaterials.end(), isOwn)) return;
+    colours = std::exchange(model.colours, {});
+    if (!colours.vPlaces.empty()) colours.vPlaces.resize(vTriangles.size(), {0, 0});
+    if (!colours.vCorners.empty()) colours.vCorners.resize(vTriangles.size(), UINT32_MAX);
+    for (const ModelMaterial& material : model.vMaterials) colours.vRules.push_back(material.rule);
+}
+
+bool StagedScene::sendColours(int iFile) const {
+    bool bFailed =
+        writeArray(iFile, colours.vPlaces) || writeArray(iFile, colours.vCorners) || writeArray(iFile, colours.vRules);
+    for (const TextureImage& image : colours.vTextures) {
+        const TextureHead head{image.uWidth, image.uHeight, {image.wraps[0], image.wraps[1]}};
+        bFailed = bFailed || writeAll(iFile, &head, sizeof(head)) || writeArray(iFile, image.vTexels);
+    }
+    return bFailed;
+}
+
 bool StagedScene::send(int iFile) const {
     static_assert(std::is_trivially_copyable_v<Camera>);
-    const Counts counts{vVertices.size(), vTriangles.size(), vMaterials.size(), vAttributes.size(), vLights.size()};
+    const Counts counts{vVertices.size(),        vTriangles.size(),     vMaterials.size(),
+                        vAttributes.size(),      vLights.size(),        colours.vPlaces.size(),
+                        colours.vCorners.size(), colours.vRules.size(), colours.vTextures.size()};
     return writeAll(iFile, &counts, sizeof(counts)) || writeAll(iFile, &camera, sizeof(camera)) ||
            writeArray(iFile, vVertices) || writeArray(iFile, vTriangles) || writeArray(iFile, vMaterials) ||
-           writeArray(iFile, vAttributes) || writeArray(iFile, vLights);
+           writeArray(iFile, vAttributes) || writeArray(iFile, vLights) || sendColours(iFile);
 }
 
 bool StagedScene::receive(int iFile) {
@@ -135,13 +202,20 @@ bool StagedScene::receive(int iFile) {
     if (reader.take(&counts, sizeof(counts)) || reader.take(static_cast<void*>(&camera), sizeof(camera)) ||
         reader.takeArray(vVertices, counts.uVertices) || reader.takeArray(vTriangles, counts.uIndices) ||
         reader.takeArray(vMaterials, counts.uMaterials) || reader.takeArray(vAttributes, counts.uAttributes) ||
-        reader.takeArray(vLights, counts.uLights) || !reader.isAtEnd()) {
+        reader.takeArray(vLights, counts.uLights) || reader.takeArray(colours.vPlaces, counts.uPlaces) ||
+        reader.takeArray(colours.vCorners, counts.uCorners) || reader.takeArray(colours.vRules, counts.uRules)) {
         return true;
     }
+    colours.vTextures.clear();
+    for (uint64_t u = 0; u < counts.uTextures; ++u) {
+        if (reader.takeTexture(colours.vTextures.emplace_back())) return true;
+    }
+    if (!reader.isAtEnd()) return true;
     camera.szName[sizeof(camera.szName) - 1] = '\0';
     for (AttributeInstance& attribute : vAttributes) attribute.szName[LONGEST_NAME] = '\0';
     const uint64_t uFaces = vMaterials.size();
-    return vTriangles.size() != 3 * uFaces || uFaces > UINT32_MAX || vVertices.size() > UINT32_MAX;
+    return vTriangles.size() != 3 * uFaces || uFaces > UINT32_MAX || vVertices.size() > UINT32_MAX ||
+           areColoursWrong(colours, vMaterials.size(), vAttributes.size());
 }
 
 bool StagedScene::handOver(PreparedScene& scene) const {
@@ -161,6 +235,7 @@ bool StagedScene::handOver(PreparedScene& scene) const {
     for (const AttributeInstance& attribute : vAttributes) bFailed = bFailed || vScene.PushBack(attribute);
     for (const Light& light : vLights) bFailed = bFailed || scene.lights.add(light);
     if (bFailed) Velk::memoryError(vAttributes.size() * sizeof(AttributeInstance), "the materials of a model");
+    scene.colours = colours;
     scene.attributes.bLoaded = scene.lights.bLoaded = !bFailed;
     return bFailed;
 }

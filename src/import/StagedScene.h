@@ -8,6 +8,7 @@
 #include "scene/Attributes.h"
 #include "scene/Camera.h"
 #include "scene/Lights.h"
+#include "scene/SurfaceColours.h"
 
 namespace rt {
 
@@ -20,21 +21,27 @@ struct StagedScene {
     std::vector<uint32_t> vMaterials;  // one a triangle
     std::vector<AttributeInstance> vAttributes;
     std::vector<Light> vLights;
+    SurfaceColours colours;
     Camera camera;
 
     StagedScene() = default;
-    StagedScene(const Model& model, const SceneCamera& sceneCamera, const std::vector<SceneLight>& vSceneLights);
+    /// Moves the model's colours out.
+    StagedScene(Model& model, const SceneCamera& sceneCamera, const std::vector<SceneLight>& vSceneLights);
 
     /// Writes it to a file that another process maps. True on failure, with errno set.
     [[nodiscard]] bool send(int iFile) const;
 
     /// Reads what another process has sent, which may have gone astray: lengths are checked against the file's. True
-    /// when they do not fit.
+    /// when they do not fit, or colours do not fit the mesh.
     [[nodiscard]] bool receive(int iFile);
 
-    /// Puts mesh, materials and lights into a scene in place of what was there. Checks all indices and numbers. True
-    /// when something is wrong or without memory, which is logged.
+    /// Puts mesh, materials, colours and lights into a scene in place of what was there. Checks all indices and
+    /// numbers. True when something is wrong or without memory, which is logged.
     [[nodiscard]] bool handOver(PreparedScene& scene) const;
+
+ private:
+    void takeColours(Model& model);
+    bool sendColours(int iFile) const;
 };
 
 /// A material's name as a scene's file has it: one word of printable characters.

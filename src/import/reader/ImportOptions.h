@@ -22,6 +22,7 @@ struct ImportOptions {
     Material eMaterial = KEEP;
     char cUp = 0;                // 'x', 'y' or 'z'; 0 is the format's own convention
     bool bStudio = false;        // whoever renders it has a studio: mirrors need no room around them
+    bool bColours = false;       // whoever renders it takes textures and colours of vertices
     bool bAllowOutside = false;  // a model may name files outside its directory
     bool bCameraOfFile = false;  // takes the file's camera whatever it shows
     bool bForce = false;         // replaces a scene of the same name

@@ -2,15 +2,14 @@
 
 #include "import/reader/MaterialReader.h"
 
+#include <assimp/GltfMaterial.h>
 #include <assimp/ObjMaterial.h>
 #include <assimp/scene.h>
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 
 #include "base/Printable.h"
-#include "import/reader/TextureColour.h"
 
 namespace rt {
 
@@ -18,17 +17,8 @@ namespace {
 
 constexpr size_t LONGEST_SHOWN = 200;  // bytes of a name in a notice
 
-// Screens show the square root of light, roughly; the renderer's curve counts on colours as screens show them.
-double toScreen(double d) {
-    return d <= 0.0031308 ? 12.92 * d : 1.055 * pow(d, 1.0 / 2.4) - 0.055;
-}
-
 double luminance(const aiColor3D& c) {
     return 0.3 * static_cast<double>(c.r) + 0.6 * static_cast<double>(c.g) + 0.1 * static_cast<double>(c.b);
-}
-
-double share(double d) {
-    return std::isfinite(d) ? std::clamp(d, 0.0, 1.0) : 0.0;
 }
 
 // A number of the material, or the default.
@@ -47,65 +37,78 @@ unsigned exponentOf(double d) {
     return 2 * static_cast<unsigned>(std::lround(std::clamp(d, 2.0, 1000.0) / 2.0));
 }
 
-// Of a texture inside the model's file.
-std::optional<MeanColour> embeddedColour(const aiTexture& texture) {
-    if (texture.mHeight == 0)
-        return meanColourOf(reinterpret_cast<const unsigned char*>(texture.pcData), texture.mWidth);
-    MeanColour sum{0, 0, 0};
-    const size_t uTexels = size_t{texture.mWidth} * texture.mHeight;
-    if (uTexels == 0) return std::nullopt;
-    for (size_t u = 0; u < uTexels; ++u) {
-        sum[0] += texture.pcData[u].r, sum[1] += texture.pcData[u].g, sum[2] += texture.pcData[u].b;
-    }
-    for (double& d : sum) d /= 255.0 * static_cast<double>(uTexels);
-    return sum;
+TextureImage::Wrap wrapOf(aiTextureMapMode eMode) {
+    return eMode == aiTextureMapMode_Clamp    ? TextureImage::CLAMP
+           : eMode == aiTextureMapMode_Mirror ? TextureImage::MIRROR
+                                              : TextureImage::REPEAT;
 }
 
-// Of a file. When there is none, szReason says why.
-std::optional<MeanColour> fileColour(std::string sPath, ModelFiles& files, const char*& szReason) {
-    const std::string sFolder = files.folder() + "/";
-    std::replace(sPath.begin(), sPath.end(), '\\', '/');
-    std::string sFile = sPath[0] == '/' ? sPath : sFolder + sPath;
-    szReason = files.refusalOf(sFile);
-    if (szReason) {  // paths of the maker's machine
-        sFile = sFolder + sPath.substr(sPath.rfind('/') + 1);
-        if (files.refusalOf(sFile)) return std::nullopt;
-    }
-    szReason = "it is no PNG or JPEG file, or a broken one";
-    return meanColourOf(sFile);
+// A row of a map after a map of u and v.
+void chainRow(double (&dRow)[3], const double (&dU)[3], const double (&dV)[3]) {
+    const double dOfU = dRow[0], dOfV = dRow[1];
+    for (unsigned u = 0; u < 3; ++u) dRow[u] = dOfU * dU[u] + dOfV * dV[u] + (u == 2 ? dRow[2] : 0.0);
 }
 
-std::optional<MeanColour> textureColour(const aiString& path, const aiScene& scene, ModelFiles& files,
-                                        const char*& szReason) {
-    szReason = "it is no PNG or JPEG file, or a broken one";
-    try {
-        const aiTexture* p = scene.GetEmbeddedTexture(path.C_Str());
-        return p ? embeddedColour(*p) : fileColour(path.C_Str(), files, szReason);
-    } catch (const std::bad_alloc&) {  // the sizes in a small file promise a large picture
-        szReason = "it takes more memory than there is";
-        return std::nullopt;
+TextureMap mapOf(const aiMaterial& material, aiTextureType eType, unsigned uSet, bool bGltf) {
+    TextureMap map;
+    map.uSet = uSet;
+    aiUVTransform t;
+    if (material.Get(AI_MATKEY_UVTRANSFORM(eType, 0), t) != aiReturn_SUCCESS) return map;
+    const double dX = static_cast<double>(t.mScaling.x), dY = static_cast<double>(t.mScaling.y),
+                 dLeft = static_cast<double>(t.mTranslation.x), dUp = static_cast<double>(t.mTranslation.y);
+    const double dCos = cos(static_cast<double>(t.mRotation)), dSin = sin(static_cast<double>(t.mRotation));
+    if (!bGltf) {  // scaled, turned around the middle, moved
+        const double dU[] = {dCos * dX, -dSin * dY, 0.5 - 0.5 * dCos + 0.5 * dSin + dLeft},
+                     dV[] = {dSin * dX, dCos * dY, 0.5 - 0.5 * dSin - 0.5 * dCos + dUp};
+        for (auto& dRow : map.dRows) chainRow(dRow, dU, dV);
+        return map;
     }
+    // What assimp 5.2 makes of the file's offset depends on the rest. The turn is clockwise there, and v from the top.
+    const double dOffsetX = dLeft - 0.5 * dX * (1.0 - dCos - dSin),
+                 dOffsetY = 1.0 - dY - dUp + 0.5 * dY * (dCos - dSin - 1.0);
+    const double dU[] = {dCos * dX, dSin * dY, dOffsetX - dSin * dY},
+                 dV[] = {dSin * dX, -dCos * dY, dOffsetY + dCos * dY};
+    std::copy(dU, dU + 3, map.dRows[0]);
+    std::copy(dV, dV + 3, map.dRows[1]);
+    return map;
 }
 
-// Replaces a texture by its mean colour; c is the factor that the file multiplies it with.
-void takeTexture(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
-                 ModelMaterial& result, const aiColor3D& c, std::vector<std::string>& vNotices) {
+// Below which alpha a texture with holes has one.
+float cutoffOf(const aiMaterial& material, bool bGltf, bool bHoles) {
+    if (!bGltf) return bHoles ? 0.5f : 0.0f;
+    aiString mode;
+    (void)material.Get(AI_MATKEY_GLTF_ALPHAMODE, mode);
+    if (mode == aiString("BLEND")) return 0.5f;
+    const double dCutoff = number(material, AI_MATKEY_GLTF_ALPHACUTOFF, 0.5);
+    return mode == aiString("MASK") ? static_cast<float>(share(dCutoff)) : 0.0f;
+}
+
+// Takes a texture and its mean colour; c is the factor that the file multiplies it with.
+void takeTexture(const aiMaterial& material, TextureTable& textures, bool bLinear, ModelMaterial& result,
+                 const aiColor3D& c, std::vector<std::string>& vNotices) {
     for (const aiTextureType eType : {aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE}) {
         aiString path;
-        if (material.GetTexture(eType, 0, &path) != aiReturn_SUCCESS) continue;
+        unsigned uSet = 0;
+        aiTextureMapMode modes[3] = {aiTextureMapMode_Wrap, aiTextureMapMode_Wrap, aiTextureMapMode_Wrap};
+        if (material.GetTexture(eType, 0, &path, nullptr, &uSet, nullptr, nullptr, modes) != aiReturn_SUCCESS) continue;
         const std::string sText = "material " + shownName(result.sName) + ": texture " + shownName(path.C_Str());
-        const char* szReason = nullptr;
-        const std::optional<MeanColour> mean = textureColour(path, scene, files, szReason);
-        if (!mean) {
-            vNotices.push_back(sText + " cannot be read, its colour is the material's: " + szReason);
+        const TextureTable::Entry& entry = textures.find(path.C_Str(), wrapOf(modes[0]), wrapOf(modes[1]));
+        if (entry.szFault) {
+            vNotices.push_back(sText + " cannot be read, its colour is the material's: " + entry.szFault);
             return;
         }
         // Files without a colour beside the texture mean white, and readers put grey or black there.
         const bool bFactor = bLinear && luminance(c) > 0;
         const auto factor = [&](ai_real f) { return bFactor ? toScreen(share(static_cast<double>(f))) : 1.0; };
         result.vColour =
-            screenColour((*mean)[0] * factor(c.r), (*mean)[1] * factor(c.g), (*mean)[2] * factor(c.b), false);
-        vNotices.push_back(sText + " becomes its mean colour");
+            screenColour(entry.mean[0] * factor(c.r), entry.mean[1] * factor(c.g), entry.mean[2] * factor(c.b), false);
+        result.rule.uTexture = entry.uIndex;
+        result.rule.fCutoff = cutoffOf(material, bLinear, entry.bHoles);
+        result.map = mapOf(material, eType, uSet, bLinear);
+        if (entry.bLeftOut)
+            vNotices.push_back(sText + " becomes its mean colour, since all textures take too much memory");
+        else if (entry.uIndex == NO_INDEX)
+            vNotices.push_back(sText + " becomes its mean colour");
         return;
     }
 }
@@ -169,7 +172,7 @@ std::string shownName(const std::string& sName) {
     return Velk::Printable(sName.data(), sName.size(), LONGEST_SHOWN).text();
 }
 
-ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
+ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, bool bLinear,
                            std::vector<std::string>& vNotices) {
     ModelMaterial result;
     result.sName = material.GetName().C_Str();
@@ -177,6 +180,7 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, Mod
         result.sName = "default";  // assimp's own, for files without materials
         result.dSpecular = 0.2;    // a highlight shows the shape
         result.uExponent = 30;
+        takeTexture(material, textures, bLinear, result, {1, 1, 1}, vNotices);
         return result;
     }
     aiColor3D c(0.8f, 0.8f, 0.8f), emitted(0, 0, 0);
@@ -186,7 +190,11 @@ ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, Mod
     if (luminance(c) <= 0 && luminance(emitted) > 0) c = emitted;
     result.vColour =
         screenColour(static_cast<double>(c.r), static_cast<double>(c.g), static_cast<double>(c.b), bLinear);
-    takeTexture(material, scene, files, bLinear, result, c, vNotices);
+    if (bLinear) {
+        const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };
+        result.rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
+    }
+    takeTexture(material, textures, bLinear, result, c, vNotices);
     if (bLinear)
         takeMetal(material, result);
     else

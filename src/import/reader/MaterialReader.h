@@ -5,16 +5,16 @@
 #include <vector>
 
 #include "import/reader/Model.h"
-#include "import/reader/ModelFiles.h"
+#include "import/reader/TextureTable.h"
 
 struct aiMaterial;
-struct aiScene;
 
 namespace rt {
 
 /// What a material becomes. bLinear says that the file's colours are light energies (glTF) and not what a screen shows.
-/// A texture of files is replaced by its mean colour, or not at all when it cannot be read; a notice says which.
-ModelMaterial readMaterial(const aiMaterial& material, const aiScene& scene, ModelFiles& files, bool bLinear,
+/// A texture of files gives its mean colour, and its picture where the table keeps pictures. A notice tells of one that
+/// cannot be read, or is not kept.
+ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, bool bLinear,
                            std::vector<std::string>& vNotices);
 
 /// A material's name or texture as a notice shows it: safe for a terminal, and cut before it hides the rest.

@@ -16,34 +16,58 @@ constexpr uint32_t NOT_READ = 0xFFFFFFFFu;
 void lighten(ModelMaterial& material, std::vector<std::string>& vNotices) {
     const auto& c = material.vColour;
     if (c[0] || c[1] || c[2] || material.dReflection > 0 || material.dTransmission > 0) return;
+    if (material.rule.uTexture != NO_INDEX) return;
     material.vColour = {204, 204, 204};
+    material.rule = ColourRule();
     vNotices.push_back("material " + shownName(material.sName) + " is black: light grey is taken");
 }
 
 }  // namespace
 
-MaterialTable::MaterialTable(const aiScene& s, bool bGltf, ModelFiles& f, Model& m, std::vector<std::string>& v)
+MaterialTable::MaterialTable(const aiScene& s, bool bGltf, bool bKeepColours, ModelFiles& f, Model& m,
+                             std::vector<std::string>& v)
     : scene(s),
-      files(f),
+      textures(s, f, bKeepColours ? &m.colours.vTextures : nullptr),
       model(m),
       vNotices(v),
       bLinear(bGltf),
+      bColours(bKeepColours),
       vIndices(s.mNumMeshes, NOT_READ),
       vFileIndices(s.mNumMaterials, NOT_READ) {}
 
-uint32_t MaterialTable::indexOf(const aiMesh& mesh, unsigned uMesh, const std::array<double, 3>* pMean) {
+uint32_t MaterialTable::indexOf(const aiMesh& mesh, unsigned uMesh, const std::array<double, 3>* pMean,
+                                unsigned uSets) {
     uint32_t& uIndex = vIndices[uMesh];
     if (uIndex != NOT_READ) return uIndex;
-    if (!pMean) return uIndex = fileIndex(mesh.mMaterialIndex);
+    uIndex = pMean ? withColours(mesh, *pMean) : fileIndex(mesh.mMaterialIndex);
+    const ModelMaterial& material = model.vMaterials[uIndex];
+    const bool bPlaced = material.map.uSet < 32 && uSets >> material.map.uSet & 1;
+    if (material.rule.uTexture != NO_INDEX && !bPlaced) uIndex = withoutTexture(uIndex);
+    return uIndex;
+}
+
+// A material of the same mean colour for a mesh that has no places in the texture.
+uint32_t MaterialTable::withoutTexture(uint32_t uIndex) {
+    ModelMaterial material = model.vMaterials[uIndex];
+    material.rule.uTexture = NO_INDEX;
+    material.rule.fCutoff = 0;
+    lighten(material, vNotices);
+    model.vMaterials.push_back(material);
+    return static_cast<uint32_t>(model.vMaterials.size() - 1);
+}
+
+uint32_t MaterialTable::withColours(const aiMesh& mesh, const std::array<double, 3>& vMean) {
     model.vMaterials.push_back(materialOf(mesh.mMaterialIndex));
     ModelMaterial& material = model.vMaterials.back();
-    const auto vMean = screenColour((*pMean)[0], (*pMean)[1], (*pMean)[2], bLinear);
+    const auto vShown = screenColour(vMean[0], vMean[1], vMean[2], bLinear);
     for (unsigned u = 0; u < 3; ++u) {
-        material.vColour[u] = bLinear ? material.vColour[u] * vMean[u] / 255 : vMean[u];
+        material.vColour[u] = bLinear ? material.vColour[u] * vShown[u] / 255 : vShown[u];
     }
+    material.rule.bVertices = bColours ? 1 : 0;
     lighten(material, vNotices);
-    vNotices.push_back("material " + shownName(material.sName) + " has a colour a vertex: their mean is taken");
-    return uIndex = static_cast<uint32_t>(model.vMaterials.size() - 1);
+    if (!bColours)
+        vNotices.push_back("material " + shownName(material.sName) + " has a colour a vertex: their mean is taken");
+    return static_cast<uint32_t>(model.vMaterials.size() - 1);
 }
 
 bool MaterialTable::meanOf(const aiMesh& mesh, std::array<double, 3>& vMean) {
@@ -60,7 +84,7 @@ bool MaterialTable::meanOf(const aiMesh& mesh, std::array<double, 3>& vMean) {
 
 ModelMaterial MaterialTable::materialOf(unsigned uMaterial) {
     if (uMaterial >= scene.mNumMaterials) return ModelMaterial();
-    return readMaterial(*scene.mMaterials[uMaterial], scene, files, bLinear, vNotices);
+    return readMaterial(*scene.mMaterials[uMaterial], textures, bLinear, vNotices);
 }
 
 uint32_t MaterialTable::fileIndex(unsigned uMaterial) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "import/reader/Model.h"
-#include "import/reader/ModelFiles.h"
+#include "import/reader/TextureTable.h"
 
 struct aiMesh;
 struct aiScene;
@@ -17,11 +17,19 @@ namespace rt {
 class MaterialTable {
  public:
     /// All must outlive the table. bGltf says that colours are light energies.
-    MaterialTable(const aiScene& s, bool bGltf, ModelFiles& f, Model& m, std::vector<std::string>& v);
+    /// bKeepColours: materials have rules, and the model gets the textures.
+    MaterialTable(const aiScene& s, bool bGltf, bool bKeepColours, ModelFiles& f, Model& m,
+                  std::vector<std::string>& v);
 
     /// The index of mesh number uMesh's material; it is read at its first use. pMean is the mean colour of the mesh's
-    /// vertices, as the file has it, null when there is none.
-    uint32_t indexOf(const aiMesh& mesh, unsigned uMesh, const std::array<double, 3>* pMean);
+    /// vertices, as the file has it, null when there is none; uSets has a bit for each set of texture coordinates.
+    uint32_t indexOf(const aiMesh& mesh, unsigned uMesh, const std::array<double, 3>* pMean, unsigned uSets);
+
+    /// Of an index that this table gave.
+    const ModelMaterial& at(uint32_t uIndex) const { return model.vMaterials[uIndex]; }
+
+    /// Whether colours are light energies.
+    bool isLinear() const { return bLinear; }
 
     /// The mean of a mesh's own colours. False when it has none.
     static bool meanOf(const aiMesh& mesh, std::array<double, 3>& vMean);
@@ -29,12 +37,14 @@ class MaterialTable {
  private:
     ModelMaterial materialOf(unsigned uMaterial);
     uint32_t fileIndex(unsigned uMaterial);
+    uint32_t withoutTexture(uint32_t uIndex);
+    uint32_t withColours(const aiMesh& mesh, const std::array<double, 3>& vMean);
 
     const aiScene& scene;
-    ModelFiles& files;
+    TextureTable textures;
     Model& model;
     std::vector<std::string>& vNotices;
-    bool bLinear;
+    bool bLinear, bColours;
     std::vector<uint32_t> vIndices;      // by mesh
     std::vector<uint32_t> vFileIndices;  // by material of the file
 };

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/Vectors.h"
+#include "import/colours/CornerColours.h"
 #include "import/reader/Vector3d.h"
 
 namespace rt {
@@ -19,6 +20,8 @@ struct ModelMaterial {
     double dDiffuse = 0.8, dSpecular = 0.0, dReflection = 0.0, dTransmission = 0.0, dEta = 1.0;
     unsigned uExponent = 2;  // even: an odd power of a negative base would take light away
     bool bSmooth = false;
+    ColourRule rule;  // the default one: all of it has vColour
+    TextureMap map;   // where the rule's texture lies
 };
 
 struct ModelTriangle {
@@ -49,6 +52,7 @@ struct Model {
     std::vector<Velk::NMVector3f> vVertices;
     std::vector<ModelTriangle> vTriangles;
     std::vector<ModelMaterial> vMaterials;
+    SurfaceColours colours;  // of the first triangles; the others have none. Rules are the materials'
     std::optional<ModelCamera> camera;
     std::vector<ModelLight> vLights;
     Box3d box;

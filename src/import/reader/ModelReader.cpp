@@ -147,8 +147,8 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
         vNotices.push_back(files.refused());
     else if (!files.missing().empty())
         vNotices.push_back("its materials are not there: " + files.missing());
-    return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces}, options.cUp, files,
-                        model, sMessage, vNotices);
+    return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours},
+                        options.cUp, files, model, sMessage, vNotices);
 }
 
 }  // namespace rt

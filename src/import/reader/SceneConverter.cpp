@@ -16,6 +16,7 @@
 
 namespace rt {
 
+using Velk::NMVector2f;
 using Velk::NMVector3f;
 
 namespace {
@@ -165,8 +166,36 @@ struct Placement {
     }
 };
 
+// Where triangles go.
+struct Target {
+    VertexJoiner joiner;
+    CornerColours corners;
+};
+
+// The corners of a mesh's vertices.
+struct MeshCorners {
+    std::vector<NMVector2f> vPlaces;  // empty: the material does not ask for them
+    std::vector<uint32_t> vColours;
+
+    MeshCorners(const aiMesh& mesh, const ModelMaterial& material, bool bLinear) {
+        const bool bPlaced = material.rule.uTexture != NO_INDEX && material.map.uSet < AI_MAX_NUMBER_OF_TEXTURECOORDS;
+        const aiVector3D* pPlaces = bPlaced ? mesh.mTextureCoords[material.map.uSet] : nullptr;
+        const aiColor4D* pColours = material.rule.bVertices ? mesh.mColors[0] : nullptr;
+        for (unsigned u = 0; pPlaces && u < mesh.mNumVertices; ++u) {
+            const Vector3d p = toDouble(pPlaces[u]);
+            vPlaces.push_back(material.map.place(p.x, p.y));
+        }
+        for (unsigned u = 0; pColours && u < mesh.mNumVertices; ++u) {
+            const auto& c = pColours[u];
+            const auto wide = [](ai_real f) { return static_cast<double>(f); };
+            vColours.push_back(cornerColour(wide(c.r), wide(c.g), wide(c.b), wide(c.a), bLinear));
+        }
+    }
+};
+
 // Adds one placed mesh's triangles.
-void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNormals, VertexJoiner& joiner) {
+void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNormals, const MeshCorners& corners,
+             Target& target) {
     // The world is mirrored, so a map that mirrors no more has been through a mirroring node: its faces are turned
     // over.
     const bool bTurned = map.determinant() > 0;
@@ -178,14 +207,47 @@ void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNor
         const aiFace& face = mesh.mFaces[uFace];
         if (!isTriangle(mesh, face)) continue;
         NMVector3f p[3], n[3];
+        unsigned uVertices[3];
         for (unsigned u = 0; u < 3; ++u) {
-            const unsigned uVertex = face.mIndices[bTurned ? 2 - u : u];
+            const unsigned uVertex = uVertices[u] = face.mIndices[bTurned ? 2 - u : u];
             p[u] = single(map.point(toDouble(mesh.mVertices[uVertex])));
             if (!bNormals) continue;
             const Vector3d v3Normal = normals.direction(toDouble(mesh.mNormals[uVertex]));
             n[u] = single(v3Normal * (1.0 / std::max(length(v3Normal), 1e-300)));
         }
-        (void)joiner.add(p, bNormals ? n : nullptr, uMaterial);
+        if (target.joiner.add(p, bNormals ? n : nullptr, uMaterial)) continue;
+        const size_t uTriangle = target.joiner.triangles() - 1;
+        const auto& [a, b, c] = uVertices;
+        if (!corners.vPlaces.empty())
+            target.corners.addPlaces(uTriangle, {corners.vPlaces[a], corners.vPlaces[b], corners.vPlaces[c]});
+        if (!corners.vColours.empty())
+            target.corners.addColours(uTriangle, {corners.vColours[a], corners.vColours[b], corners.vColours[c]});
+    }
+}
+
+// The places and colours of the triangles of a run that the joiner has kept, which are its last ones.
+void addObjCorners(const ObjMesh& obj, const VertexJoiner::Indexed& indexed, size_t uFirst, size_t uEnd,
+                   const ModelMaterial& material, const std::vector<uint32_t>& vColours, Target& target) {
+    const bool bPlaces = material.rule.uTexture != NO_INDEX, bColours = material.rule.bVertices != 0;
+    if (!bPlaces && !bColours) return;
+    size_t uDropped = 0, uTriangle = target.joiner.triangles() - (uEnd - uFirst - indexed.vDropped.size());
+    for (size_t u = uFirst; u < uEnd; ++u) {
+        if (uDropped < indexed.vDropped.size() && indexed.vDropped[uDropped] == u) {
+            ++uDropped;
+            continue;
+        }
+        NMVector2f places[3] = {};
+        for (size_t i = 0; bPlaces && i < 3; ++i) {
+            const uint32_t uPlace = obj.vCornerPlaces[3 * u + i];
+            if (uPlace < obj.vPlaces.size()) {
+                const NMVector2f& p = obj.vPlaces[uPlace];
+                places[i] = material.map.place(static_cast<double>(p.x), static_cast<double>(p.y));
+            }
+        }
+        const uint32_t* p = &obj.vVertices[3 * u];
+        if (bPlaces) target.corners.addPlaces(uTriangle, places);
+        if (bColours) target.corners.addColours(uTriangle, {vColours[p[0]], vColours[p[1]], vColours[p[2]]});
+        ++uTriangle;
     }
 }
 
@@ -229,7 +291,7 @@ std::vector<DigestMesh> readDigest(ObjMesh& obj, const aiScene& digest) {
 }
 
 void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& world, MaterialTable& materials,
-            VertexJoiner& joiner) {
+            Target& target) {
     std::vector<uint32_t> vPacked(obj.vNormals.size());
     const Map3d normals{cross(world.v3Y, world.v3Z), cross(world.v3Z, world.v3X), cross(world.v3X, world.v3Y), {}};
     for (size_t u = 0; u < vPacked.size(); ++u) {
@@ -237,8 +299,17 @@ void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& w
         vPacked[u] = VertexJoiner::packNormal(single(v3Normal * (1.0 / std::max(length(v3Normal), 1e-300))));
     }
     for (NMVector3f& p : obj.vPositions) p = single(world.point(toDouble(p)));
-    VertexJoiner::Indexed indexed{obj.vPositions, obj.vVertices, obj.vCornerNormals, vPacked,
-                                  std::vector<uint32_t>(obj.vPositions.size(), VertexJoiner::NO_PLACE)};
+    VertexJoiner::Indexed indexed{obj.vPositions,
+                                  obj.vVertices,
+                                  obj.vCornerNormals,
+                                  vPacked,
+                                  std::vector<uint32_t>(obj.vPositions.size(), VertexJoiner::NO_PLACE),
+                                  {}};
+    std::vector<uint32_t> vColours;
+    for (const NMVector3f& c : obj.vColours) {
+        const Vector3d v = toDouble(c);
+        vColours.push_back(cornerColour(v.x, v.y, v.z, 1, false));
+    }
     for (const auto& [pMesh, uMesh, vRuns] : vMeshes) {
         std::array<double, 3> vMean{};
         double dCorners = 0;
@@ -247,8 +318,13 @@ void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& w
             for (unsigned i = 0; i < 3; ++i) vMean[i] += obj.vRuns[uRun].vColours[i];
         }
         for (double& d : vMean) d /= dCorners;
-        const uint32_t uMaterial = materials.indexOf(*pMesh, uMesh, dCorners > 0 ? &vMean : nullptr);
-        for (const size_t uRun : vRuns) joiner.add(indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), uMaterial);
+        const uint32_t uMaterial =
+            materials.indexOf(*pMesh, uMesh, dCorners > 0 ? &vMean : nullptr, obj.vCornerPlaces.empty() ? 0 : 1);
+        for (const size_t uRun : vRuns) {
+            target.joiner.add(indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), uMaterial);
+            addObjCorners(obj, indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), materials.at(uMaterial), vColours,
+                          target);
+        }
     }
 }
 
@@ -280,21 +356,28 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     const Placement placement(found.box);
     placement.report(vNotices);
     const Map3d world = placement.map().after(turned);
-    MaterialTable materials(scene, isGltf(sSuffix), files, model, vNotices);
-    VertexJoiner joiner;
+    MaterialTable materials(scene, isGltf(sSuffix), read.bColours, files, model, vNotices);
+    Target target;
+    VertexJoiner& joiner = target.joiner;
     joiner.reserve(found.uTriangles);
     if (read.pObj)
-        addObj(*read.pObj, vMeshes, world, materials, joiner);
+        addObj(*read.pObj, vMeshes, world, materials, target);
     else
         visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
             std::array<double, 3> vMean{};
             const bool bMean = MaterialTable::meanOf(mesh, vMean);
-            addMesh(mesh, map, materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr), sSuffix != "stl", joiner);
+            unsigned uSets = 0;
+            for (unsigned u = 0; u < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++u)
+                uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
+            const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
+            const MeshCorners corners(mesh, materials.at(uMaterial), materials.isLinear());
+            addMesh(mesh, map, uMaterial, sSuffix != "stl", corners, target);
         });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
     reportLosses(read.uDeclared, found.uTriangles, joiner.triangles(), vNotices);
     readCamera(scene, sFile, world, model);
     readLights(scene, world, placement.dScale, model);
+    target.corners.finish(joiner.triangles(), model.colours);
     joiner.finish(model);
     for (const NMVector3f& p : model.vVertices) {
         model.box.add({static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)});

@@ -199,12 +199,16 @@ uint32_t VertexJoiner::packNormal(const NMVector3f& n) {
 }
 
 void VertexJoiner::add(Indexed& indexed, size_t uFirst, size_t uEnd, uint32_t uMaterial) {
+    indexed.vDropped.clear();
     const bool bNormals = !indexed.vCornerNormals.empty();
     if (bNormals && vNormals.empty()) vNormals.resize(3 * vTriangles.size(), 0);
     for (size_t uTriangle = uFirst; uTriangle < uEnd; ++uTriangle) {
         const uint32_t* p = &indexed.vVertices[3 * uTriangle];
         const NMVector3f corners[] = {indexed.vPositions[p[0]], indexed.vPositions[p[1]], indexed.vPositions[p[2]]};
-        if (!hasArea(corners)) continue;
+        if (!hasArea(corners)) {
+            indexed.vDropped.push_back(uTriangle);
+            continue;
+        }
         ModelTriangle triangle{{}, uMaterial};
         for (unsigned u = 0; u < 3; ++u) {
             uint32_t& uPlace = indexed.vPlaces[p[u]];

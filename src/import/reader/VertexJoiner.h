@@ -28,10 +28,11 @@ class VertexJoiner {
         const std::vector<uint32_t>& vCornerNormals;
         const std::vector<uint32_t>& vPackedNormals;
         std::vector<uint32_t> vPlaces;  // NO_PLACE for each position; the joiner's own
+        std::vector<size_t> vDropped;   // the triangles of the last call without an area
     };
     static constexpr uint32_t NO_PLACE = 0xFFFFFFFFu;
 
-    /// Adds the triangles uFirst to uEnd. Those without an area are dropped.
+    /// Adds the triangles uFirst to uEnd. Those without an area are dropped; the others keep their order.
     void add(Indexed& indexed, size_t uFirst, size_t uEnd, uint32_t uMaterial);
 
     /// Ten bits a component; 0 stands for no normal.

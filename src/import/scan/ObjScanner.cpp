@@ -68,7 +68,7 @@ class ObjScanner {
 
  private:
     struct Corner {
-        uint32_t uVertex, uNormal;
+        uint32_t uVertex, uNormal, uPlace;
     };
 
     // Where the last line in the block ends.
@@ -108,12 +108,13 @@ class ObjScanner {
         if (*p == 'v' && bShort) return scanVertex(++p);
         if (*p == 'f' && bShort) return scanFace(++p);
         if (*p == 'v' && p[1] == 'n' && isBlank(p[2])) return scanNormal(p += 2);
-        const bool bIgnored = (*p == 'v' && p[1] == 't' && isBlank(p[2])) ||
-                              ((*p == 's' || *p == 'l' || *p == 'p') && (bShort || isEnd(p[1])));
+        const bool bPlace = *p == 'v' && p[1] == 't' && isBlank(p[2]);
+        const bool bIgnored = (*p == 's' || *p == 'l' || *p == 'p') && (bShort || isEnd(p[1]));
         const char* pLine = p;
         p = endOfLine(p);
         if (p[-1] == '\\') return ObjScan::OTHER;  // the next line belongs to it
-        if (bIgnored) return ObjScan::DONE;
+        if (bPlace) scanPlace(pLine + 2);
+        if (bPlace || bIgnored) return ObjScan::DONE;
         const bool bKnown = ((*pLine == 'g' || *pLine == 'o') && (bShort || isEnd(pLine[1]))) ||
                             ((!strncmp(pLine, "usemtl", 6) || !strncmp(pLine, "mtllib", 6)) && isBlank(pLine[6]));
         if (!bKnown || memchr(pLine, '\0', static_cast<size_t>(p - pLine))) return ObjScan::OTHER;
@@ -184,11 +185,24 @@ class ObjScanner {
         if (uCount == 4 && f[3] == 0.0f) return ObjScan::OTHER;
         if (uCount == 4) f[0] /= f[3], f[1] /= f[3], f[2] /= f[3];
         if (uCount == 6) {
-            vColours.resize(mesh.vPositions.size(), {1, 1, 1});
-            vColours.push_back({f[3], f[4], f[5]});
+            mesh.vColours.resize(mesh.vPositions.size(), {1, 1, 1});
+            mesh.vColours.push_back({f[3], f[4], f[5]});
         }
         mesh.vPositions.push_back({f[0], f[1], f[2]});
         return ObjScan::DONE;
+    }
+
+    // What cannot be read is 0: the shape does not depend on it.
+    void scanPlace(const char* p) {
+        float f[2] = {0, 0};
+        for (float& fCoordinate : f) {
+            p = skipBlanks(p);
+            if (isEnd(*p) || readNumber(p, fCoordinate) || !std::isfinite(fCoordinate)) {
+                fCoordinate = 0;
+                break;
+            }
+        }
+        mesh.vPlaces.push_back({f[0], f[1]});
     }
 
     ObjScan scanNormal(const char*& p) {
@@ -215,10 +229,12 @@ class ObjScanner {
     // vertex, vertex/texture, vertex/texture/normal, vertex//normal; a slash may stand at the end.
     bool readCorner(const char*& p, Corner& corner) {
         corner.uNormal = ObjMesh::NO_NORMAL;
+        corner.uPlace = ObjMesh::NO_PLACE;
         if (readIndex(p, mesh.vPositions.size(), corner.uVertex)) return true;
         if (*p == '/') {
             ++p;
-            if (*p == '-') ++p;
+            const bool bPlace = (*p == '-' || isDigit(*p)) && !readIndex(p, mesh.vPlaces.size(), corner.uPlace);
+            if (!bPlace) corner.uPlace = ObjMesh::NO_PLACE;
             while (isDigit(*p)) ++p;
             if (*p == '/') ++p;
             if ((*p == '-' || isDigit(*p)) && readIndex(p, mesh.vNormals.size(), corner.uNormal)) return true;
@@ -255,6 +271,7 @@ class ObjScanner {
         for (const Corner& corner : vFace) {
             mesh.vPolygonVertices.push_back(corner.uVertex);
             mesh.vPolygonNormals.push_back(corner.uNormal);
+            mesh.vPolygonPlaces.push_back(corner.uPlace);
         }
     }
 
@@ -288,8 +305,11 @@ class ObjScanner {
         const bool bNormals = (a.uNormal & b.uNormal & c.uNormal) != ObjMesh::NO_NORMAL;
         if (bNormals && mesh.vCornerNormals.empty())
             mesh.vCornerNormals.resize(mesh.vVertices.size(), ObjMesh::NO_NORMAL);
+        const bool bPlaces = (a.uPlace & b.uPlace & c.uPlace) != ObjMesh::NO_PLACE;
+        if (bPlaces && mesh.vCornerPlaces.empty()) mesh.vCornerPlaces.resize(mesh.vVertices.size(), ObjMesh::NO_PLACE);
         for (const Corner* p : {&a, &b, &c}) {
             mesh.vVertices.push_back(p->uVertex);
+            if (bPlaces || !mesh.vCornerPlaces.empty()) mesh.vCornerPlaces.push_back(p->uPlace);
             if (bNormals || !mesh.vCornerNormals.empty()) mesh.vCornerNormals.push_back(p->uNormal);
         }
     }
@@ -312,7 +332,9 @@ class ObjScanner {
         }
         if (uStart == 0) return;
         turnQuad(p, uStart);
-        if (!mesh.vCornerNormals.empty()) turnQuad(&mesh.vCornerNormals[3 * uTriangle], uStart);
+        for (std::vector<uint32_t>* pCorners : {&mesh.vCornerNormals, &mesh.vCornerPlaces}) {
+            if (!pCorners->empty()) turnQuad(pCorners->data() + 3 * uTriangle, uStart);
+        }
     }
 
     static void turnQuad(uint32_t* p, unsigned uStart) {
@@ -323,12 +345,12 @@ class ObjScanner {
 
     // Each corner of a face counts once.
     void sumColours() {
-        vColours.resize(mesh.vPositions.size(), {1, 1, 1});
+        mesh.vColours.resize(mesh.vPositions.size(), {1, 1, 1});
         size_t uQuad = 0;
         for (size_t uRun = 0; uRun < mesh.vRuns.size(); ++uRun) {
             ObjMesh::Run& run = mesh.vRuns[uRun];
             const auto add = [&](uint32_t uVertex) {
-                const NMVector3f& c = vColours[uVertex];
+                const NMVector3f& c = mesh.vColours[uVertex];
                 run.vColours[0] += static_cast<double>(c.x), run.vColours[1] += static_cast<double>(c.y);
                 run.vColours[2] += static_cast<double>(c.z), ++run.uColoured;
             };
@@ -353,18 +375,17 @@ class ObjScanner {
             return missing("vertex", size_t{uMostVertex} + 1, mesh.vPositions.size());
         if (uMostNormal > mesh.vNormals.size()) return missing("normal", uMostNormal, mesh.vNormals.size());
         for (const size_t u : vQuads) cutQuad(u);
-        if (!vColours.empty()) sumColours();
+        if (!mesh.vColours.empty()) sumColours();
         if (!mesh.vPolygons.empty()) completeDigest();
         return ObjScan::DONE;
     }
 
     ObjMesh& mesh;
     std::string& sReason;
-    std::vector<Corner> vFace;         // the line's
-    std::vector<size_t> vQuads;        // the first triangle of each
-    std::vector<NMVector3f> vColours;  // of vertices, when there are any
-    uint32_t uMostVertex = 0;          // that a face has
-    uint32_t uMostNormal = 0;          // and one more than the normal
+    std::vector<Corner> vFace;   // the line's
+    std::vector<size_t> vQuads;  // the first triangle of each
+    uint32_t uMostVertex = 0;    // that a face has
+    uint32_t uMostNormal = 0;    // and one more than the normal
     size_t uLine = 0;
     bool bNewRun = true;
 };
@@ -389,37 +410,47 @@ void ObjMesh::replacePolygons(std::vector<std::array<uint32_t, 3>> vCuts) {
     };
     std::stable_sort(vCuts.begin(), vCuts.end(),
                      [&](const auto& a, const auto& b) { return polygonOf(a) < polygonOf(b); });
-    const bool bNormals = !vCornerNormals.empty() || std::any_of(vPolygonNormals.begin(), vPolygonNormals.end(),
-                                                                 [](uint32_t u) { return u != NO_NORMAL; });
-    if (bNormals) vCornerNormals.resize(vVertices.size(), NO_NORMAL);
-    std::vector<uint32_t> vNewVertices, vNewNormals;
+    // Vertices, normals and places, of those that there are.
+    struct Corners {
+        std::vector<uint32_t>* pOfTriangles;
+        const std::vector<uint32_t>* pOfPolygons;
+        std::vector<uint32_t> vNew;
+    };
+    static_assert(NO_NORMAL == NO_PLACE);
+    const size_t uTriangles = vVertices.size() / 3;
+    std::vector<Corners> vKinds;
+    for (const auto& [pOfTriangles, pOfPolygons] :
+         {std::pair(&vVertices, &vPolygonVertices), std::pair(&vCornerNormals, &vPolygonNormals),
+          std::pair(&vCornerPlaces, &vPolygonPlaces)}) {
+        const bool bAny =
+            std::any_of(pOfPolygons->begin(), pOfPolygons->end(), [](uint32_t u) { return u != NO_NORMAL; });
+        if (pOfTriangles->empty() && !bAny) continue;
+        pOfTriangles->resize(3 * uTriangles, NO_NORMAL);
+        vKinds.push_back({pOfTriangles, pOfPolygons, {}});
+    }
     size_t uDone = 0, uCut = 0;  // triangles that are copied
     const auto copyTo = [&](size_t uEnd) {
-        const auto append = [&](const std::vector<uint32_t>& vFrom, std::vector<uint32_t>& vTo) {
-            vTo.insert(vTo.end(), vFrom.begin() + static_cast<ptrdiff_t>(3 * uDone),
-                       vFrom.begin() + static_cast<ptrdiff_t>(3 * uEnd));
-        };
-        append(vVertices, vNewVertices);
-        if (bNormals) append(vCornerNormals, vNewNormals);
+        for (Corners& kind : vKinds) {
+            kind.vNew.insert(kind.vNew.end(), kind.pOfTriangles->begin() + static_cast<ptrdiff_t>(3 * uDone),
+                             kind.pOfTriangles->begin() + static_cast<ptrdiff_t>(3 * uEnd));
+        }
         uDone = uEnd;
     };
     for (size_t uRun = 0; uRun < vRuns.size(); ++uRun) {
         copyTo(vRuns[uRun].uFirst);
-        vRuns[uRun].uFirst = vNewVertices.size() / 3;
+        vRuns[uRun].uFirst = vKinds[0].vNew.size() / 3;
         const size_t uEnd = uRun + 1 < vRuns.size() ? vRuns[uRun + 1].uPolygon : vPolygons.size();
         for (size_t u = vRuns[uRun].uPolygon; u < uEnd; ++u) {
             copyTo(vPolygons[u].uBefore);
             for (; uCut < vCuts.size() && vCuts[uCut][0] < firstCorner(u + 1); ++uCut) {
                 for (const uint32_t uCorner : vCuts[uCut]) {
-                    vNewVertices.push_back(vPolygonVertices[uCorner]);
-                    if (bNormals) vNewNormals.push_back(vPolygonNormals[uCorner]);
+                    for (Corners& kind : vKinds) kind.vNew.push_back((*kind.pOfPolygons)[uCorner]);
                 }
             }
         }
     }
-    copyTo(vVertices.size() / 3);
-    vVertices = std::move(vNewVertices);
-    vCornerNormals = std::move(vNewNormals);
+    copyTo(uTriangles);
+    for (Corners& kind : vKinds) *kind.pOfTriangles = std::move(kind.vNew);
     vPolygons.clear();
 }
 

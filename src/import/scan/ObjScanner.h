@@ -13,7 +13,7 @@ namespace rt {
 
 /// The faces of an OBJ file, with indices from 0, all of which are valid.
 struct ObjMesh {
-    static constexpr uint32_t NO_NORMAL = 0xFFFFFFFFu;
+    static constexpr uint32_t NO_NORMAL = 0xFFFFFFFFu, NO_PLACE = 0xFFFFFFFFu;
 
     /// Faces between two lines that change the group or the material, up to those of the next run.
     struct Run {
@@ -30,10 +30,13 @@ struct ObjMesh {
     };
 
     std::vector<Velk::NMVector3f> vPositions, vNormals;
-    std::vector<uint32_t> vVertices;       // three a triangle
-    std::vector<uint32_t> vCornerNormals;  // the same, or NO_NORMAL; empty when no face has normals
+    std::vector<uint32_t> vVertices;         // three a triangle
+    std::vector<uint32_t> vCornerNormals;    // the same, or NO_NORMAL; empty when no face has normals
+    std::vector<Velk::NMVector2f> vPlaces;   // in a texture, from the left and from the bottom
+    std::vector<uint32_t> vCornerPlaces;     // three a triangle, or NO_PLACE; empty when no face has some
+    std::vector<Velk::NMVector3f> vColours;  // one a position; empty when the file has none
     std::vector<Polygon> vPolygons;
-    std::vector<uint32_t> vPolygonVertices, vPolygonNormals;  // one a corner
+    std::vector<uint32_t> vPolygonVertices, vPolygonNormals, vPolygonPlaces;  // one a corner
     std::vector<Run> vRuns;
 
     /// A small OBJ file that names the same groups, materials and libraries in the same order. Each run is one triangle
