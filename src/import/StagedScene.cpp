@@ -166,14 +166,23 @@ StagedScene::StagedScene(Model& model, const SceneCamera& sceneCamera, const std
     camera.uHeight = sceneCamera.uHeight;
 }
 
-// A ground or room that was added has the one colour of its material.
+// A ground or room that was added has the one colour of its material, as has a material that no triangle needs.
 void StagedScene::takeColours(Model& model) {
-    const auto isOwn = [](const ModelMaterial& m) { return m.rule.uTexture == NO_INDEX && !m.rule.bVertices; };
-    if (std::all_of(model.vMaterials.begin(), model.vMaterials.end(), isOwn)) return;
-    colours = std::exchange(model.colours, {});
-    if (!colours.vPlaces.empty()) colours.vPlaces.resize(vTriangles.size(), {0, 0});
-    if (!colours.vCorners.empty()) colours.vCorners.resize(vTriangles.size(), UINT32_MAX);
-    for (const ModelMaterial& material : model.vMaterials) colours.vRules.push_back(material.rule);
+    SurfaceColours& own = model.colours;
+    bool bNeeded = false;
+    for (const ModelMaterial& material : model.vMaterials) {
+        ColourRule rule = material.rule;
+        if (own.vPlaces.empty()) rule.uTexture = NO_INDEX;
+        if (own.vCorners.empty()) rule.bVertices = 0;
+        if (rule.uTexture == NO_INDEX && !rule.bVertices) rule = ColourRule();
+        bNeeded = bNeeded || rule.uTexture != NO_INDEX || rule.bVertices;
+        own.vRules.push_back(rule);
+    }
+    if (!bNeeded) return;
+    if (!own.vPlaces.empty()) own.vPlaces.resize(vTriangles.size(), {0, 0});
+    if (!own.vCorners.empty()) own.vCorners.resize(vTriangles.size(), UINT32_MAX);
+    if (own.vPlaces.empty()) own.vTextures.clear();
+    colours = std::exchange(own, {});
 }
 
 bool StagedScene::sendColours(int iFile) const {

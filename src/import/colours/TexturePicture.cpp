@@ -54,9 +54,9 @@ bool TexturePicture::findMean(const DecodedPicture& picture) {
 }
 
 void TexturePicture::findImage(DecodedPicture& picture) {
-    const auto share = [](uint32_t uSide) { return (uSide + LARGEST_SIDE - 1) / LARGEST_SIDE; };
-    if (share(picture.uWidth) > 1 || share(picture.uHeight) > 1) {
-        average(picture, share(picture.uWidth), share(picture.uHeight), image);
+    const auto joined = [](uint32_t uSide) { return (uSide + LARGEST_SIDE - 1) / LARGEST_SIDE; };
+    if (joined(picture.uWidth) > 1 || joined(picture.uHeight) > 1) {
+        average(picture, joined(picture.uWidth), joined(picture.uHeight), image);
     } else {
         image.uWidth = picture.uWidth;
         image.uHeight = picture.uHeight;

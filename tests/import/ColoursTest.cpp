@@ -1,0 +1,176 @@
+// Textures and colours of vertices on their way from small files of each kind to a scene, and lies on that way.
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "render/PreparedScene.h"
+#include "support/FileTest.h"
+
+#ifdef RT_IMPORT
+#include "import/ModelImport.h"
+
+using namespace rt;
+
+namespace {
+
+class ColoursTest : public FileTest {
+ protected:
+    // A model of these bytes, as it comes from the reader's process.
+    StagedScene stage(const std::string& sFile, const std::string& sText) {
+        writeFile(sFile, sText);
+        ImportOptions options;
+        options.bColours = options.bGround = true;
+        StagedScene scene;
+        std::string sMessage;
+        vNotices.clear();
+        EXPECT_FALSE(importModel(sFile, options, scene, sMessage, vNotices)) << sMessage;
+        return scene;
+    }
+
+    std::vector<std::string> vNotices;
+};
+
+// A red texel to the left of a blue one.
+constexpr const char* PICTURE =
+    "iVBORw0KGgoAAAANSUhEUgAAAAIAAAABCAIAAAB7QOjdAAAADUlEQVR4nGP4zwAE/wEHAAH/4iOeWQAAAABJRU5ErkJggg==";
+const unsigned char PICTURE_BYTES[] = {137, 80, 78,  71, 13, 10,  26,  10, 0,   0,   0,  13,  73,  72,  68,  82, 0, 0,
+                                       0,   2,  0,   0,  0,  1,   8,   2,  0,   0,   0,  123, 64,  232, 221, 0,  0, 0,
+                                       13,  73, 68,  65, 84, 120, 156, 99, 248, 207, 0,  4,   255, 1,   7,   0,  1, 255,
+                                       226, 35, 158, 89, 0,  0,   0,   0,  73,  69,  78, 68,  174, 66,  96,  130};
+
+// Corners of the first triangles as X,Y:PLACE#COLOUR, then rules and textures.
+std::string describe(const StagedScene& scene, size_t uTriangles) {
+    const SurfaceColours& c = scene.colours;
+    std::string s;
+    char sz[100];
+    const auto add = [&](auto... values) { snprintf(sz, sizeof(sz), values...), s += sz; };
+    for (size_t u = 0; u < 3 * uTriangles; ++u) {
+        const Velk::NMVector3f& p = scene.vVertices[scene.vTriangles[u]];
+        add("%s%g,%g", u ? " " : "", static_cast<double>(p.x), static_cast<double>(p.y));
+        if (!c.vPlaces.empty())
+            add(":%g,%g", static_cast<double>(std::round(c.vPlaces[u].x * 1000) / 1000),
+                static_cast<double>(std::round(c.vPlaces[u].y * 1000) / 1000));
+        if (!c.vCorners.empty()) add("#%08X", c.vCorners[u]);
+    }
+    for (const ColourRule& r : c.vRules)
+        add(" | %d %g %g %g %u %g", static_cast<int>(r.uTexture), static_cast<double>(r.v3Factor.x),
+            static_cast<double>(r.v3Factor.y), static_cast<double>(r.v3Factor.z), r.bVertices,
+            static_cast<double>(r.fCutoff));
+    for (const TextureImage& t : c.vTextures)
+        add(" | %ux%u %u %u %02X%02X%02X", t.uWidth, t.uHeight, t.wraps[0], t.wraps[1], t.vTexels[0], t.vTexels[1],
+            t.vTexels[6]);
+    return s;
+}
+
+// A triangle at 0 0, 2 0 and 0 2, whose places and colours are .25 .5 red, 1 0 green, .5 1 grey.
+std::string gltf(const std::string& sNode, const std::string& sMaterial, const std::string& sTexture) {
+    return R"({"asset":{"version":"2.0"},"extensionsUsed":["KHR_texture_transform"],"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0)" +
+           sNode +
+           R"(}],"meshes":[{"primitives":[{"attributes":{"POSITION":0,"TEXCOORD_0":1,"COLOR_0":2},"material":0}]}],)"
+           R"("materials":[{"pbrMetallicRoughness":{"baseColorFactor":[0.5,0.25,1,1],"baseColorTexture":{"index":0)" +
+           sTexture + "}}" + sMaterial +
+           R"(}],"textures":[{"source":0,"sampler":0}],"samplers":[{"wrapS":33071,"wrapT":33648}],)"
+           R"("images":[{"mimeType":"image/png","uri":"data:image/png;base64,)" +
+           PICTURE +
+           R"("}],"accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3"},)"
+           R"({"bufferView":1,"componentType":5126,"count":3,"type":"VEC2"},)"
+           R"({"bufferView":2,"componentType":5121,"normalized":true,"count":3,"type":"VEC4"}],)"
+           R"("bufferViews":[{"buffer":0,"byteLength":36},{"buffer":0,"byteOffset":36,"byteLength":24},)"
+           R"({"buffer":0,"byteOffset":60,"byteLength":12}],"buffers":[{"byteLength":72,)"
+           R"("uri":"data:application/octet-stream;base64,AAAAAAAAAAAAAAAAAAAAQAAAAAAAAAAAAAAAAAAAAEAAAAAAAACAPgAAAD8)"
+           R"(AAIA/AAAAAAAAAD8AAIA//wAA/wCAAP8zMzOA"}]})";
+}
+
+TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
+    writeFile("dot.png", std::string(reinterpret_cast<const char*>(PICTURE_BYTES), sizeof(PICTURE_BYTES)));
+    writeFile("m.mtl", "newmtl black\nKd 0 0 0\nmap_Kd dot.png\nnewmtl plain\nKd 1 0 0\n");
+    const std::string sObj =
+        "mtllib m.mtl\nv 0 0 0\nv 2 0 0\nv 0 2 0\nv 0.2 0.2 0\nvt 0.25 0.5\nvt 1 0\nvt 0.5 1\nusemtl black\n";
+    const std::string sPly =
+        "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+        "property uchar red\nproperty uchar green\nproperty uchar blue\nelement face 1\n"
+        "property list uchar int vertex_indices\nend_header\n0 0 0 255 0 0\n2 0 0 0 128 0\n0 2 0 51 51 51\n3 0 1 2\n";
+    const std::string sTurn =
+        R"(,"extensions":{"KHR_texture_transform":{"offset":[0.125,0.25],"rotation":1.5707963,"scale":[2,4]}})";
+    const std::string DOT = " | 2x1 0 0 FF00FF", OWN = " | -1 1 1 1 0 0", GLTF = " | 2x1 1 2 FF00FF";
+    const struct {
+        const char* szFile;
+        std::string sText;
+        size_t uTriangles;
+        std::string sWanted;
+    } ROWS[] = {
+        {"dropped.obj", sObj + "f 1/2 1/2 2/2\nf 1/1 2/2 3/3\n", 1,
+         "0,0:0.25,0.5 2,0:1,1 0,2:0.5,0 | 0 1 1 1 0 0" + OWN + DOT},
+        {"turned quad.obj", sObj + "vt inf x\nf 4/-1 3/3 1/1 2/9\nusemtl plain\nf 2/2 3/3 1/1\n", 2,
+         "0.2,0.2:0,1 0,2:0.5,0 0,0:0.25,0.5 0.2,0.2:0,1 0,0:0.25,0.5 2,0:0,0 | 0 1 1 1 0 0" + OWN + OWN + DOT},
+        {"through assimp.obj", sObj + "vp 0 0\nf 1/1 2/2 3/3\n", 1,
+         "0,0:0.25,0.5 2,0:1,1 0,2:0.5,0 | 0 1 1 1 0 0" + OWN + DOT},
+        {"no places.obj", sObj + "f 1 2 3\n", 1, "0,0 2,0 0,2"},
+        {"colours.obj", "v 0 0 0 1 0 0\nv 2 0 0 0 0.5 2\nv 0 2 0\nf 1 2 3\n", 1,
+         "0,0#FF0000FF 2,0#FFFF8000 0,2#FFFFFFFF | -1 1 1 1 1 0" + OWN},
+        {"colours.ply", sPly, 1, "0,0#FF0000FF 2,0#FF008000 0,0#FF333333 | -1 1 1 1 1 0" + OWN},
+        {"plain.gltf", gltf("", "", ""), 1,
+         "0,0:0.25,0.5#FF0000FF 2,0:1,0#FF00BC00 0,2:0.5,1#807C7C7C | 0 0.5 0.25 1 1 0" + OWN + GLTF},
+        {"mirrored.gltf", gltf(",\"scale\":[-1,1,1]", ",\"alphaMode\":\"MASK\",\"alphaCutoff\":0.25", ""), 1,
+         "0,2:0.5,1#807C7C7C -2,0:1,0#FF00BC00 0,0:0.25,0.5#FF0000FF | 0 0.5 0.25 1 1 0.25" + OWN + GLTF},
+        {"moved.gltf", gltf("", ",\"alphaMode\":\"BLEND\"", sTurn), 1,
+         "0,0:2.125,-0.25#FF0000FF 2,0:0.125,-1.75#FF00BC00 0,2:4.125,-0.75#807C7C7C | 0 0.5 0.25 1 1 0.5" + OWN +
+             GLTF},
+    };
+    for (const auto& row : ROWS) {
+        EXPECT_EQ(describe(stage(row.szFile, row.sText), row.uTriangles), row.sWanted) << row.szFile;
+        for (const std::string& s : vNotices) EXPECT_FALSE(contains(s, "colour")) << row.szFile << ": " << s;
+    }
+}
+
+// The reader's process may have gone astray.
+TEST_F(ColoursTest, ColoursThatDoNotFitTheMeshAreNotReceived) {
+    const StagedScene good = stage("good.gltf", gltf("", "", ""));
+    const auto isRefused = [](const StagedScene& scene, size_t uAt = 0, unsigned char cChange = 0) {
+        const int iFile = memfd_create("test", MFD_CLOEXEC);
+        EXPECT_FALSE(scene.send(iFile));
+        unsigned char c = 0;
+        EXPECT_EQ(pread(iFile, &c, 1, static_cast<off_t>(uAt)), 1);
+        c = static_cast<unsigned char>(c ^ cChange);
+        EXPECT_EQ(pwrite(iFile, &c, 1, static_cast<off_t>(uAt)), 1);
+        StagedScene received;
+        const bool bFailed = received.receive(iFile);
+        close(iFile);
+        return bFailed;
+    };
+    EXPECT_FALSE(isRefused(good));
+    void (*const LIES[])(SurfaceColours&) = {
+        [](SurfaceColours& c) { c.vPlaces.pop_back(); },
+        [](SurfaceColours& c) { c.vPlaces.clear(); },
+        [](SurfaceColours& c) { c.vPlaces[1].y = INFINITY; },
+        [](SurfaceColours& c) { c.vCorners.push_back(0); },
+        [](SurfaceColours& c) { c.vCorners.clear(); },
+        [](SurfaceColours& c) { c.vRules.pop_back(); },
+        [](SurfaceColours& c) { c.vRules[1].uTexture = 1; },
+        [](SurfaceColours& c) { c.vRules[0].bVertices = 2; },
+        [](SurfaceColours& c) { c.vRules[0].v3Factor.y = NAN; },
+        [](SurfaceColours& c) { c.vRules[0].fCutoff = -1; },
+        [](SurfaceColours& c) { c.vTextures.clear(); },
+        [](SurfaceColours& c) { c.vTextures[0].uWidth = 0x80000002; },
+        [](SurfaceColours& c) { c.vTextures[0].uHeight = 0; },
+        [](SurfaceColours& c) { c.vTextures[0].wraps[1] = static_cast<TextureImage::Wrap>(3); },
+        [](SurfaceColours& c) { c.vTextures[0].vTexels.pop_back(); },
+    };
+    for (const auto& lie : LIES) {
+        StagedScene bad = good;
+        lie(bad.colours);
+        EXPECT_TRUE(isRefused(bad)) << &lie - LIES;
+    }
+    for (size_t u = 5 * 8; u < 9 * 8; ++u) EXPECT_TRUE(isRefused(good, u, 0x41)) << "byte " << u << " of the counts";
+    PreparedScene prepared;
+    ASSERT_FALSE(good.handOver(prepared));
+    EXPECT_EQ(prepared.colours.vPlaces.size(), good.vTriangles.size());
+    prepared.release();
+    EXPECT_TRUE(prepared.colours.vTextures.empty());
+}
+
+}  // namespace
+#endif
