@@ -138,7 +138,7 @@ void takeHighlight(const aiMaterial& material, ModelMaterial& result) {
 }
 
 // Mirrors and glass: what the file says outright, and OBJ's models of illumination.
-void takeTransport(const aiMaterial& material, ModelMaterial& result) {
+void takeTransport(const aiMaterial& material, bool bGltf, ModelMaterial& result, std::vector<std::string>& vNotices) {
     int iModel = 0;
     aiColor3D c(0, 0, 0);
     (void)colour(material, AI_MATKEY_COLOR_SPECULAR, c);
@@ -148,7 +148,11 @@ void takeTransport(const aiMaterial& material, ModelMaterial& result) {
     if (dReflectivity > 0 && dReflectivity < 1) result.dReflection = std::max(result.dReflection, dReflectivity);
     if (bMirror) result.dReflection = std::max(result.dReflection, 0.9 * share(luminance(c)));
 
-    const double dOpacity = share(number(material, AI_MATKEY_OPACITY, 1.0));
+    double dOpacity = share(number(material, AI_MATKEY_OPACITY, 1.0));
+    if (dOpacity == 0.0 && !bGlass && !bGltf) {  // some programs write transparency where others want its opposite
+        dOpacity = 1.0;
+        vNotices.push_back("material " + shownName(result.sName) + " could not be seen: it is taken as opaque");
+    }
     const double dIndex = number(material, AI_MATKEY_REFRACTI, 1.0);
     result.dTransmission = std::max(1.0 - dOpacity, share(number(material, AI_MATKEY_TRANSMISSION_FACTOR, 0.0)));
     if (bGlass && result.dTransmission == 0.0) result.dTransmission = 0.9;
@@ -199,7 +203,7 @@ ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, b
         takeMetal(material, result);
     else
         takeHighlight(material, result);
-    takeTransport(material, result);
+    takeTransport(material, bLinear, result, vNotices);
     return result;
 }
 
