@@ -115,6 +115,7 @@ bool SceneSource::importFrom(const RenderOptions& options) {
     ImportOptions wanted = options.import;
     wanted.bProgress = Console::showsStatus();
     wanted.bStudio = options.bStudio.value_or(true);
+    wanted.bColours = wanted.bStudio;  // lamps show materials alone
     bGround = wanted.bGround;
     const auto triple = [](const Velk::NMVector3f& v) { return std::array<double, 3>{v.x, v.y, v.z}; };
     if (options.view.v3From) wanted.vFrom = triple(*options.view.v3From);
