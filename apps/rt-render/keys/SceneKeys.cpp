@@ -24,6 +24,22 @@ void addMaterial(ContentHash& hash, const AttributeInstance& material) {
     addVector(hash, material.v3Color);
 }
 
+void addColours(ContentHash& hash, const SurfaceColours& colours) {
+    hash.add(colours.vPlaces.data(), colours.vPlaces.size() * sizeof(Velk::NMVector2f));
+    hash.add(colours.vCorners.data(), colours.vCorners.size() * sizeof(uint32_t));
+    for (const ColourRule& rule : colours.vRules) {
+        hash.addValue(rule.uTexture);
+        addVector(hash, rule.v3Factor);
+        hash.addValue(rule.bVertices);
+        hash.addValue(rule.fCutoff);
+    }
+    for (const TextureImage& image : colours.vTextures) {
+        for (const uint32_t u : {image.uWidth, image.uHeight, uint32_t{image.wraps[0]}, uint32_t{image.wraps[1]}})
+            hash.addValue(u);
+        hash.add(image.vTexels.data(), image.vTexels.size());
+    }
+}
+
 }  // namespace
 
 std::string geometryKey(const Scene& scene) {
@@ -45,6 +61,7 @@ std::string sceneKey(const RayTracer& rayTracer, const std::string& sGeometryKey
     hash.add(sGeometryKey);
     for (uint32_t u = 0; u < rayTracer.scene.vFaces.uCount; ++u) hash.addValue(rayTracer.scene.vFaces[u].uAttribute);
     for (const AttributeInstance& material : rayTracer.attributes.vAttributes) addMaterial(hash, material);
+    addColours(hash, rayTracer.colours);
     for (uint32_t u = 0; u < rayTracer.lights.uCount; ++u) {
         addVector(hash, rayTracer.lights.pLights[u].v3Position);
         hash.addValue(rayTracer.lights.pLights[u].fFlux);
