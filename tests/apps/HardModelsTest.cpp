@@ -154,6 +154,8 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
     writeLetter("dae");
     const std::string sGltf = readFile(writeLetter("gltf")),
                       sExtended = "{\"extensionsRequired\":[\"KHR_texture_transform\",\"EXT_odd\"]," + sGltf.substr(1);
+    const std::string sDae = readFile("letter.dae");
+    const size_t uDae = sDae.find("<geometry"), uDaeEnd = sDae.find("</library_geometries>");
     // Four places in bytes, the second of which is 127.
     const std::string sQuantized =
         "{\"asset\":{\"version\":\"2.0\"},\"extensionsRequired\":[\"KHR_mesh_quantization\"],\"scenes\":[{\"nodes\":"
@@ -173,7 +175,7 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
         {"comments.obj", replaced(OBJ, "\n", " # x\n"), "2 triangles"},
         {"mark.obj", "\xEF\xBB\xBF" + OBJ, "2 triangles"},
         {"utf16.obj", utf16(OBJ, false), "2 triangles"},
-        {"utf16.dae", utf16(replaced(readFile("letter.dae"), "utf-8", "utf-16"), true), "48 triangles"},
+        {"utf16.dae", utf16(replaced(sDae, "utf-8", "utf-16"), true), "48 triangles"},
         {"comma.obj", V + "v 0,5 0 0\n" + F, "cannot read comma.obj: line 5 has a decimal comma: 0,5 0 0\n", 1},
         {"index.obj", OBJ + "f 1 2 9\n", "cannot read index.obj: a face has vertex 9 of 4\n", 1},
         {"pair.obj", "v 0 0\n" + OBJ, "line 1 has a vertex of 2 numbers\n", 1},
@@ -196,6 +198,12 @@ TEST_F(ImportTest, HardFilesAreReadOrRefusedInWords) {
          "3 vertices, 1 triangles"},
         {"words.3mf", "these are words", "it is no 3MF file, which is a ZIP archive\n", 1},
         {"words.fbx", "these are words", "its text is not that of a .fbx file\n", 1},
+        {"lines.off", "OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 1 2\n3 0 1 3\n2 0 1\n2 1 0\n",
+         "only 2 of 4 faces could be read\n"},
+        {"spare.dae",
+         sDae.substr(0, uDaeEnd) + replaced(sDae.substr(uDae, uDaeEnd - uDae), "<geometry id=\"", "<geometry id=\"2") +
+             sDae.substr(uDaeEnd),
+         "only 48 of 96 faces could be read\n"},
         {"lines.ply", ply("ascii", XYZ + FACES, "0 0 0\n0 1 0\n1 0 0\n1 1 1\n3 0 1 2\n2 0 1\n"),
          "only 1 of 2 faces could be read\n"},
     };

@@ -98,6 +98,8 @@ bool prepare(const std::string& sFile, ModelFiles& files, Prepared& prepared, st
         return rewriteGltf(sFile, readBeside, text, sReason);
     }
     if (sSuffix == "stl") countStl(sFile, text);
+    if (sSuffix == "off") countOff(sFile, text);
+    if (sSuffix == "dae") countCollada(sFile, text);
     return sSuffix == "ply" && rewritePly(sFile, text, sReason);
 }
 

@@ -328,13 +328,25 @@ void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& w
     }
 }
 
+// Of all meshes, once each, also of those that no node places.
+size_t trianglesOf(const aiScene& scene) {
+    size_t uSum = 0;
+    for (unsigned uMesh = 0; uMesh < scene.mNumMeshes; ++uMesh) {
+        const aiMesh& mesh = *scene.mMeshes[uMesh];
+        uSum += static_cast<size_t>(std::count_if(mesh.mFaces, mesh.mFaces + mesh.mNumFaces,
+                                                  [&](const aiFace& f) { return isTriangle(mesh, f); }));
+    }
+    return uSum;
+}
+
 // A tenth is more than what is thrown away on purpose.
-void reportLosses(uint64_t uDeclared, uint64_t uFound, uint64_t uKept, std::vector<std::string>& vNotices) {
+void reportLosses(uint64_t uDeclared, uint64_t uRead, uint64_t uFound, uint64_t uKept,
+                  std::vector<std::string>& vNotices) {
     const auto add = [&](uint64_t uHave, uint64_t uWanted, const char* szText) {
         if (uHave < uWanted - uWanted / 10)
             vNotices.push_back("only " + std::to_string(uHave) + " of " + std::to_string(uWanted) + szText);
     };
-    add(uFound, uDeclared, " faces could be read");
+    add(uRead, uDeclared, " faces could be read");
     add(uKept, uFound, " triangles have an area");
 }
 
@@ -374,7 +386,8 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
             addMesh(mesh, map, uMaterial, sSuffix != "stl", corners, target);
         });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
-    reportLosses(read.uDeclared, found.uTriangles, joiner.triangles(), vNotices);
+    reportLosses(read.uDeclared, std::max(found.uTriangles, read.pObj ? 0 : trianglesOf(scene)), found.uTriangles,
+                 joiner.triangles(), vNotices);
     readCamera(scene, sFile, world, model);
     readLights(scene, world, placement.dScale, model);
     target.corners.finish(joiner.triangles(), model.colours);

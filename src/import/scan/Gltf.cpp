@@ -87,6 +87,22 @@ class Gltf {
         return "";
     }
 
+    // Triangles of all meshes; strips and fans count as nothing.
+    uint64_t triangles() const {
+        uint64_t uSum = 0;
+        const JsonValue *pMeshes = root.find("meshes"), *pAccessors = root.find("accessors");
+        for (size_t uMesh = 0; pMeshes && pAccessors && uMesh < pMeshes->vMembers.size(); ++uMesh) {
+            const JsonValue* pParts = pMeshes->vMembers[uMesh].second.find("primitives");
+            for (size_t u = 0; pParts && u < pParts->vMembers.size(); ++u) {
+                const JsonValue &part = pParts->vMembers[u].second, *pAttributes = part.find("attributes");
+                const size_t uPlaces = pAttributes ? pAttributes->count("POSITION", SIZE_MAX) : SIZE_MAX;
+                const JsonValue* p = pAccessors->at(part.count("indices", uPlaces));
+                if (p && part.count("mode", 4) == 4) uSum += p->count("count", 0) / 3;
+            }
+        }
+        return uSum;
+    }
+
     // The accessors of places and normals that are whole numbers.
     std::vector<const JsonValue*> quantized() const {
         std::vector<const JsonValue*> vResult;
@@ -232,6 +248,7 @@ bool rewriteGltf(const std::string& sFile, const ReadBeside& readBeside, ModelTe
     if (gltf.isOld()) return text.sHint = OLD, false;
     const std::string sUnknown = gltf.unknownExtension();
     if (!sUnknown.empty()) return sReason = "it needs the extension " + sUnknown + ", which is not known here", true;
+    text.uFaces = gltf.triangles();
     if (gltf.quantized().empty()) return false;
     if (bBinary) readRest(file.get(), sRest);
     if (sRest.size() > CHUNK_HEAD) sBinary = sRest.substr(CHUNK_HEAD, wordAt(sRest, 0));

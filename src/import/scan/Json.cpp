@@ -2,6 +2,7 @@
 
 #include "import/scan/Json.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -88,7 +89,7 @@ const JsonValue* JsonValue::find(const char* szName) const {
 
 size_t JsonValue::count(const char* szName, size_t uDefault) const {
     const JsonValue* p = find(szName);
-    const bool bCount = p && p->eKind == NUMBER && p->dNumber >= 0 && p->dNumber < 1e15;
+    const bool bCount = p && p->eKind == NUMBER && p->dNumber >= 0 && p->dNumber < static_cast<double>(SIZE_MAX);
     return bCount ? static_cast<size_t>(p->dNumber) : uDefault;
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
+#include "import/scan/Xml.h"
 
 namespace rt {
 
@@ -93,6 +94,22 @@ void countStl(const std::string& sFile, ModelText& text) {
     unsigned char head[84];
     if (!file.get() || fread(head, 1, sizeof(head), file.get()) != sizeof(head) || !memcmp(head, "solid", 5)) return;
     for (unsigned u = 0; u < 4; ++u) text.uFaces |= uint64_t{head[80 + u]} << (8 * u);
+}
+
+void countOff(const std::string& sFile, ModelText& text) {
+    const Velk::NRaiiFile file(text.open(sFile));
+    unsigned long long uFaces = 0;
+    if (file.get() && fscanf(file.get(), "%*4[CNOF] %*u %llu", &uFaces) == 1) text.uFaces = uFaces;
+}
+
+void countCollada(const std::string& sFile, ModelText& text) {
+    const Velk::NRaiiFile file(text.open(sFile));
+    std::string sXml;
+    if (file.get()) readRest(file.get(), sXml);
+    for (Xml xml(sXml); xml.next();) {
+        const bool bFaces = xml.name() == "triangles" || xml.name() == "polylist" || xml.name() == "polygons";
+        if (bFaces && xml.isStart()) text.uFaces += xml.index("count", 0);
+    }
 }
 
 }  // namespace rt

@@ -27,8 +27,10 @@ struct ModelText {
 /// file is broken.
 [[nodiscard]] bool rewritePly(const std::string& sFile, ModelText& text, std::string& sReason);
 
-/// Counts the faces of an STL file in binary.
+/// Counts the faces of an STL file in binary, an OFF file or a COLLADA file.
 void countStl(const std::string& sFile, ModelText& text);
+void countOff(const std::string& sFile, ModelText& text);
+void countCollada(const std::string& sFile, ModelText& text);
 
 /// Adds the rest of a stream to sText, or the next uMost bytes of it.
 void readRest(FILE* pFile, std::string& sText, size_t uMost = SIZE_MAX);
