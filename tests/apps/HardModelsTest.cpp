@@ -7,6 +7,7 @@
 #include "ImportSteps.h"
 #include "scene/Camera.h"
 #include "scene/Scene.h"
+#include "support/Files.h"
 #include "support/Letter.h"
 #include "support/Meshes.h"
 
@@ -56,26 +57,6 @@ TEST_F(ImportTest, PlainObjFilesGiveTheSameSceneAsThroughAssimp) {
                 << uFile << s << '\n'
                 << sText;
     }
-}
-
-std::string word(size_t u, unsigned uBytes) {
-    std::string s;
-    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u & 255), u >>= 8;
-    return s;
-}
-
-// A ZIP archive; its files are deflated in one stored block each.
-std::string zip(const std::vector<std::pair<std::string, std::string>>& vFiles) {
-    std::string s, sDirectory;
-    for (const auto& [sName, sText] : vFiles) {
-        const std::string sData = "\1" + word(sText.size(), 2) + word(~sText.size(), 2) + sText;
-        const std::string sFields = word(20, 2) + word(0, 2) + word(8, 2) + word(0, 8) + word(sData.size(), 4) +
-                                    word(sText.size(), 4) + word(sName.size(), 2) + word(0, 2);
-        sDirectory += "PK\1\2" + word(20, 2) + sFields + word(0, 10) + word(s.size(), 4) + sName;
-        s += "PK\3\4" + sFields + sName + sData;
-    }
-    return s + sDirectory + "PK\5\6" + word(0, 4) + word(vFiles.size(), 2) + word(vFiles.size(), 2) +
-           word(sDirectory.size(), 4) + word(s.size(), 4) + word(0, 2);
 }
 
 // Each part of a 3MF file in its place and colour, components of other parts and mirrored ones among them.

@@ -86,7 +86,8 @@ std::string gltf(const std::string& sNode, const std::string& sMaterial, const s
 }
 
 TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
-    writeFile("dot.png", std::string(reinterpret_cast<const char*>(PICTURE_BYTES), sizeof(PICTURE_BYTES)));
+    const std::string sPicture(reinterpret_cast<const char*>(PICTURE_BYTES), sizeof(PICTURE_BYTES));
+    writeFile("dot.png", sPicture);
     writeFile("m.mtl", "newmtl black\nKd 0 0 0\nmap_Kd dot.png\nnewmtl plain\nKd 1 0 0\n");
     const std::string sObj =
         "mtllib m.mtl\nv 0 0 0\nv 2 0 0\nv 0 2 0\nv 0.2 0.2 0\nvt 0.25 0.5\nvt 1 0\nvt 0.5 1\nusemtl black\n";
@@ -96,6 +97,14 @@ TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
         "property list uchar int vertex_indices\nend_header\n0 0 0 255 0 0\n2 0 0 0 128 0\n0 2 0 51 51 51\n3 0 1 2\n";
     const std::string sTurn =
         R"(,"extensions":{"KHR_texture_transform":{"offset":[0.125,0.25],"rotation":1.5707963,"scale":[2,4]}})";
+    const std::string s3mf =
+        "<model><resources><texture2d id='2' path='/dot.png'/><texture2dgroup id='5' texid='2'>"
+        "<tex2coord u='.25' v='.5'/><tex2coord u='1' v='0'/><tex2coord u='.5' v='1'/></texture2dgroup>"
+        "<colorgroup id='6'><color color='#FF0000'/><color color='#008000'/><color color='#333333'/></colorgroup>"
+        "<object id='1'><mesh><vertices><vertex x='0' y='0' z='0'/><vertex x='2' y='0' z='0'/>"
+        "<vertex x='0' y='0' z='2'/></vertices><triangles><triangle v1='0' v2='1' v3='2' pid='5' p1='0' p2='1' p3='2'/>"
+        "<triangle v1='0' v2='1' v3='2' pid='6' p1='0' p2='1' p3='2'/></triangles></mesh></object></resources>"
+        "<build><item objectid='1' transform='-1 0 0 0 1 0 0 0 1 0 0 0'/></build></model>";
     const std::string DOT = " | 2x1 0 0 FF00FF", OWN = " | -1 1 1 1 0 0", GLTF = " | 2x1 1 2 FF00FF";
     const struct {
         const char* szFile;
@@ -113,6 +122,10 @@ TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
         {"colours.obj", "v 0 0 0 1 0 0\nv 2 0 0 0 0.5 2\nv 0 2 0\nf 1 2 3\n", 1,
          "0,0#FF0000FF 2,0#FFFF8000 0,2#FFFFFFFF | -1 1 1 1 1 0" + OWN},
         {"colours.ply", sPly, 1, "0,0#FF0000FF 2,0#FF008000 0,0#FF333333 | -1 1 1 1 1 0" + OWN},
+        {"mirrored.3mf", zip({{"3D/3dmodel.model", s3mf}, {"dot.png", sPicture}}), 2,
+         "0,0:0.25,0.5#FFFFFFFF 0,2:0.5,0#FFFFFFFF -2,0:1,1#FFFFFFFF 0,0:0,0#FF0000FF 0,2:0,0#FF333333 "
+         "-2,0:0,0#FF008000 | 0 1 1 1 0 0 | -1 1 1 1 1 0" +
+             OWN + DOT},
         {"plain.gltf", gltf("", "", ""), 1,
          "0,0:0.25,0.5#FF0000FF 2,0:1,0#FF00BC00 0,2:0.5,1#807C7C7C | 0 0.5 0.25 1 1 0" + OWN + GLTF},
         {"mirrored.gltf", gltf(",\"scale\":[-1,1,1]", ",\"alphaMode\":\"MASK\",\"alphaCutoff\":0.25", ""), 1,

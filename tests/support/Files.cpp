@@ -42,3 +42,22 @@ uint64_t hashOf(const std::string& sBytes) {
     for (const char c : sBytes) uHash = (uHash ^ static_cast<uint8_t>(c)) * 1099511628211u;
     return uHash;
 }
+
+std::string word(size_t u, unsigned uBytes) {
+    std::string s;
+    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u >> 8 * uByte & 255);
+    return s;
+}
+
+std::string zip(const std::vector<std::pair<std::string, std::string>>& vFiles) {
+    std::string s, sDirectory;
+    for (const auto& [sName, sText] : vFiles) {
+        const std::string sData = "\1" + word(sText.size(), 2) + word(~sText.size(), 2) + sText;
+        const std::string sFields = word(20, 2) + word(0, 2) + word(8, 2) + word(0, 8) + word(sData.size(), 4) +
+                                    word(sText.size(), 4) + word(sName.size(), 2) + word(0, 2);
+        sDirectory += "PK\1\2" + word(20, 2) + sFields + word(0, 10) + word(s.size(), 4) + sName;
+        s += "PK\3\4" + sFields + sName + sData;
+    }
+    return s + sDirectory + "PK\5\6" + word(0, 4) + word(vFiles.size(), 2) + word(vFiles.size(), 2) +
+           word(sDirectory.size(), 4) + word(s.size(), 4) + word(0, 2);
+}

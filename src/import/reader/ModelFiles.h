@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -33,6 +34,15 @@ class ModelFiles {
     /// The last of these; empty when there is none.
     const std::string& missing() const { return sMissing; }
 
+    /// Remembers a picture that lies inside the model's file; the bytes must outlive this object.
+    void putInside(const std::string& sName, const std::string& sBytes) { pictures[sName] = &sBytes; }
+
+    /// Null when there is none of this name.
+    const std::string* inside(const std::string& sName) const {
+        const auto found = pictures.find(sName);
+        return found == pictures.end() ? nullptr : found->second;
+    }
+
     /// Where the model lies, without a slash at the end.
     const std::string& folder() const { return sFolder; }
 
@@ -41,6 +51,7 @@ class ModelFiles {
     std::string sRealFolder, sRealModel;  // without links
     bool bOutside;
     std::string sRefused, sMissing;
+    std::map<std::string, const std::string*> pictures;
     std::set<std::pair<dev_t, ino_t>> seen;  // files whose memory is allowed already
 };
 

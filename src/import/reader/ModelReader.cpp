@@ -68,7 +68,7 @@ bool isCut(FILE* pFile) {
 struct Prepared {
     ModelText text;
     ObjMesh mesh;  // empty, or the triangles that a digest stands for
-    std::string sMaterials;
+    ThreeMfLooks looks;
 };
 
 // True with the reason when the file is broken.
@@ -87,7 +87,7 @@ bool prepare(const std::string& sFile, ModelFiles& files, Prepared& prepared, st
         if (eScan == ObjScan::OTHER) prepared.mesh = ObjMesh();
         if (eScan == ObjScan::REFUSED) return true;
     }
-    if (sSuffix == "3mf") (void)readThreeMf(sFile, DIGEST_LIBRARY, prepared.mesh, text, prepared.sMaterials, vNotices);
+    if (sSuffix == "3mf") (void)readThreeMf(sFile, DIGEST_LIBRARY, prepared.mesh, text, prepared.looks, vNotices);
     if (isGltf(sSuffix)) {
         const ReadBeside readBeside = [&files](const std::string& sName, std::string& sText) {
             const std::string sBeside = files.folder() + "/" + sName;
@@ -121,6 +121,7 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
                std::vector<std::string>& vNotices) {
     ModelFiles files(sFile, options.bAllowOutside);
     Prepared prepared;
+    prepared.looks.bKept = options.bColours;
     std::string sReason;
     const char* szRefusal = files.refusalOf(sFile);  // allows the memory as well
     if (szRefusal) sReason = szRefusal;
@@ -136,7 +137,8 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     const bool bDigest = !prepared.mesh.isEmpty();
     const std::string sRead = bDigest ? sFile.substr(0, sFile.rfind('/') + 1) + DIGEST : sFile;
     if (bDigest) pFiles->replace(DIGEST, prepared.mesh.sDigest);
-    if (!prepared.sMaterials.empty()) pFiles->replace(DIGEST_LIBRARY, prepared.sMaterials);
+    if (!prepared.looks.sMaterials.empty()) pFiles->replace(DIGEST_LIBRARY, prepared.looks.sMaterials);
+    for (const auto& [sName, sBytes] : prepared.looks.pictures) files.putInside(sName, sBytes);
     if (prepared.text.bReplaced) pFiles->replace(sFile.substr(sFile.rfind('/') + 1), prepared.text.sText);
     const aiScene* pScene = importer.ReadFile(sRead, aiProcess_Triangulate);
     if (!pScene || !pScene->mRootNode) {

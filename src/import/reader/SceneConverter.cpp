@@ -244,9 +244,11 @@ void addObjCorners(const ObjMesh& obj, const VertexJoiner::Indexed& indexed, siz
                 places[i] = material.map.place(static_cast<double>(p.x), static_cast<double>(p.y));
             }
         }
-        const uint32_t* p = &obj.vVertices[3 * u];
+        uint32_t colours[3] = {};
+        for (size_t i = 0; bColours && i < 3; ++i)
+            colours[i] = obj.vColours.empty() ? obj.vCornerColours[3 * u + i] : vColours[obj.vVertices[3 * u + i]];
         if (bPlaces) target.corners.addPlaces(uTriangle, places);
-        if (bColours) target.corners.addColours(uTriangle, {vColours[p[0]], vColours[p[1]], vColours[p[2]]});
+        if (bColours) target.corners.addColours(uTriangle, colours);
         ++uTriangle;
     }
 }

@@ -64,6 +64,8 @@ const char* TextureTable::readPicture(const std::string& sPath, TexturePicture& 
     const bool bWhole = pImages != nullptr;
     if (const aiTexture* p = scene.GetEmbeddedTexture(sPath.c_str()))
         return readEmbedded(*p, bWhole, picture) ? NO_PICTURE : nullptr;
+    if (const std::string* p = files.inside(sPath))
+        return picture.decode(reinterpret_cast<const uint8_t*>(p->data()), p->size(), bWhole) ? NO_PICTURE : nullptr;
     const std::string sFolder = files.folder() + "/";
     std::string sName = sPath;
     std::replace(sName.begin(), sName.end(), '\\', '/');

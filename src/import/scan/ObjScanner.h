@@ -35,6 +35,7 @@ struct ObjMesh {
     std::vector<Velk::NMVector2f> vPlaces;   // in a texture, from the left and from the bottom
     std::vector<uint32_t> vCornerPlaces;     // three a triangle, or NO_PLACE; empty when no face has some
     std::vector<Velk::NMVector3f> vColours;  // one a position; empty when the file has none
+    std::vector<uint32_t> vCornerColours;    // or three a triangle, as SurfaceColours has them
     std::vector<Polygon> vPolygons;
     std::vector<uint32_t> vPolygonVertices, vPolygonNormals, vPolygonPlaces;  // one a corner
     std::vector<Run> vRuns;

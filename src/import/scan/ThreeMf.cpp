@@ -45,7 +45,8 @@ bool isMirror(const PartMatrix& m) {
 
 class ThreeMf {
  public:
-    ThreeMf(const Zip& z, ObjMesh& m, std::vector<std::string>& v) : zip(z), mesh(m), vNotices(v) {}
+    ThreeMf(const Zip& z, ObjMesh& m, ThreeMfLooks& l, std::vector<std::string>& v)
+        : zip(z), mesh(m), looks(l), vNotices(v) {}
 
     // All that is built; where nothing is, all that there is.
     void build(const std::string& sPath) {
@@ -61,7 +62,7 @@ class ThreeMf {
     bool isLimited() const { return bLimited || bCircle; }
 
     // Sorts the triangles by their materials, and writes these down.
-    void finish(const std::string& sLibrary, std::string& sMaterials) {
+    void finish(const std::string& sLibrary) {
         std::stable_sort(vTriangles.begin(), vTriangles.end(),
                          [](const Placed& a, const Placed& b) { return a.uMaterial < b.uMaterial; });
         if (!vMaterials.empty()) mesh.sDigest = "mtllib " + sLibrary + "\n";
@@ -72,13 +73,16 @@ class ThreeMf {
                 mesh.startRun();
             }
             mesh.vVertices.insert(mesh.vVertices.end(), t.uVertices, t.uVertices + 3);
+            addLook(t);
         }
         char szLine[100];
         for (const Paint& paint : vMaterials) {
             const auto& c = paint.vColour;
             snprintf(szLine, sizeof(szLine), "\nKd %.9f %.9f %.9f\nd %.9f\n", c[0] / 255, c[1] / 255, c[2] / 255,
                      c[3] / 255);
-            sMaterials += "newmtl " + paint.sName + szLine;
+            looks.sMaterials += "newmtl " + paint.sName + szLine;
+            const auto picture = pictureOf.find(paint.sName);
+            if (picture != pictureOf.end()) looks.sMaterials += "map_Kd " + picture->second + "\n";
         }
     }
 
@@ -87,7 +91,21 @@ class ThreeMf {
  private:
     struct Placed {
         uint32_t uVertices[3], uMaterial;
+        uint32_t uPlaces = NO_PAINT, uColours = NO_PAINT;  // the first of three, when the corners have some
     };
+
+    void addLook(const Placed& t) {
+        for (uint32_t u = 0; u < 3 && !mesh.vPlaces.empty(); ++u)
+            mesh.vCornerPlaces.push_back(t.uPlaces == NO_PAINT ? ObjMesh::NO_PLACE : t.uPlaces + u);
+        for (uint32_t u = 0; u < 3 && !vColours.empty(); ++u) {
+            const uint32_t uColour = t.uColours == NO_PAINT ? UINT32_MAX : vColours[t.uColours + u];
+            mesh.vCornerColours.push_back(uColour);
+            if (t.uColours == NO_PAINT) continue;
+            ObjMesh::Run& run = mesh.vRuns.back();
+            for (unsigned i = 0; i < 3; ++i) run.vColours[i] += (uColour >> 8 * i & 255) / 255.0;
+            ++run.uColoured;
+        }
+    }
 
     ThreeMfPart& partOf(const std::string& sPath) {
         const auto [found, bNew] = parts.try_emplace(sPath);
@@ -130,29 +148,67 @@ class ThreeMf {
         const bool bTurned = isMirror(m);
         for (const PartTriangle& t : object.vTriangles) {
             if (std::max({t.uVertices[0], t.uVertices[1], t.uVertices[2]}) >= object.vVertices.size()) continue;
-            const uint32_t a = t.uVertices[0], b = t.uVertices[bTurned ? 2 : 1], c = t.uVertices[bTurned ? 1 : 2];
-            vTriangles.push_back({{uFirst + a, uFirst + b, uFirst + c}, materialOf(part, object, t)});
+            const size_t uOrder[] = {0, bTurned ? size_t{2} : 1, bTurned ? size_t{1} : 2};
+            Placed placed{{}, NO_PAINT};
+            for (size_t u = 0; u < 3; ++u) placed.uVertices[u] = uFirst + t.uVertices[uOrder[u]];
+            paint(part, object, t, uOrder, placed);
+            vTriangles.push_back(placed);
         }
     }
 
-    // The mean of the corners' paints.
-    uint32_t materialOf(ThreeMfPart& part, const PartObject& object, const PartTriangle& t) {
+    // Gives a triangle the look of its corners' paints, or the mean of them.
+    void paint(ThreeMfPart& part, const PartObject& object, const PartTriangle& t, const size_t (&uOrder)[3],
+               Placed& placed) {
         const bool bOwn = t.uPaints[0] != NO_PAINT;
         const uint32_t uGroup = t.uGroup != NO_PAINT ? t.uGroup : object.uGroup;
         const auto found = part.groups.find(uGroup);
-        if (found == part.groups.end()) return NO_PAINT;
+        if (found == part.groups.end()) return;
         PaintGroup& group = found->second;
-        if (!group.sTexture.empty()) takeTexture(group);
-        Paint paint;
-        paint.vColour = {};
-        for (unsigned u = 0; u < 3; ++u) {
-            uint32_t uPaint = !bOwn ? object.uPaint : t.uPaints[u] != NO_PAINT ? t.uPaints[u] : t.uPaints[0];
-            if (uPaint >= group.vPaints.size()) return NO_PAINT;
-            const Paint& corner = group.vPaints[uPaint];
-            for (unsigned i = 0; i < 4; ++i) paint.vColour[i] += corner.vColour[i] / 3;
-            paint.sName = u == 0 || paint.sName == corner.sName ? corner.sName : "";
+        if (!group.sTexture.empty() && !looks.bKept) takeTexture(group);
+        const Paint* corners[3];
+        for (size_t u = 0; u < 3; ++u) {
+            const uint32_t uOwn = t.uPaints[uOrder[u]];
+            const uint32_t uPaint = !bOwn ? object.uPaint : uOwn != NO_PAINT ? uOwn : t.uPaints[0];
+            if (uPaint >= group.vPaints.size()) return;
+            corners[u] = &group.vPaints[uPaint];
         }
-        return addPaint(paint);
+        if (!group.sTexture.empty()) return putPlaces(group.sTexture, corners, placed);
+        const auto isSolid = [&](const Paint* p) { return p->vColour[3] >= 255.0; };
+        const bool bMixed = corners[0]->vColour != corners[1]->vColour || corners[0]->vColour != corners[2]->vColour;
+        if (looks.bKept && bMixed && std::all_of(corners, corners + 3, isSolid)) return putColours(corners, placed);
+        Paint mean;
+        mean.vColour = {};
+        for (const Paint* p : corners) {
+            for (unsigned i = 0; i < 4; ++i) mean.vColour[i] += p->vColour[i] / 3;
+            mean.sName = p == corners[0] || mean.sName == p->sName ? p->sName : "";
+        }
+        placed.uMaterial = addPaint(mean);
+    }
+
+    void putPlaces(const std::string& sTexture, const Paint* const (&corners)[3], Placed& placed) {
+        const std::string sName = sTexture.substr(sTexture[0] == '/'), sShown = Velk::Printable(sName.c_str()).text();
+        const auto [found, bNew] = textures.try_emplace(sName, NO_PAINT);
+        if (bNew) {
+            found->second = addMaterial({{204, 204, 204, 255}, "texture"});
+            pictureOf[vMaterials.back().sName] = sShown;
+            if (zip.unpack(sName, looks.pictures[sShown])) looks.pictures[sShown].clear();
+        }
+        placed.uMaterial = found->second;
+        placed.uPlaces = static_cast<uint32_t>(mesh.vPlaces.size());
+        for (const Paint* p : corners)
+            mesh.vPlaces.push_back({static_cast<float>(p->vColour[0]), static_cast<float>(p->vColour[1])});
+    }
+
+    void putColours(const Paint* const (&corners)[3], Placed& placed) {
+        if (uMixed == NO_PAINT) uMixed = addMaterial({{255, 255, 255, 255}, "colours"});
+        placed.uMaterial = uMixed;
+        placed.uColours = static_cast<uint32_t>(vColours.size());
+        for (const Paint* p : corners) {
+            uint32_t uColour = 255u << 24;
+            for (unsigned i = 0; i < 3; ++i)
+                uColour |= static_cast<uint32_t>(std::lround(std::clamp(p->vColour[i], 0.0, 255.0))) << 8 * i;
+            vColours.push_back(uColour);
+        }
     }
 
     // The colours at the places, in place of the texture.
@@ -193,17 +249,28 @@ class ThreeMf {
         snprintf(szColour, sizeof(szColour), "colour_%02X%02X%02X", vRounded[0], vRounded[1], vRounded[2]);
         std::string sWord = paint.sName.empty() ? szColour : Velk::Printable(paint.sName.c_str()).text();
         std::replace(sWord.begin(), sWord.end(), ' ', '_');
-        const bool bTaken =
-            std::any_of(vMaterials.begin(), vMaterials.end(), [&](const Paint& other) { return other.sName == sWord; });
-        paint.sName = bTaken ? sWord + "_" + std::to_string(found->second) : sWord;
-        vMaterials.push_back(paint);
-        return found->second;
+        paint.sName = sWord;
+        return addMaterial(paint);
+    }
+
+    // Under a name of its own.
+    uint32_t addMaterial(Paint paint) {
+        const uint32_t uMaterial = static_cast<uint32_t>(vMaterials.size());
+        const auto isSame = [&](const Paint& other) { return other.sName == paint.sName; };
+        if (std::any_of(vMaterials.begin(), vMaterials.end(), isSame)) paint.sName += "_" + std::to_string(uMaterial);
+        vMaterials.push_back(std::move(paint));
+        return uMaterial;
     }
 
     const Zip& zip;
     ObjMesh& mesh;
+    ThreeMfLooks& looks;
     std::vector<std::string>& vNotices;
     std::map<std::string, ThreeMfPart> parts;
+    std::map<std::string, uint32_t> textures;      // their materials
+    std::map<std::string, std::string> pictureOf;  // materials
+    std::vector<uint32_t> vColours;                // of corners
+    uint32_t uMixed = NO_PAINT;                    // the material of triangles that have such
     std::map<std::pair<std::string, std::array<unsigned, 4>>, uint32_t> materials;
     std::vector<Paint> vMaterials;
     std::vector<Placed> vTriangles;
@@ -227,15 +294,15 @@ std::string rootOf(const Zip& zip) {
 }  // namespace
 
 bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh& mesh, ModelText& text,
-                 std::string& sMaterials, std::vector<std::string>& vNotices) {
+                 ThreeMfLooks& looks, std::vector<std::string>& vNotices) {
     const Velk::NRaiiFile file(text.open(sFile));
     std::string sBytes;
     if (file.get()) readRest(file.get(), sBytes);
     Zip zip;
     if (zip.open(sBytes)) return text.sHint = "it is no 3MF file, which is a ZIP archive", false;
-    ThreeMf reader(zip, mesh, vNotices);
+    ThreeMf reader(zip, mesh, looks, vNotices);
     reader.build(rootOf(zip));
-    reader.finish(sLibrary, sMaterials);
+    reader.finish(sLibrary);
     if (reader.isLimited()) vNotices.push_back("it has more components than are taken");
     text.uFaces = reader.uDeclared;
     if (mesh.triangles()) return true;
