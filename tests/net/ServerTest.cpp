@@ -2,12 +2,14 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <sstream>
 #include <thread>
 #include <vector>
 
 #include "net/Peer.h"
 #include "support/FileTest.h"
+#include "support/Meshes.h"
 
 using namespace rt;
 
@@ -103,51 +105,114 @@ TEST_F(ServerTest, PageShowsTheWholeExchange) {
     for (uint32_t u = 0; u < 6; ++u) EXPECT_EQ(server.image.getPixel(u % 3, u / 3), uWanted[u]) << u;
 }
 
-TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
+struct BadClient {
+    const char* szWhat;
+    std::string sBytes;
+    bool bCloses = false;  // it hangs up; else the server does, after a farewell
+};
+
+std::vector<BadClient> badClients() {
     const std::string sStart = words({0, 8, 2, 8});
-    const struct {
-        const char* szWhat;
-        std::string sBytes;
-        bool bCloses;  // the client hangs up; else the server does, after a farewell
-    } cases[] = {
-        {"result too short", sStart + words({4, 16, 1, 3}) + "123", false},
-        {"result too long", sStart + words({4, 16, 1, 4096}) + std::string(4096, 'x'), false},
-        {"huge result", sStart + words({4, 16, 1, 0xFFFFFFFF}), false},
-        {"huge result for another task", sStart + words({4, 16, 77, 0xFFFFFFFF}), false},
-        {"wrong header size", words({3, 33}), false},
-        {"unknown type", words({9, 8}), false},
-        {"another protocol", "GET / HTTP/1.1\r\n\r\n", false},
-        {"task refused", sStart + words({6, 8}), false},
-        {"asks only", repeat(words({0, 8}), 101), false},  // each answer was a line in the log, without end
-        {"says ready only", repeat(words({2, 8}), 101), false},
-        {"says nothing that matters", repeat(words({7, 8}), 101), false},
-        {"silence", "", false},
-        {"half a header", words({0}), false},
-        {"half a result", sStart + words({4, 16, 1, 48}) + "half", false},
-        {"half a dropped result", sStart + words({4, 16, 9, 48}) + "half", false},
+    std::string sNoise;
+    Random random(3);
+    for (unsigned u = 0; u < 200; ++u) sNoise += static_cast<char>(random.below(256));
+    return {
+        {"result too short", sStart + words({4, 16, 1, 3}) + "123" + words({9, 8})},
+        {"result too long", sStart + words({4, 16, 1, 4096}) + std::string(4096, 'x')},
+        {"huge result", sStart + words({4, 16, 1, 0xFFFFFFFF})},
+        {"huge result for another task", sStart + words({4, 16, 7777, 0xFFFFFFFF})},
+        {"wrong header size", words({3, 33})},
+        {"unknown type", words({9, 8})},
+        {"another protocol", "GET / HTTP/1.1\r\n\r\n"},
+        {"no protocol", sNoise},
+        {"task refused", sStart + words({6, 8})},
+        {"asks only", repeat(words({0, 8}), 101)},  // each answer was a line in the log, without end
+        {"says ready only", repeat(words({2, 8}), 101)},
+        {"says nothing that matters", repeat(words({7, 8}), 101)},
+        {"results nobody asked for", sStart + repeat(words({4, 16, 7777, 48}) + std::string(48, 'x'), 101)},
+        {"silence", ""},
+        {"half a header", words({0})},
+        {"half a result", sStart + words({4, 16, 1, 48}) + "half"},
+        {"half a dropped result", sStart + words({4, 16, 7777, 48}) + "half"},
         {"gone at once", "", true},
         {"gone in a header", words({4}), true},
+        {"gone while it loads", words({0, 8}), true},
+        {"gone with a tile", sStart, true},
         {"gone in a result", sStart + words({4, 16, 1}), true},
         {"gone in the pixels", sStart + words({4, 16, 1, 48}) + "half", true},
+        {"another protocol, and gone", "GET / HTTP/1.1\r\n\r\n", true},
     };
+}
+
+TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
     TestServer server(32, 16, 4, 2);
     const Peer good(server.connect());
     good.send(words({0, 8}));
     EXPECT_EQ(good.receive(584).size(), 584u);  // it holds the first slot and task 0 now; the others find task 1
     server.slots.vClients[1].client.iStallLimit = 20;
-    for (const auto& misbehaviour : cases) {
-        SCOPED_TRACE(misbehaviour.szWhat);
+    for (const BadClient& client : badClients()) {
+        SCOPED_TRACE(client.szWhat);
         const Peer bad(server.connectWhenFree());  // so the one before has left its slot
-        bad.send(misbehaviour.sBytes);
-        if (misbehaviour.bCloses) continue;
+        bad.send(client.sBytes);
+        if (client.bCloses) continue;
         const std::string sAll = bad.receive(100000);  // what the server answered before, then its farewell
         ASSERT_GE(sAll.size(), 8u);
         EXPECT_EQ(sAll.substr(sAll.size() - 8), words({5, 8}));
     }
-    EXPECT_TRUE(contains(takeLog(), "Client 0.0.0.0:0 never spoke, task 1 is untaken again\n"));
+    const std::string sLog = takeLog();
+    for (const char* sz : {"Client 0.0.0.0:0 never spoke, task 1 is untaken again\n",
+                           "of the result of task 1: 3 bytes", "of a result for another task: 4294967295 bytes\n"}) {
+        EXPECT_TRUE(contains(sLog, sz)) << sz;
+    }
     EXPECT_GT(server.deliver(good, 1000), 0u);
     server.finish();
     EXPECT_TRUE(server.isComplete());
+}
+
+TEST_F(LoopTest, AHundredBadClientsAtATimeBesideTwoHonestOnes) {
+    constexpr uint32_t SLOTS = 8, TILES = 1024;
+    prepare(TILES, SLOTS);
+    for (uint32_t u = 0; u < SLOTS; ++u) pServer->slots.vClients[u].client.iStallLimit = 20;
+    const long iFiles = openFiles();
+    std::thread serving([&] {
+        AcceptLoop loop(pServer->listener, pServer->board, pServer->slots, pServer->wakeup);
+        loop.silenceLimit = milliseconds(20);
+        EXPECT_FALSE(loop.run());
+    });
+    std::atomic<bool> bQuiet{false};  // the bad ones are gone
+    const auto work = [&] {           // half of the picture while they are there, the rest afterwards
+        while (!pServer->board.isDone()) {
+            const bool bMore = bQuiet || pServer->board.doneTasks() < TILES / 2;
+            if (bMore) pServer->deliver(Peer(connect()), bQuiet ? TILES : 3);
+            std::this_thread::yield();
+        }
+    };
+    const auto freeze = [&] {  // with its second tile, which matters when no other is left
+        const Peer peer(connect());
+        pServer->deliver(peer, 1);
+        peer.receive(1 << 20);
+    };
+    const std::vector<BadClient> vKinds = badClients();
+    const auto misbehave = [&](size_t u) {
+        const Peer peer(connect());
+        const bool bSlow = u % 10 == 0;  // it might compute for as long as it likes
+        peer.send(bSlow ? words({0, 8, 2, 8}) : vKinds[u % vKinds.size()].sBytes);
+        if (bSlow || !vKinds[u % vKinds.size()].bCloses) peer.receive(bSlow ? 584 + 32 : 1 << 20);
+    };
+    std::vector<std::thread> vGood, vBad;
+    for (int i = 0; i < 2; ++i) vGood.emplace_back(work);
+    for (size_t u = 0; u < 200; ++u) {
+        if (u % 40 == 0) vGood.emplace_back(freeze);  // they must not take every slot
+        vBad.emplace_back(misbehave, u);
+        if (u % 100 < 99) continue;
+        for (std::thread& worker : vBad) worker.join();
+        vBad.clear();
+    }
+    bQuiet = true;
+    for (std::thread& worker : vGood) worker.join();
+    serving.join();
+    EXPECT_TRUE(pServer->isComplete());
+    EXPECT_TRUE(waitUntil([&] { return openFiles() == iFiles; }));
 }
 
 TEST_F(ServerTest, BookkeepingLosesNeitherTasksNorSlots) {
