@@ -7,13 +7,10 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <memory>
-#include <vector>
 
 #include "base/NLogger.h"
-#include "scene/Scene.h"
+#include "support/Answers.h"
 
 using namespace rt;
 
@@ -37,28 +34,9 @@ void require(bool bHolds, const char* szWhat) {
 }
 
 void requireSameAnswers(RayQueries& queries, const RayStream& stream) {
-    static const auto pHits = std::make_unique<RayTestOutput[]>(RayStream::ROOM);
-    static const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
-    static std::vector<uint32_t> vFaces(RayStream::ROOM);
-    for (const char* szKernel : {"generic", "sse2", "avx2", "avx512"}) {
-        if (!(queries.pKernel = findKernel(szKernel))) continue;
-        queries.findNearestFaces(stream, vFaces.data(), pHits.get());
-        queries.findObstacles(stream, pBlocked.get());
-        for (uint32_t u = 0; u < stream.uCount; ++u) {
-            RayTestOutput hit{};
-            const float fEnd = stream.fMaxDist[u];
-            const FaceData* pFace = queries.kdTree.findNearestFace(stream.origin(u), stream.dir(u), fEnd, &hit);
-            const uint32_t uFace =
-                pFace ? static_cast<uint32_t>(pFace - queries.kdTree.pScene->vFaces.pData) : NO_INDEX;
-            require(vFaces[u] == uFace, "the nearest face of the single-ray walk");
-            require(!pFace || (!memcmp(&pHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)) && pHits[u].fT == hit.fT &&
-                               pHits[u].fU == hit.fU && pHits[u].fV == hit.fV && pHits[u].bFrontFace == hit.bFrontFace),
-                    "the hit record of the single-ray walk");
-            require(pBlocked[u] == queries.kdTree.findObstacle(stream.origin(u), stream.dir(u), fEnd),
-                    "the obstacle of the single-ray walk");
-        }
-    }
-    queries.pKernel = &bestKernel();
+    uint32_t uFirst = 0;
+    const std::string sWrong = firstWrongAnswer(queries, stream, uFirst);
+    require(sWrong.empty(), sWrong.c_str());
 }
 
 float Source::number() {

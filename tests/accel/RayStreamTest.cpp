@@ -1,11 +1,10 @@
 // Streams of rays through every kernel against single rays.
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <memory>
 
-#include "accel/queries/RayQueries.h"
+#include "support/Answers.h"
 #include "support/FileTest.h"
 #include "support/Meshes.h"
 
@@ -332,13 +331,8 @@ void addNeedles(std::vector<Case>& vCases) {
     vCases.push_back({"before the scene", thin, before, 1, 0, {plane(1, NEAR, 1), leaf({0}), leaf({})}, 0, 0});
 }
 
-// Each test runs for each kernel; its parameter is the kernel's name.
-class RayStreamTest : public FileTest, public testing::WithParamInterface<const char*> {
+class RayStreamTest : public FileTest {
  protected:
-    void SetUp() override {
-        if (!findKernel(GetParam())) GTEST_SKIP() << "no kernel " << GetParam() << " on this machine";
-    }
-
     // Loads the scene and its tree, or builds one. A tree made by hand is handed over in the cache file.
     void prepare(const Case& c, Scene& scene, RayQueries& queries) {
         Mesh mesh = c.mesh;
@@ -352,7 +346,6 @@ class RayStreamTest : public FileTest, public testing::WithParamInterface<const 
             scene.vFaces[0].fLambdaV = scene.vFaces[0].fMuU = -1000;
         }
         if (!c.vTree.empty()) save(c.vTree, scene);
-        queries.pKernel = findKernel(GetParam());
         testing::internal::CaptureStdout();
         const bool bFailed = queries.build(scene, c.vTree.empty(), c.fFarthestOrigin);
         const bool bLoaded = testing::internal::GetCapturedStdout().find("OK") != std::string::npos;
@@ -378,36 +371,9 @@ class RayStreamTest : public FileTest, public testing::WithParamInterface<const 
         }
         EXPECT_EQ(tree.saveTree("kdtree.tmp", nodes), 0);
     }
-
-    // Expects the answers of single rays to the last bit.
-    void compare(const RayQueries& queries, const RayStream& stream) {
-        const KDTree& tree = queries.kdTree;
-        std::vector<RayTestOutput> vHits(RayStream::ROOM);
-        std::vector<uint32_t> vFaces(RayStream::ROOM);
-        const auto pBlocked = std::make_unique<bool[]>(RayStream::ROOM);
-        queries.findNearestFaces(stream, vFaces.data(), vHits.data());
-        queries.findObstacles(stream, pBlocked.get());
-        for (uint32_t u = 0; u < stream.uCount; ++u) {
-            SCOPED_TRACE(testing::Message() << "ray " << u);
-            const NMVector3f O = stream.origin(u), D = stream.dir(u);
-            RayTestOutput hit{};
-            const FaceData* pFace = tree.findNearestFace(O, D, stream.fMaxDist[u], &hit);
-            ASSERT_EQ(vFaces[u], pFace ? static_cast<uint32_t>(pFace - tree.pScene->vFaces.pData) : NO_INDEX);
-            ASSERT_EQ(pBlocked[u], tree.findObstacle(O, D, stream.fMaxDist[u]));
-            uFirst += vFaces[u] == 0;
-            if (!pFace) continue;
-            ASSERT_EQ(memcmp(&vHits[u].v3Hit, &hit.v3Hit, sizeof(hit.v3Hit)), 0);
-            ASSERT_EQ(vHits[u].fT, hit.fT);
-            ASSERT_EQ(vHits[u].fU, hit.fU);
-            ASSERT_EQ(vHits[u].fV, hit.fV);
-            ASSERT_EQ(vHits[u].bFrontFace, hit.bFrontFace);
-        }
-    }
-
-    uint32_t uFirst = 0;  // rays of a case that hit the first face
 };
 
-TEST_P(RayStreamTest, GivesTheAnswersOfSingleRays) {
+TEST_F(RayStreamTest, GivesTheAnswersOfSingleRays) {
     std::vector<Case> vCases;
     for (const auto add : {addMeshes, addOverflow, addThinFaces, addDirections, addPlanes, addNeedles}) add(vCases);
     const auto pStream = std::make_unique<RayStream>();
@@ -416,20 +382,17 @@ TEST_P(RayStreamTest, GivesTheAnswersOfSingleRays) {
         Scene scene;
         RayQueries queries;
         prepare(c, scene, queries);
-        uFirst = 0;
-        for (unsigned uRound = 0; uRound < c.uRounds && !HasFatalFailure(); ++uRound) {
+        if (HasFatalFailure()) return;
+        uint32_t uFirst = 0;
+        for (unsigned uRound = 0; uRound < c.uRounds; ++uRound) {
             SCOPED_TRACE(c.sName + ", round " + std::to_string(uRound));
             pStream->uCount = 0;
             c.rays(*pStream, random, queries.kdTree, uRound);
-            compare(queries, *pStream);
+            ASSERT_EQ(firstWrongAnswer(queries, *pStream, uFirst), "");
         }
-        if (HasFatalFailure()) return;
         EXPECT_TRUE(c.uFewest <= uFirst && uFirst <= c.uMost)
             << c.sName << ": " << uFirst << " rays hit the first face";
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Kernels, RayStreamTest, testing::Values("generic", "sse2", "avx2", "avx512"),
-                         [](const auto& kernel) { return std::string(kernel.param); });
 
 }  // namespace

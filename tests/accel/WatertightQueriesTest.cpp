@@ -1,73 +1,24 @@
 // Watertight queries of every kernel, however built, against the search over all faces.
-#include "accel/watertight/WatertightQueries.h"
-
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <thread>
 
-#include "support/Watertight.h"
+#include "support/Answers.h"
 
 using namespace rt;
 
 namespace {
 
-// Each test runs for each kernel; its parameter is the kernel's name.
-class WatertightQueriesTest : public testing::TestWithParam<const char*> {
+class WatertightQueriesTest : public testing::Test {
  protected:
-    void SetUp() override {
-        if (!findWatertightKernel(GetParam())) GTEST_SKIP() << "no kernel " << GetParam() << " on this machine";
-    }
-
     void build(const Triangles& mesh, unsigned uThreads = 1) {
         ASSERT_FALSE(
             queries.build(mesh.vPositions.data(), mesh.vertices(), mesh.vIndices.data(), mesh.faces(), uThreads));
-        queries.pKernel = findWatertightKernel(GetParam());
     }
 
     WatertightQueries queries;
 };
-
-// Equal to the last bit, the sign of zero included.
-testing::AssertionResult same(const WatertightHit& a, const WatertightHit& b) {
-    if (!memcmp(&a, &b, sizeof(a))) return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "face " << a.uFace << " at " << a.fT << " (" << a.fU << ", " << a.fV << ", "
-                                       << a.bFront << "), not " << b.uFace << " at " << b.fT << " (" << b.fU << ", "
-                                       << b.fV << ", " << b.bFront << ")";
-}
-
-WatertightHit firstOf(const std::vector<WatertightHit>& vHits) {
-    return vHits.empty() ? WatertightHit{0, 0, 0, WatertightHit::NO_FACE, 0} : vHits[0];
-}
-
-void expectAnswers(const WatertightQueries& queries, const Triangles& mesh, const std::vector<WatertightRay>& vRays) {
-    std::vector<WatertightHit> vNearest(vRays.size()), vAll, vStream(RayStream::CAPACITY);
-    const auto pAny = std::make_unique<bool[]>(vRays.size()), pStreamAny = std::make_unique<bool[]>(vRays.size());
-    queries.nearest(vRays.data(), vRays.size(), vNearest.data());
-    queries.any(vRays.data(), vRays.size(), pAny.get());
-    const auto pStream = std::make_unique<RayStream>();
-    for (const WatertightRay& ray : vRays) {
-        pStream->add({ray.fOrigin[0], ray.fOrigin[1], ray.fOrigin[2]}, {ray.fDir[0], ray.fDir[1], ray.fDir[2]},
-                     ray.fFar);
-    }
-    queries.nearestOf(*pStream, vStream.data());
-    queries.anyOf(*pStream, pStreamAny.get());
-    for (size_t u = 0; u < vRays.size(); ++u) {
-        SCOPED_TRACE(testing::Message() << "ray " << u);
-        WatertightRay ray = vRays[u];
-        std::vector<WatertightHit> vExpected = meetAll(mesh, ray);
-        ASSERT_TRUE(same(vNearest[u], firstOf(vExpected)));
-        ASSERT_EQ(pAny[u], !vExpected.empty());
-        queries.all(ray, vAll);
-        ASSERT_EQ(vAll.size(), vExpected.size());
-        for (size_t i = 0; i < vAll.size(); ++i) ASSERT_TRUE(same(vAll[i], vExpected[i]));
-        ASSERT_EQ(queries.count(ray), vExpected.size());
-        ray.fNear = 0.0f;
-        vExpected = meetAll(mesh, ray);
-        ASSERT_TRUE(same(vStream[u], firstOf(vExpected))) << "in a stream";
-        ASSERT_EQ(pStreamAny[u], !vExpected.empty()) << "in a stream";
-    }
-}
 
 // Rays from one point or towards one, as cameras and lights make them, or all along the same edge, among rays of any
 // kind; some of them hostile.
@@ -101,7 +52,7 @@ std::vector<WatertightRay> makeRays(Random& random, const Triangles& mesh, uint3
     return vRays;
 }
 
-TEST_P(WatertightQueriesTest, AnswerAsASearchOverAllFaces) {
+TEST_F(WatertightQueriesTest, AnswerAsASearchOverAllFaces) {
     Random random(4);
     for (uint32_t uMesh = 0; uMesh < 480; ++uMesh) {
         SCOPED_TRACE(testing::Message() << "mesh " << uMesh);
@@ -111,14 +62,13 @@ TEST_P(WatertightQueriesTest, AnswerAsASearchOverAllFaces) {
                 uMesh % 16 == 7 ? NAN : 2e18f;
         }
         build(mesh);
-        expectAnswers(queries, mesh, makeRays(random, mesh, 64 + random.below(120)));
-        if (HasFatalFailure()) return;
+        ASSERT_EQ(firstWrongAnswer(queries, mesh, makeRays(random, mesh, 64 + random.below(120))), "");
     }
 }
 
 // Rays that only just meet the box of a single face, through a corner of it: from afar, from nearby through a thin
 // face, and towards a far light. All rays of a packet are nearly the same, so that its bound is as narrow as theirs.
-TEST_P(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
+TEST_F(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
     Random random(7);
     unsigned uHits = 0;
     for (unsigned uTrial = 0; uTrial < 6000; ++uTrial) {
@@ -158,15 +108,14 @@ TEST_P(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
             vRays.push_back(ray);
             uHits += !meetAll(mesh, ray).empty();
         }
-        expectAnswers(queries, mesh, vRays);
-        if (HasFatalFailure()) return;
+        ASSERT_EQ(firstWrongAnswer(queries, mesh, vRays), "");
     }
     EXPECT_GT(uHits, 5000u) << "the case is there";
 }
 
 // Whatever the number of threads that build, and of those that ask. The mesh has branches to hand over, and parts that
 // only halving divides.
-TEST_P(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
+TEST_F(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
     Random random(5);
     Triangles mesh;
     for (const float f : {9.0f, 3.0f, 1.0f}) mesh.addSphere(f, 5);
@@ -176,7 +125,7 @@ TEST_P(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
     for (unsigned u = 0; u < 3000; ++u) vRays.push_back(aimed(random, mesh));
     std::vector<WatertightHit> vExpected(vRays.size());
     queries.nearest(vRays.data(), vRays.size(), vExpected.data());
-    for (unsigned u = 0; u < vRays.size(); u += 100) ASSERT_TRUE(same(vExpected[u], firstOf(meetAll(mesh, vRays[u]))));
+    ASSERT_EQ(firstWrongAnswer(queries, mesh, {vRays.begin(), vRays.begin() + 30}), "");
     for (const unsigned uThreads : {2u, 3u, 16u}) {
         build(mesh, uThreads);
         std::vector<std::thread> vThreads;
@@ -191,16 +140,12 @@ TEST_P(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kernels, WatertightQueriesTest, testing::Values("generic", "sse2", "avx2", "avx512"),
-                         [](const auto& kernel) { return std::string(kernel.param); });
-
 // The definition agrees with points spread over the face, and the search with the definition.
-TEST(WatertightClosest, IsTheClosestOfAllFaces) {
+TEST_F(WatertightQueriesTest, TheClosestPointIsTheClosestOfAllFaces) {
     Random random(6);
-    WatertightQueries queries;
     for (uint32_t uMesh = 0; uMesh < 120; ++uMesh) {
         const Triangles mesh = makeClosed(random, uMesh);
-        ASSERT_FALSE(queries.build(mesh.vPositions.data(), mesh.vertices(), mesh.vIndices.data(), mesh.faces()));
+        build(mesh);
         for (unsigned u = 0; u < 30; ++u) {
             const WatertightRay ray = aimed(random, mesh);
             const float* pPoint = ray.fOrigin;
@@ -230,11 +175,10 @@ TEST(WatertightClosest, IsTheClosestOfAllFaces) {
     }
 }
 
-TEST(WatertightBuild, RefusesIndicesOutOfRangeAndTakesNothing) {
+TEST_F(WatertightQueriesTest, RefusesIndicesOutOfRangeAndTakesNothing) {
     const float positions[9] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
     const uint32_t indices[6] = {0, 1, 2, 0, 1, 3};
     const WatertightRay ray{{0.2f, 0.2f, 1}, {0, 0, -1}, 0, 9};
-    WatertightQueries queries;
     WatertightHit hit;
     EXPECT_EQ(queries.count(ray), 0u);
     EXPECT_TRUE(queries.build(positions, 3, indices, 2));
