@@ -30,26 +30,6 @@ TEST(WatertightFace, ClosedMeshesAreCrossedAnEvenNumberOfTimes) {
     EXPECT_GT(uThroughEdges, 10000u) << "the case is there";
 }
 
-TEST(WatertightFace, NothingEscapesFromABall) {
-    Random random(2);
-    for (const float fScale : {1.0f, 1e-20f, 1e17f, 3e-44f}) {
-        Triangles ball;
-        ball.addSphere(3.0f, 3);
-        for (float& f : ball.vPositions) f *= fScale;
-        for (unsigned u = 0; u < 1000; ++u) {
-            WatertightRay ray = aimed(random, ball);
-            for (unsigned a = 0; a < 3; ++a) {
-                const float fTarget = ray.fOrigin[a] + ray.fDir[a];
-                ray.fOrigin[a] = random.between(-0.3f, 0.3f) * fScale;
-                ray.fDir[a] = fTarget - ray.fOrigin[a];
-            }
-            ray.fNear = 0.0f;
-            ray.fFar = HUGE_VALF;
-            ASSERT_EQ(meetAll(ball, ray).size() % 2, 1u) << fScale << ", ray " << u;
-        }
-    }
-}
-
 // Where shears and products are exact, a face is met when three volumes of whole numbers have the same sign.
 TEST(WatertightFace, IsExactInWholeNumbers) {
     Random random(3);

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <filesystem>
 
+#include "base/OutputFile.h"
+#include "shared/StopSignals.h"
 #include "support/FileTest.h"
 #include "support/Process.h"
 #include "support/Scenes.h"
@@ -69,6 +71,35 @@ TEST_F(FaultsTest, WithoutMemoryOneLineNamesTheBytes) {
     }
     EXPECT_TRUE(bDone) << sOutput;
     EXPECT_GT(uNamed, 3u);
+}
+
+TEST_F(FaultsTest, ASignalWhileAFileIsWrittenLeavesNoPartBehind) {
+    for (const int iSignal : {SIGINT, SIGTERM}) {
+        Process process([iSignal] {
+            StopSignals::endProcess();
+            Velk::OutputFile first, done, second;
+            if (first.open("picture") || done.open("done") || done.commit() || second.open("cache")) return 1;
+            fputs("half", second.stream());
+            return raise(iSignal);
+        });
+        EXPECT_EQ(process.wait(), 1000 + iSignal);
+        EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "done"}));
+    }
+}
+
+// Each once cost the picture, and the closed output put text into the log or the picture.
+TEST_F(FaultsTest, NeitherLimitsNorReadersThatLeaveCostAPicture) {
+    const std::string sRun = PROGRAM + "test";
+    for (const std::string& sCommand : {"ulimit -f 16; " + sRun + " >output", "{ " + sRun + "; } | true",
+                                        "{ " + sRun + "; } | head -n 1 >output", sRun + " >&-"}) {
+        runCommand(sCommand, sOutput);
+        EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "") << sCommand;
+        EXPECT_EQ(fs::exists("kdtree.tmp"), sCommand[0] != 'u') << "it does not fit the limit";
+        EXPECT_FALSE(contains(readFile("RayTracer.log"), "Preprocess done"))
+            << "meant for standard output: " << sCommand;
+        fs::remove("out_tex.bmp");
+        fs::remove("kdtree.tmp");
+    }
 }
 
 TEST_F(FaultsTest, AFullDiskLeavesTheOldPictureAndNamesTheReason) {
