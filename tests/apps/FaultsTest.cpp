@@ -124,10 +124,13 @@ TEST_F(FaultsTest, AFullDiskLeavesTheOldPictureAndNamesTheReason) {
     EXPECT_TRUE(contains(sOutput, " ] disk/x.bmp: No space left on device\n")) << sOutput;
 }
 
+// The old picture is longer than the new one: nothing of it may stay. And one that is protected is not replaced, though
+// its directory would allow it.
 TEST_F(FaultsTest, AReadOnlyDirectoryCostsLogAndCacheButNotThePicture) {
-    writeFile("out_tex.bmp", "old");
+    const char* szNobody = geteuid() ? "" : "setpriv --reuid=65534 --regid=65534 --clear-groups ";
+    writeFile("out_tex.bmp", sPicture + "the old one");
     ASSERT_EQ(chmod("out_tex.bmp", 0666) | chmod(".", 0555), 0);
-    const int iStatus = run(geteuid() ? "" : "setpriv --reuid=65534 --regid=65534 --clear-groups ");
+    const int iStatus = run(szNobody);
     ASSERT_EQ(chmod(".", 0777), 0);
     if (iStatus == 127 || iStatus == 126) GTEST_SKIP() << "root cannot be stopped by modes here";
     EXPECT_EQ(iStatus, 1);
@@ -135,6 +138,11 @@ TEST_F(FaultsTest, AReadOnlyDirectoryCostsLogAndCacheButNotThePicture) {
         << sOutput;
     EXPECT_EQ(firstDifference(readFile("out_tex.bmp"), sPicture), "");
     EXPECT_FALSE(fs::exists("kdtree.tmp"));
+    writeFile("out_tex.bmp", "protected");
+    ASSERT_EQ(chmod("out_tex.bmp", 0444), 0);
+    EXPECT_EQ(run(szNobody), 1);
+    EXPECT_TRUE(contains(sOutput, "out_tex.bmp: Permission denied\n")) << sOutput;
+    EXPECT_EQ(readFile("out_tex.bmp"), "protected");
     EXPECT_FALSE(hasPart());
 }
 

@@ -2,7 +2,6 @@
 #include "base/OutputFile.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -32,12 +31,6 @@ int write(const std::string& sFile, const std::string& sText) {
     if (file.open(sFile.c_str())) return errno;
     fwrite(sText.data(), 1, sText.size(), file.stream());
     return file.commit() ? errno : 0;
-}
-
-// Gives up the rights of root, whom no mode of a file stops. False when this process had none to give up.
-bool becomeNobody() {
-    constexpr unsigned NOBODY = 65534;
-    return geteuid() == 0 && !setgroups(0, nullptr) && !setgid(NOBODY) && !setuid(NOBODY);
 }
 
 mode_t modeOf(const std::string& sFile) {
@@ -78,30 +71,6 @@ TEST_F(OutputFileTest, LinksAreFollowedAlsoToAFileThatIsNotThere) {
     EXPECT_EQ(write(std::string(5000, 'x'), "x"), ENAMETOOLONG);
     EXPECT_EQ(write("/dev/full", "x"), ENOSPC);
     EXPECT_EQ(list(), (std::vector<std::string>{"circle", "far", "first", "target"}));
-}
-
-// The text gets shorter: nothing of the old one may stay.
-TEST_F(OutputFileTest, AWritableFileInAReadOnlyDirectoryIsWrittenInPlace) {
-    writeFile("picture", "the old picture");
-    writeFile("protected", "stays");
-    ASSERT_EQ(chmod("picture", 0666) | chmod("protected", 0444) | chmod(".", 0555), 0);
-    Process writing([] {
-        if (!becomeNobody() && geteuid() == 0) return 77;
-        if (OutputFile::probe("picture") || !OutputFile::probe("protected") || !OutputFile::probe("new")) return 1;
-        return write("picture", "new")                                               ? 2
-               : write("protected", "lost") == EACCES && write("new", "x") == EACCES ? 0
-                                                                                     : 3;
-    });
-    const int iResult = writing.wait();
-    ASSERT_EQ(chmod(".", 0777), 0);
-    if (iResult == 77) GTEST_SKIP() << "root cannot be stopped by modes here";
-    EXPECT_EQ(iResult, 0);
-    EXPECT_EQ(readFile("picture"), "new");
-    // A file that is protected is not replaced either where the directory would allow it.
-    Process refused([] { return (becomeNobody() || geteuid()) && write("protected", "lost") == EACCES ? 0 : 1; });
-    EXPECT_EQ(refused.wait(), 0);
-    EXPECT_EQ(readFile("protected"), "stays");
-    EXPECT_EQ(list(), (std::vector<std::string>{"picture", "protected"}));
 }
 
 TEST_F(OutputFileTest, OnlyTemporaryFilesThatNobodyWritesAreRemoved) {

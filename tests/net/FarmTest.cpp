@@ -74,9 +74,15 @@ class FarmTest : public FileTest {
     std::string sSettings;
 };
 
-TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalMode) {
-    render("--texattr 1 --dirt --packsize 9 --resolution 200 150");
+TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalModeThoughOneIsKilled) {
+    render("--texattr 1 --dirt --packsize 1200 --resolution 1600 1200");  // long tiles, to be killed in the middle
     const auto pServer = startServer("server", "0 3");
+    const auto pKilled = startClient("killed");
+    EXPECT_TRUE(pKilled->waitFor("Task 0 received"));
+    pKilled->send(SIGKILL);
+    EXPECT_EQ(pKilled->wait(), 1000 + SIGKILL);
+    EXPECT_FALSE(contains(pKilled->file(), "OK\n")) << "it was in the middle of it";
+    EXPECT_TRUE(pServer->waitFor("getResponse() failed"));
     std::vector<std::unique_ptr<Member>> vClients;
     for (const char* szName : {"first", "second", "third"}) vClients.push_back(startClient(szName));
     expectPicture(*pServer);
@@ -86,21 +92,6 @@ TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalMode) {
         const int iStatus = pClient->wait();
         EXPECT_TRUE(iStatus == 1 || iStatus == 1000 + SIGTERM) << iStatus;
     }
-}
-
-TEST_F(FarmTest, AKilledClientsTaskGoesToAnother) {
-    render("--packsize 2000 --resolution 1600 1200");  // long enough to be killed in the middle on a busy machine
-    const auto pServer = startServer("server", "0 2");
-    const auto pFirst = startClient("first");
-    EXPECT_TRUE(pFirst->waitFor("Task 0 received"));
-    pFirst->send(SIGKILL);
-    EXPECT_EQ(pFirst->wait(), 1000 + SIGKILL);
-    EXPECT_FALSE(contains(pFirst->file(), "OK\n")) << "it was in the middle of it";
-    EXPECT_TRUE(pServer->waitFor("getResponse() failed"));
-    const auto pSecond = startClient("second");
-    expectPicture(*pServer);
-    EXPECT_EQ(pSecond->wait(), 1);
-    EXPECT_FALSE(contains(pSecond->file(), "LINE"));
 }
 
 TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {
