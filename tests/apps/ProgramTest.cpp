@@ -12,19 +12,7 @@ namespace {
 
 using namespace std::string_literals;
 
-const std::string USAGE =
-    // clang-format off
-    "RayTracer.exe <commands> [file]\n\n[file] - scene name (without .txt), see Scenes/scene_descs/ dir\n\nCommand list:\n"
-    "'--camera'\t\tCustom camera\n\t\t\t<position x y z> <look x y z>\n'--texattr'\t\tSet textured attribute:\n\t\t\t<index>\n"
-    "'--resetcache'\t\tReset space subdivision cache\n"
-    "'--brick'\t\tSet brick parameters:\n\t\t\t<width: 600> <height: 125> <mortar_width: 20>\n"
-    "'--out'\t\t\tSet output filename:\n\t\t\t<filename: out_tex.bmp>\n"
-    "'--resolution'\t\tSet output resolution:\n\t\t\t<width> <height>\n"
-    "'--angle'\t\tSet angle coefficient:\n\t\t\t<angle coeff: 0.125>\n"
-    "'--dirt'\t\tSet dirt on\n'--packsize'\t\tSet pack size\n'--help'\t\tDisplays this help\n"
-    "'--client'\t\tSelect client mode (no need for [file]):\n\t\t\t<IP> <port>\n"
-    "'--server'\t\tSelect server mode:\n\t\t\t<port> <max connections>\n\nExample:\n\tRayTracer --texattr 7 room_vn\n\n";
-// clang-format on
+const std::string USAGE = readFile(RT_SOURCE_DIR "/tests/data/usage.txt");
 
 // Runs the program as a user would, with a scene called "test" of 24 x 18 pixels at hand.
 class ProgramTest : public FileTest {

@@ -6,6 +6,8 @@
 #include "scene/Scene.h"
 #include "scene/SceneDesc.h"
 
+#include <fstream>
+#include <map>
 #include <regex>
 
 #include "support/FileTest.h"
@@ -34,45 +36,35 @@ bool load(const char* szFile) {
 const Loader camera = load<Camera, &Camera::loadCamera>, lights = load<Lights, &Lights::loadLights>;
 const Loader materials = load<Attributes, &Attributes::loadAttributes>, old = load<OldLights, &OldLights::loadLights>;
 
+// A line of a table in tests/data: a loader, what it says, and the file's text with \n for its line ends.
+struct Case {
+    Loader pfnLoad = nullptr;
+    std::string sSaid, sText;
+};
+
+std::vector<Case> casesIn(const std::string& sTable) {
+    const std::map<std::string, Loader> loaders = {
+        {"mesh", mesh}, {"camera", camera}, {"lights", lights}, {"materials", materials}, {"old", old}};
+    std::vector<Case> vCases;
+    std::ifstream table(RT_SOURCE_DIR "/tests/data/" + sTable);
+    for (std::string sLoader, sSaid, sText; std::getline(table, sLoader, '\t');) {
+        std::getline(table, sSaid, '\t');
+        std::getline(table, sText);
+        vCases.push_back({loaders.at(sLoader), sSaid, std::regex_replace(sText, std::regex(R"(\\n)"), "\n")});
+    }
+    EXPECT_GT(vCases.size(), 20u) << sTable;
+    return vCases;
+}
+
 TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
-    const std::string sMesh = "3\n0 0 0\n1 0 0\n0 1 0\n\n",
-                      sCamera = "Camera c\nviewpoint 1 2 3\nscreen\n1 2 3\n1 2 3\n",
-                      sLamp = "GeLight lamp\nTotalFlux 7\nenddef\n";
-    const struct {
-        Loader pfnLoad;
-        std::string sText;
-        unsigned uLine;
-    } cases[] = {
-        // clang-format off
-        {mesh, "vertices\n", 1}, {mesh, "\n// count\nmany\n", 3}, {mesh, "-1\n", 1}, {mesh, "4294967295\n0 0 0\n", 1},
-        {mesh, "99999999999999999999\n", 1}, {mesh, "2000000000\n0 0 0\n", 1}, {mesh, "3\n0 0 0\n1 0 0\nabc\n", 4},
-        {mesh, "3\n0 0 0\n \n", 3}, {mesh, "3\n0 0 0\n1 nan 0\n", 3}, {mesh, "3\n0 0 0\n1 0 -inf\n", 3},
-        {mesh, "3\n0 0 1e39\n", 2}, {mesh, "2\n0 0 0\n1 0 0\n0 1 0\n", 4}, {mesh, sMesh + "triangles -1\n", 6},
-        {mesh, sMesh + "triangles 4000000000\n", 6}, {mesh, sMesh + "1\nx\n", 7}, {mesh, sMesh + "1\n0 1 3\n", 7},
-        {mesh, sMesh + "1\n0 -1 2\n", 7}, {mesh, sMesh + "1\n0 1 4294967296\n", 7},
-        {mesh, sMesh + "1\n0 1 2\n0 1 2\n", 8}, {mesh, sMesh + "1\n0 1 2\n\n0\n0\n", 10},
-        {mesh, sMesh + "1\n0 1 2\n\n0 0\n", 9}, {mesh, sMesh + "1\n0 1 2\n\n4294967296\n", 9}, {camera, "Camera\n", 1},
-        {camera, "Kamera front\n", 1}, {camera, "Camera c\n// eye\n\nviewpoint 1 2\n", 4},
-        {camera, "Camera c\nview 1 2 3\n", 2}, {camera, "Camera c\nviewpoint 1 2 3\n \n", 3},
-        {camera, sCamera + "1 2 x\n", 6}, {camera, sCamera + "1 2 3\nresolution 3\n", 7},
-        {camera, sCamera + "1 2 3\nsize 3 4\n", 7}, {materials, "Attr\n", 1}, {materials, "\nMaterial x\n", 2},
-        {materials, "Attr a\nenddef\nkd 1\n", 3}, {lights, "none\n", 1}, {lights, "// n\n-1\n", 2},
-        {lights, "4294967295\n", 1}, {lights, "2000000000\n1 2 3 4 5 6 7\n", 1},
-        {lights, "2\n1 2 3 4 5 6 7\n1 2 3 4 5 6\n", 3}, {old, "\nGeLight\n", 2},
-        {old, "GeLight " + std::string(40, 'x'), 1}, {old, "GeLight a\nTotalFlux much\n", 2},
-        {old, "GeLight a\n// note\nintensity 1 2\n", 3}, {old, "Fixture f\nLight lamp\n", 2},
-        {old, sLamp + "Fixture\n", 4}, {old, sLamp + "Fixture f\nLight\n", 5},
-        {old, sLamp + "Fixture f\nLight lantern\n", 5}, {old, sLamp + "Fixture f\nLight lamp\nPosition 1 2\n", 6},
-        {old, sLamp + "Fixture f\nPosition 1 2 3\nenddef\n", 6},  // a fixture without a light
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        writeFile("file", c.sText);
-        EXPECT_TRUE(c.pfnLoad("file")) << c.sText;
-        const std::string sLog = takeLog(), sLine = std::to_string(c.uLine);
-        const bool bNumbered = c.pfnLoad == camera || c.pfnLoad == materials;
+    for (const auto& [pfnLoad, sLine, sText] : casesIn("refused.txt")) {
+        SCOPED_TRACE(sText);
+        writeFile("file", sText);
+        EXPECT_TRUE(pfnLoad("file"));
+        const std::string sLog = takeLog();
+        const bool bNumbered = pfnLoad == camera || pfnLoad == materials;
         EXPECT_TRUE(contains(sLog, bNumbered ? "Error occured while reading line: " : ">> Invalid file\n")) << sLog;
-        const bool bMesh = c.pfnLoad == mesh;
+        const bool bMesh = pfnLoad == mesh;
         EXPECT_EQ(contains(sLog, " line: " + sLine + ", in "), bNumbered) << sLog;
         EXPECT_EQ(contains(sLog, ", file line: " + sLine + "\n"), bMesh) << sLog;
         EXPECT_TRUE(std::regex_search(sLog, std::regex("\n.* \\] file:" + sLine + ": [^:\n]*: \"[^\n]*\"\n$"))) << sLog;
@@ -93,42 +85,10 @@ TEST_F(LoadersTest, RefusedFilesAreReportedWithTheirLine) {
 
 // What is accepted to the letter of the format but gives another picture than was meant.
 TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
-    const std::string sMesh = "3\n0 0 0\n1 0 0\n0 1 0\n\n1\n", sCamera = "Camera c\nviewpoint 1 2 3\nscreen\n0 0 0\n";
-    const struct {
-        Loader pfnLoad;
-        std::string sText, sWarning;
-    } cases[] = {
-        // clang-format off
-        {mesh, "2\n0,5 0,5 1\n1 0 0\n", ":2: warning: 1 of the three numbers of a vertex, the others are 0: \"0,5 0,5 1\""},
-        {mesh, "1\n0 0 1,5\n", ":2: warning: the end of the line is ignored: \"0 0 1,5\""},
-        {mesh, sMesh + "0 1\n", ":7: warning: 2 of the three indices of a triangle, the others are 0: \"0 1\""},
-        {mesh, sMesh + "0 1 2 2\n", ":7: warning: more than the three indices of a triangle"},
-        {mesh, sMesh + "0/1 1/2 2/3\n", ":7: warning: 1 of the three indices"},
-        {mesh, sMesh + "0 1 2\n\n0 wood\n", ":9: warning: the end of the line is ignored: \"0 wood\""},
-        {camera, sCamera + "0 0 1,5\n", ":5: warning: the end of the line is ignored"},
-        {camera, sCamera, ": warning: the file ends before the camera's resolution"},
-        {camera, "Camera c\nviewpoint nan 0 0\n", ":2: warning: a number is not finite"},
-        {materials, "Attr a\nkd 0,5\nenddef\n", ":2: warning: the end of the line is ignored: \"kd 0,5\""},
-        {materials, "Attr a\ncolour red\nenddef\n", ":2: warning: unknown keyword, the line is ignored: \"colour red\""},
-        {materials, "Attr a\nmetalness 3\nenddef\n", ":2: warning: read as \"eta\": \"metalness 3\""},
-        {materials, "Attr a\nkd inf\nenddef\n", ":2: warning: a number is not finite"},
-        {materials, "Attr a\ncolor 1 2 256\nenddef\n", ":2: warning: a colour outside 0 to 255"},
-        {materials, "Attr a\nkd 1\n", ": warning: the material \"a\" has no \"enddef\" and is dropped"},
-        {lights, "", ": warning: no lights"},
-        {lights, "2\n1 2 3 4 0 1 0\n", ": warning: 1 of 2 lights found"},
-        {lights, "1000\n", ": warning: 0 of 1000 lights found"},
-        {lights, "0\nx\n", ":2: warning: more lines than the 0 lights declared"},
-        {lights, "1\n1 2 3 4 0 1 0\n5 6 7 8 0 1 0\n", ":3: warning: more lines than the 1 lights declared"},
-        {lights, "1\n1 2 3 inf 0 1 0\n", ":2: warning: a number is not finite"},
-        {lights, "1\n1 2 3 4 0 1 0,5\n", ":2: warning: the end of the line is ignored"},
-        {old, "", ": warning: no fixtures"},
-        {old, "GeLight a\nTotalFlux 7,5\nenddef\n", ":2: warning: the end of the line is ignored"},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        writeFile("file", c.sText);
-        EXPECT_FALSE(c.pfnLoad("file")) << c.sText;
-        EXPECT_TRUE(contains(takeLog(), "file" + c.sWarning)) << c.sText;
+    for (const auto& [pfnLoad, sWarning, sText] : casesIn("warned.txt")) {
+        writeFile("file", sText);
+        EXPECT_FALSE(pfnLoad("file")) << sText;
+        EXPECT_TRUE(contains(takeLog(), "file" + sWarning)) << sText;
     }
     std::string sMany = "Attr a\n";
     for (int i = 0; i < 25; ++i) sMany += "odd\n";
@@ -137,7 +97,7 @@ TEST_F(LoadersTest, SilentMistakesAreWarnedOf) {
     const std::string sLog = takeLog();
     EXPECT_EQ(std::count(sLog.begin(), sLog.end(), '\n'), 11) << "a file full of them does not fill the log";
     EXPECT_TRUE(contains(sLog, "file: warning: 15 more like these are not shown\n"));
-    writeFile("file", sMesh + "0 1 2\n\nwood, -, 1\n" + "0\n\nanything\n");
+    writeFile("file", "3\n0 0 0\n1 0 0\n0 1 0\n\n1\n0 1 2\n\nwood, -, 1\n0\n\nanything\n");
     EXPECT_FALSE(mesh("file"));
     EXPECT_EQ(takeLog(), "") << "letters among the material indices are skipped";
     for (const char* szGood : {"Attr a // first\nkd 0.5 // half\n color 1 2 3 ;; dark\nenddef\n", "Attr b\nenddef"}) {
