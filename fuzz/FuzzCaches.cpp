@@ -12,26 +12,15 @@ using namespace rt;
 
 namespace {
 
-// A height field of 8 x 8 squares.
-Mesh makeHills() {
-    constexpr unsigned EDGE = 9;
-    Mesh mesh;
-    for (unsigned u = 0; u < EDGE * EDGE; ++u) {
-        const unsigned x = u % EDGE, y = u / EDGE;
-        mesh.vVertices.push_back({static_cast<float>(x), static_cast<float>(y), static_cast<float>(x * x * y % 5)});
-        if (x == EDGE - 1 || y == EDGE - 1) continue;
-        for (const unsigned b : {u + 1, u + EDGE}) mesh.vTriangles.push_back({u, b, u + EDGE + 1, 0});
-    }
-    return mesh;
-}
-
-// The mesh that the caches are of.
-struct Hills {
+// What the caches are of: a ball of 128 faces.
+struct Ball {
     Scene scene;
     RayStream stream;
 
-    Hills() {
-        loadMesh(scene, makeHills());
+    Ball() {
+        Mesh mesh;
+        mesh.addSphere({1, 2, 3}, 4.0f, 2);
+        loadMesh(scene, mesh);
         uint8_t bytes[2048];
         for (size_t u = 0; u < sizeof(bytes); ++u) bytes[u] = static_cast<uint8_t>(u * u * 37 + u);
         Source source(bytes, sizeof(bytes));
@@ -42,23 +31,23 @@ struct Hills {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
-    static Hills hills;
+    static Ball ball;
     const std::string sText =
-        cacheHeadline(hills.scene.szSceneFile) + std::string(reinterpret_cast<const char*>(pBytes), uBytes);
+        cacheHeadline(ball.scene.szSceneFile) + std::string(reinterpret_cast<const char*>(pBytes), uBytes);
 #ifdef RT_GRID
     writeFile("uss.tmp", sText);
     UniformSpaceSubdivision grid;
-    require(!grid.createSubdivision(&hills.scene, false), "a grid, read or built");
-    for (uint32_t u = 0; u < hills.stream.uCount; ++u) {
+    require(!grid.createSubdivision(&ball.scene, false), "a grid, read or built");
+    for (uint32_t u = 0; u < ball.stream.uCount; ++u) {
         RayTestOutput hit{};
-        grid.findNearestFace(hills.stream.origin(u), hills.stream.dir(u), hills.stream.fMaxDist[u], &hit);
-        grid.findObstacle(hills.stream.origin(u), hills.stream.dir(u), hills.stream.fMaxDist[u]);
+        grid.findNearestFace(ball.stream.origin(u), ball.stream.dir(u), ball.stream.fMaxDist[u], &hit);
+        grid.findObstacle(ball.stream.origin(u), ball.stream.dir(u), ball.stream.fMaxDist[u]);
     }
 #else
     writeFile("kdtree.tmp", sText);
     RayQueries queries;
-    require(!queries.build(hills.scene, false, 0.0f), "a tree, read or built");
-    requireSameAnswers(queries, hills.stream);
+    require(!queries.build(ball.scene, false, 0.0f), "a tree, read or built");
+    requireSameAnswers(queries, ball.stream);
 #endif
     return 0;
 }

@@ -1,4 +1,5 @@
 // The definition of the watertight queries: what closes a mesh, and an exact judge from outside.
+#include <algorithm>
 #include <cmath>
 
 #include "accel/watertight/FaceTest.h"
@@ -30,6 +31,16 @@ TEST(WatertightFace, ClosedMeshesAreCrossedAnEvenNumberOfTimes) {
     EXPECT_GT(uThroughEdges, 10000u) << "the case is there";
 }
 
+// d . (p x q)
+int64_t volume(const int* d, const int* p, const int* q) {
+    int64_t iSum = 0;
+    for (unsigned a = 0; a < 3; ++a) {
+        const unsigned b = (a + 1) % 3, c = (a + 2) % 3;
+        iSum += int64_t{d[a]} * (int64_t{p[b]} * q[c] - int64_t{p[c]} * q[b]);
+    }
+    return iSum;
+}
+
 // Where shears and products are exact, a face is met when three volumes of whole numbers have the same sign.
 TEST(WatertightFace, IsExactInWholeNumbers) {
     Random random(3);
@@ -52,39 +63,26 @@ TEST(WatertightFace, IsExactInWholeNumbers) {
                 face.fAt[a][c] = static_cast<float>(i);
             }
         }
-        int64_t iVolumes[3], iSum = 0;
-        for (unsigned c = 0; c < 3; ++c) {
-            const int *p = iCorner[(c + 1) % 3], *q = iCorner[(c + 2) % 3];
-            iVolumes[c] = 0;
-            for (unsigned a = 0; a < 3; ++a) {
-                const unsigned b = (a + 1) % 3, d = (a + 2) % 3;
-                iVolumes[c] += int64_t{iDir[a]} * (int64_t{p[b]} * q[d] - int64_t{p[d]} * q[b]);
-            }
-            iSum += iVolumes[c];
-        }
-        bool bPlus = true, bMinus = true, bEdge = false;
+        const int64_t iVolumes[] = {volume(iDir, iCorner[1], iCorner[2]), volume(iDir, iCorner[2], iCorner[0]),
+                                    volume(iDir, iCorner[0], iCorner[1])};
+        const auto [iLeast, iMost] = std::minmax({iVolumes[0], iVolumes[1], iVolumes[2]});
+        const double dSum = static_cast<double>(iVolumes[0] + iVolumes[1] + iVolumes[2]);
         double dT = 0.0;
-        for (unsigned c = 0; c < 3; ++c) {
-            bPlus &= iVolumes[c] > 0;
-            bMinus &= iVolumes[c] < 0;
-            bEdge |= iVolumes[c] == 0;
-            dT += static_cast<double>(iVolumes[c]) * iCorner[c][k] / iDir[k];
-        }
-        dT /= static_cast<double>(iSum);
+        for (unsigned c = 0; c < 3; ++c) dT += static_cast<double>(iVolumes[c]) * iCorner[c][k] / iDir[k];
         ShearedRay sheared;
         ASSERT_FALSE(sheared.prepare(ray));
         WatertightHit hit;
         const bool bMet = meetsFace(sheared, face, hit);
-        if (bEdge) {
-            ASSERT_TRUE(!bMet || iSum != 0) << "a face without area";
+        if (!iVolumes[0] || !iVolumes[1] || !iVolumes[2]) {
+            ASSERT_TRUE(!bMet || dSum != 0.0) << "a face without area";
             continue;
         }
-        ASSERT_EQ(bMet, bPlus || bMinus) << u;
+        ASSERT_EQ(bMet, iLeast > 0 || iMost < 0) << u;
         if (!bMet) continue;
         ++uInside;
-        EXPECT_EQ(hit.fT, static_cast<float>(dT));
-        EXPECT_FLOAT_EQ(hit.fU, static_cast<float>(static_cast<double>(iVolumes[0]) / static_cast<double>(iSum)));
-        EXPECT_EQ(hit.bFront == 1, bMinus);
+        EXPECT_EQ(hit.fT, static_cast<float>(dT / dSum));
+        EXPECT_FLOAT_EQ(hit.fU, static_cast<float>(static_cast<double>(iVolumes[0]) / dSum));
+        EXPECT_EQ(hit.bFront == 1, iMost < 0);
     }
     EXPECT_GT(uInside, 20000u) << "the case is there";
 }

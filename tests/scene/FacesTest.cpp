@@ -9,28 +9,16 @@ namespace {
 using FacesTest = FileTest;
 using Velk::NMVector3f;
 
-TEST_F(FacesTest, AxisAndTextureFrameFollowTheNormal) {
-    const struct {
-        NMVector3f v3Edge1, v3Edge2;  // the normal is along their product
-        uint8_t uAxis;
-        NMVector3f v3TexV;
-    } cases[] = {
-        {{0, 1, 0}, {0, 0, 1}, 0, {0, 1, 0}},  {{0, 0, 1}, {0, 1, 0}, 0, {0, 1, 0}},
-        {{0, 0, 1}, {1, 0, 0}, 1, {0, 0, -1}}, {{1, 0, 0}, {0, 0, 1}, 1, {0, 0, 1}},
-        {{1, 0, 0}, {0, 1, 0}, 2, {0, 1, 0}},  {{1, -1, 0}, {0, 0, 1}, 1, {0, 0, 1}},  // |x| = |y| goes to y,
-        {{0, 1, -1}, {1, 0, 0}, 2, {0, 1, 0}}, {{1, 0, -1}, {0, 1, 0}, 2, {0, 1, 0}},  // any tie with z to z
-    };
-    for (const auto& c : cases) {
+// All else that is derived from a face's vertices shows in the pictures of known bytes.
+TEST_F(FacesTest, AxisOfANormalWithEqualComponentsIsTheLast) {
+    const std::tuple<NMVector3f, NMVector3f, unsigned> cases[] = {
+        {{1, -1, 0}, {0, 0, 1}, 1}, {{0, 1, -1}, {1, 0, 0}, 2}, {{1, 0, -1}, {0, 1, 0}, 2}};
+    for (const auto& [v3Edge1, v3Edge2, uAxis] : cases) {
         Mesh mesh;
-        mesh.add(c.v3Edge2, c.v3Edge1, {});
+        mesh.add(v3Edge2, v3Edge1, {});
         Scene scene;
         loadMesh(scene, mesh);
-        const FaceData& face = scene.vFaces[0];
-        EXPECT_NEAR(dot(face.v3Normal, normalize(cross(c.v3Edge1, c.v3Edge2))), 1.0f, 1e-5f);
-        EXPECT_EQ(face.uAxis, c.uAxis) << &c - cases;
-        EXPECT_EQ(length(face.v3TexV - c.v3TexV), 0.0f) << &c - cases;
-        EXPECT_LT(fabsf(dot(face.v3TexU, face.v3Normal)) + fabsf(dot(face.v3TexU, face.v3TexV)), 1e-5f);
-        EXPECT_EQ(face.fTexUSize, dot(face.v3TexU, face.v3Max - face.v3Min)) << &c - cases;
+        EXPECT_EQ(scene.vFaces[0].uAxis, uAxis);
     }
 }
 
