@@ -12,14 +12,14 @@ using namespace rt;
 
 namespace {
 
-// What the caches are of: a ball of 128 faces.
+// What the caches are of: a ball of 32 faces.
 struct Ball {
     Scene scene;
     RayStream stream;
 
     Ball() {
         Mesh mesh;
-        mesh.addSphere({1, 2, 3}, 4.0f, 2);
+        mesh.addSphere({1, 2, 3}, 4.0f, 1);
         loadMesh(scene, mesh);
         uint8_t bytes[2048];
         for (size_t u = 0; u < sizeof(bytes); ++u) bytes[u] = static_cast<uint8_t>(u * u * 37 + u);
