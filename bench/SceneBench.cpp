@@ -4,10 +4,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <numeric>
 #include <optional>
 #include <vector>
 
@@ -25,11 +23,6 @@ namespace {
 constexpr char CACHE_FILE[] = "kdtree.tmp";
 constexpr char SCRATCH_FILE[] = "rt_bench.tmp";
 constexpr double BRUTE_FORCE_TESTS = 1e8;  // face tests that the check may take, about half a second
-
-double median(std::vector<double> vValues) {
-    std::sort(vValues.begin(), vValues.end());
-    return vValues.empty() ? 0.0 : vValues[vValues.size() / 2];
-}
 
 double readProcessorClock() {
     timespec ts{};
@@ -99,24 +92,6 @@ bool measureTree(const Scene& scene, const BenchOptions& options, SceneFigures& 
     figures.dBoxes = median(vBoxes);
     return bFailed;
 }
-
-// One tracer's answers and times over all runs.
-template <typename Tracer>
-struct Contestant {
-    Tracer tracer;
-    const RayFrame& frame;
-    TileTimes times;
-    FrameAnswers answers;
-
-    Contestant(Tracer itsTracer, const RayFrame& itsFrame) : tracer(std::move(itsTracer)), frame(itsFrame) {
-        times.reset(frame.vTiles.size());
-    }
-    void run() { traceFrame(frame, tracer, times, answers); }
-    FrameTime time() const {
-        return {std::accumulate(times.vPrimary.begin(), times.vPrimary.end(), 0.0),
-                std::accumulate(times.vShadow.begin(), times.vShadow.end(), 0.0)};
-    }
-};
 
 // The program with the kernel that was asked for, and with the oldest one, which may be missing.
 struct Own {

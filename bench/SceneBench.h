@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "RayFrame.h"
+#include "Contestant.h"
 #include "TreeStats.h"
 #include "accel/packet/RayKernel.h"
 
@@ -15,14 +15,6 @@ struct BenchOptions {
     bool bBuild = true;  // false: kdtree.tmp of the working directory is taken, if it is for the scene
     bool bEmbree = true;
     const RayKernel* pKernel = &bestKernel();  // that the program uses; null: one ray after the other
-};
-
-/// Seconds of all rays of a frame, queries only.
-struct FrameTime {
-    double dPrimary = 0.0;
-    double dShadow = 0.0;
-
-    double sum() const { return dPrimary + dShadow; }
 };
 
 /// A rival's figures.

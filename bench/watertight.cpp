@@ -6,16 +6,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
 #include <random>
-
 #include <vector>
 
-#include "RayFrame.h"
+#include "Contestant.h"
 #include "TileTracer.h"
 #include "accel/watertight/WatertightQueries.h"
 #include "base/NLogger.h"
 #include "render/RayTracer.h"
+#include "support/SceneArrays.h"
 #ifdef RT_EMBREE
 #include "EmbreeTracer.h"
 
@@ -25,11 +24,6 @@ using namespace rt;
 using Velk::NMVector3f;
 
 namespace {
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0.0 : v[v.size() / 2];
-}
 
 template <typename Work>
 double timeOf(const Work& work) {
@@ -72,26 +66,6 @@ class WatertightTracer {
     bool bMeets[RayStream::CAPACITY] = {};
 };
 
-struct Mesh {
-    std::vector<float> vPositions;
-    std::vector<uint32_t> vIndices;
-
-    explicit Mesh(const Scene& scene) {
-        for (uint32_t u = 0; u < scene.uVertexCount; ++u) {
-            for (unsigned a = 0; a < 3; ++a) vPositions.push_back(scene.pVertices[u].v3Position[a]);
-        }
-        for (const FaceData& face : scene.vFaces) {
-            for (const SceneVertex* p : {face.pA, face.pB, face.pC}) {
-                vIndices.push_back(static_cast<uint32_t>(p - scene.pVertices));
-            }
-        }
-    }
-    bool build(WatertightQueries& queries, unsigned uThreads) const {
-        return queries.build(vPositions.data(), static_cast<uint32_t>(vPositions.size() / 3), vIndices.data(),
-                             static_cast<uint32_t>(vIndices.size() / 3), uThreads);
-    }
-};
-
 // One ray in a random direction from each primary hit.
 std::vector<Ray> makeScattered(const RayFrame& frame, const FrameAnswers& answers, float fFar) {
     std::mt19937 engine(1);
@@ -128,33 +102,23 @@ double scatter(const std::vector<Ray>& vRays, std::vector<double>& vBest, const 
     return dSum;
 }
 
-// Somebody who traces: its answers, and the best time of each tile.
+// A contestant that traces scattered rays, too.
 template <typename Tracer>
-struct Contestant {
-    Tracer tracer;
-    const RayFrame& frame;
-    TileTimes times;
-    FrameAnswers answers;
+struct Scatterer : Contestant<Tracer> {
+    using Contestant<Tracer>::Contestant;
     std::vector<double> vScattered;
     std::vector<float> vFar;
 
-    Contestant(Tracer itsTracer, const RayFrame& itsFrame) : tracer(std::move(itsTracer)), frame(itsFrame) {
-        times.reset(frame.vTiles.size());
-    }
     double trace() {
-        traceFrame(frame, tracer, times, answers);
-        double dSum = 0.0;
-        for (const std::vector<double>* p : {&times.vPrimary, &times.vShadow}) {
-            for (const double d : *p) dSum += d;
-        }
-        return dSum;
+        this->run();
+        return this->time().sum();
     }
     double scatterRays(const std::vector<Ray>& vRays) {
         vFar.clear();
         return scatter(vRays, vScattered, [&](const std::vector<Ray>& vPart) {
-            tracer.prepareNearest(vPart);
-            const double d = timeOf([&] { tracer.findNearest(); });
-            for (size_t i = 0; i < vPart.size(); ++i) vFar.push_back(tracer.distance(i));
+            this->tracer.prepareNearest(vPart);
+            const double d = timeOf([&] { this->tracer.findNearest(); });
+            for (size_t i = 0; i < vPart.size(); ++i) vFar.push_back(this->tracer.distance(i));
             return d;
         });
     }
@@ -204,26 +168,30 @@ bool measure(const char* szScene, const Options& options) {
     snprintf(szDescription, sizeof(szDescription), "Scenes/scene_descs/%s.txt", szScene);
     if (rt.load(szDescription, false) || rt.preprocessScene()) return true;
     const RayFrame frame = makeRayFrame(rt);
-    const Mesh mesh(rt.scene);
+    const SceneArrays arrays(rt.scene);
+    const MeshArrays mesh = arrays.view();
     WatertightQueries queries;
+    const auto build = [&](unsigned uThreads) {
+        return queries.build(mesh.pPositions, mesh.uVertices, mesh.pTriangles, mesh.uTriangles, uThreads);
+    };
     std::vector<double> vOne, vRatio;
     for (unsigned u = 0; u < options.uRuns; ++u) {
         bool bFailed = false;
-        vOne.push_back(wallTimeOf([&] { bFailed |= mesh.build(queries, 1); }));
-        vRatio.push_back(wallTimeOf([&] { bFailed |= mesh.build(queries, 2); }) / vOne.back());
-        if (bFailed || mesh.build(queries, 1)) return true;
+        vOne.push_back(wallTimeOf([&] { bFailed |= build(1); }));
+        vRatio.push_back(wallTimeOf([&] { bFailed |= build(2); }) / vOne.back());
+        if (bFailed || build(1)) return true;
     }
     queries.pKernel = options.pKernel;
-    Contestant<WatertightTracer> own(WatertightTracer(queries), frame);
-    Contestant<TreeTracer> exact(TreeTracer(rt.queries, options.pExact), frame);
+    Scatterer<WatertightTracer> own(WatertightTracer(queries), frame);
+    Scatterer<TreeTracer> exact(TreeTracer(rt.queries, options.pExact), frame);
     own.trace();
     const std::vector<Ray> vScattered = makeScattered(frame, own.answers, rt.fMaxDistance);
     ArrayTracer array{queries, {}, {}};
 #ifdef RT_EMBREE
     EmbreeScene embree;
     if (embree.create(rt.scene, nullptr, true) || embree.commit()) return true;
-    Contestant<EmbreePackets> packets(EmbreePackets(embree), frame);
-    Contestant<EmbreeSingle> single(EmbreeSingle(embree), frame);
+    Scatterer<EmbreePackets> packets(EmbreePackets(embree), frame);
+    Scatterer<EmbreeSingle> single(EmbreeSingle(embree), frame);
 #endif
     double dOwn = 0, dExact = 0, dPackets = 0, dFar = 0, dExactFar = 0, dSingle = 0;
     for (unsigned u = 0; u < options.uRuns; ++u) {

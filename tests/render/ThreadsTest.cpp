@@ -8,6 +8,7 @@
 #include "base/InputReport.h"
 #include "base/Progress.h"
 #include "support/FileTest.h"
+#include "support/SceneArrays.h"
 #include "support/Scenes.h"
 
 using namespace rt;
@@ -15,29 +16,6 @@ using namespace rt;
 namespace {
 
 using ThreadsTest = FileTest;
-
-// The numbers of a mesh, as a program has them that did not read a file.
-struct Arrays {
-    std::vector<float> vPositions;
-    std::vector<uint32_t> vTriangles, vMaterials;
-
-    explicit Arrays(const Scene& scene) {
-        for (uint32_t u = 0; u < scene.uVertexCount; ++u) {
-            for (unsigned a = 0; a < 3; ++a) vPositions.push_back(scene.pVertices[u].v3Position[a]);
-        }
-        for (const FaceData& face : scene.vFaces) {
-            for (const SceneVertex* p : {face.pA, face.pB, face.pC}) {
-                vTriangles.push_back(static_cast<uint32_t>(p - scene.pVertices));
-            }
-            vMaterials.push_back(face.uAttribute);
-        }
-    }
-
-    MeshArrays view() const {
-        return {vPositions.data(), static_cast<uint32_t>(vPositions.size() / 3), vTriangles.data(),
-                static_cast<uint32_t>(vTriangles.size() / 3), vMaterials.data()};
-    }
-};
 
 TEST_F(ThreadsTest, EightThreadsMakeThePictureOfOne) {
     RayTracer rayTracer;
@@ -160,7 +138,7 @@ TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {
     makeScene(makeShowcase(), 60, 45).write("test");
     RayTracer fromFile;
     ASSERT_FALSE(fromFile.load("Scenes/scene_descs/test.txt", false));
-    const Arrays arrays(fromFile.scene);
+    const SceneArrays arrays(fromFile.scene);
     ASSERT_FALSE(fromFile.preprocessScene());
     ASSERT_FALSE(fromFile.run());
 
@@ -184,7 +162,7 @@ TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {
         ASSERT_EQ(memcmp(&own.scene.pVertices[u].v3Position, &arrays.vPositions[u * 3], 12), 0) << "scaled";
     }
 
-    Arrays wrong = arrays;
+    SceneArrays wrong = arrays;
     wrong.vTriangles[7] = 0xFFFFFFFFu;
     own.release();
     EXPECT_TRUE(own.scene.setMesh(wrong.view()));
