@@ -181,19 +181,6 @@ TEST_F(KDTreeCacheTest, TheFileLiesWhereTheOwnerWantsItOrNowhere) {
     EXPECT_EQ(list(), (std::vector<std::string>{"elsewhere", "mesh.brs"}));
 }
 
-TEST_F(KDTreeCacheTest, TheLastFaceOfAListWinsATie) {
-    Mesh mesh;
-    for (int i = 0; i < 2; ++i) mesh.addQuad({0, 0, 0}, {4, 0, 0}, {0, 4, 0});  // faces 0 and 2 coincide
-    loadMesh(scene, mesh);
-    const NMVector3f v3Origin = scene.pVertices[0].v3Position + NMVector3f{2000, 1000, -500};
-    for (const auto& [szList, iFace] :
-         {std::pair{"0 1\n1 2\n2 3\n3 4294967295\n", 2}, {"2 1\n3 2\n0 3\n1 4294967295\n", 0}}) {
-        RayTestOutput hit;
-        EXPECT_EQ(build(std::string("SceneFile mesh.brs\nKDNodes 1\n4294967294 0\n\nObjectList 4\n") + szList), OK);
-        EXPECT_EQ(tree.findNearestFace(v3Origin, {0, 0, 1}, 1e5f, &hit), &scene.vFaces[static_cast<uint32_t>(iFace)]);
-    }
-}
-
 // Each breaks one rule that no single number shows.
 TEST_F(KDTreeCacheTest, FilesThatBreakARuleOfATreeAreRefused) {
     makeScene(3);

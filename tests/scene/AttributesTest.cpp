@@ -59,8 +59,8 @@ TEST_F(AttributesTest, EveryKeywordSetsItsFieldAndNothingElse) {
 TEST_F(AttributesTest, BlocksBecomeRecordsInTheirOrder) {
     std::string sText;
     for (char c = '0'; c <= '9'; ++c) {
-        sText +=
-            std::string("// block\n\n  Attr n") + c + " x\nkd 9\nkd " + c + "\nmirror on\nmirror off\n\nenddef\r\n";
+        sText += std::string("// block\n\n  Attr n") + c + " x\nkd 9\nkd " + c +
+                 "\nmirror on\nreflection on\nmirror off\n\nenddef\r\n";
     }
     Attributes attributes;
     ASSERT_FALSE(load(attributes, sText + "New_Attr " + std::string(60, 'n') + "\nenddef\nAttr open\nkd 1\n"));
@@ -68,7 +68,7 @@ TEST_F(AttributesTest, BlocksBecomeRecordsInTheirOrder) {
     for (uint32_t u = 0; u < 10; ++u) {
         EXPECT_EQ(attributes.vAttributes[u].szName, "n" + std::to_string(u));
         EXPECT_EQ(attributes.vAttributes[u].fKd, static_cast<float>(u)) << "the last line counts";
-        EXPECT_EQ(attributes.vAttributes[u].uFlags, AF_MIRROR) << "a switch once set stays set";
+        EXPECT_EQ(attributes.vAttributes[u].uFlags, AF_MIRROR | AF_REFLECTION) << "a switch once set stays set";
     }
     EXPECT_EQ(attributes.vAttributes[10].szName, std::string(39, 'n')) << "cut to its field";
     Attributes refused;

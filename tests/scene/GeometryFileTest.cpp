@@ -84,14 +84,6 @@ TEST_F(GeometryFileTest, FilesThatEndEarlyGiveWhatTheyHad) {
     }
 }
 
-TEST_F(GeometryFileTest, AttributeLinesMayHaveAnyLength) {
-    std::string sText = "1\n0 0 0\n\n24\n";
-    for (int i = 0; i < 24; ++i) sText += "0 0 0\n";
-    Scene scene;
-    ASSERT_FALSE(load(scene, sText + "\n0 1 2 3 4 5 6 7 8 9\n10 11 12 13 14 15 16 17 18 19 999\n20 21 22 23\n"));
-    for (uint32_t u = 0; u < 24; ++u) EXPECT_EQ(scene.vFaces[u].uAttribute, u);
-}
-
 TEST_F(GeometryFileTest, AMillionVerticesComeThroughAPipe) {
     constexpr uint32_t uCount = 1'100'000;  // more than is accepted for a file of any size
     std::string sText = "vertices " + std::to_string(uCount) + "\n";
