@@ -4,26 +4,8 @@
 #include "FuzzSupport.h"
 #include "accel/PlainKDTreeBuilder.h"
 #include "accel/reference/UniformSpaceSubdivision.h"
-#include "support/Meshes.h"
 
 using namespace rt;
-
-namespace {
-
-constexpr uint32_t MAX_VERTICES = 40, MAX_FACES = 60;
-
-Mesh makeMesh(Source& source) {
-    Mesh mesh;
-    const uint32_t uVertices = 1 + source.below(MAX_VERTICES), uFaces = source.below(MAX_FACES + 1);
-    for (uint32_t u = 0; u < uVertices; ++u) mesh.vVertices.push_back(source.vector());
-    for (uint32_t u = 0; u < uFaces; ++u) {
-        const uint32_t a = source.below(uVertices), b = source.below(uVertices), c = source.below(uVertices);
-        mesh.vTriangles.push_back({a, b, c, 0});
-    }
-    return mesh;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
     Source source(pBytes, uBytes);

@@ -16,6 +16,8 @@ using namespace rt;
 
 namespace {
 
+constexpr uint32_t MAX_VERTICES = 40, MAX_FACES = 60;
+
 char g_szDirectory[] = "/dev/shm/rt-fuzz-XXXXXX";
 
 }  // namespace
@@ -65,6 +67,17 @@ float Source::number() {
 Velk::NMVector3f Source::vector() {
     const float x = number(), y = number(), z = number();
     return {x, y, z};
+}
+
+Mesh makeMesh(Source& source) {
+    Mesh mesh;
+    const uint32_t uVertices = 1 + source.below(MAX_VERTICES), uFaces = source.below(MAX_FACES + 1);
+    for (uint32_t u = 0; u < uVertices; ++u) mesh.vVertices.push_back(source.vector());
+    for (uint32_t u = 0; u < uFaces; ++u) {
+        const uint32_t a = source.below(uVertices), b = source.below(uVertices), c = source.below(uVertices);
+        mesh.vTriangles.push_back({a, b, c, 0});
+    }
+    return mesh;
 }
 
 void addRays(RayStream& stream, Source& source, const Velk::BoxAABB& box, uint32_t uRays) {

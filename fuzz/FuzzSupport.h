@@ -8,6 +8,7 @@
 
 #include "accel/queries/RayQueries.h"
 #include "support/Files.h"
+#include "support/Meshes.h"
 
 using namespace rt;
 
@@ -40,6 +41,9 @@ class Source {
     const uint8_t *p, *pEnd;
     float fLast = 0.0f;
 };
+
+/// A small mesh of any numbers.
+Mesh makeMesh(Source& source);
 
 /// Fills a stream with rays through a box, some of them hostile.
 void addRays(RayStream& stream, Source& source, const Velk::BoxAABB& box, uint32_t uRays);

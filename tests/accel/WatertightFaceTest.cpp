@@ -18,7 +18,7 @@ TEST(WatertightFace, ClosedMeshesAreCrossedAnEvenNumberOfTimes) {
     Random random(1);
     unsigned uThroughEdges = 0;
     for (unsigned uMesh = 0; uMesh < 400; ++uMesh) {
-        const Triangles mesh = makeClosed(random, uMesh);
+        const Mesh mesh = makeClosed(random, uMesh);
         for (unsigned u = 0; u < 250; ++u) {
             WatertightRay ray = aimed(random, mesh);
             ray.fNear = -HUGE_VALF;

@@ -10,19 +10,13 @@ using namespace rt;
 
 namespace {
 
-class WatertightQueriesTest : public testing::Test {
- protected:
-    void build(const Triangles& mesh, unsigned uThreads = 1) {
-        ASSERT_FALSE(
-            queries.build(mesh.vPositions.data(), mesh.vertices(), mesh.vIndices.data(), mesh.faces(), uThreads));
-    }
-
+struct WatertightQueriesTest : testing::Test {
     WatertightQueries queries;
 };
 
 // Rays from one point or towards one, as cameras and lights make them, or all along the same edge, among rays of any
 // kind; some of them hostile.
-std::vector<WatertightRay> makeRays(Random& random, const Triangles& mesh, uint32_t uRays) {
+std::vector<WatertightRay> makeRays(Random& random, const Mesh& mesh, uint32_t uRays) {
     const float special[] = {NAN, HUGE_VALF, -HUGE_VALF, -0.0f, 0.0f, 1e-45f, -1e-40f, 3e38f, 1e37f};
     std::vector<WatertightRay> vRays;
     const WatertightRay centre = aimed(random, mesh);
@@ -56,12 +50,12 @@ TEST_F(WatertightQueriesTest, AnswerAsASearchOverAllFaces) {
     Random random(4);
     for (uint32_t uMesh = 0; uMesh < 480; ++uMesh) {
         SCOPED_TRACE(testing::Message() << "mesh " << uMesh);
-        Triangles mesh = makeClosed(random, uMesh);
+        Mesh mesh = makeClosed(random, uMesh);
         if (uMesh % 8 == 7) {  // faces that do not count
-            mesh.vPositions[random.below(static_cast<uint32_t>(mesh.vPositions.size()))] =
-                uMesh % 16 == 7 ? NAN : 2e18f;
+            const uint32_t u = random.below(static_cast<uint32_t>(3 * mesh.vVertices.size()));
+            mesh.vVertices[u / 3][u % 3] = uMesh % 16 == 7 ? NAN : 2e18f;
         }
-        build(mesh);
+        ASSERT_FALSE(buildBoxes(queries, mesh));
         ASSERT_EQ(firstWrongAnswer(queries, mesh, makeRays(random, mesh, 64 + random.below(120))), "");
     }
 }
@@ -79,13 +73,13 @@ TEST_F(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
         for (unsigned a = 0; a < 3; ++a)
             fSize[a] = a == uLong ? 1.0f : bNeedle ? 1e-8f : random.below(2) ? 1.0f : 1e-4f;
         const auto point = [&](unsigned a) { return random.between(-1, 1) * fSize[a]; };
-        Triangles mesh;
+        Mesh mesh;
         for (unsigned c = 0; c < 3; ++c) {
             const float x = point(0), y = point(1);
-            mesh.addVertex(x, y, point(2));
+            mesh.vVertices.push_back({x, y, point(2)});
         }
-        mesh.addFace(0, 1, 2);
-        build(mesh);
+        mesh.vTriangles.push_back({0, 1, 2, 0});
+        ASSERT_FALSE(buildBoxes(queries, mesh));
         float fEnd[3], fDir[3], fBeside[3];
         for (unsigned a = 0; a < 3; ++a) {
             fEnd[a] = random.between(-1, 1) * 1e4f;
@@ -97,7 +91,7 @@ TEST_F(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
             WatertightRay ray{{}, {}, 0, HUGE_VALF};
             const float fBefore = random.between(0.1f, 1);
             for (unsigned a = 0; a < 3; ++a) {
-                const float* p = mesh.vPositions.data() + a;
+                const float* p = &mesh.vVertices[0].x + a;
                 const float fTo = bNeedle ? (p[0] + p[3] + p[6]) / 3 + fBeside[a] : p[0];
                 ray.fOrigin[a] = uTrial % 3 == 0 ? fEnd[a] * 1e-4f
                                  : bNeedle       ? fTo - fDir[a] * 1e-6f
@@ -117,17 +111,17 @@ TEST_F(WatertightQueriesTest, WhatRoundingAcceptsIsWithinTheBoxes) {
 // only halving divides.
 TEST_F(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
     Random random(5);
-    Triangles mesh;
-    for (const float f : {9.0f, 3.0f, 1.0f}) mesh.addSphere(f, 5);
-    for (uint32_t u = 0; u < 300; ++u) mesh.addFace(7, 8, 9);
-    build(mesh);
+    Mesh mesh;
+    for (const float f : {9.0f, 3.0f, 1.0f}) mesh.addSphere({}, f, 5);
+    for (uint32_t u = 0; u < 300; ++u) mesh.vTriangles.push_back({7, 8, 9, 0});
+    ASSERT_FALSE(buildBoxes(queries, mesh));
     std::vector<WatertightRay> vRays;
     for (unsigned u = 0; u < 3000; ++u) vRays.push_back(aimed(random, mesh));
     std::vector<WatertightHit> vExpected(vRays.size());
     queries.nearest(vRays.data(), vRays.size(), vExpected.data());
     ASSERT_EQ(firstWrongAnswer(queries, mesh, {vRays.begin(), vRays.begin() + 30}), "");
     for (const unsigned uThreads : {2u, 3u, 16u}) {
-        build(mesh, uThreads);
+        ASSERT_FALSE(buildBoxes(queries, mesh, uThreads));
         std::vector<std::thread> vThreads;
         std::vector<std::vector<WatertightHit>> vHits(3, std::vector<WatertightHit>(vRays.size()));
         for (std::vector<WatertightHit>& v : vHits) {
@@ -144,13 +138,13 @@ TEST_F(WatertightQueriesTest, AnswersDoNotDependOnThreads) {
 TEST_F(WatertightQueriesTest, TheClosestPointIsTheClosestOfAllFaces) {
     Random random(6);
     for (uint32_t uMesh = 0; uMesh < 120; ++uMesh) {
-        const Triangles mesh = makeClosed(random, uMesh);
-        build(mesh);
+        const Mesh mesh = makeClosed(random, uMesh);
+        ASSERT_FALSE(buildBoxes(queries, mesh));
         for (unsigned u = 0; u < 30; ++u) {
             const WatertightRay ray = aimed(random, mesh);
             const float* pPoint = ray.fOrigin;
             WatertightClosest best{HUGE_VAL, {}, 0, 0, WatertightHit::NO_FACE};
-            for (uint32_t uFace = 0; uFace < mesh.faces(); ++uFace) {
+            for (uint32_t uFace = 0; uFace < mesh.vTriangles.size(); ++uFace) {
                 const WatertightFace face = cornersOf(mesh, uFace);
                 WatertightClosest closest;
                 closestOfFace(face, pPoint, closest);

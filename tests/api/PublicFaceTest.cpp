@@ -84,8 +84,7 @@ TEST_F(PublicFaceTest, RaysAtAMeshFromMemoryAreInItsOwnUnits) {
 TEST_F(PublicFaceTest, NoRayLeavesAClosedMesh) {
     Mesh ball;
     ball.addSphere({0, 0, 0}, 3.0f, 4);
-    std::vector<uint32_t> vTriangles;
-    for (const Mesh::Triangle& t : ball.vTriangles) vTriangles.insert(vTriangles.end(), {t.a, t.b, t.c});
+    const std::vector<uint32_t> vTriangles = ball.indices();
     std::vector<raytracer::Ray> vRays;
     const auto shoot = [&](const Velk::NMVector3f& v3) { vRays.push_back({{0, 0, 0}, {v3.x, v3.y, v3.z}}); };
     for (size_t u = 0; u < vTriangles.size(); ++u) {

@@ -51,8 +51,7 @@ std::string firstWrongAnswer(RayQueries& queries, const RayStream& stream, uint3
     return "";
 }
 
-std::string firstWrongAnswer(WatertightQueries& queries, const Triangles& mesh,
-                             const std::vector<WatertightRay>& vRays) {
+std::string firstWrongAnswer(WatertightQueries& queries, const Mesh& mesh, const std::vector<WatertightRay>& vRays) {
     const size_t uRays = vRays.size();
     std::vector<WatertightHit> vNearest(uRays), vStream(RayStream::CAPACITY), vAll;
     std::vector<std::vector<WatertightHit>> vExpected, vExpectedInStream;

@@ -14,5 +14,4 @@ using namespace rt;
 std::string firstWrongAnswer(RayQueries& queries, const RayStream& stream, uint32_t& uHitFirstFace);
 
 /// The same for watertight queries of all kinds, against a search over all faces.
-std::string firstWrongAnswer(WatertightQueries& queries, const Triangles& mesh,
-                             const std::vector<WatertightRay>& vRays);
+std::string firstWrongAnswer(WatertightQueries& queries, const Mesh& mesh, const std::vector<WatertightRay>& vRays);

@@ -53,6 +53,12 @@ void Mesh::addSphere(const NMVector3f& v3Centre, float fRadius, unsigned uLevels
     for (const Triangle& t : vFaces) vTriangles.push_back({uFirst + t.a, uFirst + t.b, uFirst + t.c, uAttribute});
 }
 
+std::vector<uint32_t> Mesh::indices() const {
+    std::vector<uint32_t> vIndices;
+    for (const Triangle& t : vTriangles) vIndices.insert(vIndices.end(), {t.a, t.b, t.c});
+    return vIndices;
+}
+
 std::string Mesh::text() const {
     std::ostringstream s;
     s.precision(9);

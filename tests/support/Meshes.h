@@ -44,6 +44,9 @@ struct Mesh {
     /// An octahedron, each face divided 4^uLevels times, with shared vertices.
     void addSphere(const Velk::NMVector3f& v3Centre, float fRadius, unsigned uLevels, uint32_t uAttribute = 0);
 
+    /// The triangles' vertices, three after three.
+    std::vector<uint32_t> indices() const;
+
     /// The geometry file.
     std::string text() const;
 };

@@ -6,23 +6,16 @@
 
 using namespace rt;
 
-uint32_t Triangles::addVertex(float x, float y, float z) {
-    vPositions.insert(vPositions.end(), {x, y, z});
-    return vertices() - 1;
+bool buildBoxes(WatertightQueries& queries, const Mesh& mesh, unsigned uThreads) {
+    const std::vector<uint32_t> vIndices = mesh.indices();
+    return queries.build(&mesh.vVertices.data()->x, static_cast<uint32_t>(mesh.vVertices.size()), vIndices.data(),
+                         static_cast<uint32_t>(mesh.vTriangles.size()), uThreads);
 }
 
-void Triangles::addSphere(float fRadius, unsigned uLevels) {
+Mesh makeClosed(Random& random, uint32_t uKind) {
     Mesh mesh;
-    mesh.addSphere({0, 0, 0}, fRadius, uLevels);
-    const uint32_t uFirst = vertices();
-    for (const Velk::NMVector3f& v3 : mesh.vVertices) addVertex(v3.x, v3.y, v3.z);
-    for (const Mesh::Triangle& face : mesh.vTriangles) addFace(uFirst + face.a, uFirst + face.b, uFirst + face.c);
-}
-
-Triangles makeClosed(Random& random, uint32_t uKind) {
-    Triangles mesh;
     if (uKind % 4 == 3) {
-        mesh.addSphere(random.between(1.0f, 9.0f), 2);
+        mesh.addSphere({}, random.between(1.0f, 9.0f), 2);
     } else {
         // Few places, so that corners coincide and lie in lines; long and thin; almost flat; or anywhere.
         const uint32_t uVertices = 4 + random.below(12), uBodies = 1 + random.below(12);
@@ -32,29 +25,30 @@ Triangles makeClosed(Random& random, uint32_t uKind) {
             };
             const float z = place();
             const float fThin = uKind % 8 == 1 ? 1e-5f : 1.0f, x = place() * fThin;
-            mesh.addVertex(x, place(), uKind % 4 == 2 ? 1.0f + z * 1e-7f : z);
+            mesh.vVertices.push_back({x, place(), uKind % 4 == 2 ? 1.0f + z * 1e-7f : z});
         }
         for (uint32_t u = 0; u < uBodies; ++u) {
             uint32_t i[4];
             for (uint32_t& uCorner : i) uCorner = random.below(uVertices);
-            mesh.addFace(i[0], i[1], i[2]);
-            mesh.addFace(i[1], i[0], i[3]);
-            mesh.addFace(i[2], i[3], i[0]);
-            mesh.addFace(i[3], i[2], i[1]);
+            const Mesh::Triangle sides[] = {
+                {i[0], i[1], i[2], 0}, {i[1], i[0], i[3], 0}, {i[2], i[3], i[0], 0}, {i[3], i[2], i[1], 0}};
+            mesh.vTriangles.insert(mesh.vTriangles.end(), std::begin(sides), std::end(sides));
         }
     }
     const float scales[] = {1.0f, 1.0f, 1e17f, 1e-18f, 1e-41f, 1e4f};
     const float fScale = scales[uKind / 4 % 6];
-    for (float& f : mesh.vPositions) f *= fScale;
+    for (Velk::NMVector3f& v3 : mesh.vVertices) v3 = v3 * fScale;
     return mesh;
 }
 
-WatertightRay aimed(Random& random, const Triangles& mesh) {
-    const auto vertex = [&] { return mesh.vertex(random.below(mesh.vertices())); };
-    const uint32_t* pFace = mesh.vIndices.data() + size_t{3} * random.below(mesh.faces());
-    const float *A = mesh.vertex(pFace[0]), *B = mesh.vertex(pFace[1]), *C = mesh.vertex(pFace[2]);
+WatertightRay aimed(Random& random, const Mesh& mesh) {
+    const auto vertex = [&] { return mesh.vVertices[random.below(static_cast<uint32_t>(mesh.vVertices.size()))]; };
+    const Mesh::Triangle& face = mesh.vTriangles[random.below(static_cast<uint32_t>(mesh.vTriangles.size()))];
+    const Velk::NMVector3f A = mesh.vVertices[face.a], B = mesh.vVertices[face.b], C = mesh.vVertices[face.c];
     float fSize = 0.0f;
-    for (const float f : mesh.vPositions) fSize = std::max(fSize, std::fabs(f));
+    for (const Velk::NMVector3f& v3 : mesh.vVertices) {
+        fSize = std::max({fSize, std::fabs(v3.x), std::fabs(v3.y), std::fabs(v3.z)});
+    }
     const uint32_t uTarget = random.below(6), uFrom = random.below(8), uAxis = random.below(3);
     WatertightRay ray{};
     for (unsigned a = 0; a < 3; ++a) {
@@ -79,19 +73,20 @@ WatertightRay aimed(Random& random, const Triangles& mesh) {
     return ray;
 }
 
-WatertightFace cornersOf(const Triangles& mesh, uint32_t uFace) {
+WatertightFace cornersOf(const Mesh& mesh, uint32_t uFace) {
     WatertightFace face;
-    for (unsigned i = 0; i < 9; ++i)
-        face.fAt[i / 3][i % 3] = mesh.vertex(mesh.vIndices[size_t{3} * uFace + i % 3])[i / 3];
+    const Mesh::Triangle& t = mesh.vTriangles[uFace];
+    const float* corners[] = {&mesh.vVertices[t.a].x, &mesh.vVertices[t.b].x, &mesh.vVertices[t.c].x};
+    for (unsigned i = 0; i < 9; ++i) face.fAt[i / 3][i % 3] = corners[i % 3][i / 3];
     face.uFace = uFace;
     return face;
 }
 
-std::vector<WatertightHit> meetAll(const Triangles& mesh, const WatertightRay& ray) {
+std::vector<WatertightHit> meetAll(const Mesh& mesh, const WatertightRay& ray) {
     std::vector<WatertightHit> vHits;
     ShearedRay sheared;
     if (sheared.prepare(ray)) return vHits;
-    for (uint32_t u = 0; u < mesh.faces(); ++u) {
+    for (uint32_t u = 0; u < mesh.vTriangles.size(); ++u) {
         const WatertightFace face = cornersOf(mesh, u);
         bool bSound = true;
         for (unsigned i = 0; i < 9; ++i) bSound &= std::fabs(face.fAt[i / 3][i % 3]) <= 0x1p60f;
