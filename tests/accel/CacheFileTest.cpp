@@ -182,6 +182,19 @@ TEST_F(KDTreeCacheTest, TheFileLiesWhereTheOwnerWantsItOrNowhere) {
 }
 
 // Each breaks one rule that no single number shows.
+TEST_F(KDTreeCacheTest, ATreeThatIsSavedLaterLeavesTheFileUntilThen) {
+    makeScene(300);
+    build();
+    const std::string sHits = trace(), sText = readFile(sFile);
+    tree.bSaveLater = true;
+    writeFile(sFile, "old");
+    build(true);
+    EXPECT_EQ(trace(), sHits);
+    EXPECT_EQ(readFile(sFile), "old");
+    EXPECT_EQ(tree.saveCache(), 0);
+    EXPECT_EQ(readFile(sFile), sText);
+}
+
 TEST_F(KDTreeCacheTest, FilesThatBreakARuleOfATreeAreRefused) {
     makeScene(3);
     const auto interior = [](uint32_t uChild) { return std::to_string(~uChild << 3) + " 1.0\n"; };
