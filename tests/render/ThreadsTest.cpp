@@ -120,7 +120,7 @@ TEST_F(ThreadsTest, FiveThreadsReadTheMeshAndTheFaultsOfOne) {
             Scene scene;
             g_sReports.clear();
             const bool bFailed = scene.loadScene("mesh.brs", uThreads);
-            const Arrays mesh(scene);
+            const SceneArrays mesh(scene);
             std::string sAll = g_sReports + (bFailed ? "failed" : "loaded");
             sAll.append(reinterpret_cast<const char*>(mesh.vPositions.data()), mesh.vPositions.size() * 4);
             sAll.append(reinterpret_cast<const char*>(mesh.vTriangles.data()), mesh.vTriangles.size() * 4);
