@@ -1,10 +1,12 @@
-// Reads a batch of a file at a time, counts its lines, and shares them out.
+// Reads a part of a file at a time, on several threads.
 #include "scene/LineBatches.h"
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include "base/NewArray.h"
 #include "scene/OnThreads.h"
@@ -16,95 +18,85 @@ namespace {
 constexpr size_t PART_BYTES = 1024 * 1024;
 constexpr size_t SLACK = Velk::LineReader::PLAIN_LIMIT;
 
-// A part of a batch, and the lines that end in it.
+// What came of the lines that begin in a part of the file.
 struct Part {
-    char* pText;
-    size_t uBytes;
-    size_t uLines;
-    LineShare share;
+    uint64_t uRest;        // where the first that was not taken begins
+    uint32_t uLine, uEnd;  // its number, and the number behind the last
 };
 
-// As many parts as threads, one behind the other.
-class Batch {
+class PartReader {
  public:
-    Batch(const Velk::LineReader& source, unsigned uThreads)
+    PartReader(const Velk::LineReader& source, uint32_t uMostLines)
         : reader(source),
-          uParts(static_cast<unsigned>(std::min<uint64_t>(uThreads, source.fileSize() / PART_BYTES + 1))),
-          pText(Velk::newArray<char>(uParts * PART_BYTES + SLACK)),
+          uMost(uMostLines),
+          uStart(source.offset()),
+          uParts(static_cast<uint32_t>((std::max(source.fileSize(), uStart) - uStart) / PART_BYTES + 1)),
           pParts(Velk::newArray<Part>(uParts)) {}
 
-    bool isWithoutMemory() const { return !pText || !pParts; }
-
-    // Reads what stands there in the file, and cuts it into lines from number uLine up to uMost. False at the end of
-    // the file.
-    bool read(uint64_t uOffset, uint32_t uLine, uint32_t uMost) {
-        forEachPart([&](unsigned u, Part& part) {
-            part.pText = pText.get() + u * PART_BYTES;
-            part.uBytes = reader.readAt(uOffset + u * PART_BYTES, part.pText, PART_BYTES);
-            part.uLines = static_cast<size_t>(std::count(part.pText, part.pText + part.uBytes, '\n'));
+    void read(unsigned uThreads, const std::function<void(LineShare&)>& take) {
+        if (!pParts) return;
+        onThreads(std::min(uThreads, uParts), [&](unsigned) {
+            const std::unique_ptr<char[]> pText(Velk::newArray<char>(1 + PART_BYTES + 2 * SLACK));
+            for (uint32_t u; pText && !bStopped && (u = uNext++) < uParts;) readPart(u, pText.get(), take);
         });
-        bool bMore = true;
-        const char* szLine = pText.get();
-        for (unsigned u = 0; u < uParts; ++u) {
-            Part& part = pParts[u];
-            if (!bMore) part.uBytes = part.uLines = 0;  // the part before ended early
-            const char* szEnd = part.pText + part.uBytes;
-            if (bMore && (part.uBytes < PART_BYTES || u + 1 == uParts)) memset(part.pText + part.uBytes, 0, SLACK);
-            bMore = bMore && part.uBytes == PART_BYTES;
-            part.share = {szLine, uLine, static_cast<uint32_t>(std::min<uint64_t>(uMost, uLine + part.uLines))};
-            uLine = part.share.uEnd;
-            while (part.uLines && szEnd[-1] != '\n') --szEnd;
-            if (part.uLines) szLine = szEnd;
-        }
-        uSeen = uLine;
-        return bMore;
     }
 
-    // Hands the lines out. Returns those that were not taken.
-    LineShare take(const std::function<void(LineShare&)>& takeShare) {
-        forEachPart([&](unsigned, Part& part) {
-            if (part.share.uLine < part.share.uEnd) takeShare(part.share);
-        });
-        LineShare rest = pParts[0].share;
-        for (unsigned u = 1; rest.uLine == rest.uEnd && rest.uLine < uSeen; ++u) rest = pParts[u].share;
-        rest.uEnd = uSeen;
-        return rest;
+    // The lines that were not taken, but may have been seen.
+    Part rest() const {
+        if (!uTurn) return {uStart, 0, 0};
+        const Part* p = pParts.get();
+        while (p->uLine == p->uEnd && p->uLine < uLine) ++p;
+        return {p->uRest, p->uLine, uLine};
     }
-
-    uint64_t bytesTo(const char* sz) const { return static_cast<uint64_t>(sz - pText.get()); }
 
  private:
-    template <typename Visit>
-    void forEachPart(const Visit& visit) {
-        std::atomic<unsigned> uNext{0};
-        onThreads(uParts, [&](unsigned) {
-            for (unsigned u; (u = uNext++) < uParts;) visit(u, pParts[u]);
-        });
+    void readPart(uint32_t u, char* pText, const std::function<void(LineShare&)>& take) {
+        // The first character tells whether a line begins at the second.
+        const uint64_t uOffset = uStart + uint64_t{u} * PART_BYTES;
+        *pText = '\n';
+        const size_t uSkip = u ? 0 : 1;
+        const size_t uBytes = uSkip + reader.readAt(uOffset - 1 + uSkip, pText + uSkip, 1 + PART_BYTES + SLACK - uSkip);
+        memset(pText + uBytes, 0, SLACK);
+        const char* const pEnd = pText + std::min(uBytes, PART_BYTES);
+        LineShare share{std::find<const char*>(pText, pEnd, '\n') + 1, 0, 0};
+        const auto iBreaks = std::count<const char*>(pText, pEnd, '\n');
+        {
+            std::unique_lock<std::mutex> lock(mutex);
+            changed.wait(lock, [&] { return uTurn == u; });
+            share.uLine = uLine;
+            share.uEnd = static_cast<uint32_t>(std::min<uint64_t>(uMost, uLine + static_cast<uint64_t>(iBreaks)));
+            uLine = share.uEnd;
+            ++uTurn;
+            changed.notify_all();
+        }
+        if (share.uLine < share.uEnd) take(share);
+        pParts[u] = {uOffset - 1 + static_cast<uint64_t>(share.sz - pText), share.uLine, share.uEnd};
+        if (share.uLine < share.uEnd || share.uEnd == uMost) bStopped = true;
     }
 
     const Velk::LineReader& reader;
-    const unsigned uParts;
-    const std::unique_ptr<char[]> pText;
+    const uint32_t uMost;
+    const uint64_t uStart;
+    const uint32_t uParts;
     const std::unique_ptr<Part[]> pParts;
-    uint32_t uSeen = 0;  // the number behind the last line
+    std::atomic<uint32_t> uNext{0};
+    std::atomic<bool> bStopped{false};
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    uint32_t uTurn = 0;  // the next part to be numbered
+    uint32_t uLine = 0;  // the number of its first line
 };
 
 }  // namespace
 
 uint32_t takeLines(Velk::LineReader& reader, unsigned uThreads, uint32_t uMost,
                    const std::function<void(LineShare&)>& take, uint32_t& uSeen) {
-    Batch batch(reader, uThreads);
-    uint64_t uOffset = reader.offset();
-    LineShare rest{nullptr, 0, 0};
-    for (bool bMore = !batch.isWithoutMemory(); bMore && rest.uLine == rest.uEnd && rest.uLine < uMost;) {
-        const uint32_t uBefore = rest.uLine;
-        bMore = batch.read(uOffset, uBefore, uMost);
-        rest = batch.take(take);
-        uOffset += batch.bytesTo(rest.sz);
-        bMore = bMore && rest.uLine > uBefore;
-    }
+    PartReader parts(reader, uMost);
+    parts.read(uThreads, take);
+    const Part rest = parts.rest();
     uSeen = rest.uEnd;
-    return reader.skipTo(uOffset, rest.uLine) ? 0 : rest.uLine;
+    return reader.skipTo(rest.uRest, rest.uLine) ? 0 : rest.uLine;
 }
 
 }  // namespace rt
