@@ -22,12 +22,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
         fclose(pFile);
     } else if (pBytes[0] == '3') {
         bFailed = !readThreeMf(szFile, "library", mesh, text, sMaterials, vNotices);
+    } else if (pBytes[0] == 'd') {
+        countCollada(szFile, text);
     } else if (pBytes[0] == 'p') {
         bFailed = rewritePly(szFile, text, sReason);
     } else {
         bFailed = rewriteGltf(
             szFile, [](const std::string&, std::string&) { return true; }, text, sReason);
     }
+    if (!bFailed && mesh.vPolygonVertices.size() > 2) mesh.replacePolygons({{{2, 1, 0}}, {{0, 1, 2}}});
     for (size_t u = 0; !bFailed && u < mesh.vVertices.size(); ++u) {
         require(mesh.vVertices[u] < mesh.vPositions.size(), "vertices that are there");
         if (mesh.vCornerNormals.empty() || mesh.vCornerNormals[u] == ObjMesh::NO_NORMAL) continue;

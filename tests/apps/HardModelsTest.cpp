@@ -6,6 +6,7 @@
 
 #include "ImportSteps.h"
 #include "scene/Camera.h"
+#include "scene/Lights.h"
 #include "scene/Scene.h"
 #include "support/Files.h"
 #include "support/Letter.h"
@@ -214,7 +215,10 @@ TEST_F(ImportTest, CamerasThatShowTheModelAreTaken) {
                   {"1.5, 1.0, 3.5", "shows a small part of"},
                   {"7.358891, 4.958309, 6.925791", ""}};
     for (const auto& [szPlace, sSays] : places) {
-        writeFile("camera.gltf", std::string(sText).replace(uPlace, 10, szPlace));
+        const bool bBlenders = szPlace == places[4].szPlace;
+        std::string sPlaced = std::string(sText).replace(uPlace, 10, szPlace);
+        if (bBlenders) sPlaced.replace(sPlaced.find("4,9,12"), 6, "4.076245,5.903862,-1.005454");
+        writeFile("camera.gltf", sPlaced);
         double x = 0, y = 0, z = 0;
         sscanf(szPlace, "%lf, %lf, %lf", &x, &y, &z);
         for (const std::string sOption : {"", " --camera-of-file"}) {
@@ -224,6 +228,9 @@ TEST_F(ImportTest, CamerasThatShowTheModelAreTaken) {
             ASSERT_FALSE(camera.loadCamera("Scenes/own/own.cam"));
             const bool bTaken = fabs(static_cast<double>(camera.v3Position.z) + z) < 1e-3;
             EXPECT_EQ(bTaken, !sOption.empty() || szPlace == places[0].szPlace) << szPlace;
+            Lights lights;
+            ASSERT_FALSE(lights.loadLights("Scenes/own/own.lgt"));
+            EXPECT_EQ(lights.uCount, bBlenders ? 3u : 2u) << "three of ours, or the file's and a weak one";
         }
     }
 }
