@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include "ImportSteps.h"
 #include "scene/Camera.h"
@@ -258,6 +259,22 @@ TEST_F(ImportTest, PartsLieOnTheirFlatSide) {
         scene.findMinMax();
         EXPECT_LT(scene.boxScene.v3Max.y - scene.boxScene.v3Min.y, 0.5f) << cUp;
     }
+    // A prism with an edge down and a side across y.
+    std::string sSolid = "solid a\n";
+    for (const char* sz : {"1 1 3 1 1 5 9 1 3", "9 1 3 1 1 5 9 1 5", "1 1 3 1 3 4 1 1 5", "9 1 3 9 1 5 9 3 4",
+                           "1 1 3 9 1 3 1 3 4", "9 1 3 9 3 4 1 3 4", "1 1 5 1 3 4 9 1 5", "9 1 5 1 3 4 9 3 4"}) {
+        int i[9] = {};
+        std::istringstream in(sz);
+        for (int& iNumber : i) in >> iNumber;
+        sSolid += "facet normal 0 0 0\nouter loop\n";
+        for (unsigned u = 0; u < 9; u += 3)
+            sSolid += "vertex " + std::to_string(i[u]) + " " + std::to_string(i[u + 1]) + " " +
+                      std::to_string(i[u + 2]) + "\n";
+        sSolid += "endloop\nendfacet\n";
+    }
+    writeFile("prism.stl", sSolid + "endsolid a\n");
+    ASSERT_EQ(import("prism.stl"), 0) << sErrors;
+    EXPECT_TRUE(contains(sErrors, "y is taken as up, since it rests best so (--up decides)")) << sErrors;
 }
 
 }  // namespace
