@@ -12,6 +12,7 @@
 
 #ifdef RT_IMPORT
 #include "import/ModelImport.h"
+#include "picture/PictureFile.h"
 
 using namespace rt;
 
@@ -89,6 +90,9 @@ TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
     const std::string sPicture(reinterpret_cast<const char*>(PICTURE_BYTES), sizeof(PICTURE_BYTES));
     writeFile("dot.png", sPicture);
     writeFile("m.mtl", "newmtl black\nKd 0 0 0\nmap_Kd dot.png\nnewmtl plain\nKd 1 0 0\n");
+    const std::vector<uint8_t> vWhite(4098 * 16 * 3, 255);
+    for (const char* sz : {"wide.png", "wide.jpg"}) ASSERT_FALSE(writePicture(sz, {vWhite.data(), 4098, 16}));
+    writeFile("w.mtl", "newmtl wide\nmap_Kd wide.png\nnewmtl white\nmap_Kd wide.jpg\n");
     const std::string sObj =
         "mtllib m.mtl\nv 0 0 0\nv 2 0 0\nv 0 2 0\nv 0.2 0.2 0\nvt 0.25 0.5\nvt 1 0\nvt 0.5 1\nusemtl black\n";
     const std::string sPly =
@@ -118,6 +122,9 @@ TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
          "0.2,0.2:0,1 0,2:0.5,0 0,0:0.25,0.5 0.2,0.2:0,1 0,0:0.25,0.5 2,0:0,0 | 0 1 1 1 0 0" + OWN + OWN + DOT},
         {"through assimp.obj", sObj + "vp 0 0\nf 1/1 2/2 3/3\n", 1,
          "0,0:0.25,0.5 2,0:1,1 0,2:0.5,0 | 0 1 1 1 0 0" + OWN + DOT},
+        {"large pictures.obj", sObj + "mtllib w.mtl\nusemtl wide\nf 1/1 2/2 3/3\nusemtl white\nf 1/1 3/3 4/3\n", 1,
+         "0,0:0.25,0.5 2,0:1,1 0,2:0.5,0 | 0 1 1 1 0 0 | 1 1 1 1 0 0" + OWN +
+             " | 2049x16 0 0 FFFFFF | 2049x8 0 0 FFFFFF"},
         {"no places.obj", sObj + "f 1 2 3\n", 1, "0,0 2,0 0,2"},
         {"colours.obj", "v 0 0 0 1 0 0\nv 2 0 0 0 0.5 2\nv 0 2 0\nf 1 2 3\n", 1,
          "0,0#FF0000FF 2,0#FFFF8000 0,2#FFFFFFFF | -1 1 1 1 1 0" + OWN},

@@ -61,11 +61,14 @@ void limitReader() {
     lower(RLIMIT_CORE, 0);
 }
 
-void allowMemoryFor(uint64_t uFileBytes) {
+void allowMemory(uint64_t uBytes) {
     if (!g_bActive) return;
-    const rlim_t uMore = std::min<rlim_t>(uFileBytes, g_uMost) * MEMORY_A_BYTE;
-    g_uAllowed = std::min(g_uMost, g_uAllowed + uMore);
+    g_uAllowed = std::min(g_uMost, g_uAllowed + std::min<rlim_t>(uBytes, g_uMost));
     setMemory();
+}
+
+void allowMemoryFor(uint64_t uFileBytes) {
+    if (g_bActive) allowMemory(std::min<rlim_t>(uFileBytes, g_uMost) * MEMORY_A_BYTE);
 }
 
 }  // namespace rt

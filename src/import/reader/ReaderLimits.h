@@ -9,6 +9,9 @@ namespace rt {
 /// are stricter stay.
 void limitReader();
 
+/// Adds so many bytes to what the process may have.
+void allowMemory(uint64_t uBytes);
+
 /// Adds the memory that a file of this size may need.
 void allowMemoryFor(uint64_t uFileBytes);
 

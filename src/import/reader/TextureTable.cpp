@@ -8,6 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "import/reader/ReaderLimits.h"
+
 namespace rt {
 
 namespace {
@@ -53,6 +55,7 @@ TextureTable::Entry TextureTable::read(const std::string& sPath, TextureImage::W
     entry.bLeftOut = image.vTexels.size() > MOST_TEXELS - uTexels;
     if (entry.bLeftOut) return entry;
     uTexels += image.vTexels.size();
+    allowMemory(image.vTexels.size());  // or little would be left for the model
     image.wraps[0] = eAcross, image.wraps[1] = eDown;
     entry.uIndex = static_cast<uint32_t>(pImages->size());
     pImages->push_back(std::move(image));
