@@ -113,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
             board.giveBack(*pTask);
             break;
         }
-        board.finishTask();
+        board.finishTask(*pTask);
     }
     server.done();
 #endif

@@ -36,6 +36,7 @@ bool AcceptLoop::run() {
             serveParked();  // no new client within the accept timeout
         }
         disconnectSilent();
+        uParked = parked.count();
         report();
     }
     return !board.isDone();

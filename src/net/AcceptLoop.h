@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -24,6 +25,8 @@ class AcceptLoop {
     unsigned uTrickleFactor = 10;        // a result may take this many times that limit, plus 1 ms per byte
     Milliseconds reportInterval{60000};  // between two reports while no tile arrives
     int iPause = 100;                    // milliseconds after a failed accept, so that the loop does not spin
+
+    std::atomic<uint32_t> uParked{0};  // connections that wait; any thread may read it
 
     AcceptLoop(SocketServer& listener, TaskBoard& tasks, ClientSlots& clients, Wakeup& end)
         : server(listener), board(tasks), slots(clients), wakeup(end) {}

@@ -40,6 +40,8 @@ ClientSlot* ClientSlots::admit(int iSocket, const sockaddr_in& address) {
     slot.uConnection = uConnectedClients++;
     slot.pTask = nullptr;
     slot.bDelivered = false;
+    slot.uTiles = 0;
+    slot.rendering = {};
     slot.client.initClient(iSocket, address);
     return &slot;
 }
@@ -54,7 +56,16 @@ void ClientSlots::taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration re
     const Lock lock(mutex);
     slot.pTask = nullptr;
     slot.bDelivered = true;
+    ++slot.uTiles;
+    slot.rendering += rendering;
     slowest = std::max(slowest, rendering);
+}
+
+void ClientSlots::taskRefused(const ClientSlot& slot) {
+    const Lock lock(mutex);
+    if (slot.bDelivered) return;
+    ++uRefusals;
+    sRefuser = addressText(slot.client.sAddress);
 }
 
 void ClientSlots::leave(ClientSlot& slot) {
@@ -91,6 +102,28 @@ std::vector<Holder> ClientSlots::holders() const {
                             slot.bDelivered});
     }
     return vHolders;
+}
+
+std::vector<ClientStatus> ClientSlots::clients() const {
+    const Lock lock(mutex);
+    const auto tNow = ClientSlot::Clock::now();
+    std::vector<ClientStatus> vStatus;
+    for (uint32_t u = 0; u < uMaxConnections; ++u) {
+        const ClientSlot& slot = vClients[u];
+        if (!slot.bBusy) continue;
+        const auto tHeard = std::max(slot.exchange.tHeard.load(), slot.client.tReceived.load());
+        vStatus.push_back({addressText(slot.client.sAddress), slot.uTiles, duration_cast<milliseconds>(slot.rendering),
+                           std::max(milliseconds(0), duration_cast<milliseconds>(tNow - tHeard)), slot.pTask != nullptr,
+                           slot.pTask ? slot.pTask->uId : 0,
+                           slot.pTask ? duration_cast<milliseconds>(tNow - slot.tTaken) : milliseconds(0)});
+    }
+    return vStatus;
+}
+
+uint32_t ClientSlots::refusals(std::string& sAddress) const {
+    const Lock lock(mutex);
+    sAddress = sRefuser;
+    return uRefusals;
 }
 
 milliseconds ClientSlots::slowestTile() const {

@@ -33,6 +33,19 @@ struct ClientSlot {
     const Task* pTask = nullptr;  // the tile that the client holds
     Clock::time_point tTaken{};   // when it took that tile
     bool bDelivered = false;      // it has delivered a tile
+    uint32_t uTiles = 0;          // that it has delivered
+    Clock::duration rendering{};  // the time of these, from sending a task to the end of its result
+};
+
+/// A client that is served.
+struct ClientStatus {
+    std::string sAddress;
+    uint32_t uTiles;                      // delivered
+    std::chrono::milliseconds rendering;  // in all
+    std::chrono::milliseconds silent;     // since anything came from it
+    bool bHoldsTask;
+    uint32_t uTask;  // of these two only if so
+    std::chrono::milliseconds held;
 };
 
 /// A tile that a client holds.
@@ -71,6 +84,9 @@ class ClientSlots {
     void taskTaken(ClientSlot& slot, const Task& task);
     void taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration rendering);
 
+    /// Records that the slot's client gave its task back. One that had not delivered any has no such scene, or another.
+    void taskRefused(const ClientSlot& slot);
+
     /// Closes the slot's connection and frees the slot.
     void leave(ClientSlot& slot);
 
@@ -80,6 +96,12 @@ class ClientSlots {
 
     /// The tiles held now.
     std::vector<Holder> holders() const;
+
+    /// The clients that are served now.
+    std::vector<ClientStatus> clients() const;
+
+    /// How many clients gave back their first task, and where the last of them is.
+    uint32_t refusals(std::string& sAddress) const;
 
     /// The longest time between a tile's sending and its delivery so far.
     std::chrono::milliseconds slowestTile() const;
@@ -94,6 +116,8 @@ class ClientSlots {
     uint32_t uFreeClient = 0;        // where the next search for a free slot starts
     uint32_t uConnectedClients = 0;  // busy slots
     ClientSlot::Clock::duration slowest{};
+    uint32_t uRefusals = 0;
+    std::string sRefuser;
 };
 
 }  // namespace rt

@@ -26,6 +26,7 @@ void RSIServer::init(const RaytracerParameters& parameters, SocketClient& client
     pClient = &client;
     uState = PACKET_CLIENT_READY;
     bClientWorks = false;
+    bRefused = false;
     tHeard = Clock::now();
     tResult = Clock::time_point{};
 }
@@ -50,6 +51,7 @@ bool RSIServer::run(Task& task) {
                 if (clientResult(task)) return true;
                 break;
             case PACKET_CLIENT_DONE:
+                bRefused = true;
                 return true;
             default:
                 break;  // a valid header that servers ignore
@@ -169,6 +171,7 @@ void* ServerProc(void* pSlot) {
                             static_cast<int>(board.vTasks.uSize));
         if (server.run(*pTask)) {
             board.giveBack(*pTask);
+            if (server.bRefused) slot.pSlots->taskRefused(slot);
             if (slot.client.tReceived.load() == SocketClient::Clock::time_point{}) {
                 NLogger::LogMessage("Client %s never spoke, task %u is untaken again\n",
                                     addressText(slot.client.sAddress).c_str(), pTask->uId);
@@ -176,7 +179,7 @@ void* ServerProc(void* pSlot) {
             break;
         }
         slot.pSlots->taskDelivered(slot, RSIServer::Clock::now() - server.tTaskSent);
-        board.finishTask();
+        board.finishTask(*pTask);
     }
     server.done();
     slot.pSlots->leave(slot);

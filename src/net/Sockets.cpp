@@ -32,6 +32,8 @@ constexpr int KEEP_ALIVE_INTERVAL = 5;
 constexpr int KEEP_ALIVE_COUNT = 3;
 constexpr int UNANSWERED_LIMIT = 30000;  // milliseconds
 
+constexpr AddressRange LOOPBACK{0x7F000000, 0xFF000000};
+
 constexpr uint32_t ROWS_PER_CALL = 64;  // pieces of one receive call; the default tile has 32 rows
 
 // The result is ignored: some options do not exist on a local socket pair, and the connection works without them.
@@ -95,6 +97,11 @@ bool SocketServer::checkRequest(int iWakeFile) {
         const int iAccepted = accept(iSocket, reinterpret_cast<sockaddr*>(&sClientAddress), &uClientAddressLength);
         if (iAccepted == -1) iAcceptError = errno;
         iClientSocket = std::max(iAccepted, 0);
+        if (iClientSocket && !allowed.holds(sClientAddress) && !LOOPBACK.holds(sClientAddress)) {
+            Velk::NLogger::LogMessage("Client %s may not connect\n", addressText(sClientAddress).c_str());
+            close(iClientSocket);
+            iClientSocket = 0;
+        }
     }
     bConnected = iClientSocket > 0;
     return !bConnected;
@@ -161,7 +168,8 @@ void SocketClient::tune() const {
 
 // True on a timeout, or when the stop file is readable.
 bool SocketClient::awaitEvent(short iEvent, int iMilliseconds) const {
-    pollfd files[2] = {{iSocket, iEvent, 0}, {iStopFile, POLLIN, 0}};
+    const bool bStops = !(bFinishSend && iEvent == POLLOUT);
+    pollfd files[2] = {{iSocket, iEvent, 0}, {bStops ? iStopFile : -1, POLLIN, 0}};
     int iReady = 0;
     do {
         iReady = poll(files, 2, iMilliseconds);

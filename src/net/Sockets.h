@@ -14,6 +14,14 @@ namespace rt {
 
 // TCP sockets: one that listens, and one end of a connection.
 
+/// IPv4 addresses with a common beginning. The default holds all.
+struct AddressRange {
+    uint32_t uFirst = 0;  // host byte order
+    uint32_t uMask = 0;   // the bits in common
+
+    bool holds(const sockaddr_in& address) const { return (ntohl(address.sin_addr.s_addr) & uMask) == uFirst; }
+};
+
 /// The listening TCP socket of server mode. Used by one thread.
 class SocketServer {
  public:
@@ -27,6 +35,7 @@ class SocketServer {
     int iClientSocket = 0;   // connection accepted by the last checkRequest, the caller's to close; 0 when none
     int iAcceptWait = 2000;  // milliseconds that checkRequest waits
     int iAcceptError = 0;    // errno of the accept in the last checkRequest, 0 when it succeeded or nobody came
+    AddressRange allowed;    // connections from elsewhere are closed at once, but for this machine's own
 
     SocketServer() = default;
     ~SocketServer() { release(); }
@@ -57,14 +66,15 @@ class SocketClient {
  public:
     using Clock = std::chrono::steady_clock;
 
-    char szIP[30] = "";       // host connected to, cut to what fits
-    uint16_t uPort = 0;       // port connected to, host byte order
-    bool bConnected = false;  // cleared by a receive that fails; each send sets it to whether it succeeded
-    int iSocket = -1;         // owned; -1 when closed
-    sockaddr_in sAddress{};   // peer of an accepted connection
-    int iStopFile = -1;       // waiting for the peer fails once this file is readable; -1: none
-    int iStallLimit = 30000;  // milliseconds without progress after which sending and receiving fail
-    std::string sFailure;     // why the last connect failed, in the system's words
+    char szIP[30] = "";        // host connected to, cut to what fits
+    uint16_t uPort = 0;        // port connected to, host byte order
+    bool bConnected = false;   // cleared by a receive that fails; each send sets it to whether it succeeded
+    int iSocket = -1;          // owned; -1 when closed
+    sockaddr_in sAddress{};    // peer of an accepted connection
+    int iStopFile = -1;        // waiting for the peer fails once this file is readable; -1: none
+    bool bFinishSend = false;  // the stop file does not end sending
+    int iStallLimit = 30000;   // milliseconds without progress after which sending and receiving fail
+    std::string sFailure;      // why the last connect failed, in the system's words
     std::atomic<Clock::time_point> tReceived{};  // when bytes last arrived, zero before; any thread may read it
 
     SocketClient() = default;

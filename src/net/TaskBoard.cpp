@@ -12,7 +12,7 @@ namespace rt {
 namespace {
 
 // One task for each tile of the image, in their order. True when out of memory.
-bool cutImage(const TileGrid& tiles, Velk::NBitmap& image, Velk::NDataVector<Task>& vTasks) {
+bool cutImage(const TileGrid& tiles, uint8_t* pPixels, Velk::NDataVector<Task>& vTasks) {
     const auto uTasks = static_cast<uint32_t>(tiles.count());  // at most one per pixel, so the number fits
     if (vTasks.create(uTasks, 0)) return true;
     for (uint32_t u = 0; u < uTasks; ++u) {
@@ -23,8 +23,8 @@ bool cutImage(const TileGrid& tiles, Velk::NBitmap& image, Velk::NDataVector<Tas
         task.uY = tile.y;
         task.uColumns = tile.uColumns;
         task.uRows = tile.uRows;
-        task.uStride = image.uWidth * 3;
-        task.pDestination = image.pData + 3 * (uint64_t{tile.y} * image.uWidth + tile.x);
+        task.uStride = tiles.uWidth * 3;
+        task.pDestination = pPixels + 3 * (uint64_t{tile.y} * tiles.uWidth + tile.x);
         if (vTasks.PushBack(task)) return true;
     }
     return false;
@@ -33,12 +33,23 @@ bool cutImage(const TileGrid& tiles, Velk::NBitmap& image, Velk::NDataVector<Tas
 }  // namespace
 
 bool TaskBoard::create(const RaytracerParameters& parameters, Velk::NBitmap& image, Wakeup& wakeup) {
+    return create(parameters, image.pData, image.uWidth, image.uHeight, wakeup);
+}
+
+bool TaskBoard::create(const RaytracerParameters& parameters, uint8_t* pPixels, uint32_t uWidth, uint32_t uHeight,
+                       Wakeup& wakeup) {
     pParameters = &parameters;
     pWakeup = &wakeup;
-    const TileGrid tiles{image.uWidth, image.uHeight, parameters.uPackSize};
-    if (!cutImage(tiles, image, vTasks)) return false;
-    Velk::memoryError(tiles.count() * sizeof(Task), "the tasks of %u x %u pixels", image.uWidth, image.uHeight);
+    const TileGrid tiles{uWidth, uHeight, parameters.uPackSize};
+    if (!cutImage(tiles, pPixels, vTasks) && !vDone.create(vTasks.uSize, 0)) return false;
+    Velk::memoryError(tiles.count() * sizeof(Task), "the tasks of %u x %u pixels", uWidth, uHeight);
     return true;
+}
+
+void TaskBoard::markDone(uint32_t uTask) {
+    vTasks[uTask].bDone = vTasks[uTask].bReserved = true;
+    ++uReservedTasks;
+    finishTask(vTasks[uTask]);
 }
 
 Task* TaskBoard::takeTask() {
@@ -60,14 +71,20 @@ void TaskBoard::giveBack(Task& task) {
     --uReservedTasks;
 }
 
-void TaskBoard::finishTask() {
+void TaskBoard::finishTask(const Task& task) {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (++uDoneTasks == vTasks.uSize) pWakeup->wake();
+    static_cast<void>(vDone.PushBack(task.uId));  // there is room for all
+    if (vDone.uSize == vTasks.uSize) pWakeup->wake();
+}
+
+void TaskBoard::addDoneTasks(uint32_t uKnown, std::vector<uint32_t>& vTaskIds) const {
+    const std::lock_guard<std::mutex> lock(mutex);
+    for (uint32_t u = uKnown; u < vDone.uSize; ++u) vTaskIds.push_back(vDone[u]);
 }
 
 uint32_t TaskBoard::doneTasks() const {
     const std::lock_guard<std::mutex> lock(mutex);
-    return uDoneTasks;
+    return vDone.uSize;
 }
 
 uint32_t TaskBoard::untakenTasks() const {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include "base/Bitmap.h"
 #include "base/NArrays.h"
@@ -38,16 +39,27 @@ class TaskBoard {
     /// wakeup.wake(). Requires a pack size above 0. True when out of memory, which is logged.
     [[nodiscard]] bool create(const RaytracerParameters& parameters, Velk::NBitmap& image, Wakeup& wakeup);
 
+    /// The same for pixels that lie as an image's do.
+    [[nodiscard]] bool create(const RaytracerParameters& parameters, uint8_t* pPixels, uint32_t uWidth,
+                              uint32_t uHeight, Wakeup& wakeup);
+
+    /// Counts a task as done whose pixels were there from the start. Before any client is served.
+    void markDone(uint32_t uTask);
+
     /// Takes an untaken task; null when there is none.
     Task* takeTask();
 
     /// Returns a taken task, for another client.
     void giveBack(Task& task);
 
-    /// Counts one taken task as done; its pixels must be in the image.
-    void finishTask();
+    /// Counts a taken task as done; its pixels must be in the image.
+    void finishTask(const Task& task);
 
     uint32_t doneTasks() const;
+
+    /// Adds the numbers of the tasks that were done after the first uKnown ones. Their pixels change no more.
+    void addDoneTasks(uint32_t uKnown, std::vector<uint32_t>& vTaskIds) const;
+
     bool isDone() const { return doneTasks() == vTasks.uSize; }
     uint32_t untakenTasks() const;
 
@@ -56,10 +68,10 @@ class TaskBoard {
 
  private:
     Wakeup* pWakeup = nullptr;
-    mutable std::mutex mutex;     // guards all below and every task's bReserved
-    uint32_t uFreeTask = 0;       // where the next search for an untaken task starts
-    uint32_t uReservedTasks = 0;  // tasks with bReserved set
-    uint32_t uDoneTasks = 0;
+    mutable std::mutex mutex;             // guards all below and every task's bReserved
+    uint32_t uFreeTask = 0;               // where the next search for an untaken task starts
+    uint32_t uReservedTasks = 0;          // tasks with bReserved set
+    Velk::NDataVector<uint32_t> vDone{};  // in the order of their coming
 };
 
 }  // namespace rt
