@@ -12,11 +12,11 @@
 #include "picture/PictureFile.h"
 #include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
-#include "rt-render/keys/ContentHash.h"
 #include "rt-render/keys/SceneKeys.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
 #include "shared/StopSignals.h"
+#include "shared/parts/ContentHash.h"
 
 namespace rt {
 

@@ -6,12 +6,12 @@
 
 #include "render/RayTracer.h"
 #include "render/TilePool.h"
-#include "rt-render/PartFile.h"
 #include "rt-render/RenderCrew.h"
 #include "rt-render/SceneSource.h"
 #include "rt-render/TreeCache.h"
 #include "rt-render/options/RenderOptions.h"
 #include "rt-render/options/View.h"
+#include "shared/parts/PartFile.h"
 
 namespace rt {
 

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "rt-render/Leftovers.h"
-#include "rt-render/keys/ContentHash.h"
 #include "shared/Console.h"
+#include "shared/parts/ContentHash.h"
 
 namespace rt {
 

@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::chrono::milliseconds SHORTEST_INTERVAL{190};
 
-// "0:07", "12:40", "3:05:00".
+}  // namespace
+
 std::string timeText(double dSeconds) {
     const long lSeconds = lround(dSeconds);
     char sz[64];
@@ -23,8 +24,6 @@ std::string timeText(double dSeconds) {
     }
     return sz;
 }
-
-}  // namespace
 
 ProgressLine::ProgressLine(const char* szName, const TilePool& tilePool, unsigned uSamples)
     : sName(szName),

@@ -8,6 +8,9 @@
 
 namespace rt {
 
+/// A time for people: "0:07", "12:40", "3:05:00".
+std::string timeText(double dSeconds);
+
 /// The line that shows how far a picture is, on a terminal.
 class ProgressLine {
  public:

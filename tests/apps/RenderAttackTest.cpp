@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "apps/RenderSteps.h"
-#include "rt-render/keys/ContentHash.h"
+#include "shared/parts/ContentHash.h"
 
 using namespace rt;
 

@@ -4,7 +4,7 @@
 #include <initializer_list>
 
 #include "base/Version.h"
-#include "rt-render/keys/ContentHash.h"
+#include "shared/parts/ContentHash.h"
 
 namespace rt {
 

@@ -1,5 +1,5 @@
 // A hash over contents, by xxhash.
-#include "rt-render/keys/ContentHash.h"
+#include "shared/parts/ContentHash.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,5 +1,5 @@
 // Saving and taking up interrupted pictures.
-#include "rt-render/PartFile.h"
+#include "shared/parts/PartFile.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,8 +13,8 @@
 #include "base/NRaiiFile.h"
 #include "base/OutputFile.h"
 #include "picture/PictureFile.h"
-#include "rt-render/keys/ContentHash.h"
 #include "shared/Console.h"
+#include "shared/parts/ContentHash.h"
 
 namespace rt {
 
