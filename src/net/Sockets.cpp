@@ -65,6 +65,7 @@ bool SocketServer::initServer(unsigned short port, unsigned maxConnections) {
         ReportError("socket() failed!\n");
         return true;
     }
+    if (bReuse) setOption(iSocket, SOL_SOCKET, SO_REUSEADDR, 1);
     sServerAddress = {};
     sServerAddress.sin_family = AF_INET;
     sServerAddress.sin_port = htons(port);

@@ -36,6 +36,7 @@ class SocketServer {
     int iAcceptWait = 2000;  // milliseconds that checkRequest waits
     int iAcceptError = 0;    // errno of the accept in the last checkRequest, 0 when it succeeded or nobody came
     AddressRange allowed;    // connections from elsewhere are closed at once, but for this machine's own
+    bool bReuse = false;     // a port may be taken whose last connections ended a moment ago
 
     SocketServer() = default;
     ~SocketServer() { release(); }
