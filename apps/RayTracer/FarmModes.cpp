@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
 #include <string>
 
@@ -18,7 +17,7 @@
 #include "net/SceneFiles.h"
 #include "net/TaskBoard.h"
 #include "net/Wakeup.h"
-#include "shared/StopSignals.h"
+#include "shared/StopWakeup.h"
 
 namespace rt {
 
@@ -28,22 +27,6 @@ SocketServer g_server;
 SocketClient g_client;
 
 namespace {
-
-// Lets signals request a stop while it lives; a second one ends the process at once.
-class SignalsTo {
- public:
-    explicit SignalsTo(Wakeup& wakeup) {
-        pWakeup = &wakeup;
-        StopSignals::keep([](int) { pWakeup.load()->requestStop(); }, StopSignals::raiseAgain);
-    }
-    ~SignalsTo() { StopSignals::endProcess(); }
-    SignalsTo(const SignalsTo&) = delete;
-    SignalsTo& operator=(const SignalsTo&) = delete;
-
- private:
-    static std::atomic<Wakeup*> pWakeup;
-};
-std::atomic<Wakeup*> SignalsTo::pWakeup{nullptr};
 
 // Learns the image's size and makes the image. True when it could not be made or written.
 bool prepareImage(Velk::NBitmap& image) {
@@ -106,7 +89,7 @@ void saveUnfinished(const Velk::NBitmap& image, TaskBoard& board) {
 void runServer() {
     Wakeup wakeup;
     if (wakeup.init()) return;
-    const SignalsTo signals(wakeup);
+    const StopWakeup signals(wakeup);
     if (g_server.initServer(g_port, g_uMaxConn)) return;
     NLogger::LogMessage("Listening on port %u\n", unsigned{g_server.uPort});
     Velk::NBitmap image;
@@ -129,7 +112,7 @@ void runServer() {
 void runClient() {
     Wakeup wakeup;
     if (wakeup.init()) return;
-    const SignalsTo signals(wakeup);
+    const StopWakeup signals(wakeup);
     g_client.iStopFile = wakeup.file();
     if (!connectWithRetries(g_client, g_szIP, g_port, wakeup)) {
         RSIClient client;

@@ -79,7 +79,12 @@ struct WordReader {
 
     void takeOperand(const std::string& sWord) {
         for (size_t u = 0; u < program.vOptions.size(); ++u) {
-            if (program.vOptions[u].isOperand() && !isGiven(u)) return vGiven.push_back({u, {{sWord}}});
+            const Option& option = program.vOptions[u];
+            if (!option.isOperand() || isGiven(u)) continue;
+            OptionValue value{sWord};
+            const std::string sReason = readValue(option, value);
+            if (!sReason.empty()) refuse(option.szNames + (": " + sReason));
+            return vGiven.push_back({u, {value}});
         }
         sSurplus = sWord;
     }

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -20,8 +21,8 @@ namespace {
 bool g_bQuiet = false;
 bool g_bVerbose = false;
 bool g_bTerminal = false;
-bool g_bStatusShown = false;
-unsigned g_uErrors = 0;
+std::atomic<bool> g_bStatusShown{false};
+std::atomic<unsigned> g_uErrors{0};
 std::string g_sInputPrefix;
 
 constexpr size_t LONGEST_LINE = 3 * 4096;               // bytes: a path and what is said of it, twice
@@ -130,8 +131,7 @@ void Console::status(const char* szFormat, ...) {
 }
 
 void Console::clearStatus() {
-    if (g_bStatusShown) fputs("\r\033[K", stderr);
-    g_bStatusShown = false;
+    if (g_bStatusShown.exchange(false)) fputs("\r\033[K", stderr);
 }
 
 bool Console::showsStatus() {

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "base/InputReport.h"
 #include "base/NLogger.h"
 #include "base/NewArray.h"
-#include "net/SceneFiles.h"
 
 namespace rt {
 
@@ -35,6 +35,11 @@ bool RSIClient::init(SocketClient& client, RayTracer& rayTracer) {
     return sendClientRequest();
 }
 
+bool RSIClient::init(SocketClient& client, SharedScene& scene) {
+    pShared = &scene;
+    return init(client, scene.rayTracer);
+}
+
 void RSIClient::run() {
     bool bOver = uState == PACKET_SERVER_DONE;
     while (!bOver && !getResponse()) {
@@ -46,14 +51,15 @@ void RSIClient::run() {
                 bOver = serverTask();
                 break;
             case PACKET_SERVER_DONE:
-                bOver = true;
+                bOver = bSentHome = true;
                 break;
             default:
                 break;  // a valid header that clients ignore
         }
     }
     uState = PACKET_SERVER_DONE;
-    pRayTracer->release();
+    pRenderer.reset();
+    if (!pShared) pRayTracer->release();
     pClient->release();
 }
 
@@ -85,7 +91,8 @@ bool RSIClient::serverRaytracerParams() {
         return false;
     }
     bSceneReady = false;
-    if (readParameters() || loadScene()) {
+    RaytracerParameters settings;
+    if (readParameters(settings) || loadScene(settings)) {
         ReportError("No scene to render, this client gives up");
         clientDone();
         return true;
@@ -95,8 +102,8 @@ bool RSIClient::serverRaytracerParams() {
     return false;
 }
 
-// Replaces the renderer's settings. True when the record is lost or invalid.
-bool RSIClient::readParameters() {
+// True when the record is lost or invalid.
+bool RSIClient::readParameters(RaytracerParameters& settings) {
     uint8_t record[sizeof(RaytracerParameters)];
     if (pClient->getResponse(record, sizeof(record))) {
         ReportError("The connection was lost in the raytracer parameters");
@@ -106,23 +113,27 @@ bool RSIClient::readParameters() {
     for (size_t u = offsetof(RaytracerParameters, bDirt); u <= offsetof(RaytracerParameters, bResetCache); ++u) {
         record[u] = record[u] != 0;
     }
-    RaytracerParameters& parameters = pRayTracer->parameters;
-    const bool bTexts = isText(record + offsetof(RaytracerParameters, szDescFile), sizeof(parameters.szDescFile)) &&
-                        isText(record + offsetof(RaytracerParameters, szOutFile), sizeof(parameters.szOutFile));
+    const bool bTexts = isText(record + offsetof(RaytracerParameters, szDescFile), sizeof(settings.szDescFile)) &&
+                        isText(record + offsetof(RaytracerParameters, szOutFile), sizeof(settings.szOutFile));
     uint32_t uPackSize = 0;
     memcpy(&uPackSize, record + offsetof(RaytracerParameters, uPackSize), sizeof(uPackSize));
     if (!bTexts || !uPackSize) {
         ReportError("Invalid raytracer parameters");
         return true;
     }
-    memcpy(&parameters, record, sizeof(record));
+    memcpy(&settings, record, sizeof(record));
     return false;
 }
 
-bool RSIClient::loadScene() {
-    const bool bFailed = pRayTracer->load(nullptr, false);
-    logSceneFiles(pRayTracer->parameters.szDescFile, pRayTracer->sceneDesc);  // also on failure: they may be the reason
-    return bFailed || pRayTracer->preprocessScene();
+bool RSIClient::loadScene(const RaytracerParameters& settings) {
+    if (!pShared) {
+        pRayTracer->parameters = settings;
+        return loadNamedScene(*pRayTracer);
+    }
+    if (pShared->take(settings)) return true;
+    pRenderer.reset(new (std::nothrow) TileRenderer(*pRayTracer, pRayTracer->parameters));
+    if (!pRenderer) Velk::memoryError(sizeof(TileRenderer), "shading");
+    return !pRenderer;
 }
 
 // True when the task is not a tile of this client's image.
@@ -139,6 +150,7 @@ bool RSIClient::checkTask(const TaskPacket& task) const {
             "Task %u does not fit: %u x %u pixels at ( %u, %u ), here the image has %u x %u pixels. Compare the "
             "lines \"Scene file\" here and in the server's log\n",
             task.uId, task.uColumns, task.uRows, task.uX, task.uY, own.uWidth, own.uHeight);
+        if (pShared) pShared->fail("the server's picture has another size: its scene files are not those here");
         return true;
     }
     return false;
@@ -166,17 +178,29 @@ bool RSIClient::serverTask() {
     }
     NLogger::LogMessage("Task %d received, ( %d, %d ) -> ", static_cast<int>(task.uId), static_cast<int>(task.uX),
                         static_cast<int>(task.uY));
-    pRayTracer->calculatePack(task.uX, task.uY, pPixels.get());
+    render(task, pPixels.get());
     ResultPacket packet = result;
     packet.uId = task.uId;
     packet.uLength = static_cast<uint32_t>(uLength);
     NLogger::LogAppend("Sending answer, task: %d, buffer size: %d...", static_cast<int>(task.uId),
                        static_cast<int>(packet.uLength));
     // The ready packet goes out with the result, so that the server wakes up only once.
-    pClient->send({packet, {pPixels.get(), packet.uLength}, ready});
+    const bool bLeaves = pShared && pShared->isStopRequested();
+    const bool bLost = pClient->send({packet, {pPixels.get(), packet.uLength}, bLeaves ? end : ready});
     NLogger::LogAppend("OK\n");
+    if (pShared && !bLost) ++pShared->uDelivered;
     uState = PACKET_CLIENT_READY;
-    return false;
+    return bLeaves;
+}
+
+void RSIClient::render(const TaskPacket& task, uint8_t* pPixels) {
+    if (!pRenderer) {
+        pRayTracer->calculatePack(task.uX, task.uY, pPixels);
+        return;
+    }
+    const Frame view = pRayTracer->frame();
+    const Tile tile = view.tiles(pRayTracer->parameters.uPackSize).tileAt(task.uX, task.uY);
+    pRenderer->render(view, tile, pPixels, size_t{tile.uColumns} * 3);
 }
 
 bool RSIClient::sendClientRequest() {

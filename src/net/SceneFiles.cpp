@@ -19,12 +19,11 @@ using Velk::NLogger;
 
 namespace {
 
-void logFile(const char* szFile) {
+std::string describe(const char* szFile) {
     const Velk::Printable shown(szFile);  // the description's path comes from the server
     const Velk::NRaiiFile file(Velk::openInput(szFile));
     if (!file.get()) {
-        NLogger::LogMessage("Scene file %s: %s\n", shown.text(), errno ? strerror(errno) : "not a regular file");
-        return;
+        return shown.text() + std::string(": ") + (errno ? strerror(errno) : "not a regular file");
     }
     uint64_t uHash = 14695981039346656037u, uSize = 0;  // 64-bit FNV-1a
     uint8_t bytes[16 * 1024];
@@ -32,15 +31,25 @@ void logFile(const char* szFile) {
         for (size_t u = 0; u < uBytes; ++u) uHash = (uHash ^ bytes[u]) * 1099511628211u;
         uSize += uBytes;
     }
-    NLogger::LogMessage("Scene file %s: %016" PRIx64 ", %" PRIu64 " bytes\n", shown.text(), uHash, uSize);
+    char szFound[64];
+    snprintf(szFound, sizeof(szFound), ": %016" PRIx64 ", %" PRIu64 " bytes", uHash, uSize);
+    return shown.text() + std::string(szFound);
 }
 
 }  // namespace
 
-void logSceneFiles(const char* szDescription, const SceneDesc& desc) {
+std::vector<std::string> describeSceneFiles(const char* szDescription, const SceneDesc& desc) {
+    std::vector<std::string> vLines;
     for (const char* szFile :
          {szDescription, desc.szSceneFile, desc.szCameraFile, desc.szAttributesFile, desc.szLightsFile}) {
-        logFile(szFile);
+        vLines.push_back(describe(szFile));
+    }
+    return vLines;
+}
+
+void logSceneFiles(const char* szDescription, const SceneDesc& desc) {
+    for (const std::string& sLine : describeSceneFiles(szDescription, desc)) {
+        NLogger::LogMessage("Scene file %s\n", sLine.c_str());
     }
 }
 

@@ -1,11 +1,17 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "scene/SceneDesc.h"
 
 namespace rt {
 
-/// Logs path, hash and size of a scene's five files. Comparing the logs of two machines tells whether they render the
-/// same scene, which the protocol cannot. Only regular files are read; for any other file the reason is logged.
+/// Path, hash and size of a scene's five files, a line each. Comparing those of two machines tells whether they render
+/// the same scene, which the protocol cannot. Only regular files are read; of any other file the line has the reason.
+std::vector<std::string> describeSceneFiles(const char* szDescription, const SceneDesc& desc);
+
+/// Logs them, each after "Scene file ".
 void logSceneFiles(const char* szDescription, const SceneDesc& desc);
 
 }  // namespace rt

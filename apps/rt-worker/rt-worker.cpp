@@ -1,0 +1,42 @@
+// rt-worker: all cores of this machine for a render farm's server.
+#include <algorithm>
+#include <exception>
+#include <thread>
+
+#include "rt-worker/Worker.h"
+#include "rt-worker/WorkerTable.h"
+#include "shared/Console.h"
+#include "shared/ExitStatus.h"
+#include "shared/ProcessSetup.h"
+
+using namespace rt;
+
+namespace {
+
+int run(int argc, char** argv) {
+    WorkerSettings settings;
+    std::vector<GivenOption> vGiven;
+    int iStatus = STATUS_USAGE;
+    if (readCommandLine(workerProgram(), argc, argv, vGiven, iStatus)) return iStatus;
+    storeWorkerOptions(vGiven, settings);
+    if (settings.sHost.empty()) {
+        Console::error("rt-worker: the server's host is missing (--help lists the options)");
+        return STATUS_USAGE;
+    }
+    if (!settings.uJobs) settings.uJobs = std::max(1u, std::thread::hardware_concurrency());
+    Console::init(settings.bQuiet, settings.bVerbose);
+    return Worker(settings).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    prepareProcess();
+    // Large blocks are asked for where failing can be handled. This is for all others.
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        Console::error("rt-worker: %s", error.what());
+    }
+    return STATUS_FAILED;
+}
