@@ -28,6 +28,14 @@ else()
   message(NOTICE "JPEG files are neither written nor read: they need libjpeg-dev")
 endif()
 
+set(CMAKE_REQUIRED_LIBRARIES cpp-httplib Threads::Threads)
+check_cxx_source_compiles("#include <httplib.h>\n#include <nlohmann/json.hpp>\nint main() { return httplib::Server().is_valid() ? 0 : 1; }"
+                          RT_HAVE_PAGE)
+unset(CMAKE_REQUIRED_LIBRARIES)
+if(NOT RT_HAVE_PAGE)
+  message(NOTICE "rt-farm has no page: it needs libcpp-httplib-dev and nlohmann-json3-dev")
+endif()
+
 set(CMAKE_REQUIRED_LIBRARIES assimp)
 check_cxx_source_compiles("#include <assimp/Importer.hpp>\nint main() { Assimp::Importer i; return i.GetErrorString()[0]; }"
                           RT_HAVE_ASSIMP)

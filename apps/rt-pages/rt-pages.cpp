@@ -9,7 +9,11 @@
 
 #include "RayTracer/Options.h"
 #include "base/Version.h"
+#include "rt-worker/WorkerTable.h"
 #include "shared/CommandLine.h"
+#ifdef RT_FARM
+#include "rt-farm/FarmTable.h"
+#endif
 #ifdef RT_IMPORT
 #include "rt-import/ImportTable.h"
 #endif
@@ -24,9 +28,12 @@ namespace {
 std::vector<Program> allPrograms() {
     const std::vector<Option> vStandard(STANDARD_OPTIONS, STANDARD_OPTIONS + STANDARD_COUNT);
     return {
-        rayTracerProgram(), {"convert-lights", "", vStandard}, {"rt-bundle", "", vStandard},
+        rayTracerProgram(), {"convert-lights", "", vStandard}, {"rt-bundle", "", vStandard}, workerProgram(),
 #ifdef RT_IMPORT
         importProgram(),
+#endif
+#ifdef RT_FARM
+        farmProgram(),
 #endif
 #ifdef RT_RENDER
         renderProgram(),
