@@ -6,13 +6,14 @@ readonly ROOT
 JOBS=$(nproc)
 readonly JOBS
 
-# Debian's names: what a build needs, and what rt-import and rt-render need on top.
+# Debian's names: what a build needs, and what rt-import, rt-render and rt-farm need on top.
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev)
+TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev libcpp-httplib-dev nlohmann-json3-dev)
 
 # A header that tells whether a library's package is there.
 declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
-    [libxxhash-dev]=xxhash.h [libbenchmark-dev]=benchmark/benchmark.h)
+    [libxxhash-dev]=xxhash.h [libbenchmark-dev]=benchmark/benchmark.h
+    [libcpp-httplib-dev]=httplib.h [nlohmann-json3-dev]=nlohmann/json.hpp)
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -52,7 +53,7 @@ isThere() {
         systemd) command -v systemd-analyze ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
         libclang-rt-14-dev) hasClangRuntime ;;
-        lib*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
+        lib* | nlohmann*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
 }
@@ -87,7 +88,7 @@ needBuildPackages() {
     for szPackage in "${BUILD_PACKAGES[@]}"; do
         isThere "$szPackage" || fail "cannot go on without: ${BUILD_PACKAGES[*]}"
     done
-    echo "Going on without what rt-import and rt-render need." >&2
+    echo "Going on without what rt-import, rt-render and rt-farm need." >&2
 }
 
 # For what works without them in part.

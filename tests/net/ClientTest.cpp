@@ -3,6 +3,7 @@
 
 #include <sstream>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "net/Client.h"
@@ -50,6 +51,33 @@ class ClientTest : public FileTest {
 
     std::string parametersPacket() const { return words({1, 12, 572}) + bytesOf(parameters); }
 };
+
+TEST_F(ClientTest, ClientsOfOneSceneMustGetTheSameSettings) {
+    Wakeup wakeup;
+    SharedScene shared(wakeup);
+    // What follows the end of a text means nothing.
+    for (const auto& [uPackSize, szTail, uAnswer] :
+         {std::tuple{8u, "", 2u}, {8u, "?", 2u}, {9u, "", 6u}, {8u, "", 2u}}) {
+        parameters.uPackSize = uPackSize;
+        parameters.szOutFile[200] = *szTail;
+        const auto [iClient, iServer] = makeConnection();
+        SocketClient connection;
+        connection.initClient(iClient, {});
+        std::thread worker([&shared, &connection] {
+            RSIClient member;
+            member.init(connection, shared);
+            member.run();
+        });
+        Peer server(iServer);
+        EXPECT_EQ(server.receive(8), words({0, 8}));
+        server.send(parametersPacket());
+        EXPECT_EQ(server.receive(8), words({uAnswer, 8}));
+        server.close();
+        worker.join();
+    }
+    EXPECT_EQ(shared.uPreparations, 1u);
+    EXPECT_TRUE(contains(shared.failure(), "other settings than another"));
+}
 
 TEST_F(ClientTest, ExchangeIsTheRecordedOne) {
     RayTracer judge;

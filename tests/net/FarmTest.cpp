@@ -60,6 +60,18 @@ class FarmTest : public FileTest {
         return pServer;
     }
 
+    std::unique_ptr<Process> startWorker(const std::string& sMore = "") const {
+        return std::make_unique<Process>("exec " RT_EMULATOR " " RT_WORKER " 127.0.0.1 " + std::to_string(uPort) +
+                                         " --jobs 2 " + sMore + " 2>>worker");
+    }
+
+    static size_t countTiles(const Member& server) {
+        const std::string sLog = server.file(), sPhrase = " result received\n";
+        size_t uTiles = 0;
+        for (size_t u = sLog.find(sPhrase); u != std::string::npos; u = sLog.find(sPhrase, u + 1)) ++uTiles;
+        return uTiles;
+    }
+
     // The server ends with the picture of local mode.
     void expectPicture(Member& server) const {
         EXPECT_EQ(server.wait(), 1);
@@ -92,6 +104,27 @@ TEST_F(FarmTest, ThreeClientsRenderThePictureOfLocalModeThoughOneIsKilled) {
         const int iStatus = pClient->wait();
         EXPECT_TRUE(iStatus == 1 || iStatus == 1000 + SIGTERM) << iStatus;
     }
+}
+
+TEST_F(FarmTest, WorkersServeBesideClientsAndMayBeKilledOrAskedToLeave) {
+    render("--texattr 1 --dirt --packsize 60 --resolution 1200 900");
+    const auto pServer = startServer("server", "0 6");
+    const auto pKilled = startWorker();
+    EXPECT_TRUE(waitUntil([&] { return countTiles(*pServer) >= 1; }));
+    pKilled->send(SIGKILL);
+    EXPECT_EQ(pKilled->wait(), 1000 + SIGKILL);
+    const size_t uTiles = countTiles(*pServer);
+    const auto pAsked = startWorker();
+    EXPECT_TRUE(waitUntil([&] { return countTiles(*pServer) > uTiles; }));
+    pAsked->send(SIGINT);
+    EXPECT_EQ(pAsked->wait(), 130);
+    EXPECT_TRUE(waitUntil([&] { return contains(pServer->file(), "getResponse() failed"); })) << "the killed one";
+    const auto pClient = startClient("client");
+    const auto pWorker = startWorker();
+    expectPicture(*pServer);
+    EXPECT_EQ(pWorker->wait(), 0) << readFile("worker");
+    EXPECT_EQ(list(), (std::vector<std::string>{"Scenes", "client", "local", "server", "worker"}))
+        << "no cache, no log";
 }
 
 TEST_F(FarmTest, AClientMayStartBeforeItsServerAndEndsWithIt) {

@@ -1,0 +1,128 @@
+// The farm for people, and its page.
+#ifdef RT_FARM
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "apps/RenderSteps.h"
+#include "net/Peer.h"
+#include "picture/PictureFile.h"
+
+namespace {
+
+// Of the scene "test" in 7 x 6 tiles.
+class FarmPageTest : public RenderTest {
+ protected:
+    static uint16_t freePort() {
+        SocketServer probe;
+        uint16_t uPort = static_cast<uint16_t>(10000 + getpid() % 20000);
+        while (probe.initServer(uPort, 1)) ++uPort;
+        return uPort;
+    }
+
+    const uint16_t uPage = freePort();
+    uint16_t uPort = 0;
+
+    std::unique_ptr<Process> start(const std::string& sMore = "") {
+        fs::remove("said");
+        auto pFarm = std::make_unique<Process>("exec " RT_FARM " test -o farm.png --packsize 8 --port 0 --verbose " +
+                                               sMore + " --page " + std::to_string(uPage) + " >said 2>&1");
+        EXPECT_TRUE(waitUntil([&] { return pFarm->hasEnded() || contains(readFile("said"), "shows how far"); }));
+        const std::string sSaid = readFile("said"), sPhrase = "wait on port ";
+        const size_t uAt = sSaid.find(sPhrase);
+        EXPECT_NE(uAt, std::string::npos) << sSaid;
+        if (uAt != std::string::npos) uPort = static_cast<uint16_t>(std::stoul(sSaid.substr(uAt + sPhrase.size())));
+        return pFarm;
+    }
+
+    // The whole answer of the page.
+    std::string ask(const std::string& sPath, const std::string& sHost = "localhost") const {
+        const Peer peer(connectTo(uPage));
+        peer.send("GET " + sPath + " HTTP/1.1\r\nHost: " + sHost + "\r\n\r\n");
+        return peer.receive(1 << 20);
+    }
+
+    int work() { return runCommand(RT_WORKER " 127.0.0.1 " + std::to_string(uPort) + " 2>&1", sOutput); }
+};
+
+TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
+    Velk::NBitmap bitmap;
+    writeFile("wanted.bmp", required("test"));
+    ASSERT_FALSE(bitmap.loadFromFile("wanted.bmp"));
+    auto pFarm = start();
+    EXPECT_TRUE(contains(ask("/status.json"), "\"tiles\":42,\"done\":0,\"untaken\":42,\"percent\":0,"));
+    Peer peer(connectTo(uPort));
+    peer.send(words({0, 8, 2, 8}));
+    EXPECT_EQ(peer.receive(616).size(), 616u);
+    std::string sTile;
+    for (unsigned y = 0; y < 8; ++y) sTile.append(reinterpret_cast<const char*>(bitmap.pData) + y * 56 * 3, 24);
+    peer.send(words({4, 16, 0, 192}) + sTile + words({2, 8}));
+    std::string sStatus;
+    EXPECT_TRUE(waitUntil([&] { return contains(sStatus = ask("/status.json"), "\"done\":1,"); })) << sStatus;
+    EXPECT_TRUE(contains(sStatus, "\"address\":\"127.0.0.1:")) << sStatus;
+    EXPECT_TRUE(contains(ask("/metrics"), "\nrt_farm_tiles_done 1\n"));
+    // It is made anew every other second at most.
+    std::string sAnswer;
+    EXPECT_TRUE(waitUntil([&] { return contains(sAnswer = ask("/picture.png"), "X-Tiles-Done: 1\r\n"); }));
+    const std::string sPng = sAnswer.substr(sAnswer.find("\r\n\r\n") + 4);
+    DecodedPicture picture;
+    ASSERT_FALSE(decodePicture(reinterpret_cast<const uint8_t*>(sPng.data()), sPng.size(), 1, picture));
+    for (unsigned y = 0; y < 48; ++y) {
+        for (unsigned x = 0; x < 56; ++x) {
+            const uint8_t* p = picture.vPixels.data() + (y * 56 + x) * 4;
+            const bool bDone = x < 8 && y < 8;
+            ASSERT_EQ(p[3], bDone ? 255 : 0) << x << ' ' << y;
+            if (bDone) ASSERT_EQ(unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | p[2], bitmap.getPixel(x, y));
+        }
+    }
+    pFarm->send(SIGINT);
+    EXPECT_EQ(pFarm->wait(), 130);
+    EXPECT_TRUE(contains(readFile("said"), "interrupted; 1 of 42 tiles are in farm.part.png")) << readFile("said");
+    pFarm = start("--resume");
+    EXPECT_TRUE(contains(readFile("said"), "goes on at 1 of 42 tiles")) << readFile("said");
+    EXPECT_EQ(work(), 0) << sOutput;
+    EXPECT_EQ(pFarm->wait(), 0);
+    EXPECT_EQ(render("test -o wanted.png"), 0);
+    EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
+    EXPECT_FALSE(fs::exists("farm.part.png.resume"));
+}
+
+TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {
+    const auto pFarm = start();
+    for (const char* szPath :
+         {"/../../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "//etc/passwd", "/said", "/x?../said"}) {
+        EXPECT_TRUE(contains(ask(szPath), "HTTP/1.1 404")) << szPath << ask(szPath);
+    }
+    EXPECT_TRUE(contains(ask("/status.json", "example.org:80"), "HTTP/1.1 403"));
+    EXPECT_TRUE(contains(ask("/"), "prefers-color-scheme: dark"));
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 2048);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    // More than the page accepts, so none may wait for it here.
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(uPage);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::vector<std::unique_ptr<Peer>> vPeers;
+    const long iFiles = openFiles(pFarm->id());
+    for (unsigned u = 0; u < 1000; ++u) {
+        const int iSocket = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+        ASSERT_NE(iSocket, -1) << u;
+        static_cast<void>(!connect(iSocket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)));
+        if (u < 100) static_cast<void>(!send(iSocket, "GET /picture", 12, MSG_NOSIGNAL));
+        vPeers.push_back(std::make_unique<Peer>(iSocket));
+    }
+    EXPECT_TRUE(waitUntil([&] { return openFiles(pFarm->id()) > iFiles + 8; })) << "the page is held by them";
+    EXPECT_LT(openFiles(pFarm->id()), iFiles + 64);
+    EXPECT_EQ(work(), 0) << sOutput;
+    EXPECT_EQ(pFarm->wait(), 0) << readFile("said");
+    EXPECT_EQ(render("test -o wanted.png"), 0);
+    EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
+}
+
+}  // namespace
+#endif
