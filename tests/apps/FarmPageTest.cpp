@@ -75,7 +75,8 @@ TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
             const uint8_t* p = picture.vPixels.data() + (y * 56 + x) * 4;
             const bool bDone = x < 8 && y < 8;
             ASSERT_EQ(p[3], bDone ? 255 : 0) << x << ' ' << y;
-            if (bDone) ASSERT_EQ(unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | p[2], bitmap.getPixel(x, y));
+            const unsigned uColour = unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | p[2];
+            ASSERT_EQ(uColour, bDone ? bitmap.getPixel(x, y) : 0) << x << ' ' << y;
         }
     }
     pFarm->send(SIGINT);
