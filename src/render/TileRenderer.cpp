@@ -79,9 +79,9 @@ void TileRenderer::renderBlock(const Frame& frame, const Tile& block, unsigned c
     RayStream& rays = shader.rays(0);
     rays.uCount = 0;
     forEachPixel(block.uColumns, block.uRows, [&](unsigned uColumn, unsigned uRow) {
-        const NMVector3f v3Target = v3Across[uColumn] + v3Down[uRow];
+        const Frame::Ray ray = frame.rayTo(v3Across[uColumn] + v3Down[uRow]);
         shader.setMedium(0, rays.uCount, 1.0f);
-        rays.add(frame.v3Eye, v3Target - frame.v3Eye, frame.fMaxDistance);
+        rays.add(ray.v3From, ray.v3Dir, frame.fMaxDistance);
     });
     rays.normalizeDirs();
     const NMVector3f* pColour = shader.trace(0);

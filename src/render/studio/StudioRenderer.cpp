@@ -61,10 +61,10 @@ void StudioRenderer::render(const Tile& tile, uint8_t* pFirst, size_t uStride) {
 
 // Aims a ray at a point of the picture, in pixels.
 void StudioRenderer::aim(float x, float y, Sample& sample) const {
-    const float fAcross = x / static_cast<float>(frame.uWidth), fDown = y / static_cast<float>(frame.uHeight);
-    const NMVector3f v3Target = frame.v3ImageOrigin + frame.v3ImageSpanX * fAcross + frame.v3ImageSpanY * fDown;
-    sample.v3Dir = normalize(v3Target - frame.v3Eye);
-    sample.fRow = fDown;
+    const Frame::Ray ray = frame.rayThrough(x, y);
+    sample.v3Eye = ray.v3From;
+    sample.v3Dir = normalize(ray.v3Dir);
+    sample.fRow = y / static_cast<float>(frame.uHeight);
 }
 
 void StudioRenderer::renderBlock(const Tile& block, uint8_t* pFirst, size_t uStride) {
@@ -129,11 +129,13 @@ void StudioRenderer::trace(std::vector<Sample>& vSamples) {
     for (size_t uFirst = 0; uFirst < vSamples.size(); uFirst += RayStream::CAPACITY) {
         const size_t uEnd = std::min(vSamples.size(), uFirst + RayStream::CAPACITY);
         rays.uCount = 0;
-        for (size_t u = uFirst; u < uEnd; ++u) rays.add(frame.v3Eye, vSamples[u].v3Dir, frame.fMaxDistance);
+        for (size_t u = uFirst; u < uEnd; ++u) rays.add(vSamples[u].v3Eye, vSamples[u].v3Dir, frame.fMaxDistance);
         findFaces();
         for (size_t u = uFirst; u < uEnd; ++u) {
             const RayTestOutput& hit = hits[u - uFirst];
-            complete(vSamples[u], uFaces[u - uFirst], hit, length(hit.v3Hit - frame.v3Eye) * fPixelAngle);
+            const float fPixel = frame.bParallel ? length(frame.v3ImageSpanX) / static_cast<float>(frame.uWidth)
+                                                 : length(hit.v3Hit - frame.v3Eye) * fPixelAngle;
+            complete(vSamples[u], uFaces[u - uFirst], hit, fPixel);
         }
     }
 }

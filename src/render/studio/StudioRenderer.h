@@ -42,7 +42,8 @@ class StudioRenderer {
 
     // What a ray of the eye sees.
     struct Sample {
-        Velk::NMVector3f v3Dir;     // of the ray, unit
+        Velk::NMVector3f v3Eye;     // where the ray starts
+        Velk::NMVector3f v3Dir;     // its direction, unit
         Velk::NMVector3f v3At;      // the point
         Velk::NMVector3f v3From;    // where rays to the lights begin
         Velk::NMVector3f v3Normal;  // for shading, towards the eye
