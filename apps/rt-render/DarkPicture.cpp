@@ -19,7 +19,7 @@ constexpr float DARKEST = 1.5f / 255.0f;  // component of a colour that can beco
 constexpr size_t MOST_NAMES = 5;          // of materials in the message
 
 // Indices of the materials that the eye sees.
-std::set<uint32_t> seenMaterials(const RayTracer& rayTracer) {
+std::set<uint32_t> seenMaterials(const RayTracer& rayTracer, const Frame& frame) {
     std::set<uint32_t> materials;
     const auto pRays = std::make_unique<RayStream>();
     uint32_t uFaces[RAYS_ALONG];
@@ -29,9 +29,9 @@ std::set<uint32_t> seenMaterials(const RayTracer& rayTracer) {
         pRays->uCount = 0;
         for (unsigned uColumn = 0; uColumn < RAYS_ALONG; ++uColumn) {
             const float fAcross = (static_cast<float>(uColumn) + 0.5f) / RAYS_ALONG;
-            const NMVector3f v3Target =
-                rayTracer.v3ImageOrigin + rayTracer.v3ImageSpanX * fAcross + rayTracer.v3ImageSpanY * fDown;
-            pRays->add(rayTracer.v3Eye, normalize(v3Target - rayTracer.v3Eye), rayTracer.fMaxDistance);
+            const Frame::Ray ray =
+                frame.rayTo(frame.v3ImageOrigin + frame.v3ImageSpanX * fAcross + frame.v3ImageSpanY * fDown);
+            pRays->add(ray.v3From, normalize(ray.v3Dir), frame.fMaxDistance);
         }
         rayTracer.queries.findNearestFaces(*pRays, uFaces, hits);
         for (const uint32_t uFace : uFaces) {
@@ -47,8 +47,8 @@ bool isDark(const NMVector3f& v3Colour) {
 
 }  // namespace
 
-std::string causeOfDarkness(const RayTracer& rayTracer) {
-    const std::set<uint32_t> seen = seenMaterials(rayTracer);
+std::string causeOfDarkness(const RayTracer& rayTracer, const Frame& frame) {
+    const std::set<uint32_t> seen = seenMaterials(rayTracer, frame);
     std::vector<std::string> vColourless, vDull;
     size_t uClear = 0;
     for (const uint32_t u : seen) {

@@ -6,8 +6,8 @@
 
 namespace rt {
 
-/// Why a picture of this preprocessed scene, with the eye as it is, shows nothing but black: its materials, its lights,
+/// Why a frame's picture of this preprocessed scene shows nothing but black: its materials, its lights,
 /// or where they are. One line for people. Looks at the scene along some rays; not while others render.
-std::string causeOfDarkness(const RayTracer& rayTracer);
+std::string causeOfDarkness(const RayTracer& rayTracer, const Frame& frame);
 
 }  // namespace rt

@@ -65,28 +65,32 @@ RenderJob::RenderJob(const RenderOptions& wanted)
 
 int RenderJob::run() {
     Leftovers::removeOnSignals();
-    if (checkView() || source.find(options)) return STATUS_FAILED;
+    if (checkView() || shots.plan(options) || source.find(options)) return STATUS_FAILED;
     // In a studio small tiles would see many of each other's pixels. No picture depends on the tiles.
     if (isStudio()) uTileEdge = std::max(uTileEdge, SMALLEST_STUDIO_TILE);
     uTileEdge = std::min(uTileEdge, std::max(1u, LARGEST_TILE / uSamples));
     if (checkPicture() || prepare()) return STATUS_FAILED;
-    const unsigned uFrames = std::max(1u, options.uOrbit);
-    const Orbit orbit(rayTracer.scene, rayTracer.frame());
+    StopSignals::keep();
+    const int iStatus = renderAll();
+    // One that came while the last picture was written changes nothing any more.
+    if (iStatus == STATUS_DONE) StopSignals::ignore();
+    return iStatus;
+}
+
+int RenderJob::renderAll() {
     std::optional<StudioSettings> studio;
     if (isStudio()) {
         studio = options.studio;
         studio->bSmoothEdges = !options.uSamples;
-        if (source.hasGround()) studio->uGround = rayTracer.attributes.vAttributes.uSize - 1;
+        studio->uGround = ground();
     }
     RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
-    StopSignals::keep();
     pCache->finish(rayTracer);
-    for (unsigned uFrame = firstFrame(); uFrame < uFrames; ++uFrame) {
-        const int iStatus = renderFrame(crew, orbit.look(uFrame, uFrames), uFrame);
+    for (size_t u = firstShot(); u < shots.count(); ++u) {
+        const int iStatus = renderShot(crew, u);
         if (iStatus != STATUS_DONE) return iStatus;
     }
-    StopSignals::ignore();  // one that came while the last picture was written changes nothing any more
-    return STATUS_DONE;
+    return options.cameras.bSheet && writePicture(options.sPicture, sheet.view()) ? STATUS_FAILED : STATUS_DONE;
 }
 
 bool RenderJob::isStudio() const {
@@ -98,6 +102,16 @@ unsigned RenderJob::channels() const {
     return isStudio() && options.studio.bTransparent ? 4 : 3;
 }
 
+// How many pixels before its middle a pixel's rays have their mean: TileRenderer samples corners.
+double RenderJob::pixelShift() const {
+    return isStudio() ? 0.0 : 0.5 / uSamples;
+}
+
+// The material of a ground that the importer made.
+uint32_t RenderJob::ground() const {
+    return source.hasGround() ? rayTracer.attributes.vAttributes.uSize - 1 : NO_INDEX;
+}
+
 // True when the view is none whatever the scene is, which is reported.
 bool RenderJob::checkView() const {
     const View& view = options.view;
@@ -106,25 +120,22 @@ bool RenderJob::checkView() const {
 
 // True when the pictures could not be written, which is reported.
 bool RenderJob::checkPicture() const {
-    const std::string sFirst = pictureName(0);
-    std::error_code error;
-    errno = 0;
-    if (fs::is_fifo(sFirst, error) || Velk::OutputFile::probe(sFirst.c_str())) {
-        Console::error("%s: cannot be written: %s", sFirst.c_str(), errno ? strerror(errno) : "it is a pipe");
-        return true;
-    }
+    const std::string& sCameras = options.cameras.sWriteCameras;
+    if (checkFile(options.cameras.bSheet ? options.sPicture : shots.picture(0))) return true;
+    if (!sCameras.empty() && checkFile(sCameras)) return true;
     bool bRefused = false;
-    for (unsigned u = 0; options.bResume && !bRefused && u < std::max(1u, options.uOrbit); ++u) {
-        bRefused = PartFile(pictureName(u)).isRefused();
+    for (size_t u = 0; options.bResume && !bRefused && u < shots.count(); ++u) {
+        bRefused = PartFile(shots.picture(u)).isRefused();
     }
     return bRefused;
 }
 
-std::string RenderJob::pictureName(unsigned uFrame) const {
-    if (!options.uOrbit) return options.sPicture;
-    char szNumber[16];
-    snprintf(szNumber, sizeof(szNumber), "-%04u", uFrame + 1);
-    return stemOf(options.sPicture) + szNumber + suffixOf(options.sPicture);
+bool RenderJob::checkFile(const std::string& sFile) const {
+    std::error_code error;
+    errno = 0;
+    if (!fs::is_fifo(sFile, error) && !Velk::OutputFile::probe(sFile.c_str())) return false;
+    Console::error("%s: cannot be written: %s", sFile.c_str(), errno ? strerror(errno) : "it is a pipe");
+    return true;
 }
 
 // Reads the scene and makes everything ready that all pictures share. True on failure, which is reported.
@@ -137,16 +148,14 @@ bool RenderJob::prepare() {
     const bool bUnread = source.load(rayTracer);
     if (bUnread) return true;
     rayTracer.parameters.uTexturedAttribute = options.parameters.uTexturedAttribute;
-    uWidth = rayTracer.parameters.uWidth;
-    uHeight = rayTracer.parameters.uHeight;
-    if (checkSize()) return true;
+    if (checkSize(rayTracer.frame())) return true;
     if (!source.isModel() && options.view.apply(rayTracer)) return reportOnePoint();  // the importer applies a model's
     const bool bAsked = source.isModel() || options.view.isSet() || options.parameters.bCustomCamera;
     if (bAsked && looksNowhere(rayTracer.camera)) {
         Console::error("rt-render: there is no such view: the camera stands where it looks, or too far away");
         return true;
     }
-    warnAboutStretching(rayTracer);
+    if (options.cameras.sCameras.empty() && !options.cameras.intrinsics) warnAboutStretching(rayTracer);
     Console::detail("reading: %.2f s", watch.lap());
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
@@ -160,14 +169,20 @@ bool RenderJob::prepare() {
         return true;
     }
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
-    warnAboutScene(rayTracer, source.isModel() ? options.sScene : "");
+    if (shots.aim(rayTracer, options, source.isModel(), ground(), pixelShift())) return true;
+    for (size_t u = 0; u < shots.count(); ++u) {
+        if (checkSize(shots.frame(u))) return true;
+    }
+    if (options.cameras.bSheet && checkSheet()) return true;
+    warnAboutScene(rayTracer, shots.frame(0), source.isModel() ? options.sScene : "");
     Console::clearStatus();
     Console::detail("%s: %.2f s", bTree ? "tree" : "boxes", watch.lap());
     return false;
 }
 
 // True when the picture cannot be held, which is reported.
-bool RenderJob::checkSize() const {
+bool RenderJob::checkSize(const Frame& frame) const {
+    const uint32_t uWidth = frame.uWidth, uHeight = frame.uHeight;
     const PictureFormat& format = *pictureFormat(options.sPicture);
     const uint64_t uSide = std::max(uWidth, uHeight), uPixels = uint64_t{uWidth} * uHeight;
     if (!uPixels) {
@@ -191,33 +206,60 @@ bool RenderJob::checkSize() const {
     return false;
 }
 
+// Makes room for all pictures in one. True when there is none, which is reported.
+bool RenderJob::checkSheet() {
+    const uint32_t uWidth = shots.frame(0).uWidth, uHeight = shots.frame(0).uHeight;
+    for (size_t u = 1; u < shots.count(); ++u) {
+        if (shots.frame(u).uWidth == uWidth && shots.frame(u).uHeight == uHeight) continue;
+        Console::error("rt-render: --sheet: not all pictures have one size");
+        return true;
+    }
+    uint64_t uWhole = uWidth, uRows = uHeight;
+    Sheet::measure(shots.count(), uWhole, uRows);
+    const bool bHolds =
+        uWhole <= INT32_MAX && uRows <= INT32_MAX &&
+        pictureFormat(options.sPicture)->holds(static_cast<uint32_t>(uWhole), static_cast<uint32_t>(uRows));
+    const uint64_t uFree = freeMemory();
+    if (bHolds && (!uFree || uWhole * uRows * channels() < uFree) &&
+        !sheet.create(shots.count(), uWidth, uHeight, channels()))
+        return false;
+    Console::error("rt-render: --sheet: %llu x %llu pixels are too many", static_cast<unsigned long long>(uWhole),
+                   static_cast<unsigned long long>(uRows));
+    return true;
+}
+
 // Everything that decides about a picture's bytes.
-std::string RenderJob::settingsKey(unsigned uFrame) const {
+std::string RenderJob::settingsKey(size_t uShot) const {
+    const Frame& frame = shots.frame(uShot);
     ContentHash hash;
     hash.add(sSceneKey);
     hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
     hash.add(options.sBackground);
-    for (const uint32_t u : {uWidth, uHeight, uint32_t{options.uSamples}, uint32_t{isStudio()}, uTileEdge,
-                             uint32_t{options.uOrbit}, uint32_t{uFrame}}) {
+    for (const Velk::NMVector3f& v : {frame.v3Eye, frame.v3ImageOrigin, frame.v3ImageSpanX, frame.v3ImageSpanY}) {
+        hash.add(&v, sizeof(v));
+    }
+    for (const uint32_t u : {frame.uWidth, frame.uHeight, uint32_t{frame.bParallel}, uint32_t{options.uSamples},
+                             uint32_t{isStudio()}, uTileEdge}) {
         hash.addValue(u);
     }
     return hash.text();
 }
 
-// The frame to go on with: the one that was interrupted, if those before it are there.
-unsigned RenderJob::firstFrame() const {
-    if (!options.bResume || !options.uOrbit) return 0;
-    for (unsigned u = 0; u < options.uOrbit; ++u) {
-        if (PartFile(pictureName(u)).isOf(settingsKey(u))) return u;
-        if (!fs::exists(pictureName(u))) break;
+// The picture to go on with: the one that was interrupted, if those before it are there.
+size_t RenderJob::firstShot() const {
+    if (!options.bResume || shots.count() == 1) return 0;
+    for (size_t u = 0; u < shots.count(); ++u) {
+        if (PartFile(shots.picture(u)).isOf(settingsKey(u))) return u;
+        if (!fs::exists(shots.picture(u))) break;
     }
     return 0;
 }
 
-int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame) {
-    const std::string sFile = pictureName(uFrame), sKey = settingsKey(uFrame);
-    if (pool.create(uWidth, uHeight, uTileEdge, channels())) {
-        Console::error("rt-render: no memory for %u x %u pixels", uWidth, uHeight);
+int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
+    const Frame& frame = shots.frame(uShot);
+    const std::string &sFile = shots.picture(uShot), sKey = settingsKey(uShot);
+    if (pool.create(frame.uWidth, frame.uHeight, uTileEdge, channels())) {
+        Console::error("rt-render: no memory for %u x %u pixels", frame.uWidth, frame.uHeight);
         return STATUS_FAILED;
     }
     const PartFile part(sFile);
@@ -235,19 +277,30 @@ int RenderJob::renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame
         }
     }
     StopWatch watch;
-    const RenderCrew::Result result = crew.render(frame, pool, sFile.c_str());
+    const std::string sPlace = std::to_string(uShot + 1) + " of " + std::to_string(shots.count()) + ": ";
+    const std::string sShown = (shots.count() > 1 ? sPlace : "") + sFile;
+    const RenderCrew::Result result = crew.render(frame, pool, sShown.c_str());
     if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
     const double dSeconds = watch.lap();
-    warnAboutPicture(rayTracer, pool, isStudio(), sFile);
-    if (writePicture(sFile, {pool.pixels(), uWidth, uHeight, channels()})) return STATUS_FAILED;
+    warnAboutPicture(rayTracer, frame, pool, isStudio(), sFile);
+    const PixelView picture{pool.pixels(), frame.uWidth, frame.uHeight, channels()};
+    if (options.cameras.bSheet) {
+        sheet.put(uShot, picture);
+    } else if (writePicture(sFile, picture)) {
+        return STATUS_FAILED;
+    }
     part.remove();
     Console::detail("writing: %.2f s", watch.lap());
-    Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), uWidth, uHeight, dSeconds);
+    Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), frame.uWidth, frame.uHeight, dSeconds);
     return STATUS_DONE;
 }
 
 // Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
 int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
+    if (options.cameras.bSheet) {
+        Console::error("rt-render: %s", iSignal ? "interrupted" : "given up");
+        return iSignal ? STATUS_SIGNAL + iSignal : STATUS_FAILED;
+    }
     StopSignals::endProcess(Leftovers::remove);  // a second one, while the part is written
     const bool bLost = part.save(pool, sKey);
     if (!bLost) {

@@ -9,13 +9,14 @@
 #include "rt-render/RenderCrew.h"
 #include "rt-render/SceneSource.h"
 #include "rt-render/TreeCache.h"
+#include "rt-render/cameras/Shots.h"
 #include "rt-render/options/RenderOptions.h"
-#include "rt-render/options/View.h"
+#include "rt-render/output/Sheet.h"
 #include "shared/parts/PartFile.h"
 
 namespace rt {
 
-/// One run of rt-render: a scene is read and prepared once, then one picture or an orbit of pictures is made of it.
+/// One run of rt-render: a scene is read and prepared once, then one picture or several are made of it.
 class RenderJob {
  public:
     explicit RenderJob(const RenderOptions& wanted);
@@ -26,14 +27,18 @@ class RenderJob {
  private:
     bool isStudio() const;
     unsigned channels() const;
+    double pixelShift() const;
+    uint32_t ground() const;
     bool checkView() const;
     bool checkPicture() const;
+    bool checkFile(const std::string& sFile) const;
     bool prepare();
-    bool checkSize() const;
-    std::string pictureName(unsigned uFrame) const;
-    unsigned firstFrame() const;
-    std::string settingsKey(unsigned uFrame) const;
-    int renderFrame(RenderCrew& crew, const Frame& frame, unsigned uFrame);
+    bool checkSize(const Frame& frame) const;
+    bool checkSheet();
+    std::string settingsKey(size_t uShot) const;
+    size_t firstShot() const;
+    int renderAll();
+    int renderShot(RenderCrew& crew, size_t uShot);
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;
@@ -41,8 +46,9 @@ class RenderJob {
     uint32_t uTileEdge;
     RayTracer rayTracer;
     SceneSource source;
+    Shots shots;
+    Sheet sheet;
     TilePool pool;
-    uint32_t uWidth = 0, uHeight = 0;
     std::string sSceneKey;
     std::unique_ptr<TreeCache> pCache;  // writes the tree while pictures are made
 };

@@ -30,45 +30,51 @@ void warnAboutMaterial(const RayTracer& rayTracer) {
 }
 
 // True when the light reaches some face on the side that the eye sees. Mirrors are not followed.
-bool lightsAnything(const RayTracer& rayTracer, const Light& light) {
+bool lightsAnything(const RayTracer& rayTracer, const Frame& frame, const Light& light) {
     const FaceData *pFirst = rayTracer.scene.vFaces.pData, *pEnd = pFirst + rayTracer.scene.vFaces.uCount;
     return light.fFlux > 0.0f && std::any_of(pFirst, pEnd, [&](const FaceData& face) {
                const NMVector3f& v3Corner = face.pA->v3Position;
                return face.isSound() &&
-                      dot(face.v3Normal, light.v3Position - v3Corner) * dot(face.v3Normal, rayTracer.v3Eye - v3Corner) >
+                      dot(face.v3Normal, light.v3Position - v3Corner) * dot(face.v3Normal, frame.v3Eye - v3Corner) >
                           0.0f;
            });
 }
 
 // Nobody has made the lights of a model, so they are no mistake.
-void warnAboutLights(const RayTracer& rayTracer, const std::string& sModel) {
+void warnAboutLights(const RayTracer& rayTracer, const Frame& frame, const std::string& sModel) {
     const auto say = sModel.empty() ? Console::warning : Console::detail;
     const std::string sFile = sModel.empty() ? rayTracer.sceneDesc.szLightsFile : sModel;
     const Lights& lights = rayTracer.lights;
     if (!lights.uCount) say("%s: no lights; every surface is black", sFile.c_str());
     for (uint32_t u = 0; u < lights.uCount; ++u) {
-        if (lightsAnything(rayTracer, lights.pLights[u])) continue;
+        if (lightsAnything(rayTracer, frame, lights.pLights[u])) continue;
         say(lights.pLights[u].fFlux > 0.0f ? "%s: light %u faces nothing that the camera sees"
                                            : "%s: light %u has no flux",
             sFile.c_str(), u + 1);
     }
 }
 
-// True when the whole box lies outside one of the planes through the eye and an edge of the screen, or behind the eye.
-bool seesNothingOf(const RayTracer& rayTracer, const Velk::BoxAABB& box) {
-    const NMVector3f v3First = rayTracer.v3ImageOrigin - rayTracer.v3Eye;
-    const NMVector3f& v3Row = rayTracer.v3ImageSpanX;
-    const NMVector3f& v3Column = rayTracer.v3ImageSpanY;
-    const NMVector3f v3Look = v3First + v3Row * 0.5f + v3Column * 0.5f;
-    const NMVector3f v3Inward[] = {v3Look, cross(v3First, v3Row), cross(v3First, v3Column),
-                                   cross(v3First + v3Column, v3Row), cross(v3First + v3Row, v3Column)};
-    for (const NMVector3f& v3Normal : v3Inward) {
-        const float fSide = dot(v3Normal, v3Look) < 0.0f ? -1.0f : 1.0f;
+// True when the whole box lies outside one of the planes through an edge of the screen, or behind the eye.
+bool seesNothingOf(const Frame& frame, const Velk::BoxAABB& box) {
+    const NMVector3f& v3Row = frame.v3ImageSpanX;
+    const NMVector3f& v3Column = frame.v3ImageSpanY;
+    const NMVector3f v3Last = frame.v3ImageOrigin + v3Row + v3Column;
+    const Frame::Ray look = frame.rayTo(frame.v3ImageOrigin + v3Row * 0.5f + v3Column * 0.5f),
+                     first = frame.rayTo(frame.v3ImageOrigin), last = frame.rayTo(v3Last);
+    const struct {
+        NMVector3f v3Point, v3Normal, v3Inside;
+    } planes[] = {{look.v3From, look.v3Dir, look.v3Dir},
+                  {first.v3From, cross(first.v3Dir, v3Row), v3Column},
+                  {first.v3From, cross(first.v3Dir, v3Column), v3Row},
+                  {last.v3From, cross(last.v3Dir, v3Row), v3Column * -1.0f},
+                  {last.v3From, cross(last.v3Dir, v3Column), v3Row * -1.0f}};
+    for (const auto& plane : planes) {
+        const float fSide = dot(plane.v3Normal, plane.v3Inside) < 0.0f ? -1.0f : 1.0f;
         bool bOutside = true;
         for (unsigned u = 0; u < 8 && bOutside; ++u) {
             const NMVector3f v3Corner{u & 1 ? box.v3Max.x : box.v3Min.x, u & 2 ? box.v3Max.y : box.v3Min.y,
                                       u & 4 ? box.v3Max.z : box.v3Min.z};
-            bOutside = dot(v3Normal, v3Corner - rayTracer.v3Eye) * fSide < 0.0f;
+            bOutside = dot(plane.v3Normal, v3Corner - plane.v3Point) * fSide < 0.0f;
         }
         if (bOutside) return true;
     }
@@ -77,10 +83,10 @@ bool seesNothingOf(const RayTracer& rayTracer, const Velk::BoxAABB& box) {
 
 }  // namespace
 
-void warnAboutScene(const RayTracer& rayTracer, const std::string& sModel) {
+void warnAboutScene(const RayTracer& rayTracer, const Frame& frame, const std::string& sModel) {
     warnAboutMaterial(rayTracer);
-    warnAboutLights(rayTracer, sModel);
-    if (seesNothingOf(rayTracer, rayTracer.scene.boxScene)) {
+    warnAboutLights(rayTracer, frame, sModel);
+    if (seesNothingOf(frame, rayTracer.scene.boxScene)) {
         Console::warning("the camera sees nothing of the scene: all of it is behind the camera or beside the picture");
     }
 }
@@ -100,7 +106,8 @@ void warnAboutStretching(const RayTracer& rayTracer) {
         static_cast<double>(fPixels), fStretch > 1.0f ? "wide" : "tall");
 }
 
-void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, bool bStudio, const std::string& sPicture) {
+void warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const TilePool& pool, bool bStudio,
+                      const std::string& sPicture) {
     constexpr uint8_t DARK[3] = {1, 0, 1};  // where rays hit nothing; in a studio all of a row looks alike there
     bool bBackground = true;
     uint8_t uBrightest = 0;
@@ -114,7 +121,7 @@ void warnAboutPicture(const RayTracer& rayTracer, const TilePool& pool, bool bSt
     if (bBackground) {
         Console::warning("%s: nothing but background: the camera looks past the scene", sPicture.c_str());
     } else if (uBrightest <= 1) {
-        Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer).c_str());
+        Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer, frame).c_str());
     }
 }
 

@@ -32,8 +32,11 @@ bool isDirectory(const std::string& sPath) {
 bool completePicture(RenderOptions& options) {
     std::string& s = options.sPicture;
     const bool bFolder = !s.empty() && s.back() == '/';
-    if (options.uOrbit && isDirectory(s)) s += bFolder ? "frame.png" : "/frame.png";
-    if (s.empty()) s = options.uOrbit ? "frame.png" : std::filesystem::path(options.sScene).stem().string() + ".png";
+    const bool bFrames = (options.uOrbit || options.cameras.uHemisphere) && !options.cameras.bSheet;
+    const std::string sName = (bFrames ? "frame" : std::filesystem::path(options.sScene).stem().string()) + ".png";
+    const bool bMany = options.uOrbit || options.cameras.isMany();
+    if (bMany && isDirectory(s)) s += (bFolder ? "" : "/") + sName;
+    if (s.empty()) s = sName;
     if (pictureFormat(s)) return false;
     if (isDirectory(s)) {
         Console::error("rt-render: --out: \"%s\" is a directory; the name of a file is wanted", s.c_str());
@@ -46,13 +49,33 @@ bool completePicture(RenderOptions& options) {
     return true;
 }
 
+// True when the cameras are none, which is reported.
+bool checkCameras(RenderOptions& options) {
+    CameraWishes& wishes = options.cameras;
+    if (!options.sViews.empty() && readViews(options.sViews, wishes.vViews)) {
+        Console::error("rt-render: --views: \"%s\" is no list of %s, each once, with commas between",
+                       options.sViews.c_str(), viewNames().c_str());
+        return true;
+    }
+    if (wishes.bSheet && !options.uOrbit && !wishes.isMany()) {
+        Console::error("rt-render: --sheet is for --views, --orbit, --hemisphere or --cameras");
+        return true;
+    }
+    const auto& lens = wishes.intrinsics;
+    if (lens && !((*lens)[0] > 1e-3 && (*lens)[1] > 1e-3)) {
+        Console::error("rt-render: --intrinsics: focal lengths are larger than 0");
+        return true;
+    }
+    return false;
+}
+
 // What no option can know of the others. True when something is wrong, which is reported.
 bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven, RenderOptions& options) {
     if (options.sScene.empty()) {
         Console::error("rt-render: the name of a scene or a model is missing (--help lists the options)");
         return true;
     }
-    if (completePicture(options)) return true;
+    if (checkCameras(options) || completePicture(options)) return true;
     if (options.parameters.bCustomCamera && !(length(options.parameters.v3CameraLook) > 0.0f)) {
         Console::error("rt-render: --camera: the direction has no length");
         return true;

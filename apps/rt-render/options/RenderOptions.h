@@ -10,6 +10,7 @@
 #include "accel/queries/RayQueries.h"
 #include "render/shading/RaytracerParameters.h"
 #include "render/studio/StudioRenderer.h"
+#include "rt-render/options/CameraWishes.h"
 #include "rt-render/options/View.h"
 
 namespace rt {
@@ -17,15 +18,17 @@ namespace rt {
 /// What the user wants, as the command line of rt-render says it.
 struct RenderOptions {
     std::string sScene;              // a scene's name, a description's path or a model file
-    std::string sPicture;            // file name with one of our suffixes; of an orbit without the numbers
+    std::string sPicture;            // file name with one of our suffixes; of several without what tells them apart
     RaytracerParameters parameters;  // the settings that RayTracer has too, but for the names of the files
     View view;
+    CameraWishes cameras;
 #ifdef RT_IMPORT
     ImportOptions import;  // when the scene is a model
 #endif
     std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
     std::optional<bool> bStudio;  // its light, not the scene's lamps: so are models
     StudioSettings studio;        // but for its ground and its edges
+    std::string sViews;           // as they were given
     std::string sBackground;      // as it was given, empty if it was not
     unsigned uSamples = 0;        // rays along each side of a pixel; 0: one, but more at edges in a studio
     unsigned uJobs = 0;           // worker threads

@@ -50,6 +50,30 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
          s.parameters.v3CameraLook = vectorOf(v + 3);
          s.parameters.bCustomCamera = true;
      }},
+    {Option::flag("--ortho", "parallel rays, as in a technical drawing"),
+     [](Settings& s, Values) { s.cameras.bParallel = true; }},
+    {Option::number("--intrinsics", "FX FY CX CY", "focal lengths and principal point in pixels")
+         .notWith("--fov, --ortho, --cameras"),
+     [](Settings& s, Values v) {
+         s.cameras.intrinsics = {v[0].d, v[1].d, v[2].d, v[3].d};
+     }},
+    // Many views.
+    {Option::text("--views", "LIST", "pictures from front, back, left, right, top, bottom or iso, with commas between")
+         .notWith("--orbit, --hemisphere, --cameras"),
+     [](Settings& s, Values v) { s.sViews = v[0].sText; }},
+    {Option::count("--hemisphere", "N", "N pictures from all around and above")
+         .within(1, 9999)
+         .notWith("--orbit, --cameras"),
+     [](Settings& s, Values v) { s.cameras.uHemisphere = v[0].u; }},
+    {Option::count("--seed", "S", "another way to spread them").otherwise("0"),
+     [](Settings& s, Values v) { s.cameras.uSeed = v[0].u; }},
+    {Option::file("--cameras", "FILE", "a picture for each camera of a transforms.json file")
+         .notWith("--orbit, --from, --at, --fov, --camera, --ortho"),
+     [](Settings& s, Values v) { s.cameras.sCameras = v[0].sText; }},
+    {Option::file("--write-cameras", "FILE", "writes the cameras of all pictures as such a file"),
+     [](Settings& s, Values v) { s.cameras.sWriteCameras = v[0].sText; }},
+    {Option::flag("--sheet", "all pictures in one").notWith("--resume"),
+     [](Settings& s, Values) { s.cameras.bSheet = true; }},
     // The light.
     {Option::word("--light", "kind of light", "studio|lamps", "soft light that turns with the camera, or lamps")
          .otherwise("studio for models, lamps for scenes")

@@ -10,8 +10,12 @@ using Velk::NMVector3f;
 
 namespace {
 
-// Where a camera's picture is up. When its rows are level in the world, that is the world's own axis, so that no other
-// view of the scene has a slanting horizon.
+NMVector3f turn(const NMVector3f& v, const NMVector3f& v3Axis, float fSin, float fCos) {
+    return v * fCos + cross(v3Axis, v) * fSin + v3Axis * (dot(v3Axis, v) * (1.0f - fCos));
+}
+
+}  // namespace
+
 NMVector3f uprightOf(const NMVector3f& v3Row, const NMVector3f& v3Column) {
     const float fRow[3] = {v3Row.x, v3Row.y, v3Row.z}, fUp[3] = {-v3Column.x, -v3Column.y, -v3Column.z};
     unsigned uAxis = 0;
@@ -21,12 +25,6 @@ NMVector3f uprightOf(const NMVector3f& v3Row, const NMVector3f& v3Column) {
     (uAxis == 0 ? v3Axis.x : uAxis == 1 ? v3Axis.y : v3Axis.z) = fUp[uAxis] < 0.0f ? -1.0f : 1.0f;
     return v3Axis;
 }
-
-NMVector3f turn(const NMVector3f& v, const NMVector3f& v3Axis, float fSin, float fCos) {
-    return v * fCos + cross(v3Axis, v) * fSin + v3Axis * (dot(v3Axis, v) * (1.0f - fCos));
-}
-
-}  // namespace
 
 bool View::apply(RayTracer& rayTracer) const {
     if (!isSet()) return false;

@@ -23,6 +23,10 @@ struct View {
 /// True for a camera without a direction, or with one beyond single precision.
 bool looksNowhere(const Camera& camera);
 
+/// Where a picture with these rows and columns is up. When its rows are level in the world, that is the world's own
+/// axis, so that no other view of the scene has a slanting horizon.
+Velk::NMVector3f uprightOf(const Velk::NMVector3f& v3Row, const Velk::NMVector3f& v3Column);
+
 /// Middle of the bounds of a loaded scene's vertices.
 Velk::NMVector3f middleOf(const Scene& scene);
 
