@@ -35,6 +35,9 @@ class RenderCrew {
     /// progress line.
     Result render(const Frame& frame, TilePool& pool, const char* szName);
 
+    /// What surfaces have of textures and holes, null where the light is not a studio's, which does not show them.
+    const SurfaceTextures* surfaceTextures() const { return studio ? &textures : nullptr; }
+
  private:
     void work(const Frame& large, TilePool& pool);
 

@@ -13,6 +13,7 @@
 #include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
 #include "rt-render/keys/SceneKeys.h"
+#include "rt-render/layers/LayerTracer.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
 #include "shared/StopSignals.h"
@@ -49,6 +50,12 @@ uint64_t freeMemory() {
         if (sscanf(sLine.c_str(), "MemAvailable: %llu kB", &uKilobytes) == 1) return uint64_t{uKilobytes} << 10;
     }
     return 0;
+}
+
+// The program's status when nothing of a picture is kept. iSignal: what stopped it, 0 for a failure.
+int reportStop(int iSignal) {
+    Console::error("rt-render: %s", iSignal ? "interrupted" : "given up");
+    return iSignal ? STATUS_SIGNAL + iSignal : STATUS_FAILED;
 }
 
 // Always true.
@@ -123,6 +130,7 @@ bool RenderJob::checkPicture() const {
     const std::string& sCameras = options.cameras.sWriteCameras;
     if (checkFile(options.cameras.bSheet ? options.sPicture : shots.picture(0))) return true;
     if (!sCameras.empty() && checkFile(sCameras)) return true;
+    if (options.layers.uKinds && checkFile(layerFile(shots.picture(0), "mask"))) return true;
     bool bRefused = false;
     for (size_t u = 0; options.bResume && !bRefused && u < shots.count(); ++u) {
         bRefused = PartFile(shots.picture(u)).isRefused();
@@ -183,21 +191,23 @@ bool RenderJob::prepare() {
 // True when the picture cannot be held, which is reported.
 bool RenderJob::checkSize(const Frame& frame) const {
     const uint32_t uWidth = frame.uWidth, uHeight = frame.uHeight;
-    const PictureFormat& format = *pictureFormat(options.sPicture);
+    const PictureFormat* pFormat = pictureFormat(options.sPicture);  // null for layers alone
     const uint64_t uSide = std::max(uWidth, uHeight), uPixels = uint64_t{uWidth} * uHeight;
     if (!uPixels) {
         Console::error("%s: a picture of %u x %u pixels", rayTracer.sceneDesc.szCameraFile, uWidth, uHeight);
         return true;
     }
-    if (!format.holds(uWidth, uHeight)) {
-        Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, format.szSuffix);
+    if (pFormat && !pFormat->holds(uWidth, uHeight)) {
+        Console::error("rt-render: %u x %u pixels are too many for a %s file", uWidth, uHeight, pFormat->szSuffix);
         return true;
     }
     if (uSide * uSamples > INT32_MAX) {
         Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, uSamples);
         return true;
     }
-    const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}, channels()), uFree = freeMemory();
+    const uint64_t uLayers = options.layers.uKinds ? LayerTracer::bytesFor(options.layers) * uPixels : 0;
+    const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}, channels()) + uLayers,
+                   uFree = freeMemory();
     if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
         Console::error("rt-render: %u x %u pixels need %llu MB of memory, %llu MB are free", uWidth, uHeight,
                        static_cast<unsigned long long>(uNeeded >> 20), static_cast<unsigned long long>(uFree >> 20));
@@ -255,7 +265,33 @@ size_t RenderJob::firstShot() const {
     return 0;
 }
 
+std::string RenderJob::layerFile(const std::string& sPicture, const std::string& sLayer) const {
+    return stemOf(sPicture) + (options.layers.bNpy ? "-" + sLayer + ".npy" : ".exr");
+}
+
+// True on failure, which is reported, or when a signal came.
+bool RenderJob::writeLayers(const RenderCrew& crew, size_t uShot) const {
+    const Frame& frame = shots.frame(uShot);
+    const uint32_t uUnseen = isStudio() ? ground() : NO_INDEX;
+    LayerTracer tracer(rayTracer, crew.surfaceTextures(), uUnseen, frame, 0.5f - static_cast<float>(pixelShift()));
+    if (tracer.trace(options.layers, options.uJobs, StopSignals::which)) {
+        if (!StopSignals::which())
+            Console::error("rt-render: no memory for layers of %u x %u pixels", frame.uWidth, frame.uHeight);
+        return true;
+    }
+    if (!options.layers.bNpy)
+        return writeExr(layerFile(shots.picture(uShot), ""), frame.uWidth, frame.uHeight, tracer.layers());
+    for (const Layer& layer : tracer.layers()) {
+        if (writeNpy(layerFile(shots.picture(uShot), layer.sName), frame.uWidth, frame.uHeight, layer)) return true;
+    }
+    return false;
+}
+
 int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
+    if (options.layers.uKinds && writeLayers(crew, uShot)) {
+        return StopSignals::which() ? reportStop(StopSignals::which()) : STATUS_FAILED;
+    }
+    if (!options.layers.bPicture) return STATUS_DONE;
     const Frame& frame = shots.frame(uShot);
     const std::string &sFile = shots.picture(uShot), sKey = settingsKey(uShot);
     if (pool.create(frame.uWidth, frame.uHeight, uTileEdge, channels())) {
@@ -297,10 +333,7 @@ int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
 
 // Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
 int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
-    if (options.cameras.bSheet) {
-        Console::error("rt-render: %s", iSignal ? "interrupted" : "given up");
-        return iSignal ? STATUS_SIGNAL + iSignal : STATUS_FAILED;
-    }
+    if (options.cameras.bSheet) return reportStop(iSignal);
     StopSignals::endProcess(Leftovers::remove);  // a second one, while the part is written
     const bool bLost = part.save(pool, sKey);
     if (!bLost) {

@@ -32,6 +32,7 @@ class RenderJob {
     bool checkView() const;
     bool checkPicture() const;
     bool checkFile(const std::string& sFile) const;
+    std::string layerFile(const std::string& sPicture, const std::string& sLayer) const;
     bool prepare();
     bool checkSize(const Frame& frame) const;
     bool checkSheet();
@@ -39,6 +40,7 @@ class RenderJob {
     size_t firstShot() const;
     int renderAll();
     int renderShot(RenderCrew& crew, size_t uShot);
+    bool writeLayers(const RenderCrew& crew, size_t uShot) const;
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;

@@ -8,12 +8,13 @@ readonly JOBS
 
 # Debian's names: what a build needs, and what rt-import, rt-render and rt-farm need on top.
 BUILD_PACKAGES=(g++ cmake ninja-build)
-TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev libcpp-httplib-dev nlohmann-json3-dev)
+TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev libcpp-httplib-dev nlohmann-json3-dev
+    libopenexr-dev)
 
 # A header that tells whether a library's package is there.
 declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
     [libxxhash-dev]=xxhash.h [libbenchmark-dev]=benchmark/benchmark.h
-    [libcpp-httplib-dev]=httplib.h [nlohmann-json3-dev]=nlohmann/json.hpp)
+    [libcpp-httplib-dev]=httplib.h [libopenexr-dev]=OpenEXR/ImfOutputFile.h [nlohmann-json3-dev]=nlohmann/json.hpp)
 
 fail() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2

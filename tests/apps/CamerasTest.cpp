@@ -1,8 +1,16 @@
-// Cameras of rt-render: what a file of them says is what its pictures show, and no file of them does harm.
+// Cameras and layers of rt-render: what a file of cameras says is what its pictures show, and what layers tell is so.
+// No file of cameras does harm.
 #if defined(RT_RENDER) && defined(RT_IMPORT)
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
+#ifdef RT_EXR
+#include <OpenEXR/ImfChannelList.h>
+#include <OpenEXR/ImfFrameBuffer.h>
+#include <OpenEXR/ImfHeader.h>
+#include <OpenEXR/ImfInputFile.h>
+#endif
 #include <nlohmann/json.hpp>
 
 #include "apps/RenderSteps.h"
@@ -86,6 +94,92 @@ TEST_F(RenderTest, CamerasOfAFileSeeWhatItsNumbersSay) {
         const json all = json::parse(readFile("x.json"), nullptr, false);
         EXPECT_NEAR(all.value("cx", 0.0), s == "--samples 1 " ? 32.5 : 32.0 + 0.5 / 3, 1e-6);
         EXPECT_LE(countWrong("x-iso.ppm", all, all["frames"][0]), s == "--samples 1 " ? 2u : 400u) << "blurred edges";
+    }
+}
+
+// The numbers of a NumPy file of 48 x 64 pixels; empty when it is none of this shape.
+template <typename T>
+std::vector<T> numbersOf(const std::string& sFile, unsigned uComponents) {
+    const std::string s = readFile(sFile),
+                      sShape = "48, 64" + (uComponents > 1 ? ", " + std::to_string(uComponents) : "");
+    const size_t uData = s.find('\n') + 1;
+    if (!contains(s.substr(0, uData), "(" + sShape + ")") || uData % 64) return {};
+    std::vector<T> v(64 * 48 * uComponents);
+    if (s.size() != uData + v.size() * sizeof(T)) return {};
+    memcpy(v.data(), s.data() + uData, v.size() * sizeof(T));
+    return v;
+}
+
+TEST_F(RenderTest, LayersTellWhatPixelsShow) {
+    writeFile("shape.obj", shapeText());
+    const std::string sAll = " --layers depth,normal,position,albedo,material,face,mask ";
+    for (const std::string s :
+         {"--views iso", "--ortho --views left", "--views iso --light lamps --samples 2 --ground"}) {
+        const std::string sSame = "shape.obj --resolution 64 48 --write-cameras x.json " + s + sAll;
+        ASSERT_EQ(render(sSame + "-o x.png --layers-format npy"), 0) << sOutput;
+        const json all = json::parse(readFile("x.json"), nullptr, false), frame = all["frames"][0];
+        const std::string sStem = s.find("left") == std::string::npos ? "x-iso" : "x-left";
+        EXPECT_TRUE(fs::exists(sStem + ".png"));
+        const auto vView = numbersOf<float>(sStem + "-depth-view.npy", 1),
+                   vRay = numbersOf<float>(sStem + "-depth-ray.npy", 1),
+                   vNormal = numbersOf<float>(sStem + "-normal.npy", 3),
+                   vAt = numbersOf<float>(sStem + "-position.npy", 3),
+                   vAlbedo = numbersOf<float>(sStem + "-albedo.npy", 3),
+                   vMask = numbersOf<float>(sStem + "-mask.npy", 1);
+        const auto vFace = numbersOf<uint32_t>(sStem + "-face.npy", 1),
+                   vMaterial = numbersOf<uint32_t>(sStem + "-material.npy", 1);
+        ASSERT_FALSE(vView.empty() || vRay.empty() || vNormal.empty() || vAt.empty() || vAlbedo.empty() ||
+                     vMask.empty() || vFace.empty() || vMaterial.empty());
+        unsigned uSeen = 0;
+        for (unsigned u = 0; u < 64 * 48; ++u) {
+            const bool bSeen = vMask[u] == 1.0f;
+            ASSERT_EQ(vFace[u] != ~0u, bSeen);
+            ASSERT_EQ(vMaterial[u] != ~0u && std::isfinite(vView[u]) && std::isfinite(vRay[u]), bSeen);
+            if (!bSeen) continue;
+            ++uSeen;
+            const double p[3] = {vAt[u * 3], vAt[u * 3 + 1], -vAt[u * 3 + 2]};  // in the file's world
+            const auto [x, y] = seen(all, frame, p);
+            ASSERT_NEAR(x, u % 64 + 0.5, 0.01);
+            ASSERT_NEAR(y, u / 64 + 0.5, 0.01);
+            double dRay = 0, dView = 0;
+            for (unsigned r = 0; r < 3; ++r) {
+                const double d = p[r] - frame["transform_matrix"][r][3].get<double>();
+                dRay += d * d;
+                dView -= d * frame["transform_matrix"][r][2].get<double>();
+            }
+            ASSERT_NEAR(vView[u], dView, 1e-3);
+            ASSERT_NEAR(vRay[u], sStem == "x-iso" ? sqrt(dRay) : dView, 1e-3);
+            if (vFace[u] >= 4) continue;  // the ground
+            ASSERT_GT(vAlbedo[u * 3], 0.1f);
+            const double* const a = SHAPE[CORNERS[vFace[u]][0]];
+            for (const unsigned uCorner : CORNERS[vFace[u]]) {  // the point and the triangle lie in the normal's plane
+                const double* b = SHAPE[uCorner];
+                const float* n = &vNormal[u * 3];
+                ASSERT_NEAR((b[0] - a[0]) * n[0] + (b[1] - a[1]) * n[1] - (b[2] - a[2]) * n[2], 0.0, 1e-4) << vFace[u];
+                ASSERT_NEAR((b[0] - p[0]) * n[0] + (b[1] - p[1]) * n[1] - (b[2] - p[2]) * n[2], 0.0, 1e-3) << vFace[u];
+            }
+        }
+        EXPECT_GT(uSeen, 100u);
+#ifdef RT_EXR
+        ASSERT_EQ(render(sSame + "-o y.exr"), 0) << sOutput;
+        EXPECT_FALSE(fs::exists("y-iso.png"));
+        Imf::InputFile file(("y" + sStem.substr(1) + ".exr").c_str());
+        std::vector<float> vZ(64 * 48), vNy(64 * 48);
+        std::vector<uint32_t> vIds(64 * 48);
+        Imf::FrameBuffer buffer;
+        const auto read = [&](const char* sz, Imf::PixelType eType, void* p) {
+            const Imf::Channel* pChannel = file.header().channels().findChannel(sz);
+            EXPECT_TRUE(pChannel && pChannel->type == eType) << sz;
+            buffer.insert(sz, Imf::Slice(eType, static_cast<char*>(p), 4, 4 * 64));
+        };
+        read("Z", Imf::FLOAT, vZ.data());
+        read("N.Y", Imf::FLOAT, vNy.data());
+        read("face", Imf::UINT, vIds.data());
+        file.setFrameBuffer(buffer);
+        file.readPixels(0, 47);
+        EXPECT_TRUE(vZ == vView && vIds == vFace);
+        for (unsigned u = 0; u < 64 * 48; ++u) ASSERT_EQ(vNy[u], vNormal[u * 3 + 1]);
+#endif
     }
 }
 

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "picture/LayerFile.h"
 #include "picture/PictureFile.h"
 #include "rt-render/options/Background.h"
 #include "rt-render/options/RenderTable.h"
@@ -37,7 +38,16 @@ bool completePicture(RenderOptions& options) {
     const bool bMany = options.uOrbit || options.cameras.isMany();
     if (bMany && isDirectory(s)) s += (bFolder ? "" : "/") + sName;
     if (s.empty()) s = sName;
-    if (pictureFormat(s)) return false;
+    const bool bExr = suffixOf(s) == ".exr", bNpy = suffixOf(s) == ".npy";
+    if (options.layers.uKinds && (bExr || bNpy)) {
+        options.layers.bNpy = bNpy;
+        options.layers.bPicture = false;
+    }
+    if (options.layers.uKinds && !options.layers.bNpy && !hasExr()) {
+        Console::error("rt-render: OpenEXR files cannot be written: rt-render was built without libopenexr-dev");
+        return true;
+    }
+    if (!options.layers.bPicture || pictureFormat(s)) return false;
     if (isDirectory(s)) {
         Console::error("rt-render: --out: \"%s\" is a directory; the name of a file is wanted", s.c_str());
     } else if (bFolder) {
@@ -46,6 +56,14 @@ bool completePicture(RenderOptions& options) {
         Console::error("rt-render: --out: no picture format has this suffix, there are %s: \"%s\"",
                        pictureSuffixes().c_str(), s.c_str());
     }
+    return true;
+}
+
+// True when the layers are none, which is reported.
+bool checkLayers(RenderOptions& options) {
+    if (options.sLayers.empty() || !readLayers(options.sLayers, options.layers)) return false;
+    Console::error("rt-render: --layers: \"%s\" is no list of %s, with commas between", options.sLayers.c_str(),
+                   layerNames().c_str());
     return true;
 }
 
@@ -75,7 +93,7 @@ bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven
         Console::error("rt-render: the name of a scene or a model is missing (--help lists the options)");
         return true;
     }
-    if (checkCameras(options) || completePicture(options)) return true;
+    if (checkCameras(options) || checkLayers(options) || completePicture(options)) return true;
     if (options.parameters.bCustomCamera && !(length(options.parameters.v3CameraLook) > 0.0f)) {
         Console::error("rt-render: --camera: the direction has no length");
         return true;
@@ -97,7 +115,7 @@ bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven
                 options.sBackground.c_str());
             return true;
         }
-        if (options.studio.bTransparent && !pictureFormat(options.sPicture)->bAlpha) {
+        if (options.studio.bTransparent && options.layers.bPicture && !pictureFormat(options.sPicture)->bAlpha) {
             Console::error("rt-render: --background transparent needs a PNG file: \"%s\"", options.sPicture.c_str());
             return true;
         }

@@ -11,6 +11,7 @@
 #include "render/shading/RaytracerParameters.h"
 #include "render/studio/StudioRenderer.h"
 #include "rt-render/options/CameraWishes.h"
+#include "rt-render/options/LayerWishes.h"
 #include "rt-render/options/View.h"
 
 namespace rt {
@@ -22,13 +23,14 @@ struct RenderOptions {
     RaytracerParameters parameters;  // the settings that RayTracer has too, but for the names of the files
     View view;
     CameraWishes cameras;
+    LayerWishes layers;
 #ifdef RT_IMPORT
     ImportOptions import;  // when the scene is a model
 #endif
     std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
     std::optional<bool> bStudio;  // its light, not the scene's lamps: so are models
     StudioSettings studio;        // but for its ground and its edges
-    std::string sViews;           // as they were given
+    std::string sViews, sLayers;  // as they were given
     std::string sBackground;      // as it was given, empty if it was not
     unsigned uSamples = 0;        // rays along each side of a pixel; 0: one, but more at edges in a studio
     unsigned uJobs = 0;           // worker threads

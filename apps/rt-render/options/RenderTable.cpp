@@ -74,6 +74,15 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values v) { s.cameras.sWriteCameras = v[0].sText; }},
     {Option::flag("--sheet", "all pictures in one").notWith("--resume"),
      [](Settings& s, Values) { s.cameras.bSheet = true; }},
+    // Layers.
+    {Option::text("--layers", "LIST", "what pixels show: depth, normal, position, albedo, material, face or mask")
+         .more("With commas between them. They are written beside the picture, or alone when the name of --out ends in "
+               ".exr or .npy.")
+         .notWith("--sheet"),
+     [](Settings& s, Values v) { s.sLayers = v[0].sText; }},
+    {Option::word("--layers-format", "format of layers", "exr|npy", "one OpenEXR file, or one of NumPy's a layer")
+         .otherwise("exr"),
+     [](Settings& s, Values v) { s.layers.bNpy = v[0].u == 1; }},
     // The light.
     {Option::word("--light", "kind of light", "studio|lamps", "soft light that turns with the camera, or lamps")
          .otherwise("studio for models, lamps for scenes")

@@ -1,0 +1,200 @@
+// One ray a pixel, and what it tells.
+#include "rt-render/layers/LayerTracer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "accel/RayStream.h"
+#include "render/studio/Tone.h"
+
+namespace rt {
+
+using Velk::NMVector3f;
+
+namespace {
+
+constexpr unsigned MOST_HOLES = 32;  // one behind the other
+constexpr float OFFSET = 0.1f;       // of rays that go on behind one, in 1/10000 of the scene
+
+void put(float* p, size_t uPixel, const NMVector3f& v3) {
+    for (unsigned a = 0; a < 3; ++a) p[uPixel * 3 + a] = v3[a];
+}
+
+}  // namespace
+
+// Of a thread.
+struct LayerTracer::Scratch {
+    RayStream rays, rest;
+    uint32_t uFaces[RayStream::CAPACITY], uRestFaces[RayStream::CAPACITY], uOf[RayStream::CAPACITY];
+    RayTestOutput hits[RayStream::CAPACITY], restHits[RayStream::CAPACITY];
+};
+
+LayerTracer::LayerTracer(const PreparedScene& prepared, const SurfaceTextures* pColours, uint32_t uGround,
+                         const Frame& picture, float fMiddle)
+    : scene(prepared), pTextures(pColours), uUnseen(uGround), frame(picture), fInPixel(fMiddle) {
+    const NMVector3f v3Look = frame.v3ImageOrigin + frame.v3ImageSpanX * 0.5f + frame.v3ImageSpanY * 0.5f - frame.v3Eye;
+    v3Forward = normalize(cross(frame.v3ImageSpanX, frame.v3ImageSpanY));
+    if (dot(v3Forward, v3Look) < 0.0f) v3Forward = v3Forward * -1.0f;
+    fPixel = length(frame.v3ImageSpanX) / static_cast<float>(frame.uWidth);
+    if (!frame.bParallel) fPixel = fPixel / length(v3Look);
+}
+
+bool LayerTracer::trace(const LayerWishes& wanted, unsigned uThreads, int (*pfnStop)()) {
+    if (createLayers(wanted)) return true;
+    std::atomic<uint32_t> uNext{0};
+    std::atomic<uint64_t> uAll{0};
+    std::atomic<bool> bFailed{false};
+    const auto work = [&] {
+        const std::unique_ptr<Scratch> pScratch(new (std::nothrow) Scratch);
+        if (!pScratch) bFailed = true;
+        for (uint32_t y; !bFailed && (y = uNext++) < frame.uHeight;) {
+            if (pfnStop()) bFailed = true;
+            uAll += traceRow(*pScratch, y);
+        }
+    };
+    std::vector<std::thread> vHelpers;
+    try {
+        while (vHelpers.size() + 1 < std::min(uThreads, frame.uHeight)) vHelpers.emplace_back(work);
+    } catch (const std::system_error&) {  // fewer threads find the same
+    }
+    work();
+    for (std::thread& helper : vHelpers) helper.join();
+    uCovered = uAll;
+    return bFailed;
+}
+
+uint64_t LayerTracer::bytesFor(const LayerWishes& wanted) {
+    constexpr uint64_t COMPONENTS[LayerWishes::KINDS] = {2, 3, 3, 3, 1, 1, 1};
+    uint64_t uSum = 0;
+    for (unsigned u = 0; u < LayerWishes::KINDS; ++u) {
+        if (wanted.has(static_cast<LayerWishes::Kind>(u))) uSum += COMPONENTS[u] * 4;
+    }
+    return uSum;
+}
+
+float* LayerTracer::addFloats(const char* szName, std::vector<std::string> vChannels) {
+    Layer layer;
+    layer.sName = szName;
+    layer.vChannels = std::move(vChannels);
+    layer.vFloats.resize(size_t{frame.uWidth} * frame.uHeight * layer.components());
+    vLayers.push_back(std::move(layer));
+    return vLayers.back().vFloats.data();
+}
+
+uint32_t* LayerTracer::addIntegers(const char* szName) {
+    Layer layer;
+    layer.sName = szName;
+    layer.vChannels = {szName};
+    layer.bIntegers = true;
+    layer.vIntegers.resize(size_t{frame.uWidth} * frame.uHeight);
+    vLayers.push_back(std::move(layer));
+    return vLayers.back().vIntegers.data();
+}
+
+// True when there is no memory for them.
+bool LayerTracer::createLayers(const LayerWishes& wanted) {
+    vLayers.clear();
+    try {
+        if (wanted.has(LayerWishes::DEPTH)) {
+            pDepth = addFloats("depth-view", {"Z"});
+            pDistance = addFloats("depth-ray", {"depth.ray"});
+        }
+        if (wanted.has(LayerWishes::NORMAL)) pNormal = addFloats("normal", {"N.X", "N.Y", "N.Z"});
+        if (wanted.has(LayerWishes::POSITION)) pPosition = addFloats("position", {"P.X", "P.Y", "P.Z"});
+        if (wanted.has(LayerWishes::ALBEDO)) pAlbedo = addFloats("albedo", {"albedo.R", "albedo.G", "albedo.B"});
+        if (wanted.has(LayerWishes::MATERIAL)) pMaterial = addIntegers("material");
+        if (wanted.has(LayerWishes::FACE)) pFace = addIntegers("face");
+        if (wanted.has(LayerWishes::MASK)) pMask = addFloats("mask", {"mask"});
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    return false;
+}
+
+// The pixels of a row that show the scene.
+uint64_t LayerTracer::traceRow(Scratch& scratch, uint32_t y) const {
+    uint64_t uSeen = 0;
+    const float fDown = static_cast<float>(y) + fInPixel;
+    for (uint32_t uFirst = 0; uFirst < frame.uWidth; uFirst += std::min(RayStream::CAPACITY, frame.uWidth - uFirst)) {
+        const uint32_t uEnd = uFirst + std::min(RayStream::CAPACITY, frame.uWidth - uFirst);
+        scratch.rays.uCount = 0;
+        for (uint32_t x = uFirst; x < uEnd; ++x) {
+            const Frame::Ray ray = frame.rayThrough(static_cast<float>(x) + fInPixel, fDown);
+            scratch.rays.add(ray.v3From, normalize(ray.v3Dir), frame.fMaxDistance);
+        }
+        findFaces(scratch);
+        for (uint32_t x = uFirst; x < uEnd; ++x) {
+            const uint32_t u = x - uFirst;
+            const Frame::Ray ray{scratch.rays.origin(u), scratch.rays.dir(u)};
+            store(size_t{y} * frame.uWidth + x, ray, ray.v3Dir, scratch.uFaces[u], scratch.hits[u]);
+            uSeen += scratch.uFaces[u] != NO_INDEX;
+        }
+    }
+    return uSeen;
+}
+
+bool LayerTracer::isSeenThrough(uint32_t uFace, const RayTestOutput& hit) const {
+    const uint32_t uMaterial = scene.scene.vFaces[uFace].uAttribute;
+    if (uMaterial == uUnseen && uUnseen != NO_INDEX) return true;
+    return pTextures && pTextures->has(uMaterial) && pTextures->at(uFace, hit, 0.0f).bHole;
+}
+
+void LayerTracer::findFaces(Scratch& scratch) const {
+    RayStream& rest = scratch.rest;
+    scene.queries.findNearestFaces(scratch.rays, scratch.uFaces, scratch.hits);
+    for (unsigned uBehind = 0; uBehind < MOST_HOLES; ++uBehind) {
+        rest.uCount = 0;
+        for (uint32_t u = 0; u < scratch.rays.uCount; ++u) {
+            if (scratch.uFaces[u] == NO_INDEX || !isSeenThrough(scratch.uFaces[u], scratch.hits[u])) continue;
+            const NMVector3f v3Dir = scratch.rays.dir(u), &v3Hit = scratch.hits[u].v3Hit;
+            scratch.uOf[rest.uCount] = u;
+            rest.add(v3Hit + v3Dir * OFFSET, v3Dir, frame.fMaxDistance);
+        }
+        if (!rest.uCount) return;
+        scene.queries.findNearestFaces(rest, scratch.uRestFaces, scratch.restHits);
+        for (uint32_t u = 0; u < rest.uCount; ++u) {
+            scratch.uFaces[scratch.uOf[u]] = scratch.uRestFaces[u];
+            scratch.hits[scratch.uOf[u]] = scratch.restHits[u];
+        }
+    }
+}
+
+void LayerTracer::store(size_t uPixel, const Frame::Ray& ray, const NMVector3f& v3Dir, uint32_t uFace,
+                        const RayTestOutput& hit) const {
+    const bool bSeen = uFace != NO_INDEX;
+    const NMVector3f v3Way = bSeen ? hit.v3Hit - ray.v3From : NMVector3f{};
+    const float fAway = length(v3Way), fUnit = scene.scene.fDomainFactor;
+    if (pDepth) pDepth[uPixel] = bSeen ? dot(v3Way, v3Forward) / fUnit : HUGE_VALF;
+    if (pDistance) pDistance[uPixel] = bSeen ? fAway / fUnit : HUGE_VALF;
+    if (pFace) pFace[uPixel] = uFace;
+    if (pMaterial) pMaterial[uPixel] = bSeen ? scene.scene.vFaces[uFace].uAttribute : NO_INDEX;
+    if (pMask) pMask[uPixel] = bSeen ? 1.0f : 0.0f;
+    if (!bSeen) return;
+    if (pPosition) put(pPosition, uPixel, hit.v3Hit / fUnit);
+    if (pNormal) put(pNormal, uPixel, normalAt(scene.scene.vFaces[uFace], hit, v3Dir));
+    if (pAlbedo) put(pAlbedo, uPixel, albedoAt(uFace, hit, fAway));
+}
+
+// Towards the eye, rounded where the material is smooth.
+NMVector3f LayerTracer::normalAt(const FaceData& face, const RayTestOutput& hit, const NMVector3f& v3Dir) const {
+    const float fSide = dot(face.v3Normal, v3Dir) > 0.0f ? -1.0f : 1.0f;
+    const bool bSmooth = face.isSound() && scene.attributes.vAttributes[face.uAttribute].uFlags & AF_SMOOTH;
+    if (!bSmooth) return face.v3Normal * fSide;
+    const NMVector3f v3Sum =
+        face.pA->v3Normal * hit.fU + face.pB->v3Normal * hit.fV + face.pC->v3Normal * (1.0f - hit.fU - hit.fV);
+    return dot(v3Sum, v3Sum) > 0.0f ? normalize(v3Sum) * fSide : face.v3Normal * fSide;
+}
+
+// The colour of the material at a place, as light: what white light makes of it.
+NMVector3f LayerTracer::albedoAt(uint32_t uFace, const RayTestOutput& hit, float fAway) const {
+    const uint32_t uMaterial = scene.scene.vFaces[uFace].uAttribute;
+    if (!pTextures || !pTextures->has(uMaterial)) return lightOf(scene.attributes.vAttributes[uMaterial].v3Color);
+    return pTextures->at(uFace, hit, frame.bParallel ? fPixel : fPixel * fAway).v3Albedo;
+}
+
+}  // namespace rt
