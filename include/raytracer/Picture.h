@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -46,8 +47,8 @@ struct Bricks {
 
 /// Renders into memory of the caller, the top row first, each row uStride bytes after the one before, 3 bytes a pixel:
 /// red, green, blue. The bytes do not depend on the number of threads. True when the scene was not prepared for
-/// pictures, or without memory.
+/// pictures, without memory, or when *pStop became true before the end; it is looked at every 32 x 32 pixels.
 [[nodiscard]] bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads,
-                          uint8_t* pPixels, size_t uStride);
+                          uint8_t* pPixels, size_t uStride, const std::atomic<bool>* pStop = nullptr);
 
 }  // namespace raytracer

@@ -108,6 +108,10 @@ class Scene {
     [[nodiscard]] bool addMaterial(const Material& material);
     [[nodiscard]] bool addLight(const Light& light);
 
+    /// Puts lights in the place of those that there are; also after prepare(), as long as nobody renders. True without
+    /// memory.
+    [[nodiscard]] bool setLights(const Light* pLights, uint32_t uLights);
+
     /// Builds what rays need, once after everything was added; for watertight rays with uThreads threads. No answer
     /// depends on their number. True when a triangle's material is not there, there is no mesh, or without memory.
     [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1);

@@ -44,13 +44,22 @@ Frame frameOf(const View& view, const rt::Scene& scene) {
     return rt::frameOf(camera, scene, view.uWidth, view.uHeight);
 }
 
+// What all worker threads share.
+struct Work {
+    std::atomic<uint64_t> uNext{0};
+    std::atomic<bool> bFailed{false};
+    const std::atomic<bool>* pStop;
+
+    bool isStopped() const { return pStop && *pStop; }
+};
+
 // What each worker thread runs: renders tiles until none is left. True when out of memory.
-bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings, const Frame& frame,
-                 std::atomic<uint64_t>& uNext, uint8_t* pPixels, size_t uStride) {
+bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings, const Frame& frame, Work& work,
+                 uint8_t* pPixels, size_t uStride) {
     const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(scene, settings));
     if (!pRenderer) return true;
     const TileGrid tiles = frame.tiles(TILE_EDGE);
-    for (uint64_t u; (u = uNext++) < tiles.count();) {
+    for (uint64_t u; !work.isStopped() && (u = work.uNext++) < tiles.count();) {
         const Tile tile = tiles.tile(u);
         uint8_t* pFirst = pPixels + tile.y * uStride + size_t{tile.x} * 3;
         pRenderer->render(frame, tile, pFirst, uStride);
@@ -86,7 +95,7 @@ View viewOf(const Scene& scene) {
 }
 
 bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads, uint8_t* pPixels,
-            size_t uStride) {
+            size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
     if (!data.bPrepared || !data.bPictures) {
         Velk::inputError("scene", 0, nullptr, "is not prepared for pictures");
@@ -100,20 +109,20 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
     settings.fAngleCoeff = bricks.fAngle;
     settings.bDirt = bricks.bDirt;
     const Frame frame = frameOf(view, data.scene.scene);
-    std::atomic<uint64_t> uNext{0};
-    std::atomic<bool> bFailed{false};
-    const auto work = [&] {
-        if (renderTiles(data.scene, settings, frame, uNext, pPixels, uStride)) bFailed = true;
+    Work work{};
+    work.pStop = pStop;
+    const auto renderSome = [&] {
+        if (renderTiles(data.scene, settings, frame, work, pPixels, uStride)) work.bFailed = true;
     };
     std::vector<std::thread> vHelpers;
     try {
-        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(work);
+        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(renderSome);
     } catch (const std::system_error&) {  // fewer threads make the same picture
     }
-    work();
+    renderSome();
     for (std::thread& helper : vHelpers) helper.join();
-    if (bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
-    return bFailed;
+    if (work.bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
+    return work.bFailed || work.isStopped();
 }
 
 }  // namespace raytracer

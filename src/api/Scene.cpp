@@ -123,6 +123,13 @@ bool Scene::addLight(const Light& light) {
     return pData->scene.lights.add({vectorOf(light.position), {0, -1, 0}, light.fFlux});
 }
 
+bool Scene::setLights(const Light* pLights, uint32_t uLights) {
+    pData->scene.lights.releaseLights();
+    if (std::any_of(pLights, pLights + uLights, [this](const Light& light) { return addLight(light); })) return true;
+    if (pData->bPrepared) pData->scene.lights.applyDomainFactor(pData->scene.scene.fDomainFactor);
+    return false;
+}
+
 bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {
     PreparedScene& scene = pData->scene;
     if (pData->bPrepared || !scene.scene.bLoaded) {

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <pybind11/numpy.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
+/// Arrays of Python that become rows of numbers, and the errors that tell which shape was wanted.
+namespace python {
+
+namespace py = pybind11;
+
+constexpr int ALIGNED = 0x0100;  // numpy's flag, for which the binding has no name
+
+/// Rows of float32, one after the other. An array that is so already is read in place, any other is copied.
+using Floats = py::array_t<float, py::array::c_style | py::array::forcecast | ALIGNED>;
+using Integers = py::array_t<int64_t, py::array::c_style | py::array::forcecast | ALIGNED>;
+
+/// Numbers whose last dimension is iWidth. Throws ValueError for anything else.
+Floats floatsOf(py::handle values, const char* szName, py::ssize_t iWidth);
+
+/// A mesh: vertices (n, 3) and triangles (m, 3). Throws ValueError for other shapes, for numbers that are no integers
+/// and for vertices that are not finite, IndexError for a triangle with a vertex that is not there.
+struct MeshArrays {
+    Floats vertices;
+    Integers triangles;
+};
+MeshArrays meshOf(py::handle vertices, py::handle triangles);
+
+/// How many rows of the last dimension there are.
+size_t rowsOf(const Floats& values);
+
+/// The shape without the last dimension, and what stands in its place.
+std::vector<py::ssize_t> shapeOf(const Floats& values, std::initializer_list<py::ssize_t> tail = {});
+
+}  // namespace python

@@ -1,0 +1,105 @@
+// Keeps meshes, and prepares the library's scenes when they are asked for.
+#include "binding/RaycastingScene.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <stdexcept>
+
+namespace python {
+
+namespace {
+
+constexpr size_t MOST_TRIANGLES = (size_t{1} << 28) - 1;
+
+// To where the corners run counter-clockwise.
+void putNormal(const float* pVertices, const uint32_t* pCorners, float* pNormal) {
+    const float *pA = pVertices + size_t{3} * pCorners[0], *pB = pVertices + size_t{3} * pCorners[1],
+                *pC = pVertices + size_t{3} * pCorners[2];
+    double ab[3], ac[3], n[3];
+    for (unsigned a = 0; a < 3; ++a) {
+        ab[a] = static_cast<double>(pB[a]) - pA[a];
+        ac[a] = static_cast<double>(pC[a]) - pA[a];
+    }
+    for (unsigned a = 0; a < 3; ++a) n[a] = ab[(a + 1) % 3] * ac[(a + 2) % 3] - ab[(a + 2) % 3] * ac[(a + 1) % 3];
+    const double dLength = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    for (unsigned a = 0; a < 3; ++a) pNormal[a] = dLength > 0.0 ? static_cast<float>(n[a] / dLength) : 0.0f;
+}
+
+}  // namespace
+
+uint32_t PreparedMeshes::geometryOf(uint32_t uTriangle, uint32_t uGuess) const {
+    if (vFirst[uGuess] <= uTriangle && uTriangle < vFirst[uGuess + 1]) return uGuess;
+    return static_cast<uint32_t>(std::upper_bound(vFirst.begin(), vFirst.end(), uTriangle) - vFirst.begin() - 1);
+}
+
+uint32_t RaycastingScene::add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles) {
+    const std::lock_guard<std::mutex> lock(meshes);
+    const size_t uBase = vVertices.size() / 3;
+    if (vFirst.back() + uTriangles > MOST_TRIANGLES || uBase + uVertices > UINT32_MAX / 3)
+        throw std::length_error("a scene has at most 268435455 triangles and 1431655765 vertices");
+    vVertices.reserve(vVertices.size() + uVertices * 3);
+    vTriangles.reserve(vTriangles.size() + uTriangles * 3);
+    vFirst.push_back(vFirst.back() + static_cast<uint32_t>(uTriangles));
+    vVertices.insert(vVertices.end(), pVertices, pVertices + uVertices * 3);
+    for (size_t u = 0; u < uTriangles * 3; ++u)
+        vTriangles.push_back(static_cast<uint32_t>(uBase + static_cast<size_t>(pTriangles[u])));
+    pPrepared.reset();
+    return static_cast<uint32_t>(vFirst.size() - 2);
+}
+
+std::shared_ptr<const PreparedMeshes> RaycastingScene::prepared() {
+    const std::lock_guard<std::mutex> lock(meshes);
+    if (pPrepared) return pPrepared;
+    const auto pNew = std::make_shared<PreparedMeshes>();
+    pNew->vFirst = vFirst;
+    pNew->vNormals.resize(vTriangles.size());
+    for (size_t u = 0; u < vTriangles.size(); u += 3) putNormal(vVertices.data(), &vTriangles[u], &pNew->vNormals[u]);
+    const raytracer::Mesh mesh{vVertices.data(), static_cast<uint32_t>(vVertices.size() / 3), vTriangles.data(),
+                               vFirst.back()};
+    if (vFirst.back() && (pNew->scene.setMesh(mesh) || pNew->scene.prepare(raytracer::Use::RAYS, eRays, uBuilders)))
+        throw std::bad_alloc();
+    pPrepared = pNew;
+    return pPrepared;
+}
+
+void RaycastingScene::makePictures(const PictureOrder& order) {
+    const std::lock_guard<std::mutex> lock(meshes);
+    if (uPictureMeshes == vFirst.size() && vPictureColors == order.vColors && bPictureSmooth == order.bSmooth) return;
+    uPictureMeshes = 0;
+    vPictureColors = order.vColors;
+    bPictureSmooth = order.bSmooth;
+    pictureScene = raytracer::Scene();
+    std::vector<uint32_t> vMaterials;
+    for (uint32_t uMesh = 0; uMesh + 1 < vFirst.size(); ++uMesh) vMaterials.resize(vFirst[uMesh + 1], uMesh);
+    const raytracer::Mesh mesh{vVertices.data(), static_cast<uint32_t>(vVertices.size() / 3), vTriangles.data(),
+                               vFirst.back(), vMaterials.data()};
+    bool bFailed = pictureScene.setMesh(mesh);
+    for (size_t u = 0; u + 1 < vFirst.size(); ++u) {
+        raytracer::Material material;
+        material.bSmooth = order.bSmooth;
+        if (!order.vColors.empty()) std::copy_n(&order.vColors[3 * u], 3, material.color);
+        bFailed = bFailed || pictureScene.addMaterial(material);
+    }
+    if (bFailed || pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders)) throw std::bad_alloc();
+    uPictureMeshes = vFirst.size();
+}
+
+bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
+                             const std::atomic<bool>& bStop) {
+    const std::lock_guard<std::mutex> lock(pictures);
+    makePictures(order);
+    if (pictureScene.setLights(order.vLights.data(), static_cast<uint32_t>(order.vLights.size())))
+        throw std::bad_alloc();
+    const bool bFailed =
+        raytracer::render(pictureScene, order.view, {}, uThreads, pPixels, size_t{order.view.uWidth} * 3, &bStop);
+    if (bFailed && !bStop) throw std::bad_alloc();
+    return bFailed;
+}
+
+uint32_t RaycastingScene::geometryCount() {
+    const std::lock_guard<std::mutex> lock(meshes);
+    return static_cast<uint32_t>(vFirst.size() - 1);
+}
+
+}  // namespace python

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <raytracer/Picture.h>
+#include <raytracer/Scene.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+/// Meshes with a number each, which are one mesh for the library.
+namespace python {
+
+/// What rays meet, constant once it is made.
+struct PreparedMeshes {
+    raytracer::Scene scene;        // all rays miss when it has no triangle
+    std::vector<uint32_t> vFirst;  // first triangle of each mesh, and the number of all
+    std::vector<float> vNormals;   // unit, three a triangle; 0 for one without area
+
+    bool isEmpty() const { return !vFirst.back(); }
+
+    /// The mesh of a triangle. uGuess is looked at first: rays that are close mostly meet the same mesh.
+    uint32_t geometryOf(uint32_t uTriangle, uint32_t uGuess) const;
+};
+
+/// What a picture is made of: colours are three shares a mesh, or none; the other lists are what they are called.
+struct PictureOrder {
+    raytracer::View view;
+    std::vector<raytracer::Light> vLights;
+    std::vector<float> vColors;
+    bool bSmooth;
+};
+
+/// The scene of Python. All operations may be called from any number of threads, without the interpreter's lock: one
+/// that holds it while it waits for the mutexes would stop the others.
+class RaycastingScene {
+ public:
+    RaycastingScene(raytracer::Rays rays, unsigned uThreads) : eRays(rays), uBuilders(uThreads) {}
+
+    /// Copies a mesh, whose indices are in order. Returns its number. Throws std::bad_alloc, and std::length_error
+    /// beyond what 28 bits count.
+    uint32_t add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles);
+
+    /// What is there now; built if something was added since. Throws std::bad_alloc.
+    std::shared_ptr<const PreparedMeshes> prepared();
+
+    /// Renders into uWidth * uHeight * 3 bytes. True when it was stopped. Throws std::bad_alloc.
+    bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
+
+    uint32_t geometryCount();
+
+    const raytracer::Rays eRays;
+
+ private:
+    void makePictures(const PictureOrder& order);
+
+    std::mutex meshes;  // guards what follows
+    const unsigned uBuilders;
+    std::vector<float> vVertices;
+    std::vector<uint32_t> vTriangles;
+    std::vector<uint32_t> vFirst{0};
+    std::shared_ptr<const PreparedMeshes> pPrepared;
+
+    std::mutex pictures;  // taken before the other; guards a second scene, in which lights may change
+    raytracer::Scene pictureScene;
+    size_t uPictureMeshes = 0;  // for how many it was prepared; 0: not yet
+    std::vector<float> vPictureColors;
+    bool bPictureSmooth = false;
+};
+
+}  // namespace python

@@ -1,0 +1,94 @@
+"""Pictures of scenes, and PNG files of them."""
+import struct
+import zlib
+
+import numpy as np
+
+from ._raytracer import RaycastingScene
+
+# Beside the eye, in distances of what it sees: to the right, up, brightness there (255 is white).
+_LAMPS = ((-0.45, 0.55, 380.0), (0.6, 0.1, 70.0))
+
+
+def _lamps_beside(scene, camera):
+    """Lamps (2, 4) at the eye, as bright as the distance of what it sees wants."""
+    x = (np.arange(16) + 0.5) / 16
+    rays = np.empty((16, 16, 6), np.float32)
+    rays[..., :3] = camera.eye
+    rays[..., 3:] = camera.directions(x * camera.width_px, x[:, None] * camera.height_px)
+    depth = scene.cast_rays(rays, nthreads=1)["t_hit"]
+    seen = depth[np.isfinite(depth)]
+    distance = float(np.median(seen)) if seen.size else 1.0
+    right, down = camera.extrinsic_matrix[0, :3], camera.extrinsic_matrix[1, :3]
+    return np.array([[*(camera.eye + distance * (u * right - v * down)), light * distance ** 2]
+                     for u, v, light in _LAMPS])
+
+
+def _table(values, name, width, rows=None):
+    table = np.asarray(values, np.float32)
+    if table.ndim != 2 or table.shape[1] != width or rows not in (None, len(table)):
+        wanted = "n" if rows is None else rows
+        raise ValueError(f"{name}: shape ({wanted}, {width}) wanted, got {table.shape}")
+    if not np.isfinite(table).all():
+        raise ValueError(f"{name}: finite numbers wanted")
+    return table
+
+
+def render(scene: RaycastingScene, camera, *, light="lamps", lights=None, colors=None,
+           smooth=False, depth=False, normals=False, ids=False, nthreads=0):
+    """A picture (height, width, 3) of the scene, uint8, red, green and blue.
+
+    light: "lamps", point lights with hard shadows: lights (n, 4), of each x, y, z and flux; flux
+    255 at distance 1 shows a white surface white. Without any, two are put beside the camera.
+    colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean
+    normals. With depth, normals or ids the result is a dict: picture, and depth (height, width)
+    along the camera's z, inf where nothing is; normals (height, width, 3); geometry_ids and
+    primitive_ids (height, width). They are those of rays through the pixels' middles, as the
+    picture is.
+    """
+    if light != "lamps":
+        raise ValueError(f"light: 'lamps' wanted, got {light!r}")
+    width, height = camera.width_px, camera.height_px
+    if lights is None or not len(lights):
+        lights = _lamps_beside(scene, camera)
+    lights = _table(lights, "lights", 4)
+    colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
+    hits = scene.cast_rays(camera.rays(), nthreads=nthreads) if depth or normals or ids else {}
+    # The library's pixels look at their corners, so the picture is moved by half a pixel. It is
+    # held as far away as the eye is from 0, which the corners' rounding is a share of.
+    corners = camera.directions([0.5, width + 0.5, 0.5], [0.5, 0.5, height + 0.5])
+    corners = camera.eye + corners * (1.0 + np.linalg.norm(camera.eye))
+    picture = scene._render(np.vstack([camera.eye, corners]), width, height, lights, colors,
+                            smooth, nthreads)
+    if not hits:
+        return picture
+    result = {"picture": picture}
+    if depth:
+        result["depth"] = hits["t_hit"]
+    if normals:
+        result["normals"] = hits["primitive_normals"]
+    if ids:
+        result.update((name, hits[name]) for name in ("geometry_ids", "primitive_ids"))
+    return result
+
+
+def write_png(path, pixels):
+    """Writes pixels, (height, width) for grey or (height, width, 3), uint8, to a PNG file."""
+    pixels = np.ascontiguousarray(pixels)
+    if pixels.dtype != np.uint8 or pixels.ndim not in (2, 3) or pixels.shape[2:] not in ((), (3,)):
+        raise ValueError("pixels: shape (height, width) or (height, width, 3) of uint8 wanted, "
+                         f"got {pixels.shape} of {pixels.dtype}")
+    height, width = pixels.shape[:2]
+    if not height or not width:
+        raise ValueError(f"pixels: at least one wanted, got {pixels.shape}")
+
+    def chunk(kind, content):
+        checked = kind + content
+        return struct.pack(">I", len(content)) + checked + struct.pack(">I", zlib.crc32(checked))
+
+    header = struct.pack(">IIBBBBB", width, height, 8, 0 if pixels.ndim == 2 else 2, 0, 0, 0)
+    rows = np.zeros((height, 1 + pixels.size // height), np.uint8)  # each with its filter: none
+    rows[:, 1:] = pixels.reshape(height, -1)
+    with open(path, "wb") as file:
+        file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) +
+                   chunk(b"IDAT", zlib.compress(rows.tobytes(), 6)) + chunk(b"IEND", b""))
