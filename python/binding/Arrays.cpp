@@ -16,8 +16,8 @@ std::string textOf(const py::array& array) {
 // Any array of numbers of the kinds that are wanted; an empty one may be of any kind, since [] has one that nobody
 // chose.
 py::array numbersOf(py::handle values, const char* szName, const char* szKinds, const char* szWanted) {
-    py::array array = py::array::ensure(values);
-    if (!array) throw py::value_error(std::string(szName) + ": an array of " + szWanted + " wanted");
+    // Not py::array::ensure(), which forgets what numpy and objects with an __array__ say.
+    const py::array array = py::module_::import("numpy").attr("asarray")(values);
     if (array.size() && !std::strchr(szKinds, array.dtype().kind())) {
         throw py::value_error(std::string(szName) + ": " + szWanted + " wanted, got " +
                               py::str(array.dtype()).cast<std::string>());

@@ -16,6 +16,11 @@ namespace {
 
 constexpr size_t BLOCK = 256;
 
+// Few enough points that no block takes long.
+size_t blockOf(const std::vector<raytracer::Ray>& vDirections) {
+    return std::max<size_t>(1, BLOCK / std::max<size_t>(1, vDirections.size()));
+}
+
 // Directions that are spread evenly and along no axis: the same for every point and every call.
 std::vector<raytracer::Ray> directionsOf(int iSamples) {
     if (iSamples < 1 || iSamples % 2 == 0)
@@ -54,7 +59,7 @@ py::array distances(RaycastingScene& scene, const char* szQuery, py::handle poin
     py::array_t<float> result(shapeOf(rows));
     const float* pRows = rows.data();
     float* pResult = result.mutable_data();
-    runBlocks(rowsOf(rows), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rowsOf(rows), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
         float* p = pResult + uFirst;
         std::fill_n(p, uCount, std::numeric_limits<float>::infinity());
         if (pMeshes->isEmpty()) return;
@@ -113,7 +118,7 @@ py::array computeOccupancy(RaycastingScene& scene, py::handle points, int iThrea
     py::array_t<float> result(shapeOf(rows));
     const float* pRows = rows.data();
     float* pResult = result.mutable_data();
-    runBlocks(rowsOf(rows), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rowsOf(rows), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
         std::vector<raytracer::Ray> vRays = vDirections;
         std::vector<uint32_t> vCounts;
         for (size_t u = uFirst; u < uFirst + uCount; ++u) {

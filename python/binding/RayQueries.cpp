@@ -14,7 +14,8 @@ namespace python {
 namespace {
 
 constexpr size_t BLOCK = 2048;
-constexpr float TREE_END = 1e30f;  // the tree's rays end somewhere
+constexpr size_t BLOCK_OF_ALL = 64;  // for all hits, which may be many
+constexpr float TREE_END = 1e30f;    // the tree's rays end somewhere
 
 using RayList = std::vector<raytracer::Ray>;
 
@@ -89,7 +90,7 @@ py::array countIntersections(RaycastingScene& scene, py::handle rays, int iThrea
     py::array_t<int32_t> counts(shapeOf(rows));
     const float* pRows = rows.data();
     int32_t* pCounts = counts.mutable_data();
-    runBlocks(rowsOf(rows), BLOCK / 4, uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rowsOf(rows), BLOCK_OF_ALL, uThreads, [&](size_t uFirst, size_t uCount) {
         RayList vRays;
         std::vector<uint32_t> vCounts(uCount);
         readRays(pRows + 6 * uFirst, uCount, 0.0f, std::numeric_limits<float>::infinity(), vRays);
@@ -104,7 +105,7 @@ py::dict listIntersections(RaycastingScene& scene, py::handle rays, int iThreads
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = watertightOf(scene, "list_intersections");
     const float* pRows = rows.data();
-    const size_t uRays = rowsOf(rows), uBlock = BLOCK / 4;
+    const size_t uRays = rowsOf(rows), uBlock = BLOCK_OF_ALL;
     std::vector<Found> vFound(uRays / uBlock + 1);
     runBlocks(uRays, uBlock, uThreads, [&](size_t uFirst, size_t uCount) {
         Found& found = vFound[uFirst / uBlock];

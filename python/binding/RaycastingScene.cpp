@@ -11,6 +11,7 @@ namespace python {
 namespace {
 
 constexpr size_t MOST_TRIANGLES = (size_t{1} << 28) - 1;
+constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // the library's
 
 // To where the corners run counter-clockwise.
 void putNormal(const float* pVertices, const uint32_t* pCorners, float* pNormal) {
@@ -63,9 +64,12 @@ std::shared_ptr<const PreparedMeshes> RaycastingScene::prepared() {
     return pPrepared;
 }
 
-void RaycastingScene::makePictures(const PictureOrder& order) {
+// False when there is nothing to be seen.
+bool RaycastingScene::makePictures(const PictureOrder& order) {
     const std::lock_guard<std::mutex> lock(meshes);
-    if (uPictureMeshes == vFirst.size() && vPictureColors == order.vColors && bPictureSmooth == order.bSmooth) return;
+    if (!vFirst.back()) return false;
+    if (uPictureMeshes == vFirst.size() && vPictureColors == order.vColors && bPictureSmooth == order.bSmooth)
+        return true;
     uPictureMeshes = 0;
     vPictureColors = order.vColors;
     bPictureSmooth = order.bSmooth;
@@ -83,12 +87,17 @@ void RaycastingScene::makePictures(const PictureOrder& order) {
     }
     if (bFailed || pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders)) throw std::bad_alloc();
     uPictureMeshes = vFirst.size();
+    return true;
 }
 
 bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                              const std::atomic<bool>& bStop) {
     const std::lock_guard<std::mutex> lock(pictures);
-    makePictures(order);
+    const size_t uStride = size_t{order.view.uWidth} * 3;
+    if (!makePictures(order)) {
+        for (size_t u = 0; u < order.view.uHeight * uStride; ++u) pPixels[u] = BACKGROUND[u % 3];
+        return false;
+    }
     if (pictureScene.setLights(order.vLights.data(), static_cast<uint32_t>(order.vLights.size())))
         throw std::bad_alloc();
     const bool bFailed =

@@ -54,7 +54,7 @@ class RaycastingScene {
     const raytracer::Rays eRays;
 
  private:
-    void makePictures(const PictureOrder& order);
+    bool makePictures(const PictureOrder& order);
 
     std::mutex meshes;  // guards what follows
     const unsigned uBuilders;

@@ -1,0 +1,72 @@
+"""Pictures, and that the page about Python does what it says."""
+import pathlib
+import re
+import zlib
+
+import numpy as np
+import pytest
+
+import raytracer
+from meshes import ball
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BACKGROUND = 1, 0, 1  # nearly black
+
+
+def test_a_picture_shows_what_rays_see():
+    scene = raytracer.RaycastingScene()
+    vertices, triangles = ball(16)
+    scene.add_triangles(vertices, triangles)
+    scene.add_triangles(vertices * 0.5 + [2, 0, 1], triangles)
+    for eye in ((1, 6, 3), (-3, 5, -2)):  # the lamps move with it
+        camera = raytracer.Camera(40, (1, 0, 0), eye, (0, 0, 1), 160, 100)
+        shown = raytracer.render(scene, camera, colors=[[1, 0, 0], [0, 1, 0]], depth=True, normals=True, ids=True)
+        alone = raytracer.render(scene, camera, colors=[[1, 0, 0], [0, 1, 0]], nthreads=1)
+        np.testing.assert_array_equal(alone, shown["picture"])
+        assert alone.shape == (100, 160, 3) and alone.dtype == np.uint8
+        ids = shown["geometry_ids"]
+        assert (alone[ids == scene.INVALID_ID] == BACKGROUND).all()
+        for geometry in (0, 1):
+            seen = alone[ids == geometry]
+            assert np.median(seen[:, geometry]) > 60 and not np.delete(seen, geometry, axis=1).any()
+        assert (shown["depth"][ids == 0] > 4).all() and np.isinf(shown["depth"][ids == scene.INVALID_ID]).all()
+        towards = np.einsum("ijk,ijk->ij", shown["normals"], camera.rays()[..., 3:])
+        assert (towards[ids == 0] < 0.05).all()
+    rendered = raytracer.render(scene, camera, lights=[[0, 0, 50, 0]])
+    assert set(np.unique(rendered)) == {0, 1}
+    with pytest.raises(ValueError, match=r"colors: shape \(2, 3\) wanted, got \(1, 3\)"):
+        raytracer.render(scene, camera, colors=[[1, 1, 1]])
+    with pytest.raises(ValueError, match="light: 'lamps' wanted"):
+        raytracer.render(scene, camera, light="moon")
+
+
+def test_a_picture_of_nothing_is_background():
+    camera = raytracer.Camera(40, (1, 0, 0), (0, 0, 0), (0, 0, 1), 8, 4)
+    assert (raytracer.render(raytracer.RaycastingScene(), camera) == BACKGROUND).all()
+
+
+def test_png_files_hold_the_pixels(tmp_path):
+    pixels = np.arange(2 * 5 * 3, dtype=np.uint8).reshape(2, 5, 3)
+    raytracer.write_png(tmp_path / "a.png", pixels)
+    written = (tmp_path / "a.png").read_bytes()
+    assert written.startswith(b"\x89PNG") and written[16:24] == bytes([0, 0, 0, 5, 0, 0, 0, 2])
+    start = written.index(b"IDAT") + 4
+    assert zlib.decompress(written[start:-16]) == b"".join(b"\0" + row.tobytes() for row in pixels)
+    with pytest.raises(ValueError, match=r"pixels: .* wanted, got \(2, 5, 3\) of float64"):
+        raytracer.write_png(tmp_path / "b.png", pixels * 0.5)
+
+
+def test_the_page_runs(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    names = {}
+    blocks = re.findall(r"^```python\n(.*?)^```$", (ROOT / "docs/python.md").read_text(), re.M | re.S)
+    assert len(blocks) >= 6
+    for block in blocks:
+        exec(compile(block, "docs/python.md", "exec"), names)
+    assert {path.name for path in tmp_path.iterdir()} >= {"picture.png", "depth.png", "normals.png"}
+
+
+@pytest.mark.parametrize("example", sorted((ROOT / "examples").glob("*.py")), ids=lambda path: path.name)
+def test_examples_run(example, tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    exec(compile(example.read_text(), str(example), "exec"), {"__name__": "__main__"})
