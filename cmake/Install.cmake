@@ -1,4 +1,4 @@
-# What cmake --install puts where, and the Debian package that cpack makes of it.
+# What cmake --install puts where, and the Debian packages that cpack makes of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/raytracer)
@@ -53,6 +53,16 @@ configure_file(packaging/changelog ${PROJECT_BINARY_DIR}/pages/changelog @ONLY)
 rt_install_packed(${PROJECT_BINARY_DIR}/pages/changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
+# The Python module, a package of its own.
+if(TARGET rt_python)
+  set(szPython lib/python3/dist-packages/raytracer)
+  install(TARGETS rt_python LIBRARY DESTINATION ${szPython} COMPONENT python)
+  install(DIRECTORY python/raytracer/ DESTINATION ${szPython} COMPONENT python
+          FILES_MATCHING PATTERN "*.py" PATTERN "*.pyi" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+  install(FILES packaging/copyright ${PROJECT_BINARY_DIR}/pages/changelog.gz
+          DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-raytracer COMPONENT python)
+endif()
+
 # One file completes all programs; bash looks for it under the name of each.
 set(szCompletions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 rt_make_page(completions/RayTracer.in completions)
@@ -78,4 +88,19 @@ set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
     WORLD_READ WORLD_EXECUTE)
+if(TARGET rt_python)
+  set(CPACK_DEB_COMPONENT_INSTALL ON)
+  set(CPACK_COMPONENTS_ALL Unspecified python)
+  set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME raytracer)
+  set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-raytracer)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  math(EXPR uNext "${Python_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+      "python3 (>= 3.${Python_VERSION_MINOR}~), python3 (<< 3.${uNext}), python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION "rays, closest points and pictures of triangle meshes (Python 3)
+Casts rays at meshes of numpy arrays, watertight and on all cores: nearest
+hits, all hits, visibility, closest points, signed distances, depth and
+normals, and pictures.")
+endif()
 include(CPack)

@@ -1,14 +1,14 @@
 #pragma once
 
-#include <raytracer/Picture.h>
-#include <raytracer/Scene.h>
-
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
+
+#include "raytracer/Picture.h"
+#include "raytracer/Scene.h"
 
 /// Meshes with a number each, which are one mesh for the library.
 namespace python {

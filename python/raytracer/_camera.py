@@ -1,4 +1,4 @@
-"""Pinhole cameras: x to the right, y down, z into the picture, pixels with their middles at half numbers."""
+"""Pinhole cameras: x to the right, y down, z into the picture; pixels' middles at half numbers."""
 import numpy as np
 
 

@@ -16,7 +16,8 @@ def ball(divisions=12):
         j = (i + 1) % columns
         triangles.append((north, i, j))
         for row in range(0, len(ring) - columns, columns):
-            triangles += [(row + i, row + columns + i, row + columns + j), (row + i, row + columns + j, row + j)]
+            triangles += [(row + i, row + columns + i, row + columns + j),
+                          (row + i, row + columns + j, row + j)]
         triangles.append((south, len(ring) - columns + j, len(ring) - columns + i))
     return vertices, np.array(triangles)
 

@@ -16,19 +16,24 @@ def read_only(array):
 
 
 def unaligned(array):
-    return np.frombuffer(b"x" + array.tobytes(), np.uint8)[1:].view(array.dtype).reshape(array.shape)
+    late = np.frombuffer(b"x" + array.tobytes(), np.uint8)[1:]
+    return late.view(array.dtype).reshape(array.shape)
 
 
-FORMS = {"float64": lambda a: a.astype(np.float64), "fortran": np.asfortranarray, "read only": read_only,
-         "backwards": lambda a: a[::-1].copy()[::-1], "apart": lambda a: np.repeat(a, 2, axis=0)[::2],
-         "columns": lambda a: np.hstack([a, a])[:, :a.shape[1]], "swapped": lambda a: a.astype(">f4"),
-         "list": lambda a: a.tolist(), "unaligned": unaligned, "half": lambda a: a.astype(np.float16)}
+FORMS = {"float64": lambda a: a.astype(np.float64), "half": lambda a: a.astype(np.float16),
+         "swapped": lambda a: a.astype(">f4"), "list": lambda a: a.tolist(),
+         "fortran": np.asfortranarray, "backwards": lambda a: a[::-1].copy()[::-1],
+         "apart": lambda a: np.repeat(a, 2, axis=0)[::2],
+         "columns": lambda a: np.hstack([a, a])[:, :a.shape[1]],
+         "read only": read_only, "unaligned": unaligned}
 
 
 @pytest.mark.parametrize("form", FORMS)
 def test_arrays_of_any_form_are_read(form):
     scene, other = RaycastingScene(), RaycastingScene()
-    rays, vertices = (a.astype(np.float16).astype(np.float32) if form == "half" else a for a in (RAYS, VERTICES))
+    rays, vertices = RAYS, VERTICES
+    if form == "half":
+        rays, vertices = (a.astype(np.float16).astype(np.float32) for a in (rays, vertices))
     kept = rays.copy()
     scene.add_triangles(vertices, TRIANGLES.astype(np.uint8))
     other.add_triangles(FORMS[form](vertices), np.asfortranarray(TRIANGLES.astype(np.int64)))
@@ -71,21 +76,32 @@ def test_answers_have_the_shape_of_the_rays(shape):
 
 
 @pytest.mark.parametrize("error, text, call", [
-    (ValueError, r"rays: shape \(..., 6\) wanted, got \(4, 5\)", lambda s: s.cast_rays(np.ones((4, 5)))),
+    (ValueError, r"rays: shape \(..., 6\) wanted, got \(4, 5\)",
+     lambda s: s.cast_rays(np.ones((4, 5)))),
     (ValueError, r"rays: shape \(..., 6\) wanted, got \(\)", lambda s: s.test_occlusions(1.0)),
-    (ValueError, "rays: numbers wanted, got complex128", lambda s: s.cast_rays(np.ones((4, 6), complex))),
+    (ValueError, "rays: numbers wanted, got complex128",
+     lambda s: s.cast_rays(np.ones((4, 6), complex))),
     (ValueError, "inhomogeneous shape", lambda s: s.cast_rays([[1, 2], [3]])),
-    (ValueError, r"query_points: shape \(..., 3\) wanted, got \(2, 6\)", lambda s: s.compute_distance(np.ones((2, 6)))),
-    (ValueError, r"vertices: shape \(n, 3\) wanted, got \(3,\)", lambda s: s.add_triangles(np.ones(3), [[0, 0, 0]])),
-    (ValueError, r"triangles: shape \(m, 3\) wanted, got \(1, 4\)", lambda s: s.add_triangles(VERTICES, [[0, 1, 2, 3]])),
-    (ValueError, "triangles: integers wanted, got float64", lambda s: s.add_triangles(VERTICES, [[0., 1., 2.]])),
-    (ValueError, "vertices: vertex 1 is not finite", lambda s: s.add_triangles([[0, 0, 0], [0, np.nan, 0]], [[0, 1, 1]])),
-    (IndexError, "triangle 1 has vertex 62, there are 62", lambda s: s.add_triangles(VERTICES, [[0, 1, 2], [0, 1, 62]])),
-    (IndexError, "triangle 0 has vertex -1, there are 62", lambda s: s.add_triangles(VERTICES, [[0, 1, -1]])),
+    (ValueError, r"query_points: shape \(..., 3\) wanted, got \(2, 6\)",
+     lambda s: s.compute_distance(np.ones((2, 6)))),
+    (ValueError, r"vertices: shape \(n, 3\) wanted, got \(3,\)",
+     lambda s: s.add_triangles(np.ones(3), [[0, 0, 0]])),
+    (ValueError, r"triangles: shape \(m, 3\) wanted, got \(1, 4\)",
+     lambda s: s.add_triangles(VERTICES, [[0, 1, 2, 3]])),
+    (ValueError, "triangles: integers wanted, got float64",
+     lambda s: s.add_triangles(VERTICES, [[0., 1., 2.]])),
+    (ValueError, "vertices: vertex 1 is not finite",
+     lambda s: s.add_triangles([[0, 0, 0], [0, np.nan, 0]], [[0, 1, 1]])),
+    (IndexError, "triangle 1 has vertex 62, there are 62",
+     lambda s: s.add_triangles(VERTICES, [[0, 1, 2], [0, 1, 62]])),
+    (IndexError, "triangle 0 has vertex -1, there are 62",
+     lambda s: s.add_triangles(VERTICES, [[0, 1, -1]])),
     (ValueError, "nthreads: 0 or more wanted, got -1", lambda s: s.cast_rays(RAYS, nthreads=-1)),
-    (ValueError, "nsamples: an odd number wanted, got 2", lambda s: s.compute_occupancy(RAYS[:, :3], nsamples=2)),
+    (ValueError, "nsamples: an odd number wanted, got 2",
+     lambda s: s.compute_occupancy(RAYS[:, :3], nsamples=2)),
     (ValueError, "tnear: 0 or more wanted", lambda s: s.test_occlusions(RAYS, tnear=-1)),
-    (ValueError, "rays: 'watertight' or 'tree' wanted, got 'x'", lambda s: RaycastingScene(rays="x")),
+    (ValueError, "rays: 'watertight' or 'tree' wanted, got 'x'",
+     lambda s: RaycastingScene(rays="x")),
 ])
 def test_errors_say_what_came_and_what_was_wanted(error, text, call):
     scene = RaycastingScene()

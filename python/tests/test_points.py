@@ -13,14 +13,14 @@ RADII = np.linalg.norm(POINTS, axis=-1)
 
 def test_distances_are_those_of_a_ball():
     np.testing.assert_allclose(SCENE.compute_signed_distance(POINTS), RADII - 1, atol=0.02)
-    np.testing.assert_array_equal(SCENE.compute_distance(POINTS), abs(SCENE.compute_signed_distance(POINTS)))
+    distance = SCENE.compute_distance(POINTS)
+    np.testing.assert_array_equal(distance, abs(SCENE.compute_signed_distance(POINTS)))
     near = SCENE.compute_closest_points(POINTS)
-    np.testing.assert_allclose(np.linalg.norm(near["points"] - POINTS, axis=-1), SCENE.compute_distance(POINTS),
-                               rtol=1e-4, atol=1e-5)
-    corners = VERTICES[TRIANGLES[near["primitive_ids"]]]
+    way = np.linalg.norm(near["points"] - POINTS, axis=-1)
+    np.testing.assert_allclose(way, distance, rtol=1e-4, atol=1e-5)
+    a, b, c = np.moveaxis(VERTICES[TRIANGLES[near["primitive_ids"]]], -2, 0)
     u, v = np.moveaxis(near["primitive_uvs"], -1, 0)[..., None]
-    np.testing.assert_allclose(corners[..., 0, :] * (1 - u - v) + corners[..., 1, :] * u + corners[..., 2, :] * v,
-                               near["points"], atol=1e-5)
+    np.testing.assert_allclose(a * (1 - u - v) + b * u + c * v, near["points"], atol=1e-5)
     assert (np.einsum("...i,...i", near["primitive_normals"], near["points"]) > 0.9).all()
 
 

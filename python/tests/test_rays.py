@@ -38,12 +38,13 @@ def test_cast_rays_finds_what_a_search_finds(kind):
     for name in ("geometry_ids", "primitive_ids"):
         assert (hits[name].ravel()[~met] == RaycastingScene.INVALID_ID).all()
         assert hits[name].dtype == np.uint32 and hits[name].shape == (20, 30)
-    corners = VERTICES[TRIANGLES[primitive[met]]] + geometry[met][:, None, None] * np.float32([3, 0, 0])
+    moved = geometry[met][:, None] * np.float32([3, 0, 0])
+    corners = VERTICES[TRIANGLES[primitive[met]]] + moved[:, None]
     u, v = hits["primitive_uvs"].reshape(-1, 2)[met].T[..., None]
     points = corners[:, 0] * (1 - u - v) + corners[:, 1] * u + corners[:, 2] * v
     np.testing.assert_allclose(points, rays[met, :3] + t[met, None] * rays[met, 3:], atol=1e-5)
     normals = hits["primitive_normals"].reshape(-1, 3)
-    outwards = corners.mean(axis=1) - geometry[met][:, None] * np.float32([3, 0, 0])
+    outwards = corners.mean(axis=1) - moved
     assert (np.einsum("ij,ij->i", normals[met], outwards) > 0.9).all() and not normals[~met].any()
     np.testing.assert_array_equal(scene.test_occlusions(rays), met)
     t_end = np.float32(np.median(t[met]))
@@ -91,7 +92,8 @@ def test_nothing_gets_through_the_edges_of_a_closed_mesh():
 ])
 def test_threads_and_neighbours_change_nothing(ask):
     scene, rays = scene_of((VERTICES, TRIANGLES)), random_rays(10000)
-    one, many, again = (ask(scene_of((VERTICES, TRIANGLES), nthreads=n), rays, n) for n in (1, 7, 0))
+    one, many, again = (ask(scene_of((VERTICES, TRIANGLES), nthreads=n), rays, n)
+                        for n in (1, 7, 0))
     for name in one:
         assert one[name].tobytes() == many[name].tobytes() == again[name].tobytes(), name
     alone = ask(scene, rays[4321:4322], 1)
@@ -104,13 +106,15 @@ def test_threads_and_neighbours_change_nothing(ask):
 def test_a_scene_without_triangles_is_missed_and_grows(kind):
     scene, rays = RaycastingScene(rays=kind), random_rays(9)
     for _ in range(2):  # without meshes, and with an empty one
-        assert np.isinf(scene.cast_rays(rays)["t_hit"]).all() and not scene.test_occlusions(rays).any()
+        assert np.isinf(scene.cast_rays(rays)["t_hit"]).all()
+        assert not scene.test_occlusions(rays).any()
         if kind == "watertight":
             assert not scene.count_intersections(rays).any()
             assert not len(scene.list_intersections(rays)["t_hit"])
             assert np.isinf(scene.compute_distance(rays[:, :3])).all()
             assert not scene.compute_occupancy(rays[:, :3]).any()
-            assert (scene.compute_closest_points(rays[:, :3])["geometry_ids"] == scene.INVALID_ID).all()
+            closest = scene.compute_closest_points(rays[:, :3])
+            assert (closest["geometry_ids"] == scene.INVALID_ID).all()
         scene.add_triangles(np.empty((0, 3)), np.empty((0, 3)))
     assert scene.add_triangles(VERTICES, TRIANGLES) == scene.geometry_count - 1 == 2
     assert (scene.cast_rays([0, 0, 0, 1, 2, 3])["geometry_ids"]) == 2
@@ -131,7 +135,8 @@ def test_a_signal_ends_a_long_call_and_other_threads_run_meanwhile():
                 begins.set()
                 return np.zeros((100000, 3), np.float32)
 
-        helper = threading.Thread(target=lambda: begins.wait() and os.kill(os.getpid(), signal.SIGINT))
+        helper = threading.Thread(
+            target=lambda: begins.wait() and os.kill(os.getpid(), signal.SIGINT))
         helper.start()
         usual = sys.getswitchinterval()
         sys.setswitchinterval(1e6)  # the helper's turn comes when the call lets go of the lock
@@ -145,7 +150,8 @@ def test_a_signal_ends_a_long_call_and_other_threads_run_meanwhile():
 
 def test_pinhole_rays():
     create = RaycastingScene.create_rays_pinhole
-    rays = create(fov_deg=90, center=[0, 0, 0], eye=[0, 0, -5], up=[0, 1, 0], width_px=4, height_px=2)
+    rays = create(fov_deg=90, center=[0, 0, 0], eye=[0, 0, -5],
+                  up=[0, 1, 0], width_px=4, height_px=2)
     assert rays.shape == (2, 4, 6) and rays.dtype == np.float32
     np.testing.assert_allclose(rays[0, 0], [0, 0, -5, 0.75, 0.25, 1], atol=1e-6)
     np.testing.assert_allclose(rays[1, 3], [0, 0, -5, -0.75, -0.25, 1], atol=1e-6)

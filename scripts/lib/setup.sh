@@ -10,6 +10,8 @@ readonly JOBS
 BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev libcpp-httplib-dev nlohmann-json3-dev
     libopenexr-dev)
+# For the Python module and its tests; a build does without.
+PYTHON_PACKAGES=(pybind11-dev python3-dev python3-numpy python3-pytest)
 
 # A header that tells whether a library's package is there.
 declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h
@@ -54,6 +56,9 @@ isThere() {
         systemd) command -v systemd-analyze ;;
         g++-multilib) echo '#include <cstdio>' | g++ -m32 -fsyntax-only -x c++ - ;;
         libclang-rt-14-dev) hasClangRuntime ;;
+        pybind11-dev) [ -e /usr/include/pybind11/pybind11.h ] ;;
+        python3-dev) compgen -G '/usr/include/python3.*/Python.h' ;;
+        python3-*) /usr/bin/python3 -c "import ${1#python3-}" ;;
         lib* | nlohmann*) echo "#include <${HEADERS[$1]}>" | g++ -std=c++17 -E -x c++ - ;;
         *) command -v "$1" ;;
     esac >/dev/null 2>&1
