@@ -76,8 +76,9 @@ add_custom_target(pages ALL DEPENDS ${vPages})
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME raytracer)
 set(CPACK_PACKAGE_CONTACT "The RayTracer developers <raytracer@packages.debian.org>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "ray tracer for triangle meshes with a render farm")
-set(CPACK_PACKAGE_DESCRIPTION "Renders scenes and model files of triangles with
+# The first line is the summary; a summary of its own would be that of all packages.
+set(CPACK_PACKAGE_DESCRIPTION "ray tracer for triangle meshes with a render farm
+Renders scenes and model files of triangles with
 mirrors, glass, smooth shading and a procedural brick wall: on one core, on
 all cores, or on many machines through its own server and clients. The
 picture is the same to the byte on each. Brings a library of ray queries for
@@ -95,9 +96,9 @@ if(TARGET rt_python)
   set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-raytracer)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
-  math(EXPR uNext "${Python_VERSION_MINOR} + 1")
+  math(EXPR uNext "${RT_PYTHON_MINOR} + 1")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
-      "python3 (>= 3.${Python_VERSION_MINOR}~), python3 (<< 3.${uNext}), python3-numpy")
+      "python3 (>= 3.${RT_PYTHON_MINOR}~), python3 (<< 3.${uNext}), python3-numpy")
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION "rays, closest points and pictures of triangle meshes (Python 3)
 Casts rays at meshes of numpy arrays, watertight and on all cores: nearest
 hits, all hits, visibility, closest points, signed distances, depth and

@@ -1,0 +1,67 @@
+#!/usr/bin/python3
+"""bench/python.py BUILD: a million rays in one call from Python, against the same call in C++ (rt_bench_cast), and on two
+threads. Prints the table of docs/performance.md: medians of runs that take turns, so that a busy machine slows all alike."""
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+BUILD = os.path.abspath(sys.argv[1])
+sys.path.insert(0, os.path.join(BUILD, "python"))
+import numpy as np  # noqa: E402
+import raytracer  # noqa: E402
+
+RUNS = 41
+
+
+def hills(size):
+    """Vertices and triangles of a rough ground, 2 * size^2 triangles."""
+    x, y = np.meshgrid(np.linspace(-1, 1, size + 1), np.linspace(-1, 1, size + 1))
+    z = 0.1 * np.sin(7 * x) * np.cos(5 * y) + 0.01 * np.sin(90 * x) * np.cos(80 * y)
+    i = np.arange(size * (size + 1)).reshape(size, size + 1)[:, :-1]
+    triangles = np.stack([i, i + 1, i + size + 2, i, i + size + 2, i + size + 1], axis=-1)
+    return np.stack([x, y, z], axis=-1).reshape(-1, 3).astype(np.float32), triangles.reshape(-1, 3).astype(np.uint32)
+
+
+def milliseconds(call):
+    start = time.perf_counter()
+    call()
+    return 1000 * (time.perf_counter() - start)
+
+
+def main():
+    print("| rays | triangles | C++ | Python | ratio | float64 | ratio | Python, two threads | gain |\n|---|---|---|---|---|---|---|---|---|")
+    for size in (100, 700):
+        vertices, triangles = hills(size)
+        camera = raytracer.Camera(45, (0, 0, 0), (1.2, -1.5, 1), (0, 0, 1), 1000, 1000)
+        ordered = camera.rays().reshape(-1, 6)
+        shuffled = np.random.default_rng(1).permutation(ordered)
+        scene = raytracer.RaycastingScene()
+        scene.add_triangles(vertices, triangles)
+        for name, rays in (("of a picture", ordered), ("the same, shuffled", shuffled)):
+            doubles = rays.astype(np.float64)
+            scene.cast_rays(rays[:1])
+            with tempfile.NamedTemporaryFile() as file:
+                file.write(np.uint64([len(vertices), len(triangles), len(rays)]).tobytes())
+                for array in (vertices, triangles, rays):
+                    file.write(array.tobytes())
+                file.flush()
+                with subprocess.Popen([os.path.join(BUILD, "bench/rt_bench_cast"), file.name], text=True, bufsize=1,
+                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE) as rival:
+                    def cast():
+                        rival.stdin.write("\n")
+                        return float(rival.stdout.readline())
+                    times = np.array([(cast(),
+                                       milliseconds(lambda: scene.cast_rays(rays, nthreads=1)),
+                                       milliseconds(lambda: scene.cast_rays(doubles, nthreads=1)),
+                                       milliseconds(lambda: scene.cast_rays(rays, nthreads=2))) for _ in range(RUNS)])
+                    rival.stdin.close()
+            native, one, double, two = np.median(times, axis=0)
+            ratio, ratio_double, gain = (np.median(times[:, a] / times[:, b]) for a, b in ((1, 0), (2, 0), (1, 3)))
+            print(f"| {name} | {len(triangles)} | {native:.0f} | {one:.0f} | {ratio:.2f} | {double:.0f} | "
+                  f"{ratio_double:.2f} | {two:.0f} | {gain:.2f} |")
+
+
+if __name__ == "__main__":
+    main()
