@@ -89,6 +89,7 @@ void TreeCache::prepare(RayTracer& rayTracer, const std::string& sKey) {
     rayTracer.parameters.bResetCache = !bHit;
     rayTracer.queries.kdTree.sCacheFile = sFile;
     rayTracer.queries.kdTree.bSaveLater = true;
+    rayTracer.queries.kdTree.bExactCache = true;
     // The file names the content, not a path: the same mesh elsewhere has the same tree.
     rayTracer.queries.kdTree.sCacheName = "content-" + sKey;
 }

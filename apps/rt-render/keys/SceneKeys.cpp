@@ -44,7 +44,7 @@ void addColours(ContentHash& hash, const SurfaceColours& colours) {
 
 std::string geometryKey(const Scene& scene) {
     ContentHash hash;
-    hash.add(std::string(Velk::VERSION));
+    hash.add(std::string(Velk::VERSION) + " exact");  // trees of builds that rounded the planes are not to be found
     for (uint32_t u = 0; u < scene.uVertexCount; ++u) addVector(hash, scene.pVertices[u].v3Position);
     for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
         const FaceData& face = scene.vFaces[u];

@@ -161,8 +161,10 @@ int KDTree::saveTree(const char* szPath, const Velk::NDataVector<KDTreeNode>& no
     {
         Velk::TextWriter writer(file.stream());
         writer.text(cacheHeadline(cacheName()).c_str()).text("KDNodes ").number(nodes.uSize).text("\n");
-        for (const KDTreeNode& node : nodes)
-            writer.number(node.uData).character(' ').number(node.fSplit).character('\n');
+        for (const KDTreeNode& node : nodes) {
+            writer.number(node.uData).character(' ');
+            (bExactCache ? writer.shortest(node.fSplit) : writer.number(node.fSplit)).character('\n');
+        }
         writer.text("\nObjectList ").number(vFacesList.uSize).text("\n");
         for (const FacesListNode& entry : vFacesList) {
             writer.number(entry.uFace).character(' ').number(entry.next).character('\n');
