@@ -32,7 +32,7 @@ class KDTree : public FaceLists {
     Velk::NAlignedArray<KDTreeNode> vNodes;
     std::string sCacheFile = "kdtree.tmp";  // buildTree reads and writes it; empty: no cache
     bool bSaveLater = false;                // buildTree leaves the writing to saveCache()
-    std::string sCacheName;  // what the cache file says it belongs to; empty: the path of the scene's file
+    std::string sCacheName;    // what the cache file says it belongs to; empty: the path of the scene's file
     bool bExactCache = false;  // writes planes that read back to the bit, where the file's format is the owner's
 
     KDTree() = default;
