@@ -112,7 +112,7 @@ class Scene {
     /// memory.
     [[nodiscard]] bool setLights(const Light* pLights, uint32_t uLights);
 
-    /// Builds what rays need, once after everything was added; for watertight rays with uThreads threads. No answer
+    /// Builds what rays need with uThreads threads, once after everything was added. No answer
     /// depends on their number. True when a triangle's material is not there, there is no mesh, or without memory.
     [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1);
 

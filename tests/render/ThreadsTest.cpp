@@ -97,7 +97,7 @@ TEST_F(ThreadsTest, FiveThreadsReadTheMeshAndTheFaultsOfOne) {
                                   std::string(1, '\0')};
     Velk::setInputSink([](bool, const char* sz) { g_sReports += std::string(sz) + '\n'; });
     unsigned uCount[2] = {};
-    for (uint32_t uSeed = 0; uSeed < 16; ++uSeed) {
+    for (uint32_t uSeed = 0; uSeed < 9; ++uSeed) {
         SCOPED_TRACE(uSeed);
         Random random(uSeed);
         const auto lines = [&](const char* szHead, const char* szFormat) {
@@ -131,7 +131,7 @@ TEST_F(ThreadsTest, FiveThreadsReadTheMeshAndTheFaultsOfOne) {
         }
     }
     Velk::setInputSink(nullptr);
-    EXPECT_GT(std::min(uCount[0], uCount[1]), 8u);
+    EXPECT_GT(std::min(uCount[0], uCount[1]), 5u);
 }
 
 TEST_F(ThreadsTest, AMeshFromMemoryIsTheOneFromItsFile) {
