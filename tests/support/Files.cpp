@@ -45,7 +45,8 @@ uint64_t hashOf(const std::string& sBytes) {
 
 std::string word(size_t u, unsigned uBytes) {
     std::string s;
-    for (unsigned uByte = 0; uByte < uBytes; ++uByte) s += static_cast<char>(u >> 8 * uByte & 255);
+    for (unsigned uByte = 0; uByte < uBytes; ++uByte)
+        s += uByte < sizeof(u) ? static_cast<char>(u >> 8 * uByte & 255) : '\0';
     return s;
 }
 
