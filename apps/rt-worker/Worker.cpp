@@ -147,7 +147,7 @@ bool Worker::report(const SharedScene& shared, const std::vector<std::unique_ptr
         uSentHome += pMember->client.bSentHome;
     }
     const std::string sFailure = shared.failure();
-    const bool bLost = uServed && !uSentHome && !wakeup.isStopRequested();
+    const bool bLost = !uSentHome && !wakeup.isStopRequested();
     const auto say = sFailure.empty() ? Console::detail : Console::error;
     if (shared.uPreparations) {
         const RayTracer& rayTracer = shared.rayTracer;
@@ -158,7 +158,9 @@ bool Worker::report(const SharedScene& shared, const std::vector<std::unique_ptr
     if (!sFailure.empty()) {
         Console::error("rt-worker: %s:%u: %s", settings.sHost.c_str(), settings.uPort, sFailure.c_str());
     } else if (bLost) {
-        Console::error("rt-worker: %s:%u: the server went away", settings.sHost.c_str(), settings.uPort);
+        Console::error(
+            "rt-worker: %s:%u: %s", settings.sHost.c_str(), settings.uPort,
+            uServed ? "the server went away" : "nothing to do: the farm has ended, or does not let this machine in");
     }
     Console::note("rt-worker: %u tiles for %s:%u in %.2f s, %u threads", shared.uDelivered.load(),
                   settings.sHost.c_str(), settings.uPort, dSeconds, uServed);

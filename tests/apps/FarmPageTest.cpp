@@ -86,9 +86,41 @@ TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
     EXPECT_TRUE(contains(readFile("said"), "goes on at 1 of 42 tiles")) << readFile("said");
     EXPECT_EQ(work(), 0) << sOutput;
     EXPECT_EQ(pFarm->wait(), 0);
+    EXPECT_FALSE(contains(readFile("said"), "task 0 result received"));
     EXPECT_EQ(render("test -o wanted.png"), 0);
     EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
     EXPECT_FALSE(fs::exists("farm.part.png.resume"));
+}
+
+TEST_F(FarmPageTest, WhatCannotBeIsSaid) {
+    SocketServer taken;
+    ASSERT_FALSE(taken.initServer(0, 1));
+    const std::string sTaken = std::to_string(taken.uPort);
+    const struct {
+        std::string sArguments;
+        int iStatus;
+        const char* szSaid;
+    } cases[] = {{"", 2, "the name of a scene is missing"},
+                 {"test --allow 10.1.0.0/33", 2, "no range of addresses"},
+                 {"test --allow 10.1", 2, "no range of addresses"},
+                 {"test -o x.tiff", 2, "no picture format"},
+                 {"test --port 65536", 2, "from 0 to 65535"},
+                 {"nowhere", 1, "nowhere.txt: No such file"},
+                 {"test -o gone/x.png", 1, "cannot be written"},
+                 {"test --port " + sTaken, 1, "Address already in use"},
+                 {"test --port 0 --page " + sTaken, 1, "the port is taken"}};
+    for (const auto& [sArguments, iStatus, szSaid] : cases) {
+        EXPECT_EQ(runCommand(RT_FARM " " + sArguments + " 2>&1", sOutput), iStatus) << sArguments;
+        EXPECT_TRUE(contains(sOutput, szSaid)) << sOutput;
+    }
+    EXPECT_EQ(runCommand(RT_WORKER " localhost 0 2>&1", sOutput), 2) << sOutput;
+    // The range 10.1.0.0/16.
+    sockaddr_in address{};
+    for (const auto& [uAddress, bIn] : {std::pair{0x0A01FFFFu, true}, {0x0A020000u, false}}) {
+        address.sin_addr.s_addr = htonl(uAddress);
+        EXPECT_EQ((AddressRange{0x0A010000, 0xFFFF0000}.holds(address)), bIn);
+        EXPECT_TRUE(AddressRange().holds(address));
+    }
 }
 
 TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {
