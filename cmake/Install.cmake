@@ -7,6 +7,10 @@ set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/raytracer)
 install(TARGETS RayTracer ${RT_TOOL_PROGRAMS} RUNTIME)
 install(FILES ${PROJECT_BINARY_DIR}/RayTracer TYPE BIN)  # the link to RayTracer.exe
 install(PROGRAMS ${PROJECT_BINARY_DIR}/rt-bundle TYPE BIN)
+if(TARGET rt-render)  # file managers show models by it
+  install(FILES packaging/raytracer.thumbnailer DESTINATION ${CMAKE_INSTALL_DATADIR}/thumbnailers)
+  install(FILES packaging/raytracer-models.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages)
+endif()
 install(DIRECTORY Scenes DESTINATION ${CMAKE_INSTALL_DATADIR}/raytracer)
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples deploy DESTINATION ${CMAKE_INSTALL_DOCDIR})
