@@ -17,7 +17,19 @@ namespace rt {
 
 namespace {
 
-char g_szFile[4096 + 64] = "";  // for a signal handler to find
+using Path = char[4096 + 64];
+
+// For a signal handler to find.
+Path g_szFile = "", g_szSpool = "", g_szSpoolDirectory = "";
+
+void setPath(Path& szPath, const std::string& sFile) {
+    sigset_t all, before;
+    sigfillset(&all);
+    sigprocmask(SIG_BLOCK, &all, &before);
+    const bool bFits = sFile.size() < sizeof(Path);
+    memcpy(szPath, bFits ? sFile.c_str() : "", bFits ? sFile.size() + 1 : 1);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+}
 
 // Ends the process. Only calls that are allowed in a signal handler.
 void endEarly(int iSignal) {
@@ -39,15 +51,17 @@ void Leftovers::removeOnSignals() {
 
 void Leftovers::remove(int) {
     if (*g_szFile) unlink(g_szFile);
+    if (*g_szSpool) unlink(g_szSpool);
+    if (*g_szSpoolDirectory) rmdir(g_szSpoolDirectory);
 }
 
 void Leftovers::setFile(const std::string& sFile) {
-    sigset_t all, before;
-    sigfillset(&all);
-    sigprocmask(SIG_BLOCK, &all, &before);
-    const bool bFits = sFile.size() < sizeof(g_szFile);
-    memcpy(g_szFile, bFits ? sFile.c_str() : "", bFits ? sFile.size() + 1 : 1);
-    sigprocmask(SIG_SETMASK, &before, nullptr);
+    setPath(g_szFile, sFile);
+}
+
+void Leftovers::setSpool(const std::string& sFile, const std::string& sDirectory) {
+    setPath(g_szSpool, sFile);
+    setPath(g_szSpoolDirectory, sDirectory);
 }
 
 }  // namespace rt

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -52,6 +53,18 @@ uint64_t freeMemory() {
     return 0;
 }
 
+// Bounds of the faces without those of one material, in the scene's own units.
+Velk::BoxAABB boundsOf(const Scene& scene, uint32_t uWithout) {
+    Velk::BoxAABB box{{HUGE_VALF, HUGE_VALF, HUGE_VALF}, {-HUGE_VALF, -HUGE_VALF, -HUGE_VALF}};
+    for (uint32_t u = 0; u < scene.vFaces.uCount; ++u) {
+        const FaceData& face = scene.vFaces[u];
+        if (face.uAttribute == uWithout && uWithout != NO_INDEX) continue;
+        box.v3Min = minimum(box.v3Min, face.v3Min);
+        box.v3Max = maximum(box.v3Max, face.v3Max);
+    }
+    return {box.v3Min / scene.fDomainFactor, box.v3Max / scene.fDomainFactor};
+}
+
 // The program's status when nothing of a picture is kept. iSignal: what stopped it, 0 for a failure.
 int reportStop(int iSignal) {
     Console::error("rt-render: %s", iSignal ? "interrupted" : "given up");
@@ -67,21 +80,24 @@ bool reportOnePoint() {
 }  // namespace
 
 // Small enough for a worker's memory at any number of samples.
-RenderJob::RenderJob(const RenderOptions& wanted)
-    : options(wanted), uSamples(std::max(1u, wanted.uSamples)), uTileEdge(wanted.parameters.uPackSize) {}
+RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput)
+    : options(wanted),
+      uSamples(std::max(1u, wanted.uSamples)),
+      uTileEdge(wanted.parameters.uPackSize),
+      sink(options, pOutput),
+      pReports(options.bJson ? pOutput : nullptr) {}
 
 int RenderJob::run() {
     Leftovers::removeOnSignals();
+    StopWatch watch;
     if (checkView() || shots.plan(options) || source.find(options)) return STATUS_FAILED;
+    times.dReading = watch.lap();
     // In a studio small tiles would see many of each other's pixels. No picture depends on the tiles.
     if (isStudio()) uTileEdge = std::max(uTileEdge, SMALLEST_STUDIO_TILE);
     uTileEdge = std::min(uTileEdge, std::max(1u, LARGEST_TILE / uSamples));
     if (checkPicture() || prepare()) return STATUS_FAILED;
     StopSignals::keep();
-    const int iStatus = renderAll();
-    // One that came while the last picture was written changes nothing any more.
-    if (iStatus == STATUS_DONE) StopSignals::ignore();
-    return iStatus;
+    return renderAll();
 }
 
 int RenderJob::renderAll() {
@@ -93,11 +109,12 @@ int RenderJob::renderAll() {
     }
     RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
     pCache->finish(rayTracer);
+    if (sink.prepare(shots, channels(), freeMemory())) return STATUS_FAILED;
     for (size_t u = firstShot(); u < shots.count(); ++u) {
         const int iStatus = renderShot(crew, u);
         if (iStatus != STATUS_DONE) return iStatus;
     }
-    return options.cameras.bSheet && writePicture(options.sPicture, sheet.view()) ? STATUS_FAILED : STATUS_DONE;
+    return sink.finish() ? STATUS_FAILED : STATUS_DONE;
 }
 
 bool RenderJob::isStudio() const {
@@ -128,7 +145,9 @@ bool RenderJob::checkView() const {
 // True when the pictures could not be written, which is reported.
 bool RenderJob::checkPicture() const {
     const std::string& sCameras = options.cameras.sWriteCameras;
-    if (checkFile(options.cameras.bSheet ? options.sPicture : shots.picture(0))) return true;
+    if (options.eOutput == RenderOptions::FILM && FilmPipe::isMissing()) return true;
+    const std::string& sFirst = sink.keepsParts() ? shots.picture(0) : options.sPicture;
+    if (options.eOutput != RenderOptions::STANDARD_OUTPUT && checkFile(sFirst)) return true;
     if (!sCameras.empty() && checkFile(sCameras)) return true;
     if (options.layers.uKinds && checkFile(layerFile(shots.picture(0), "mask"))) return true;
     bool bRefused = false;
@@ -149,6 +168,7 @@ bool RenderJob::checkFile(const std::string& sFile) const {
 // Reads the scene and makes everything ready that all pictures share. True on failure, which is reported.
 bool RenderJob::prepare() {
     StopWatch watch;
+    const unsigned uErrors = Console::errorCount();
     Console::status("%s: reading", source.name().c_str());
     rayTracer.parameters = options.parameters;
     rayTracer.parameters.uTexturedAttribute = NO_INDEX;  // a number that is too high is warned of below
@@ -164,7 +184,8 @@ bool RenderJob::prepare() {
         return true;
     }
     if (options.cameras.sCameras.empty() && !options.cameras.intrinsics) warnAboutStretching(rayTracer);
-    Console::detail("reading: %.2f s", watch.lap());
+    times.dReading += watch.lap();
+    Console::detail("reading: %.2f s", times.dReading);
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
@@ -173,7 +194,7 @@ bool RenderJob::prepare() {
     pCache = std::make_unique<TreeCache>(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);
     pCache->prepare(rayTracer, sGeometryKey);
     if (rayTracer.preprocessScene()) {
-        if (!Console::errorCount()) Console::error("%s: not enough memory", source.name().c_str());
+        if (Console::errorCount() == uErrors) Console::error("%s: not enough memory", source.name().c_str());
         return true;
     }
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
@@ -181,10 +202,10 @@ bool RenderJob::prepare() {
     for (size_t u = 0; u < shots.count(); ++u) {
         if (checkSize(shots.frame(u))) return true;
     }
-    if (options.cameras.bSheet && checkSheet()) return true;
     warnAboutScene(rayTracer, shots.frame(0), source.isModel() ? options.sScene : "");
     Console::clearStatus();
-    Console::detail("%s: %.2f s", bTree ? "tree" : "boxes", watch.lap());
+    times.dPreparing = watch.lap();
+    Console::detail("%s: %.2f s", bTree ? "tree" : "boxes", times.dPreparing);
     return false;
 }
 
@@ -214,28 +235,6 @@ bool RenderJob::checkSize(const Frame& frame) const {
         return true;
     }
     return false;
-}
-
-// Makes room for all pictures in one. True when there is none, which is reported.
-bool RenderJob::checkSheet() {
-    const uint32_t uWidth = shots.frame(0).uWidth, uHeight = shots.frame(0).uHeight;
-    for (size_t u = 1; u < shots.count(); ++u) {
-        if (shots.frame(u).uWidth == uWidth && shots.frame(u).uHeight == uHeight) continue;
-        Console::error("rt-render: --sheet: not all pictures have one size");
-        return true;
-    }
-    uint64_t uWhole = uWidth, uRows = uHeight;
-    Sheet::measure(shots.count(), uWhole, uRows);
-    const bool bHolds =
-        uWhole <= INT32_MAX && uRows <= INT32_MAX &&
-        pictureFormat(options.sPicture)->holds(static_cast<uint32_t>(uWhole), static_cast<uint32_t>(uRows));
-    const uint64_t uFree = freeMemory();
-    if (bHolds && (!uFree || uWhole * uRows * channels() < uFree) &&
-        !sheet.create(shots.count(), uWidth, uHeight, channels()))
-        return false;
-    Console::error("rt-render: --sheet: %llu x %llu pixels are too many", static_cast<unsigned long long>(uWhole),
-                   static_cast<unsigned long long>(uRows));
-    return true;
 }
 
 // Everything that decides about a picture's bytes.
@@ -269,71 +268,110 @@ std::string RenderJob::layerFile(const std::string& sPicture, const std::string&
     return stemOf(sPicture) + (options.layers.bNpy ? "-" + sLayer + ".npy" : ".exr");
 }
 
-// True on failure, which is reported, or when a signal came.
-bool RenderJob::writeLayers(const RenderCrew& crew, size_t uShot) const {
+// Finds and writes what pixels show. True on failure, which is reported, or when a signal came.
+bool RenderJob::traceLayers(const RenderCrew& crew, size_t uShot) {
     const Frame& frame = shots.frame(uShot);
     const uint32_t uUnseen = isStudio() ? ground() : NO_INDEX;
     LayerTracer tracer(rayTracer, crew.surfaceTextures(), uUnseen, frame, 0.5f - static_cast<float>(pixelShift()));
-    if (tracer.trace(options.layers, options.uJobs, StopSignals::which)) {
-        if (!StopSignals::which())
-            Console::error("rt-render: no memory for layers of %u x %u pixels", frame.uWidth, frame.uHeight);
-        return true;
+    if (!tracer.trace(options.layers, options.uJobs, StopSignals::which)) {
+        uCovered = tracer.countCovered();
+        return options.layers.uKinds && writeLayers(tracer, uShot);
     }
-    if (!options.layers.bNpy)
-        return writeExr(layerFile(shots.picture(uShot), ""), frame.uWidth, frame.uHeight, tracer.layers());
-    for (const Layer& layer : tracer.layers()) {
-        if (writeNpy(layerFile(shots.picture(uShot), layer.sName), frame.uWidth, frame.uHeight, layer)) return true;
-    }
-    return false;
+    if (StopSignals::which()) return true;
+    Console::error("rt-render: no memory for layers of %u x %u pixels", frame.uWidth, frame.uHeight);
+    return true;
+}
+
+bool RenderJob::writeLayers(const LayerTracer& tracer, size_t uShot) const {
+    const Frame& frame = shots.frame(uShot);
+    const std::string& sPicture = shots.picture(uShot);
+    if (!options.layers.bNpy) return writeExr(layerFile(sPicture, ""), frame.uWidth, frame.uHeight, tracer.layers());
+    return std::any_of(tracer.layers().begin(), tracer.layers().end(), [&](const Layer& layer) {
+        return writeNpy(layerFile(sPicture, layer.sName), frame.uWidth, frame.uHeight, layer);
+    });
 }
 
 int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
-    if (options.layers.uKinds && writeLayers(crew, uShot)) {
+    StopWatch watch;
+    if ((options.layers.uKinds || pReports) && traceLayers(crew, uShot)) {
         return StopSignals::which() ? reportStop(StopSignals::which()) : STATUS_FAILED;
     }
-    if (!options.layers.bPicture) return STATUS_DONE;
     const Frame& frame = shots.frame(uShot);
     const std::string &sFile = shots.picture(uShot), sKey = settingsKey(uShot);
+    times.dRendering = watch.lap();
+    if (!options.layers.bPicture) {
+        report(uShot, !uCovered);
+        return STATUS_DONE;
+    }
     if (pool.create(frame.uWidth, frame.uHeight, uTileEdge, channels())) {
         Console::error("rt-render: no memory for %u x %u pixels", frame.uWidth, frame.uHeight);
         return STATUS_FAILED;
     }
     const PartFile part(sFile);
-    if (options.bResume) {
-        switch (part.load(pool, sKey)) {
-            case PartFile::Found::SAME:
-                Console::note("%s: goes on at %u of %u tiles", sFile.c_str(), pool.countDone(), pool.tileCount());
-                break;
-            case PartFile::Found::OTHER:
-                Console::warning("%s is of another scene or other settings, or damaged; starting anew",
-                                 part.picture().c_str());
-                break;
-            case PartFile::Found::NOTHING:
-                break;
-        }
-    }
-    StopWatch watch;
+    if (options.bResume) takeUp(part, sKey);
     const std::string sPlace = std::to_string(uShot + 1) + " of " + std::to_string(shots.count()) + ": ";
     const std::string sShown = (shots.count() > 1 ? sPlace : "") + sFile;
+    watch.lap();
     const RenderCrew::Result result = crew.render(frame, pool, sShown.c_str());
     if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
-    const double dSeconds = watch.lap();
-    warnAboutPicture(rayTracer, frame, pool, isStudio(), sFile);
-    const PixelView picture{pool.pixels(), frame.uWidth, frame.uHeight, channels()};
-    if (options.cameras.bSheet) {
-        sheet.put(uShot, picture);
-    } else if (writePicture(sFile, picture)) {
-        return STATUS_FAILED;
-    }
-    part.remove();
-    Console::detail("writing: %.2f s", watch.lap());
-    Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), frame.uWidth, frame.uHeight, dSeconds);
+    times.dRendering += watch.lap();
+    if (finishShot(uShot)) return STATUS_FAILED;
+    if (sink.keepsParts()) part.remove();
     return STATUS_DONE;
+}
+
+// Fills the pool with what an earlier run has left.
+void RenderJob::takeUp(const PartFile& part, const std::string& sKey) {
+    switch (part.load(pool, sKey)) {
+        case PartFile::Found::SAME:
+            Console::note("%s: goes on at %u of %u tiles", part.picture().c_str(), pool.countDone(), pool.tileCount());
+            break;
+        case PartFile::Found::OTHER:
+            Console::warning("%s is of another scene or other settings, or damaged; starting anew",
+                             part.picture().c_str());
+            break;
+        case PartFile::Found::NOTHING:
+            break;
+    }
+}
+
+// Hands the picture on. True on failure, which is reported.
+bool RenderJob::finishShot(size_t uShot) {
+    const Frame& frame = shots.frame(uShot);
+    const std::string& sFile = shots.picture(uShot);
+    const bool bBlank = warnAboutPicture(rayTracer, frame, pool, isStudio(), sFile);
+    StopWatch watch;
+    if (sink.take(uShot, sFile, {pool.pixels(), frame.uWidth, frame.uHeight, channels()})) return true;
+    times.dWriting = watch.lap();
+    Console::detail("rendering: %.2f s", times.dRendering);
+    Console::detail("writing: %.2f s", times.dWriting);
+    Console::note("%s: %u x %u pixels, rendered in %.2f s", sFile.c_str(), frame.uWidth, frame.uHeight,
+                  times.dRendering);
+    report(uShot, bBlank);
+    return false;
+}
+
+// Tells a program of a picture, if one wants to know.
+void RenderJob::report(size_t uShot, bool bBlank) const {
+    if (!pReports) return;
+    const Frame& frame = shots.frame(uShot);
+    const double dPixels = double{1} * frame.uWidth * frame.uHeight;
+    PictureReport line;
+    line.sScene = options.sScene;
+    line.sPicture = shots.picture(uShot);
+    line.uWidth = frame.uWidth;
+    line.uHeight = frame.uHeight;
+    line.uFaces = rayTracer.scene.vFaces.uCount;
+    line.box = boundsOf(rayTracer.scene, ground());
+    line.dCovered = static_cast<double>(uCovered) / dPixels;
+    line.bBlank = bBlank;
+    line.times = times;
+    writeReport(pReports, line, Console::takeWarnings());
 }
 
 // Keeps what is done of a picture that was stopped by a signal, or failed when there was none.
 int RenderJob::keepPart(const PartFile& part, const std::string& sKey, int iSignal) {
-    if (options.cameras.bSheet) return reportStop(iSignal);
+    if (!sink.keepsParts()) return reportStop(iSignal);
     StopSignals::endProcess(Leftovers::remove);  // a second one, while the part is written
     const bool bLost = part.save(pool, sKey);
     if (!bLost) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -10,8 +11,10 @@
 #include "rt-render/SceneSource.h"
 #include "rt-render/TreeCache.h"
 #include "rt-render/cameras/Shots.h"
+#include "rt-render/layers/LayerTracer.h"
 #include "rt-render/options/RenderOptions.h"
-#include "rt-render/output/Sheet.h"
+#include "rt-render/output/PictureReport.h"
+#include "rt-render/output/PictureSink.h"
 #include "shared/parts/PartFile.h"
 
 namespace rt {
@@ -19,7 +22,8 @@ namespace rt {
 /// One run of rt-render: a scene is read and prepared once, then one picture or several are made of it.
 class RenderJob {
  public:
-    explicit RenderJob(const RenderOptions& wanted);
+    /// pOutput: standard output, for those who asked for something there.
+    RenderJob(const RenderOptions& wanted, FILE* pOutput);
 
     /// Exit status of the program.
     int run();
@@ -35,12 +39,15 @@ class RenderJob {
     std::string layerFile(const std::string& sPicture, const std::string& sLayer) const;
     bool prepare();
     bool checkSize(const Frame& frame) const;
-    bool checkSheet();
     std::string settingsKey(size_t uShot) const;
     size_t firstShot() const;
     int renderAll();
     int renderShot(RenderCrew& crew, size_t uShot);
-    bool writeLayers(const RenderCrew& crew, size_t uShot) const;
+    bool traceLayers(const RenderCrew& crew, size_t uShot);
+    bool writeLayers(const LayerTracer& tracer, size_t uShot) const;
+    void takeUp(const PartFile& part, const std::string& sKey);
+    bool finishShot(size_t uShot);
+    void report(size_t uShot, bool bBlank) const;
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;
@@ -49,7 +56,10 @@ class RenderJob {
     RayTracer rayTracer;
     SceneSource source;
     Shots shots;
-    Sheet sheet;
+    PictureSink sink;
+    FILE* const pReports;
+    RunTimes times;
+    uint64_t uCovered = 0;  // pixels of the last picture
     TilePool pool;
     std::string sSceneKey;
     std::unique_ptr<TreeCache> pCache;  // writes the tree while pictures are made

@@ -106,7 +106,7 @@ void warnAboutStretching(const RayTracer& rayTracer) {
         static_cast<double>(fPixels), fStretch > 1.0f ? "wide" : "tall");
 }
 
-void warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const TilePool& pool, bool bStudio,
+bool warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const TilePool& pool, bool bStudio,
                       const std::string& sPicture) {
     constexpr uint8_t DARK[3] = {1, 0, 1};  // where rays hit nothing; in a studio all of a row looks alike there
     bool bBackground = true;
@@ -123,6 +123,7 @@ void warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const Tile
     } else if (uBrightest <= 1) {
         Console::warning("%s: all black: %s", sPicture.c_str(), causeOfDarkness(rayTracer, frame).c_str());
     }
+    return bBackground || uBrightest <= 1;
 }
 
 }  // namespace rt

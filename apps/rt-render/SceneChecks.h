@@ -16,8 +16,8 @@ void warnAboutScene(const RayTracer& rayTracer, const Frame& frame, const std::s
 /// A resolution whose sides have another ratio than the camera's screen. Requires a loaded scene.
 void warnAboutStretching(const RayTracer& rayTracer);
 
-/// After rendering: a picture of one colour, and the reason.
-void warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const TilePool& pool, bool bStudio,
+/// After rendering: a picture of one colour, and the reason. True for such a one.
+bool warnAboutPicture(const RayTracer& rayTracer, const Frame& frame, const TilePool& pool, bool bStudio,
                       const std::string& sPicture);
 
 }  // namespace rt

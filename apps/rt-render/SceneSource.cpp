@@ -13,6 +13,7 @@
 #include <system_error>
 #include <vector>
 
+#include "rt-render/SpooledModel.h"
 #include "shared/Console.h"
 #include "shared/NearNames.h"
 
@@ -73,10 +74,11 @@ void reportMissingScene(const std::string& sScene) {
 bool SceneSource::find(const RenderOptions& options) {
     const std::string& sScene = options.sScene;
     sName = fs::path(sScene).stem();
+    if (options.bStandardInput) return importInput(options);
     if (!findByName(sScene)) return false;
     if (isFile(sScene)) {
         bModel = isModelName(sScene);
-        if (bModel) return importFrom(options);
+        if (bModel) return importFrom(options, sScene);
         findByPath(sScene);
         return false;
     }
@@ -107,8 +109,18 @@ bool SceneSource::findByName(const std::string& sScene) {
     return true;
 }
 
+bool SceneSource::isName(const std::string& sScene) {
+    return !SceneSource().findByName(sScene);
+}
+
+bool SceneSource::importInput(const RenderOptions& options) {
+    SpooledModel spool;
+    bModel = true;
+    return spool.take(options.sScene) || importFrom(options, spool.file());
+}
+
 // Makes a scene of a model file, in memory.
-bool SceneSource::importFrom(const RenderOptions& options) {
+bool SceneSource::importFrom(const RenderOptions& options, const std::string& sModel) {
 #ifdef RT_IMPORT
     std::string sMessage;
     std::vector<std::string> vNotices;
@@ -125,7 +137,7 @@ bool SceneSource::importFrom(const RenderOptions& options) {
         wanted.uWidth = options.parameters.uWidth;
         wanted.uHeight = options.parameters.uHeight;
     }
-    const bool bFailed = importModel(options.sScene, wanted, staged, sMessage, vNotices);
+    const bool bFailed = importModel(sModel, wanted, staged, sMessage, vNotices);
     for (const std::string& sNotice : vNotices) {
         // Only who gives a point of the scene meets its numbers.
         const bool bNumbers = sNotice.rfind("scaled by ", 0) == 0 || sNotice.rfind("moved to the origin ", 0) == 0;

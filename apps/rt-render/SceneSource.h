@@ -17,6 +17,9 @@ class SceneSource {
     /// True when there is no such scene, or the model cannot be imported, which is reported.
     [[nodiscard]] bool find(const RenderOptions& options);
 
+    /// True when a scene has this name.
+    static bool isName(const std::string& sScene);
+
     /// Reads it. True on failure, which is reported.
     [[nodiscard]] bool load(RayTracer& rayTracer) const;
 
@@ -31,7 +34,8 @@ class SceneSource {
 
  private:
     bool findByName(const std::string& sScene);
-    bool importFrom(const RenderOptions& options);
+    bool importInput(const RenderOptions& options);
+    bool importFrom(const RenderOptions& options, const std::string& sModel);
     void findByPath(const std::string& sPath);
 
     bool bModel = false;

@@ -1,8 +1,12 @@
 // rt-render: a scene or a model becomes a picture, on all cores.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
 #include <exception>
 #include <new>
 
-#include "rt-render/RenderJob.h"
+#include "rt-render/Batch.h"
 #include "rt-render/options/RenderOptions.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -16,8 +20,23 @@ int run(int argc, char** argv) {
     RenderOptions options;
     int iStatus = STATUS_USAGE;
     if (parseOptions(argc, argv, options, iStatus)) return iStatus;
+    FILE* pOutput = nullptr;
+    if (options.bJson || options.sPicture == "-") {
+        // The console sends away what the library prints there.
+        const int iOutput = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        pOutput = iOutput == -1 ? nullptr : fdopen(iOutput, "w");
+        if (!pOutput) {
+            Console::error("rt-render: standard output cannot be written");
+            return STATUS_FAILED;
+        }
+    }
+    const bool bTerminal = isatty(STDOUT_FILENO) == 1;
     Console::init(options.bQuiet, options.bVerbose);
-    return RenderJob(options).run();
+    if (options.sPicture == "-" && bTerminal) {
+        Console::error("rt-render: --out: standard output is a terminal, which shows no pictures");
+        return STATUS_USAGE;
+    }
+    return renderBatch(options, pOutput);
 }
 
 }  // namespace

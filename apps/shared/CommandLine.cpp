@@ -80,7 +80,7 @@ struct WordReader {
     void takeOperand(const std::string& sWord) {
         for (size_t u = 0; u < program.vOptions.size(); ++u) {
             const Option& option = program.vOptions[u];
-            if (!option.isOperand() || isGiven(u)) continue;
+            if (!option.isOperand() || (isGiven(u) && !option.isRepeated())) continue;
             OptionValue value{sWord};
             const std::string sReason = readValue(option, value);
             if (!sReason.empty()) refuse(option.szNames + (": " + sReason));

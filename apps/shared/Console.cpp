@@ -24,6 +24,7 @@ bool g_bTerminal = false;
 std::atomic<bool> g_bStatusShown{false};
 std::atomic<unsigned> g_uErrors{0};
 std::string g_sInputPrefix;
+Console::Said* g_pSaid = nullptr;
 
 constexpr size_t LONGEST_LINE = 3 * 4096;               // bytes: a path and what is said of it, twice
 constexpr size_t PIECE = Velk::Printable::LONGEST / 4;  // an escaped byte takes four
@@ -43,6 +44,16 @@ void print(const char* szFormat, va_list args) {
         fputs(Velk::Printable(sz, uLength, SIZE_MAX, Velk::KEEP_TABS).text(), stderr);
         sz += uLength;
     }
+}
+
+void keepLine(std::vector<std::string>& vLines, const char* szFormat, va_list args)
+    __attribute__((format(printf, 2, 0)));
+void keepLine(std::vector<std::string>& vLines, const char* szFormat, va_list args) {
+    char szLine[LONGEST_LINE];
+    va_list again;
+    va_copy(again, args);
+    if (vsnprintf(szLine, sizeof(szLine), szFormat, again) >= 0) vLines.emplace_back(szLine);
+    va_end(again);
 }
 
 void printLine(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
@@ -66,9 +77,10 @@ void takeReport(bool bError, const char* szReport) {
     const char* szFrom = bFile ? g_sInputPrefix.c_str() : "";
     if (bError) {
         Console::error("%s%s", szFrom, szReport);
-    } else if (!g_bQuiet) {
-        printReport("%s%s", szFrom, szReport);
+        return;
     }
+    if (g_pSaid) g_pSaid->vWarnings.push_back(std::string(szFrom) + szReport);
+    if (!g_bQuiet) printReport("%s%s", szFrom, szReport);
 }
 
 }  // namespace
@@ -89,17 +101,20 @@ void Console::error(const char* szFormat, ...) {
     ++g_uErrors;
     va_list args;
     va_start(args, szFormat);
+    if (g_pSaid) keepLine(g_pSaid->vErrors, szFormat, args);
     printLine(szFormat, args);
     va_end(args);
 }
 
 void Console::warning(const char* szFormat, ...) {
-    if (g_bQuiet) return;
-    clearStatus();
-    fputs("warning: ", stderr);
     va_list args;
     va_start(args, szFormat);
-    printLine(szFormat, args);
+    if (g_pSaid) keepLine(g_pSaid->vWarnings, szFormat, args);
+    if (!g_bQuiet) {
+        clearStatus();
+        fputs("warning: ", stderr);
+        printLine(szFormat, args);
+    }
     va_end(args);
 }
 
@@ -140,6 +155,16 @@ bool Console::showsStatus() {
 
 unsigned Console::errorCount() {
     return g_uErrors;
+}
+
+void Console::keepIn(Said* pSaid) {
+    g_pSaid = pSaid;
+}
+
+std::vector<std::string> Console::takeWarnings() {
+    std::vector<std::string> vLines;
+    if (g_pSaid) vLines.swap(g_pSaid->vWarnings);
+    return vLines;
 }
 
 void Console::setInputPrefix(const char* szPrefix) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace rt {
 
 /// What rt-render tells people, on standard error. Standard output stays silent: the library's own progress is sent
@@ -31,6 +34,17 @@ class Console {
 
     /// Errors shown so far.
     static unsigned errorCount();
+
+    /// What was said, each a line.
+    struct Said {
+        std::vector<std::string> vErrors, vWarnings;
+    };
+
+    /// From now on errors and warnings are kept in it, too, whether they are shown or not; null: nowhere.
+    static void keepIn(Said* pSaid);
+
+    /// The warnings that were kept since the last call.
+    static std::vector<std::string> takeWarnings();
 
     /// What stands before a relative path in the reports about input files: the directory that it is relative to with
     /// its slash, or whatever else the user knows the files by. Empty for the working directory.

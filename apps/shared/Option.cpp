@@ -48,6 +48,11 @@ std::vector<std::string> partsOf(const char* szText, const char* szBetween) {
     return vParts;
 }
 
+bool Option::isRepeated() const {
+    const size_t uLength = strlen(szNames);
+    return isOperand() && uLength > 3 && !strcmp(szNames + uLength - 3, "...");
+}
+
 std::vector<std::string> Option::names() const {
     return partsOf(szNames, ", ");
 }

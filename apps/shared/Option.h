@@ -11,7 +11,8 @@ namespace rt {
 struct Option {
     enum Kind { FLAG, TEXT, FILE_NAME, NUMBER, COUNT, WORD, GROUP };
 
-    const char* szNames;  // "-o, --out", the last one is shown in messages; of an operand "SCENE"; of a group its title
+    const char* szNames;  // "-o, --out", the last one is shown in messages; of an operand "SCENE", or
+                          // "SCENE..." when there may be several; of a group its title
     Kind eKind;
     const char* szValues;        // a word for each: "X Y Z"; of a WORD what it is: "axis"
     const char* szHelp;          // a sentence without its capital letter and its full stop
@@ -66,6 +67,8 @@ struct Option {
     }
 
     bool isOperand() const { return eKind != GROUP && szNames[0] != '-'; }
+
+    bool isRepeated() const;
 
     /// "-o" and "--out" of "-o, --out".
     std::vector<std::string> names() const;

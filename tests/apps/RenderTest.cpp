@@ -91,8 +91,14 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"--sampels 3", "unknown option --sampels, did you mean --samples?"},
         {"test --fvo=3", "unknown option --fvo, did you mean --fov?"},
         {"test --quiet=3", "--quiet takes no value ("},
-        {"test -- --quiet", "\"--quiet\" is one too many"},
-        {"test other", "\"other\" is one too many"},
+        {"test - --format txt", "needs --format with its suffix, and comes once"},
+        {"- -", "needs --format"},
+        {"test --format obj", "--format is for a model from standard input"},
+        {"test test", "\"test.png\" would be the picture of two"},
+        {"test other -o x.png", "\"x.png\" is no directory"},
+        {"test -o - --json", "standard output is for the picture, without --json"},
+        {"test -o - --orbit 3", "one picture alone goes to standard output"},
+        {"test -o x.mp4", "a film needs --orbit"},
         {"test -o x.tif", "there are .png"},
         {"test -o x", "there are .png"},
         {"test -o folder", "\"folder\" is a directory"},
@@ -117,7 +123,7 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"test --intrinsics 9 0 1 1", "focal lengths are larger than 0"},
         {"test --camera 1 2 3 4 5 6 --at 1 2 3", "excludes"},
         {"test --camera 1 2 3 0 0 0", "--camera: the direction has no length"},
-        {"test '\033[31m\n'", "\"\\x1B[31m\\x0A\""},
+        {"test -o '\033[31m\n'", "\"\\x1B[31m\\x0A\""},
 #ifdef RT_IMPORT
         {"x.obj --material gold", "unknown material \"gold\", there are matte, mirror, glass ("},
         {"x.obj --light lamps --background white", "--background is for --light studio"},
@@ -156,7 +162,7 @@ TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
         const char *szArguments, *szSaid, *szBefore;
     } cases[] = {
         {"tset", "tset: no such scene, there are test", ""},
-        {"Scenes/", "Scenes/: a directory, not", ""},
+        {"Scenes/", "Scenes/: a directory without model files", ""},
         {"pipe.png", "pipe.png: a pipe or a device, not", ""},
         {"nowhere/x.obj", "nowhere/x.obj: no such file\n", ""},
         {"test -o pipe.png", "pipe.png: cannot be written: it is a pipe\n", "timeout -s KILL 60"},
@@ -168,6 +174,7 @@ TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
         {"one.obj --from 1 2 3 --at 1 2 3", "one point", ""},
 #endif
         {"broken.txt", "Scenes/broken.brs:4: ", ""},
+        {"test --orbit 2 -o x.gif", "films need the program ffmpeg", "PATH=/nowhere"},
         {"test -o nowhere/x.png", "nowhere/x.png: cannot be written: No such file or directory\n", ""},
         {"test -o folder.png", "folder.png: cannot be written: ", ""},
         {"test -o /proc/x.png", "/proc/x.png: cannot be written: ", ""},
@@ -183,6 +190,46 @@ TEST_F(RenderTest, FailuresAreOneLineAndLeaveNothing) {
         EXPECT_EQ(list(), vBefore) << c.szArguments;
     }
 }
+
+#ifdef RT_IMPORT
+TEST_F(RenderTest, SeveralModelsAndPipesAreServed) {
+    const std::string sModel = "v 0 0 0\nv 1 0 0\nv 0 1 0.5\nf 1 2 3\n", sSmall = " --resolution 40 30 ";
+    for (const char* sz : {"m/a.obj", "m/b.obj", "m/b.off", "m/c.txt"}) writeFile(sz, sModel);
+    fs::create_directory("out");
+    EXPECT_EQ(runCommand(RT_RENDER " m test -o out --json" + sSmall + "2>said", sOutput), 1) << "b.off is none";
+    EXPECT_TRUE(contains(readFile("said"), "cannot read m/b.off: ")) << readFile("said");
+    for (const char* sz : {"out/a.png", "out/b.obj.png", "out/test.png"}) EXPECT_TRUE(fs::exists(sz)) << sz;
+    EXPECT_FALSE(fs::exists("out/c.png"));
+    const std::vector<std::string> vWanted = {
+        R"({"scene":"m/a.obj","picture":"out/a.png","width":40,"height":30,"faces":1,"box":[[)",
+        R"({"scene":"m/b.obj","picture":"out/b.obj.png",)", R"({"scene":"m/b.off","error":"cannot read m/b.off: )",
+        R"({"scene":"test","picture":"out/test.png",)"};
+    size_t uAt = 0;
+    for (const std::string& s : vWanted) {
+        EXPECT_EQ(sOutput.compare(uAt, s.size(), s), 0) << sOutput;
+        uAt = sOutput.find('\n', uAt) + 1;
+    }
+    EXPECT_EQ(uAt, sOutput.size());
+    EXPECT_TRUE(contains(sOutput, R"("blank":false,"warnings":["the camera's screen)")) << sOutput;
+    EXPECT_EQ(render("m/a.obj m/b.obj" + sSmall), 0) << sOutput;
+    EXPECT_EQ(readFile("m/a.png"), readFile("out/a.png")) << "beside the model";
+
+    EXPECT_EQ(render("- --format obj -o -" + sSmall + "<m/a.obj >piped.png", "mkdir tmp; TMPDIR=tmp"), 0) << sOutput;
+    EXPECT_EQ(firstDifference(readFile("piped.png"), readFile("m/a.png")), "");
+    EXPECT_TRUE(fs::is_empty("tmp"));
+    EXPECT_EQ(render("m/a.obj -o - >/dev/full" + sSmall), 1);
+
+    // What ffmpeg gets and how it ends, without one.
+    fs::create_directory("bin");
+    writeFile("bin/ffmpeg", "#!/bin/sh\nfor s; do :; done\n/bin/cat >\"${s#file:}\"\nexit $ENDS\n");
+    fs::permissions("bin/ffmpeg", fs::perms::owner_all);
+    EXPECT_EQ(render("m/a.obj --orbit 3 -o film.mp4" + sSmall, "ENDS=0 PATH=bin"), 0) << sOutput;
+    EXPECT_EQ(readFile("film.mp4").size(), 3u * 40 * 30 * 3);
+    EXPECT_EQ(render("m/a.obj --orbit 3 -o film.gif" + sSmall, "ENDS=3 PATH=bin"), 1);
+    EXPECT_EQ(sOutput, "film.gif: ffmpeg did not make it (status 3)\n");
+    EXPECT_FALSE(fs::exists("film.gif") || fs::exists("film.part.gif"));
+}
+#endif
 
 TEST_F(RenderTest, PicturesThatNobodyWantsAreWarnedOf) {
     const SceneText scene = makeScene(makeShowcase(), 56, 48);

@@ -3,14 +3,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "picture/LayerFile.h"
 #include "picture/PictureFile.h"
 #include "rt-render/options/Background.h"
+#include "rt-render/options/PictureName.h"
 #include "rt-render/options/RenderTable.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -23,41 +22,6 @@ bool isModelName(const std::string& sFile) {
 }
 
 namespace {
-
-bool isDirectory(const std::string& sPath) {
-    std::error_code error;
-    return std::filesystem::is_directory(sPath, error);
-}
-
-// Completes the picture's name. True when it cannot be one, which is reported.
-bool completePicture(RenderOptions& options) {
-    std::string& s = options.sPicture;
-    const bool bFolder = !s.empty() && s.back() == '/';
-    const bool bFrames = (options.uOrbit || options.cameras.uHemisphere) && !options.cameras.bSheet;
-    const std::string sName = (bFrames ? "frame" : std::filesystem::path(options.sScene).stem().string()) + ".png";
-    const bool bMany = options.uOrbit || options.cameras.isMany();
-    if (bMany && isDirectory(s)) s += (bFolder ? "" : "/") + sName;
-    if (s.empty()) s = sName;
-    const bool bExr = suffixOf(s) == ".exr", bNpy = suffixOf(s) == ".npy";
-    if (options.layers.uKinds && (bExr || bNpy)) {
-        options.layers.bNpy = bNpy;
-        options.layers.bPicture = false;
-    }
-    if (options.layers.uKinds && !options.layers.bNpy && !hasExr()) {
-        Console::error("rt-render: OpenEXR files cannot be written: rt-render was built without libopenexr-dev");
-        return true;
-    }
-    if (!options.layers.bPicture || pictureFormat(s)) return false;
-    if (isDirectory(s)) {
-        Console::error("rt-render: --out: \"%s\" is a directory; the name of a file is wanted", s.c_str());
-    } else if (bFolder) {
-        Console::error("rt-render: --out: there is no directory \"%s\"", s.c_str());
-    } else {
-        Console::error("rt-render: --out: no picture format has this suffix, there are %s: \"%s\"",
-                       pictureSuffixes().c_str(), s.c_str());
-    }
-    return true;
-}
 
 // True when the layers are none, which is reported.
 bool checkLayers(RenderOptions& options) {
@@ -87,13 +51,24 @@ bool checkCameras(RenderOptions& options) {
     return false;
 }
 
-// What no option can know of the others. True when something is wrong, which is reported.
-bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven, RenderOptions& options) {
-    if (options.sScene.empty()) {
-        Console::error("rt-render: the name of a scene or a model is missing (--help lists the options)");
+// True when standard input cannot be what is asked for, which is reported.
+bool checkInput(const RenderOptions& options) {
+    const auto uInputs = std::count(options.vScenes.begin(), options.vScenes.end(), "-");
+    const bool bWord = options.sFormat.find_first_not_of(
+                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789") == std::string::npos;
+    if (uInputs > 1 || (uInputs && (options.sFormat.empty() || !bWord || options.sFormat == "txt"))) {
+        Console::error("rt-render: a model from standard input needs --format with its suffix, and comes once");
         return true;
     }
-    if (checkCameras(options) || checkLayers(options) || completePicture(options)) return true;
+    if (uInputs || options.sFormat.empty()) return false;
+    Console::error("rt-render: --format is for a model from standard input, which is named -");
+    return true;
+}
+
+}  // namespace
+
+bool completeOptions(RenderOptions& options) {
+    if (completePicture(options)) return true;
     if (options.parameters.bCustomCamera && !(length(options.parameters.v3CameraLook) > 0.0f)) {
         Console::error("rt-render: --camera: the direction has no length");
         return true;
@@ -115,21 +90,16 @@ bool checkOptions(const Program& program, const std::vector<GivenOption>& vGiven
                 options.sBackground.c_str());
             return true;
         }
-        if (options.studio.bTransparent && options.layers.bPicture && !pictureFormat(options.sPicture)->bAlpha) {
+        const PictureFormat* pFormat = pictureFormat(options.sPicture);
+        if (options.studio.bTransparent && options.layers.bPicture && !(pFormat && pFormat->bAlpha)) {
             Console::error("rt-render: --background transparent needs a PNG file: \"%s\"", options.sPicture.c_str());
             return true;
         }
     }
-    for (const GivenOption& given : vGiven) {
-        if (isModelName(options.sScene) || strcmp(program.groupOf(given.uIndex), MODEL_OPTIONS) != 0) continue;
-        Console::error("rt-render: %s is for model files: \"%s\"", program.vOptions[given.uIndex].szNames,
-                       options.sScene.c_str());
-        return true;
-    }
-    return false;
+    if (isModelName(options.sScene) || options.sModelOption.empty()) return false;
+    Console::error("rt-render: %s is for model files: \"%s\"", options.sModelOption.c_str(), options.sScene.c_str());
+    return true;
 }
-
-}  // namespace
 
 bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus) {
     const Program program = renderProgram();
@@ -137,8 +107,17 @@ bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus) {
     if (readCommandLine(program, argc, argv, vGiven, iStatus)) return true;
     storeRenderOptions(vGiven, options);
     if (!options.uJobs) options.uJobs = std::max(1u, std::thread::hardware_concurrency());
+    for (const GivenOption& given : vGiven) {
+        if (!strcmp(program.groupOf(given.uIndex), MODEL_OPTIONS)) {
+            options.sModelOption = program.vOptions[given.uIndex].szNames;
+        }
+    }
     iStatus = STATUS_USAGE;
-    return checkOptions(program, vGiven, options);
+    if (options.vScenes.empty() || std::count(options.vScenes.begin(), options.vScenes.end(), "")) {
+        Console::error("rt-render: the name of a scene or a model is missing (--help lists the options)");
+        return true;
+    }
+    return checkInput(options) || checkCameras(options) || checkLayers(options);
 }
 
 }  // namespace rt

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #ifdef RT_IMPORT
 #include "import/ModelImport.h"
@@ -18,24 +19,34 @@ namespace rt {
 
 /// What the user wants, as the command line of rt-render says it.
 struct RenderOptions {
-    std::string sScene;              // a scene's name, a description's path or a model file
-    std::string sPicture;            // file name with one of our suffixes; of several without what tells them apart
-    RaytracerParameters parameters;  // the settings that RayTracer has too, but for the names of the files
+    /// What becomes of pictures.
+    enum Output { FILES, STANDARD_OUTPUT, FILM };
+
+    std::vector<std::string> vScenes;  // as they were given; "-" is a model from standard input
+    std::string sScene;                // a scene's name, a description's path or a model file
+    std::string sPicture;              // file name with one of our suffixes; of several without what tells them apart
+    RaytracerParameters parameters;    // the settings that RayTracer has too, but for the names of the files
     View view;
     CameraWishes cameras;
     LayerWishes layers;
 #ifdef RT_IMPORT
     ImportOptions import;  // when the scene is a model
 #endif
-    std::optional<RayKind> rays;  // watertight for models, of the tree for scenes
-    std::optional<bool> bStudio;  // its light, not the scene's lamps: so are models
-    StudioSettings studio;        // but for its ground and its edges
-    std::string sViews, sLayers;  // as they were given
-    std::string sBackground;      // as it was given, empty if it was not
-    unsigned uSamples = 0;        // rays along each side of a pixel; 0: one, but more at edges in a studio
-    unsigned uJobs = 0;           // worker threads
-    unsigned uOrbit = 0;          // pictures around the scene; 0: the one picture
-    unsigned uCacheLimit = 1024;  // megabytes of kept trees; 0: none
+    std::optional<RayKind> rays;     // watertight for models, of the tree for scenes
+    std::optional<bool> bStudio;     // its light, not the scene's lamps: so are models
+    StudioSettings studio;           // but for its ground and its edges
+    std::string sViews, sLayers;     // as they were given
+    std::string sBackground;         // as it was given, empty if it was not
+    unsigned uSamples = 0;           // rays along each side of a pixel; 0: one, but more at edges in a studio
+    unsigned uJobs = 0;              // worker threads
+    unsigned uOrbit = 0;             // pictures around the scene; 0: the one picture
+    unsigned uCacheLimit = 1024;     // megabytes of kept trees; 0: none
+    unsigned uFramesPerSecond = 30;  // of a film
+    Output eOutput = FILES;
+    std::string sFormat;       // suffix of a model from standard input, without its dot
+    std::string sModelOption;  // one that was given and is for models only, empty if none was
+    bool bStandardInput = false;
+    bool bJson = false;
     bool bResume = false;
     bool bQuiet = false;
     bool bVerbose = false;
@@ -46,5 +57,9 @@ bool isModelName(const std::string& sFile);
 
 /// Reads the command line. True when the program is to end with iStatus: what is wrong has been said, or help given.
 [[nodiscard]] bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus);
+
+/// Completes options that are for one scene, sScene: what no option can know of the others, and the picture's name.
+/// True when something is wrong, which is reported.
+[[nodiscard]] bool completeOptions(RenderOptions& options);
 
 }  // namespace rt

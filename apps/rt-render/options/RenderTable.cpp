@@ -17,10 +17,14 @@ constexpr ImportOptions::Material MATERIALS[] = {ImportOptions::MATTE, ImportOpt
 #endif
 
 constexpr OptionRow<Settings> RENDER_ROWS[] = {
-    {Option::file("SCENE", "FILE", "a scene's name, a description's path or a model file"),
-     [](Settings& s, Values v) { s.sScene = v[0].sText; }},
+    {Option::file("SCENE...", "FILE", "a scene's name, a description's path, a model file, or a directory of these"),
+     [](Settings& s, Values v) { s.vScenes.push_back(v[0].sText); }},
     // The picture.
-    {Option::file("-o, --out", "FILE", "the picture, PNG, BMP, PPM or JPEG by its suffix").otherwise("SCENE.png"),
+    {Option::file("-o, --out", "FILE", "the picture, PNG, BMP, PPM or JPEG by its suffix")
+         .otherwise("SCENE.png")
+         .more("With several scenes a directory for their pictures, which otherwise lie beside them. MP4, GIF and WebP "
+               "are "
+               "films of all pictures, made by ffmpeg. A hyphen is standard output, which gets a PNG file."),
      [](Settings& s, Values v) { s.sPicture = v[0].sText; }},
     {Option::count("--resolution", "W H", "size of the picture in pixels")
          .within(1, INT32_MAX)
@@ -37,6 +41,8 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values v) { s.uSamples = v[0].u; }},
     {Option::count("--orbit", "N", "N pictures on a circle around the scene, frame-0001.png and on").within(1, 9999),
      [](Settings& s, Values v) { s.uOrbit = v[0].u; }},  // four digits in the name
+    {Option::count("--fps", "N", "pictures of a film a second").within(1, 240).otherwise("30"),
+     [](Settings& s, Values v) { s.uFramesPerSecond = v[0].u; }},
     // The view.
     {Option::number("--from", "X Y Z", "where the camera stands, in the scene's units"),
      [](Settings& s, Values v) { s.view.v3From = vectorOf(v); }},
@@ -123,6 +129,9 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values) { s.parameters.bResetCache = true; }},
     {Option::count("--cache-limit", "MB", "size of all kd-trees that are kept").within(0, 1 << 20).otherwise("1024"),
      [](Settings& s, Values v) { s.uCacheLimit = v[0].u; }},
+    {Option::text("--format", "SUFFIX", "what a model is that comes through standard input, as the scene -"),
+     [](Settings& s, Values v) { s.sFormat = v[0].sText; }},
+    {Option::flag("--json", "prints a line of JSON for each picture"), [](Settings& s, Values) { s.bJson = true; }},
     {Option::flag("--quiet", "prints errors only"), [](Settings& s, Values) { s.bQuiet = true; }},
     {Option::flag("--verbose", "prints all that the library says, and times"),
      [](Settings& s, Values) { s.bVerbose = true; }},
