@@ -1,6 +1,7 @@
 // Converts arrays of Python, and refuses those that are of another shape.
 #include "binding/Arrays.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -39,13 +40,34 @@ void wantTable(const py::array& array, const char* szName, const char* szShape) 
 
 }  // namespace
 
-Floats floatsOf(py::handle values, const char* szName, py::ssize_t iWidth) {
-    const py::array array = numbersOf(values, szName, "fiub", "numbers");
+Rows::Rows(py::handle values, const char* szName, py::ssize_t iWidth)
+    : array(numbersOf(values, szName, "fiub", "numbers")), uWidth(static_cast<size_t>(iWidth)) {
     if (array.ndim() < 1 || array.shape(array.ndim() - 1) != iWidth) {
         throw py::value_error(std::string(szName) + ": shape (..., " + std::to_string(iWidth) + ") wanted, got " +
                               textOf(array));
     }
-    return convert<Floats>(array, szName);
+    uCount = static_cast<size_t>(array.size() / iWidth);
+    if (py::isinstance<Doubles>(array) && (array.flags() & ALIGNED)) {
+        pDoubles = static_cast<const double*>(array.data());
+        return;
+    }
+    const auto floats = convert<Floats>(array, szName);
+    pFloats = floats.data();
+    array = floats;
+}
+
+const float* Rows::read(size_t uFirst, size_t uMany, std::vector<float>& vScratch) const {
+    if (pFloats) return pFloats + uFirst * uWidth;
+    vScratch.resize(uMany * uWidth);
+    const double* p = pDoubles + uFirst * uWidth;
+    std::transform(p, p + uMany * uWidth, vScratch.begin(), [](double d) { return static_cast<float>(d); });
+    return vScratch.data();
+}
+
+std::vector<py::ssize_t> Rows::shape(std::initializer_list<py::ssize_t> tail) const {
+    std::vector<py::ssize_t> vShape(array.shape(), array.shape() + array.ndim() - 1);
+    vShape.insert(vShape.end(), tail);
+    return vShape;
 }
 
 MeshArrays meshOf(py::handle vertices, py::handle triangles) {
@@ -66,17 +88,6 @@ MeshArrays meshOf(py::handle vertices, py::handle triangles) {
                               ", there are " + std::to_string(iVertices));
     }
     return mesh;
-}
-
-size_t rowsOf(const Floats& values) {
-    const py::ssize_t iWidth = values.shape(values.ndim() - 1);
-    return static_cast<size_t>(values.size() / iWidth);
-}
-
-std::vector<py::ssize_t> shapeOf(const Floats& values, std::initializer_list<py::ssize_t> tail) {
-    std::vector<py::ssize_t> vShape(values.shape(), values.shape() + values.ndim() - 1);
-    vShape.insert(vShape.end(), tail);
-    return vShape;
 }
 
 }  // namespace python

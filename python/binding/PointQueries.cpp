@@ -14,11 +14,11 @@ namespace python {
 
 namespace {
 
-constexpr size_t BLOCK = 256;
+constexpr size_t BLOCK_OF_POINTS = 256;
 
 // Few enough points that no block takes long.
 size_t blockOf(const std::vector<raytracer::Ray>& vDirections) {
-    return std::max<size_t>(1, BLOCK / std::max<size_t>(1, vDirections.size()));
+    return std::max<size_t>(1, BLOCK_OF_POINTS / std::max<size_t>(1, vDirections.size()));
 }
 
 // Directions that are spread evenly and along no axis: the same for every point and every call.
@@ -53,23 +53,24 @@ bool isInside(const raytracer::Scene& scene, const float* pPoint, std::vector<ra
 // One number for each point: distances, or signed ones when there are directions to vote on the sign.
 py::array distances(RaycastingScene& scene, const char* szQuery, py::handle points, int iThreads,
                     const std::vector<raytracer::Ray>& vDirections) {
-    const Floats rows = floatsOf(points, "query_points", 3);
+    const Rows rows(points, "query_points", 3);
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = watertightOf(scene, szQuery);
-    py::array_t<float> result(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<float> result(rows.shape());
     float* pResult = result.mutable_data();
-    runBlocks(rowsOf(rows), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rows.count(), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
         float* p = pResult + uFirst;
         std::fill_n(p, uCount, std::numeric_limits<float>::infinity());
         if (pMeshes->isEmpty()) return;
+        std::vector<float> vScratch;
+        const float* pPoints = rows.read(uFirst, uCount, vScratch);
         std::vector<raytracer::Closest> vClosest(uCount);
-        static_cast<void>(pMeshes->scene.findClosest(pRows + 3 * uFirst, uCount, vClosest.data()));
+        static_cast<void>(pMeshes->scene.findClosest(pPoints, uCount, vClosest.data()));
         std::vector<raytracer::Ray> vRays = vDirections;
         std::vector<uint32_t> vCounts;
         for (size_t u = 0; u < uCount; ++u) {
             p[u] = vClosest[u].fDistance;
-            if (!vRays.empty() && isInside(pMeshes->scene, pRows + 3 * (uFirst + u), vRays, vCounts)) p[u] = -p[u];
+            if (!vRays.empty() && isInside(pMeshes->scene, pPoints + 3 * u, vRays, vCounts)) p[u] = -p[u];
         }
     });
     return std::move(result);
@@ -78,18 +79,18 @@ py::array distances(RaycastingScene& scene, const char* szQuery, py::handle poin
 }  // namespace
 
 py::dict computeClosestPoints(RaycastingScene& scene, py::handle points, int iThreads) {
-    const Floats rows = floatsOf(points, "query_points", 3);
+    const Rows rows(points, "query_points", 3);
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = watertightOf(scene, "compute_closest_points");
-    py::array_t<float> found(shapeOf(rows, {3}));
-    HitArrays hits(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<float> found(rows.shape({3}));
+    HitArrays hits(rows.shape());
     float* pFound = found.mutable_data();
     constexpr raytracer::Closest NONE{{0, 0, 0}, 0, raytracer::NO_TRIANGLE, 0, 0};
-    runBlocks(rowsOf(rows), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rows.count(), BLOCK_OF_POINTS, uThreads, [&](size_t uFirst, size_t uCount) {
+        std::vector<float> vScratch;
+        const float* pPoints = rows.read(uFirst, uCount, vScratch);
         std::vector<raytracer::Closest> vClosest(uCount, NONE);
-        if (!pMeshes->isEmpty())
-            static_cast<void>(pMeshes->scene.findClosest(pRows + 3 * uFirst, uCount, vClosest.data()));
+        if (!pMeshes->isEmpty()) static_cast<void>(pMeshes->scene.findClosest(pPoints, uCount, vClosest.data()));
         uint32_t uGeometry = 0;
         for (size_t u = 0; u < uCount; ++u) {
             const raytracer::Closest& closest = vClosest[u];
@@ -111,18 +112,20 @@ py::array computeSignedDistance(RaycastingScene& scene, py::handle points, int i
 }
 
 py::array computeOccupancy(RaycastingScene& scene, py::handle points, int iThreads, int iSamples) {
-    const Floats rows = floatsOf(points, "query_points", 3);
+    const Rows rows(points, "query_points", 3);
     const unsigned uThreads = threadsOf(iThreads);
     const std::vector<raytracer::Ray> vDirections = directionsOf(iSamples);
     const auto pMeshes = watertightOf(scene, "compute_occupancy");
-    py::array_t<float> result(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<float> result(rows.shape());
     float* pResult = result.mutable_data();
-    runBlocks(rowsOf(rows), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
+    runBlocks(rows.count(), blockOf(vDirections), uThreads, [&](size_t uFirst, size_t uCount) {
         std::vector<raytracer::Ray> vRays = vDirections;
         std::vector<uint32_t> vCounts;
-        for (size_t u = uFirst; u < uFirst + uCount; ++u) {
-            pResult[u] = !pMeshes->isEmpty() && isInside(pMeshes->scene, pRows + 3 * u, vRays, vCounts) ? 1.0f : 0.0f;
+        std::vector<float> vScratch;
+        const float* pPoints = rows.read(uFirst, uCount, vScratch);
+        for (size_t u = 0; u < uCount; ++u) {
+            const bool bInside = !pMeshes->isEmpty() && isInside(pMeshes->scene, pPoints + 3 * u, vRays, vCounts);
+            pResult[uFirst + u] = bInside ? 1.0f : 0.0f;
         }
     });
     return std::move(result);

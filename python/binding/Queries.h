@@ -5,7 +5,7 @@
 #include "binding/RaycastingScene.h"
 
 /// What can be asked of a scene: arrays in, arrays out. The stubs in raytracer/__init__.pyi say what they hold. All
-/// throw the errors of floatsOf, threadsOf and runBlocks.
+/// throw the errors of Rows, threadsOf and runBlocks.
 namespace python {
 
 pybind11::dict castRays(RaycastingScene& scene, pybind11::handle rays, int iThreads);

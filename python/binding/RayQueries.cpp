@@ -23,13 +23,16 @@ float endOf(const RaycastingScene& scene, float fFar) {
     return scene.eRays == raytracer::Rays::TREE ? std::min(fFar, TREE_END) : fFar;
 }
 
-// Rays of the library from rows of six numbers.
-void readRays(const float* pRows, size_t uRays, float fNear, float fFar, RayList& vRays) {
-    vRays.resize(uRays);
+// Rays of the library from rows of six numbers, uRays of them from uFirst on.
+RayList raysFrom(const Rows& rows, size_t uFirst, size_t uRays, float fNear, float fFar) {
+    std::vector<float> vScratch;
+    const float* pRows = rows.read(uFirst, uRays, vScratch);
+    RayList vRays(uRays);
     for (raytracer::Ray& ray : vRays) {
         ray = {{pRows[0], pRows[1], pRows[2]}, {pRows[3], pRows[4], pRows[5]}, fFar, fNear};
         pRows += 6;
     }
+    return vRays;
 }
 
 // What one block found, until all are known.
@@ -41,18 +44,16 @@ struct Found {
 }  // namespace
 
 py::dict castRays(RaycastingScene& scene, py::handle rays, int iThreads) {
-    const Floats rows = floatsOf(rays, "rays", 6);
+    const Rows rows(rays, "rays", 6);
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = preparedOf(scene);
-    py::array_t<float> depths(shapeOf(rows));
-    HitArrays hits(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<float> depths(rows.shape());
+    HitArrays hits(rows.shape());
     float* pDepths = depths.mutable_data();
     const float fFar = endOf(scene, std::numeric_limits<float>::infinity());
-    runBlocks(rowsOf(rows), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
-        RayList vRays;
+    runBlocks(rows.count(), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
         std::vector<raytracer::Hit> vHits(uCount);
-        readRays(pRows + 6 * uFirst, uCount, 0.0f, fFar, vRays);
+        const RayList vRays = raysFrom(rows, uFirst, uCount, 0.0f, fFar);
         pMeshes->scene.findNearest(vRays.data(), uCount, vHits.data());
         uint32_t uGeometry = 0;
         for (size_t u = 0; u < uCount; ++u) {
@@ -67,33 +68,29 @@ py::dict castRays(RaycastingScene& scene, py::handle rays, int iThreads) {
 }
 
 py::array testOcclusions(RaycastingScene& scene, py::handle rays, float fNear, float fFar, int iThreads) {
-    const Floats rows = floatsOf(rays, "rays", 6);
+    const Rows rows(rays, "rays", 6);
     const unsigned uThreads = threadsOf(iThreads);
     if (!(fNear >= 0.0f)) throw py::value_error("tnear: 0 or more wanted, got " + std::to_string(fNear));
     const auto pMeshes = preparedOf(scene);
-    py::array_t<bool> blocked(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<bool> blocked(rows.shape());
     bool* pBlocked = blocked.mutable_data();
     const float fEnd = endOf(scene, fFar);
-    runBlocks(rowsOf(rows), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
-        RayList vRays;
-        readRays(pRows + 6 * uFirst, uCount, fNear, fEnd, vRays);
+    runBlocks(rows.count(), BLOCK, uThreads, [&](size_t uFirst, size_t uCount) {
+        const RayList vRays = raysFrom(rows, uFirst, uCount, fNear, fEnd);
         pMeshes->scene.findBlocked(vRays.data(), uCount, pBlocked + uFirst);
     });
     return std::move(blocked);
 }
 
 py::array countIntersections(RaycastingScene& scene, py::handle rays, int iThreads) {
-    const Floats rows = floatsOf(rays, "rays", 6);
+    const Rows rows(rays, "rays", 6);
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = watertightOf(scene, "count_intersections");
-    py::array_t<int32_t> counts(shapeOf(rows));
-    const float* pRows = rows.data();
+    py::array_t<int32_t> counts(rows.shape());
     int32_t* pCounts = counts.mutable_data();
-    runBlocks(rowsOf(rows), BLOCK_OF_ALL, uThreads, [&](size_t uFirst, size_t uCount) {
-        RayList vRays;
+    runBlocks(rows.count(), BLOCK_OF_ALL, uThreads, [&](size_t uFirst, size_t uCount) {
         std::vector<uint32_t> vCounts(uCount);
-        readRays(pRows + 6 * uFirst, uCount, 0.0f, std::numeric_limits<float>::infinity(), vRays);
+        const RayList vRays = raysFrom(rows, uFirst, uCount, 0.0f, std::numeric_limits<float>::infinity());
         if (!pMeshes->isEmpty()) static_cast<void>(pMeshes->scene.countHits(vRays.data(), uCount, vCounts.data()));
         std::copy(vCounts.begin(), vCounts.end(), pCounts + uFirst);
     });
@@ -101,17 +98,15 @@ py::array countIntersections(RaycastingScene& scene, py::handle rays, int iThrea
 }
 
 py::dict listIntersections(RaycastingScene& scene, py::handle rays, int iThreads) {
-    const Floats rows = floatsOf(rays, "rays", 6);
+    const Rows rows(rays, "rays", 6);
     const unsigned uThreads = threadsOf(iThreads);
     const auto pMeshes = watertightOf(scene, "list_intersections");
-    const float* pRows = rows.data();
-    const size_t uRays = rowsOf(rows), uBlock = BLOCK_OF_ALL;
+    const size_t uRays = rows.count(), uBlock = BLOCK_OF_ALL;
     std::vector<Found> vFound(uRays / uBlock + 1);
     runBlocks(uRays, uBlock, uThreads, [&](size_t uFirst, size_t uCount) {
         Found& found = vFound[uFirst / uBlock];
-        RayList vRays;
         found.vFirst.resize(uCount + 1);
-        readRays(pRows + 6 * uFirst, uCount, 0.0f, std::numeric_limits<float>::infinity(), vRays);
+        const RayList vRays = raysFrom(rows, uFirst, uCount, 0.0f, std::numeric_limits<float>::infinity());
         if (pMeshes->isEmpty()) return;
         static_cast<void>(pMeshes->scene.findAll(vRays.data(), uCount, found.vHits, found.vFirst.data()));
     });

@@ -21,11 +21,12 @@ def unaligned(array):
 
 
 FORMS = {"float64": lambda a: a.astype(np.float64), "half": lambda a: a.astype(np.float16),
-         "swapped": lambda a: a.astype(">f4"), "list": lambda a: a.tolist(),
+         "swapped": lambda a: a.astype(">f8"), "list": lambda a: a.tolist(),
          "fortran": np.asfortranarray, "backwards": lambda a: a[::-1].copy()[::-1],
          "apart": lambda a: np.repeat(a, 2, axis=0)[::2],
          "columns": lambda a: np.hstack([a, a])[:, :a.shape[1]],
-         "read only": read_only, "unaligned": unaligned}
+         "read only": read_only, "unaligned": unaligned,
+         "unaligned float64": lambda a: unaligned(a.astype(np.float64))}
 
 
 @pytest.mark.parametrize("form", FORMS)
