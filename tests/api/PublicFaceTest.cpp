@@ -3,6 +3,7 @@
 #include <raytracer/Picture.h>
 #include <raytracer/Scene.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstring>
 
@@ -53,6 +54,26 @@ TEST_F(PublicFaceTest, ASceneFromItsFilesIsTheProgramsPictureOnAnyNumberOfThread
             ASSERT_EQ(vPixels[u], judge.image.pData[u / 3 * 3 + 2 - u % 3]) << "byte " << u << ", threads " << uThreads;
         }
     }
+}
+
+TEST_F(PublicFaceTest, LightsMayComeAfterTheRestAndAPictureMayBeStopped) {
+    const float positions[] = {0, 0, 0, 4, 0, 0, 0, 4, 0};
+    const uint32_t triangles[] = {0, 1, 2};
+    const raytracer::Light lights[] = {{{1, 1, -5}, 9000.0f}, {{9, 0, -3}, 900.0f}};
+    const raytracer::View view = raytracer::lookAt({{1, 1, -6}, {1, 1, 0}}, 60, 40);
+    const std::atomic<bool> bStop{true};
+    std::vector<uint8_t> vPictures[3];
+    for (unsigned u = 0; u < 3; ++u) {  // lights before, after, and others after
+        raytracer::Scene scene;
+        vPictures[u].resize(60 * 40 * 3, 7);
+        ASSERT_FALSE(scene.setMesh({positions, 3, triangles, 1}) || scene.addLight(lights[u ? 1 : 0]) ||
+                     scene.prepare(raytracer::Use::PICTURES) || (u && scene.setLights(lights, u)));
+        EXPECT_TRUE(raytracer::render(scene, view, {}, 2, vPictures[u].data(), 180, &bStop));
+        EXPECT_EQ(vPictures[u], std::vector<uint8_t>(60 * 40 * 3, 7)) << "stopped before the first tile";
+        ASSERT_FALSE(raytracer::render(scene, view, {}, 2, vPictures[u].data(), 180));
+    }
+    EXPECT_EQ(vPictures[0], vPictures[1]);
+    EXPECT_NE(vPictures[0], vPictures[2]);
 }
 
 TEST_F(PublicFaceTest, RaysAtAMeshFromMemoryAreInItsOwnUnits) {
