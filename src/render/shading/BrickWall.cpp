@@ -18,6 +18,16 @@ constexpr float MORTAR_RELIEF = 8.0f;  // in the joint,
 constexpr float DIRT_SIZE = 228.0f;    // and of the largest spots of dirt
 constexpr float MAX_ROTATION = 0.16f;
 
+// Taken in double precision and rounded once, because functions of single precision differ in the last bit between C
+// libraries.
+float arcTangent(float f) {
+    return static_cast<float>(atan(static_cast<double>(f)));
+}
+
+float power(float f, float fExponent) {
+    return static_cast<float>(pow(static_cast<double>(f), static_cast<double>(fExponent)));
+}
+
 // Which brick a point belongs to, and where in its cell it lies.
 struct BrickCell {
     int32_t iColumn, iRow;
@@ -55,7 +65,7 @@ NMVector3f reliefNormal(float px, float py, float fSize) {
 
 float dirtFactor(float px, float py, float v) {
     const float fBase = (1.0f - std::min(1.0f, v - 0.3f)) * Cloud(px, py, DIRT_SIZE, 1.0f);
-    float d = powf(fBase, 0.8f);
+    float d = power(fBase, 0.8f);
     if (v < 0.3f) {
         const float fDivisor = 1.0f - 3.0f * (0.3f - v);
         d = fDivisor == 0.0f ? 0.0f : d / fDivisor;
@@ -83,11 +93,6 @@ float shrinkFactor(const NMVector2f& c, const NMVector2f& size, float fSin, floa
         k = u ? std::min(k, fCorner) : fCorner;
     }
     return k;
-}
-
-// atan() in double precision, because atanf() differs in the last bit between C libraries.
-float arcTangent(float f) {
-    return static_cast<float>(atan(static_cast<double>(f)));
 }
 
 }  // namespace

@@ -20,7 +20,9 @@ struct Surface {
     float reflected(float fCosine, float fHalfway) const {
         // Without a specular part the power is skipped. For a base of at most 1 it is finite, so it would add 0.
         if (fKs == 0.0f && fabsf(fHalfway) <= 1.0f) return fKd * fCosine;
-        return fKd * fCosine + fKs * powf(fHalfway, fExponent);
+        // Rounded once from double, because powf() differs in the last bit between C libraries.
+        const double dPower = pow(static_cast<double>(fHalfway), static_cast<double>(fExponent));
+        return fKd * fCosine + fKs * static_cast<float>(dPower);
     }
 };
 
