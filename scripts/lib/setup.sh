@@ -48,7 +48,9 @@ isThere() {
         ninja-build) command -v ninja ;;
         googletest) [ -e /usr/src/googletest/CMakeLists.txt ] ;;
         dpkg-dev) command -v dpkg-shlibdeps ;;
-        qemu-user) command -v qemu-i386 ;;
+        qemu-user) command -v qemu-i386 qemu-aarch64 ;;
+        binutils-aarch64-linux-gnu) command -v aarch64-linux-gnu-ld ;;
+        libstdc++-12-dev-arm64-cross) [ -e /usr/aarch64-linux-gnu/include/c++/12/vector ] ;;
         slurm-wlm) command -v slurmctld slurmd ;;
         munge) command -v munged ;;
         openssh-client) command -v ssh ;;

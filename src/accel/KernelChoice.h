@@ -5,7 +5,7 @@
 
 namespace rt {
 
-/// Whether this machine can run kernels of the given name: "avx512", "avx2", "sse2" or "generic".
+/// Whether this machine can run kernels of the given name: "avx512", "avx2", "sse2", "neon" or "generic".
 bool machineRuns(const char* szKernels);
 
 /// The first kernel of a list, the best one first, that this machine can run and whose name is szName, or null for any

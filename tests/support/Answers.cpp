@@ -18,7 +18,7 @@ bool same(const std::vector<WatertightHit>& a, const std::vector<WatertightHit>&
     return a.size() == b.size() && (a.empty() || !memcmp(a.data(), b.data(), a.size() * sizeof(a[0])));
 }
 
-constexpr const char* KERNELS[] = {"generic", "sse2", "avx2", "avx512"};
+constexpr const char* KERNELS[] = {"generic", "sse2", "avx2", "avx512", "neon"};
 
 }  // namespace
 

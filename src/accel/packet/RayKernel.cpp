@@ -12,6 +12,8 @@ namespace {
 constexpr const RayKernel* KERNELS[] = {
 #if defined(RT_VECTORS) && (defined(__x86_64__) || defined(__i386__))
     &g_kernelAvx512, &g_kernelAvx2, &g_kernelSse2,
+#elif defined(RT_VECTORS) && defined(__aarch64__)
+    &g_kernelNeon,
 #endif
     &g_kernelGeneric};
 

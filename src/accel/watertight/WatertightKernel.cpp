@@ -12,6 +12,8 @@ namespace {
 constexpr const WatertightKernel* KERNELS[] = {
 #if defined(RT_VECTORS) && (defined(__x86_64__) || defined(__i386__))
     &g_watertightAvx512, &g_watertightAvx2, &g_watertightSse2,
+#elif defined(RT_VECTORS) && defined(__aarch64__)
+    &g_watertightNeon,
 #endif
     &g_watertightGeneric};
 

@@ -4,6 +4,8 @@
 
 #if defined(RT_VECTORS) && defined(__SSE2__)
 #include "base/simd/FloatsSse2.h"
+#elif defined(RT_VECTORS) && defined(__aarch64__)
+#include "base/simd/FloatsNeon.h"
 #else
 #include "base/simd/Floats.h"
 #endif
@@ -12,6 +14,8 @@ namespace {
 
 #if defined(RT_VECTORS) && defined(__SSE2__)
 using Float4 = Floats<Sse2Set>;
+#elif defined(RT_VECTORS) && defined(__aarch64__)
+using Float4 = Floats<NeonSet>;
 #else
 using Float4 = Floats<AnySet<4> >;
 #endif

@@ -1,8 +1,8 @@
 #pragma once
 
 // SIMD vectors of floats. Floats<Set> is the vector type. A set holds the operations that an instruction set does
-// better than the compiler's generic vectors: AnySet<lanes> here, Sse2Set, Avx2Set and Avx512Set in headers of their
-// own.
+// better than the compiler's generic vectors: AnySet<lanes> here, Sse2Set, Avx2Set, Avx512Set and NeonSet in headers
+// of their own.
 //
 // Everything here has internal linkage. It is compiled for several instruction sets, and the linker must never use a
 // copy made for one of them in code for older processors (docs/architecture.md).
