@@ -63,7 +63,8 @@ struct WatertightKernel {
 /// The kernel for this machine's best instruction set.
 const WatertightKernel& bestWatertightKernel();
 
-/// The kernel of the given name ("generic", "sse2", "avx2", "avx512", "neon"), null when this machine or build has none.
+/// The kernel of the given name ("generic", "sse2", "avx2", "avx512", "neon"), null when this machine or build has
+/// none.
 const WatertightKernel* findWatertightKernel(const char* szName);
 
 }  // namespace rt
