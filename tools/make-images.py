@@ -88,7 +88,7 @@ def draw_models(name, work):
     width, height, models = MODELS[name]
     pictures = []
     for model in models:
-        subprocess.run([os.path.join(ROOT, "build", "release", "rt-render"), "--quiet", "--ground", "--samples", "3",
+        subprocess.run([os.path.join(ROOT, "build", "release", "rt-render"), "--quiet", "--ground",
                         "--resolution", str(width), str(height), "--out", "model.bmp", model], cwd=work, check=True)
         pictures.append(read_bmp(os.path.join(work, "model.bmp")))
     return framed(pictures) if len(pictures) > 1 else pictures[0]
@@ -105,7 +105,7 @@ def main():
         for name in sys.argv[1:] or [*IMAGES, *MODELS]:
             if name in MODELS:
                 write_png(os.path.join(folder, name + ".png"), *draw_models(name, work))
-                print(f"docs/images/{name}.png: rt-render --ground --samples 3 {' '.join(MODELS[name][2])}")
+                print(f"docs/images/{name}.png: rt-render --ground {' '.join(MODELS[name][2])}")
                 continue
             picture = os.path.join(work, name + ".bmp")
             subprocess.run([program, *IMAGES[name].split(), "--out", picture], cwd=work, stdout=subprocess.DEVNULL)
