@@ -56,7 +56,8 @@ struct RayKernel {
 /// The kernel for this machine's best instruction set.
 const RayKernel& bestKernel();
 
-/// The kernel of the given name ("generic", "sse2", "avx2", "avx512", "neon"), null when this machine or build has none.
+/// The kernel of the given name ("generic", "sse2", "avx2", "avx512", "neon"), null when this machine or build has
+/// none.
 const RayKernel* findKernel(const char* szName);
 
 }  // namespace rt
