@@ -1,5 +1,5 @@
 // The farm for people, and its page.
-#ifdef RT_FARM
+#if defined(RT_FARM) && defined(RT_PAGE)
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -15,6 +15,10 @@ TEST_F(ManualTest, CompletionsAreOptionsTheirWordsScenesOrFiles) {
                  {"RayTracer.exe gl", "glass\n"},
                  {"RayTracer --server ''", "\n"},
                  {"rt-bundle --h", "--help\n"},
+                 {"rt-worker --s", "--stay\n"},
+#ifdef RT_FARM
+                 {"rt-farm gl", "glass\n"},
+#endif
 #ifdef RT_RENDER
                  {"rt-render --camera 1 2 3 4 5 6 --sa", "--samples\n"},
                  {"rt-render --rays t", "tree\n"},

@@ -72,10 +72,16 @@ TEST_F(ClientTest, ClientsOfOneSceneMustGetTheSameSettings) {
         EXPECT_EQ(server.receive(8), words({0, 8}));
         server.send(parametersPacket());
         EXPECT_EQ(server.receive(8), words({uAnswer, 8}));
+        if (*szTail) {  // asked to leave, it delivers what it has and takes no more
+            wakeup.requestStop();
+            server.send(words({3, 32, 7, 8, 0, 8, 8, 8}));
+            EXPECT_EQ(server.receive(16 + 192 + 8).substr(16 + 192), words({6, 8}));
+        }
         server.close();
         worker.join();
     }
     EXPECT_EQ(shared.uPreparations, 1u);
+    EXPECT_EQ(shared.uDelivered, 1u);
     EXPECT_TRUE(contains(shared.failure(), "other settings than another"));
 }
 
