@@ -69,7 +69,7 @@ bool SocketServer::initServer(unsigned short port, unsigned maxConnections) {
     sServerAddress = {};
     sServerAddress.sin_family = AF_INET;
     sServerAddress.sin_port = htons(port);
-    sServerAddress.sin_addr.s_addr = htonl(INADDR_ANY);
+    sServerAddress.sin_addr.s_addr = htonl(LOOPBACK.contains(allowed) ? INADDR_LOOPBACK : INADDR_ANY);
     if (bind(iSocket, reinterpret_cast<const sockaddr*>(&sServerAddress), ADDRESS_SIZE) == -1) {
         ReportError("bind() failed!\n");
         release();

@@ -20,6 +20,9 @@ struct AddressRange {
     uint32_t uMask = 0;   // the bits in common
 
     bool holds(const sockaddr_in& address) const { return (ntohl(address.sin_addr.s_addr) & uMask) == uFirst; }
+    bool contains(const AddressRange& other) const {
+        return (other.uMask & uMask) == uMask && (other.uFirst & uMask) == uFirst;
+    }
 };
 
 /// The listening TCP socket of server mode. Used by one thread.
@@ -43,8 +46,8 @@ class SocketServer {
     SocketServer(const SocketServer&) = delete;
     SocketServer& operator=(const SocketServer&) = delete;
 
-    /// Listens on all local addresses, at a port that the system chooses (see uPort) when port is 0. True on failure,
-    /// which is logged.
+    /// Listens on all local addresses, or on 127.0.0.1 when no other machine is allowed, at a port that the system
+    /// chooses (see uPort) when port is 0. True on failure, which is logged.
     [[nodiscard]] bool initServer(unsigned short port, unsigned maxConnections);
 
     /// Waits up to iAcceptWait for a connection and accepts it; returns early when iWakeFile becomes readable. False
