@@ -60,6 +60,8 @@ def test_answers(place, size, scaled):
     normals = np.cross(b - a, c - a)
     off = np.einsum("ij,ij->i", points - a, normals) / np.linalg.norm(normals, axis=1)
     assert abs(off).max() < 1e-8 * size, "in the triangle's plane, in float64"
+    beside = np.cross(points - origins[index_ray], directions[index_ray] / size)
+    assert abs(beside).max() < 1e-7 * size, "on the ray, in float64"
 
     all_points, all_rays, all_triangles = ray.intersects_location(origins, directions)
     assert all_points.dtype == np.float64 and all_rays.dtype == all_triangles.dtype == np.int64
