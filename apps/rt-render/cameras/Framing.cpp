@@ -13,7 +13,7 @@ using Velk::NMVector3f;
 namespace {
 
 constexpr float FILLED = 0.88f;  // of the picture's width or height is the scene's
-constexpr double DEGREE = 3.14159265358979323846 / 180.0;
+constexpr double A_DEGREE = 3.14159265358979323846 / 180.0;
 
 NMVector3f lookOf(const Frame& frame) {
     return frame.v3ImageOrigin + frame.v3ImageSpanX * 0.5f + frame.v3ImageSpanY * 0.5f - frame.v3Eye;
@@ -50,9 +50,9 @@ void Framing::forEachCorner(const Visit& visit) const {
 Framing::Axes Framing::looking(double dTurn, double dElevation) const {
     const NMVector3f v3Ahead = fabsf(v3Up.z) > 0.9f ? NMVector3f{0, 1, 0} : NMVector3f{0, 0, 1};
     const NMVector3f v3Side = normalize(cross(v3Up, v3Ahead)) * fHand, v3Front = cross(v3Side * fHand, v3Up);
-    const float fSin = static_cast<float>(sin(dTurn * DEGREE)), fCos = static_cast<float>(cos(dTurn * DEGREE));
-    const float fHigh = static_cast<float>(sin(dElevation * DEGREE)),
-                fFlat = static_cast<float>(cos(dElevation * DEGREE));
+    const float fSin = static_cast<float>(sin(dTurn * A_DEGREE)), fCos = static_cast<float>(cos(dTurn * A_DEGREE));
+    const float fHigh = static_cast<float>(sin(dElevation * A_DEGREE)),
+                fFlat = static_cast<float>(cos(dElevation * A_DEGREE));
     Axes axes{};
     axes.v3Right = normalize(v3Side * fCos + v3Front * fSin);
     axes.v3Forward = normalize((v3Front * fCos - v3Side * fSin) * fFlat - v3Up * fHigh);

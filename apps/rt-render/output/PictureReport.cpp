@@ -15,7 +15,7 @@ void writeLine(FILE* pOutput, const ordered_json& line) {
     fflush(pOutput);
 }
 
-ordered_json tripleOf(const Velk::NMVector3f& v) {
+ordered_json jsonOf(const Velk::NMVector3f& v) {
     return {double{v.x}, double{v.y}, double{v.z}};
 }
 
@@ -33,7 +33,7 @@ void writeReport(FILE* pOutput, const PictureReport& report, const std::vector<s
     line["width"] = report.uWidth;
     line["height"] = report.uHeight;
     line["faces"] = report.uFaces;
-    line["box"] = {tripleOf(report.box.v3Min), tripleOf(report.box.v3Max)};
+    line["box"] = {jsonOf(report.box.v3Min), jsonOf(report.box.v3Max)};
     line["covered"] = report.dCovered;
     line["blank"] = report.bBlank;
     line["warnings"] = vWarnings;
