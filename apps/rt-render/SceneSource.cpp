@@ -138,6 +138,8 @@ bool SceneSource::importFrom(const RenderOptions& options, const std::string& sM
         wanted.uHeight = options.parameters.uHeight;
     }
     const bool bFailed = importModel(sModel, wanted, staged, sMessage, vNotices);
+    const size_t uAt = options.bStandardInput ? sMessage.find(sModel) : std::string::npos;
+    if (uAt != std::string::npos) sMessage.replace(uAt, sModel.size(), "standard input");  // as the user knows it
     for (const std::string& sNotice : vNotices) {
         // Only who gives a point of the scene meets its numbers.
         const bool bNumbers = sNotice.rfind("scaled by ", 0) == 0 || sNotice.rfind("moved to the origin ", 0) == 0;

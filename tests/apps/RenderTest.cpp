@@ -218,6 +218,8 @@ TEST_F(RenderTest, SeveralModelsAndPipesAreServed) {
     EXPECT_EQ(firstDifference(readFile("piped.png"), readFile("m/a.png")), "");
     EXPECT_TRUE(fs::is_empty("tmp"));
     EXPECT_EQ(render("m/a.obj -o - >/dev/full" + sSmall), 1);
+    EXPECT_EQ(render("- --format stl <m/c.txt"), 1);
+    EXPECT_EQ(sOutput.rfind("cannot read standard input: ", 0), 0u) << sOutput;
 
     // What ffmpeg gets and how it ends, without one.
     fs::create_directory("bin");

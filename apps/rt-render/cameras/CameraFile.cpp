@@ -30,8 +30,12 @@ constexpr const char* PARALLEL = "ORTHOGRAPHIC";
 
 // True when the file cannot be read, which is reported.
 bool readText(const std::string& sFile, std::string& sText) {
+    errno = 0;
     const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
-    if (!file.get()) return Console::error("%s: cannot be read: %s", sFile.c_str(), strerror(errno)), true;
+    if (!file.get()) {
+        Console::error("%s: cannot be read: %s", sFile.c_str(), errno ? strerror(errno) : "not a regular file");
+        return true;
+    }
     std::vector<char> vBuffer(1 << 16);
     for (size_t u; (u = fread(vBuffer.data(), 1, vBuffer.size(), file.get())) > 0;) {
         sText.append(vBuffer.data(), u);
