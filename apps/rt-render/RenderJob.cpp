@@ -90,7 +90,8 @@ RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput)
 int RenderJob::run() {
     Leftovers::removeOnSignals();
     StopWatch watch;
-    if (checkView() || shots.plan(options) || source.find(options)) return STATUS_FAILED;
+    if (checkView() || reference.load(options.sReference) || shots.plan(options) || source.find(options))
+        return STATUS_FAILED;
     times.dReading = watch.lap();
     // In a studio small tiles would see many of each other's pixels. No picture depends on the tiles.
     if (isStudio()) uTileEdge = std::max(uTileEdge, SMALLEST_STUDIO_TILE);
@@ -317,7 +318,8 @@ int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
     times.dRendering += watch.lap();
     if (finishShot(uShot)) return STATUS_FAILED;
     if (sink.keepsParts()) part.remove();
-    return STATUS_DONE;
+    const PixelView picture{pool.pixels(), frame.uWidth, frame.uHeight, channels()};
+    return reference.differs(picture, sFile, options.uTolerance) ? STATUS_DIFFERS : STATUS_DONE;
 }
 
 // Fills the pool with what an earlier run has left.

@@ -15,6 +15,7 @@
 #include "rt-render/options/RenderOptions.h"
 #include "rt-render/output/PictureReport.h"
 #include "rt-render/output/PictureSink.h"
+#include "rt-render/output/Reference.h"
 #include "shared/parts/PartFile.h"
 
 namespace rt {
@@ -60,6 +61,7 @@ class RenderJob {
     FILE* const pReports;
     RunTimes times;
     uint64_t uCovered = 0;  // pixels of the last picture
+    Reference reference;
     TilePool pool;
     std::string sSceneKey;
     std::unique_ptr<TreeCache> pCache;  // writes the tree while pictures are made

@@ -345,6 +345,35 @@ TEST_F(RenderTest, ViewsAndOrbitsLookWhereTheyShould) {
     EXPECT_GT(difference(sPlain, readFile("film-0005.bmp")), 3.0) << "from behind";
 }
 
+TEST_F(RenderTest, PicturesAreComparedWithAReference) {
+    EXPECT_EQ(render("test -o good.png") + render("test -o good.bmp") + render("test -o small.png --resolution 9 9"),
+              0);
+    std::string sBad = readFile("good.bmp");
+    sBad[54 + 3 * (56 * 3 + 5) + 1] = static_cast<char>(sBad[54 + 3 * (56 * 3 + 5) + 1] ^ 4);  // one green by 4
+    writeFile("bad.bmp", sBad);
+    writeFile("broken.png", readFile("good.png").substr(0, 99));
+    const std::string sOne =
+        "new.png: 1 of 2688 pixels differ from bad.bmp, the largest difference is 4; see new.diff.png";
+    const struct {
+        const char* szOptions;
+        int iStatus;
+        std::string sLine;
+        bool bDrawn;
+    } cases[] = {{"good.png --verbose", 0, "new.png: as good.png, the largest difference is 0", false},
+                 {"bad.bmp", 3, sOne, true},
+                 {"bad.bmp --tolerance 3 --quiet", 3, sOne, true},
+                 {"bad.bmp --tolerance 4 --verbose", 0, "the largest difference is 4", false},
+                 {"small.png", 3, "new.png: 56 x 48 pixels, but the reference small.png has 9 x 9", false},
+                 {"broken.png", 1, "broken.png: the reference is no PNG, JPEG or BMP file", false},
+                 {"nowhere.png", 1, "nowhere.png: the reference cannot be opened", false}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(render("test -o new.png --reference "s + c.szOptions), c.iStatus) << c.szOptions;
+        EXPECT_TRUE(contains(sOutput, c.sLine)) << sOutput;
+        EXPECT_EQ(fs::exists("new.diff.png"), c.bDrawn) << c.szOptions;
+    }
+    EXPECT_EQ(firstDifference(readFile("new.png"), readFile("good.png")), "");
+}
+
 TEST_F(RenderTest, TheCacheIsUsedAndNeverStale) {
     EXPECT_EQ(render("test -o a.bmp --verbose"), 0);
     ASSERT_EQ(cached().size(), 1u);

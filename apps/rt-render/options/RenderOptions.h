@@ -47,6 +47,8 @@ struct RenderOptions {
     std::string sModelOption;  // one that was given and is for models only, empty if none was
     bool bStandardInput = false;
     bool bJson = false;
+    std::string sReference;   // the picture to compare with; empty: none
+    unsigned uTolerance = 0;  // how far a channel may be away from it
     bool bResume = false;
     bool bQuiet = false;
     bool bVerbose = false;

@@ -125,6 +125,14 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
     {Option::flag("--resume", "goes on with the picture that Ctrl-C interrupted")
          .more("That is kept as NAME.part.SUFFIX.resume."),
      [](Settings& s, Values) { s.bResume = true; }},
+    {Option::file("--reference", "FILE", "compares the picture with this one; status 3 when they differ")
+         .notWith("--orbit")
+         .more("A PNG, JPEG or BMP file. NAME.diff.png beside the picture shows where they differ, in red."),
+     [](Settings& s, Values v) { s.sReference = v[0].sText; }},
+    {Option::count("--tolerance", "N", "how far a channel may be away from the reference")
+         .within(0, 255)
+         .otherwise("0"),
+     [](Settings& s, Values v) { s.uTolerance = v[0].u; }},
     {Option::flag("--resetcache", "builds the kd-tree anew"),
      [](Settings& s, Values) { s.parameters.bResetCache = true; }},
     {Option::count("--cache-limit", "MB", "size of all kd-trees that are kept").within(0, 1 << 20).otherwise("1024"),
