@@ -65,11 +65,11 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      }},
     // Many views.
     {Option::text("--views", "LIST", "pictures from front, back, left, right, top, bottom or iso, with commas between")
-         .notWith("--orbit, --hemisphere, --cameras"),
+         .notWith("--orbit, --hemisphere, --cameras, --from, --at, --camera"),
      [](Settings& s, Values v) { s.sViews = v[0].sText; }},
     {Option::count("--hemisphere", "N", "N pictures from all around and above")
          .within(1, 9999)
-         .notWith("--orbit, --cameras"),
+         .notWith("--orbit, --cameras, --from, --at, --camera"),
      [](Settings& s, Values v) { s.cameras.uHemisphere = v[0].u; }},
     {Option::count("--seed", "S", "another way to spread them").otherwise("0"),
      [](Settings& s, Values v) { s.cameras.uSeed = v[0].u; }},
