@@ -108,8 +108,8 @@ struct CameraReader {
 
     void read(FileCamera& camera) {
         readPose(camera);
-        camera.uWidth = static_cast<uint32_t>(number("w", 0.5, INT32_MAX).value_or(0.0) + 0.5);
-        camera.uHeight = static_cast<uint32_t>(number("h", 0.5, INT32_MAX).value_or(0.0) + 0.5);
+        camera.uWidth = static_cast<uint32_t>(lround(number("w", 0.5, INT32_MAX).value_or(0.0)));
+        camera.uHeight = static_cast<uint32_t>(lround(number("h", 0.5, INT32_MAX).value_or(0.0)));
         camera.fx = number("fl_x", 1e-6, LARGEST);
         camera.fy = number("fl_y", 1e-6, LARGEST);
         camera.cx = number("cx", -LARGEST, LARGEST);

@@ -23,7 +23,7 @@ constexpr NamedColour NAMES[] = {{"white", {255, 255, 255}}, {"black", {0, 0, 0}
 // True when it is no colour.
 bool readColour(const std::string& sText, NMVector3f& v3) {
     for (const NamedColour& named : NAMES) {
-        if (strcasecmp(named.szName, sText.c_str())) continue;
+        if (strcasecmp(named.szName, sText.c_str()) != 0) continue;
         v3 = named.v3;
         return false;
     }

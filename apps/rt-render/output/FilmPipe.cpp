@@ -67,6 +67,7 @@ bool FilmPipe::open(const std::string& sFilm, uint32_t uWidth, uint32_t uHeight,
     for (const std::string& s : settingsFor(suffixOf(sFilm))) vWords.push_back(s);
     vWords.push_back("file:" + sPart);
     std::vector<char*> vArguments;
+    vArguments.reserve(vWords.size() + 1);
     for (std::string& s : vWords) vArguments.push_back(s.data());
     vArguments.push_back(nullptr);
 

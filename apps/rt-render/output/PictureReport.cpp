@@ -1,6 +1,7 @@
 // Lines of JSON for programs.
 #include "rt-render/output/PictureReport.h"
 
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 namespace rt {
@@ -21,7 +22,7 @@ ordered_json jsonOf(const Velk::NMVector3f& v) {
 
 // Thousandths are enough.
 double rounded(double dSeconds) {
-    return static_cast<double>(static_cast<long>(dSeconds * 1000.0 + 0.5)) / 1000.0;
+    return static_cast<double>(lround(dSeconds * 1000.0)) / 1000.0;
 }
 
 }  // namespace
