@@ -360,7 +360,7 @@ void RenderJob::report(size_t uShot, bool bBlank) const {
     const double dPixels = double{1} * frame.uWidth * frame.uHeight;
     PictureReport line;
     line.sScene = options.sScene;
-    line.sPicture = shots.picture(uShot);
+    line.sPicture = sink.keepsParts() ? shots.picture(uShot) : options.sPicture;  // the sheet, the film
     line.uWidth = frame.uWidth;
     line.uHeight = frame.uHeight;
     line.uFaces = rayTracer.scene.vFaces.uCount;

@@ -226,7 +226,8 @@ TEST_F(RenderTest, SeveralModelsAndPipesAreServed) {
     fs::create_directory("bin");
     writeFile("bin/ffmpeg", "#!/bin/sh\nfor s; do :; done\n/bin/cat >\"${s#file:}\"\nexit $ENDS\n");
     fs::permissions("bin/ffmpeg", fs::perms::owner_all);
-    EXPECT_EQ(render("m/a.obj --orbit 3 -o film.mp4" + sSmall, "ENDS=0 PATH=bin"), 0) << sOutput;
+    EXPECT_EQ(render("m/a.obj --orbit 3 --json -o film.mp4" + sSmall, "ENDS=0 PATH=bin"), 0) << sOutput;
+    EXPECT_TRUE(contains(sOutput, R"("picture":"film.mp4")")) << sOutput;
     EXPECT_EQ(readFile("film.mp4").size(), 3u * 40 * 30 * 3);
     EXPECT_EQ(render("m/a.obj --orbit 3 -o film.gif" + sSmall, "ENDS=3 PATH=bin"), 1);
     EXPECT_EQ(sOutput, "film.gif: ffmpeg did not make it (status 3)\n");
