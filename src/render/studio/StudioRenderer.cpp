@@ -84,8 +84,8 @@ void StudioRenderer::renderBlock(const Tile& block, uint8_t* pFirst, size_t uStr
     vMissing.resize(vGrid.size());
     for (unsigned y = 0; y < uRows; ++y) {
         for (unsigned x = 0; x < uColumns; ++x) {
-            vMissing[y * uColumns + x] =
-                static_cast<uint64_t>(1u << phaseOf(iFirstX + static_cast<int>(x), iFirstY + static_cast<int>(y)));
+            vMissing[y * uColumns + x] = uint64_t{1}
+                                         << phaseOf(iFirstX + static_cast<int>(x), iFirstY + static_cast<int>(y));
         }
     }
     vGridLights.assign(vGrid.size(), {});
