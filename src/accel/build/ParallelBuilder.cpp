@@ -44,8 +44,8 @@ struct ParallelBuilder::Branch {
 
     // A branch is cut in two before others are made, the largest first. The others are made in the order in which they
     // are needed.
-    bool isBefore(const Branch& other, uint32_t uLargest) const {
-        return std::max(uCount, other.uCount) > uLargest ? uCount > other.uCount : uPath < other.uPath;
+    bool isBefore(const Branch& other, uint32_t uTooLarge) const {
+        return std::max(uCount, other.uCount) > uTooLarge ? uCount > other.uCount : uPath < other.uPath;
     }
 };
 
