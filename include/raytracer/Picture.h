@@ -51,4 +51,17 @@ struct Bricks {
 [[nodiscard]] bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads,
                           uint8_t* pPixels, size_t uStride, const std::atomic<bool>* pStop = nullptr);
 
+/// What is behind a scene in a studio. Colours are red, green and blue as a screen shows them, 0 to 255.
+struct Studio {
+    float top[3] = {232, 234, 238};     // of the first row
+    float bottom[3] = {192, 197, 205};  // of the last row
+    bool bTransparent = false;          // nothing: pixels have 4 bytes, the last one is alpha
+    bool bSmoothEdges = true;           // nine rays for pixels in which an edge is seen
+};
+
+/// The same in the soft light of a studio that turns with the view and leaves no side black, in place of the scene's
+/// lights. There are no bricks.
+[[nodiscard]] bool renderStudio(const Scene& scene, const View& view, const Studio& studio, unsigned uThreads,
+                                uint8_t* pPixels, size_t uStride, const std::atomic<bool>* pStop = nullptr);
+
 }  // namespace raytracer

@@ -38,16 +38,18 @@ uint32_t addTriangles(RaycastingScene& scene, py::handle vertices, py::handle tr
 // Corners: of the first pixel, of the last column, of the last row. Lights: x, y, z, flux of each. The caller checks
 // shapes and sizes.
 py::array renderPicture(RaycastingScene& scene, const Floats& eyeAndCorners, uint32_t uWidth, uint32_t uHeight,
-                        const Floats& lights, const Floats& colors, bool bSmooth, int iThreads) {
+                        const Floats& lights, const Floats& colors, bool bSmooth, bool bStudio, bool bTransparent,
+                        int iThreads) {
     const unsigned uThreads = threadsOf(iThreads);
-    PictureOrder order{{}, {}, {colors.data(), colors.data() + colors.size()}, bSmooth};
+    PictureOrder order{{}, {}, {colors.data(), colors.data() + colors.size()}, bSmooth, bStudio, {}};
+    order.studio.bTransparent = bTransparent;
     std::memcpy(order.view.eye, eyeAndCorners.data(), sizeof(order.view.eye));
     std::memcpy(order.view.corners, eyeAndCorners.data() + 3, sizeof(order.view.corners));
     order.view.uWidth = uWidth;
     order.view.uHeight = uHeight;
     for (const float* p = lights.data(); p != lights.data() + lights.size(); p += 4)
         order.vLights.push_back({{p[0], p[1], p[2]}, p[3]});
-    py::array_t<uint8_t> pixels({uHeight, uWidth, 3u});
+    py::array_t<uint8_t> pixels({uHeight, uWidth, order.channels()});
     uint8_t* pPixels = pixels.mutable_data();
     runApart([&](const std::atomic<bool>& bStop) { scene.render(order, uThreads, pPixels, bStop); });
     return std::move(pixels);

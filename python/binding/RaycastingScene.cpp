@@ -13,6 +13,23 @@ namespace {
 constexpr size_t MOST_TRIANGLES = (size_t{1} << 28) - 1;
 constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // the library's
 
+// What a picture of no mesh is.
+void fillBackground(const PictureOrder& order, uint8_t* pPixels, size_t uStride) {
+    const uint32_t uChannels = order.channels();
+    for (uint32_t y = 0; y < order.view.uHeight; ++y) {
+        const float fDown = (static_cast<float>(y) + 0.5f) / static_cast<float>(order.view.uHeight);
+        for (size_t u = 0; u < uStride; ++u) {
+            const size_t c = u % uChannels;
+            uint8_t uByte = c < 3 ? BACKGROUND[c] : uint8_t{0};
+            if (order.bStudio) {
+                const float f = c < 3 ? order.studio.top[c] * (1 - fDown) + order.studio.bottom[c] * fDown : 0.0f;
+                uByte = uChannels == 4 ? uint8_t{0} : static_cast<uint8_t>(lroundf(f));
+            }
+            pPixels[y * uStride + u] = uByte;
+        }
+    }
+}
+
 // To where the corners run counter-clockwise.
 void putNormal(const float* pVertices, const uint32_t* pCorners, float* pNormal) {
     const float *pA = pVertices + size_t{3} * pCorners[0], *pB = pVertices + size_t{3} * pCorners[1],
@@ -93,15 +110,17 @@ bool RaycastingScene::makePictures(const PictureOrder& order) {
 bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                              const std::atomic<bool>& bStop) {
     const std::lock_guard<std::mutex> lock(pictures);
-    const size_t uStride = size_t{order.view.uWidth} * 3;
+    const size_t uStride = size_t{order.view.uWidth} * order.channels();
     if (!makePictures(order)) {
-        for (size_t u = 0; u < order.view.uHeight * uStride; ++u) pPixels[u] = BACKGROUND[u % 3];
+        fillBackground(order, pPixels, uStride);
         return false;
     }
     if (pictureScene.setLights(order.vLights.data(), static_cast<uint32_t>(order.vLights.size())))
         throw std::bad_alloc();
     const bool bFailed =
-        raytracer::render(pictureScene, order.view, {}, uThreads, pPixels, size_t{order.view.uWidth} * 3, &bStop);
+        order.bStudio
+            ? raytracer::renderStudio(pictureScene, order.view, order.studio, uThreads, pPixels, uStride, &bStop)
+            : raytracer::render(pictureScene, order.view, {}, uThreads, pPixels, uStride, &bStop);
     if (bFailed && !bStop) throw std::bad_alloc();
     return bFailed;
 }

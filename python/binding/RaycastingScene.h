@@ -31,6 +31,10 @@ struct PictureOrder {
     std::vector<raytracer::Light> vLights;
     std::vector<float> vColors;
     bool bSmooth;
+    bool bStudio;  // its light, not that of vLights
+    raytracer::Studio studio;
+
+    uint32_t channels() const { return bStudio && studio.bTransparent ? 4 : 3; }
 };
 
 /// The scene of Python. All operations may be called from any number of threads, without the interpreter's lock: one

@@ -62,8 +62,9 @@ class RaycastingScene:
     def create_rays_pinhole(fov_deg: float, center: ArrayLike, eye: ArrayLike, up: ArrayLike,
                             width_px: int, height_px: int) -> NDArray[np.float32]: ...
 
-def render(scene: RaycastingScene, camera: Camera, *, light: Literal["lamps"] = "lamps",
+def render(scene: RaycastingScene, camera: Camera, *, light: Literal["lamps", "studio"] = "lamps",
            lights: Optional[ArrayLike] = None, colors: Optional[ArrayLike] = None,
-           smooth: bool = False, depth: bool = False, normals: bool = False, ids: bool = False,
+           smooth: bool = False, transparent: bool = False, depth: bool = False,
+           normals: bool = False, ids: bool = False,
            nthreads: int = 0) -> Union[NDArray[np.uint8], Dict[str, NDArray[Any]]]: ...
 def write_png(path: Path, pixels: NDArray[np.uint8]) -> None: ...

@@ -35,31 +35,37 @@ def _table(values, name, width, rows=None):
 
 
 def render(scene: RaycastingScene, camera, *, light="lamps", lights=None, colors=None,
-           smooth=False, depth=False, normals=False, ids=False, nthreads=0):
+           smooth=False, transparent=False, depth=False, normals=False, ids=False, nthreads=0):
     """A picture (height, width, 3) of the scene, uint8, red, green and blue.
 
     light: "lamps", point lights with hard shadows: lights (n, 4), of each x, y, z and flux; flux
-    255 at distance 1 shows a white surface white. Without any, two are put beside the camera.
+    255 at distance 1 shows a white surface white. Without any, two are put beside the camera. Or
+    "studio": soft light that turns with the camera, smooth edges, a light background; with
+    transparent=True none, but a fourth channel, alpha.
     colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean
     normals. With depth, normals or ids the result is a dict: picture, and depth (height, width)
     along the camera's z, inf where nothing is; normals (height, width, 3); geometry_ids and
     primitive_ids (height, width). They are those of rays through the pixels' middles, as the
     picture is.
     """
-    if light != "lamps":
-        raise ValueError(f"light: 'lamps' wanted, got {light!r}")
+    if light not in ("lamps", "studio"):
+        raise ValueError(f"light: 'lamps' or 'studio' wanted, got {light!r}")
+    studio = light == "studio"
+    if studio and lights is not None or transparent and not studio:
+        raise ValueError("lights are for light='lamps', transparent is for light='studio'")
     width, height = camera.width_px, camera.height_px
     if lights is None or not len(lights):
-        lights = _lamps_beside(scene, camera)
+        lights = np.empty((0, 4)) if studio else _lamps_beside(scene, camera)
     lights = _table(lights, "lights", 4)
     colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
     hits = scene.cast_rays(camera.rays(), nthreads=nthreads) if depth or normals or ids else {}
-    # The library's pixels look at their corners, so the picture is moved by half a pixel. It is
-    # held as far away as the eye is from 0, which the corners' rounding is a share of.
-    corners = camera.directions([0.5, width + 0.5, 0.5], [0.5, 0.5, height + 0.5])
+    # With lamps the library's pixels look at their corners, so the picture is moved by half a
+    # pixel. It is held as far away as the eye is from 0, which the corners' rounding is a share of.
+    move = 0.0 if studio else 0.5
+    corners = camera.directions([move, width + move, move], [move, move, height + move])
     corners = camera.eye + corners * (1.0 + np.linalg.norm(camera.eye))
     picture = scene._render(np.vstack([camera.eye, corners]), width, height, lights, colors,
-                            smooth, nthreads)
+                            smooth, studio, transparent, nthreads)
     if not hits:
         return picture
     result = {"picture": picture}

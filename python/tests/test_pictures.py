@@ -38,8 +38,26 @@ def test_a_picture_shows_what_rays_see():
     assert set(np.unique(rendered)) == {0, 1}
     with pytest.raises(ValueError, match=r"colors: shape \(2, 3\) wanted, got \(1, 3\)"):
         raytracer.render(scene, camera, colors=[[1, 1, 1]])
-    with pytest.raises(ValueError, match="light: 'lamps' wanted"):
+    with pytest.raises(ValueError, match="light: 'lamps' or 'studio' wanted"):
         raytracer.render(scene, camera, light="moon")
+
+
+def test_studios_leave_no_side_black_and_have_alpha():
+    scene = raytracer.RaycastingScene()
+    camera = raytracer.Camera(40, (0, 0, 0), (1, 6, 3), (0, 0, 1), 160, 100)
+    empty = raytracer.render(scene, camera, light="studio")
+    scene.add_triangles(*ball(16))
+    shown = raytracer.render(scene, camera, light="studio", ids=True)
+    picture, inside = shown["picture"], shown["geometry_ids"] == 0
+    assert picture[inside].min() > 30 and inside.sum() > 1000
+    np.testing.assert_array_equal(picture[:20, :20], empty[:20, :20])
+    clear = raytracer.render(scene, camera, light="studio", transparent=True, nthreads=1)
+    assert clear.shape == (100, 160, 4) and not clear[:20, :20].any()
+    whole = clear[..., 3] == 255
+    np.testing.assert_array_equal(clear[whole][:, :3], picture[whole])
+    assert np.mean(whole == inside) > 0.95
+    with pytest.raises(ValueError, match="transparent is for light='studio'"):
+        raytracer.render(scene, camera, transparent=True)
 
 
 def test_a_picture_of_nothing_is_background():

@@ -13,6 +13,7 @@
 #include "api/Inside.h"
 #include "base/InputReport.h"
 #include "render/TileRenderer.h"
+#include "render/studio/StudioRenderer.h"
 
 using Velk::NMVector3f;
 using namespace rt;
@@ -21,7 +22,7 @@ namespace raytracer {
 
 namespace {
 
-constexpr uint32_t TILE_EDGE = 32;
+constexpr uint32_t TILE_EDGE = 32, STUDIO_EDGE = 96;
 
 void put(const NMVector3f& v3, float (&f)[3]) {
     for (unsigned a = 0; a < 3; ++a) f[a] = v3[a];
@@ -53,22 +54,45 @@ struct Work {
     bool isStopped() const { return pStop && *pStop; }
 };
 
-// What each worker thread runs: renders tiles until none is left. True when out of memory.
-bool renderTiles(const PreparedScene& scene, const RaytracerParameters& settings, const Frame& frame, Work& work,
-                 uint8_t* pPixels, size_t uStride) {
-    const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(scene, settings));
-    if (!pRenderer) return true;
-    const TileGrid tiles = frame.tiles(TILE_EDGE);
+// What each worker thread runs: renders tiles until none is left, each with paint(tile, first pixel).
+template <typename Paint>
+void renderTiles(const TileGrid& tiles, unsigned uChannels, Work& work, uint8_t* pPixels, size_t uStride,
+                 const Paint& paint) {
     for (uint64_t u; !work.isStopped() && (u = work.uNext++) < tiles.count();) {
         const Tile tile = tiles.tile(u);
-        uint8_t* pFirst = pPixels + tile.y * uStride + size_t{tile.x} * 3;
-        pRenderer->render(frame, tile, pFirst, uStride);
+        uint8_t* pFirst = pPixels + tile.y * uStride + size_t{tile.x} * uChannels;
+        paint(tile, pFirst);
         for (uint32_t y = 0; y < tile.uRows; ++y) {
             uint8_t* p = pFirst + y * uStride;
-            for (uint32_t x = 0; x < tile.uColumns; ++x, p += 3) std::swap(p[0], p[2]);  // from BGR to RGB
+            for (uint32_t x = 0; x < tile.uColumns; ++x, p += uChannels) std::swap(p[0], p[2]);  // from BGR to RGB
         }
     }
-    return false;
+}
+
+// Runs what each worker does, renderSome(work), on some threads. It is true when out of memory, and so is this.
+template <typename RenderSome>
+bool onThreads(unsigned uThreads, const std::atomic<bool>* pStop, const RenderSome& renderSome) {
+    Work work{};
+    work.pStop = pStop;
+    const auto run = [&] {
+        if (renderSome(work)) work.bFailed = true;
+    };
+    std::vector<std::thread> vHelpers;
+    try {
+        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(run);
+    } catch (const std::system_error&) {  // fewer threads make the same picture
+    }
+    run();
+    for (std::thread& helper : vHelpers) helper.join();
+    if (work.bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
+    return work.bFailed || work.isStopped();
+}
+
+// True, with a report, when a scene cannot be shown.
+bool isUnprepared(const Scene::Data& data) {
+    if (data.bPrepared && data.bPictures) return false;
+    Velk::inputError("scene", 0, nullptr, "is not prepared for pictures");
+    return true;
 }
 
 }  // namespace
@@ -97,10 +121,7 @@ View viewOf(const Scene& scene) {
 bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads, uint8_t* pPixels,
             size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
-    if (!data.bPrepared || !data.bPictures) {
-        Velk::inputError("scene", 0, nullptr, "is not prepared for pictures");
-        return true;
-    }
+    if (isUnprepared(data)) return true;
     RaytracerParameters settings;
     settings.uTexturedAttribute = bricks.uMaterial;
     settings.fBrickWidth = bricks.fWidth;
@@ -109,20 +130,36 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
     settings.fAngleCoeff = bricks.fAngle;
     settings.bDirt = bricks.bDirt;
     const Frame frame = frameOf(view, data.scene.scene);
-    Work work{};
-    work.pStop = pStop;
-    const auto renderSome = [&] {
-        if (renderTiles(data.scene, settings, frame, work, pPixels, uStride)) work.bFailed = true;
-    };
-    std::vector<std::thread> vHelpers;
-    try {
-        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(renderSome);
-    } catch (const std::system_error&) {  // fewer threads make the same picture
-    }
-    renderSome();
-    for (std::thread& helper : vHelpers) helper.join();
-    if (work.bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
-    return work.bFailed || work.isStopped();
+    return onThreads(uThreads, pStop, [&](Work& work) {
+        const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(data.scene, settings));
+        if (!pRenderer) return true;
+        renderTiles(frame.tiles(TILE_EDGE), 3, work, pPixels, uStride,
+                    [&](const Tile& tile, uint8_t* pFirst) { pRenderer->render(frame, tile, pFirst, uStride); });
+        return false;
+    });
+}
+
+bool renderStudio(const Scene& scene, const View& view, const Studio& studio, unsigned uThreads, uint8_t* pPixels,
+                  size_t uStride, const std::atomic<bool>* pStop) {
+    const Scene::Data& data = Inside::of(scene);
+    if (isUnprepared(data)) return true;
+    StudioSettings settings;
+    settings.v3Top = vectorOf(studio.top);
+    settings.v3Bottom = vectorOf(studio.bottom);
+    settings.bTransparent = studio.bTransparent;
+    settings.bSmoothEdges = studio.bSmoothEdges;
+    const Frame frame = frameOf(view, data.scene.scene);
+    const SurfaceTextures textures(data.scene.scene, data.scene.colours);
+    return onThreads(uThreads, pStop, [&](Work& work) {
+        try {
+            const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, textures, frame, settings);
+            renderTiles(frame.tiles(STUDIO_EDGE), studio.bTransparent ? 4 : 3, work, pPixels, uStride,
+                        [&](const Tile& tile, uint8_t* pFirst) { pRenderer->render(tile, pFirst, uStride); });
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+        return false;
+    });
 }
 
 }  // namespace raytracer

@@ -70,7 +70,7 @@ std::vector<uint8_t> SurfaceTextures::halve(const Level& level, uint32_t uWidth,
             for (unsigned c = 0; c < 3; ++c) {
                 const float fMean = uAlpha ? static_cast<float>(uSum[c]) / static_cast<float>(uAlpha)
                                            : static_cast<float>(uPlain[c]) / static_cast<float>(uCount);
-                *pOut++ = static_cast<uint8_t>(sqrtf(fMean) + 0.5f);
+                *pOut++ = static_cast<uint8_t>(lroundf(sqrtf(fMean)));
             }
             *pOut++ = static_cast<uint8_t>((uAlpha + uCount / 2) / uCount);
         }

@@ -58,7 +58,7 @@ NMVector3f screenOf(const NMVector3f& v3Light) {
 
 uint8_t byteOf(float fScreen) {
     const float f = fScreen < 255.0f ? fScreen : 255.0f;
-    return static_cast<uint8_t>((f > 0.0f ? f : 0.0f) + 0.5f);
+    return static_cast<uint8_t>(lroundf(f > 0.0f ? f : 0.0f));
 }
 
 }  // namespace rt
