@@ -12,7 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
     writeFile(szFile, {reinterpret_cast<const char*>(pBytes + 1), uBytes - 1});
     ModelText text;
     ObjMesh mesh;
-    std::string sReason, sMaterials;
+    std::string sReason;
+    ThreeMfLooks looks;
     std::vector<std::string> vNotices;
     if (decodeText(szFile, text, sReason)) return 0;
     bool bFailed = false;
@@ -21,7 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
         bFailed = scanObj(pFile, mesh, sReason) != ObjScan::DONE;
         fclose(pFile);
     } else if (pBytes[0] == '3') {
-        bFailed = !readThreeMf(szFile, "library", mesh, text, sMaterials, vNotices);
+        looks.bKept = uBytes % 2;
+        bFailed = readThreeMf(szFile, "library", mesh, text, looks, vNotices);
     } else if (pBytes[0] == 'd') {
         countCollada(szFile, text);
     } else if (pBytes[0] == 'p') {

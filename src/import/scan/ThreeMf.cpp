@@ -299,15 +299,15 @@ bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh&
     std::string sBytes;
     if (file.get()) readRest(file.get(), sBytes);
     Zip zip;
-    if (zip.open(sBytes)) return text.sHint = "it is no 3MF file, which is a ZIP archive", false;
+    if (zip.open(sBytes)) return text.sHint = "it is no 3MF file, which is a ZIP archive", true;
     ThreeMf reader(zip, mesh, looks, vNotices);
     reader.build(rootOf(zip));
     reader.finish(sLibrary);
     if (reader.isLimited()) vNotices.push_back("it has more components than are taken");
     text.uFaces = reader.uDeclared;
-    if (mesh.triangles()) return true;
+    if (mesh.triangles()) return false;
     mesh = ObjMesh();
-    return false;
+    return true;
 }
 
 }  // namespace rt

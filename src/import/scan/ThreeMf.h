@@ -19,9 +19,9 @@ struct ThreeMfLooks {
 
 /// Fills the mesh with all that the file wants built, its digest with the materials in use, and the looks with a
 /// library of these that the digest names as sLibrary. Each colour of triangles is a material; where looks are kept, so
-/// is each texture, and all corners of different colours have one. False, with an empty mesh, when the file is no such
+/// is each texture, and all corners of different colours have one. True, with an empty mesh, when the file is no such
 /// file or has no triangle.
-bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh& mesh, ModelText& text,
-                 ThreeMfLooks& looks, std::vector<std::string>& vNotices);
+[[nodiscard]] bool readThreeMf(const std::string& sFile, const std::string& sLibrary, ObjMesh& mesh, ModelText& text,
+                               ThreeMfLooks& looks, std::vector<std::string>& vNotices);
 
 }  // namespace rt
