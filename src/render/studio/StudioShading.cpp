@@ -223,8 +223,9 @@ void StudioRenderer::smooth(const Tile& block) {
             vEdges.push_back(y * block.uColumns + x);
             for (unsigned u = 0; u < ACROSS * ACROSS; ++u) {
                 if (u == ACROSS * ACROSS / 2) continue;
-                const float fX = (static_cast<float>(u % ACROSS) + 0.5f) / static_cast<float>(ACROSS);
-                const float fY = (static_cast<float>(u / ACROSS) + 0.5f) / static_cast<float>(ACROSS);
+                const unsigned uRight = u % ACROSS, uDown = u / ACROSS;
+                const float fX = (static_cast<float>(uRight) + 0.5f) / static_cast<float>(ACROSS);
+                const float fY = (static_cast<float>(uDown) + 0.5f) / static_cast<float>(ACROSS);
                 vFine.emplace_back();
                 aim(static_cast<float>(block.x + x) + fX, static_cast<float>(block.y + y) + fY, vFine.back());
             }
