@@ -9,7 +9,8 @@ namespace rt {
 
 namespace {
 
-constexpr unsigned MAX_BINS = 16;     // ranges of no more items than this use half as many
+constexpr unsigned MAX_BINS = 16;  // ranges of no more items than this use half as many
+constexpr unsigned MAX_SAH_DEPTH = 24;
 constexpr float MIN_SPREAD = 1e-37f;  // below, bins would have no width
 
 BoxCorner load(const float* p) {

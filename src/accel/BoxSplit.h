@@ -43,7 +43,6 @@ struct BoxRange {
 /// most, and sorts its items into the two parts. Divides it into halves from depth 24 on, since faces that lie ever
 /// closer together would make a tree without end, and where no cut divides the items. The parts may replace the range.
 void splitBoxes(BoxItem* pItems, const BoxRange& range, unsigned uDepth, BoxRange& left, BoxRange& right);
-constexpr unsigned MAX_SAH_DEPTH = 24;
 
 /// Splits the part of the largest area, of those with more than uMost items, until there are uWanted parts or none is
 /// as large. Returns the number of parts.

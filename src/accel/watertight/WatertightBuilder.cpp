@@ -5,6 +5,8 @@
 #include <system_error>
 #include <thread>
 
+#include "scene/OnThreads.h"
+
 namespace rt {
 
 namespace {
@@ -25,13 +27,7 @@ uint32_t WatertightBuilder::build(const BoxRange& range) {
     uint32_t uRoot = 0;
     vWaiting.push_back({range, &uRoot, 0});
     uBusy = 1;
-    std::vector<std::thread> vHelpers;
-    try {
-        for (unsigned u = 1; u < uThreads && range.count() > MIN_SHARED; ++u) vHelpers.emplace_back([this] { work(); });
-    } catch (const std::system_error&) {  // fewer threads give the same answers
-    }
-    work();
-    for (std::thread& helper : vHelpers) helper.join();
+    onThreads(range.count() > MIN_SHARED ? uThreads : 1, [this](unsigned) { work(); });
     return std::min(uNodes.load(), bvh.vNodes.uCount);
 }
 

@@ -2,11 +2,12 @@
 #include "accel/watertight/WatertightBvh.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "accel/watertight/WatertightBuilder.h"
+#include "scene/OnThreads.h"
 
 namespace rt {
 
@@ -15,16 +16,14 @@ namespace {
 constexpr uint32_t ALIGNMENT = 64;         // a cache line
 constexpr uint32_t MIN_SHARED = 1u << 14;  // faces that are worth a thread
 
-// Calls work(part, begin, end) for uParts parts of a row, each in a thread of its own.
+// Calls work(part, begin, end) for uParts parts of a row, on as many threads as there are.
 template <typename Work>
 void inParts(uint32_t uCount, unsigned uParts, const Work& work) {
     const auto partBegin = [=](unsigned u) { return static_cast<uint32_t>(uint64_t{uCount} * u / uParts); };
-    std::vector<std::thread> vHelpers;
-    for (unsigned u = 1; u < uParts; ++u) {
-        vHelpers.emplace_back([=, &work] { work(u, partBegin(u), partBegin(u + 1)); });
-    }
-    work(0, 0, partBegin(1));
-    for (std::thread& helper : vHelpers) helper.join();
+    std::atomic<unsigned> uNext{0};
+    onThreads(uParts, [&](unsigned) {
+        for (unsigned u; (u = uNext++) < uParts;) work(u, partBegin(u), partBegin(u + 1));
+    });
 }
 
 struct Mesh {
