@@ -12,7 +12,7 @@ struct raytracer::Scene::Data {
     bool bPrepared = false;
     bool bPictures = false;
 
-    const rt::WatertightQueries* asked(const char* szWhat) const;
+    const rt::WatertightQueries* watertightFor(const char* szWhat) const;
 };
 
 namespace raytracer {

@@ -6,14 +6,13 @@
 #include <cmath>
 #include <memory>
 #include <new>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "api/Inside.h"
 #include "base/InputReport.h"
 #include "render/TileRenderer.h"
 #include "render/studio/StudioRenderer.h"
+#include "scene/OnThreads.h"
 
 using Velk::NMVector3f;
 using namespace rt;
@@ -71,19 +70,12 @@ void renderTiles(const TileGrid& tiles, unsigned uChannels, Work& work, uint8_t*
 
 // Runs what each worker does, renderSome(work), on some threads. It is true when out of memory, and so is this.
 template <typename RenderSome>
-bool onThreads(unsigned uThreads, const std::atomic<bool>* pStop, const RenderSome& renderSome) {
+bool share(unsigned uThreads, const std::atomic<bool>* pStop, const RenderSome& renderSome) {
     Work work{};
     work.pStop = pStop;
-    const auto run = [&] {
+    onThreads(uThreads, [&](unsigned) {
         if (renderSome(work)) work.bFailed = true;
-    };
-    std::vector<std::thread> vHelpers;
-    try {
-        while (vHelpers.size() + 1 < uThreads) vHelpers.emplace_back(run);
-    } catch (const std::system_error&) {  // fewer threads make the same picture
-    }
-    run();
-    for (std::thread& helper : vHelpers) helper.join();
+    });
     if (work.bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
     return work.bFailed || work.isStopped();
 }
@@ -130,7 +122,7 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
     settings.fAngleCoeff = bricks.fAngle;
     settings.bDirt = bricks.bDirt;
     const Frame frame = frameOf(view, data.scene.scene);
-    return onThreads(uThreads, pStop, [&](Work& work) {
+    return share(uThreads, pStop, [&](Work& work) {
         const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(data.scene, settings));
         if (!pRenderer) return true;
         renderTiles(frame.tiles(TILE_EDGE), 3, work, pPixels, uStride,
@@ -150,7 +142,7 @@ bool renderStudio(const Scene& scene, const View& view, const Studio& studio, un
     settings.bSmoothEdges = studio.bSmoothEdges;
     const Frame frame = frameOf(view, data.scene.scene);
     const SurfaceTextures textures(data.scene.scene, data.scene.colours);
-    return onThreads(uThreads, pStop, [&](Work& work) {
+    return share(uThreads, pStop, [&](Work& work) {
         try {
             const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, textures, frame, settings);
             renderTiles(frame.tiles(STUDIO_EDGE), studio.bTransparent ? 4 : 3, work, pPixels, uStride,

@@ -87,7 +87,7 @@ Hit hitOf(const WatertightHit& hit, float fFactor) {
 }  // namespace
 
 // The queries that only watertight rays have; null, with a report, when there are none.
-const WatertightQueries* Scene::Data::asked(const char* szWhat) const {
+const WatertightQueries* Scene::Data::watertightFor(const char* szWhat) const {
     const WatertightQueries* p = bPrepared ? scene.queries.watertightQueries() : nullptr;
     if (!p) Velk::inputError("scene", 0, nullptr, "%s: it is not prepared for watertight rays", szWhat);
     return p;
@@ -201,7 +201,7 @@ void Scene::findBlocked(const Ray* pRays, size_t uRays, bool* pBlocked) const {
 
 bool Scene::countHits(const Ray* pRays, size_t uRays, uint32_t* pCounts) const {
     std::fill_n(pCounts, uRays, 0u);
-    const WatertightQueries* pQueries = pData->asked("counting");
+    const WatertightQueries* pQueries = pData->watertightFor("counting");
     if (!pQueries) return true;
     forEachPiece(pRays, uRays, pData->scene.scene.fDomainFactor, [&](const auto* pPiece, size_t uCount, size_t uFirst) {
         for (size_t u = 0; u < uCount; ++u) pCounts[uFirst + u] = static_cast<uint32_t>(pQueries->count(pPiece[u]));
@@ -212,7 +212,7 @@ bool Scene::countHits(const Ray* pRays, size_t uRays, uint32_t* pCounts) const {
 bool Scene::findAll(const Ray* pRays, size_t uRays, std::vector<Hit>& vHits, size_t* pFirst) const {
     vHits.clear();
     std::fill_n(pFirst, uRays + 1, size_t{0});
-    const WatertightQueries* pQueries = pData->asked("all hits");
+    const WatertightQueries* pQueries = pData->watertightFor("all hits");
     if (!pQueries) return true;
     const float fFactor = pData->scene.scene.fDomainFactor;
     std::vector<WatertightHit> vFound;
@@ -228,7 +228,7 @@ bool Scene::findAll(const Ray* pRays, size_t uRays, std::vector<Hit>& vHits, siz
 
 bool Scene::findClosest(const float* pPoints, size_t uPoints, Closest* pClosest) const {
     std::fill_n(pClosest, uPoints, Closest{{0, 0, 0}, std::numeric_limits<float>::infinity(), NO_TRIANGLE, 0, 0});
-    const WatertightQueries* pQueries = pData->asked("closest points");
+    const WatertightQueries* pQueries = pData->watertightFor("closest points");
     if (!pQueries) return true;
     const float fFactor = pData->scene.scene.fDomainFactor;
     for (size_t u = 0; u < uPoints; ++u) {
