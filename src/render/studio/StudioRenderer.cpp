@@ -19,7 +19,6 @@ constexpr unsigned ENOUGH_PHASES = 20;    // shared ones; with fewer, a sample a
 constexpr float SHARING = 0.8f;           // cosine between normals of samples that share light
 constexpr float FULL_DIFFUSE = 1.25f;     // the importer's usual 0.8 is all of a colour
 constexpr unsigned MOST_HOLES = 32;       // one behind the other
-constexpr float OFFSET = 0.1f;            // of rays that leave a surface, in 1/10000 of the scene
 constexpr float SKY_REACH = 3500.0f;      // what is further away takes no light of the sky
 constexpr float KEY_REACH = 40000.0f;
 

@@ -39,6 +39,7 @@ class StudioRenderer {
 
  private:
     static constexpr int BEFORE = 4, BEHIND = 3;  // pixels around one that it shares the sky with: 8 x 8 with it
+    static constexpr float OFFSET = 0.1f;         // of rays that leave a surface, in 1/10000 of the scene
 
     // What a ray of the eye sees.
     struct Sample {

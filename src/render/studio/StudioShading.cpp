@@ -16,7 +16,6 @@ namespace {
 constexpr unsigned ACROSS = 3;         // rays along each side of a pixel with an edge
 constexpr unsigned MOST_BOUNCES = 8;   // of a path
 constexpr float LEAST_WEIGHT = 0.01f;  // of a path that is worth following
-constexpr float START = 0.1f;          // from a surface, in 1/10000 of the scene
 constexpr float SEEN_FROM = 0.25f;     // of the longest ray: how far away mirrored textures count as
 constexpr float GLOSS = 0.6f;          // of a highlight, beside the light's own
 constexpr unsigned FEW_PHASES = 6;     // that a sample on an edge asks when it finds none to share
@@ -101,7 +100,7 @@ void StudioRenderer::goOn(const Sample& sample, const Path& path) {
     float fMirror = material.fKts, fGlass = material.fKf;
     if (!(fMirror > 0.0f) && !(fGlass > 0.0f)) return;
     const float fCosine = -dot(sample.v3Normal, sample.v3Dir);
-    const NMVector3f v3Back = sample.v3Normal * START;
+    const NMVector3f v3Back = sample.v3Normal * OFFSET;
     if (fGlass > 0.0f) {
         const float fRatio = path.bInside ? material.fEta : 1.0f / material.fEta;
         const float fSquare = 1.0f - fRatio * fRatio * (1.0f - fCosine * fCosine);
