@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <exception>
 
 #include "base/NLogger.h"
 #include "picture/PictureFile.h"
@@ -58,12 +57,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    prepareProcess();
-    // Large blocks are asked for where failing can be handled. This is for all others.
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        Console::error("rt-farm: %s", error.what());
-    }
-    return STATUS_FAILED;
+    return runTool("rt-farm", run, argc, argv);
 }

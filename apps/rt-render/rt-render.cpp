@@ -3,8 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <exception>
-#include <new>
 
 #include "rt-render/Batch.h"
 #include "rt-render/options/RenderOptions.h"
@@ -42,14 +40,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    prepareProcess();
-    // Large blocks are asked for where failing can be handled. This is for all others.
-    try {
-        return run(argc, argv);
-    } catch (const std::bad_alloc&) {
-        Console::error("rt-render: not enough memory");
-    } catch (const std::exception& error) {
-        Console::error("rt-render: %s", error.what());
-    }
-    return STATUS_FAILED;
+    return runTool("rt-render", run, argc, argv);
 }

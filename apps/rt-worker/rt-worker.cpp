@@ -1,6 +1,5 @@
 // rt-worker: all cores of this machine for a render farm's server.
 #include <algorithm>
-#include <exception>
 #include <thread>
 
 #include "rt-worker/Worker.h"
@@ -31,12 +30,5 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    prepareProcess();
-    // Large blocks are asked for where failing can be handled. This is for all others.
-    try {
-        return run(argc, argv);
-    } catch (const std::exception& error) {
-        Console::error("rt-worker: %s", error.what());
-    }
-    return STATUS_FAILED;
+    return runTool("rt-worker", run, argc, argv);
 }

@@ -12,7 +12,9 @@
 #include <cstring>
 #include <exception>
 #include <initializer_list>
+#include <new>
 
+#include "shared/Console.h"
 #include "shared/ExitStatus.h"
 
 namespace rt {
@@ -70,6 +72,19 @@ void prepareProcess() {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
     if (reserveStack()) endWithoutMemory();
+}
+
+int runTool(const char* szName, int (*pfnRun)(int argc, char** argv), int argc, char** argv) {
+    prepareProcess();
+    // Large blocks are asked for where failing can be handled. This is for all others.
+    try {
+        return pfnRun(argc, argv);
+    } catch (const std::bad_alloc&) {
+        Console::error("%s: not enough memory", szName);
+    } catch (const std::exception& error) {
+        Console::error("%s: %s", szName, error.what());
+    }
+    return STATUS_FAILED;
 }
 
 }  // namespace rt

@@ -8,4 +8,8 @@ namespace rt {
 /// message: later it would crash.
 void prepareProcess();
 
+/// The main() of a tool: prepares the process and runs it. What is thrown, memory that is short included, is reported
+/// under the tool's name. Returns the exit status.
+int runTool(const char* szName, int (*pfnRun)(int argc, char** argv), int argc, char** argv);
+
 }  // namespace rt
