@@ -4,7 +4,7 @@
 
 #include "render/RayTracer.h"
 #ifdef RT_IMPORT
-#include "import/StagedScene.h"
+#include "render/StagedScene.h"
 #endif
 #include "rt-render/options/RenderOptions.h"
 

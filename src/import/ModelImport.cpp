@@ -19,6 +19,7 @@
 #include <functional>
 
 #include "base/Printable.h"
+#include "import/ModelStaging.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
 #include "import/reader/ModelReader.h"
@@ -229,7 +230,7 @@ bool importModel(const std::string& sModel, const ImportOptions& options, Staged
     if (iFile == -1) return sMessage = std::string("cannot make room for a model: ") + strerror(errno), true;
     const Deliver deliver = [iFile](Model& model, const SceneCamera& camera, const std::vector<SceneLight>& vLights,
                                     std::string& sReason) {
-        if (!StagedScene(model, camera, vLights).send(iFile)) return false;
+        if (!stageModel(model, camera, vLights).send(iFile)) return false;
         sReason = std::string("cannot hand the model over: ") + strerror(errno);
         return true;
     };

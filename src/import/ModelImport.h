@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "import/StagedScene.h"
 #include "import/reader/ImportOptions.h"
+#include "render/StagedScene.h"
 
 namespace rt {
 

@@ -11,8 +11,8 @@
 
 #include "base/OutputFile.h"
 #include "base/TextWriter.h"
+#include "import/ModelStaging.h"
 #include "import/SignalBlock.h"
-#include "import/StagedScene.h"
 
 namespace rt {
 

@@ -242,6 +242,7 @@ void addGround(Model& model) {
     const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius, y = model.box.v3Min.y - GROUND_GAP * dRadius;
     const uint32_t uGround = addMaterial(model, GROUND_NAME, {158, 168, 182});
     addQuad(model, {c.x - dHalf, y, c.z - dHalf}, {2 * dHalf, 0, 0}, {0, 0, 2 * dHalf}, uGround);
+    model.bGround = true;
 }
 
 void addRoom(Model& model, const SceneCamera& camera) {

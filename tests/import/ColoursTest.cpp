@@ -187,7 +187,8 @@ TEST_F(ColoursTest, ColoursThatDoNotFitTheMeshAreNotReceived) {
         lie(bad.colours);
         EXPECT_TRUE(isRefused(bad)) << &lie - LIES;
     }
-    for (size_t u = 5 * 8; u < 9 * 8; ++u) EXPECT_TRUE(isRefused(good, u, 0x41)) << "byte " << u << " of the counts";
+    for (size_t u = 32 + 5 * 8; u < 32 + 9 * 8; ++u)
+        EXPECT_TRUE(isRefused(good, u, 0x41)) << "byte " << u << " of the counts";
     PreparedScene prepared;
     ASSERT_FALSE(good.handOver(prepared));
     EXPECT_EQ(prepared.colours.vPlaces.size(), good.vTriangles.size());

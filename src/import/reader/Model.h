@@ -56,6 +56,7 @@ struct Model {
     std::optional<ModelCamera> camera;
     std::vector<ModelLight> vLights;
     Box3d box;
+    bool bGround = false;  // the last material is that of a ground that was put under it
 };
 
 /// A light as the lights file has it.
