@@ -100,6 +100,14 @@ class Scene {
     /// working directory. True on failure.
     [[nodiscard]] bool load(const char* szDescription);
 
+    /// Takes a scene from the bytes that rt-import --pack wrote, or pack(), in place of what there was. They may be
+    /// anything. True when they are no such scene, or another version's, which the report names, or without memory.
+    [[nodiscard]] bool loadPacked(const void* pBytes, size_t uBytes);
+
+    /// The scene as such bytes, the same ones for the same scene, before prepare(). True when it is prepared already,
+    /// has no mesh, or without memory.
+    [[nodiscard]] bool pack(std::vector<uint8_t>& vBytes) const;
+
     /// Copies a mesh in place of what there was. True when there is no vertex, an index or coordinate is no good, or
     /// without memory.
     [[nodiscard]] bool setMesh(const Mesh& mesh);
@@ -111,6 +119,9 @@ class Scene {
     /// Puts lights in the place of those that there are; also after prepare(), as long as nobody renders. True without
     /// memory.
     [[nodiscard]] bool setLights(const Light* pLights, uint32_t uLights);
+
+    /// The lights that there are; to the last bit before prepare().
+    std::vector<Light> lights() const;
 
     /// Builds what rays need with uThreads threads, once after everything was added. No answer
     /// depends on their number. True when a triangle's material is not there, there is no mesh, or without memory.

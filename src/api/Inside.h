@@ -1,8 +1,12 @@
 #pragma once
 
+#include <memory>
+#include <mutex>
+
 #include "base/Vectors.h"
 #include "raytracer/Scene.h"
 #include "render/RayTracer.h"
+#include "render/studio/SurfaceTextures.h"
 #include "scene/Camera.h"
 
 /// The private data of a public scene.
@@ -11,8 +15,16 @@ struct raytracer::Scene::Data {
     rt::Camera camera;  // of the description, not scaled
     bool bPrepared = false;
     bool bPictures = false;
+    uint32_t uGround = rt::NO_INDEX;
+
+    /// Of the prepared scene; made for the first picture that shows them. Throws std::bad_alloc.
+    const rt::SurfaceTextures& textures() const;
 
     const rt::WatertightQueries* watertightFor(const char* szWhat) const;
+
+ private:
+    mutable std::once_flag texturesMade;
+    mutable std::unique_ptr<const rt::SurfaceTextures> pTextures;
 };
 
 namespace raytracer {

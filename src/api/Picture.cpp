@@ -10,6 +10,7 @@
 
 #include "api/Inside.h"
 #include "base/InputReport.h"
+#include "render/SampleTile.h"
 #include "render/TileRenderer.h"
 #include "render/studio/StudioRenderer.h"
 #include "scene/OnThreads.h"
@@ -21,7 +22,8 @@ namespace raytracer {
 
 namespace {
 
-constexpr uint32_t TILE_EDGE = 32, STUDIO_EDGE = 96;
+constexpr uint32_t TILE_EDGE = 32, STUDIO_EDGE = 96, MOST_SAMPLES = 64;
+constexpr uint32_t LARGEST_TILE = 4096;  // edge in samples
 
 void put(const NMVector3f& v3, float (&f)[3]) {
     for (unsigned a = 0; a < 3; ++a) f[a] = v3[a];
@@ -36,12 +38,27 @@ View viewThrough(const Camera& camera) {
     return view;
 }
 
+// The frame of all samples.
 Frame frameOf(const View& view, const rt::Scene& scene) {
     Camera camera;
     camera.v3Position = vectorOf(view.eye);
     for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(view.corners[u]);
-    camera.applyDomainFactor(scene.fDomainFactor);
-    return rt::frameOf(camera, scene, view.uWidth, view.uHeight);
+    if (!view.bInner) camera.applyDomainFactor(scene.fDomainFactor);
+    Frame frame = rt::frameOf(camera, scene, view.uWidth * view.uSamples, view.uHeight * view.uSamples);
+    frame.bParallel = view.bParallel;
+    if (view.bInner) {
+        frame.v3ImageSpanX = camera.v3Screen[1];
+        frame.v3ImageSpanY = camera.v3Screen[2];
+    }
+    return frame;
+}
+
+// What is there of the view's window.
+Tile windowOf(const View& view) {
+    const Window& window = view.window;
+    if (window.x >= view.uWidth || window.y >= view.uHeight) return {};
+    return {window.x, window.y, std::min(window.uColumns, view.uWidth - window.x),
+            std::min(window.uRows, view.uHeight - window.y)};
 }
 
 // What all worker threads share.
@@ -53,14 +70,24 @@ struct Work {
     bool isStopped() const { return pStop && *pStop; }
 };
 
-// What each worker thread runs: renders tiles until none is left, each with paint(tile, first pixel).
-template <typename Paint>
-void renderTiles(const TileGrid& tiles, unsigned uChannels, Work& work, uint8_t* pPixels, size_t uStride,
-                 const Paint& paint) {
+int goOn() {
+    return 0;
+}
+
+// What each worker thread runs: renders tiles of the view's window until none is left, each with paint(tile of the
+// frame, first pixel, stride).
+void renderTiles(const View& view, uint32_t uEdge, unsigned uChannels, Work& work, uint8_t* pPixels, size_t uStride,
+                 const SampleTile::Paint& paint) {
+    const Tile window = windowOf(view);
+    // Small enough for a thread's memory at any number of samples.
+    const TileGrid tiles{window.uColumns, window.uRows, std::min(uEdge, LARGEST_TILE / view.uSamples)};
+    SampleTile sampler(paint, view.uSamples, uChannels);
     for (uint64_t u; !work.isStopped() && (u = work.uNext++) < tiles.count();) {
-        const Tile tile = tiles.tile(u);
+        Tile tile = tiles.tile(u);
         uint8_t* pFirst = pPixels + tile.y * uStride + size_t{tile.x} * uChannels;
-        paint(tile, pFirst);
+        tile.x += window.x;
+        tile.y += window.y;
+        static_cast<void>(sampler.render(tile, pFirst, uStride, goOn));
         for (uint32_t y = 0; y < tile.uRows; ++y) {
             uint8_t* p = pFirst + y * uStride;
             for (uint32_t x = 0; x < tile.uColumns; ++x, p += uChannels) std::swap(p[0], p[2]);  // from BGR to RGB
@@ -68,22 +95,30 @@ void renderTiles(const TileGrid& tiles, unsigned uChannels, Work& work, uint8_t*
     }
 }
 
-// Runs what each worker does, renderSome(work), on some threads. It is true when out of memory, and so is this.
+// Runs what each worker does, renderSome(work), on some threads. True when one is out of memory.
 template <typename RenderSome>
 bool share(unsigned uThreads, const std::atomic<bool>* pStop, const RenderSome& renderSome) {
     Work work{};
     work.pStop = pStop;
     onThreads(uThreads, [&](unsigned) {
-        if (renderSome(work)) work.bFailed = true;
+        try {
+            renderSome(work);
+        } catch (const std::bad_alloc&) {
+            work.bFailed = true;
+        }
     });
     if (work.bFailed) Velk::memoryError(sizeof(TileRenderer), "rendering");
     return work.bFailed || work.isStopped();
 }
 
-// True, with a report, when a scene cannot be shown.
-bool isUnprepared(const Scene::Data& data) {
-    if (data.bPrepared && data.bPictures) return false;
-    Velk::inputError("scene", 0, nullptr, "is not prepared for pictures");
+// True, with a report, when there is no such picture of a scene.
+bool isRefused(const Scene::Data& data, const View& view) {
+    const bool bPrepared = data.bPrepared && data.bPictures;
+    const bool bSamples = view.uSamples && view.uSamples <= MOST_SAMPLES &&
+                          uint64_t{std::max(view.uWidth, view.uHeight)} * view.uSamples <= INT32_MAX;
+    if (bPrepared && bSamples) return false;
+    Velk::inputError(bPrepared ? "view" : "scene", 0, nullptr,
+                     bPrepared ? "has no samples or too many pixels" : "is not prepared for pictures");
     return true;
 }
 
@@ -110,10 +145,14 @@ View viewOf(const Scene& scene) {
     return viewThrough(Inside::of(scene).camera);
 }
 
+uint32_t groundOf(const Scene& scene) {
+    return Inside::of(scene).uGround;
+}
+
 bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads, uint8_t* pPixels,
             size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
-    if (isUnprepared(data)) return true;
+    if (isRefused(data, view)) return true;
     RaytracerParameters settings;
     settings.uTexturedAttribute = bricks.uMaterial;
     settings.fBrickWidth = bricks.fWidth;
@@ -123,34 +162,28 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
     settings.bDirt = bricks.bDirt;
     const Frame frame = frameOf(view, data.scene.scene);
     return share(uThreads, pStop, [&](Work& work) {
-        const std::unique_ptr<TileRenderer> pRenderer(new (std::nothrow) TileRenderer(data.scene, settings));
-        if (!pRenderer) return true;
-        renderTiles(frame.tiles(TILE_EDGE), 3, work, pPixels, uStride,
-                    [&](const Tile& tile, uint8_t* pFirst) { pRenderer->render(frame, tile, pFirst, uStride); });
-        return false;
+        const auto pRenderer = std::make_unique<TileRenderer>(data.scene, settings);
+        renderTiles(view, TILE_EDGE, 3, work, pPixels, uStride, [&](const Tile& tile, uint8_t* pFirst, size_t uRow) {
+            pRenderer->render(frame, tile, pFirst, uRow);
+        });
     });
 }
 
 bool renderStudio(const Scene& scene, const View& view, const Studio& studio, unsigned uThreads, uint8_t* pPixels,
                   size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
-    if (isUnprepared(data)) return true;
+    if (isRefused(data, view)) return true;
     StudioSettings settings;
     settings.v3Top = vectorOf(studio.top);
     settings.v3Bottom = vectorOf(studio.bottom);
     settings.bTransparent = studio.bTransparent;
     settings.bSmoothEdges = studio.bSmoothEdges;
+    settings.uGround = studio.uGround;
     const Frame frame = frameOf(view, data.scene.scene);
-    const SurfaceTextures textures(data.scene.scene, data.scene.colours);
     return share(uThreads, pStop, [&](Work& work) {
-        try {
-            const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, textures, frame, settings);
-            renderTiles(frame.tiles(STUDIO_EDGE), studio.bTransparent ? 4 : 3, work, pPixels, uStride,
-                        [&](const Tile& tile, uint8_t* pFirst) { pRenderer->render(tile, pFirst, uStride); });
-        } catch (const std::bad_alloc&) {
-            return true;
-        }
-        return false;
+        const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, data.textures(), frame, settings);
+        renderTiles(view, STUDIO_EDGE, studio.bTransparent ? 4 : 3, work, pPixels, uStride,
+                    [&](const Tile& tile, uint8_t* pFirst, size_t uRow) { pRenderer->render(tile, pFirst, uRow); });
     });
 }
 

@@ -6,11 +6,13 @@
 #include <iterator>
 #include <limits>
 #include <new>
+#include <string>
 #include <type_traits>
 
 #include "api/Inside.h"
 #include "base/InputReport.h"
 #include "base/NewArray.h"
+#include "render/StagedScene.h"
 #include "scene/SceneDesc.h"
 
 using Velk::NMVector3f;
@@ -93,6 +95,12 @@ const WatertightQueries* Scene::Data::watertightFor(const char* szWhat) const {
     return p;
 }
 
+const SurfaceTextures& Scene::Data::textures() const {
+    std::call_once(texturesMade,
+                   [this] { pTextures = std::make_unique<const SurfaceTextures>(scene.scene, scene.colours); });
+    return *pTextures;
+}
+
 Scene::Scene() : pData(std::make_unique<Data>()) {}
 Scene::~Scene() = default;
 Scene::Scene(Scene&& other) noexcept = default;
@@ -105,8 +113,49 @@ bool Scene::load(const char* szDescription) {
            pData->camera.loadCamera(desc.szCameraFile);
 }
 
+bool Scene::loadPacked(const void* pBytes, size_t uBytes) {
+    try {
+        pData = std::make_unique<Data>();
+        StagedScene staged;
+        std::string sReason;
+        if (staged.unpack(pBytes, uBytes, sReason)) {
+            Velk::inputError("packed scene", 0, nullptr, "%s", sReason.c_str());
+            return true;
+        }
+        pData->camera = staged.camera;
+        pData->uGround = staged.uGround;
+        return staged.handOver(pData->scene);
+    } catch (const std::bad_alloc&) {
+        Velk::memoryError(uBytes, "a packed scene");
+        return true;
+    }
+}
+
+bool Scene::pack(std::vector<uint8_t>& vBytes) const {
+    vBytes.clear();
+    if (pData->bPrepared || !pData->scene.scene.bLoaded) {
+        Velk::inputError("scene", 0, nullptr, pData->bPrepared ? "is prepared already" : "has no mesh");
+        return true;
+    }
+    try {
+        StagedScene staged;
+        staged.takeFrom(pData->scene, pData->camera);
+        staged.uGround = pData->uGround;
+        return staged.pack([&vBytes](const void* p, size_t uBytes) {
+            const auto* pFirst = static_cast<const uint8_t*>(p);
+            vBytes.insert(vBytes.end(), pFirst, pFirst + uBytes);
+            return false;
+        });
+    } catch (const std::bad_alloc&) {
+        Velk::memoryError(vBytes.size(), "a packed scene");
+        return true;
+    }
+}
+
 bool Scene::setMesh(const Mesh& mesh) {
     pData->bPrepared = false;
+    pData->uGround = NO_INDEX;
+    pData->scene.colours = SurfaceColours();
     pData->scene.queries.release();
     pData->scene.scene.releaseScene();
     return pData->scene.scene.setMesh(
@@ -128,6 +177,17 @@ bool Scene::setLights(const Light* pLights, uint32_t uLights) {
     if (std::any_of(pLights, pLights + uLights, [this](const Light& light) { return addLight(light); })) return true;
     if (pData->bPrepared) pData->scene.lights.applyDomainFactor(pData->scene.scene.fDomainFactor);
     return false;
+}
+
+std::vector<Light> Scene::lights() const {
+    const float fFactor = pData->bPrepared ? pData->scene.scene.fDomainFactor : 1.0f;
+    const rt::Lights& lights = pData->scene.lights;
+    std::vector<Light> vLights;
+    for (const rt::Light* p = lights.pLights; p != lights.pLights + lights.uCount; ++p) {
+        const NMVector3f v3 = p->v3Position / fFactor;
+        vLights.push_back({{v3.x, v3.y, v3.z}, p->fFlux});
+    }
+    return vLights;
 }
 
 bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {

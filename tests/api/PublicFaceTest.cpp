@@ -181,6 +181,59 @@ TEST_F(PublicFaceTest, StretchesOfRaysAndAllHitsAreInTheMeshsUnits) {
     EXPECT_EQ(sReports, "scene: all hits: it is not prepared for watertight rays\n");
 }
 
+// Any division of a picture, and a scene that went as bytes, give the picture of the scene itself.
+TEST_F(PublicFaceTest, PackedScenesAndPartsOfPicturesHaveTheSameBytes) {
+    makeScene(makeShowcase(), 97, 71).write("test");
+    raytracer::Scene scene, packed;
+    std::vector<uint8_t> vBytes, vAgain;
+    ASSERT_FALSE(scene.load("Scenes/scene_descs/test.txt") || scene.pack(vBytes) ||
+                 packed.loadPacked(vBytes.data(), vBytes.size()) || packed.pack(vAgain));
+    EXPECT_EQ(vBytes, vAgain);
+    ASSERT_FALSE(scene.prepare(raytracer::Use::PICTURES) || packed.prepare(raytracer::Use::PICTURES));
+    EXPECT_TRUE(packed.pack(vAgain)) << "it is prepared";
+    raytracer::View view = raytracer::viewOf(packed);
+    raytracer::Studio studio;
+    studio.uGround = 0;
+    for (unsigned u = 0; u < 8; ++u) {
+        const bool bStudio = u & 1;
+        view.uSamples = u & 2 ? 3 : 1;
+        view.bParallel = u & 4;
+        const auto show = [&](const raytracer::Scene& shown, raytracer::Window window, uint8_t* pFirst) {
+            view.window = window;
+            return bStudio ? raytracer::renderStudio(shown, view, studio, 2, pFirst, 97 * 3)
+                           : raytracer::render(shown, view, {}, 2, pFirst, 97 * 3);
+        };
+        std::vector<uint8_t> vWhole(97 * 71 * 3), vParts(vWhole.size());
+        ASSERT_FALSE(show(scene, {}, vWhole.data()));
+        for (const raytracer::Window window : {raytracer::Window{0, 0, 50, 33}, {50, 0, 999, 33}, {0, 33, 999, 999}}) {
+            ASSERT_FALSE(show(packed, window, vParts.data() + (window.y * 97 + window.x) * 3));
+        }
+        EXPECT_EQ(vWhole, vParts) << u;
+        EXPECT_NE(std::count(vWhole.begin(), vWhole.end(), vWhole[0]), static_cast<ptrdiff_t>(vWhole.size())) << u;
+    }
+    view.uSamples = 65;
+    EXPECT_TRUE(raytracer::render(packed, view, {}, 1, vBytes.data(), 0));
+    EXPECT_TRUE(contains(sReports, "has no samples or too many pixels")) << sReports;
+}
+
+TEST_F(PublicFaceTest, BytesThatAreNoPackedSceneOfThisVersionAreRefused) {
+    makeScene(makeShowcase(), 97, 71).write("test");
+    raytracer::Scene scene;
+    std::vector<uint8_t> vGood;
+    ASSERT_FALSE(scene.load("Scenes/scene_descs/test.txt") || scene.pack(vGood));
+    for (size_t u = 0; u < vGood.size(); u += 1 + u / 64) EXPECT_TRUE(scene.loadPacked(vGood.data(), u)) << u;
+    for (size_t u = 0; u < 200 * 8; ++u) {
+        std::vector<uint8_t> vBad = vGood;
+        vBad[u / 8] ^= static_cast<uint8_t>(1 << u % 8);
+        const bool bRefused = scene.loadPacked(vBad.data(), vBad.size());
+        EXPECT_TRUE(bRefused || u >= 104 * 8) << "bit " << u << " of name, version and counts";
+    }
+    sReports.clear();
+    vGood[16] = '9';
+    EXPECT_TRUE(scene.loadPacked(vGood.data(), vGood.size()));
+    EXPECT_TRUE(contains(sReports, "packed scene: is of version 9.")) << sReports;
+}
+
 TEST_F(PublicFaceTest, WrongScenesAreRefusedWithAReason) {
     const float positions[] = {0, 0, 0, 4, 0, 0, 0, 4, 0};
     const uint32_t triangles[] = {0, 1, 2}, materials[] = {1};
