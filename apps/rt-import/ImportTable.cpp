@@ -47,6 +47,13 @@ constexpr OptionRow<Import> IMPORT_ROWS[] = {
          .more("Without it, only files in the model's directory or below are read."),
      [](Import& s, Given) { s.options.bAllowOutside = true; }},
     {Option::flag("--force", "replaces a scene of the same name"), [](Import& s, Given) { s.options.bForce = true; }},
+    {Option::file("--pack", "FILE", "writes one file for programs, in place of a scene in files")
+         .more(
+             "Python's raytracer.load_packed() takes it, of the same version alone. It has the textures that a studio "
+             "shows; with --light lamps the materials that lamps show. A hyphen is standard output."),
+     [](Import& s, Given v) { s.sPack = v[0].sText; }},
+    {Option::word("--light", "kind of light", "studio|lamps", "what --pack is for").otherwise("studio"),
+     [](Import& s, Given v) { s.bLamps = v[0].u == 1; }},
     {Option::file("--scenes", "DIR", "directory of the scenes").otherwise("Scenes"),
      [](Import& s, Given v) { s.sScenes = v[0].sText; }},
 };

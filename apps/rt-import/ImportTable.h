@@ -10,6 +10,8 @@ namespace rt {
 /// What the user wants, as the command line of rt-import says it.
 struct ImportSettings {
     std::string sModel, sName, sScenes = "Scenes";
+    std::string sPack;    // the file of the packed scene, "-" for standard output; empty: a scene in files
+    bool bLamps = false;  // it is for lamps, not for a studio
     ImportOptions options;
 };
 
