@@ -11,18 +11,24 @@
 #include "binding/Arrays.h"
 #include "binding/Blocks.h"
 #include "binding/HitArrays.h"
+#include "binding/PackedScene.h"
+#include "binding/PictureOrder.h"
 #include "binding/Queries.h"
 #include "binding/RaycastingScene.h"
+#include "raytracer/Version.h"
 
 namespace python {
 
 namespace {
 
-std::unique_ptr<RaycastingScene> makeScene(int iThreads, const std::string& sRays) {
+raytracer::Rays raysOf(const std::string& sRays) {
     if (sRays != "watertight" && sRays != "tree")
         throw py::value_error("rays: 'watertight' or 'tree' wanted, got '" + sRays + "'");
-    const raytracer::Rays eRays = sRays == "tree" ? raytracer::Rays::TREE : raytracer::Rays::WATERTIGHT;
-    return std::make_unique<RaycastingScene>(eRays, threadsOf(iThreads));
+    return sRays == "tree" ? raytracer::Rays::TREE : raytracer::Rays::WATERTIGHT;
+}
+
+std::unique_ptr<RaycastingScene> makeScene(int iThreads, const std::string& sRays) {
+    return std::make_unique<RaycastingScene>(raysOf(sRays), threadsOf(iThreads));
 }
 
 uint32_t addTriangles(RaycastingScene& scene, py::handle vertices, py::handle triangles) {
@@ -35,24 +41,66 @@ uint32_t addTriangles(RaycastingScene& scene, py::handle vertices, py::handle tr
     return scene.add(pVertices, uVertices, pTriangles, uTriangles);
 }
 
-// Corners: of the first pixel, of the last column, of the last row. Lights: x, y, z, flux of each. The caller checks
-// shapes and sizes.
-py::array renderPicture(RaycastingScene& scene, const Floats& eyeAndCorners, uint32_t uWidth, uint32_t uHeight,
-                        const Floats& lights, const Floats& colors, bool bSmooth, bool bStudio, bool bTransparent,
-                        int iThreads) {
+// The caller checks shapes and sizes.
+py::array renderPicture(RaycastingScene& scene, const raytracer::View& view, const Look& look, const Floats& lights,
+                        const Floats& colors, bool bSmooth, int iThreads) {
     const unsigned uThreads = threadsOf(iThreads);
-    PictureOrder order{{}, {}, {colors.data(), colors.data() + colors.size()}, bSmooth, bStudio, {}};
-    order.studio.bTransparent = bTransparent;
-    std::memcpy(order.view.eye, eyeAndCorners.data(), sizeof(order.view.eye));
-    std::memcpy(order.view.corners, eyeAndCorners.data() + 3, sizeof(order.view.corners));
-    order.view.uWidth = uWidth;
-    order.view.uHeight = uHeight;
-    for (const float* p = lights.data(); p != lights.data() + lights.size(); p += 4)
-        order.vLights.push_back({{p[0], p[1], p[2]}, p[3]});
-    py::array_t<uint8_t> pixels({uHeight, uWidth, order.channels()});
+    const PictureOrder order{view, look, lightsOf(lights), {colors.data(), colors.data() + colors.size()}, bSmooth};
+    py::array_t<uint8_t> pixels = pixelsFor(order);
     uint8_t* pPixels = pixels.mutable_data();
     runApart([&](const std::atomic<bool>& bStop) { scene.render(order, uThreads, pPixels, bStop); });
     return std::move(pixels);
+}
+
+py::array renderPacked(PackedScene& scene, const raytracer::View& view, const Look& look, const Floats& lights,
+                       int iThreads) {
+    const unsigned uThreads = threadsOf(iThreads);
+    const PictureOrder order{view, look, lightsOf(lights), {}, false};
+    py::array_t<uint8_t> pixels = pixelsFor(order);
+    uint8_t* pPixels = pixels.mutable_data();
+    runApart([&](const std::atomic<bool>& bStop) { scene.render(order, uThreads, pPixels, bStop); });
+    return std::move(pixels);
+}
+
+py::bytes bytesOf(const std::vector<uint8_t>& vBytes) {
+    return {reinterpret_cast<const char*>(vBytes.data()), vBytes.size()};
+}
+
+py::bytes packMeshes(RaycastingScene& scene, const Floats& colors, bool bSmooth) {
+    std::vector<uint8_t> vBytes;
+    {
+        const std::vector<float> vColors(colors.data(), colors.data() + colors.size());
+        const py::gil_scoped_release unlock;
+        vBytes = scene.pack(vColors, bSmooth);
+    }
+    return bytesOf(vBytes);
+}
+
+py::bytes packFiles(const std::string& sDescription) {
+    std::vector<uint8_t> vBytes;
+    raytracer::Scene scene;
+    lastReport();
+    if (scene.load(sDescription.c_str()) || scene.pack(vBytes)) throw std::invalid_argument(lastReport());
+    return bytesOf(vBytes);
+}
+
+std::unique_ptr<PackedScene> loadPacked(const py::buffer& data, const std::string& sRays, int iThreads) {
+    const raytracer::Rays eRays = raysOf(sRays);
+    const unsigned uThreads = threadsOf(iThreads);
+    const py::buffer_info bytes = data.request();
+    if (!PyBuffer_IsContiguous(bytes.view(), 'C')) throw py::value_error("data: bytes in one piece wanted");
+    const auto uBytes = static_cast<size_t>(bytes.size * bytes.itemsize);
+    const py::gil_scoped_release unlock;
+    return std::make_unique<PackedScene>(bytes.ptr, uBytes, eRays, uThreads);
+}
+
+// The eye and the corners (4, 3), width and height.
+py::tuple viewOfPacked(const PackedScene& scene) {
+    const raytracer::View view = scene.view();
+    py::array_t<float> points({4, 3});
+    std::memcpy(points.mutable_data(), view.eye, sizeof(view.eye));
+    std::memcpy(points.mutable_data() + 3, view.corners, sizeof(view.corners));
+    return py::make_tuple(points, view.uWidth, view.uHeight);
 }
 
 }  // namespace
@@ -63,6 +111,21 @@ PYBIND11_MODULE(_raytracer, module) {
     using namespace python;
     using namespace pybind11::literals;
     module.doc() = "What raytracer is made of; import that.";
+    module.attr("VERSION") = std::to_string(raytracer::VERSION_MAJOR) + "." + std::to_string(raytracer::VERSION_MINOR) +
+                             "." + std::to_string(raytracer::VERSION_PATCH);
+    addPictureTypes(module);
+    module.def("load_packed", loadPacked, "data"_a, "rays"_a = "watertight", "nthreads"_a = 0,
+               "The scene of bytes that rt-import --pack or pack() made, ready for pictures. ValueError when they are\n"
+               "none, or another version's. rays: as for RaycastingScene; nthreads: for building.");
+    module.def("pack_scene", packFiles, "description"_a,
+               "The scene of a description, NAME.txt, as bytes for load_packed(). Paths in it are relative to the\n"
+               "working directory.");
+    py::class_<PackedScene>(module, "PackedScene", "A scene that came as bytes, for pictures alone.")
+        .def("_render", renderPacked)
+        .def_property_readonly("_view", viewOfPacked)
+        .def_property_readonly("ground", &PackedScene::ground,
+                               "The material of the ground that the importer put under a model, or 2 ** 32 - 1.")
+        .def_property_readonly("triangle_count", &PackedScene::triangleCount, "How many triangles there are.");
     py::class_<RaycastingScene> scene(module, "RaycastingScene", "Meshes of triangles that rays and points ask about.");
     scene.attr("INVALID_ID") = INVALID_ID;
     constexpr float ENDLESS = std::numeric_limits<float>::infinity();
@@ -71,6 +134,7 @@ PYBIND11_MODULE(_raytracer, module) {
              "Adds a mesh: vertices (n, 3), triangles (m, 3). Returns its geometry id; the first is 0.")
         .def("add_triangles", addTriangles, "vertex_positions"_a, "triangle_indices"_a)
         .def("_render", renderPicture)
+        .def("_pack", packMeshes)
         .def_property_readonly("geometry_count", &RaycastingScene::geometryCount, "How many meshes there are.")
         .def("cast_rays", castRays, "rays"_a, "nthreads"_a = 0,
              "The nearest hit of each ray of an array (..., 6): origin and direction. Returns a dict of t_hit (...),\n"

@@ -14,18 +14,20 @@ constexpr size_t MOST_TRIANGLES = (size_t{1} << 28) - 1;
 constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // the library's
 
 // What a picture of no mesh is.
-void fillBackground(const PictureOrder& order, uint8_t* pPixels, size_t uStride) {
-    const uint32_t uChannels = order.channels();
-    for (uint32_t y = 0; y < order.view.uHeight; ++y) {
-        const float fDown = (static_cast<float>(y) + 0.5f) / static_cast<float>(order.view.uHeight);
-        for (size_t u = 0; u < uStride; ++u) {
+void fillBackground(const PictureOrder& order, uint8_t* pPixels) {
+    const uint32_t uChannels = order.look.channels();
+    for (uint32_t y = 0; y < order.rows(); ++y) {
+        const float fDown =
+            (static_cast<float>(order.view.window.y + y) + 0.5f) / static_cast<float>(order.view.uHeight);
+        for (size_t u = 0; u < order.stride(); ++u) {
             const size_t c = u % uChannels;
             uint8_t uByte = c < 3 ? BACKGROUND[c] : uint8_t{0};
-            if (order.bStudio) {
-                const float f = c < 3 ? order.studio.top[c] * (1 - fDown) + order.studio.bottom[c] * fDown : 0.0f;
+            if (order.look.bStudio) {
+                const raytracer::Studio& studio = order.look.studio;
+                const float f = c < 3 ? studio.top[c] * (1 - fDown) + studio.bottom[c] * fDown : 0.0f;
                 uByte = uChannels == 4 ? uint8_t{0} : static_cast<uint8_t>(lroundf(f));
             }
-            pPixels[y * uStride + u] = uByte;
+            pPixels[y * order.stride() + u] = uByte;
         }
     }
 }
@@ -81,6 +83,22 @@ std::shared_ptr<const PreparedMeshes> RaycastingScene::prepared() {
     return pPrepared;
 }
 
+// A material a mesh. Requires the lock.
+void RaycastingScene::fill(raytracer::Scene& scene, const std::vector<float>& vColors, bool bSmooth) const {
+    std::vector<uint32_t> vMaterials;
+    for (uint32_t uMesh = 0; uMesh + 1 < vFirst.size(); ++uMesh) vMaterials.resize(vFirst[uMesh + 1], uMesh);
+    const raytracer::Mesh mesh{vVertices.data(), static_cast<uint32_t>(vVertices.size() / 3), vTriangles.data(),
+                               vFirst.back(), vMaterials.data()};
+    bool bFailed = scene.setMesh(mesh);
+    for (size_t u = 0; u + 1 < vFirst.size(); ++u) {
+        raytracer::Material material;
+        material.bSmooth = bSmooth;
+        if (!vColors.empty()) std::copy_n(&vColors[3 * u], 3, material.color);
+        bFailed = bFailed || scene.addMaterial(material);
+    }
+    if (bFailed) throw std::bad_alloc();
+}
+
 // False when there is nothing to be seen.
 bool RaycastingScene::makePictures(const PictureOrder& order) {
     const std::lock_guard<std::mutex> lock(meshes);
@@ -91,36 +109,32 @@ bool RaycastingScene::makePictures(const PictureOrder& order) {
     vPictureColors = order.vColors;
     bPictureSmooth = order.bSmooth;
     pictureScene = raytracer::Scene();
-    std::vector<uint32_t> vMaterials;
-    for (uint32_t uMesh = 0; uMesh + 1 < vFirst.size(); ++uMesh) vMaterials.resize(vFirst[uMesh + 1], uMesh);
-    const raytracer::Mesh mesh{vVertices.data(), static_cast<uint32_t>(vVertices.size() / 3), vTriangles.data(),
-                               vFirst.back(), vMaterials.data()};
-    bool bFailed = pictureScene.setMesh(mesh);
-    for (size_t u = 0; u + 1 < vFirst.size(); ++u) {
-        raytracer::Material material;
-        material.bSmooth = order.bSmooth;
-        if (!order.vColors.empty()) std::copy_n(&order.vColors[3 * u], 3, material.color);
-        bFailed = bFailed || pictureScene.addMaterial(material);
-    }
-    if (bFailed || pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders)) throw std::bad_alloc();
+    fill(pictureScene, order.vColors, order.bSmooth);
+    if (pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders)) throw std::bad_alloc();
     uPictureMeshes = vFirst.size();
     return true;
+}
+
+std::vector<uint8_t> RaycastingScene::pack(const std::vector<float>& vColors, bool bSmooth) {
+    const std::lock_guard<std::mutex> lock(meshes);
+    std::vector<uint8_t> vBytes;
+    if (!vFirst.back()) return vBytes;
+    raytracer::Scene scene;
+    fill(scene, vColors, bSmooth);
+    if (scene.pack(vBytes)) throw std::bad_alloc();
+    return vBytes;
 }
 
 bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                              const std::atomic<bool>& bStop) {
     const std::lock_guard<std::mutex> lock(pictures);
-    const size_t uStride = size_t{order.view.uWidth} * order.channels();
     if (!makePictures(order)) {
-        fillBackground(order, pPixels, uStride);
+        fillBackground(order, pPixels);
         return false;
     }
     if (pictureScene.setLights(order.vLights.data(), static_cast<uint32_t>(order.vLights.size())))
         throw std::bad_alloc();
-    const bool bFailed =
-        order.bStudio
-            ? raytracer::renderStudio(pictureScene, order.view, order.studio, uThreads, pPixels, uStride, &bStop)
-            : raytracer::render(pictureScene, order.view, {}, uThreads, pPixels, uStride, &bStop);
+    const bool bFailed = order.render(pictureScene, uThreads, pPixels, bStop);
     if (bFailed && !bStop) throw std::bad_alloc();
     return bFailed;
 }

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <vector>
 
+#include "binding/PictureOrder.h"
 #include "raytracer/Picture.h"
 #include "raytracer/Scene.h"
 
@@ -25,18 +26,6 @@ struct PreparedMeshes {
     uint32_t geometryOf(uint32_t uTriangle, uint32_t uGuess) const;
 };
 
-/// What a picture is made of: colours are three shares a mesh, or none; the other lists are what they are called.
-struct PictureOrder {
-    raytracer::View view;
-    std::vector<raytracer::Light> vLights;
-    std::vector<float> vColors;
-    bool bSmooth;
-    bool bStudio;  // its light, not that of vLights
-    raytracer::Studio studio;
-
-    uint32_t channels() const { return bStudio && studio.bTransparent ? 4 : 3; }
-};
-
 /// The scene of Python. All operations may be called from any number of threads, without the interpreter's lock: one
 /// that holds it while it waits for the mutexes would stop the others.
 class RaycastingScene {
@@ -50,14 +39,18 @@ class RaycastingScene {
     /// What is there now; built if something was added since. Throws std::bad_alloc.
     std::shared_ptr<const PreparedMeshes> prepared();
 
-    /// Renders into uWidth * uHeight * 3 bytes. True when it was stopped. Throws std::bad_alloc.
+    /// Renders into the order's pixels. True when it was stopped. Throws std::bad_alloc.
     bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
+
+    /// The scene of such pictures as bytes, which are empty when it has no triangle. Throws std::bad_alloc.
+    std::vector<uint8_t> pack(const std::vector<float>& vColors, bool bSmooth);
 
     uint32_t geometryCount();
 
     const raytracer::Rays eRays;
 
  private:
+    void fill(raytracer::Scene& scene, const std::vector<float>& vColors, bool bSmooth) const;
     bool makePictures(const PictureOrder& order);
 
     std::mutex meshes;  // guards what follows

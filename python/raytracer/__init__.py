@@ -7,9 +7,11 @@
 Lengths are those of the meshes. See docs/python.md.
 """
 from ._camera import Camera, create_rays_pinhole
-from ._picture import render, write_png
-from ._raytracer import RaycastingScene
+from ._picture import pack, render, write_png
+from ._raytracer import VERSION as __version__
+from ._raytracer import PackedScene, RaycastingScene, load_packed, pack_scene
 
 RaycastingScene.create_rays_pinhole = staticmethod(create_rays_pinhole)
 
-__all__ = ["Camera", "RaycastingScene", "render", "write_png"]
+__all__ = ["Camera", "PackedScene", "RaycastingScene", "__version__", "load_packed", "pack",
+           "pack_scene", "render", "write_png"]

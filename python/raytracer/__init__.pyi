@@ -1,4 +1,4 @@
-from typing import Any, Dict, Literal, Optional, Tuple, Union, overload
+from typing import Any, Dict, Literal, Optional, Sequence, Union, overload
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -13,14 +13,15 @@ class Camera:
     width_px: int
     height_px: int
     eye: NDArray[np.float64]  # (3,)
+    parallel: bool
 
     def __init__(self, fov_deg: float, center: ArrayLike, eye: ArrayLike, up: ArrayLike,
                  width_px: int, height_px: int) -> None: ...
     @classmethod
     def from_matrices(cls, intrinsic_matrix: ArrayLike, extrinsic_matrix: ArrayLike,
-                      width_px: int, height_px: int) -> Camera: ...
+                      width_px: int, height_px: int, parallel: bool = False) -> Camera: ...
     def directions(self, x: ArrayLike, y: ArrayLike) -> NDArray[np.float64]: ...
-    def rays(self) -> NDArray[np.float32]: ...
+    def rays(self, window: Optional[Sequence[int]] = None) -> NDArray[np.float32]: ...
 
 class RaycastingScene:
     """Meshes of triangles that rays and points ask about.
@@ -62,9 +63,26 @@ class RaycastingScene:
     def create_rays_pinhole(fov_deg: float, center: ArrayLike, eye: ArrayLike, up: ArrayLike,
                             width_px: int, height_px: int) -> NDArray[np.float32]: ...
 
-def render(scene: RaycastingScene, camera: Camera, *, light: Literal["lamps", "studio"] = "lamps",
-           lights: Optional[ArrayLike] = None, colors: Optional[ArrayLike] = None,
-           smooth: bool = False, transparent: bool = False, depth: bool = False,
-           normals: bool = False, ids: bool = False,
-           nthreads: int = 0) -> Union[NDArray[np.uint8], Dict[str, NDArray[Any]]]: ...
+class PackedScene:
+    """A scene that came as bytes, for pictures alone."""
+
+    @property
+    def ground(self) -> int: ...
+    @property
+    def triangle_count(self) -> int: ...
+
+__version__: str
+
+def load_packed(data: Any, rays: Literal["watertight", "tree"] = "watertight",
+                nthreads: int = 0) -> PackedScene: ...
+def pack_scene(description: str) -> bytes: ...
+def pack(scene: RaycastingScene, colors: Optional[ArrayLike] = None,
+         smooth: bool = False) -> bytes: ...
+def render(scene: Union[RaycastingScene, PackedScene], camera: Optional[Camera] = None, *,
+           light: Literal["lamps", "studio"] = "lamps", lights: Optional[ArrayLike] = None,
+           colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
+           background: Optional[ArrayLike] = None, ground: Optional[int] = None,
+           bricks: Optional[Dict[str, Any]] = None, samples: int = 0,
+           window: Optional[Sequence[int]] = None, depth: bool = False, normals: bool = False,
+           ids: bool = False, nthreads: int = 0) -> Union[NDArray[np.uint8], Dict[str, NDArray[Any]]]: ...
 def write_png(path: Path, pixels: NDArray[np.uint8]) -> None: ...

@@ -21,7 +21,11 @@ class Camera:
     Camera(fov_deg, center, eye, up, width_px, height_px) looks from eye at center; fov_deg is the
     angle in degrees from the left edge to the right one. The picture's first row is the one that
     up points to.
+
+    parallel: whether rays are parallel, as in a technical drawing.
     """
+
+    parallel = False
 
     def __init__(self, fov_deg, center, eye, up, width_px, height_px):
         center, eye, up = (_numbers(v, name, (3,)) for v, name in
@@ -41,10 +45,12 @@ class Camera:
         self._set(intrinsic, extrinsic, width_px, height_px)
 
     @classmethod
-    def from_matrices(cls, intrinsic_matrix, extrinsic_matrix, width_px, height_px):
+    def from_matrices(cls, intrinsic_matrix, extrinsic_matrix, width_px, height_px,
+                      parallel=False):
         """A camera of the (3, 3) matrix from its space to pixels and the (4, 4) one from the
-        world to its space."""
+        world to its space. With parallel rays pixels are those of points at distance 1."""
         camera = cls.__new__(cls)
+        camera.parallel = bool(parallel)
         camera._set(_numbers(intrinsic_matrix, "intrinsic_matrix", (3, 3)),
                     _numbers(extrinsic_matrix, "extrinsic_matrix", (4, 4)), width_px, height_px)
         return camera
@@ -59,16 +65,24 @@ class Camera:
     def directions(self, x, y):
         """Directions (..., 3) in the world through places of the picture, in pixels from its top
         left corner. Their lengths along the camera's z are 1."""
-        x, y = np.broadcast_arrays(np.float64(x), np.float64(y))
-        return np.stack([x, y, np.ones(x.shape)], axis=-1) @ self._to_world.T
+        return self._through(x, y)[1]
 
-    def rays(self):
+    def _through(self, x, y):
+        """Origins and directions, both (..., 3), of the rays through places of the picture."""
+        x, y = np.broadcast_arrays(np.float64(x), np.float64(y))
+        places = np.stack([x, y, np.ones(x.shape)], axis=-1) @ self._to_world.T
+        if not self.parallel:
+            return np.broadcast_to(self.eye, places.shape), places
+        forward = np.linalg.inv(self.extrinsic_matrix[:3, :3])[:, 2]
+        return self.eye + places - forward, np.broadcast_to(forward, places.shape)
+
+    def rays(self, window=None):
         """Rays (height_px, width_px, 6) through the pixels' middles, float32. A hit's t is its
-        depth."""
-        rays = np.empty((self.height_px, self.width_px, 6), np.float32)
-        rays[..., :3] = self.eye
-        rays[..., 3:] = self.directions(np.arange(self.width_px) + 0.5,
-                                        np.arange(self.height_px)[:, None] + 0.5)
+        depth. window: x, y, width and height of a part, whose rays they are then."""
+        x, y, width, height = window or (0, 0, self.width_px, self.height_px)
+        rays = np.empty((height, width, 6), np.float32)
+        rays[..., :3], rays[..., 3:] = self._through(np.arange(x, x + width) + 0.5,
+                                                     np.arange(y, y + height)[:, None] + 0.5)
         return rays
 
 

@@ -4,7 +4,7 @@ import zlib
 
 import numpy as np
 
-from ._raytracer import RaycastingScene
+from ._raytracer import Look, PackedScene, RaycastingScene, View
 
 # Beside the eye, in distances of what it sees: to the right, up, brightness there (255 is white).
 _LAMPS = ((-0.45, 0.55, 380.0), (0.6, 0.1, 70.0))
@@ -14,8 +14,8 @@ def _lamps_beside(scene, camera):
     """Lamps (2, 4) at the eye, as bright as the distance of what it sees wants."""
     x = (np.arange(16) + 0.5) / 16
     rays = np.empty((16, 16, 6), np.float32)
-    rays[..., :3] = camera.eye
-    rays[..., 3:] = camera.directions(x * camera.width_px, x[:, None] * camera.height_px)
+    rays[..., :3], rays[..., 3:] = camera._through(x * camera.width_px,
+                                                   x[:, None] * camera.height_px)
     depth = scene.cast_rays(rays, nthreads=1)["t_hit"]
     seen = depth[np.isfinite(depth)]
     distance = float(np.median(seen)) if seen.size else 1.0
@@ -34,38 +34,95 @@ def _table(values, name, width, rows=None):
     return table
 
 
-def render(scene: RaycastingScene, camera, *, light="lamps", lights=None, colors=None,
-           smooth=False, transparent=False, depth=False, normals=False, ids=False, nthreads=0):
-    """A picture (height, width, 3) of the scene, uint8, red, green and blue.
+def _points(camera, move):
+    """The eye and the corners (4, 3) of a camera's view, each pixel being seen as far to the right
+    and down of its first corner as move says."""
+    width, height = camera.width_px, camera.height_px
+    origins, directions = camera._through([move, width + move, move], [move, move, height + move])
+    # They are held as far away as the eye is from 0, which the corners' rounding is a share of.
+    corners = origins + directions * (1.0 + np.linalg.norm(camera.eye))
+    eye = camera._through(0.5 * width + move, 0.5 * height + move)[0]
+    return np.vstack([eye, corners])
 
-    light: "lamps", point lights with hard shadows: lights (n, 4), of each x, y, z and flux; flux
-    255 at distance 1 shows a white surface white. Without any, two are put beside the camera. Or
-    "studio": soft light that turns with the camera, smooth edges, a light background; with
-    transparent=True none, but a fourth channel, alpha.
-    colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean
-    normals. With depth, normals or ids the result is a dict: picture, and depth (height, width)
-    along the camera's z, inf where nothing is; normals (height, width, 3); geometry_ids and
-    primitive_ids (height, width). They are those of rays through the pixels' middles, as the
-    picture is.
-    """
+
+def _view(scene, camera, studio, samples, window):
+    if samples != int(samples) or not 0 <= samples <= 64:
+        raise ValueError(f"samples: a whole number from 0 to 64 wanted, got {samples}")
+    samples = max(1, int(samples))
+    if camera is None:
+        if not isinstance(scene, PackedScene):
+            raise ValueError("camera: only packed scenes have one of their own")
+        return View(*scene._view, samples=samples, window=window)
+    # With lamps the samples look at their corners, so the picture is moved by half of one.
+    move = 0.0 if studio else 0.5 / samples
+    return View(_points(camera, move), camera.width_px, camera.height_px, parallel=camera.parallel,
+                samples=samples, window=window)
+
+
+def _look(scene, studio, samples, transparent, background, ground, bricks):
+    if not studio:
+        return Look.lamps(**(bricks or {}))
+    chosen = {}
+    if background is not None:
+        colors = np.asarray(background, np.float32)
+        if colors.shape not in ((3,), (2, 3)):
+            raise ValueError(f"background: shape (3,) or (2, 3) wanted, got {colors.shape}")
+        chosen["top"], chosen["bottom"] = np.broadcast_to(colors, (2, 3)).tolist()
+    if ground is None and isinstance(scene, PackedScene):
+        ground = scene.ground
+    if ground is not None:
+        chosen["ground"] = ground
+    return Look.studio(transparent=transparent, smooth_edges=not samples, **chosen)
+
+
+def check_light(light, lights, transparent, background, ground, bricks):
+    """Whether it is a studio's; ValueError when the others do not go with it."""
     if light not in ("lamps", "studio"):
         raise ValueError(f"light: 'lamps' or 'studio' wanted, got {light!r}")
     studio = light == "studio"
     if studio and lights is not None or transparent and not studio:
         raise ValueError("lights are for light='lamps', transparent is for light='studio'")
-    width, height = camera.width_px, camera.height_px
+    if studio and bricks or not studio and (background is not None or ground is not None):
+        raise ValueError("bricks are for light='lamps', background and ground for light='studio'")
+    return studio
+
+
+def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smooth=False,
+           transparent=False, background=None, ground=None, bricks=None, samples=0, window=None,
+           depth=False, normals=False, ids=False, nthreads=0):
+    """A picture (height, width, 3) of the scene, uint8, red, green and blue.
+
+    light: "lamps", point lights with hard shadows: lights (n, 4), of each x, y, z and flux; flux
+    255 at distance 1 shows a white surface white. Without any, two are put beside the camera, and
+    a packed scene has its own. bricks: a dict of material, the number of the geometry or material
+    that becomes a wall, and width, height, mortar, angle and dirt. Or "studio": soft light that
+    turns with the camera, smooth edges, a light background, or background, one colour or those of
+    the first and the last row, 0 to 255; with transparent=True none, but a fourth channel, alpha.
+    ground: the geometry or material of which nothing is seen but the shadows on it.
+    colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean
+    normals. samples: rays along each side of a pixel; 0: one, in a studio three where edges are.
+    window: x, y, width and height of the part that is wanted; its pixels are those of the whole
+    picture. A packed scene has materials and a camera of its own: camera=None takes it.
+    With depth, normals or ids the result is a dict: picture, and depth (height, width) along the
+    camera's z, inf where nothing is; normals (height, width, 3); geometry_ids and primitive_ids
+    (height, width). They are those of rays through the pixels' middles, as the picture is.
+    """
+    studio = check_light(light, lights, transparent, background, ground, bricks)
+    packed = isinstance(scene, PackedScene)
+    if packed and (colors is not None or smooth or depth or normals or ids):
+        raise ValueError("colors, smooth, depth, normals and ids are not for packed scenes")
+    view = _view(scene, camera, studio, samples, window)
+    look = _look(scene, studio, samples, transparent, background, ground, bricks)
     if lights is None or not len(lights):
-        lights = np.empty((0, 4)) if studio else _lamps_beside(scene, camera)
+        lights = np.empty((0, 4)) if studio or packed else _lamps_beside(scene, camera)
     lights = _table(lights, "lights", 4)
+    if packed:
+        return scene._render(view, look, lights, nthreads)
     colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
-    hits = scene.cast_rays(camera.rays(), nthreads=nthreads) if depth or normals or ids else {}
-    # With lamps the library's pixels look at their corners, so the picture is moved by half a
-    # pixel. It is held as far away as the eye is from 0, which the corners' rounding is a share of.
-    move = 0.0 if studio else 0.5
-    corners = camera.directions([move, width + move, move], [move, move, height + move])
-    corners = camera.eye + corners * (1.0 + np.linalg.norm(camera.eye))
-    picture = scene._render(np.vstack([camera.eye, corners]), width, height, lights, colors,
-                            smooth, studio, transparent, nthreads)
+    hits = {}
+    if depth or normals or ids:
+        hits = scene.cast_rays(camera.rays(window), nthreads=nthreads)
+    picture = scene._render(view, look, lights, colors, smooth, nthreads)
     if not hits:
         return picture
     result = {"picture": picture}
@@ -76,6 +133,13 @@ def render(scene: RaycastingScene, camera, *, light="lamps", lights=None, colors
     if ids:
         result.update((name, hits[name]) for name in ("geometry_ids", "primitive_ids"))
     return result
+
+
+def pack(scene: RaycastingScene, colors=None, smooth=False):
+    """The scene as bytes for load_packed(), with colors and smooth as render() takes them. Empty
+    for a scene without triangles."""
+    colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
+    return scene._pack(colors, smooth)
 
 
 def write_png(path, pixels):
