@@ -66,23 +66,33 @@ isThere() {
     esac >/dev/null 2>&1
 }
 
+# The named packages that are missing, a line each.
+missingPackages() {
+    local szPackage
+    for szPackage in "$@"; do isThere "$szPackage" || echo "$szPackage"; done
+}
+
 # Installs those of the named packages that are missing; asks for nothing when CI is set or nobody is there to answer.
-# Fails, and says what to do, when that is not possible.
+# Fails, and says what to do, when that is not possible. One process at a time.
 installPackages() {
-    local szPackage vMissing=() vRoot=()
-    for szPackage in "$@"; do isThere "$szPackage" || vMissing+=("$szPackage"); done
-    [ ${#vMissing[@]} = 0 ] && return
-    local szAdvice="missing: ${vMissing[*]} (Debian's names). As root: apt-get install ${vMissing[*]}"
-    command -v apt-get >/dev/null || { echo "$szAdvice" >&2; return 1; }
-    if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null || { echo "$szAdvice" >&2; return 1; }
-        vRoot=(sudo)
-        if [ "${CI:-}" = true ] || ! [ -t 0 ]; then vRoot+=(-n); fi
-    fi
-    echo "Installing: ${vMissing[*]}"
-    vRoot+=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y)
-    "${vRoot[@]}" update || echo "The package lists could not be refreshed; trying those that are here." >&2
-    "${vRoot[@]}" install --no-install-recommends "${vMissing[@]}" </dev/null || { echo "$szAdvice" >&2; return 1; }
+    [ -n "$(missingPackages "$@")" ] || return 0
+    (
+        flock 9
+        mapfile -t vMissing < <(missingPackages "$@")
+        [ ${#vMissing[@]} = 0 ] && exit
+        szAdvice="missing: ${vMissing[*]} (Debian's names). As root: apt-get install ${vMissing[*]}"
+        command -v apt-get >/dev/null || { echo "$szAdvice" >&2; exit 1; }
+        vRoot=()
+        if [ "$(id -u)" != 0 ]; then
+            command -v sudo >/dev/null || { echo "$szAdvice" >&2; exit 1; }
+            vRoot=(sudo)
+            if [ "${CI:-}" = true ] || ! [ -t 0 ]; then vRoot+=(-n); fi
+        fi
+        echo "Installing: ${vMissing[*]}"
+        vRoot+=(env DEBIAN_FRONTEND=noninteractive apt-get -q -y)
+        "${vRoot[@]}" update || echo "The package lists could not be refreshed; trying those that are here." >&2
+        "${vRoot[@]}" install --no-install-recommends "${vMissing[@]}" </dev/null || { echo "$szAdvice" >&2; exit 1; }
+    ) 9<"$ROOT/scripts/lib/setup.sh"
 }
 
 needPackages() {
