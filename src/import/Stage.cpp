@@ -24,8 +24,8 @@ constexpr double OWN_LIGHT = 350.0;    // light sum of the model's own lamps at 
 constexpr double OWN_FILL = 16.0;      // and of the lamp that opens their shadows
 constexpr double SUN_DISTANCE = 30.0;  // of a light without a place, in radii
 
-constexpr double LEAST_SHOWN = 0.1;   // of the picture's width or height must be the model's for a camera of the file
-constexpr double LEAST_INSIDE = 0.5;  // and so many of its vertices must be inside
+constexpr double LEAST_SHOWN = 0.35;  // of the picture's width or height must be the model's for a camera of the file
+constexpr double LEAST_INSIDE = 0.9;  // and so many of its vertices must be inside
 
 struct Lamp {
     double dTurn, dElevation, dLight;  // degrees round from the eye and above the horizon; light sum at the centre
@@ -99,8 +99,8 @@ const char* faultOf(const Model& model, const Vector3d& v3Eye, const Axes& axes,
                        v3Eye.z > b.v3Min.z && v3Eye.z < b.v3Max.z;
     if (uInside == 0) return "nothing";
     if (!bAmid && static_cast<double>(uInside) < LEAST_INSIDE * static_cast<double>(model.vVertices.size()))
-        return "a small part";
-    return std::max(dRight - dLeft, dTop - dBottom) < 2 * LEAST_SHOWN ? "a speck" : nullptr;
+        return "only a part";
+    return std::max(dRight - dLeft, dTop - dBottom) < 2 * LEAST_SHOWN ? "little more than a speck" : nullptr;
 }
 
 SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance, double dHalfWidth,

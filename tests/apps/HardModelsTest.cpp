@@ -212,8 +212,8 @@ TEST_F(ImportTest, CamerasThatShowTheModelAreTaken) {
         std::string sSays;
     } places[] = {{"1.5, 2.5, 20", ""},
                   {"900, 2.5, 14", "shows nothing of"},
-                  {"1.5, 2.5, 800", "shows a speck of"},
-                  {"1.5, 1.0, 3.5", "shows a small part of"},
+                  {"1.5, 2.5, 40", "shows little more than a speck of"},
+                  {"1.5, 1.0, 3.5", "shows only a part of"},
                   {"7.358891, 4.958309, 6.925791", ""}};
     for (const auto& [szPlace, sSays] : places) {
         const bool bBlenders = szPlace == places[4].szPlace;

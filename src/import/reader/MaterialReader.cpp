@@ -194,7 +194,7 @@ ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, b
     if (luminance(c) <= 0 && luminance(emitted) > 0) c = emitted;
     result.vColour =
         screenColour(static_cast<double>(c.r), static_cast<double>(c.g), static_cast<double>(c.b), bLinear);
-    if (bLinear) {
+    if (bLinear && luminance(c) > 0) {  // black stands beside textures of version 1
         const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };
         result.rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
     }

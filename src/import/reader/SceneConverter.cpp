@@ -341,6 +341,11 @@ size_t trianglesOf(const aiScene& scene) {
     return uSum;
 }
 
+// STL's are of faces. Of Blender's own files the reader gives those of vertices, also where faces are flat.
+bool hasNormals(const std::string& sSuffix) {
+    return sSuffix != "stl" && sSuffix != "blend";
+}
+
 // A tenth is more than what is thrown away on purpose.
 void reportLosses(uint64_t uDeclared, uint64_t uRead, uint64_t uFound, uint64_t uKept,
                   std::vector<std::string>& vNotices) {
@@ -385,7 +390,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
                 uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
             const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
             const MeshCorners corners(mesh, materials.at(uMaterial), materials.isLinear());
-            addMesh(mesh, map, uMaterial, sSuffix != "stl", corners, target);
+            addMesh(mesh, map, uMaterial, hasNormals(sSuffix), corners, target);
         });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
     reportLosses(read.uDeclared, std::max(found.uTriangles, read.pObj ? 0 : trianglesOf(scene)), found.uTriangles,
