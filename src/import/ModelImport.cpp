@@ -22,8 +22,8 @@
 #include "import/ModelStaging.h"
 #include "import/SceneWriter.h"
 #include "import/Stage.h"
+#include "import/files/ReaderLimits.h"
 #include "import/reader/ModelReader.h"
-#include "import/reader/ReaderLimits.h"
 
 namespace rt {
 

@@ -42,10 +42,10 @@ void takeColours(Model& model, StagedScene& scene) {
     bool bNeeded = false;
     for (const ModelMaterial& material : model.vMaterials) {
         ColourRule rule = material.rule;
-        if (own.vPlaces.empty()) rule.uTexture = NO_INDEX;
+        if (own.vPlaces.empty()) rule.dropTextures();
         if (own.vCorners.empty()) rule.bVertices = 0;
-        if (rule.uTexture == NO_INDEX && !rule.bVertices) rule = ColourRule();
-        bNeeded = bNeeded || rule.uTexture != NO_INDEX || rule.bVertices;
+        if (!rule.isNeeded()) rule = ColourRule();
+        bNeeded = bNeeded || rule.isNeeded();
         own.vRules.push_back(rule);
     }
     if (!bNeeded) return;

@@ -41,20 +41,26 @@ static_assert(sizeof(Velk::VERSION) <= sizeof(Head::szVersion));
 
 // What each texture's texels begin with.
 struct TextureHead {
-    uint32_t uWidth, uHeight, uWraps[2];
+    uint32_t uWidth, uHeight, uWraps[2], bNumbers;
 };
 
 bool isShare(float f) {
     return f >= 0.0f && f <= 1.0f;
 }
 
+bool isEmission(float f) {
+    return f >= 0.0f && f <= ColourRule::MOST_EMISSION;
+}
+
 // Whether a rule has what it asks for.
 bool isRuleWrong(const ColourRule& rule, const SurfaceColours& colours) {
-    const bool bTexture = rule.uTexture != NO_INDEX;
-    if (bTexture && (rule.uTexture >= colours.vTextures.size() || colours.vPlaces.empty())) return true;
-    if (rule.bVertices > 1 || (rule.bVertices && colours.vCorners.empty())) return true;
-    const NMVector3f& f = rule.v3Factor;
-    return !(isShare(f.x) && isShare(f.y) && isShare(f.z) && isShare(rule.fCutoff));
+    for (const uint32_t u : {rule.uTexture, rule.uMask, rule.uMetal, rule.uRough, rule.uEmission}) {
+        if (u != NO_INDEX && (u >= colours.vTextures.size() || colours.vPlaces.empty())) return true;
+    }
+    if (rule.bVertices > 1 || (rule.bVertices && colours.vCorners.empty()) || rule.bPhysical > 1) return true;
+    const NMVector3f &f = rule.v3Factor, &e = rule.v3Emission;
+    return !(isShare(f.x) && isShare(f.y) && isShare(f.z) && isShare(rule.fCutoff) && isShare(rule.fMetal) &&
+             isShare(rule.fRough) && isEmission(e.x) && isEmission(e.y) && isEmission(e.z));
 }
 
 bool areColoursWrong(const SurfaceColours& colours, size_t uFaces, size_t uMaterials) {
@@ -91,12 +97,13 @@ class Reader {
     bool takeTexture(TextureImage& image) {
         TextureHead head{};
         if (take(&head, sizeof(head)) || !head.uWidth || !head.uHeight || head.uWidth > MOST_TEXELS / head.uHeight ||
-            head.uWraps[0] > TextureImage::MIRROR || head.uWraps[1] > TextureImage::MIRROR) {
+            head.uWraps[0] > TextureImage::MIRROR || head.uWraps[1] > TextureImage::MIRROR || head.bNumbers > 1) {
             return true;
         }
         image.uWidth = head.uWidth;
         image.uHeight = head.uHeight;
         for (unsigned u = 0; u < 2; ++u) image.wraps[u] = static_cast<TextureImage::Wrap>(head.uWraps[u]);
+        image.bNumbers = head.bNumbers;
         return takeArray(image.vTexels, uint64_t{4} * head.uWidth * head.uHeight);
     }
 
@@ -151,7 +158,7 @@ bool StagedScene::pack(const Write& write) const {
         return true;
     }
     return std::any_of(colours.vTextures.begin(), colours.vTextures.end(), [&](const TextureImage& image) {
-        const TextureHead texture{image.uWidth, image.uHeight, {image.wraps[0], image.wraps[1]}};
+        const TextureHead texture{image.uWidth, image.uHeight, {image.wraps[0], image.wraps[1]}, image.bNumbers};
         return write(&texture, sizeof(texture)) || writeArray(image.vTexels);
     });
 }

@@ -147,6 +147,46 @@ TEST_F(ColoursTest, PlacesColoursAndTexturesReachTheScene) {
     }
 }
 
+// Metal, roughness, textures of both, emission with its texture, mask: of what a file says outright, and of what its
+// program means.
+TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
+    writeFile("dot.png", {reinterpret_cast<const char*>(PICTURE_BYTES), sizeof(PICTURE_BYTES)});
+    const std::string sTexture = ",\"metallicFactor\":0.5,\"metallicRoughnessTexture\":{\"index\":0}";
+    const auto obj = [&](const char* szMaterial) {
+        writeFile("m.mtl", std::string("newmtl m\n") + szMaterial);
+        return stage("m.obj",
+                     "mtllib m.mtl\nv 0 0 0\nv 2 0 0\nv 0 2 0\nvt 0 0\nvt 1 0\nvt 0 1\nusemtl m\nf 1/1 2/2 3/3\n");
+    };
+    const auto describeGleam = [](const StagedScene& scene) -> std::string {
+        if (scene.colours.vRules.empty()) return "plain";
+        const ColourRule& r = scene.colours.vRules[0];
+        char sz[200];
+        const auto wide = [](float f) { return static_cast<double>(f); };
+        const auto index = [](uint32_t u) { return static_cast<int>(u); };
+        snprintf(sz, sizeof(sz), "%u %.3g,%d %.3g,%d %.3g,%d %d %.3g", r.bPhysical, wide(r.fMetal), index(r.uMetal),
+                 wide(r.fRough), index(r.uRough), wide(r.v3Emission.y), index(r.uEmission), index(r.uMask),
+                 wide(r.v3Factor.y));
+        return sz;
+    };
+    EXPECT_EQ(describeGleam(stage("m.gltf", gltf("", ",\"emissiveFactor\":[0,0.5,0],\"emissiveTexture\":{\"index\":0}",
+                                                 "}" + sTexture + ",\"x\":{\"y\":0"))),
+              "1 0.5,1 1,1 0.5,0 -1 0.25");
+    const struct {
+        const char *szMaterial, *szWanted;
+    } ROWS[] = {
+        {"Kd 1 0.5 0\nPm 1\nPr 0.25\n", "1 1,-1 0.25,-1 0,-1 -1 0.214"},
+        {"Kd 1 0.5 0\nPr 1\nmap_Pr dot.png\n", "1 0,-1 1,0 0,-1 -1 0.214"},
+        {"Kd 1 0.5 0\nillum 3\nKa 1 1 1\nKs 0.5 0.5 0.5\nNs 250\n", "1 1,-1 0.5,-1 0,-1 -1 0.214"},
+        {"Kd 1 0.5 0\nillum 3\nKa 0 0 0\nKs 0.5 0.5 0.5\nNs 250\n", "plain"},
+        {"Kd 0 0 0\nKe 0 0.5 0\n", "0 0,-1 1,-1 0.214,-1 -1 0"},
+        {"Kd 0 0.5 0\nKe 0 0.5 0\n", "plain"},  // a copy
+        {"Kd 0 0.5 0\nmap_Ke dot.png\n", "0 0,-1 1,-1 1,0 -1 0.214"},
+        {"Kd 0 0.5 0\nmap_d dot.png\n", "0 0,-1 1,-1 0,-1 0 0.214"},
+        {"map_Kd dot.png\nmap_d dot.png\n", "0 0,-1 1,-1 0,-1 -1 1"},
+    };
+    for (const auto& row : ROWS) EXPECT_EQ(describeGleam(obj(row.szMaterial)), row.szWanted) << row.szMaterial;
+}
+
 // The reader's process may have gone astray.
 TEST_F(ColoursTest, ColoursThatDoNotFitTheMeshAreNotReceived) {
     const StagedScene good = stage("good.gltf", gltf("", "", ""));
@@ -174,9 +214,14 @@ TEST_F(ColoursTest, ColoursThatDoNotFitTheMeshAreNotReceived) {
         [](SurfaceColours& c) { c.vRules[0].bVertices = 2; },
         [](SurfaceColours& c) { c.vRules[0].v3Factor.y = NAN; },
         [](SurfaceColours& c) { c.vRules[0].fCutoff = -1; },
+        [](SurfaceColours& c) { c.vRules[1].uEmission = 1; },
+        [](SurfaceColours& c) { c.vRules[0].fRough = NAN; },
+        [](SurfaceColours& c) { c.vRules[0].v3Emission.z = 1e9f; },
+        [](SurfaceColours& c) { c.vRules[0].bPhysical = 2; },
+        [](SurfaceColours& c) { c.vTextures[0].bNumbers = 2; },
         [](SurfaceColours& c) { c.vTextures.clear(); },
         [](SurfaceColours& c) {
-            c.vTextures[0] = {1u << 31, 1u << 31, {}, {}};
+            c.vTextures[0] = {1u << 31, 1u << 31, {}, 0, {}};
         },
         [](SurfaceColours& c) { c.vTextures[0].uHeight = 0; },
         [](SurfaceColours& c) { c.vTextures[0].wraps[1] = static_cast<TextureImage::Wrap>(3); },

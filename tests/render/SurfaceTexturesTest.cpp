@@ -77,6 +77,22 @@ TEST_F(SurfaceTexturesTest, WhatIsSmallerThanAPixelIsAveraged) {
     }
 }
 
+TEST_F(SurfaceTexturesTest, NumbersAreNoColours) {
+    texture(1, {128});
+    ColourRule& rule = colours.vRules[0];
+    rule.bPhysical = 1;
+    rule.fMetal = rule.fRough = 0.5f;
+    rule.v3Emission = {2, 2, 2};
+    rule.uMetal = rule.uRough = rule.uEmission = 0;
+    for (const uint32_t b : {0u, 1u}) {
+        colours.vTextures[0].bNumbers = b;
+        const SurfaceTextures::Colour colour = SurfaceTextures(scene, colours).at(0, {{}, 0, true, 0.1f, 0.5f}, 0);
+        EXPECT_NEAR(colour.fMetal, b ? 0.251f : 0.108f, 0.001f);
+        EXPECT_NEAR(colour.fRough, b ? 0.251f : 0.108f, 0.001f);
+        EXPECT_NEAR(colour.v3Emission.x, b ? 1.004f : 0.432f, 0.002f);
+    }
+}
+
 TEST_F(SurfaceTexturesTest, FactorsVerticesAndHolesCount) {
     colours.vCorners = {0x80FFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, 0, 0, 0};
     colours.vRules[0].bVertices = 1;

@@ -28,14 +28,19 @@ void addColours(ContentHash& hash, const SurfaceColours& colours) {
     hash.add(colours.vPlaces.data(), colours.vPlaces.size() * sizeof(Velk::NMVector2f));
     hash.add(colours.vCorners.data(), colours.vCorners.size() * sizeof(uint32_t));
     for (const ColourRule& rule : colours.vRules) {
-        hash.addValue(rule.uTexture);
+        for (const uint32_t u :
+             {rule.uTexture, rule.bVertices, rule.uMask, rule.bPhysical, rule.uMetal, rule.uRough, rule.uEmission}) {
+            hash.addValue(u);
+        }
+        for (const float f : {rule.fCutoff, rule.fMetal, rule.fRough}) hash.addValue(f);
         addVector(hash, rule.v3Factor);
-        hash.addValue(rule.bVertices);
-        hash.addValue(rule.fCutoff);
+        addVector(hash, rule.v3Emission);
     }
     for (const TextureImage& image : colours.vTextures) {
-        for (const uint32_t u : {image.uWidth, image.uHeight, uint32_t{image.wraps[0]}, uint32_t{image.wraps[1]}})
+        for (const uint32_t u :
+             {image.uWidth, image.uHeight, uint32_t{image.wraps[0]}, uint32_t{image.wraps[1]}, image.bNumbers}) {
             hash.addValue(u);
+        }
         hash.add(image.vTexels.data(), image.vTexels.size());
     }
 }

@@ -53,6 +53,10 @@ double toScreen(double d) {
     return d <= 0.0031308 ? 12.92 * d : 1.055 * pow(d, 1.0 / 2.4) - 0.055;
 }
 
+float toLight(double dShown) {
+    return static_cast<float>(dShown <= 0.04045 ? dShown / 12.92 : pow((dShown + 0.055) / 1.055, 2.4));
+}
+
 uint32_t cornerColour(double dRed, double dGreen, double dBlue, double dAlpha, bool bLinear) {
     const auto byte = [](double d) { return static_cast<uint32_t>(std::lround(255.0 * d)); };
     const auto shown = [&](double d) { return byte(bLinear ? toScreen(share(d)) : share(d)); };

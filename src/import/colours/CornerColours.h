@@ -42,4 +42,7 @@ double share(double d);
 /// What a screen shows of a share of light.
 double toScreen(double d);
 
+/// The light that a screen shows as a number from 0 to 1.
+float toLight(double dShown);
+
 }  // namespace rt

@@ -85,6 +85,16 @@ bool TexturePicture::decode(const uint8_t* pBytes, size_t uBytes, bool bWhole) {
     return false;
 }
 
+void TexturePicture::makeMask() {
+    std::vector<uint8_t>& v = image.vTexels;
+    bool bAlpha = false;
+    for (size_t u = 3; u < v.size() && !bAlpha; u += 4) bAlpha = v[u] < 255;
+    for (size_t u = 0; u < v.size() && !bAlpha; u += 4) {
+        v[u + 3] = static_cast<uint8_t>((v[u] + v[u + 1] + v[u + 2]) / 3);
+        bHoles = bHoles || v[u + 3] < 128;
+    }
+}
+
 bool TexturePicture::read(const std::string& sFile, bool bWhole) {
     const Velk::NRaiiFile file(Velk::openInput(sFile.c_str()));
     if (!file.get()) return true;

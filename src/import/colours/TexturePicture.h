@@ -30,6 +30,9 @@ struct TexturePicture {
     /// Of pixels, as above; they are moved out.
     [[nodiscard]] bool take(DecodedPicture& picture, bool bWhole);
 
+    /// Gives an image without alpha that of its lightness.
+    void makeMask();
+
  private:
     bool findMean(const DecodedPicture& picture);
     void findImage(DecodedPicture& picture);

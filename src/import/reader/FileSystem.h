@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "import/reader/ModelFiles.h"
+#include "import/files/ModelFiles.h"
 
 namespace rt {
 

@@ -37,42 +37,6 @@ unsigned exponentOf(double d) {
     return 2 * static_cast<unsigned>(std::lround(std::clamp(d, 2.0, 1000.0) / 2.0));
 }
 
-TextureImage::Wrap wrapOf(aiTextureMapMode eMode) {
-    return eMode == aiTextureMapMode_Clamp    ? TextureImage::CLAMP
-           : eMode == aiTextureMapMode_Mirror ? TextureImage::MIRROR
-                                              : TextureImage::REPEAT;
-}
-
-// A row of a map after a map of u and v.
-void chainRow(double (&dRow)[3], const double (&dU)[3], const double (&dV)[3]) {
-    const double dOfU = dRow[0], dOfV = dRow[1];
-    for (unsigned u = 0; u < 3; ++u) dRow[u] = dOfU * dU[u] + dOfV * dV[u] + (u == 2 ? dRow[2] : 0.0);
-}
-
-TextureMap mapOf(const aiMaterial& material, aiTextureType eType, unsigned uSet, bool bGltf) {
-    TextureMap map;
-    map.uSet = uSet;
-    aiUVTransform t;
-    if (material.Get(AI_MATKEY_UVTRANSFORM(eType, 0), t) != aiReturn_SUCCESS) return map;
-    const double dX = static_cast<double>(t.mScaling.x), dY = static_cast<double>(t.mScaling.y),
-                 dLeft = static_cast<double>(t.mTranslation.x), dUp = static_cast<double>(t.mTranslation.y);
-    const double dCos = cos(static_cast<double>(t.mRotation)), dSin = sin(static_cast<double>(t.mRotation));
-    if (!bGltf) {  // scaled, turned around the middle, moved
-        const double dU[] = {dCos * dX, -dSin * dY, 0.5 - 0.5 * dCos + 0.5 * dSin + dLeft},
-                     dV[] = {dSin * dX, dCos * dY, 0.5 - 0.5 * dSin - 0.5 * dCos + dUp};
-        for (auto& dRow : map.dRows) chainRow(dRow, dU, dV);
-        return map;
-    }
-    // What assimp 5.2 makes of the file's offset depends on the rest. The turn is clockwise there, and v from the top.
-    const double dOffsetX = dLeft - 0.5 * dX * (1.0 - dCos - dSin),
-                 dOffsetY = 1.0 - dY - dUp + 0.5 * dY * (dCos - dSin - 1.0);
-    const double dU[] = {dCos * dX, dSin * dY, dOffsetX - dSin * dY},
-                 dV[] = {dSin * dX, -dCos * dY, dOffsetY + dCos * dY};
-    std::copy(dU, dU + 3, map.dRows[0]);
-    std::copy(dV, dV + 3, map.dRows[1]);
-    return map;
-}
-
 // Below which alpha a texture with holes has one.
 float cutoffOf(const aiMaterial& material, bool bGltf, bool bHoles) {
     if (!bGltf) return bHoles ? 0.5f : 0.0f;
@@ -84,7 +48,7 @@ float cutoffOf(const aiMaterial& material, bool bGltf, bool bHoles) {
 }
 
 // Takes a texture and its mean colour; c is the factor that the file multiplies it with.
-void takeTexture(const aiMaterial& material, TextureTable& textures, bool bLinear, ModelMaterial& result,
+void takeTexture(const aiMaterial& material, TextureTable& textures, bool bGltf, ModelMaterial& result,
                  const aiColor3D& c, std::vector<std::string>& vNotices) {
     for (const aiTextureType eType : {aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE}) {
         aiString path;
@@ -92,19 +56,20 @@ void takeTexture(const aiMaterial& material, TextureTable& textures, bool bLinea
         aiTextureMapMode modes[3] = {aiTextureMapMode_Wrap, aiTextureMapMode_Wrap, aiTextureMapMode_Wrap};
         if (material.GetTexture(eType, 0, &path, nullptr, &uSet, nullptr, nullptr, modes) != aiReturn_SUCCESS) continue;
         const std::string sText = "material " + shownName(result.sName) + ": texture " + shownName(path.C_Str());
-        const TextureTable::Entry& entry = textures.find(path.C_Str(), wrapOf(modes[0]), wrapOf(modes[1]));
+        const TextureTable::Entry& entry =
+            textures.find(path.C_Str(), wrapOf(modes[0]), wrapOf(modes[1]), TextureTable::Use::COLOUR);
         if (entry.szFault) {
             vNotices.push_back(sText + " cannot be read, its colour is the material's: " + entry.szFault);
             return;
         }
         // Files without a colour beside the texture mean white, and readers put grey or black there.
-        const bool bFactor = bLinear && luminance(c) > 0;
+        const bool bFactor = bGltf && luminance(c) > 0;
         const auto factor = [&](ai_real f) { return bFactor ? toScreen(share(static_cast<double>(f))) : 1.0; };
         result.vColour =
             screenColour(entry.mean[0] * factor(c.r), entry.mean[1] * factor(c.g), entry.mean[2] * factor(c.b), false);
         result.rule.uTexture = entry.uIndex;
-        result.rule.fCutoff = cutoffOf(material, bLinear, entry.bHoles);
-        result.map = mapOf(material, eType, uSet, bLinear);
+        result.rule.fCutoff = cutoffOf(material, bGltf, entry.bHoles);
+        result.map = mapOf(material, eType, uSet, bGltf);
         if (entry.bLeftOut)
             vNotices.push_back(sText + " becomes its mean colour, since all textures take too much memory");
         else if (entry.uIndex == NO_INDEX)
@@ -176,34 +141,36 @@ std::string shownName(const std::string& sName) {
     return Velk::Printable(sName.data(), sName.size(), LONGEST_SHOWN).text();
 }
 
-ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, bool bLinear,
+ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, MaterialKind eKind,
                            std::vector<std::string>& vNotices) {
+    const bool bLinear = isLinear(eKind), bGltf = eKind == MaterialKind::GLTF;
     ModelMaterial result;
     result.sName = material.GetName().C_Str();
-    if (!bLinear && (result.sName.empty() || result.sName == AI_DEFAULT_MATERIAL_NAME)) {
+    if (!bGltf && (result.sName.empty() || result.sName == AI_DEFAULT_MATERIAL_NAME)) {
         result.sName = "default";  // assimp's own, for files without materials
         result.dSpecular = 0.2;    // a highlight shows the shape
         result.uExponent = 30;
-        takeTexture(material, textures, bLinear, result, {1, 1, 1}, vNotices);
+        takeTexture(material, textures, false, result, {1, 1, 1}, vNotices);
         return result;
     }
     aiColor3D c(0.8f, 0.8f, 0.8f), emitted(0, 0, 0);
-    if (!(bLinear && colour(material, AI_MATKEY_BASE_COLOR, c))) (void)colour(material, AI_MATKEY_COLOR_DIFFUSE, c);
+    if (!(bGltf && colour(material, AI_MATKEY_BASE_COLOR, c))) (void)colour(material, AI_MATKEY_COLOR_DIFFUSE, c);
     (void)colour(material, AI_MATKEY_COLOR_EMISSIVE, emitted);
+    if (bGltf && luminance(c) + luminance(emitted) > 0) {  // black stands beside textures of version 1
+        const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };
+        result.rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
+    }
     // What shines by itself is at least shown in its own colour.
     if (luminance(c) <= 0 && luminance(emitted) > 0) c = emitted;
     result.vColour =
         screenColour(static_cast<double>(c.r), static_cast<double>(c.g), static_cast<double>(c.b), bLinear);
-    if (bLinear && luminance(c) > 0) {  // black stands beside textures of version 1
-        const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };
-        result.rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
-    }
-    takeTexture(material, textures, bLinear, result, c, vNotices);
-    if (bLinear)
+    takeTexture(material, textures, bGltf, result, c, vNotices);
+    if (bGltf)
         takeMetal(material, result);
     else
         takeHighlight(material, result);
-    takeTransport(material, bLinear, result, vNotices);
+    takeTransport(material, bGltf, result, vNotices);
+    if (textures.keepsPictures()) readGleam(material, textures, eKind, result, vNotices);
     return result;
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "import/reader/GleamReader.h"
 #include "import/reader/Model.h"
 #include "import/reader/TextureTable.h"
 
@@ -11,10 +12,10 @@ struct aiMaterial;
 
 namespace rt {
 
-/// What a material becomes. bLinear says that the file's colours are light energies (glTF) and not what a screen shows.
-/// A texture of files gives its mean colour, and its picture where the table keeps pictures. A notice tells of one that
+/// What a material becomes. The colours of glTF are light energies and not what a screen shows. texture of files gives
+/// its mean colour, and its picture where the table keeps pictures. A notice tells of one that
 /// cannot be read, or is not kept.
-ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, bool bLinear,
+ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, MaterialKind eKind,
                            std::vector<std::string>& vNotices);
 
 /// A material's name or texture as a notice shows it: safe for a terminal, and cut before it hides the rest.

@@ -2,8 +2,12 @@
 
 #include "import/reader/MaterialTable.h"
 
+#include <assimp/commonMetaData.h>
 #include <assimp/scene.h>
 
+#include <cstring>
+
+#include "import/reader/AssimpTypes.h"
 #include "import/reader/MaterialReader.h"
 
 namespace rt {
@@ -22,15 +26,30 @@ void lighten(ModelMaterial& material, std::vector<std::string>& vNotices) {
     vNotices.push_back("material " + shownName(material.sName) + " is black: light grey is taken");
 }
 
+// One program writes metals into COLLADA and FBX files as mirrors, and its colours as they are inside.
+MaterialKind kindOf(const aiScene& scene, const std::string& sSuffix) {
+    if (isGltf(sSuffix)) return MaterialKind::GLTF;
+    if (sSuffix == "obj") return MaterialKind::OBJ;
+    aiString maker;
+    const bool bMaker = scene.mMetaData && scene.mMetaData->Get(AI_METADATA_SOURCE_GENERATOR, maker);
+    return bMaker && !strncmp(maker.C_Str(), "Blender", 7) ? MaterialKind::METAL_IN_MIRROR : MaterialKind::PLAIN;
+}
+
+// Of a colour as a screen shows it.
+Velk::NMVector3f lightOf(const std::array<unsigned, 3>& vColour) {
+    const auto light = [](unsigned u) { return toLight(u / 255.0); };
+    return {light(vColour[0]), light(vColour[1]), light(vColour[2])};
+}
+
 }  // namespace
 
-MaterialTable::MaterialTable(const aiScene& s, bool bGltf, bool bKeepColours, ModelFiles& f, Model& m,
+MaterialTable::MaterialTable(const aiScene& s, const std::string& sSuffix, bool bKeepColours, ModelFiles& f, Model& m,
                              std::vector<std::string>& v)
     : scene(s),
       textures(s, f, bKeepColours ? &m.colours.vTextures : nullptr),
       model(m),
       vNotices(v),
-      bLinear(bGltf),
+      eKind(kindOf(s, sSuffix)),
       bColours(bKeepColours),
       vIndices(s.mNumMeshes, NOT_READ),
       vFileIndices(s.mNumMaterials, NOT_READ) {}
@@ -42,15 +61,19 @@ uint32_t MaterialTable::indexOf(const aiMesh& mesh, unsigned uMesh, const std::a
     uIndex = pMean ? withColours(mesh, *pMean) : fileIndex(mesh.mMaterialIndex);
     const ModelMaterial& material = model.vMaterials[uIndex];
     const bool bPlaced = material.map.uSet < 32 && uSets >> material.map.uSet & 1;
-    if (material.rule.uTexture != NO_INDEX && !bPlaced) uIndex = withoutTexture(uIndex);
+    if (material.rule.hasTextures() && !bPlaced) uIndex = withoutTexture(uIndex);
     return uIndex;
 }
 
 // A material of the same mean colour for a mesh that has no places in the texture.
 uint32_t MaterialTable::withoutTexture(uint32_t uIndex) {
     ModelMaterial material = model.vMaterials[uIndex];
-    material.rule.uTexture = NO_INDEX;
-    material.rule.fCutoff = 0;
+    ColourRule& rule = material.rule;
+    if (rule.uMetal != NO_INDEX) rule.fMetal = 0;
+    if (rule.uEmission != NO_INDEX) rule.v3Emission = {0, 0, 0};
+    rule.dropTextures();
+    rule.fCutoff = 0;
+    if (!rule.bVertices) rule.v3Factor = lightOf(material.vColour);
     lighten(material, vNotices);
     model.vMaterials.push_back(material);
     return static_cast<uint32_t>(model.vMaterials.size() - 1);
@@ -59,11 +82,12 @@ uint32_t MaterialTable::withoutTexture(uint32_t uIndex) {
 uint32_t MaterialTable::withColours(const aiMesh& mesh, const std::array<double, 3>& vMean) {
     model.vMaterials.push_back(materialOf(mesh.mMaterialIndex));
     ModelMaterial& material = model.vMaterials.back();
-    const auto vShown = screenColour(vMean[0], vMean[1], vMean[2], bLinear);
+    const auto vShown = screenColour(vMean[0], vMean[1], vMean[2], isLinear());
     for (unsigned u = 0; u < 3; ++u) {
-        material.vColour[u] = bLinear ? material.vColour[u] * vShown[u] / 255 : vShown[u];
+        material.vColour[u] = eKind == MaterialKind::GLTF ? material.vColour[u] * vShown[u] / 255 : vShown[u];
     }
     material.rule.bVertices = bColours ? 1 : 0;
+    if (eKind != MaterialKind::GLTF) material.rule.v3Factor = {1, 1, 1};
     lighten(material, vNotices);
     if (!bColours)
         vNotices.push_back("material " + shownName(material.sName) + " has a colour a vertex: their mean is taken");
@@ -84,7 +108,7 @@ bool MaterialTable::meanOf(const aiMesh& mesh, std::array<double, 3>& vMean) {
 
 ModelMaterial MaterialTable::materialOf(unsigned uMaterial) {
     if (uMaterial >= scene.mNumMaterials) return ModelMaterial();
-    return readMaterial(*scene.mMaterials[uMaterial], textures, bLinear, vNotices);
+    return readMaterial(*scene.mMaterials[uMaterial], textures, eKind, vNotices);
 }
 
 uint32_t MaterialTable::fileIndex(unsigned uMaterial) {

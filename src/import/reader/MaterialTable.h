@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "import/reader/GleamReader.h"
 #include "import/reader/Model.h"
 #include "import/reader/TextureTable.h"
 
@@ -16,9 +17,9 @@ namespace rt {
 /// The model's materials: one for each of the file that a mesh has, and copies with the mean of a mesh's colours.
 class MaterialTable {
  public:
-    /// All must outlive the table. bGltf says that colours are light energies.
+    /// All must outlive the table. sSuffix is that of the file, without its dot.
     /// bKeepColours: materials have rules, and the model gets the textures.
-    MaterialTable(const aiScene& s, bool bGltf, bool bKeepColours, ModelFiles& f, Model& m,
+    MaterialTable(const aiScene& s, const std::string& sSuffix, bool bKeepColours, ModelFiles& f, Model& m,
                   std::vector<std::string>& v);
 
     /// The index of mesh number uMesh's material; it is read at its first use. pMean is the mean colour of the mesh's
@@ -29,7 +30,7 @@ class MaterialTable {
     const ModelMaterial& at(uint32_t uIndex) const { return model.vMaterials[uIndex]; }
 
     /// Whether colours are light energies.
-    bool isLinear() const { return bLinear; }
+    bool isLinear() const { return rt::isLinear(eKind); }
 
     /// The mean of a mesh's own colours. False when it has none.
     static bool meanOf(const aiMesh& mesh, std::array<double, 3>& vMean);
@@ -44,7 +45,8 @@ class MaterialTable {
     TextureTable textures;
     Model& model;
     std::vector<std::string>& vNotices;
-    bool bLinear, bColours;
+    const MaterialKind eKind;
+    const bool bColours;
     std::vector<uint32_t> vIndices;      // by mesh
     std::vector<uint32_t> vFileIndices;  // by material of the file
 };

@@ -13,9 +13,9 @@
 
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
+#include "import/files/ModelFiles.h"
 #include "import/reader/AssimpTypes.h"
 #include "import/reader/FileSystem.h"
-#include "import/reader/ModelFiles.h"
 #include "import/reader/SceneConverter.h"
 #include "import/scan/Gltf.h"
 #include "import/scan/ModelText.h"
@@ -152,7 +152,7 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     else if (!files.missing().empty())
         vNotices.push_back("its materials are not there: " + files.missing());
     return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours},
-                        options.cUp, files, model, sMessage, vNotices);
+                        options.cUp ? options.cUp : prepared.text.cUp, files, model, sMessage, vNotices);
 }
 
 }  // namespace rt

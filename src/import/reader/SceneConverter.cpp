@@ -178,7 +178,7 @@ struct MeshCorners {
     std::vector<uint32_t> vColours;
 
     MeshCorners(const aiMesh& mesh, const ModelMaterial& material, bool bLinear) {
-        const bool bPlaced = material.rule.uTexture != NO_INDEX && material.map.uSet < AI_MAX_NUMBER_OF_TEXTURECOORDS;
+        const bool bPlaced = material.rule.hasTextures() && material.map.uSet < AI_MAX_NUMBER_OF_TEXTURECOORDS;
         const aiVector3D* pPlaces = bPlaced ? mesh.mTextureCoords[material.map.uSet] : nullptr;
         const aiColor4D* pColours = material.rule.bVertices ? mesh.mColors[0] : nullptr;
         for (unsigned u = 0; pPlaces && u < mesh.mNumVertices; ++u) {
@@ -228,7 +228,7 @@ void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNor
 // The places and colours of the triangles of a run that the joiner has kept, which are its last ones.
 void addObjCorners(const ObjMesh& obj, const VertexJoiner::Indexed& indexed, size_t uFirst, size_t uEnd,
                    const ModelMaterial& material, const std::vector<uint32_t>& vColours, Target& target) {
-    const bool bPlaces = material.rule.uTexture != NO_INDEX, bColours = material.rule.bVertices != 0;
+    const bool bPlaces = material.rule.hasTextures(), bColours = material.rule.bVertices != 0;
     if (!bPlaces && !bColours) return;
     size_t uDropped = 0, uTriangle = target.joiner.triangles() - (uEnd - uFirst - indexed.vDropped.size());
     for (size_t u = uFirst; u < uEnd; ++u) {
@@ -375,7 +375,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     const Placement placement(found.box);
     placement.report(vNotices);
     const Map3d world = placement.map().after(turned);
-    MaterialTable materials(scene, isGltf(sSuffix), read.bColours, files, model, vNotices);
+    MaterialTable materials(scene, sSuffix, read.bColours, files, model, vNotices);
     Target target;
     VertexJoiner& joiner = target.joiner;
     joiner.reserve(found.uTriangles);
@@ -389,7 +389,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
             for (unsigned u = 0; u < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++u)
                 uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
             const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
-            const MeshCorners corners(mesh, materials.at(uMaterial), materials.isLinear());
+            const MeshCorners corners(mesh, materials.at(uMaterial), isGltf(sSuffix));
             addMesh(mesh, map, uMaterial, hasNormals(sSuffix), corners, target);
         });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;

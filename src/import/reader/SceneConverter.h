@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "import/files/ModelFiles.h"
 #include "import/reader/Model.h"
-#include "import/reader/ModelFiles.h"
 #include "import/scan/ObjScanner.h"
 
 struct aiScene;

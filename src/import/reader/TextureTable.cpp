@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "import/reader/ReaderLimits.h"
+#include "import/files/ReaderLimits.h"
 
 namespace rt {
 
@@ -34,13 +34,14 @@ bool readEmbedded(const aiTexture& texture, bool bWhole, TexturePicture& picture
 }  // namespace
 
 const TextureTable::Entry& TextureTable::find(const std::string& sPath, TextureImage::Wrap eAcross,
-                                              TextureImage::Wrap eDown) {
-    const auto [found, bNew] = entries.try_emplace({sPath, eAcross, eDown});
-    if (bNew) found->second = read(sPath, eAcross, eDown);
+                                              TextureImage::Wrap eDown, Use eUse) {
+    const auto [found, bNew] = entries.try_emplace({sPath, eAcross, eDown, eUse});
+    if (bNew) found->second = read(sPath, eAcross, eDown, eUse);
     return found->second;
 }
 
-TextureTable::Entry TextureTable::read(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown) {
+TextureTable::Entry TextureTable::read(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown,
+                                       Use eUse) {
     Entry entry;
     TexturePicture picture;
     try {
@@ -48,6 +49,7 @@ TextureTable::Entry TextureTable::read(const std::string& sPath, TextureImage::W
     } catch (const std::bad_alloc&) {  // the sizes in a small file promise a large picture
         entry.szFault = "it takes more memory than there is";
     }
+    if (eUse == Use::MASK) picture.makeMask();
     entry.mean = picture.mean;
     entry.bHoles = picture.bHoles;
     if (entry.szFault || !pImages) return entry;
@@ -57,6 +59,7 @@ TextureTable::Entry TextureTable::read(const std::string& sPath, TextureImage::W
     uTexels += image.vTexels.size();
     allowMemory(image.vTexels.size());  // or little would be left for the model
     image.wraps[0] = eAcross, image.wraps[1] = eDown;
+    image.bNumbers = eUse == Use::NUMBERS ? 1 : 0;
     entry.uIndex = static_cast<uint32_t>(pImages->size());
     pImages->push_back(std::move(image));
     return entry;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "import/colours/TexturePicture.h"
-#include "import/reader/ModelFiles.h"
+#include "import/files/ModelFiles.h"
 
 struct aiScene;
 
@@ -27,16 +27,22 @@ class TextureTable {
         bool bHoles = false;
         bool bLeftOut = false;  // of pTextures, since they would take too much memory
     };
-    const Entry& find(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown);
+
+    /// What a picture is for. NUMBERS are no colours. Of a MASK only alpha counts, which is how light the picture is
+    /// where it has none of its own.
+    enum class Use { COLOUR, NUMBERS, ALPHA, MASK };
+    const Entry& find(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown, Use eUse);
+
+    bool keepsPictures() const { return pImages != nullptr; }
 
  private:
-    Entry read(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown);
+    Entry read(const std::string& sPath, TextureImage::Wrap eAcross, TextureImage::Wrap eDown, Use eUse);
     const char* readPicture(const std::string& sPath, TexturePicture& picture);
 
     const aiScene& scene;
     ModelFiles& files;
     std::vector<TextureImage>* pImages;
-    std::map<std::tuple<std::string, TextureImage::Wrap, TextureImage::Wrap>, Entry> entries;
+    std::map<std::tuple<std::string, TextureImage::Wrap, TextureImage::Wrap, Use>, Entry> entries;
     size_t uTexels = 0;  // bytes
 };
 

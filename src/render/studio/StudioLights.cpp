@@ -3,34 +3,41 @@
 
 #include <cmath>
 
+#include "render/studio/Directions.h"
+
 namespace rt {
 
 using Velk::NMVector3f;
 
 namespace {
 
-constexpr double GOLDEN_ANGLE = 2.399963229728653;
 constexpr double KEY_RADIUS = 0.16, RIM_RADIUS = 0.25;  // sines of half the angles that they fill
 constexpr NMVector3f KEY_COLOUR{0.98f, 0.97f, 0.94f}, RIM_COLOUR{0.50f, 0.52f, 0.55f};
 constexpr NMVector3f SKY_COLOUR{0.25f, 0.265f, 0.29f};  // on a level surface's side
 constexpr float SKY_UP = 0.45f;                         // how much more comes from above, and less from below
 
-// A point of a disc around a direction, number u of uCount, evenly spread in the order of the golden angle.
-NMVector3f inDisc(const NMVector3f& v3Middle, double dRadius, unsigned u, unsigned uCount) {
-    const NMVector3f v3Other = fabsf(v3Middle.y) < 0.9f ? NMVector3f{0, 1, 0} : NMVector3f{1, 0, 0};
-    const NMVector3f v3Side = normalize(cross(v3Other, v3Middle)), v3Up = cross(v3Middle, v3Side);
-    const double r = dRadius * sqrt((u + 0.5) / uCount), dAngle = GOLDEN_ANGLE * u;
-    return normalize(v3Middle * static_cast<float>(sqrt(1.0 - r * r)) + v3Side * static_cast<float>(r * cos(dAngle)) +
-                     v3Up * static_cast<float>(r * sin(dAngle)));
-}
-
-NMVector3f inSphere(unsigned u, unsigned uCount) {
-    const double y = 1.0 - 2.0 * (u + 0.5) / uCount, r = sqrt(1.0 - y * y), dAngle = GOLDEN_ANGLE * u;
-    return {static_cast<float>(r * cos(dAngle)), static_cast<float>(y), static_cast<float>(r * sin(dAngle))};
-}
+// What mirrors see of the lamps.
+constexpr NMVector3f BOX{2.6f, 2.55f, 2.45f}, STRIP{1.6f, 1.65f, 1.75f}, BEHIND_LAMPS{0.6f, 0.6f, 0.6f};
+constexpr float BOX_EDGE = 0.93f, STRIP_EDGE = 0.95f;
 
 float positive(float f) {
     return f > 0.0f ? f : 0.0f;
+}
+
+// How much of a disc a rough mirror sees that looks at this cosine from its middle. fEdge is the cosine at its rim,
+// which roughness blurs; all that the disc sends out stays the same.
+float blurredDisc(float fCosine, float fEdge, float fBlur) {
+    const float f = (fCosine - fEdge + fBlur) / (2.0f * fBlur);
+    if (!(f > 0.0f)) return 0.0f;
+    const auto step = [](float t) { return t < 1.0f ? t * t * (3.0f - 2.0f * t) : 1.0f; };
+    const float fOutside = (1.0f - fEdge + fBlur) / (2.0f * fBlur), t = fOutside < 1.0f ? fOutside : 1.0f;
+    const float fSum = 2.0f * fBlur * (t * t * t - 0.5f * t * t * t * t + positive(fOutside - 1.0f));
+    return step(f) * (1.0f - fEdge) / fSum;
+}
+
+// How much roughness blurs a cosine.
+float blurOf(float fRough) {
+    return 0.004f + 0.6f * fRough * fRough;
 }
 
 }  // namespace
@@ -60,12 +67,24 @@ NMVector3f StudioLights::irradiance(Kind eKind, const NMVector3f& v3Normal) cons
 }
 
 NMVector3f StudioLights::radiance(const NMVector3f& v3Dir) const {
-    constexpr NMVector3f BOX{2.6f, 2.55f, 2.45f}, STRIP{1.6f, 1.65f, 1.75f};
-    if (dot(v3Dir, v3Key) > 0.93f) return BOX;
-    if (dot(v3Dir, v3Rim) > 0.95f) return STRIP;
+    if (dot(v3Dir, v3Key) > BOX_EDGE) return BOX;
+    if (dot(v3Dir, v3Rim) > STRIP_EDGE) return STRIP;
     // Dark below, bright above, and a bright horizon: what makes metal look like metal.
     const float y = v3Dir.y, fHorizon = 1.0f - fabsf(y);
     const float f = (y > 0.0f ? 0.45f + 0.35f * y : 0.22f) + 0.4f * fHorizon * fHorizon * fHorizon;
+    return {f, f * 1.01f, f * 1.03f};
+}
+
+NMVector3f StudioLights::gleam(Kind eKind, const NMVector3f& v3Dir, float fRough) const {
+    const float fBlur = blurOf(fRough);
+    if (eKind == KEY) return (BOX - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Key), BOX_EDGE, fBlur);
+    if (eKind == RIM) return (STRIP - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Rim), STRIP_EDGE, fBlur);
+    // As radiance() has it, with its horizon blurred and a brighter floor: that of the background.
+    constexpr float BELOW = 0.3f;
+    const float y = v3Dir.y, fHorizon = 1.0f - fabsf(y), fAt = (y + fBlur) / (2.0f * fBlur);
+    const float fUp = fAt > 0.0f ? (fAt < 1.0f ? fAt * fAt * (3.0f - 2.0f * fAt) : 1.0f) : 0.0f;
+    const float fAbove = 0.45f + 0.35f * positive(y), fBright = fHorizon * fHorizon * fHorizon;
+    const float f = BELOW + (fAbove - BELOW) * fUp + 0.4f * (fBright * (1.0f - fRough) + 0.25f * fRough);
     return {f, f * 1.01f, f * 1.03f};
 }
 

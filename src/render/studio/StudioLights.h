@@ -34,6 +34,10 @@ class StudioLights {
     /// What a mirror sees of the studio in a direction.
     Velk::NMVector3f radiance(const Velk::NMVector3f& v3Dir) const;
 
+    /// What a rough mirror gathers of a kind around a direction, as if all of it were open: 0 is a mirror, 1 nearly
+    /// matte.
+    Velk::NMVector3f gleam(Kind eKind, const Velk::NMVector3f& v3Dir, float fRough) const;
+
     const Velk::NMVector3f& toKey() const { return v3Key; }
     const Velk::NMVector3f& toRim() const { return v3Rim; }
 

@@ -19,6 +19,7 @@ constexpr unsigned ENOUGH_PHASES = 20;    // shared ones; with fewer, a sample a
 constexpr float SHARING = 0.8f;           // cosine between normals of samples that share light
 constexpr float FULL_DIFFUSE = 1.25f;     // the importer's usual 0.8 is all of a colour
 constexpr unsigned MOST_HOLES = 32;       // one behind the other
+constexpr float LEAST_ROUGHNESS = 0.02f;  // smoother mirrors look like this one
 constexpr float SKY_REACH = 3500.0f;      // what is further away takes no light of the sky
 constexpr float KEY_REACH = 40000.0f;
 
@@ -189,7 +190,17 @@ void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutpu
     if (textures.has(face.uAttribute)) {
         const float fCosine = std::max(0.05f, fabsf(dot(face.v3Normal, sample.v3Dir)));
         const float fDiffuse = std::min(1.0f, scene.attributes.vAttributes[face.uAttribute].fKd * FULL_DIFFUSE);
-        sample.v3Albedo = textures.at(uFace, hit, fPixel / sqrtf(fCosine)).v3Albedo * fDiffuse;
+        const SurfaceTextures::Colour colour = textures.at(uFace, hit, fPixel / sqrtf(fCosine));
+        // Glass is the material's.
+        sample.bPhysical =
+            textures.isPhysical(face.uAttribute) && !(scene.attributes.vAttributes[face.uAttribute].fKf > 0.0f);
+        sample.v3Albedo = sample.bPhysical ? colour.v3Albedo : colour.v3Albedo * fDiffuse;
+        sample.v3Emission = colour.v3Emission;
+        sample.fMetal = colour.fMetal;
+        sample.fRough = std::max(LEAST_ROUGHNESS, colour.fRough);
+    } else {
+        sample.v3Emission = {0, 0, 0};
+        sample.bPhysical = false;
     }
     const float fSide = dot(face.v3Normal, sample.v3Dir) > 0.0f ? -1.0f : 1.0f;
     const NMVector3f v3Flat = face.v3Normal * fSide;
@@ -225,9 +236,9 @@ void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::v
         findBlocked();
         for (uint32_t u = 0; u < rays.uCount; ++u) {
             Light& light = vLights[uAsking[u]];
-            const float fCosine = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u));
-            light.fAll[eKind] += fCosine;
-            if (!bBlocked[u]) light.fOpen[eKind] += fCosine;
+            const float fWeight = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u));
+            light.fAll[eKind] += fWeight;
+            if (!bBlocked[u]) light.fOpen[eKind] += fWeight;
         }
         rays.uCount = 0;
     };

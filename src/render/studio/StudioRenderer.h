@@ -49,6 +49,9 @@ class StudioRenderer {
         Velk::NMVector3f v3From;    // where rays to the lights begin
         Velk::NMVector3f v3Normal;  // for shading, towards the eye
         Velk::NMVector3f v3Albedo;
+        Velk::NMVector3f v3Emission;  // light of its own
+        float fMetal, fRough;         // of a physical one
+        bool bPhysical;
         uint32_t uFace;  // NO_INDEX: the background
         float fRow;      // place in the picture, 0 to 1, of the background
     };
@@ -70,6 +73,7 @@ class StudioRenderer {
         uint32_t uPixel;
         Velk::NMVector3f v3From, v3Dir, v3Weight;
         bool bInside;  // of glass
+        float fRough;  // of the mirror that it left
     };
 
     // Whether two points lie on the same smooth piece of surface.
@@ -92,6 +96,9 @@ class StudioRenderer {
     float shadowOn(const Sample& sample, const Light& light) const;
     bool isGround(const Sample& sample) const;
     Velk::NMVector3f surfaceLight(const Sample& sample, const Light& light) const;
+    Velk::NMVector3f gleamingLight(const Sample& sample, const Light& light) const;
+    Velk::NMVector3f tracedShare(const Sample& sample) const;
+    Velk::NMVector3f seenAround(const Path& path) const;
     void goOn(const Sample& sample, const Path& path);
     void follow();
 

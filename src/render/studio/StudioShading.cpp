@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
+#include "render/studio/Optics.h"
 #include "render/studio/StudioRenderer.h"
 #include "render/studio/Tone.h"
 
@@ -21,31 +22,6 @@ constexpr float GLOSS = 0.6f;          // of a highlight, beside the light's own
 constexpr unsigned FEW_PHASES = 6;     // that a sample on an edge asks when it finds none to share
 constexpr uint64_t SOME_PHASES = 0xF0F;
 
-float power(float fBase, uint32_t uExponent) {
-    float f = 1.0f;
-    for (; uExponent; uExponent >>= 1) {
-        if (uExponent & 1) f *= fBase;
-        fBase *= fBase;
-    }
-    return f;
-}
-
-// How much of the sky a partly covered surface of this colour gets, when what covers it has about the same colour and
-// passes light on (Jimenez 2016).
-float openness(float fOpen, float fAlbedo) {
-    const float a = 2.0404f * fAlbedo - 0.3324f, b = -4.7951f * fAlbedo + 0.6417f, c = 2.7552f * fAlbedo + 0.6903f;
-    const float fPassed = ((fOpen * a + b) * fOpen + c) * fOpen;
-    return 0.08f + 0.92f * std::max(fOpen, fPassed);  // no corner is black
-}
-
-NMVector3f reflected(const NMVector3f& v3Dir, const NMVector3f& v3Normal) {
-    return normalize(v3Dir - v3Normal * (2.0f * dot(v3Dir, v3Normal)));
-}
-
-float strongest(const NMVector3f& v3) {
-    return std::max({v3.x, v3.y, v3.z});
-}
-
 }  // namespace
 
 StudioRenderer::Colour StudioRenderer::background(float fRow) const {
@@ -59,12 +35,12 @@ bool StudioRenderer::isGround(const Sample& sample) const {
 
 // The share of its light that an invisible ground keeps.
 float StudioRenderer::shadowOn(const Sample& sample, const Light& light) const {
-    constexpr float WEIGHTS[StudioLights::KINDS] = {0.45f, 0.0f, 0.55f};
+    constexpr float fWeights[StudioLights::KINDS] = {0.45f, 0.0f, 0.55f};
     float fShare = 0.0f, fWhole = 0.0f;
     for (unsigned k = 0; k < StudioLights::KINDS; ++k) {
         if (!(light.fAll[k] > 0.0f)) continue;
-        fShare += WEIGHTS[k] * light.fOpen[k] / light.fAll[k];
-        fWhole += WEIGHTS[k];
+        fShare += fWeights[k] * light.fOpen[k] / light.fAll[k];
+        fWhole += fWeights[k];
     }
     // From below, where the key light does not come, the ground is whole.
     return fWhole > 0.0f && sample.v3Dir.y < 0.0f ? fShare / fWhole : 1.0f;
@@ -72,6 +48,7 @@ float StudioRenderer::shadowOn(const Sample& sample, const Light& light) const {
 
 // The light that a surface gives back to the eye, without what it mirrors and lets through.
 NMVector3f StudioRenderer::surfaceLight(const Sample& sample, const Light& light) const {
+    if (sample.bPhysical) return gleamingLight(sample, light);
     const uint32_t uMaterial = scene.scene.vFaces[sample.uFace].uAttribute;
     const AttributeInstance& material = scene.attributes.vAttributes[uMaterial];
     const NMVector3f& v3Albedo = sample.v3Albedo;
@@ -91,16 +68,24 @@ NMVector3f StudioRenderer::surfaceLight(const Sample& sample, const Light& light
         const float fGloss = GLOSS * material.fKs * power(fHalfway, static_cast<uint32_t>(material.iGs));
         v3Sum = v3Sum + lights.irradiance(eKind, v3To) * (fGloss * fOpen[eKind]);
     }
-    return v3Sum + multiply(v3Albedo, v3Sky);
+    return v3Sum + multiply(v3Albedo, v3Sky) + sample.v3Emission;
 }
 
 // Adds the paths that a surface sends on: what it mirrors and what it lets through.
 void StudioRenderer::goOn(const Sample& sample, const Path& path) {
+    const NMVector3f v3Back = sample.v3Normal * OFFSET;
+    if (sample.bPhysical) {
+        const NMVector3f v3Weight = multiply(path.v3Weight, tracedShare(sample));
+        if (strongest(v3Weight) > LEAST_WEIGHT) {
+            vNextPaths.push_back({path.uPixel, sample.v3At + v3Back, reflected(sample.v3Dir, sample.v3Normal), v3Weight,
+                                  path.bInside, sample.fRough});
+        }
+        return;
+    }
     const AttributeInstance& material = scene.attributes.vAttributes[scene.scene.vFaces[sample.uFace].uAttribute];
     float fMirror = material.fKts, fGlass = material.fKf;
     if (!(fMirror > 0.0f) && !(fGlass > 0.0f)) return;
     const float fCosine = -dot(sample.v3Normal, sample.v3Dir);
-    const NMVector3f v3Back = sample.v3Normal * OFFSET;
     if (fGlass > 0.0f) {
         const float fRatio = path.bInside ? material.fEta : 1.0f / material.fEta;
         const float fSquare = 1.0f - fRatio * fRatio * (1.0f - fCosine * fCosine);
@@ -113,15 +98,15 @@ void StudioRenderer::goOn(const Sample& sample, const Path& path) {
                 normalize(sample.v3Dir * fRatio + sample.v3Normal * (fRatio * fCosine - sqrtf(fSquare)));
             const NMVector3f v3Weight = path.v3Weight * (fGlass * (1.0f - fPolished));
             if (strongest(v3Weight) > LEAST_WEIGHT) {
-                vNextPaths.push_back({path.uPixel, sample.v3At - v3Back, v3Dir, v3Weight, !path.bInside});
+                vNextPaths.push_back({path.uPixel, sample.v3At - v3Back, v3Dir, v3Weight, !path.bInside, 0.0f});
             }
         }
         fMirror = std::min(1.0f, fMirror + fGlass * fPolished);
     }
     const NMVector3f v3Weight = path.v3Weight * fMirror;
     if (strongest(v3Weight) > LEAST_WEIGHT) {
-        vNextPaths.push_back(
-            {path.uPixel, sample.v3At + v3Back, reflected(sample.v3Dir, sample.v3Normal), v3Weight, path.bInside});
+        vNextPaths.push_back({path.uPixel, sample.v3At + v3Back, reflected(sample.v3Dir, sample.v3Normal), v3Weight,
+                              path.bInside, 0.0f});
     }
 }
 
@@ -134,7 +119,7 @@ void StudioRenderer::shadeAll(const std::vector<Sample>& vSamples, const std::ve
         const Sample& sample = vSamples[u];
         if (sample.uFace == NO_INDEX || isGround(sample)) continue;
         vReceived[u] = surfaceLight(sample, vLights[u]);
-        goOn(sample, {u, {}, {}, {1, 1, 1}, false});
+        goOn(sample, {u, {}, {}, {1, 1, 1}, false, 0.0f});
     }
     follow();
     vColours.resize(vSamples.size());
@@ -171,7 +156,7 @@ void StudioRenderer::follow() {
                 complete(sample, uFaces[u - uFirst], hits[u - uFirst], frame.fMaxDistance * fPixelAngle * SEEN_FROM);
                 if (sample.uFace == NO_INDEX || isGround(sample)) {
                     NMVector3f& v3 = vReceived[path.uPixel];
-                    v3 = v3 + multiply(path.v3Weight, lights.radiance(path.v3Dir));
+                    v3 = v3 + multiply(path.v3Weight, seenAround(path));
                     continue;
                 }
                 vSeen.push_back(sample);
@@ -197,7 +182,8 @@ bool StudioRenderer::isEdge(unsigned uColumn, unsigned uRow) const {
     const auto materialOf = [this](const Sample& of) { return scene.scene.vFaces[of.uFace].uAttribute; };
     if (sample.uFace != NO_INDEX) {
         const AttributeInstance& material = scene.attributes.vAttributes[materialOf(sample)];
-        if (material.fKts > 0.15f || material.fKf > 0.15f) return true;
+        if (sample.bPhysical ? strongest(tracedShare(sample)) > 0.15f : material.fKts > 0.15f || material.fKf > 0.15f)
+            return true;
     }
     for (const size_t u : {uAt - 1, uAt + 1, uAt - uColumns, uAt + uColumns}) {
         const Sample& other = vGrid[u];

@@ -31,7 +31,10 @@ float bounded(float f) {
 }  // namespace
 
 SurfaceTextures::SurfaceTextures(const Scene& mesh, const SurfaceColours& places) : scene(mesh), colours(places) {
-    for (unsigned u = 0; u < 256; ++u) fLight[u] = lightOf(static_cast<float>(u) / 255.0f);
+    for (unsigned u = 0; u < 256; ++u) {
+        fShare[u] = static_cast<float>(u) / 255.0f;
+        fLight[u] = lightOf(fShare[u]);
+    }
     for (const TextureImage& image : colours.vTextures) {
         Texture texture;
         texture.pImage = &image;
@@ -39,7 +42,7 @@ SurfaceTextures::SurfaceTextures(const Scene& mesh, const SurfaceColours& places
         for (uint32_t uWidth = image.uWidth, uHeight = image.uHeight; uWidth > 1 || uHeight > 1;) {
             uWidth = std::max(1u, uWidth / 2);
             uHeight = std::max(1u, uHeight / 2);
-            texture.vSmaller.push_back(halve(texture.vLevels.back(), uWidth, uHeight));
+            texture.vSmaller.push_back(halve(texture.vLevels.back(), uWidth, uHeight, image.bNumbers));
             texture.vLevels.push_back({uWidth, uHeight, texture.vSmaller.back().data()});
         }
         vTextures.push_back(std::move(texture));
@@ -48,8 +51,8 @@ SurfaceTextures::SurfaceTextures(const Scene& mesh, const SurfaceColours& places
 }
 
 // Means of 2 x 2 texels, or 3 where the size is odd. Colours count by their alpha, and as light, of which the square of
-// what a screen shows is near enough.
-std::vector<uint8_t> SurfaceTextures::halve(const Level& level, uint32_t uWidth, uint32_t uHeight) {
+// what a screen shows is near enough. Numbers are numbers.
+std::vector<uint8_t> SurfaceTextures::halve(const Level& level, uint32_t uWidth, uint32_t uHeight, bool bNumbers) {
     std::vector<uint8_t> vTexels(size_t{uWidth} * uHeight * 4);
     uint8_t* pOut = vTexels.data();
     for (uint32_t y = 0; y < uHeight; ++y) {
@@ -61,16 +64,17 @@ std::vector<uint8_t> SurfaceTextures::halve(const Level& level, uint32_t uWidth,
                 for (uint32_t u = 2 * x; u < uLastX; ++u, ++uCount) {
                     const uint8_t* p = level.pTexels + (size_t{v} * level.uWidth + u) * 4;
                     for (unsigned c = 0; c < 3; ++c) {
-                        uSum[c] += uint32_t{p[c]} * p[c] * p[3];
-                        uPlain[c] += uint32_t{p[c]} * p[c];
+                        const uint32_t uLight = bNumbers ? p[c] : uint32_t{p[c]} * p[c];
+                        uSum[c] += uLight * p[3];
+                        uPlain[c] += uLight;
                     }
                     uAlpha += p[3];
                 }
             }
             for (unsigned c = 0; c < 3; ++c) {
-                const float fMean = uAlpha ? static_cast<float>(uSum[c]) / static_cast<float>(uAlpha)
-                                           : static_cast<float>(uPlain[c]) / static_cast<float>(uCount);
-                *pOut++ = static_cast<uint8_t>(lroundf(sqrtf(fMean)));
+                const float fMean = uAlpha && !bNumbers ? static_cast<float>(uSum[c]) / static_cast<float>(uAlpha)
+                                                        : static_cast<float>(uPlain[c]) / static_cast<float>(uCount);
+                *pOut++ = static_cast<uint8_t>(lroundf(bNumbers ? fMean : sqrtf(fMean)));
             }
             *pOut++ = static_cast<uint8_t>((uAlpha + uCount / 2) / uCount);
         }
@@ -83,14 +87,15 @@ void SurfaceTextures::bilinear(const Texture& texture, const Level& level, const
     const float fX = bounded(v2At.x) * static_cast<float>(level.uWidth) - 0.5f;
     const float fY = bounded(v2At.y) * static_cast<float>(level.uHeight) - 0.5f;
     const float fLeft = floorf(fX), fTop = floorf(fY), fRight = fX - fLeft, fDown = fY - fTop;
+    const float* const pValues = texture.pImage->bNumbers ? fShare : fLight;
     const int64_t iX = static_cast<int64_t>(fLeft), iY = static_cast<int64_t>(fTop);
     for (unsigned u = 0; u < 4; ++u) {
         const uint32_t x = wrapped(iX + (u & 1), level.uWidth, texture.pImage->wraps[0]);
         const uint32_t y = wrapped(iY + (u >> 1), level.uHeight, texture.pImage->wraps[1]);
         const uint8_t* p = level.pTexels + (size_t{y} * level.uWidth + x) * 4;
         const float f = fWeight * (u & 1 ? fRight : 1.0f - fRight) * (u >> 1 ? fDown : 1.0f - fDown);
-        for (unsigned c = 0; c < 3; ++c) fSum[c] += f * fLight[p[c]];
-        fSum[3] += f * (static_cast<float>(p[3]) / 255.0f);
+        for (unsigned c = 0; c < 3; ++c) fSum[c] += f * pValues[p[c]];
+        fSum[3] += f * fShare[p[3]];
     }
 }
 
@@ -114,18 +119,40 @@ float SurfaceTextures::texelsAlong(const FaceData& face, const NMVector2f* p, co
     return fSquare < HUGE_VALF ? sqrtf(fSquare) : 0.0f;
 }
 
+void SurfaceTextures::sample(uint32_t uTexture, const Place& place, float (&fSum)[4]) const {
+    const Texture& texture = vTextures[uTexture];
+    std::fill_n(fSum, 4, 0.0f);
+    sample(texture, place.v2, place.fPixel * texelsAlong(place.face, place.pCorners, *texture.pImage), fSum);
+}
+
 SurfaceTextures::Colour SurfaceTextures::at(uint32_t uFace, const RayTestOutput& hit, float fPixel) const {
     const FaceData& face = scene.vFaces[uFace];
     const ColourRule& rule = colours.vRules[face.uAttribute];
     const float fWeights[3] = {hit.fU, hit.fV, 1.0f - hit.fU - hit.fV};
-    float fColour[4] = {1.0f, 1.0f, 1.0f, 1.0f};
-    if (rule.uTexture != NO_INDEX && !colours.vPlaces.empty()) {
-        const Texture& texture = vTextures[rule.uTexture];
+    float fColour[4] = {1.0f, 1.0f, 1.0f, 1.0f}, fNumbers[4];
+    Colour result{{}, rule.v3Emission, rule.fMetal, rule.fRough, false};
+    if (rule.hasTextures() && !colours.vPlaces.empty()) {
         const NMVector2f* p = &colours.vPlaces[size_t{3} * uFace];
         NMVector2f v2At{0, 0};
         for (unsigned c = 0; c < 3; ++c) v2At = {v2At.x + p[c].x * fWeights[c], v2At.y + p[c].y * fWeights[c]};
-        std::fill_n(fColour, 4, 0.0f);
-        sample(texture, v2At, fPixel * texelsAlong(face, p, *texture.pImage), fColour);
+        const Place place{v2At, face, p, fPixel};
+        if (rule.uTexture != NO_INDEX) sample(rule.uTexture, place, fColour);
+        if (rule.uMask != NO_INDEX) {
+            sample(rule.uMask, place, fNumbers);
+            fColour[3] *= fNumbers[3];
+        }
+        if (rule.uRough != NO_INDEX) {
+            sample(rule.uRough, place, fNumbers);
+            result.fRough *= fNumbers[1];
+        }
+        if (rule.uMetal != NO_INDEX) {
+            if (rule.uMetal != rule.uRough) sample(rule.uMetal, place, fNumbers);
+            result.fMetal *= fNumbers[2];
+        }
+        if (rule.uEmission != NO_INDEX) {
+            sample(rule.uEmission, place, fNumbers);
+            result.v3Emission = multiply(result.v3Emission, {fNumbers[0], fNumbers[1], fNumbers[2]});
+        }
     }
     if (rule.bVertices && !colours.vCorners.empty()) {
         float fCorners[4] = {};
@@ -136,7 +163,9 @@ SurfaceTextures::Colour SurfaceTextures::at(uint32_t uFace, const RayTestOutput&
         }
         for (unsigned i = 0; i < 4; ++i) fColour[i] *= fCorners[i];
     }
-    return {multiply({fColour[0], fColour[1], fColour[2]}, rule.v3Factor), fColour[3] < rule.fCutoff};
+    result.v3Albedo = multiply({fColour[0], fColour[1], fColour[2]}, rule.v3Factor);
+    result.bHole = fColour[3] < rule.fCutoff;
+    return result;
 }
 
 }  // namespace rt

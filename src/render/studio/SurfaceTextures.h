@@ -15,9 +15,10 @@ namespace rt {
 /// share it.
 class SurfaceTextures {
  public:
-    /// What a place is like: the light that it gives back, and whether it is a hole.
+    /// What a place is like: the light that it gives back and that of its own, how it gleams, whether it is a hole.
     struct Colour {
-        Velk::NMVector3f v3Albedo;
+        Velk::NMVector3f v3Albedo, v3Emission;
+        float fMetal, fRough;  // where the rule is a physical one
         bool bHole;
     };
 
@@ -26,9 +27,12 @@ class SurfaceTextures {
 
     /// False when the material has one colour, which it keeps.
     bool has(uint32_t uMaterial) const {
-        if (uMaterial >= colours.vRules.size()) return false;
-        const ColourRule& rule = colours.vRules[uMaterial];
-        return rule.uTexture != NO_INDEX || rule.bVertices;
+        return uMaterial < colours.vRules.size() && colours.vRules[uMaterial].isNeeded();
+    }
+
+    /// Whether a material gleams as metal and roughness say.
+    bool isPhysical(uint32_t uMaterial) const {
+        return uMaterial < colours.vRules.size() && colours.vRules[uMaterial].bPhysical;
     }
 
     /// Whether there are holes anywhere.
@@ -49,16 +53,26 @@ class SurfaceTextures {
         const TextureImage* pImage;
     };
 
-    static std::vector<uint8_t> halve(const Level& level, uint32_t uWidth, uint32_t uHeight);
+    // What a texture is asked at.
+    struct Place {
+        Velk::NMVector2f v2;
+        const FaceData& face;
+        const Velk::NMVector2f* pCorners;
+        float fPixel;
+    };
+
+    static std::vector<uint8_t> halve(const Level& level, uint32_t uWidth, uint32_t uHeight, bool bNumbers);
     void bilinear(const Texture& texture, const Level& level, const Velk::NMVector2f& v2At, float (&fSum)[4],
                   float fWeight) const;
     void sample(const Texture& texture, const Velk::NMVector2f& v2At, float fTexels, float (&fSum)[4]) const;
+    void sample(uint32_t uTexture, const Place& place, float (&fSum)[4]) const;
     float texelsAlong(const FaceData& face, const Velk::NMVector2f* pPlaces, const TextureImage& image) const;
 
     const Scene& scene;
     const SurfaceColours& colours;
     std::vector<Texture> vTextures;
     float fLight[256];  // of a byte, as a screen shows it
+    float fShare[256];  // of a byte that is a number
     bool bHoles = false;
 };
 

@@ -1,6 +1,6 @@
 // How much a process that reads a model may take.
 
-#include "import/reader/ReaderLimits.h"
+#include "import/files/ReaderLimits.h"
 
 #include <sys/resource.h>
 #include <unistd.h>

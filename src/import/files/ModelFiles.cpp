@@ -1,6 +1,6 @@
 // The files that a model may be read from.
 
-#include "import/reader/ModelFiles.h"
+#include "import/files/ModelFiles.h"
 
 #include <sys/stat.h>
 
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-#include "import/reader/ReaderLimits.h"
+#include "import/files/ReaderLimits.h"
 
 namespace rt {
 

@@ -1,0 +1,36 @@
+#pragma once
+// Small formulas of what light does at surfaces.
+
+#include <algorithm>
+#include <cstdint>
+
+#include "base/Vectors.h"
+
+namespace rt {
+
+inline float power(float fBase, uint32_t uExponent) {
+    float f = 1.0f;
+    for (; uExponent; uExponent >>= 1) {
+        if (uExponent & 1) f *= fBase;
+        fBase *= fBase;
+    }
+    return f;
+}
+
+/// How much of the sky a partly covered surface of this colour gets, when what covers it has about the same colour and
+/// passes light on (Jimenez 2016).
+inline float openness(float fOpen, float fAlbedo) {
+    const float a = 2.0404f * fAlbedo - 0.3324f, b = -4.7951f * fAlbedo + 0.6417f, c = 2.7552f * fAlbedo + 0.6903f;
+    const float fPassed = ((fOpen * a + b) * fOpen + c) * fOpen;
+    return 0.08f + 0.92f * std::max(fOpen, fPassed);  // no corner is black
+}
+
+inline Velk::NMVector3f reflected(const Velk::NMVector3f& v3Dir, const Velk::NMVector3f& v3Normal) {
+    return normalize(v3Dir - v3Normal * (2.0f * dot(v3Dir, v3Normal)));
+}
+
+inline float strongest(const Velk::NMVector3f& v3) {
+    return std::max({v3.x, v3.y, v3.z});
+}
+
+}  // namespace rt
