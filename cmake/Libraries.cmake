@@ -39,7 +39,7 @@ if(RT_HAVE_EXR)
   target_compile_definitions(rt_picture PUBLIC RT_EXR=1)
   target_link_libraries(rt_picture PRIVATE OpenEXR::OpenEXR)
 else()
-  message(NOTICE "OpenEXR files are not written: they need libopenexr-dev")
+  message(NOTICE "OpenEXR files are neither written nor read: they need libopenexr-dev")
 endif()
 
 set(CMAKE_REQUIRED_LIBRARIES cpp-httplib Threads::Threads)

@@ -245,6 +245,8 @@ std::string RenderJob::settingsKey(size_t uShot) const {
     hash.add(sSceneKey);
     hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
     hash.add(options.sBackground);
+    hash.add(options.sSky.empty() ? "" : hashOfFile(options.sSky));
+    hash.addValue(options.fSkyTurn);
     for (const Velk::NMVector3f& v : {frame.v3Eye, frame.v3ImageOrigin, frame.v3ImageSpanX, frame.v3ImageSpanY}) {
         hash.add(&v, sizeof(v));
     }

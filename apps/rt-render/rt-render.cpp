@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <memory>
 
 #include "rt-render/Batch.h"
+#include "rt-render/SkyFile.h"
 #include "rt-render/options/RenderOptions.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -34,6 +36,8 @@ int run(int argc, char** argv) {
         Console::error("rt-render: --out: standard output is a terminal, which shows no pictures");
         return STATUS_USAGE;
     }
+    std::unique_ptr<SkyMap> pSky;
+    if (readSky(options, pSky)) return STATUS_FAILED;
     return renderBatch(options, pOutput);
 }
 

@@ -128,6 +128,8 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
 #ifdef RT_IMPORT
         {"x.obj --material gold", "unknown material \"gold\", there are matte, mirror, glass ("},
         {"x.obj --light lamps --background white", "--background is for --light studio"},
+        {"test --sky x.hdr", "--sky is for --light studio, test has lamps"},
+        {"x.obj --background sky", "--background sky is for --sky FILE"},
         {"x.obj --light studio --texattr 0", "--texattr is for --light lamps"},
         {"x.obj --background white,pink", "\"white,pink\" is neither"},
         {"x.obj --background transparent -o x.jpg", "needs a PNG file: \"x.jpg\""},

@@ -38,7 +38,8 @@ bool readColour(const std::string& sText, NMVector3f& v3) {
 
 bool readBackground(const std::string& sText, StudioSettings& studio) {
     studio.bTransparent = sText == "transparent";
-    if (studio.bTransparent) return false;
+    studio.bSkyBehind = sText == "sky";
+    if (studio.bTransparent || studio.bSkyBehind) return false;
     const size_t uComma = sText.find(',');
     const std::string sTop = sText.substr(0, uComma);
     const std::string sBottom = uComma == std::string::npos ? sTop : sText.substr(uComma + 1);

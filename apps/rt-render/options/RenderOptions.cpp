@@ -78,16 +78,25 @@ bool completeOptions(RenderOptions& options) {
         Console::error("rt-render: --texattr is for --light lamps");
         return true;
     }
+    const bool bStudio = options.bStudio.value_or(isModelName(options.sScene) && !bBricks);
+    if (!options.sSky.empty() && !bStudio) {
+        Console::error("rt-render: --sky is for --light studio, %s has lamps", options.sScene.c_str());
+        return true;
+    }
     if (!options.sBackground.empty()) {
-        if (!options.bStudio.value_or(isModelName(options.sScene) && !bBricks)) {
+        if (!bStudio) {
             Console::error("rt-render: --background is for --light studio");
             return true;
         }
         if (readBackground(options.sBackground, options.studio)) {
             Console::error(
-                "rt-render: --background: \"%s\" is neither transparent nor a colour such as white or "
+                "rt-render: --background: \"%s\" is neither sky, transparent nor a colour such as white or "
                 "#E0E4E8, nor two with a comma between them",
                 options.sBackground.c_str());
+            return true;
+        }
+        if (options.studio.bSkyBehind && options.sSky.empty()) {
+            Console::error("rt-render: --background sky is for --sky FILE");
             return true;
         }
         const PictureFormat* pFormat = pictureFormat(options.sPicture);

@@ -34,7 +34,9 @@ struct RenderOptions {
 #endif
     std::optional<RayKind> rays;     // watertight for models, of the tree for scenes
     std::optional<bool> bStudio;     // its light, not the scene's lamps: so are models
-    StudioSettings studio;           // but for its ground and its edges
+    StudioSettings studio;           // but for its ground, its edges and its sky
+    std::string sSky;                // a file of light all around; empty: the studio's own
+    float fSkyTurn = 0.0f;           // degrees
     std::string sViews, sLayers;     // as they were given
     std::string sBackground;         // as it was given, empty if it was not
     unsigned uSamples = 0;           // rays along each side of a pixel; 0: one, but more at edges in a studio

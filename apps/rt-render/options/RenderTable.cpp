@@ -94,11 +94,19 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
          .otherwise("studio for models, lamps for scenes")
          .more("The lamps are those of the scene or the model file, or three that are put beside a model."),
      [](Settings& s, Values v) { s.bStudio = v[0].u == 0; }},
-    {Option::text("--background", "COLOUR", "colour behind the model, or transparent")
+    {Option::file("--sky", "FILE", "light from a picture all around, Radiance (.hdr) or OpenEXR (.exr)")
+         .more(
+             "It lies around the scene as in a room: its middle is straight ahead of a model's front, and it does not "
+             "turn with the camera. Its brightest places are lamps. Only in a studio."),
+     [](Settings& s, Values v) { s.sSky = v[0].sText; }},
+    {Option::number("--sky-turn", "DEG", "turns it to the right").within(-360, 360).otherwise("0"),
+     [](Settings& s, Values v) { s.fSkyTurn = v[0].f; }},
+    {Option::text("--background", "COLOUR", "colour behind the model, sky or transparent")
          .otherwise("a light grey that darkens downwards")
          .more(
              "A colour is #RRGGBB or one of white, black, grey, red, green and blue; two with a comma between them are "
-             "those of the first and the last row. Only in a studio; transparent only in a PNG file."),
+             "those of the first and the last row. Only in a studio; transparent only in a PNG file, sky only with "
+             "--sky."),
      [](Settings& s, Values v) { s.sBackground = v[0].sText; }},
     // Bricks.
     {Option::count("--texattr", "INDEX", "number of the material that becomes a wall of bricks, counted from 0"),

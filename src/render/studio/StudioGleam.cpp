@@ -14,6 +14,7 @@ namespace {
 constexpr float OF_GLOSS = 0.04f;  // that a surface which is no metal mirrors, seen from above
 constexpr float SHARPEST = 0.12f,
                 NO_MORE_SHARP = 0.5f;       // roughness between which mirrors stop to show their neighbours
+constexpr float SHARP_SKY = 0.1f;           // roughness of mirrors that show all of a sky's picture
 constexpr float FEW = 0.06f, MANY = 0.25f;  // of the light, that makes a mirror worth tracing
 
 float smoothStep(float fFrom, float fTo, float f) {
@@ -57,7 +58,7 @@ NMVector3f StudioRenderer::tracedShare(const Sample& sample) const {
 
 // What a path that meets nothing shows.
 NMVector3f StudioRenderer::seenAround(const Path& path) const {
-    if (!(path.fRough > 0.0f)) return lights.radiance(path.v3Dir);
+    if (!(path.fRough > (settings.pSky ? SHARP_SKY : 0.0f))) return lights.radiance(path.v3Dir);
     NMVector3f v3Sum{};
     for (unsigned k = 0; k < StudioLights::KINDS; ++k) {
         v3Sum = v3Sum + lights.gleam(static_cast<StudioLights::Kind>(k), path.v3Dir, path.fRough);

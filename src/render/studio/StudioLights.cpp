@@ -42,31 +42,49 @@ float blurOf(float fRough) {
 
 }  // namespace
 
-StudioLights::StudioLights(const Frame& frame) {
+StudioLights::StudioLights(const Frame& frame, const SkyMap* pSkyMap) : pSky(pSkyMap) {
     const NMVector3f v3Middle = frame.v3ImageOrigin + frame.v3ImageSpanX * 0.5f + frame.v3ImageSpanY * 0.5f;
     const NMVector3f v3Forward = normalize(v3Middle - frame.v3Eye), v3Right = normalize(frame.v3ImageSpanX);
     const NMVector3f v3Up = normalize(frame.v3ImageSpanY * -1.0f);
     v3Key = normalize(v3Right * -0.55f + v3Up * 0.8f - v3Forward * 0.62f);
     v3Rim = normalize(v3Right * 0.62f + v3Up * 0.5f + v3Forward * 0.7f);
+    if (pSky) {
+        v3Key = pSky->lamp(0).v3To;
+        v3Rim = pSky->lamp(1).v3To;
+    }
+    const auto ofLamp = [this](Kind eKind, unsigned u, unsigned uCount) -> Direction {
+        if (!pSky)
+            return {eKind == KEY ? inDisc(v3Key, KEY_RADIUS, u, uCount) : inDisc(v3Rim, RIM_RADIUS, u, uCount), eKind};
+        const SkyMap::Lamp& lamp = pSky->lamp(eKind == KEY ? 0 : 1);
+        return {lamp.v3Directions[u * (SkyMap::LAMP_DIRECTIONS / uCount)], eKind,
+                lamp.v3Irradiance.y > 0.0f ? 1.0f : 0.0f};
+    };
+    const auto ofSky = [this](unsigned u, unsigned uCount) -> Direction {
+        if (!pSky) return {inSphere(u, uCount), SKY};
+        const SkyMap::Direction& direction = pSky->direction(u, uCount);
+        return {direction.v3, SKY, direction.fShare};
+    };
     for (unsigned uPhase = 0; uPhase < PHASES; ++uPhase) {
         Direction* p = directions[uPhase];
-        const unsigned uLamp = uPhase % LAMP_PHASES, uSky = uLamp * (PHASES / LAMP_PHASES) + uPhase / LAMP_PHASES;
-        for (unsigned i = 0; i < 2; ++i) {
-            *p++ = {inDisc(v3Key, KEY_RADIUS, i * LAMP_PHASES + uLamp, 2 * LAMP_PHASES), KEY};
-        }
-        *p++ = {inDisc(v3Rim, RIM_RADIUS, uLamp, LAMP_PHASES), RIM};
-        for (unsigned i = 0; i < 4; ++i) *p++ = {inSphere(i * PHASES + uSky, 4 * PHASES), SKY};
-        for (unsigned i = 0; i < 12; ++i) *p++ = {inSphere(i * PHASES + uSky, 12 * PHASES), SKY};
+        const unsigned uLamp = uPhase % LAMP_PHASES, uPart = uLamp * (PHASES / LAMP_PHASES) + uPhase / LAMP_PHASES;
+        for (unsigned i = 0; i < 2; ++i) *p++ = ofLamp(KEY, i * LAMP_PHASES + uLamp, 2 * LAMP_PHASES);
+        *p++ = ofLamp(RIM, uLamp, LAMP_PHASES);
+        for (unsigned i = 0; i < 4; ++i) *p++ = ofSky(i * PHASES + uPart, SkyMap::FEW);
+        for (unsigned i = 0; i < 12; ++i) *p++ = ofSky(i * PHASES + uPart, SkyMap::MANY);
     }
 }
 
 NMVector3f StudioLights::irradiance(Kind eKind, const NMVector3f& v3Normal) const {
+    if (pSky && eKind == SKY) return pSky->irradiance(v3Normal);
+    if (pSky && eKind == KEY) return pSky->lamp(0).v3Irradiance * positive(dot(v3Normal, v3Key));
+    if (pSky) return pSky->lamp(1).v3Irradiance * positive(dot(v3Normal, v3Rim));
     if (eKind == KEY) return KEY_COLOUR * positive(dot(v3Normal, v3Key));
     if (eKind == RIM) return RIM_COLOUR * positive(dot(v3Normal, v3Rim));
     return SKY_COLOUR * (1.0f + SKY_UP * v3Normal.y);
 }
 
 NMVector3f StudioLights::radiance(const NMVector3f& v3Dir) const {
+    if (pSky) return pSky->radiance(v3Dir);
     if (dot(v3Dir, v3Key) > BOX_EDGE) return BOX;
     if (dot(v3Dir, v3Rim) > STRIP_EDGE) return STRIP;
     // Dark below, bright above, and a bright horizon: what makes metal look like metal.
@@ -77,6 +95,12 @@ NMVector3f StudioLights::radiance(const NMVector3f& v3Dir) const {
 
 NMVector3f StudioLights::gleam(Kind eKind, const NMVector3f& v3Dir, float fRough) const {
     const float fBlur = blurOf(fRough);
+    if (pSky) {
+        if (eKind == SKY) return pSky->gleam(v3Dir, fRough);
+        const SkyMap::Lamp& lamp = pSky->lamp(eKind == KEY ? 0 : 1);
+        const float fSeen = blurredDisc(dot(v3Dir, lamp.v3To), lamp.fEdge, fBlur);
+        return lamp.v3Irradiance * (fSeen / (2.0f * (1.0f - lamp.fEdge)));
+    }
     if (eKind == KEY) return (BOX - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Key), BOX_EDGE, fBlur);
     if (eKind == RIM) return (STRIP - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Rim), STRIP_EDGE, fBlur);
     // As radiance() has it, with its horizon blurred and a brighter floor: that of the background.

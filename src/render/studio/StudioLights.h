@@ -2,12 +2,14 @@
 
 #include "base/Vectors.h"
 #include "render/Frame.h"
+#include "render/studio/SkyMap.h"
 
 namespace rt {
 
 /// The light of a studio that turns with the camera: a large soft key light from above the photographer's left
 /// shoulder, a rim light from behind, and a bright sky all around that fills what they leave dark. All of them are
-/// infinitely far away, and each is a fixed set of directions. A pixel asks one of PHASES groups, which spreads over
+/// infinitely far away, and each is a fixed set of directions. A picture of a sky may take the place of all: its
+/// brightest places are then the lamps. A pixel asks one of PHASES groups, which spreads over
 /// all of the sky and some of the lamps; neighbouring pixels ask different groups and share the answers.
 class StudioLights {
  public:
@@ -19,12 +21,13 @@ class StudioLights {
     struct Direction {
         Velk::NMVector3f v3;
         Kind eKind;
+        float fShare = 1.0f;  // how much more light comes from there than from others of the kind
     };
     static constexpr unsigned PER_PHASE = 7;        // 2 of the key light, 1 of the rim light, 4 of the sky
     static constexpr unsigned PER_PHASE_FLAT = 19;  // and 12 of the sky, for a large plane: there a few would show
 
-    /// The studio of a picture.
-    explicit StudioLights(const Frame& frame);
+    /// The studio of a picture. pSkyMap: null, or the light that takes its place, which must outlive it.
+    StudioLights(const Frame& frame, const SkyMap* pSkyMap);
 
     const Direction& direction(unsigned uPhase, unsigned u) const { return directions[uPhase][u]; }
 
@@ -43,6 +46,7 @@ class StudioLights {
 
  private:
     Velk::NMVector3f v3Key, v3Rim;  // their middles
+    const SkyMap* const pSky;
     Direction directions[PHASES][PER_PHASE_FLAT];
 };
 

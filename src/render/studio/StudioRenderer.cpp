@@ -29,6 +29,14 @@ float angleOf(const Frame& frame) {
     return length(frame.v3ImageSpanX) / (static_cast<float>(frame.uWidth) * length(v3Middle - frame.v3Eye));
 }
 
+// The height of an invisible ground in a sky's light, which has one of its own; far below where there is none.
+float floorOf(const Scene& mesh, const StudioSettings& settings) {
+    for (uint32_t u = 0; settings.pSky && settings.uGround != NO_INDEX && u < mesh.vFaces.uCount; ++u) {
+        if (mesh.vFaces[u].uAttribute == settings.uGround) return mesh.vFaces[u].pA->v3Position.y;
+    }
+    return -HUGE_VALF;
+}
+
 unsigned countBits(uint64_t u) {
     return static_cast<unsigned>(__builtin_popcountll(u));
 }
@@ -41,8 +49,9 @@ StudioRenderer::StudioRenderer(const PreparedScene& prepared, const SurfaceTextu
       textures(ofItsMesh),
       frame(pictureFrame),
       fPixelAngle(angleOf(pictureFrame)),
-      lights(pictureFrame),
-      settings(wanted) {
+      lights(pictureFrame, wanted.pSky),
+      settings(wanted),
+      fFloor(floorOf(prepared.scene, wanted)) {
     for (const AttributeInstance& attribute : scene.attributes.vAttributes) {
         vAlbedos.push_back(lightOf(attribute.v3Color) * std::min(1.0f, attribute.fKd * FULL_DIFFUSE));
     }
@@ -232,11 +241,11 @@ void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutpu
 // Adds to each sample's light what the groups of its mask say. Rays of one direction go together.
 void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::vector<uint64_t>& vPhases,
                                std::vector<Light>& vLights) {
-    const auto flush = [&](StudioLights::Kind eKind) {
+    const auto flush = [&](StudioLights::Kind eKind, float fShare) {
         findBlocked();
         for (uint32_t u = 0; u < rays.uCount; ++u) {
             Light& light = vLights[uAsking[u]];
-            const float fWeight = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u));
+            const float fWeight = dot(vSamples[uAsking[u]].v3Normal, rays.dir(u)) * fShare;
             light.fAll[eKind] += fWeight;
             if (!bBlocked[u]) light.fOpen[eKind] += fWeight;
         }
@@ -252,18 +261,25 @@ void StudioRenderer::askLights(const std::vector<Sample>& vSamples, const std::v
         for (unsigned i = 0; i < StudioLights::PER_PHASE_FLAT; ++i) {
             const StudioLights::Direction& direction = lights.direction(uPhase, i);
             if (i >= StudioLights::PER_PHASE && settings.uGround == NO_INDEX) break;
-            const float fReach = direction.eKind == StudioLights::SKY ? SKY_REACH : KEY_REACH;
+            if (!(direction.fShare > 0.0f)) continue;
             for (const uint32_t u : vOfPhase[uPhase]) {
                 const Sample& sample = vSamples[u];
                 if (!(dot(sample.v3Normal, direction.v3) > 0.0f)) continue;
                 if (i >= StudioLights::PER_PHASE && !isGround(sample)) continue;
                 uAsking[rays.uCount] = u;
-                rays.add(sample.v3From, direction.v3, fReach);
-                if (rays.uCount == RayStream::CAPACITY) flush(direction.eKind);
+                rays.add(sample.v3From, direction.v3, reachOf(sample, direction));
+                if (rays.uCount == RayStream::CAPACITY) flush(direction.eKind, direction.fShare);
             }
-            flush(direction.eKind);
+            flush(direction.eKind, direction.fShare);
         }
     }
+}
+
+// How far away is what takes a direction's light.
+float StudioRenderer::reachOf(const Sample& sample, const StudioLights::Direction& direction) const {
+    if (!settings.pSky) return direction.eKind == StudioLights::SKY ? SKY_REACH : KEY_REACH;
+    if (!(direction.v3.y < 0.0f) || !(fFloor > -HUGE_VALF)) return KEY_REACH;
+    return std::clamp((fFloor + OFFSET - sample.v3From.y) / direction.v3.y, OFFSET, KEY_REACH);
 }
 
 // Sums the light of the pixels around a place of the grid that are on the sample's surface. Returns the groups they

@@ -19,6 +19,8 @@ struct StudioSettings {
     Velk::NMVector3f v3Bottom{192, 197, 205};  // and at the last
     uint32_t uGround = NO_INDEX;               // a material that is invisible, but for the shadows on it
     bool bTransparent = false;                 // no background: pixels have alpha, a fourth byte
+    const SkyMap* pSky = nullptr;              // light in place of the studio's, which must outlive its use
+    bool bSkyBehind = false;                   // and it is the background
     bool bSmoothEdges = true;                  // nine rays for pixels in which the eye sees an edge
 };
 
@@ -92,9 +94,10 @@ class StudioRenderer {
     bool isEdge(unsigned uColumn, unsigned uRow) const;
     void shadeAll(const std::vector<Sample>& vSamples, const std::vector<Light>& vLights,
                   std::vector<Colour>& vColours);
-    Colour background(float fRow) const;
+    Colour background(const Sample& sample) const;
     float shadowOn(const Sample& sample, const Light& light) const;
     bool isGround(const Sample& sample) const;
+    float reachOf(const Sample& sample, const StudioLights::Direction& direction) const;
     Velk::NMVector3f surfaceLight(const Sample& sample, const Light& light) const;
     Velk::NMVector3f gleamingLight(const Sample& sample, const Light& light) const;
     Velk::NMVector3f tracedShare(const Sample& sample) const;
@@ -108,6 +111,7 @@ class StudioRenderer {
     const float fPixelAngle;  // width of a pixel at distance 1
     const StudioLights lights;
     const StudioSettings settings;
+    const float fFloor;                      // height of a ground that lets the sky's light through from below
     std::vector<Velk::NMVector3f> vAlbedos;  // of the materials, as light
 
     // Of a block: its pixels and those around it that they share light with.

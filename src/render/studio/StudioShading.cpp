@@ -24,9 +24,10 @@ constexpr uint64_t SOME_PHASES = 0xF0F;
 
 }  // namespace
 
-StudioRenderer::Colour StudioRenderer::background(float fRow) const {
+StudioRenderer::Colour StudioRenderer::background(const Sample& sample) const {
     if (settings.bTransparent) return {{}, 0.0f};
-    return {settings.v3Top * (1.0f - fRow) + settings.v3Bottom * fRow, 1.0f};
+    if (settings.bSkyBehind) return {screenOf(lights.radiance(sample.v3Dir)), 1.0f};
+    return {settings.v3Top * (1.0f - sample.fRow) + settings.v3Bottom * sample.fRow, 1.0f};
 }
 
 bool StudioRenderer::isGround(const Sample& sample) const {
@@ -35,7 +36,10 @@ bool StudioRenderer::isGround(const Sample& sample) const {
 
 // The share of its light that an invisible ground keeps.
 float StudioRenderer::shadowOn(const Sample& sample, const Light& light) const {
-    constexpr float fWeights[StudioLights::KINDS] = {0.45f, 0.0f, 0.55f};
+    float fWeights[StudioLights::KINDS] = {0.45f, 0.0f, 0.55f};
+    for (unsigned k = 0; settings.pSky && k < StudioLights::KINDS; ++k) {
+        fWeights[k] = lights.irradiance(static_cast<StudioLights::Kind>(k), sample.v3Normal).y;
+    }
     float fShare = 0.0f, fWhole = 0.0f;
     for (unsigned k = 0; k < StudioLights::KINDS; ++k) {
         if (!(light.fAll[k] > 0.0f)) continue;
@@ -129,7 +133,7 @@ void StudioRenderer::shadeAll(const std::vector<Sample>& vSamples, const std::ve
         if (sample.uFace != NO_INDEX && !isGround(sample)) continue;
         // The ground's shadow is black in front of the background.
         const float fShare = sample.uFace == NO_INDEX ? 1.0f : shadowOn(sample, vLights[u]);
-        const Colour behind = background(sample.fRow);
+        const Colour behind = background(sample);
         vColours[u] = {behind.v3 * fShare, 1.0f - fShare * (1.0f - behind.fAlpha)};
     }
 }
