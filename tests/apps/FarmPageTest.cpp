@@ -157,5 +157,41 @@ TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {
     EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
 }
 
+// Headers and bodies without end took gigabytes, one header with two thousand ranges minutes.
+TEST_F(FarmPageTest, RequestsWithoutEndCostNeitherMemoryNorAThread) {
+    const auto pFarm = start();
+    const long iFiles = openFiles(pFarm->id()), iPeak = peakKilobytes(pFarm->id());
+    const std::string sGet = "GET /status.json HTTP/1.1\r\nHost: localhost\r\n";
+    const std::string sPost = "POST / HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (const bool bHeaders : {true, false}) {
+        const Peer peer(connectTo(uPage));
+        const std::string sRow = std::string(0xFF8, 'x');
+        peer.send(bHeaders ? sGet : sPost);
+        for (unsigned u = 0; u < 16384; ++u) peer.send(bHeaders ? sRow + ": x\r\n" : "FF8\r\n" + sRow + "\r\n");
+        EXPECT_FALSE(contains(peer.receive(1 << 20), " 200 ")) << bHeaders;
+    }
+    std::string sRanges = "Range: bytes=0-";
+    for (unsigned u = 0; u < 2000; ++u) sRanges += ",0-";
+    const std::string sEnd = "\r\n", sRubbish = std::string("\0\xFF\r\n\r\n", 6) + sGet;
+    for (const std::string& sRest : {sRanges + sEnd + sEnd, sEnd + sRubbish, sEnd + sGet + sEnd, sEnd}) {
+        const Peer peer(connectTo(uPage));
+        peer.send(sGet + sRest);
+        peer.shut();  // its half of the connection
+        const std::string sAnswer = peer.receive(1 << 20);
+        EXPECT_TRUE(contains(sAnswer, "HTTP/1.1 200 OK\r\n")) << sRest.substr(0, 20) << sAnswer;
+        EXPECT_LT(sAnswer.size(), 2000u);
+    }
+    const Peer slow(connectTo(uPage));
+    slow.send(sGet);
+    EXPECT_TRUE(waitUntil([&] { return openFiles(pFarm->id()) > iFiles; }));
+    EXPECT_TRUE(waitUntil([&] {
+        slow.send("x");
+        return openFiles(pFarm->id()) == iFiles;
+    }));
+    EXPECT_LT(peakKilobytes(pFarm->id()) - iPeak, 64 * 1024);
+    EXPECT_EQ(work(), 0) << sOutput;
+    EXPECT_EQ(pFarm->wait(), 0) << readFile("said");
+}
+
 }  // namespace
 #endif

@@ -27,10 +27,6 @@ class Member : public Process {
     bool waitFor(const std::string& sText, const std::string& sFile = "RayTracer.log") const {
         return waitUntil([&] { return contains(file(sFile), sText); });
     }
-    long peakKilobytes() const {
-        const std::string sStatus = readFile("/proc/" + id() + "/status"), sName = "VmHWM:";
-        return std::stol(sStatus.substr(sStatus.find(sName) + sName.size()));
-    }
     long files() const { return openFiles(id()); }
 
  private:
@@ -172,7 +168,7 @@ TEST_F(FarmTest, SignalsEndBothSidesAndSayHowFarTheyCame) {
 TEST_F(FarmTest, TwoHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
     render("--packsize 5");
     const auto pServer = startServer("server", "0 128");
-    const long iPeak = pServer->peakKilobytes(), iFiles = pServer->files();
+    const long iPeak = peakKilobytes(pServer->id()), iFiles = pServer->files();
     std::vector<std::unique_ptr<Peer>> vPeers;
     for (unsigned u = 0; u < 200; ++u) {
         vPeers.push_back(std::make_unique<Peer>(connectTo(uPort)));
@@ -180,7 +176,7 @@ TEST_F(FarmTest, TwoHundredConnectionsCostTheServerNeitherMemoryNorThePicture) {
     }
     vPeers.clear();
     EXPECT_TRUE(waitUntil([&] { return pServer->files() == iFiles; }));
-    EXPECT_LT(pServer->peakKilobytes() - iPeak, 256 * 1024);  // of 128 threads, a sanitizer's memory included
+    EXPECT_LT(peakKilobytes(pServer->id()) - iPeak, 256 * 1024);  // of 128 threads, a sanitizer's memory included
     const auto pFirst = startClient("first"), pSecond = startClient("second");
     expectPicture(*pServer);
 }

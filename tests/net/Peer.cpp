@@ -12,6 +12,8 @@
 #include <thread>
 #include <utility>
 
+#include "support/Files.h"
+
 using namespace rt;
 
 constexpr int GENEROUS_SECONDS = 60;
@@ -45,6 +47,11 @@ long openFiles(const std::string& sProcess) {
     return std::distance(std::filesystem::directory_iterator("/proc/" + sProcess + "/fd"), {});
 }
 
+long peakKilobytes(const std::string& sProcess) {
+    const std::string sStatus = readFile("/proc/" + sProcess + "/status"), sName = "VmHWM:";
+    return std::stol(sStatus.substr(sStatus.find(sName) + sName.size()));
+}
+
 void Peer::send(const std::string& sBytes) const {
     // The other end may have closed already; what it sent before tells.
     [[maybe_unused]] const ssize_t iSent = ::send(iSocket, sBytes.data(), sBytes.size(), MSG_NOSIGNAL);
@@ -60,6 +67,10 @@ std::string Peer::receive(size_t uBytes) const {
     }
     sBytes.resize(uHave);
     return sBytes;
+}
+
+void Peer::shut() const {
+    shutdown(iSocket, SHUT_WR);
 }
 
 void Peer::close() {

@@ -31,6 +31,9 @@ int connectTo(uint16_t uPort);
 /// How many files a process has open.
 long openFiles(const std::string& sProcess = "self");
 
+/// The most memory that a process has held so far.
+long peakKilobytes(const std::string& sProcess);
+
 /// One end of a connection, driven byte by byte.
 class Peer {
  public:
@@ -43,6 +46,9 @@ class Peer {
 
     /// What comes, up to so many bytes; fewer when the connection ends or nothing comes for a long time.
     std::string receive(size_t uBytes) const;
+
+    /// Sends nothing more, but listens on.
+    void shut() const;
 
     /// True when the other end closed, with nothing sent before that.
     bool isClosed() const { return receive(1).empty() && !bTimeout; }

@@ -1,17 +1,12 @@
 // The page's own little server.
 #include "rt-farm/page/FarmPage.h"
 
-#include <httplib.h>
+#include <sys/socket.h>
 
-#include <condition_variable>
-#include <functional>
-#include <list>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
-#include <vector>
 
+#include "rt-farm/page/PageServer.h"
 #include "rt-farm/page/PageText.h"
 #include "rt-farm/page/Preview.h"
 #include "rt-farm/page/StatusText.h"
@@ -19,58 +14,6 @@
 namespace rt {
 
 namespace {
-
-constexpr unsigned THREADS = 8;
-constexpr size_t MOST_WAITING = 16;    // connections that are accepted and not yet served
-constexpr time_t IO_SECONDS = 2;       // that a browser may keep its thread waiting for more bytes
-constexpr size_t LONGEST_BODY = 1024;  // bytes; nobody needs any
-
-// Threads for connections. When enough of these wait, the next ones stay with the system, which costs no descriptor.
-class LimitedPool : public httplib::TaskQueue {
- public:
-    LimitedPool() {
-        for (unsigned u = 0; u < THREADS; ++u) vThreads.emplace_back([this] { work(); });
-    }
-    LimitedPool(const LimitedPool&) = delete;
-    LimitedPool& operator=(const LimitedPool&) = delete;
-
-    void enqueue(std::function<void()> pfnServe) override {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return vWaiting.size() < MOST_WAITING || bEnd; });
-        vWaiting.push_back(std::move(pfnServe));
-        changed.notify_all();
-    }
-
-    void shutdown() override {
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            bEnd = true;
-        }
-        changed.notify_all();
-        for (std::thread& thread : vThreads) thread.join();
-    }
-
- private:
-    void work() {
-        std::unique_lock<std::mutex> lock(mutex);
-        for (;;) {
-            changed.wait(lock, [this] { return !vWaiting.empty() || bEnd; });
-            if (vWaiting.empty()) return;
-            const std::function<void()> pfnServe = std::move(vWaiting.front());
-            vWaiting.pop_front();
-            changed.notify_all();
-            lock.unlock();
-            pfnServe();
-            lock.lock();
-        }
-    }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::list<std::function<void()>> vWaiting;
-    std::vector<std::thread> vThreads;
-    bool bEnd = false;
-};
 
 // A page of another site that got its name to mean this machine may not read what is here.
 bool isOwnName(const std::string& sHost) {
@@ -83,7 +26,7 @@ bool isOwnName(const std::string& sHost) {
 struct FarmPage::Inside {
     const FarmStatusBoard& board;
     Preview preview;
-    httplib::Server server;
+    PageServer server;
     std::thread thread;
 
     Inside(const FarmStatusBoard& statusBoard, const TilePool& pool) : board(statusBoard), preview(pool) {}
@@ -91,11 +34,6 @@ struct FarmPage::Inside {
     void route() {
         using httplib::Request;
         using httplib::Response;
-        server.new_task_queue = [] { return new LimitedPool; };
-        server.set_read_timeout(IO_SECONDS);
-        server.set_write_timeout(IO_SECONDS);
-        server.set_keep_alive_max_count(1);
-        server.set_payload_max_length(LONGEST_BODY);
         server.set_default_headers(
             {{"Cache-Control", "no-store"},
              {"X-Content-Type-Options", "nosniff"},
