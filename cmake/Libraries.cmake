@@ -47,7 +47,7 @@ check_cxx_source_compiles("#include <httplib.h>\n#include <nlohmann/json.hpp>\ni
                           RT_HAVE_PAGE)
 unset(CMAKE_REQUIRED_LIBRARIES)
 if(NOT RT_HAVE_PAGE)
-  message(NOTICE "rt-farm has no page: it needs libcpp-httplib-dev and nlohmann-json3-dev")
+  message(NOTICE "rt-farm and rt-render have no page: they need libcpp-httplib-dev and nlohmann-json3-dev")
 endif()
 
 set(CMAKE_REQUIRED_LIBRARIES assimp)

@@ -146,23 +146,15 @@ void FarmJob::takeUpPart(const PartFile& part) {
 bool FarmJob::startPage() {
     const uint32_t uPage = settings.uPage.value_or(DEFAULT_PAGE);
     if (!uPage) return false;
-#ifdef RT_PAGE
-    pPage = std::make_unique<FarmPage>(pWatch->status(), pool);
-    const int iPort = pPage->start(static_cast<int>(uPage));
-    if (iPort) {
-        Console::note("rt-farm: http://127.0.0.1:%d/ shows how far it is", iPort);
-        return false;
-    }
-    (settings.uPage ? Console::error : Console::warning)("rt-farm: --page %u: the port is taken: no page", uPage);
-#else
-    if (settings.uPage) Console::error("rt-farm: --page: this program was built without libcpp-httplib-dev");
-#endif
-    return settings.uPage.has_value();
+    pPage = std::make_unique<StatusPage>(pWatch->status());
+    pPage->watch(&pool);
+    return pPage->start("rt-farm", uPage, settings.uPage.has_value()) && settings.uPage;
 }
 
 int FarmJob::serve(const PartFile& part) {
     AcceptLoop loop(listener, board, slots, wakeup);
-    FarmStatus status;
+    PictureStatus status;
+    status.sProgram = "rt-farm";
     status.sScene = settings.sScene;
     status.sPicture = settings.sPicture;
     status.uWidth = pool.width();

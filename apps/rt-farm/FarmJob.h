@@ -13,9 +13,7 @@
 #include "render/TilePool.h"
 #include "rt-farm/FarmTable.h"
 #include "rt-farm/FarmWatch.h"
-#ifdef RT_PAGE
-#include "rt-farm/page/FarmPage.h"
-#endif
+#include "shared/page/StatusPage.h"
 #include "shared/parts/PartFile.h"
 
 namespace rt {
@@ -49,9 +47,7 @@ class FarmJob {
     TaskBoard board;
     ClientSlots slots;  // ends before the pixels that its threads write to
     std::unique_ptr<FarmWatch> pWatch;
-#ifdef RT_PAGE
-    std::unique_ptr<FarmPage> pPage;
-#endif
+    std::unique_ptr<StatusPage> pPage;
 };
 
 /// Reads "10.1.0.0/16", or an address alone. True when it is neither.

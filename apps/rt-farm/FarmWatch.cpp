@@ -10,13 +10,9 @@ namespace {
 
 constexpr std::chrono::milliseconds INTERVAL{200};
 
-double secondsBetween(std::chrono::steady_clock::time_point t0, std::chrono::steady_clock::time_point t1) {
-    return std::chrono::duration<double>(t1 - t0).count();
-}
-
 }  // namespace
 
-FarmWatch::FarmWatch(const FarmStatus& status, const std::string& sHelp, const std::vector<std::string>& vSceneFiles,
+FarmWatch::FarmWatch(const PictureStatus& status, const std::string& sHelp, const std::vector<std::string>& vSceneFiles,
                      const TaskBoard& tasks, const ClientSlots& clients, const AcceptLoop& acceptLoop,
                      TilePool& tilePool)
     : sHelpText(sHelp),
@@ -25,7 +21,7 @@ FarmWatch::FarmWatch(const FarmStatus& status, const std::string& sHelp, const s
       slots(clients),
       loop(acceptLoop),
       pool(tilePool),
-      uDoneBefore(tasks.doneTasks()),
+      pace(tasks.doneTasks()),
       current(status) {
     look();
     thread = std::thread([this] { run(); });
@@ -56,36 +52,35 @@ void FarmWatch::look() {
     board.addDoneTasks(static_cast<uint32_t>(uKnown), vDone);
     for (size_t u = uKnown; u < vDone.size(); ++u) pool.finish(vDone[u]);
     const Clock::time_point tNow = Clock::now();
-    const uint32_t uDone = static_cast<uint32_t>(vDone.size());
-    FarmStatus& now = current;
-    if (tFirstTile == Clock::time_point{} && uDone > uDoneBefore) tFirstTile = tNow;
-    const double dWorking = tFirstTile == Clock::time_point{} ? 0 : secondsBetween(tFirstTile, tNow);
+    PictureStatus& now = current;
+    FarmStatus& farm = now.farm.emplace();
     now.uTiles = pool.tileCount();
-    now.uDone = uDone;
-    now.uUntaken = board.untakenTasks();
-    now.uParked = loop.uParked;
-    now.dSeconds = secondsBetween(tStart, tNow);
-    if (dWorking > 0) now.dSecondsLeft = (now.uTiles - uDone) * dWorking / (uDone - uDoneBefore);
-    now.vClients = slots.clients();
+    now.uDone = static_cast<uint32_t>(vDone.size());
+    now.dSeconds = std::chrono::duration<double>(tNow - tStart).count();
+    pace.add(tNow, now.uDone);
+    now.dSecondsLeft = pace.secondsFor(now.uTiles - now.uDone);
+    farm.uUntaken = board.untakenTasks();
+    farm.uParked = loop.uParked;
+    farm.vClients = slots.clients();
     std::string sRefuser;
-    const uint32_t uRefusals = slots.refusals(sRefuser);
-    if (uRefusals && !now.uRefusals) {
+    farm.uRefusals = slots.refusals(sRefuser);
+    if (farm.uRefusals && !bRefusalSaid) {
+        bRefusalSaid = true;
         Console::warning("%s gives its tiles back: are its scene files these?", sRefuser.c_str());
         for (const std::string& sLine : vFiles) Console::warning("Scene file %s", sLine.c_str());
     }
-    now.uRefusals = uRefusals;
     latest.set(now);
 }
 
 void FarmWatch::show() const {
     if (!Console::showsStatus()) return;
-    const FarmStatus& now = current;
-    if (now.vClients.empty() && !now.uParked) {
+    const PictureStatus& now = current;
+    if (now.farm->vClients.empty() && !now.farm->uParked) {
         Console::status("%s: %u %%, %s", now.sPicture.c_str(), now.percent(), sHelpText.c_str());
         return;
     }
     Console::status("%s: %u %%, %zu connections at work, %s left", now.sPicture.c_str(), now.percent(),
-                    now.vClients.size(), now.dSecondsLeft ? timeText(*now.dSecondsLeft).c_str() : "unknown time");
+                    now.farm->vClients.size(), now.dSecondsLeft ? timeText(*now.dSecondsLeft).c_str() : "unknown time");
 }
 
 }  // namespace rt

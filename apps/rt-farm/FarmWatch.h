@@ -11,7 +11,8 @@
 #include "net/ClientSlots.h"
 #include "net/TaskBoard.h"
 #include "render/TilePool.h"
-#include "rt-farm/page/FarmStatus.h"
+#include "shared/Pace.h"
+#include "shared/page/PictureStatus.h"
 
 namespace rt {
 
@@ -20,19 +21,19 @@ namespace rt {
 class FarmWatch {
  public:
     /// What is watched must outlive this object. sHelp: what to do while nobody works. vSceneFiles: their hashes.
-    FarmWatch(const FarmStatus& status, const std::string& sHelp, const std::vector<std::string>& vSceneFiles,
+    FarmWatch(const PictureStatus& status, const std::string& sHelp, const std::vector<std::string>& vSceneFiles,
               const TaskBoard& tasks, const ClientSlots& clients, const AcceptLoop& acceptLoop, TilePool& tilePool);
     ~FarmWatch();
     FarmWatch(const FarmWatch&) = delete;
     FarmWatch& operator=(const FarmWatch&) = delete;
 
-    const FarmStatusBoard& status() const { return latest; }
+    const StatusBoard& status() const { return latest; }
 
     /// Ends the thread, after which the pool knows of every tile that is done.
     void stop();
 
  private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Pace::Clock;
 
     void run();
     void look();
@@ -44,12 +45,12 @@ class FarmWatch {
     const ClientSlots& slots;
     const AcceptLoop& loop;
     TilePool& pool;  // learns which tiles are done
-    const uint32_t uDoneBefore;
+    Pace pace;
     const Clock::time_point tStart = Clock::now();
-    Clock::time_point tFirstTile{};  // of this run; zero before it
-    std::vector<uint32_t> vDone;     // in the order of their coming
-    FarmStatus current;              // the thread's own
-    FarmStatusBoard latest;
+    std::vector<uint32_t> vDone;  // in the order of their coming
+    PictureStatus current;        // the thread's own
+    bool bRefusalSaid = false;
+    StatusBoard latest;
     std::atomic<bool> bStop{false};
     std::thread thread;
 };

@@ -112,7 +112,7 @@ bool listJobs(const RenderOptions& options, std::vector<RenderOptions>& vJobs, i
 
 }  // namespace
 
-int renderBatch(const RenderOptions& options, FILE* pOutput) {
+int renderBatch(const RenderOptions& options, FILE* pOutput, RenderPage& page) {
     std::vector<RenderOptions> vJobs;
     int iResult = STATUS_DONE;
     if (listJobs(options, vJobs, iResult)) return iResult;
@@ -120,7 +120,7 @@ int renderBatch(const RenderOptions& options, FILE* pOutput) {
     for (const RenderOptions& job : vJobs) {
         Console::Said said;
         Console::keepIn(&said);
-        const int iStatus = std::make_unique<RenderJob>(job, pOutput)->run();
+        const int iStatus = std::make_unique<RenderJob>(job, pOutput, page)->run();
         if (iStatus == STATUS_FAILED && job.bJson) {
             writeFailure(pOutput, job.sScene, said.vErrors.empty() ? "" : said.vErrors.back());
         }

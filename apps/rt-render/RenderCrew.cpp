@@ -23,7 +23,8 @@ constexpr std::chrono::milliseconds REFRESH_INTERVAL{200};  // of the progress l
 
 }  // namespace
 
-RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const char* szName) {
+RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const char* szName,
+                                      const std::function<void()>& pfnLook) {
     ProgressLine progress(szName, pool, uSamples);
     Frame large = frame;
     large.uWidth *= uSamples;
@@ -43,6 +44,7 @@ RenderCrew::Result RenderCrew::render(const Frame& frame, TilePool& pool, const 
         while (uRunning) {
             workerEnded.wait_for(lock, REFRESH_INTERVAL);
             progress.update();
+            pfnLook();
         }
     }
     for (std::thread& worker : vWorkers) worker.join();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 
@@ -32,8 +33,8 @@ class RenderCrew {
 
     /// Completes the pool's picture, which the frame sees. STOPPED soon after a signal that StopSignals keeps; FAILED,
     /// which is reported, when there is no memory or no thread. What is done stays in the pool. szName is for the
-    /// progress line.
-    Result render(const Frame& frame, TilePool& pool, const char* szName);
+    /// progress line; pfnLook is called now and then, by the caller's thread.
+    Result render(const Frame& frame, TilePool& pool, const char* szName, const std::function<void()>& pfnLook);
 
     /// What surfaces have of textures and holes, null where the light is not a studio's, which does not show them.
     const SurfaceTextures* surfaceTextures() const { return studio ? &textures : nullptr; }

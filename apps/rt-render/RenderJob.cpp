@@ -80,12 +80,13 @@ bool reportOnePoint() {
 }  // namespace
 
 // Small enough for a worker's memory at any number of samples.
-RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput)
+RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput, RenderPage& renderPage)
     : options(wanted),
       uSamples(std::max(1u, wanted.uSamples)),
       uTileEdge(wanted.parameters.uPackSize),
       sink(options, pOutput),
-      pReports(options.bJson ? pOutput : nullptr) {}
+      pReports(options.bJson ? pOutput : nullptr),
+      page(renderPage) {}
 
 int RenderJob::run() {
     Leftovers::removeOnSignals();
@@ -315,7 +316,8 @@ int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
     const std::string sPlace = std::to_string(uShot + 1) + " of " + std::to_string(shots.count()) + ": ";
     const std::string sShown = (shots.count() > 1 ? sPlace : "") + sFile;
     watch.lap();
-    const RenderCrew::Result result = crew.render(frame, pool, sShown.c_str());
+    const RenderPage::Shown shown(page, pool, options.sScene, sFile, uShot + 1, shots.count());
+    const RenderCrew::Result result = crew.render(frame, pool, sShown.c_str(), [this] { page.look(); });
     if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
     times.dRendering += watch.lap();
     if (finishShot(uShot)) return STATUS_FAILED;

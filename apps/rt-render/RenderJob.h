@@ -8,6 +8,7 @@
 #include "render/RayTracer.h"
 #include "render/TilePool.h"
 #include "rt-render/RenderCrew.h"
+#include "rt-render/RenderPage.h"
 #include "rt-render/SceneSource.h"
 #include "rt-render/TreeCache.h"
 #include "rt-render/cameras/Shots.h"
@@ -24,7 +25,7 @@ namespace rt {
 class RenderJob {
  public:
     /// pOutput: standard output, for those who asked for something there.
-    RenderJob(const RenderOptions& wanted, FILE* pOutput);
+    RenderJob(const RenderOptions& wanted, FILE* pOutput, RenderPage& renderPage);
 
     /// Exit status of the program.
     int run();
@@ -59,6 +60,7 @@ class RenderJob {
     Shots shots;
     PictureSink sink;
     FILE* const pReports;
+    RenderPage& page;
     RunTimes times;
     uint64_t uCovered = 0;  // pixels of the last picture
     Reference reference;

@@ -38,7 +38,13 @@ int run(int argc, char** argv) {
     }
     std::unique_ptr<SkyMap> pSky;
     if (readSky(options, pSky)) return STATUS_FAILED;
-    return renderBatch(options, pOutput);
+    RenderPage page;
+    if (page.start(options.uPage)) return STATUS_FAILED;
+    iStatus = renderBatch(options, pOutput, page);
+    if (!options.uPage) return iStatus;
+    // The page may have connections that hang, for which nobody waits.
+    fflush(nullptr);
+    _exit(iStatus);
 }
 
 }  // namespace

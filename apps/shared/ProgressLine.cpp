@@ -29,7 +29,8 @@ ProgressLine::ProgressLine(const char* szName, const TilePool& tilePool, unsigne
     : sName(szName),
       pool(tilePool),
       dRaysPerTile(double(uSamples) * uSamples * pool.width() * pool.height() / pool.tileCount()),
-      uDoneBefore(pool.countDone()) {
+      pace(pool.countDone()) {
+    pace.start(tShown);
     Console::status("%s: 0 %%", szName);
 }
 
@@ -42,12 +43,12 @@ void ProgressLine::update() {
     if (!Console::showsStatus() || tNow - tShown < SHORTEST_INTERVAL) return;
     tShown = tNow;
     const uint32_t uDone = pool.countDone(), uTiles = pool.tileCount();
-    if (uDone == uDoneBefore) return;
-    const double dSeconds = std::chrono::duration<double>(tNow - tStart).count();
-    const double dTilesPerSecond = (uDone - uDoneBefore) / dSeconds;
+    pace.add(tNow, uDone);
+    const std::optional<double> dPace = pace.tilesPerSecond();
+    if (!dPace) return;
     Console::status("%s: %u %%, %.2f million camera rays a second, %s left", sName.c_str(),
-                    static_cast<unsigned>(uint64_t{100} * uDone / uTiles), dTilesPerSecond * dRaysPerTile / 1e6,
-                    timeText((uTiles - uDone) / dTilesPerSecond).c_str());
+                    static_cast<unsigned>(uint64_t{100} * uDone / uTiles), *dPace * dRaysPerTile / 1e6,
+                    timeText((uTiles - uDone) / *dPace).c_str());
 }
 
 }  // namespace rt

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "render/TilePool.h"
+#include "shared/Pace.h"
 
 namespace rt {
 
@@ -24,14 +25,13 @@ class ProgressLine {
     void update();
 
  private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Pace::Clock;
 
     const std::string sName;
     const TilePool& pool;
     const double dRaysPerTile;
-    const uint32_t uDoneBefore;
-    const Clock::time_point tStart = Clock::now();
-    Clock::time_point tShown = tStart;
+    Pace pace;
+    Clock::time_point tShown = Clock::now();
 };
 
 }  // namespace rt

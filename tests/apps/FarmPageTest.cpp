@@ -10,6 +10,7 @@
 #include "apps/RenderSteps.h"
 #include "net/Peer.h"
 #include "picture/PictureFile.h"
+#include "shared/Pace.h"
 
 namespace {
 
@@ -45,6 +46,15 @@ class FarmPageTest : public RenderTest {
         return peer.receive(1 << 20);
     }
 
+    // The pixels of the page's picture, empty before there is one.
+    DecodedPicture picture() const {
+        DecodedPicture picture;
+        const std::string sAnswer = ask("/picture.png"), sPng = sAnswer.substr(sAnswer.find("\r\n\r\n") + 4);
+        const bool bNone = decodePicture(reinterpret_cast<const uint8_t*>(sPng.data()), sPng.size(), 1, picture);
+        EXPECT_EQ(bNone, contains(sAnswer, "HTTP/1.1 404"));
+        return picture;
+    }
+
     int work() { return runCommand(RT_WORKER " 127.0.0.1 " + std::to_string(uPort) + " 2>&1", sOutput); }
 };
 
@@ -53,7 +63,7 @@ TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
     writeFile("wanted.bmp", required("test"));
     ASSERT_FALSE(bitmap.loadFromFile("wanted.bmp"));
     auto pFarm = start();
-    EXPECT_TRUE(contains(ask("/status.json"), "\"tiles\":42,\"done\":0,\"untaken\":42,\"percent\":0,"));
+    EXPECT_TRUE(contains(ask("/status.json"), "\"tiles\":42,\"done\":0,\"percent\":0,"));
     Peer peer(connectTo(uPort));
     peer.send(words({0, 8, 2, 8}));
     EXPECT_EQ(peer.receive(616).size(), 616u);
@@ -65,14 +75,12 @@ TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
     EXPECT_TRUE(contains(sStatus, "\"address\":\"127.0.0.1:")) << sStatus;
     EXPECT_TRUE(contains(ask("/metrics"), "\nrt_farm_tiles_done 1\n"));
     // It is made anew every other second at most.
-    std::string sAnswer;
-    EXPECT_TRUE(waitUntil([&] { return contains(sAnswer = ask("/picture.png"), "X-Tiles-Done: 1\r\n"); }));
-    const std::string sPng = sAnswer.substr(sAnswer.find("\r\n\r\n") + 4);
-    DecodedPicture picture;
-    ASSERT_FALSE(decodePicture(reinterpret_cast<const uint8_t*>(sPng.data()), sPng.size(), 1, picture));
+    EXPECT_TRUE(waitUntil([&] { return contains(ask("/picture.png"), "X-Tiles-Done: 1\r\n"); }));
+    const DecodedPicture seen = picture();
+    ASSERT_EQ(seen.vPixels.size(), 56u * 48 * 4);
     for (unsigned y = 0; y < 48; ++y) {
         for (unsigned x = 0; x < 56; ++x) {
-            const uint8_t* p = picture.vPixels.data() + (y * 56 + x) * 4;
+            const uint8_t* p = seen.vPixels.data() + (y * 56 + x) * 4;
             const bool bDone = x < 8 && y < 8;
             ASSERT_EQ(p[3], bDone ? 255 : 0) << x << ' ' << y;
             const unsigned uColour = unsigned{p[0]} << 16 | unsigned{p[1]} << 8 | p[2];
@@ -155,6 +163,37 @@ TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {
     EXPECT_EQ(pFarm->wait(), 0) << readFile("said");
     EXPECT_EQ(render("test -o wanted.png"), 0);
     EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
+}
+
+TEST_F(FarmPageTest, RtRenderShowsItsPicturesThereToo) {
+    const std::string sPort = std::to_string(uPage);
+    Process render("exec " RT_RENDER " test -o x.png --orbit 3 --resolution 8000 6000 --verbose --page " + sPort +
+                   " >said 2>&1");
+    ASSERT_TRUE(waitUntil([&] { return render.hasEnded() || contains(readFile("said"), "shows how far"); }));
+    std::string sStatus;
+    EXPECT_TRUE(waitUntil([&] {
+        return contains(sStatus = ask("/status.json"), "\"secondsLeft\":") && !contains(sStatus, "null");
+    })) << sStatus;
+    EXPECT_TRUE(contains(sStatus, "\"picture\":\"x-0001.png\",\"number\":1,\"of\":3,\"width\":8000,")) << sStatus;
+    EXPECT_FALSE(contains(sStatus, "clients"));
+    EXPECT_TRUE(contains(ask("/metrics"), "\nrt_render_pictures 3\n"));
+    EXPECT_EQ(picture().uHeight, 462u);
+    render.send(SIGINT);
+    EXPECT_EQ(render.wait(), 130);
+}
+
+TEST(PaceTest, TimeLeftComesFromTheLastTwoMinutes) {
+    Pace pace(10);
+    const Pace::Clock::time_point t0{};
+    const auto at = [&](int iSeconds, uint32_t uDone) { pace.add(t0 + std::chrono::seconds(iSeconds), uDone); };
+    at(500, 10);  // nobody worked
+    EXPECT_FALSE(pace.secondsFor(1));
+    for (int i = 0; i <= 60; ++i) at(1000 + i, 11 + static_cast<uint32_t>(i));
+    EXPECT_NEAR(pace.secondsFor(100).value_or(0), 100, 2);
+    for (int i = 61; i <= 300; ++i) at(1000 + i, 71 + static_cast<uint32_t>(i - 60) * 2);
+    EXPECT_NEAR(pace.secondsFor(100).value_or(0), 50, 1);
+    for (int i = 301; i <= 500; ++i) at(1000 + i, 551);  // all have left
+    EXPECT_FALSE(pace.secondsFor(100));
 }
 
 // Headers and bodies without end took gigabytes, one header with two thousand ranges minutes.

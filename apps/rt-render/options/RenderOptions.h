@@ -41,6 +41,7 @@ struct RenderOptions {
     std::string sBackground;         // as it was given, empty if it was not
     unsigned uSamples = 0;           // rays along each side of a pixel; 0: one, but more at edges in a studio
     unsigned uJobs = 0;              // worker threads
+    uint32_t uPage = 0;              // port of a page that shows how far it is; 0: none
     unsigned uOrbit = 0;             // pictures around the scene; 0: the one picture
     unsigned uCacheLimit = 1024;     // megabytes of kept trees; 0: none
     unsigned uFramesPerSecond = 30;  // of a film

@@ -147,6 +147,10 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
      [](Settings& s, Values v) { s.uCacheLimit = v[0].u; }},
     {Option::text("--format", "SUFFIX", "what a model is that comes through standard input, as the scene -"),
      [](Settings& s, Values v) { s.sFormat = v[0].sText; }},
+    {Option::count("--page", "N", "port of a page in the browser of this machine that shows how far it is; 0: none")
+         .within(0, 65535)
+         .otherwise("0"),
+     [](Settings& s, Values v) { s.uPage = v[0].u; }},
     {Option::flag("--json", "prints a line of JSON for each picture"), [](Settings& s, Values) { s.bJson = true; }},
     {Option::flag("--quiet", "prints errors only"), [](Settings& s, Values) { s.bQuiet = true; }},
     {Option::flag("--verbose", "prints all that the library says, and times"),

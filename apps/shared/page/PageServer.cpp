@@ -1,5 +1,5 @@
 // Connections to the page: how many, how long, and how much they may say.
-#include "rt-farm/page/PageServer.h"
+#include "shared/page/PageServer.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -7,7 +7,7 @@ constexpr char PAGE_TEXT[] = R"(<!DOCTYPE html>
 <html lang="en">
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
-<title>rt-farm</title>
+<title>Picture</title>
 <style>
 :root { color-scheme: light dark; --ink: #1b1f24; --paper: #fbfbfa; --soft: #5a636e; --line: #d5d9de; --mark: #0b62c4; }
 @media (prefers-color-scheme: dark) {
@@ -29,11 +29,12 @@ button { font: inherit; padding: .25rem .75rem; }
 :focus-visible { outline: 2px solid var(--mark); outline-offset: 2px; }
 </style>
 <main>
-<h1 id="title">rt-farm</h1>
+<h1 id="title">&hellip;</h1>
 <progress id="bar" max="100" value="0" aria-label="done"></progress>
 <p id="line" role="status">&hellip;</p>
 <p><button id="pause" aria-pressed="false" accesskey="p">Pause</button></p>
 <img id="picture" alt="The picture so far" width="0" height="0" hidden>
+<section id="farm" hidden>
 <h2>Clients</h2>
 <div class="scroll" tabindex="0" role="region" aria-label="Clients">
 <table>
@@ -43,12 +44,13 @@ button { font: inherit; padding: .25rem .75rem; }
 </div>
 <h2>What waits</h2>
 <div id="waits"></div>
+</section>
 </main>
 <script>
 "use strict";
 const $ = id => document.getElementById(id);
 const LONG = 60;
-let paused = false, shown = -1, last = "";
+let paused = false, shown = "", last = "";
 function time(s) {
     if (s === null) return "\u2013";
     if (s < 10) return s.toFixed(2) + " s";
@@ -65,12 +67,19 @@ function lines(texts) {
     return texts.map(t => { const p = document.createElement("p"); p.textContent = t; return p; });
 }
 function show(s) {
-    document.title = s.percent + " % \u00b7 " + s.picture;
-    $("title").textContent = s.picture + ", " + s.width + " \u00d7 " + s.height + " pixels";
-    $("bar").value = s.percent;
+    const many = s.of > 1 ? `${s.number} of ${s.of}: ` : "";
     const left = s.secondsLeft === null ? "" : ", about " + time(s.secondsLeft) + " left";
-    const line = `${s.percent} %${left} (${s.done} of ${s.tiles} tiles)`;
+    const line = s.tiles ? `${s.percent} %${left} (${s.done} of ${s.tiles} tiles)` : "The scene is being read.";
+    if (s.tiles) {
+        document.title = s.percent + " % \u00b7 " + many + s.picture;
+        $("title").textContent = `${many}${s.picture}, ${s.width} \u00d7 ${s.height} pixels`;
+    }
+    $("bar").value = s.percent;
     if (line !== last) $("line").textContent = last = line;
+    $("farm").hidden = !s.clients;
+    if (s.clients) showFarm(s);
+}
+function showFarm(s) {
     $("clients").replaceChildren(...s.clients.map(c => row([c.address, c.tiles, time(c.meanSeconds), time(c.silentSeconds) + " ago"])));
     const waits = [];
     if (s.untaken) waits.push(s.untaken + " tiles that nobody renders yet");
@@ -79,18 +88,31 @@ function show(s) {
     if (s.refusals) waits.push(s.refusals + " clients gave their first tile back: are their scene files the same?");
     if (!s.clients.length && s.untaken) waits.push("No client is connected: start rt-worker.");
     $("waits").replaceChildren(...lines(waits.length ? waits : ["Nothing."]));
-    if (s.done !== shown) {
-        shown = s.done;
-        const next = new Image();
-        next.onload = () => { $("picture").src = next.src; $("picture").width = next.naturalWidth; $("picture").height = next.naturalHeight; $("picture").hidden = false; };
-        next.src = "picture.png?" + s.done;
-    }
+}
+// It is made anew every other second at most, so what comes may lack the latest tiles.
+async function showPicture(s) {
+    if (!s.tiles || shown === s.number + " " + s.picture + " " + s.done) return;
+    const answer = await fetch("picture.png");
+    if (!answer.ok) return;
+    shown = s.number + " " + s.picture + " " + answer.headers.get("X-Tiles-Done");
+    const next = new Image(), img = $("picture"), old = img.src;
+    next.src = URL.createObjectURL(await answer.blob());
+    await next.decode();
+    img.src = next.src;
+    img.width = next.naturalWidth;
+    img.height = next.naturalHeight;
+    img.hidden = false;
+    if (old) URL.revokeObjectURL(old);
 }
 async function look() {
     try {
-        if (!paused) show(await (await fetch("status.json")).json());
+        if (!paused) {
+            const s = await (await fetch("status.json")).json();
+            show(s);
+            await showPicture(s);
+        }
     } catch (e) {
-        if (last !== null) $("line").textContent = "The farm has ended, or cannot be reached.";
+        if (last !== null) $("line").textContent = "It has ended, or cannot be reached.";
         last = "";
     }
     setTimeout(look, 2000);

@@ -1,15 +1,16 @@
 // The page's own little server.
-#include "rt-farm/page/FarmPage.h"
+#include "shared/page/StatusPage.h"
 
 #include <sys/socket.h>
 
 #include <string>
 #include <thread>
 
-#include "rt-farm/page/PageServer.h"
-#include "rt-farm/page/PageText.h"
-#include "rt-farm/page/Preview.h"
-#include "rt-farm/page/StatusText.h"
+#include "shared/Console.h"
+#include "shared/page/PageServer.h"
+#include "shared/page/PageText.h"
+#include "shared/page/Preview.h"
+#include "shared/page/StatusText.h"
 
 namespace rt {
 
@@ -23,13 +24,13 @@ bool isOwnName(const std::string& sHost) {
 
 }  // namespace
 
-struct FarmPage::Inside {
-    const FarmStatusBoard& board;
+struct StatusPage::Inside {
+    const StatusBoard& board;
     Preview preview;
     PageServer server;
     std::thread thread;
 
-    Inside(const FarmStatusBoard& statusBoard, const TilePool& pool) : board(statusBoard), preview(pool) {}
+    explicit Inside(const StatusBoard& statusBoard) : board(statusBoard) {}
 
     void route() {
         using httplib::Request;
@@ -38,7 +39,7 @@ struct FarmPage::Inside {
             {{"Cache-Control", "no-store"},
              {"X-Content-Type-Options", "nosniff"},
              {"Content-Security-Policy",
-              "default-src 'none'; img-src 'self'; connect-src 'self'; script-src 'unsafe-inline'; "
+              "default-src 'none'; img-src blob:; connect-src 'self'; script-src 'unsafe-inline'; "
               "style-src 'unsafe-inline'; frame-ancestors 'none'"}});
         server.set_pre_routing_handler([](const Request& request, Response& response) {
             if (isOwnName(request.get_header_value("Host"))) return httplib::Server::HandlerResponse::Unhandled;
@@ -56,35 +57,41 @@ struct FarmPage::Inside {
         });
         server.Get("/picture.png", [this](const Request&, Response& response) {
             uint32_t uTiles = 0;
-            response.set_content(preview.png(uTiles), "image/png");
+            const std::string sPng = preview.png(uTiles);
+            if (sPng.empty()) response.status = 404;  // no picture yet
+            response.set_content(sPng, "image/png");
             response.set_header("X-Tiles-Done", std::to_string(uTiles));
         });
     }
 };
 
-FarmPage::FarmPage(const FarmStatusBoard& statusBoard, const TilePool& tilePool)
-    : pInside(std::make_unique<Inside>(statusBoard, tilePool)) {}
+StatusPage::StatusPage(const StatusBoard& statusBoard) : pInside(std::make_unique<Inside>(statusBoard)) {}
 
 // Waits for its connections; a program with some that hang ends without it.
-FarmPage::~FarmPage() {
+StatusPage::~StatusPage() {
     pInside->server.stop();
     if (pInside->thread.joinable()) pInside->thread.join();
 }
 
-int FarmPage::start(int iPort) {
+bool StatusPage::start(const char* szProgram, uint32_t uPort, bool bAsked) {
     pInside->route();
     httplib::Server& server = pInside->server;
-    // Without the library's SO_REUSEPORT: a second farm must not share the port of the first.
+    // Without the library's SO_REUSEPORT: a second program must not share the port of the first.
     server.set_socket_options([](socket_t iSocket) {
         const int iOn = 1;
         setsockopt(iSocket, SOL_SOCKET, SO_REUSEADDR, &iOn, sizeof(iOn));
     });
-    const int iBound = iPort < 0                                 ? server.bind_to_any_port("127.0.0.1")
-                       : server.bind_to_port("127.0.0.1", iPort) ? iPort
-                                                                 : 0;
-    if (iBound <= 0) return 0;
+    if (!server.bind_to_port("127.0.0.1", static_cast<int>(uPort))) {
+        (bAsked ? Console::error : Console::warning)("%s: --page %u: the port is taken: no page", szProgram, uPort);
+        return true;
+    }
     pInside->thread = std::thread([&server] { server.listen_after_bind(); });
-    return iBound;
+    Console::note("%s: http://127.0.0.1:%u/ shows how far it is", szProgram, uPort);
+    return false;
+}
+
+void StatusPage::watch(const TilePool* pPool) {
+    pInside->preview.watch(pPool);
 }
 
 }  // namespace rt
