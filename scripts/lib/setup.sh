@@ -53,6 +53,7 @@ isThere() {
         libstdc++-12-dev-arm64-cross) [ -e /usr/aarch64-linux-gnu/include/c++/12/vector ] ;;
         slurm-wlm) command -v slurmctld slurmd ;;
         munge) command -v munged ;;
+        chromium-driver) command -v chromedriver ;;
         openssh-client) command -v ssh ;;
         openssh-server) [ -x /usr/sbin/sshd ] ;;
         systemd) command -v systemd-analyze ;;

@@ -24,7 +24,11 @@ img { display: block; max-width: 100%; height: auto; margin: .5rem 0; border: 1p
 table { border-collapse: collapse; width: 100%; font-variant-numeric: tabular-nums; }
 th, td { text-align: right; padding: .25rem .5rem; border-bottom: 1px solid var(--line); white-space: nowrap; }
 th:first-child, td:first-child { text-align: left; padding-left: 0; }
-th { color: var(--soft); font-weight: 600; }
+th { color: var(--soft); font-weight: 600; white-space: normal; vertical-align: bottom; }
+@media (max-width: 30rem) {
+    table { font-size: .85rem; }
+    th, td { padding: .25rem; }
+}
 button { font: inherit; padding: .25rem .75rem; }
 :focus-visible { outline: 2px solid var(--mark); outline-offset: 2px; }
 </style>
@@ -53,7 +57,8 @@ const LONG = 60;
 let paused = false, shown = "", last = "";
 function time(s) {
     if (s === null) return "\u2013";
-    if (s < 10) return s.toFixed(2) + " s";
+    if (s < 0.1) return Number((1000 * s).toPrecision(2)) + " ms";
+    if (s < 10 && s % 1) return s.toFixed(1) + " s";
     if (s < 60) return Math.round(s) + " s";
     const m = Math.floor(s / 60);
     return m < 60 ? m + " min " + Math.round(s % 60) + " s" : Math.floor(m / 60) + " h " + m % 60 + " min";
@@ -68,7 +73,7 @@ function lines(texts) {
 }
 function show(s) {
     const many = s.of > 1 ? `${s.number} of ${s.of}: ` : "";
-    const left = s.secondsLeft === null ? "" : ", about " + time(s.secondsLeft) + " left";
+    const left = s.secondsLeft === null ? "" : ", about " + time(Math.ceil(s.secondsLeft)) + " left";
     const line = s.tiles ? `${s.percent} %${left} (${s.done} of ${s.tiles} tiles)` : "The scene is being read.";
     if (s.tiles) {
         document.title = s.percent + " % \u00b7 " + many + s.picture;
