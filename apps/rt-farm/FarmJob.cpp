@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "base/LineReader.h"
 #include "base/OutputFile.h"
@@ -68,13 +70,18 @@ int FarmJob::run() {
 // Only the description and the camera: the rest is for those who render.
 bool FarmJob::readScene() {
     rayTracer.parameters = settings.parameters;
-    const std::string sFile = "Scenes/scene_descs/" + settings.sScene + ".txt";
-    const unsigned uErrors = Console::errorCount();
-    if (rayTracer.load(sFile.c_str(), true)) {
-        if (Console::errorCount() == uErrors) Console::error("%s: cannot be read", sFile.c_str());
+    if (place.find(settings.sScene)) return true;
+    if (place.isModel()) {
+        Console::error("%s: a farm renders scenes: rt-import makes one of a model, for this machine and the workers'",
+                       settings.sScene.c_str());
         return true;
     }
-    vSceneFiles = describeSceneFiles(rayTracer.parameters.szDescFile, rayTracer.sceneDesc);
+    const auto read = [this](const char* szDescription) {
+        if (rayTracer.load(szDescription, true)) return true;
+        vSceneFiles = describeSceneFiles(szDescription, rayTracer.sceneDesc);
+        return false;
+    };
+    if (place.visit(read)) return true;
     for (const std::string& sLine : vSceneFiles) Console::detail("Scene file %s", sLine.c_str());
     return false;
 }
@@ -160,8 +167,11 @@ int FarmJob::serve(const PartFile& part) {
     status.uWidth = pool.width();
     status.uHeight = pool.height();
     const std::string sPort = std::to_string(listener.uPort);
-    Console::note("rt-farm: %u tiles wait on port %s for rt-worker or RayTracer --client, where the same files lie:",
-                  pool.tileCount() - pool.countDone(), sPort.c_str());
+    std::error_code error;
+    const std::string sDirectory = std::filesystem::canonical(place.directory(), error);  // empty: here
+    const std::string sPlace = sDirectory.empty() ? "" : ", as in " + sDirectory;
+    Console::note("rt-farm: %u tiles wait on port %s for rt-worker or RayTracer --client, where the same files lie%s:",
+                  pool.tileCount() - pool.countDone(), sPort.c_str(), sPlace.c_str());
     for (const std::string& sLine : vSceneFiles) Console::note("    %s", sLine.c_str());
     pWatch = std::make_unique<FarmWatch>(status, "waiting for rt-worker HOST " + sPort, vSceneFiles, board, slots, loop,
                                          pool);

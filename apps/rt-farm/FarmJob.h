@@ -13,6 +13,7 @@
 #include "render/TilePool.h"
 #include "rt-farm/FarmTable.h"
 #include "rt-farm/FarmWatch.h"
+#include "shared/ScenePlace.h"
 #include "shared/page/StatusPage.h"
 #include "shared/parts/PartFile.h"
 
@@ -40,6 +41,7 @@ class FarmJob {
 
     const FarmSettings settings;
     RayTracer rayTracer;  // of the scene only description and camera
+    ScenePlace place;
     std::vector<std::string> vSceneFiles;
     Wakeup wakeup;
     SocketServer listener;

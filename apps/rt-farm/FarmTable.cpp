@@ -9,7 +9,8 @@ using Farm = FarmSettings;
 using Words = const OptionValue*;
 
 constexpr OptionRow<Farm> FARM_ROWS[] = {
-    {Option::text("SCENE", "NAME", "a scene's name in Scenes"), [](Farm& s, Words v) { s.sScene = v[0].sText; }},
+    {Option::file("SCENE", "FILE", "a scene's name, or the path of a description"),
+     [](Farm& s, Words v) { s.sScene = v[0].sText; }},
     // The farm.
     {Option::count("--port", "N", "port for workers; 0: any that is free").within(0, 65535).otherwise("5000"),
      [](Farm& s, Words v) { s.uPort = v[0].u; }},

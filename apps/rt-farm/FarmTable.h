@@ -11,7 +11,7 @@ namespace rt {
 
 /// What the user wants, as the command line of rt-farm says it.
 struct FarmSettings {
-    std::string sScene;              // a scene's name
+    std::string sScene;              // a scene's name or a description's path
     std::string sPicture;            // file name with one of our suffixes
     RaytracerParameters parameters;  // what clients get, but for the names of the files
     std::string sAllow = "127.0.0.0/8";

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "base/NLogger.h"
 #include "picture/PictureFile.h"
@@ -22,7 +23,10 @@ bool checkSettings(FarmSettings& settings) {
         Console::error("rt-farm: the name of a scene is missing (--help lists the options)");
         return true;
     }
-    if (settings.sPicture.empty()) settings.sPicture = settings.sScene.substr(settings.sScene.rfind('/') + 1) + ".png";
+    if (settings.sPicture.empty()) {
+        const std::filesystem::path scene = std::filesystem::path(settings.sScene).filename();
+        settings.sPicture = (scene.extension() == ".txt" ? scene.stem() : scene).string() + ".png";
+    }
     if (!pictureFormat(settings.sPicture)) {
         Console::error("rt-farm: --out: no picture format has this suffix, there are %s: \"%s\"",
                        pictureSuffixes().c_str(), settings.sPicture.c_str());

@@ -7,6 +7,7 @@
 #include "render/StagedScene.h"
 #endif
 #include "rt-render/options/RenderOptions.h"
+#include "shared/ScenePlace.h"
 
 namespace rt {
 
@@ -24,25 +25,21 @@ class SceneSource {
     [[nodiscard]] bool load(RayTracer& rayTracer) const;
 
     /// True when it was made of a model. Its camera then has the view that the user wants.
-    bool isModel() const { return bModel; }
+    bool isModel() const { return bInput || place.isModel(); }
 
     /// True for a model that stands on a ground, which has the last material.
     bool hasGround() const { return bGround; }
 
     /// What pictures of it are called by default.
-    const std::string& name() const { return sName; }
+    std::string name() const { return bInput ? "stdin" : place.name(); }
 
  private:
-    bool findByName(const std::string& sScene);
     bool importInput(const RenderOptions& options);
     bool importFrom(const RenderOptions& options, const std::string& sModel);
-    void findByPath(const std::string& sPath);
 
-    bool bModel = false;
+    ScenePlace place;
+    bool bInput = false;  // a model from standard input, which has no place
     bool bGround = false;
-    std::string sName;
-    std::string sDirectory;    // paths in the description are relative to it; empty: the working directory
-    std::string sDescription;  // relative to it too
 #ifdef RT_IMPORT
     StagedScene staged;
 #endif

@@ -6,9 +6,9 @@
 #include <system_error>
 #include <thread>
 
-#include "net/SceneFiles.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
+#include "shared/ScenePlace.h"
 #include "shared/StopSignals.h"
 #include "shared/StopWakeup.h"
 
@@ -27,6 +27,13 @@ constexpr std::chrono::milliseconds REFRESH_INTERVAL{200};  // of the status lin
 
 double secondsSince(Clock::time_point t) {
     return std::chrono::duration<double>(Clock::now() - t).count();
+}
+
+// The scene that the server names lies here, or else where scenes are installed.
+bool loadScene(RayTracer& rayTracer, std::vector<std::string>& vFiles) {
+    ScenePlace place;
+    if (place.findDescription(rayTracer.parameters.szDescFile)) return loadNamedScene(rayTracer, vFiles);
+    return place.visit([&](const char*) { return loadNamedScene(rayTracer, vFiles); });
 }
 
 }  // namespace
@@ -81,7 +88,7 @@ std::unique_ptr<Worker::Member> Worker::connect() {
 // Works for the server until it has nothing more to do. True on failure, which is reported.
 bool Worker::serve(std::unique_ptr<Member> pFirst) {
     const Clock::time_point tStart = Clock::now();
-    SharedScene shared(wakeup);
+    SharedScene shared(wakeup, loadScene);
     shared.rayTracer.queries.uThreads = settings.uJobs;
     shared.rayTracer.queries.kdTree.sCacheFile.clear();  // this directory may be nobody's to write to
     std::vector<std::unique_ptr<Member>> vMembers;
@@ -149,12 +156,7 @@ bool Worker::report(const SharedScene& shared, const std::vector<std::unique_ptr
     const std::string sFailure = shared.failure();
     const bool bLost = !uSentHome && !wakeup.isStopRequested();
     const auto say = sFailure.empty() ? Console::detail : Console::error;
-    if (shared.uPreparations) {
-        const RayTracer& rayTracer = shared.rayTracer;
-        for (const std::string& sLine : describeSceneFiles(rayTracer.parameters.szDescFile, rayTracer.sceneDesc)) {
-            say("Scene file %s", sLine.c_str());
-        }
-    }
+    for (const std::string& sLine : shared.vFiles) say("Scene file %s", sLine.c_str());
     if (!sFailure.empty()) {
         Console::error("rt-worker: %s:%u: %s", settings.sHost.c_str(), settings.uPort, sFailure.c_str());
     } else if (bLost) {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "base/InputReport.h"
 #include "base/NLogger.h"
@@ -128,7 +130,8 @@ bool RSIClient::readParameters(RaytracerParameters& settings) {
 bool RSIClient::loadScene(const RaytracerParameters& settings) {
     if (!pShared) {
         pRayTracer->parameters = settings;
-        return loadNamedScene(*pRayTracer);
+        std::vector<std::string> vFiles;
+        return loadNamedScene(*pRayTracer, vFiles);
     }
     if (pShared->take(settings)) return true;
     pRenderer.reset(new (std::nothrow) TileRenderer(*pRayTracer, pRayTracer->parameters));

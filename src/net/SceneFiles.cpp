@@ -47,10 +47,10 @@ std::vector<std::string> describeSceneFiles(const char* szDescription, const Sce
     return vLines;
 }
 
-void logSceneFiles(const char* szDescription, const SceneDesc& desc) {
-    for (const std::string& sLine : describeSceneFiles(szDescription, desc)) {
-        NLogger::LogMessage("Scene file %s\n", sLine.c_str());
-    }
+std::vector<std::string> logSceneFiles(const char* szDescription, const SceneDesc& desc) {
+    std::vector<std::string> vLines = describeSceneFiles(szDescription, desc);
+    for (const std::string& sLine : vLines) NLogger::LogMessage("Scene file %s\n", sLine.c_str());
+    return vLines;
 }
 
 }  // namespace rt

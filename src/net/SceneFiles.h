@@ -11,7 +11,7 @@ namespace rt {
 /// the same scene, which the protocol cannot. Only regular files are read; of any other file the line has the reason.
 std::vector<std::string> describeSceneFiles(const char* szDescription, const SceneDesc& desc);
 
-/// Logs them, each after "Scene file ".
-void logSceneFiles(const char* szDescription, const SceneDesc& desc);
+/// Logs them, each after "Scene file ", and returns them.
+std::vector<std::string> logSceneFiles(const char* szDescription, const SceneDesc& desc);
 
 }  // namespace rt

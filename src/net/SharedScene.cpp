@@ -21,9 +21,10 @@ bool areSame(const RaytracerParameters& a, const RaytracerParameters& b) {
 
 }  // namespace
 
-bool loadNamedScene(RayTracer& rayTracer) {
+bool loadNamedScene(RayTracer& rayTracer, std::vector<std::string>& vFiles) {
     const bool bFailed = rayTracer.load(nullptr, false);
-    logSceneFiles(rayTracer.parameters.szDescFile, rayTracer.sceneDesc);  // also on failure: they may be the reason
+    vFiles = logSceneFiles(rayTracer.parameters.szDescFile,
+                           rayTracer.sceneDesc);  // also on failure: the reason may be there
     return bFailed || rayTracer.preprocessScene();
 }
 
@@ -33,7 +34,7 @@ bool SharedScene::take(const RaytracerParameters& settings) {
         received = settings;
         rayTracer.parameters = settings;
         ++uPreparations;
-        eState = loadNamedScene(rayTracer) ? State::BROKEN : State::READY;
+        eState = pfnLoad(rayTracer, vFiles) ? State::BROKEN : State::READY;
         if (eState == State::BROKEN) {
             fail(std::string("no scene to render: ") + Velk::Printable(settings.szDescFile).text());
         }

@@ -31,12 +31,17 @@ class FarmPageTest : public RenderTest {
         fs::remove("said");
         auto pFarm = std::make_unique<Process>("exec " RT_FARM " test -o farm.png --packsize 8 --port 0 --verbose " +
                                                sMore + " --page " + std::to_string(uPage) + " >said 2>&1");
-        EXPECT_TRUE(waitUntil([&] { return pFarm->hasEnded() || contains(readFile("said"), "shows how far"); }));
+        readPort(*pFarm, "shows how far");
+        return pFarm;
+    }
+
+    // Waits until the farm has said something, and before that its port.
+    void readPort(Process& farm, const std::string& sLast) {
+        EXPECT_TRUE(waitUntil([&] { return farm.hasEnded() || contains(readFile("said"), sLast); }));
         const std::string sSaid = readFile("said"), sPhrase = "wait on port ";
         const size_t uAt = sSaid.find(sPhrase);
         EXPECT_NE(uAt, std::string::npos) << sSaid;
         if (uAt != std::string::npos) uPort = static_cast<uint16_t>(std::stoul(sSaid.substr(uAt + sPhrase.size())));
-        return pFarm;
     }
 
     // The whole answer of the page.
@@ -113,10 +118,12 @@ TEST_F(FarmPageTest, WhatCannotBeIsSaid) {
                  {"test --allow 10.1", 2, "no range of addresses"},
                  {"test -o x.tiff", 2, "no picture format"},
                  {"test --port 65536", 2, "from 0 to 65535"},
-                 {"nowhere", 1, "nowhere.txt: No such file"},
+                 {"nowhere", 1, "nowhere: no such scene, there are test"},
+                 {"model.obj", 1, "rt-import makes one of a model"},
                  {"test -o gone/x.png", 1, "cannot be written"},
                  {"test --port " + sTaken, 1, "Address already in use"},
                  {"test --port 0 --page " + sTaken, 1, "the port is taken"}};
+    writeFile("model.obj", "v 0 0 0\n");
     for (const auto& [sArguments, iStatus, szSaid] : cases) {
         EXPECT_EQ(runCommand(RT_FARM " " + sArguments + " 2>&1", sOutput), iStatus) << sArguments;
         EXPECT_TRUE(contains(sOutput, szSaid)) << sOutput;
@@ -129,6 +136,24 @@ TEST_F(FarmPageTest, WhatCannotBeIsSaid) {
         EXPECT_EQ((AddressRange{0x0A010000, 0xFFFF0000}.holds(address)), bIn);
         EXPECT_TRUE(AddressRange().holds(address));
     }
+}
+
+TEST_F(FarmPageTest, ADescriptionIsTakenByItsPathAndWorkersNeedItsDirectory) {
+    fs::create_directory("elsewhere");
+    Process farm("cd elsewhere && exec " RT_FARM
+                 " ../Scenes/scene_descs/test.txt --port 0 --page 0 --verbose >../said 2>&1");
+    readPort(farm, ".lgt: ");
+    EXPECT_TRUE(contains(readFile("said"), "where the same files lie, as in " + fs::current_path().string() + ":"));
+    const std::string sHere = fs::current_path(), sFile = "Scene file Scenes/scene_descs/test.txt: ";
+    fs::current_path("elsewhere");
+    EXPECT_EQ(work(), 1);
+    EXPECT_TRUE(contains(sOutput, sFile + "No such file")) << sOutput;
+    fs::current_path(sHere);
+    EXPECT_TRUE(waitUntil([&] { return contains(readFile("said"), "are its scene files these?\nwarning: " + sFile); }));
+    EXPECT_EQ(work(), 0) << sOutput;
+    EXPECT_EQ(farm.wait(), 0) << readFile("said");
+    EXPECT_EQ(render("test -o wanted.png"), 0);
+    EXPECT_EQ(firstDifference(readFile("elsewhere/test.png"), readFile("wanted.png")), "");
 }
 
 TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {

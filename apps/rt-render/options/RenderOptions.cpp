@@ -13,13 +13,9 @@
 #include "rt-render/options/RenderTable.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
+#include "shared/ScenePlace.h"
 
 namespace rt {
-
-bool isModelName(const std::string& sFile) {
-    const std::string sSuffix = suffixOf(sFile);
-    return !sSuffix.empty() && sSuffix != ".txt";
-}
 
 namespace {
 

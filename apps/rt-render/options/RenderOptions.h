@@ -57,9 +57,6 @@ struct RenderOptions {
     bool bVerbose = false;
 };
 
-/// True for the name of a model file. Descriptions end in ".txt" or have no suffix.
-bool isModelName(const std::string& sFile);
-
 /// Reads the command line. True when the program is to end with iStatus: what is wrong has been said, or help given.
 [[nodiscard]] bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus);
 
