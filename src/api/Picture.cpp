@@ -11,6 +11,7 @@
 #include "api/Inside.h"
 #include "base/InputReport.h"
 #include "render/SampleTile.h"
+#include "base/maths/Angles.h"
 #include "render/TileRenderer.h"
 #include "render/studio/StudioRenderer.h"
 #include "scene/OnThreads.h"
@@ -129,7 +130,7 @@ View lookAt(const Looking& looking, uint32_t uWidth, uint32_t uHeight) {
     const NMVector3f v3Look = normalize(vectorOf(looking.at) - v3From);
     const NMVector3f v3Right = normalize(cross(vectorOf(looking.up), v3Look));
     const NMVector3f v3Down = cross(v3Right, v3Look);
-    const float fRow = tanf(looking.fFieldOfView * 0.5f * 3.14159265f / 180.0f);
+    const float fRow = Velk::tangent(looking.fFieldOfView * 0.5f * 3.14159265f / 180.0f);
     const float fColumn = fRow * static_cast<float>(uHeight) / static_cast<float>(uWidth);
     View view{};
     put(v3From, view.eye);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/maths/Angles.h"
+
 namespace rt {
 
 using Velk::NMVector3f;
@@ -35,7 +37,7 @@ bool View::apply(RayTracer& rayTracer) const {
     const float fDistance = length(v3Look);
     float fRow = length(v3HalfRow), fColumn = length(v3HalfColumn);
     if (fFov) {
-        fRow = fDistance * tanf(*fFov * 0.5f * 3.14159265f / 180.0f);
+        fRow = fDistance * Velk::tangent(*fFov * 0.5f * 3.14159265f / 180.0f);
         fColumn =
             fRow * static_cast<float>(rayTracer.parameters.uHeight) / static_cast<float>(rayTracer.parameters.uWidth);
     }

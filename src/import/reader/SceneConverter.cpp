@@ -146,7 +146,9 @@ struct Placement {
 
     explicit Placement(const Box3d& box) {
         const double dExtent = box.extent();
-        if (dExtent < LEAST_EXTENT || dExtent > MOST_EXTENT) dScale = pow(10.0, 1.0 - floor(log10(dExtent)));
+        // Exactly a power of ten is one also where a C library's logarithm lacks a last bit.
+        const double dDigits = floor(log10(dExtent) + 1e-12);
+        if (dExtent < LEAST_EXTENT || dExtent > MOST_EXTENT) dScale = pow(10.0, 1.0 - dDigits);
         const Vector3d c = box.centre();
         if (length(c) > FAR_AWAY * dExtent) v3Offset = {c.x, box.v3Min.y, c.z};
     }

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "base/maths/Angles.h"
+
 namespace rt {
 
 using Velk::NMVector3f;
@@ -54,7 +56,9 @@ class CornerParter {
  public:
     CornerParter(const std::vector<ModelTriangle>& vAll, const std::vector<NMVector3f>& vPlaces,
                  const std::vector<uint32_t>& vGiven)
-        : vTriangles(vAll), vNormals(vGiven), fCrease(cosf(VertexJoiner::CREASE_DEGREES * 3.14159265f / 180.0f)) {
+        : vTriangles(vAll),
+          vNormals(vGiven),
+          fCrease(Velk::cosine(VertexJoiner::CREASE_DEGREES * 3.14159265f / 180.0f)) {
         vFaces.reserve(vAll.size());
         for (const ModelTriangle& t : vAll) vFaces.push_back(faceNormal(vPlaces, t));
     }

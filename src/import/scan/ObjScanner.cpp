@@ -9,8 +9,11 @@
 #include <cstring>
 #include <memory>
 
+#include "base/maths/Angles.h"
+
 namespace rt {
 
+using Velk::arcCosine;
 using Velk::NMVector3f;
 
 namespace {
@@ -160,7 +163,7 @@ class ObjScanner {
             const char* pExponent = p;
             for (; isDigit(*p) && p - pExponent < 4; ++p) iExponent = iExponent * 10 + (*p - '0');
             bDigits = p != pExponent;
-            f *= std::pow(10.0f, static_cast<float>(bSmall ? -iExponent : iExponent));
+            f *= static_cast<float>(pow(10.0, bSmall ? -iExponent : iExponent));
         }
         if (!bDigits || !(isBlank(*p) || isEnd(*p))) return true;
         if (bMinus) f = -f;
@@ -326,7 +329,7 @@ class ObjScanner {
         for (unsigned u = 0; u < 4; ++u) {
             const auto side = [&](unsigned uTo) { return (place(u + uTo) - place(u)).Normalize(); };
             const aiVector3D diagonal = side(2);
-            if (!(std::acos(side(3) * diagonal) + std::acos(side(1) * diagonal) > AI_MATH_PI_F)) continue;
+            if (!(arcCosine(side(3) * diagonal) + arcCosine(side(1) * diagonal) > AI_MATH_PI_F)) continue;
             uStart = u;
             break;
         }

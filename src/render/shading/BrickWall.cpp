@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "base/maths/Angles.h"
 #include "render/shading/Noise.h"
 
 namespace rt {
 
+using Velk::cosine;
 using Velk::NMVector2f;
 using Velk::NMVector3f;
+using Velk::sine;
 
 namespace {
 
@@ -118,7 +121,7 @@ NMVector3f Wall(NMVector2f uv, float fScaleU, float fScaleV, float fBrickWidth, 
 
 void DrawBrick(const NMVector2f& v2Position, const NMVector2f& v2Centre, const NMVector2f& v2Size,
                const NMVector2f& v2Mortar, float fAngle, float* pHeight, NMVector3f* pNormal) {
-    const float fSin = sinf(fAngle), fCos = cosf(fAngle);
+    const float fSin = sine(fAngle), fCos = cosine(fAngle);
     const NMVector2f& c = v2Centre;
     const float k = shrinkFactor(c, v2Size, fSin, fCos);
     const float fLeft = (c.x - k * c.x) / v2Size.x, fRight = (c.x + k * (v2Size.x - c.x)) / v2Size.x;
@@ -134,7 +137,7 @@ void DrawBrick(const NMVector2f& v2Position, const NMVector2f& v2Centre, const N
         arcTangent(HermiteStepDeriverative(qx, fLeft, fLeft + mx) - HermiteStepDeriverative(qx, fRight - mx, fRight));
     const float fBeta =
         arcTangent(HermiteStepDeriverative(qy, fBottom, fBottom + my) - HermiteStepDeriverative(qy, fTop - my, fTop));
-    *pNormal = normalize(NMVector3f{-sinf(fAlpha), -sinf(fBeta), cosf(fAlpha) + cosf(fBeta)});
+    *pNormal = normalize(NMVector3f{-sine(fAlpha), -sine(fBeta), cosine(fAlpha) + cosine(fBeta)});
 }
 
 NMVector3f getBrickColour(float t, int iColumn, int iRow) {
