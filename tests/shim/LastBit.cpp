@@ -1,6 +1,7 @@
 // A C library of another make, to be preloaded: what the functions in double precision return is moved up or down by
 // one last bit, at random. No picture may change by that, because whatever is taken from them is rounded to single
-// precision. Zeros and what is not finite stay, as every library has these alike.
+// precision. Zeros and what is not finite stay, as every library has these alike. scripts/check-maths sees to it that
+// the programs use no other function whose last bits differ, and none of single precision.
 #include <dlfcn.h>
 
 #include <cmath>
@@ -48,6 +49,11 @@ double acos(double x) noexcept {
     return moved(pfn(x));
 }
 
+double asin(double x) noexcept {
+    static const Function pfn = original("asin");
+    return moved(pfn(x));
+}
+
 double atan(double x) noexcept {
     static const Function pfn = original("atan");
     return moved(pfn(x));
@@ -55,6 +61,11 @@ double atan(double x) noexcept {
 
 double log(double x) noexcept {
     static const Function pfn = original("log");
+    return moved(pfn(x));
+}
+
+double log10(double x) noexcept {
+    static const Function pfn = original("log10");
     return moved(pfn(x));
 }
 
@@ -66,6 +77,19 @@ double cbrt(double x) noexcept {
 double pow(double x, double y) noexcept {
     static const Function2 pfn = original<Function2>("pow");
     return moved(pfn(x, y));
+}
+
+double atan2(double y, double x) noexcept {
+    static const Function2 pfn = original<Function2>("atan2");
+    return moved(pfn(y, x));
+}
+
+// What compilers make of a sine and a cosine of the same angle.
+void sincos(double x, double* pSin, double* pCos) noexcept {
+    static const auto pfn = original<void (*)(double, double*, double*)>("sincos");
+    pfn(x, pSin, pCos);
+    *pSin = moved(*pSin);
+    *pCos = moved(*pCos);
 }
 
 }  // extern "C"
