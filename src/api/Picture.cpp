@@ -10,8 +10,8 @@
 
 #include "api/Inside.h"
 #include "base/InputReport.h"
-#include "render/SampleTile.h"
 #include "base/maths/Angles.h"
+#include "render/SampleTile.h"
 #include "render/TileRenderer.h"
 #include "render/studio/StudioRenderer.h"
 #include "scene/OnThreads.h"
