@@ -32,6 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pBytes, size_t uBytes) {
         bFailed = rewriteGltf(
             szFile, [](const std::string&, std::string&) { return true; }, text, sReason);
     }
+    for (const ObjMesh::Run& run : mesh.vRuns)
+        require(bFailed || mesh.vParts.empty() || run.uPart < mesh.vParts.size(), "parts that are there");
     if (!bFailed && mesh.vPolygonVertices.size() > 2) mesh.replacePolygons({{{2, 1, 0}}, {{0, 1, 2}}});
     for (size_t u = 0; !bFailed && u < mesh.vVertices.size(); ++u) {
         require(mesh.vVertices[u] < mesh.vPositions.size(), "vertices that are there");

@@ -68,6 +68,7 @@ StagedScene stageModel(Model& model, const SceneCamera& sceneCamera, const std::
     }
     for (const ModelMaterial& material : model.vMaterials) scene.vAttributes.push_back(attributeOf(material));
     takeColours(model, scene);
+    scene.parts = std::exchange(model.parts, {});
     for (const SceneLight& light : vSceneLights) {
         scene.vLights.push_back({vectorOf(light.v3Position), {0, -1, 0}, static_cast<float>(light.dFlux)});
     }

@@ -9,7 +9,7 @@
 
 namespace rt {
 
-/// The model as a scene, in the very numbers that a scene's files would give. Moves the model's colours out.
+/// The model as a scene, in the very numbers that a scene's files would give. Moves the model's colours and parts out.
 StagedScene stageModel(Model& model, const SceneCamera& sceneCamera, const std::vector<SceneLight>& vSceneLights);
 
 /// A material's name as a scene's file has it: one word of printable characters.

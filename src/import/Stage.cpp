@@ -115,6 +115,13 @@ SceneCamera makeCamera(const Vector3d& v3Eye, const Axes& axes, double dDistance
     return camera;
 }
 
+// The triangles that follow are no part of the model.
+void startPart(Model& model, const char* szName) {
+    model.parts.startRun(static_cast<uint32_t>(model.vTriangles.size()),
+                         static_cast<uint32_t>(model.parts.vParts.size()));
+    model.parts.vParts.push_back({szName, szName});
+}
+
 uint32_t addMaterial(Model& model, const char* szName, const std::array<unsigned, 3>& vColour) {
     ModelMaterial material;
     material.sName = szName;
@@ -238,6 +245,7 @@ std::vector<SceneLight> placeLights(const Model& model, const SceneCamera& camer
 }
 
 void addGround(Model& model) {
+    startPart(model, GROUND_NAME);
     const Vector3d c = model.box.centre();
     const double dRadius = radiusOf(model), dHalf = GROUND_HALF * dRadius, y = model.box.v3Min.y - GROUND_GAP * dRadius;
     const uint32_t uGround = addMaterial(model, GROUND_NAME, {158, 168, 182});
@@ -246,6 +254,7 @@ void addGround(Model& model) {
 }
 
 void addRoom(Model& model, const SceneCamera& camera) {
+    startPart(model, "room");
     const Vector3d c = model.box.centre();
     const double dRadius = radiusOf(model), y = model.box.v3Min.y - GROUND_GAP * dRadius;
     const double dHalf = std::max(ROOM_HALF * dRadius, 1.3 * length(camera.v3Eye - c)), dSide = 2 * dHalf;

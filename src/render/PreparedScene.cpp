@@ -44,12 +44,12 @@ bool PreparedScene::prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Sca
 }
 
 void PreparedScene::release() {
-    colours = SurfaceColours();
     queries.release();
     scene.releaseScene();
     attributes.releaseAttributes();
     lights.releaseLights();
     colours = {};
+    parts = {};
 }
 
 }  // namespace rt

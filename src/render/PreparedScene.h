@@ -5,6 +5,7 @@
 #include "scene/Attributes.h"
 #include "scene/Lights.h"
 #include "scene/Scene.h"
+#include "scene/SceneParts.h"
 #include "scene/SurfaceColours.h"
 
 namespace rt {
@@ -21,6 +22,7 @@ class PreparedScene {
     Lights lights;
     RayQueries queries;
     SurfaceColours colours;  // of the mesh's places; only studios show them
+    SceneParts parts;
 
     /// Reads mesh, materials and lights from a scene's files, in place of what was there. True on failure, which is
     /// logged.

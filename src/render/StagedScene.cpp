@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "base/InputReport.h"
 #include "base/Printable.h"
@@ -31,12 +32,12 @@ struct Head {
     char szMagic[16];
     char szVersion[16];
     uint64_t uVertices, uIndices, uMaterials, uAttributes, uLights;
-    uint64_t uPlaces, uCorners, uRules, uTextures;
+    uint64_t uPlaces, uCorners, uRules, uRuns, uPartBytes, uTextures;
     char szCamera[sizeof(Camera::szName)];
     float fEye[3], fScreen[3][3];
     uint32_t uWidth, uHeight, uGround, uReserved;
 };
-static_assert(sizeof(Head) == 200, "the same on all machines");
+static_assert(sizeof(Head) == 216, "the same on all machines");
 static_assert(sizeof(Velk::VERSION) <= sizeof(Head::szVersion));
 
 // What each texture's texels begin with.
@@ -71,6 +72,35 @@ bool areColoursWrong(const SurfaceColours& colours, size_t uFaces, size_t uMater
            !std::all_of(colours.vPlaces.begin(), colours.vPlaces.end(), isPlaced) ||
            std::any_of(colours.vRules.begin(), colours.vRules.end(),
                        [&colours](const ColourRule& rule) { return isRuleWrong(rule, colours); });
+}
+
+// Name and path of each part, each with a zero behind it.
+std::vector<char> textOf(const SceneParts& parts) {
+    std::vector<char> v;
+    for (const ScenePart& part : parts.vParts) {
+        for (const std::string* p : {&part.sName, &part.sPath})
+            v.insert(v.end(), p->c_str(), p->c_str() + strlen(p->c_str()) + 1);
+    }
+    return v;
+}
+
+// True when the text does not end with a path, or has more parts than there are runs of them.
+bool readParts(const std::vector<char>& vText, SceneParts& parts) {
+    const char* p = vText.data();
+    const char* const pEnd = p + vText.size();
+    if (p != pEnd && pEnd[-1]) return true;
+    parts.vParts.clear();
+    while (p != pEnd) {
+        if (parts.vParts.size() == parts.vRuns.size()) return true;
+        ScenePart part;
+        part.sName = p;
+        p += part.sName.size() + 1;
+        if (p == pEnd) return true;
+        part.sPath = p;
+        p += part.sPath.size() + 1;
+        parts.vParts.push_back(std::move(part));
+    }
+    return false;
 }
 
 // Reads on through bytes that may be anything.
@@ -123,7 +153,7 @@ Head headOf(const StagedScene& scene) {
     head.uMaterials = scene.vMaterials.size(), head.uAttributes = scene.vAttributes.size();
     head.uLights = scene.vLights.size(), head.uPlaces = colours.vPlaces.size();
     head.uCorners = colours.vCorners.size(), head.uRules = colours.vRules.size();
-    head.uTextures = colours.vTextures.size();
+    head.uRuns = scene.parts.vRuns.size(), head.uTextures = colours.vTextures.size();
     memcpy(head.szCamera, scene.camera.szName, strnlen(scene.camera.szName, sizeof(head.szCamera) - 1));
     memcpy(head.fEye, &scene.camera.v3Position, sizeof(head.fEye));
     memcpy(head.fScreen, scene.camera.v3Screen, sizeof(head.fScreen));
@@ -151,10 +181,12 @@ bool StagedScene::pack(const Write& write) const {
         static_assert(std::is_trivially_copyable_v<std::remove_reference_t<decltype(v[0])>>);
         return !v.empty() && write(v.data(), v.size() * sizeof(v[0]));
     };
-    const Head head = headOf(*this);
+    const std::vector<char> vParts = textOf(parts);
+    Head head = headOf(*this);
+    head.uPartBytes = vParts.size();
     if (write(&head, sizeof(head)) || writeArray(vVertices) || writeArray(vTriangles) || writeArray(vMaterials) ||
         writeArray(vAttributes) || writeArray(vLights) || writeArray(colours.vPlaces) || writeArray(colours.vCorners) ||
-        writeArray(colours.vRules)) {
+        writeArray(colours.vRules) || writeArray(parts.vRuns) || writeArray(vParts)) {
         return true;
     }
     return std::any_of(colours.vTextures.begin(), colours.vTextures.end(), [&](const TextureImage& image) {
@@ -176,10 +208,12 @@ bool StagedScene::unpack(const void* p, size_t uBytes, std::string& sReason) {
         return true;
     }
     sReason = "is damaged";
+    std::vector<char> vParts;
     if (reader.takeArray(vVertices, head.uVertices) || reader.takeArray(vTriangles, head.uIndices) ||
         reader.takeArray(vMaterials, head.uMaterials) || reader.takeArray(vAttributes, head.uAttributes) ||
         reader.takeArray(vLights, head.uLights) || reader.takeArray(colours.vPlaces, head.uPlaces) ||
-        reader.takeArray(colours.vCorners, head.uCorners) || reader.takeArray(colours.vRules, head.uRules)) {
+        reader.takeArray(colours.vCorners, head.uCorners) || reader.takeArray(colours.vRules, head.uRules) ||
+        reader.takeArray(parts.vRuns, head.uRuns) || reader.takeArray(vParts, head.uPartBytes)) {
         return true;
     }
     colours.vTextures.clear();
@@ -191,8 +225,8 @@ bool StagedScene::unpack(const void* p, size_t uBytes, std::string& sReason) {
     for (AttributeInstance& attribute : vAttributes) attribute.szName[LONGEST_NAME] = '\0';
     const uint64_t uFaces = vMaterials.size();
     return vTriangles.size() != 3 * uFaces || uFaces > UINT32_MAX || vVertices.size() > UINT32_MAX ||
-           (uGround != NO_INDEX && uGround >= vAttributes.size()) ||
-           areColoursWrong(colours, vMaterials.size(), vAttributes.size());
+           (uGround != NO_INDEX && uGround >= vAttributes.size()) || readParts(vParts, parts) ||
+           parts.areWrong(uFaces) || areColoursWrong(colours, vMaterials.size(), vAttributes.size());
 }
 
 bool StagedScene::send(int iFile) const {
@@ -234,6 +268,7 @@ void StagedScene::takeFrom(const PreparedScene& scene, const Camera& view) {
     vAttributes.assign(scene.attributes.vAttributes.begin(), scene.attributes.vAttributes.end());
     vLights.assign(scene.lights.pLights, scene.lights.pLights + scene.lights.uCount);
     colours = scene.colours;
+    parts = scene.parts;
     camera = view;
 }
 
@@ -255,6 +290,7 @@ bool StagedScene::handOver(PreparedScene& scene) const {
     for (const Light& light : vLights) bFailed = bFailed || scene.lights.add(light);
     if (bFailed) Velk::memoryError(vAttributes.size() * sizeof(AttributeInstance), "the materials of a model");
     scene.colours = colours;
+    scene.parts = parts;
     scene.attributes.bLoaded = scene.lights.bLoaded = !bFailed;
     return bFailed;
 }

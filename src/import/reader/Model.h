@@ -10,6 +10,7 @@
 #include "base/Vectors.h"
 #include "import/colours/CornerColours.h"
 #include "import/reader/Vector3d.h"
+#include "scene/SceneParts.h"
 
 namespace rt {
 
@@ -53,6 +54,7 @@ struct Model {
     std::vector<ModelTriangle> vTriangles;
     std::vector<ModelMaterial> vMaterials;
     SurfaceColours colours;  // of the first triangles; the others have none. Rules are the materials'
+    SceneParts parts;
     std::optional<ModelCamera> camera;
     std::vector<ModelLight> vLights;
     Box3d box;

@@ -134,6 +134,7 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     importer.SetIOHandler(pFiles);  // the importer deletes both
     importer.SetProgressHandler(new TerminalProgress(options.bProgress));
     if (options.cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
+    importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_USE_COLLADA_NAMES, true);  // for parts, not ids
     const bool bDigest = !prepared.mesh.isEmpty();
     const std::string sRead = bDigest ? sFile.substr(0, sFile.rfind('/') + 1) + DIGEST : sFile;
     if (bDigest) pFiles->replace(DIGEST, prepared.mesh.sDigest);

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <map>
+#include <utility>
 
 #include "import/reader/AssimpTypes.h"
 #include "import/reader/CameraReader.h"
@@ -40,12 +42,12 @@ NMVector3f single(const Vector3d& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
 }
 
-using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&)>;
+using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&, const aiNode&)>;
 
 void visitMeshes(const aiScene& scene, const aiNode& node, const Map3d& map, const Visit& visit) {
     const Map3d here = map.after(toMap(node.mTransformation));
     for (unsigned u = 0; u < node.mNumMeshes; ++u) {
-        if (node.mMeshes[u] < scene.mNumMeshes) visit(*scene.mMeshes[node.mMeshes[u]], node.mMeshes[u], here);
+        if (node.mMeshes[u] < scene.mNumMeshes) visit(*scene.mMeshes[node.mMeshes[u]], node.mMeshes[u], here, node);
     }
     for (unsigned u = 0; u < node.mNumChildren; ++u) visitMeshes(scene, *node.mChildren[u], here, visit);
 }
@@ -64,7 +66,7 @@ struct Measure {
 
 Measure measure(const aiScene& scene, const Map3d& world) {
     Measure result;
-    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned, const Map3d& map) {
+    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned, const Map3d& map, const aiNode&) {
         for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
             const aiFace& face = mesh.mFaces[u];
             if (!isTriangle(mesh, face)) continue;
@@ -98,7 +100,7 @@ double restingArea(const aiScene& scene, const Box3d& box, unsigned uAxis) {
     const auto height = [uAxis](const Vector3d& p) { return uAxis == 1 ? p.y : p.z; };
     const double dHighest = height(box.v3Min) + RESTS * box.extent();
     double dArea = 0;
-    visitMeshes(scene, *scene.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned, const Map3d& map) {
+    visitMeshes(scene, *scene.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned, const Map3d& map, const aiNode&) {
         for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
             const aiFace& face = mesh.mFaces[u];
             if (!isTriangle(mesh, face)) continue;
@@ -168,10 +170,59 @@ struct Placement {
     }
 };
 
+// What readers call nodes that have no name in the file, or that are not there.
+bool isInvented(const std::string& sName) {
+    return sName.empty() || sName[0] == '<' || sName[0] == '$' || sName == "ROOT" || sName == "RootNode" ||
+           sName == "defaultobject" || sName.find("_$AssimpFbx$_") != std::string::npos;
+}
+
+// Above a node, its root without the name that most readers invent for it.
+std::string pathAbove(const aiNode& node, bool bRoots) {
+    std::vector<std::string> vNames;
+    size_t uLength = 0;
+    for (const aiNode* p = node.mParent; p && (bRoots || p->mParent) && uLength < ScenePart::LONGEST; p = p->mParent) {
+        const std::string sName = p->mName.C_Str();
+        if (isInvented(sName)) continue;
+        uLength += sName.size() + 1;
+        vNames.push_back(sName);
+    }
+    std::string sPath;
+    for (size_t u = vNames.size(); u-- > 0;) sPath += (sPath.empty() ? "" : "/") + vNames[u];
+    return sPath;
+}
+
+std::string fileStem(const std::string& sFile) {
+    const std::string sName = sFile.substr(sFile.rfind('/') + 1);
+    return sName.substr(0, sName.rfind('.'));
+}
+
+// A node's part. What has no name is called after the file.
+ScenePart partOf(const aiNode& node, const ReadFile& read) {
+    const bool bGltf = isGltf(modelSuffixOf(read.sFile));
+    const std::string sName = node.mName.C_Str();
+    const bool bNone = isInvented(sName) || (!node.mParent && !bGltf);  // a root
+    return ScenePart::below(pathAbove(node, bGltf), bNone ? fileStem(read.sFile) : sName);
+}
+
 // Where triangles go.
 struct Target {
     VertexJoiner joiner;
     CornerColours corners;
+    SceneParts parts;
+    std::map<std::string, uint32_t> objects;  // parts of OBJ files, whose groups may be begun anew
+    const aiNode* pNode = nullptr;            // the last one
+
+    // The triangles that follow are of this node.
+    void startNode(const aiNode& node, const ReadFile& read) {
+        if (&node == pNode) return;
+        pNode = &node;
+        ScenePart part = partOf(node, read);
+        const auto uNew = static_cast<uint32_t>(parts.vParts.size());
+        const bool bObj = modelSuffixOf(read.sFile) == "obj";
+        const uint32_t uPart = bObj ? objects.try_emplace(part.sPath, uNew).first->second : uNew;
+        if (uPart == uNew) parts.vParts.push_back(std::move(part));
+        parts.startRun(static_cast<uint32_t>(joiner.triangles()), uPart);
+    }
 };
 
 // The corners of a mesh's vertices.
@@ -259,6 +310,7 @@ void addObjCorners(const ObjMesh& obj, const VertexJoiner::Indexed& indexed, siz
 struct DigestMesh {
     const aiMesh* pMesh;
     unsigned uMesh;
+    const aiNode* pNode;
     std::vector<size_t> vRuns;
 };
 
@@ -267,35 +319,41 @@ struct DigestMesh {
 std::vector<DigestMesh> readDigest(ObjMesh& obj, const aiScene& digest) {
     std::vector<DigestMesh> vMeshes;
     std::vector<std::array<uint32_t, 3>> vCuts;
-    visitMeshes(digest, *digest.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned uMesh, const Map3d&) {
-        vMeshes.push_back({&mesh, uMesh, {}});
-        std::vector<size_t>& vRuns = vMeshes.back().vRuns;
-        size_t uStart = 0, uEnd = 0;  // vertices of the last run
-        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
-            if (!isTriangle(mesh, mesh.mFaces[u])) continue;
-            const unsigned* p = mesh.mFaces[u].mIndices;
-            while (uEnd <= p[0]) {
-                const double dRun = static_cast<double>(mesh.mVertices[uEnd].x);
-                if (!(dRun >= 0 && dRun < static_cast<double>(obj.vRuns.size()))) return;
-                const size_t uRun = static_cast<size_t>(dRun);
-                vRuns.push_back(uRun);
-                uStart = uEnd;
-                uEnd += 3 + obj.firstCornerOf(uRun + 1) - obj.firstCornerOf(uRun);
-            }
-            const size_t uFirst = uStart + 3;  // of polygons
-            if (std::min({p[0], p[1], p[2]}) < uFirst || std::max({p[0], p[1], p[2]}) >= uEnd) continue;
-            const auto corner = [&](unsigned i) {
-                return static_cast<uint32_t>(obj.firstCornerOf(vRuns.back()) + p[i] - uFirst);
-            };
-            vCuts.push_back({corner(0), corner(1), corner(2)});
-        }
-    });
+    visitMeshes(digest, *digest.mRootNode, Map3d{},
+                [&](const aiMesh& mesh, unsigned uMesh, const Map3d&, const aiNode& node) {
+                    vMeshes.push_back({&mesh, uMesh, &node, {}});
+                    std::vector<size_t>& vRuns = vMeshes.back().vRuns;
+                    size_t uStart = 0, uEnd = 0;  // vertices of the last run
+                    for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
+                        if (!isTriangle(mesh, mesh.mFaces[u])) continue;
+                        const unsigned* p = mesh.mFaces[u].mIndices;
+                        while (uEnd <= p[0]) {
+                            const double dRun = static_cast<double>(mesh.mVertices[uEnd].x);
+                            if (!(dRun >= 0 && dRun < static_cast<double>(obj.vRuns.size()))) return;
+                            const size_t uRun = static_cast<size_t>(dRun);
+                            vRuns.push_back(uRun);
+                            uStart = uEnd;
+                            uEnd += 3 + obj.firstCornerOf(uRun + 1) - obj.firstCornerOf(uRun);
+                        }
+                        const size_t uFirst = uStart + 3;  // of polygons
+                        if (std::min({p[0], p[1], p[2]}) < uFirst || std::max({p[0], p[1], p[2]}) >= uEnd) continue;
+                        const auto corner = [&](unsigned i) {
+                            return static_cast<uint32_t>(obj.firstCornerOf(vRuns.back()) + p[i] - uFirst);
+                        };
+                        vCuts.push_back({corner(0), corner(1), corner(2)});
+                    }
+                });
     if (!obj.vPolygons.empty()) obj.replacePolygons(std::move(vCuts));
     return vMeshes;
 }
 
-void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& world, MaterialTable& materials,
+void addObj(const ReadFile& read, const std::vector<DigestMesh>& vMeshes, const Map3d& world, MaterialTable& materials,
             Target& target) {
+    ObjMesh& obj = *read.pObj;
+    target.parts.vParts = obj.vParts;
+    for (ScenePart& part : target.parts.vParts) {
+        if (part.sName.empty()) part = ScenePart::below("", fileStem(read.sFile));
+    }
     std::vector<uint32_t> vPacked(obj.vNormals.size());
     const Map3d normals{cross(world.v3Y, world.v3Z), cross(world.v3Z, world.v3X), cross(world.v3X, world.v3Y), {}};
     for (size_t u = 0; u < vPacked.size(); ++u) {
@@ -314,7 +372,7 @@ void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& w
         const Vector3d v = toDouble(c);
         vColours.push_back(cornerColour(v.x, v.y, v.z, 1, false));
     }
-    for (const auto& [pMesh, uMesh, vRuns] : vMeshes) {
+    for (const auto& [pMesh, uMesh, pNode, vRuns] : vMeshes) {
         std::array<double, 3> vMean{};
         double dCorners = 0;
         for (const size_t uRun : vRuns) {
@@ -325,6 +383,11 @@ void addObj(ObjMesh& obj, const std::vector<DigestMesh>& vMeshes, const Map3d& w
         const uint32_t uMaterial =
             materials.indexOf(*pMesh, uMesh, dCorners > 0 ? &vMean : nullptr, obj.vCornerPlaces.empty() ? 0 : 1);
         for (const size_t uRun : vRuns) {
+            if (obj.vParts.empty()) {
+                target.startNode(*pNode, read);
+            } else {
+                target.parts.startRun(static_cast<uint32_t>(target.joiner.triangles()), obj.vRuns[uRun].uPart);
+            }
             target.joiner.add(indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), uMaterial);
             addObjCorners(obj, indexed, obj.vRuns[uRun].uFirst, obj.endOf(uRun), materials.at(uMaterial), vColours,
                           target);
@@ -382,24 +445,28 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     VertexJoiner& joiner = target.joiner;
     joiner.reserve(found.uTriangles);
     if (read.pObj)
-        addObj(*read.pObj, vMeshes, world, materials, target);
+        addObj(read, vMeshes, world, materials, target);
     else
-        visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map) {
-            std::array<double, 3> vMean{};
-            const bool bMean = MaterialTable::meanOf(mesh, vMean);
-            unsigned uSets = 0;
-            for (unsigned u = 0; u < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++u)
-                uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
-            const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
-            const MeshCorners corners(mesh, materials.at(uMaterial), isGltf(sSuffix));
-            addMesh(mesh, map, uMaterial, hasNormals(sSuffix), corners, target);
-        });
+        visitMeshes(scene, *scene.mRootNode, world,
+                    [&](const aiMesh& mesh, unsigned uMesh, const Map3d& map, const aiNode& node) {
+                        target.startNode(node, read);
+                        std::array<double, 3> vMean{};
+                        const bool bMean = MaterialTable::meanOf(mesh, vMean);
+                        unsigned uSets = 0;
+                        for (unsigned u = 0; u < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++u)
+                            uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
+                        const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
+                        const MeshCorners corners(mesh, materials.at(uMaterial), isGltf(sSuffix));
+                        addMesh(mesh, map, uMaterial, hasNormals(sSuffix), corners, target);
+                    });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
     reportLosses(read.uDeclared, std::max(found.uTriangles, read.pObj ? 0 : trianglesOf(scene)), found.uTriangles,
                  joiner.triangles(), vNotices);
     readCamera(scene, sFile, world, model);
     readLights(scene, world, placement.dScale, model);
     target.corners.finish(joiner.triangles(), model.colours);
+    target.parts.finish(static_cast<uint32_t>(joiner.triangles()));
+    model.parts = std::move(target.parts);
     joiner.finish(model);
     for (const NMVector3f& p : model.vVertices) {
         model.box.add({static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)});

@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include "base/maths/Angles.h"
 
@@ -122,8 +124,31 @@ class ObjScanner {
                             ((!strncmp(pLine, "usemtl", 6) || !strncmp(pLine, "mtllib", 6)) && isBlank(pLine[6]));
         if (!bKnown || memchr(pLine, '\0', static_cast<size_t>(p - pLine))) return ObjScan::OTHER;
         mesh.sDigest.append(pLine, p).append(1, '\n');
+        if (*pLine == 'g' || *pLine == 'o') takeName(pLine, p);
         bNewRun = true;
         return ObjScan::DONE;
+    }
+
+    // An object, which ends the group before it, or a group in an object.
+    void takeName(const char* pLine, const char* pEnd) {
+        const char* p = skipBlanks(pLine + 1);
+        while (pEnd > p && isBlank(pEnd[-1])) --pEnd;
+        std::string sName(p, static_cast<size_t>(std::max<ptrdiff_t>(pEnd - p, 0)));
+        if (*pLine == 'o') {
+            sObject = std::move(sName);
+            sGroup.clear();
+        } else {
+            sGroup = std::move(sName);
+        }
+        bParts = true;
+    }
+
+    // The number of the part that the names are of.
+    uint32_t partOfNames() {
+        const auto [found, bNew] = parts.try_emplace({sObject, sGroup}, static_cast<uint32_t>(mesh.vParts.size()));
+        if (bNew)
+            mesh.vParts.push_back(ScenePart::below(sGroup.empty() ? "" : sObject, sGroup.empty() ? sObject : sGroup));
+        return found->second;
     }
 
     // The numbers that a line goes on with, up to uMost; more are skipped.
@@ -256,8 +281,7 @@ class ObjScanner {
             if (corner.uNormal != ObjMesh::NO_NORMAL) uMostNormal = std::max(uMostNormal, corner.uNormal + 1);
         }
         if (vFace.size() < 3) return ObjScan::DONE;
-        if (bNewRun) mesh.startRun();
-        bNewRun = false;
+        if (bNewRun) startRun();
         if (mesh.vRuns.size() > MOST_RUNS) return ObjScan::OTHER;
         if (vFace.size() > 4) {
             addPolygon();
@@ -267,6 +291,12 @@ class ObjScanner {
         addTriangle(vFace[0], vFace[1], vFace[2]);
         if (vFace.size() == 4) addTriangle(vFace[0], vFace[2], vFace[3]);
         return ObjScan::DONE;
+    }
+
+    void startRun() {
+        mesh.startRun();
+        mesh.vRuns.back().uPart = partOfNames();
+        bNewRun = false;
     }
 
     void addPolygon() {
@@ -380,6 +410,7 @@ class ObjScanner {
         for (const size_t u : vQuads) cutQuad(u);
         if (!mesh.vColours.empty()) sumColours();
         if (!mesh.vPolygons.empty()) completeDigest();
+        if (!bParts) mesh.vParts.clear();
         return ObjScan::DONE;
     }
 
@@ -390,7 +421,9 @@ class ObjScanner {
     uint32_t uMostVertex = 0;    // that a face has
     uint32_t uMostNormal = 0;    // and one more than the normal
     size_t uLine = 0;
-    bool bNewRun = true;
+    std::string sObject, sGroup;  // that the lines before have begun
+    std::map<std::pair<std::string, std::string>, uint32_t> parts;
+    bool bNewRun = true, bParts = false;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/Vectors.h"
+#include "scene/SceneParts.h"
 
 namespace rt {
 
@@ -22,6 +23,7 @@ struct ObjMesh {
         std::array<double, 3> vColours{};  // sum over coloured corners
         uint64_t uColoured = 0;            // their number
         size_t uDigest = 0;                // where its polygons go in the digest
+        uint32_t uPart = 0;                // of vParts, if there are some
     };
 
     /// A face of more than four corners, which assimp cuts. It comes before triangle uBefore.
@@ -39,6 +41,7 @@ struct ObjMesh {
     std::vector<Polygon> vPolygons;
     std::vector<uint32_t> vPolygonVertices, vPolygonNormals, vPolygonPlaces;  // one a corner
     std::vector<Run> vRuns;
+    std::vector<ScenePart> vParts;  // empty when the file has no groups and objects; one may have no name
 
     /// A small OBJ file that names the same groups, materials and libraries in the same order. Each run is one triangle
     /// in it, x of whose vertices is the run's number, and the run's polygons after that.

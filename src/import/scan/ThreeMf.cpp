@@ -17,11 +17,12 @@ namespace rt {
 
 namespace {
 
-constexpr unsigned DEEPEST = 32;                 // components in components
-constexpr size_t MOST_PLACES = size_t{1} << 17;  // objects and components: a few lines can ask for any number
-constexpr size_t MOST_PLACED = size_t{1} << 27;  // triangles
-constexpr size_t MANY_PAINTS = 512;              // from here on colours are rounded
-constexpr unsigned SHRINK = 4;                   // of pictures: triangles are larger than pixels
+constexpr unsigned DEEPEST = 32;                    // components in components
+constexpr size_t MOST_PLACES = size_t{1} << 17;     // objects and components: a few lines can ask for any number
+constexpr size_t MOST_PLACED = size_t{1} << 27;     // triangles
+constexpr size_t MOST_PART_RUNS = size_t{1} << 20;  // beyond these, parts of one material run together
+constexpr size_t MANY_PAINTS = 512;                 // from here on colours are rounded
+constexpr unsigned SHRINK = 4;                      // of pictures: triangles are larger than pixels
 const char* const USUAL_PART = "3D/3dmodel.model";
 
 // The one after the other.
@@ -51,10 +52,10 @@ class ThreeMf {
     // All that is built; where nothing is, all that there is.
     void build(const std::string& sPath) {
         ThreeMfPart& root = partOf(sPath);
-        for (const PartInstance& item : root.vItems) place(sPath, item, 0);
+        for (const PartInstance& item : root.vItems) place(sPath, item, "", 0);
         if (!vTriangles.empty()) return;
         for (const auto& [uObject, object] : root.objects) {
-            if (!object.vTriangles.empty()) place(sPath, {uObject, ""}, 0);
+            if (!object.vTriangles.empty()) place(sPath, {uObject, ""}, "", 0);
         }
     }
 
@@ -67,10 +68,12 @@ class ThreeMf {
                          [](const Placed& a, const Placed& b) { return a.uMaterial < b.uMaterial; });
         if (!vMaterials.empty()) mesh.sDigest = "mtllib " + sLibrary + "\n";
         for (const Placed& t : vTriangles) {
-            if (mesh.vRuns.empty() || t.uMaterial != uLast) {
-                uLast = t.uMaterial;
-                if (uLast != NO_PAINT) mesh.sDigest += "usemtl " + vMaterials[uLast].sName + "\n";
+            const bool bMaterial = mesh.vRuns.empty() || t.uMaterial != uLast;
+            uLast = t.uMaterial;
+            if (bMaterial && uLast != NO_PAINT) mesh.sDigest += "usemtl " + vMaterials[uLast].sName + "\n";
+            if (bMaterial || (t.uPart != mesh.vRuns.back().uPart && mesh.vRuns.size() < MOST_PART_RUNS)) {
                 mesh.startRun();
+                mesh.vRuns.back().uPart = t.uPart;
             }
             mesh.vVertices.insert(mesh.vVertices.end(), t.uVertices, t.uVertices + 3);
             addLook(t);
@@ -90,7 +93,7 @@ class ThreeMf {
 
  private:
     struct Placed {
-        uint32_t uVertices[3], uMaterial;
+        uint32_t uVertices[3], uMaterial, uPart;
         uint32_t uPlaces = NO_PAINT, uColours = NO_PAINT;  // the first of three, when the corners have some
     };
 
@@ -114,7 +117,7 @@ class ThreeMf {
         return found->second;
     }
 
-    void place(const std::string& sPart, const PartInstance& instance, unsigned uDepth) {
+    void place(const std::string& sPart, const PartInstance& instance, const std::string& sAbove, unsigned uDepth) {
         const std::string sPath = instance.sPath.empty() ? sPart : instance.sPath.substr(instance.sPath[0] == '/');
         ThreeMfPart& part = partOf(sPath);
         const auto found = part.objects.find(instance.uObject);
@@ -126,12 +129,16 @@ class ThreeMf {
                    std::max(object.vTriangles.size() + vTriangles.size(),
                             object.vVertices.size() + mesh.vPositions.size()) > MOST_PLACED;
         if (bLimited) return;
+        const bool bNamed = !object.sName.empty();
+        const ScenePart named =
+            ScenePart::below(sAbove, bNamed ? object.sName : "object " + std::to_string(instance.uObject));
+        if (!object.vTriangles.empty()) mesh.vParts.push_back(named);
         addTriangles(part, object, instance.matrix);
         object.bOpen = true;
         for (const PartInstance& component : object.vComponents) {
             PartInstance placed = component;
             placed.matrix = chain(component.matrix, instance.matrix);
-            place(sPath, placed, uDepth + 1);
+            place(sPath, placed, named.sPath, uDepth + 1);
         }
         object.bOpen = false;
     }
@@ -149,7 +156,7 @@ class ThreeMf {
         for (const PartTriangle& t : object.vTriangles) {
             if (std::max({t.uVertices[0], t.uVertices[1], t.uVertices[2]}) >= object.vVertices.size()) continue;
             const size_t uOrder[] = {0, bTurned ? size_t{2} : 1, bTurned ? size_t{1} : 2};
-            Placed placed{{}, NO_PAINT};
+            Placed placed{{}, NO_PAINT, static_cast<uint32_t>(mesh.vParts.size() - 1)};
             for (size_t u = 0; u < 3; ++u) placed.uVertices[u] = uFirst + t.uVertices[uOrder[u]];
             paint(part, object, t, uOrder, placed);
             vTriangles.push_back(placed);

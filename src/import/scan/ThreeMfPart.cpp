@@ -54,6 +54,7 @@ class PartReader {
             pObject = &part.objects[xml.index("id", 0)];
             pObject->uGroup = xml.index("pid", NO_PAINT);
             pObject->uPaint = xml.index("pindex", NO_PAINT);
+            pObject->sName = xml.text("name");
         } else if (s == "texture2d") {
             textures[xml.index("id", 0)] = xml.text("path");
         } else {

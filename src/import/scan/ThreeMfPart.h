@@ -42,6 +42,7 @@ struct PartObject {
     std::vector<PartTriangle> vTriangles;
     std::vector<PartInstance> vComponents;
     uint32_t uGroup = NO_PAINT, uPaint = NO_PAINT;  // of triangles that have none
+    std::string sName;
     bool bOpen = false;                             // it is being placed: no component of its own may hold it
 };
 
