@@ -14,7 +14,7 @@
 #include "rt-render/Leftovers.h"
 #include "rt-render/SceneChecks.h"
 #include "rt-render/keys/SceneKeys.h"
-#include "rt-render/layers/LayerTracer.h"
+#include "rt-render/output/LayerFiles.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
 #include "shared/StopSignals.h"
@@ -112,6 +112,8 @@ int RenderJob::renderAll() {
     RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
     pCache->finish(rayTracer);
     if (sink.prepare(shots, channels(), freeMemory())) return STATUS_FAILED;
+    if (options.layers.has(LayerWishes::MESH) && writeParts(options.sPicture, rayTracer, source.name()))
+        return STATUS_FAILED;
     for (size_t u = firstShot(); u < shots.count(); ++u) {
         const int iStatus = renderShot(crew, u);
         if (iStatus != STATUS_DONE) return iStatus;
@@ -151,7 +153,7 @@ bool RenderJob::checkPicture() const {
     const std::string& sFirst = sink.keepsParts() ? shots.picture(0) : options.sPicture;
     if (options.eOutput != RenderOptions::STANDARD_OUTPUT && checkFile(sFirst)) return true;
     if (!sCameras.empty() && checkFile(sCameras)) return true;
-    if (options.layers.uKinds && checkFile(layerFile(shots.picture(0), "mask"))) return true;
+    if (options.layers.uKinds && checkFile(LayerFiles::nameOf(options.layers, shots.picture(0), "mask"))) return true;
     bool bRefused = false;
     for (size_t u = 0; options.bResume && !bRefused && u < shots.count(); ++u) {
         bRefused = PartFile(shots.picture(u)).isRefused();
@@ -228,7 +230,7 @@ bool RenderJob::checkSize(const Frame& frame) const {
         Console::error("rt-render: %u x %u pixels are too many for --samples %u", uWidth, uHeight, uSamples);
         return true;
     }
-    const uint64_t uLayers = options.layers.uKinds ? LayerTracer::bytesFor(options.layers) * uPixels : 0;
+    const uint64_t uLayers = options.layers.uKinds ? LayerFiles::bytesFor(options.layers) * uPixels : 0;
     const uint64_t uNeeded = TilePool::bytesFor({uWidth, uHeight, uTileEdge}, channels()) + uLayers,
                    uFree = freeMemory();
     if (uNeeded > SIZE_MAX / 2 || (uFree && uNeeded > uFree)) {
@@ -268,31 +270,21 @@ size_t RenderJob::firstShot() const {
     return 0;
 }
 
-std::string RenderJob::layerFile(const std::string& sPicture, const std::string& sLayer) const {
-    return stemOf(sPicture) + (options.layers.bNpy ? "-" + sLayer + ".npy" : ".exr");
-}
-
 // Finds and writes what pixels show. True on failure, which is reported, or when a signal came.
 bool RenderJob::traceLayers(const RenderCrew& crew, size_t uShot) {
     const Frame& frame = shots.frame(uShot);
     const uint32_t uUnseen = isStudio() ? ground() : NO_INDEX;
     LayerTracer tracer(rayTracer, crew.surfaceTextures(), uUnseen, frame, 0.5f - static_cast<float>(pixelShift()));
-    if (!tracer.trace(options.layers, options.uJobs, StopSignals::which)) {
+    LayerFiles files;
+    const bool bFailed = files.create(options.layers, frame.uWidth, frame.uHeight) ||
+                         tracer.trace(files.targets(), options.uJobs, [] { return StopSignals::which() != 0; });
+    if (!bFailed) {
         uCovered = tracer.countCovered();
-        return options.layers.uKinds && writeLayers(tracer, uShot);
+        return options.layers.uKinds && files.write(shots.picture(uShot));
     }
     if (StopSignals::which()) return true;
     Console::error("rt-render: no memory for layers of %u x %u pixels", frame.uWidth, frame.uHeight);
     return true;
-}
-
-bool RenderJob::writeLayers(const LayerTracer& tracer, size_t uShot) const {
-    const Frame& frame = shots.frame(uShot);
-    const std::string& sPicture = shots.picture(uShot);
-    if (!options.layers.bNpy) return writeExr(layerFile(sPicture, ""), frame.uWidth, frame.uHeight, tracer.layers());
-    return std::any_of(tracer.layers().begin(), tracer.layers().end(), [&](const Layer& layer) {
-        return writeNpy(layerFile(sPicture, layer.sName), frame.uWidth, frame.uHeight, layer);
-    });
 }
 
 int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {

@@ -12,7 +12,6 @@
 #include "rt-render/SceneSource.h"
 #include "rt-render/TreeCache.h"
 #include "rt-render/cameras/Shots.h"
-#include "rt-render/layers/LayerTracer.h"
 #include "rt-render/options/RenderOptions.h"
 #include "rt-render/output/PictureReport.h"
 #include "rt-render/output/PictureSink.h"
@@ -38,7 +37,6 @@ class RenderJob {
     bool checkView() const;
     bool checkPicture() const;
     bool checkFile(const std::string& sFile) const;
-    std::string layerFile(const std::string& sPicture, const std::string& sLayer) const;
     bool prepare();
     bool checkSize(const Frame& frame) const;
     std::string settingsKey(size_t uShot) const;
@@ -46,7 +44,6 @@ class RenderJob {
     int renderAll();
     int renderShot(RenderCrew& crew, size_t uShot);
     bool traceLayers(const RenderCrew& crew, size_t uShot);
-    bool writeLayers(const LayerTracer& tracer, size_t uShot) const;
     void takeUp(const PartFile& part, const std::string& sKey);
     bool finishShot(size_t uShot);
     void report(size_t uShot, bool bBlank) const;

@@ -29,7 +29,8 @@ std::string shapeText() {
     for (const auto& v : SHAPE) {
         s += "v " + std::to_string(v[0]) + " " + std::to_string(v[1]) + " " + std::to_string(v[2]) + "\n";
     }
-    for (const auto& t : CORNERS) {
+    for (const auto& t : CORNERS) {  // two triangles a part
+        s += (&t - CORNERS) / 2 ? "g \"b\"\n" : "o a\n";
         s += "f " + std::to_string(t[0] + 1) + " " + std::to_string(t[1] + 1) + " " + std::to_string(t[2] + 1) + "\n";
     }
     return s;
@@ -112,7 +113,7 @@ std::vector<T> numbersOf(const std::string& sFile, unsigned uComponents) {
 
 TEST_F(RenderTest, LayersTellWhatPixelsShow) {
     writeFile("shape.obj", shapeText());
-    const std::string sAll = " --layers depth,normal,position,albedo,material,face,mask ";
+    const std::string sAll = " --layers depth,normal,position,albedo,mesh,material,face,mask ";
     for (const std::string s :
          {"--views iso", "--ortho --views left", "--views iso --light lamps --samples 2 --ground"}) {
         const std::string sSame = "shape.obj --resolution 64 48 --write-cameras x.json " + s + sAll;
@@ -127,13 +128,19 @@ TEST_F(RenderTest, LayersTellWhatPixelsShow) {
                    vAlbedo = numbersOf<float>(sStem + "-albedo.npy", 3),
                    vMask = numbersOf<float>(sStem + "-mask.npy", 1);
         const auto vFace = numbersOf<uint32_t>(sStem + "-face.npy", 1),
-                   vMaterial = numbersOf<uint32_t>(sStem + "-material.npy", 1);
+                   vMaterial = numbersOf<uint32_t>(sStem + "-material.npy", 1),
+                   vMesh = numbersOf<uint32_t>(sStem + "-mesh.npy", 1);
+        const json parts = json::parse(readFile("x.parts.json"), nullptr, false);
+        ASSERT_EQ(parts.size(), contains(s, "--ground") ? 3u : 2u) << parts;
+        EXPECT_EQ(parts[1]["path"], "a/\"b\"");
+        EXPECT_EQ(parts[1]["triangles"], 2);
         ASSERT_FALSE(vView.empty() || vRay.empty() || vNormal.empty() || vAt.empty() || vAlbedo.empty() ||
-                     vMask.empty() || vFace.empty() || vMaterial.empty());
+                     vMask.empty() || vFace.empty() || vMaterial.empty() || vMesh.empty());
         unsigned uSeen = 0;
         for (unsigned u = 0; u < 64 * 48; ++u) {
             const bool bSeen = vMask[u] == 1.0f;
             ASSERT_EQ(vFace[u] != ~0u, bSeen);
+            ASSERT_EQ(vMesh[u], bSeen ? vFace[u] / 2 : ~0u);
             ASSERT_EQ(vMaterial[u] != ~0u && std::isfinite(vView[u]) && std::isfinite(vRay[u]), bSeen);
             if (!bSeen) continue;
             ++uSeen;

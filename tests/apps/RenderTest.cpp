@@ -120,7 +120,7 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"test --views front --orbit 3", "--views excludes --orbit"},
         {"test --sheet", "--sheet is for --views"},
         {"test --hemisphere 3 --at 1 2 3", "--hemisphere excludes --at"},
-        {"test --layers depth,mesh", "\"depth,mesh\" is no list of depth, normal, "},
+        {"test --layers depth,part", "\"depth,part\" is no list of depth, normal, "},
         {"test --intrinsics 9 0 1 1", "focal lengths are larger than 0"},
         {"test --camera 1 2 3 4 5 6 --at 1 2 3", "excludes"},
         {"test --camera 1 2 3 0 0 0", "--camera: the direction has no length"},

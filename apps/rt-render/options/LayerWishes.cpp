@@ -9,7 +9,7 @@ namespace rt {
 
 namespace {
 
-constexpr const char* LAYERS[] = {"depth", "normal", "position", "albedo", "material", "face", "mask"};
+constexpr const char* LAYERS[] = {"depth", "normal", "position", "albedo", "mesh", "material", "face", "mask"};
 static_assert(std::size(LAYERS) == LayerWishes::KINDS);
 
 }  // namespace

@@ -6,7 +6,7 @@ namespace rt {
 
 /// What is to be told of each pixel beside its colour.
 struct LayerWishes {
-    enum Kind : unsigned { DEPTH, NORMAL, POSITION, ALBEDO, MATERIAL, FACE, MASK, KINDS };
+    enum Kind : unsigned { DEPTH, NORMAL, POSITION, ALBEDO, MESH, MATERIAL, FACE, MASK, KINDS };
 
     unsigned uKinds = 0;   // a bit each; 0: nothing
     bool bNpy = false;     // a file of NumPy's each, in place of one OpenEXR file

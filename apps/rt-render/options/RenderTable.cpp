@@ -81,7 +81,7 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
     {Option::flag("--sheet", "all pictures in one").notWith("--resume"),
      [](Settings& s, Values) { s.cameras.bSheet = true; }},
     // Layers.
-    {Option::text("--layers", "LIST", "what pixels show: depth, normal, position, albedo, material, face or mask")
+    {Option::text("--layers", "LIST", "what pixels show: depth, normal, position, albedo, mesh, material, face or mask")
          .more("With commas between them. They are written beside the picture, or alone when the name of --out ends in "
                ".exr or .npy.")
          .notWith("--sheet"),

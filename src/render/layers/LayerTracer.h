@@ -1,16 +1,27 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <vector>
+#include <functional>
 
-#include "picture/LayerFile.h"
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
 #include "render/studio/SurfaceTextures.h"
-#include "rt-render/options/LayerWishes.h"
 
 namespace rt {
+
+/// Where the numbers of all pixels go, row after row; null for what nobody wants. Lengths and places are in the scene's
+/// own units. Where nothing is seen, depths are infinite, indices NO_INDEX and all else is 0.
+struct LayerTargets {
+    float* pDepth = nullptr;     // from the eye along the view
+    float* pDistance = nullptr;  // and along the pixel's ray
+    float* pNormal = nullptr;    // three a pixel: unit, towards the eye
+    float* pPosition = nullptr;  // three a pixel
+    float* pAlbedo = nullptr;    // three a pixel: shares of light
+    float* pMask = nullptr;      // 1 where something is
+    uint32_t* pMesh = nullptr;   // the part
+    uint32_t* pMaterial = nullptr;
+    uint32_t* pFace = nullptr;
+};
 
 /// Finds what each pixel of a picture shows by one ray through its middle.
 class LayerTracer {
@@ -20,15 +31,9 @@ class LayerTracer {
     LayerTracer(const PreparedScene& prepared, const SurfaceTextures* pColours, uint32_t uGround, const Frame& picture,
                 float fMiddle);
 
-    /// Makes the layers, row by row in any number of threads. True when out of memory, or when pfnStop returned
-    /// non-zero.
-    [[nodiscard]] bool trace(const LayerWishes& wanted, unsigned uThreads, int (*pfnStop)());
-
-    /// Bytes that they need a pixel.
-    static uint64_t bytesFor(const LayerWishes& wanted);
-
-    /// Requires trace().
-    const std::vector<Layer>& layers() const { return vLayers; }
+    /// Fills them row by row in any number of threads. True when out of memory, or when isStopped, which is asked
+    /// before each row, has been true.
+    [[nodiscard]] bool trace(const LayerTargets& wanted, unsigned uThreads, const std::function<bool()>& isStopped);
 
     /// How many pixels show the scene. Requires trace().
     uint64_t countCovered() const { return uCovered; }
@@ -36,9 +41,6 @@ class LayerTracer {
  private:
     struct Scratch;
 
-    float* addFloats(const char* szName, std::vector<std::string> vChannels);
-    uint32_t* addIntegers(const char* szName);
-    bool createLayers(const LayerWishes& wanted);
     void findFaces(Scratch& scratch) const;
     bool isSeenThrough(uint32_t uFace, const RayTestOutput& hit) const;
     uint64_t traceRow(Scratch& scratch, uint32_t y) const;
@@ -54,12 +56,8 @@ class LayerTracer {
     const float fInPixel;
     float fPixel;                // width at distance 1, or everywhere when rays are parallel
     Velk::NMVector3f v3Forward;  // unit, across the image plane
-    std::vector<Layer> vLayers;
+    LayerTargets to;
     uint64_t uCovered = 0;
-    // Into the layers, null for those that nobody wants.
-    float *pDepth = nullptr, *pDistance = nullptr, *pNormal = nullptr, *pPosition = nullptr, *pAlbedo = nullptr,
-          *pMask = nullptr;
-    uint32_t *pMaterial = nullptr, *pFace = nullptr;
 };
 
 }  // namespace rt

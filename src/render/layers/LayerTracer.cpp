@@ -1,16 +1,15 @@
 // One ray a pixel, and what it tells.
-#include "rt-render/layers/LayerTracer.h"
+#include "render/layers/LayerTracer.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <memory>
 #include <new>
-#include <system_error>
-#include <thread>
-#include <utility>
 
 #include "accel/RayStream.h"
 #include "render/studio/Tone.h"
+#include "scene/OnThreads.h"
 
 namespace rt {
 
@@ -44,76 +43,21 @@ LayerTracer::LayerTracer(const PreparedScene& prepared, const SurfaceTextures* p
     if (!frame.bParallel) fPixel = fPixel / length(v3Look);
 }
 
-bool LayerTracer::trace(const LayerWishes& wanted, unsigned uThreads, int (*pfnStop)()) {
-    if (createLayers(wanted)) return true;
+bool LayerTracer::trace(const LayerTargets& wanted, unsigned uThreads, const std::function<bool()>& isStopped) {
+    to = wanted;
     std::atomic<uint32_t> uNext{0};
     std::atomic<uint64_t> uAll{0};
     std::atomic<bool> bFailed{false};
-    const auto work = [&] {
+    onThreads(std::min(uThreads, frame.uHeight), [&](unsigned) {
         const std::unique_ptr<Scratch> pScratch(new (std::nothrow) Scratch);
         if (!pScratch) bFailed = true;
         for (uint32_t y; !bFailed && (y = uNext++) < frame.uHeight;) {
-            if (pfnStop()) bFailed = true;
+            if (isStopped()) bFailed = true;
             uAll += traceRow(*pScratch, y);
         }
-    };
-    std::vector<std::thread> vHelpers;
-    try {
-        while (vHelpers.size() + 1 < std::min(uThreads, frame.uHeight)) vHelpers.emplace_back(work);
-    } catch (const std::system_error&) {  // fewer threads find the same
-    }
-    work();
-    for (std::thread& helper : vHelpers) helper.join();
+    });
     uCovered = uAll;
     return bFailed;
-}
-
-uint64_t LayerTracer::bytesFor(const LayerWishes& wanted) {
-    constexpr uint64_t COMPONENTS[LayerWishes::KINDS] = {2, 3, 3, 3, 1, 1, 1};
-    uint64_t uSum = 0;
-    for (unsigned u = 0; u < LayerWishes::KINDS; ++u) {
-        if (wanted.has(static_cast<LayerWishes::Kind>(u))) uSum += COMPONENTS[u] * 4;
-    }
-    return uSum;
-}
-
-float* LayerTracer::addFloats(const char* szName, std::vector<std::string> vChannels) {
-    Layer layer;
-    layer.sName = szName;
-    layer.vChannels = std::move(vChannels);
-    layer.vFloats.resize(size_t{frame.uWidth} * frame.uHeight * layer.components());
-    vLayers.push_back(std::move(layer));
-    return vLayers.back().vFloats.data();
-}
-
-uint32_t* LayerTracer::addIntegers(const char* szName) {
-    Layer layer;
-    layer.sName = szName;
-    layer.vChannels = {szName};
-    layer.bIntegers = true;
-    layer.vIntegers.resize(size_t{frame.uWidth} * frame.uHeight);
-    vLayers.push_back(std::move(layer));
-    return vLayers.back().vIntegers.data();
-}
-
-// True when there is no memory for them.
-bool LayerTracer::createLayers(const LayerWishes& wanted) {
-    vLayers.clear();
-    try {
-        if (wanted.has(LayerWishes::DEPTH)) {
-            pDepth = addFloats("depth-view", {"Z"});
-            pDistance = addFloats("depth-ray", {"depth.ray"});
-        }
-        if (wanted.has(LayerWishes::NORMAL)) pNormal = addFloats("normal", {"N.X", "N.Y", "N.Z"});
-        if (wanted.has(LayerWishes::POSITION)) pPosition = addFloats("position", {"P.X", "P.Y", "P.Z"});
-        if (wanted.has(LayerWishes::ALBEDO)) pAlbedo = addFloats("albedo", {"albedo.R", "albedo.G", "albedo.B"});
-        if (wanted.has(LayerWishes::MATERIAL)) pMaterial = addIntegers("material");
-        if (wanted.has(LayerWishes::FACE)) pFace = addIntegers("face");
-        if (wanted.has(LayerWishes::MASK)) pMask = addFloats("mask", {"mask"});
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
-    return false;
 }
 
 // The pixels of a row that show the scene.
@@ -169,15 +113,15 @@ void LayerTracer::store(size_t uPixel, const Frame::Ray& ray, const NMVector3f& 
     const bool bSeen = uFace != NO_INDEX;
     const NMVector3f v3Way = bSeen ? hit.v3Hit - ray.v3From : NMVector3f{};
     const float fAway = length(v3Way), fUnit = scene.scene.fDomainFactor;
-    if (pDepth) pDepth[uPixel] = bSeen ? dot(v3Way, v3Forward) / fUnit : HUGE_VALF;
-    if (pDistance) pDistance[uPixel] = bSeen ? fAway / fUnit : HUGE_VALF;
-    if (pFace) pFace[uPixel] = uFace;
-    if (pMaterial) pMaterial[uPixel] = bSeen ? scene.scene.vFaces[uFace].uAttribute : NO_INDEX;
-    if (pMask) pMask[uPixel] = bSeen ? 1.0f : 0.0f;
-    if (!bSeen) return;
-    if (pPosition) put(pPosition, uPixel, hit.v3Hit / fUnit);
-    if (pNormal) put(pNormal, uPixel, normalAt(scene.scene.vFaces[uFace], hit, v3Dir));
-    if (pAlbedo) put(pAlbedo, uPixel, albedoAt(uFace, hit, fAway));
+    if (to.pDepth) to.pDepth[uPixel] = bSeen ? dot(v3Way, v3Forward) / fUnit : HUGE_VALF;
+    if (to.pDistance) to.pDistance[uPixel] = bSeen ? fAway / fUnit : HUGE_VALF;
+    if (to.pFace) to.pFace[uPixel] = uFace;
+    if (to.pMesh) to.pMesh[uPixel] = bSeen ? scene.parts.partOf(uFace) : NO_INDEX;
+    if (to.pMaterial) to.pMaterial[uPixel] = bSeen ? scene.scene.vFaces[uFace].uAttribute : NO_INDEX;
+    if (to.pMask) to.pMask[uPixel] = bSeen ? 1.0f : 0.0f;
+    if (to.pPosition) put(to.pPosition, uPixel, bSeen ? hit.v3Hit / fUnit : NMVector3f{});
+    if (to.pNormal) put(to.pNormal, uPixel, bSeen ? normalAt(scene.scene.vFaces[uFace], hit, v3Dir) : NMVector3f{});
+    if (to.pAlbedo) put(to.pAlbedo, uPixel, bSeen ? albedoAt(uFace, hit, fAway) : NMVector3f{});
 }
 
 // Towards the eye, rounded where the material is smooth.
