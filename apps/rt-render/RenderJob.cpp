@@ -277,7 +277,8 @@ bool RenderJob::traceLayers(const RenderCrew& crew, size_t uShot) {
     LayerTracer tracer(rayTracer, crew.surfaceTextures(), uUnseen, frame, 0.5f - static_cast<float>(pixelShift()));
     LayerFiles files;
     const bool bFailed = files.create(options.layers, frame.uWidth, frame.uHeight) ||
-                         tracer.trace(files.targets(), options.uJobs, [] { return StopSignals::which() != 0; });
+                         tracer.trace(files.targets(), {0, 0, frame.uWidth, frame.uHeight}, options.uJobs,
+                                      [] { return StopSignals::which() != 0; });
     if (!bFailed) {
         uCovered = tracer.countCovered();
         return options.layers.uKinds && files.write(shots.picture(uShot));

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 /// A scene: meshes in, rays and pictures out.
@@ -36,6 +37,13 @@ struct Material {
     float fGlass = 0.0f;      // share of what is behind
     float fRefractiveIndex = 1.5f;
     bool bSmooth = false;  // shaded by the vertices' mean normals
+};
+
+/// A part of a mesh, such as a node of a model's file.
+struct Part {
+    std::string sName;
+    std::string sPath;  // names on the way to it from above, with slashes between
+    uint32_t uTriangles;
 };
 
 /// A point light: flux 1 at distance 1, in the mesh's units, gives a surface the brightness 1.
@@ -112,6 +120,11 @@ class Scene {
     /// without memory.
     [[nodiscard]] bool setMesh(const Mesh& mesh);
 
+    /// Begins a part of the mesh with triangle uFirst, in the order of the triangles: the first begins with 0. Parts
+    /// are numbered from 0; a mesh without any is one. setMesh() forgets them. True when out of order, or without
+    /// memory.
+    [[nodiscard]] bool addPart(uint32_t uFirst, const char* szName);
+
     /// Adds one; the first has number 0. A scene without materials gets one when it is prepared. True without memory.
     [[nodiscard]] bool addMaterial(const Material& material);
     [[nodiscard]] bool addLight(const Light& light);
@@ -128,6 +141,14 @@ class Scene {
     [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1);
 
     uint32_t triangleCount() const;
+    uint32_t vertexCount() const;
+
+    /// The parts of the mesh; of a packed model those of its file. One without a name when there are none.
+    std::vector<Part> parts() const;
+
+    /// Copies the mesh: x, y and z of each vertex, three indices a triangle, and the part of each triangle. To the last
+    /// bit before prepare().
+    void copyMesh(float* pPositions, uint32_t* pTriangles, uint32_t* pParts) const;
 
     /// The nearest hit of each ray. Without prepare() all miss.
     void findNearest(const Ray* pRays, size_t uRays, Hit* pHits) const;

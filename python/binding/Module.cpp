@@ -11,6 +11,7 @@
 #include "binding/Arrays.h"
 #include "binding/Blocks.h"
 #include "binding/HitArrays.h"
+#include "binding/LayerArrays.h"
 #include "binding/PackedScene.h"
 #include "binding/PictureOrder.h"
 #include "binding/Queries.h"
@@ -31,14 +32,18 @@ std::unique_ptr<RaycastingScene> makeScene(int iThreads, const std::string& sRay
     return std::make_unique<RaycastingScene>(raysOf(sRays), threadsOf(iThreads));
 }
 
-uint32_t addTriangles(RaycastingScene& scene, py::handle vertices, py::handle triangles) {
+uint32_t addNamed(RaycastingScene& scene, py::handle vertices, py::handle triangles, const std::string& sName) {
     const MeshArrays mesh = meshOf(vertices, triangles);
     const auto uVertices = static_cast<size_t>(mesh.vertices.shape(0));
     const auto uTriangles = static_cast<size_t>(mesh.triangles.shape(0));
     const float* pVertices = mesh.vertices.data();
     const int64_t* pTriangles = mesh.triangles.data();
     const py::gil_scoped_release unlock;
-    return scene.add(pVertices, uVertices, pTriangles, uTriangles);
+    return scene.add(pVertices, uVertices, pTriangles, uTriangles, sName);
+}
+
+uint32_t addTriangles(RaycastingScene& scene, py::handle vertices, py::handle triangles) {
+    return addNamed(scene, vertices, triangles, "");
 }
 
 // The caller checks shapes and sizes.
@@ -60,6 +65,49 @@ py::array renderPacked(PackedScene& scene, const raytracer::View& view, const Lo
     uint8_t* pPixels = pixels.mutable_data();
     runApart([&](const std::atomic<bool>& bStop) { scene.render(order, uThreads, pPixels, bStop); });
     return std::move(pixels);
+}
+
+// dMiddle: where in a pixel its ray goes through.
+LayerOrder layerOrderOf(const raytracer::View& view, const std::vector<std::string>& vNames, double dMiddle,
+                        bool bTextures, uint32_t uUnseen) {
+    LayerOrder order{view, {}, vNames};
+    order.layers.fInPixel = 0.5f - static_cast<float>(0.5 - dMiddle);  // as rt-render has it
+    order.layers.bTextures = bTextures;
+    order.layers.uUnseen = uUnseen;
+    return order;
+}
+
+py::dict packedLayers(const PackedScene& scene, const raytracer::View& view, const std::vector<std::string>& vNames,
+                      double dMiddle, bool bTextures, uint32_t uUnseen, int iThreads) {
+    const unsigned uThreads = threadsOf(iThreads);
+    LayerOrder order = layerOrderOf(view, vNames, dMiddle, bTextures, uUnseen);
+    const LayerArrays arrays(order);
+    runApart([&](const std::atomic<bool>& bStop) { scene.findLayers(order, uThreads, bStop); });
+    return arrays.named();
+}
+
+py::dict meshLayers(RaycastingScene& scene, const raytracer::View& view, const std::vector<std::string>& vNames,
+                    double dMiddle, uint32_t uUnseen, const Floats& colors, bool bSmooth, int iThreads) {
+    const unsigned uThreads = threadsOf(iThreads);
+    const PictureOrder picture{view, {}, {}, {colors.data(), colors.data() + colors.size()}, bSmooth};
+    LayerOrder order = layerOrderOf(view, vNames, dMiddle, false, uUnseen);
+    LayerArrays arrays(order);
+    runApart([&](const std::atomic<bool>& bStop) {
+        if (!scene.findLayers(picture, order, uThreads, bStop)) arrays.clear();
+    });
+    return arrays.named();
+}
+
+py::list partsOf(const PackedScene& scene) {
+    py::list all;
+    for (const raytracer::Part& part : scene.parts()) {
+        py::dict one;
+        one["name"] = py::bytes(part.sName).attr("decode")("utf-8", "replace");
+        one["path"] = py::bytes(part.sPath).attr("decode")("utf-8", "replace");
+        one["triangles"] = part.uTriangles;
+        all.append(one);
+    }
+    return all;
 }
 
 py::bytes bytesOf(const std::vector<uint8_t>& vBytes) {
@@ -122,6 +170,11 @@ PYBIND11_MODULE(_raytracer, module) {
                "working directory.");
     py::class_<PackedScene>(module, "PackedScene", "A scene that came as bytes, for pictures alone.")
         .def("_render", renderPacked)
+        .def("_layers", packedLayers)
+        .def_property_readonly(
+            "parts", partsOf,
+            "The parts of the model's file, a dict each: name, path, which has the names on the way\n"
+            "to it, and triangles, how many.")
         .def_property_readonly("_view", viewOfPacked)
         .def_property_readonly("ground", &PackedScene::ground,
                                "The material of the ground that the importer put under a model, or 2 ** 32 - 1.")
@@ -134,8 +187,12 @@ PYBIND11_MODULE(_raytracer, module) {
              "Adds a mesh: vertices (n, 3), triangles (m, 3). Returns its geometry id; the first is 0.")
         .def("add_triangles", addTriangles, "vertex_positions"_a, "triangle_indices"_a)
         .def("_render", renderPicture)
+        .def("_layers", meshLayers)
+        .def("_add_named", addNamed)
         .def("_pack", packMeshes)
         .def_property_readonly("geometry_count", &RaycastingScene::geometryCount, "How many meshes there are.")
+        .def_property_readonly("geometry_names", &RaycastingScene::geometryNames,
+                               "The names of the meshes by their ids: paths of a file's parts, \"\" for arrays.")
         .def("cast_rays", castRays, "rays"_a, "nthreads"_a = 0,
              "The nearest hit of each ray of an array (..., 6): origin and direction. Returns a dict of t_hit (...),\n"
              "in lengths of the direction and inf for a miss, geometry_ids and primitive_ids (...), INVALID_ID for a\n"

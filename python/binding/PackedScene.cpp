@@ -26,6 +26,12 @@ PackedScene::PackedScene(const void* pBytes, size_t uBytes, raytracer::Rays rays
     if (bUnread || scene.prepare(raytracer::Use::PICTURES, rays, uThreads)) throw std::invalid_argument(lastReport());
 }
 
+bool PackedScene::findLayers(const LayerOrder& order, unsigned uThreads, const std::atomic<bool>& bStop) const {
+    const bool bFailed = raytracer::renderLayers(scene, order.view, order.layers, uThreads, &bStop);
+    if (bFailed && !bStop) throw std::bad_alloc();
+    return bFailed;
+}
+
 bool PackedScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                          const std::atomic<bool>& bStop) {
     const std::vector<raytracer::Light>& vWanted = order.vLights.empty() ? vOwn : order.vLights;

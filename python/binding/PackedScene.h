@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "binding/LayerArrays.h"
 #include "binding/PictureOrder.h"
 #include "raytracer/Scene.h"
 
@@ -21,6 +22,10 @@ class PackedScene {
     /// of the picture before wait until its threads are done. True when it was stopped. Throws std::bad_alloc.
     bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
 
+    /// Fills layers, which no light changes. True when it was stopped. Throws std::bad_alloc.
+    bool findLayers(const LayerOrder& order, unsigned uThreads, const std::atomic<bool>& bStop) const;
+
+    std::vector<raytracer::Part> parts() const { return scene.parts(); }
     raytracer::View view() const { return raytracer::viewOf(scene); }
     uint32_t ground() const { return raytracer::groundOf(scene); }
     uint32_t triangleCount() const { return scene.triangleCount(); }

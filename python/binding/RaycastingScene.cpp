@@ -53,13 +53,13 @@ uint32_t PreparedMeshes::geometryOf(uint32_t uTriangle, uint32_t uGuess) const {
     return static_cast<uint32_t>(std::upper_bound(vFirst.begin(), vFirst.end(), uTriangle) - vFirst.begin() - 1);
 }
 
-uint32_t RaycastingScene::add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles) {
+uint32_t RaycastingScene::add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles,
+                              const std::string& sName) {
     const std::lock_guard<std::mutex> lock(meshes);
     const size_t uBase = vVertices.size() / 3;
     if (vFirst.back() + uTriangles > MOST_TRIANGLES || uBase + uVertices > UINT32_MAX / 3)
         throw std::length_error("a scene has at most 268435455 triangles and 1431655765 vertices");
-    vVertices.reserve(vVertices.size() + uVertices * 3);
-    vTriangles.reserve(vTriangles.size() + uTriangles * 3);
+    vNames.push_back(sName);
     vFirst.push_back(vFirst.back() + static_cast<uint32_t>(uTriangles));
     vVertices.insert(vVertices.end(), pVertices, pVertices + uVertices * 3);
     for (size_t u = 0; u < uTriangles * 3; ++u)
@@ -91,6 +91,7 @@ void RaycastingScene::fill(raytracer::Scene& scene, const std::vector<float>& vC
                                vFirst.back(), vMaterials.data()};
     bool bFailed = scene.setMesh(mesh);
     for (size_t u = 0; u + 1 < vFirst.size(); ++u) {
+        bFailed = bFailed || scene.addPart(vFirst[u], vNames[u].c_str());
         raytracer::Material material;
         material.bSmooth = bSmooth;
         if (!vColors.empty()) std::copy_n(&vColors[3 * u], 3, material.color);
@@ -125,6 +126,15 @@ std::vector<uint8_t> RaycastingScene::pack(const std::vector<float>& vColors, bo
     return vBytes;
 }
 
+bool RaycastingScene::findLayers(const PictureOrder& picture, const LayerOrder& order, unsigned uThreads,
+                                 const std::atomic<bool>& bStop) {
+    const std::lock_guard<std::mutex> lock(pictures);
+    if (!makePictures(picture)) return false;
+    if (raytracer::renderLayers(pictureScene, order.view, order.layers, uThreads, &bStop) && !bStop)
+        throw std::bad_alloc();
+    return true;
+}
+
 bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                              const std::atomic<bool>& bStop) {
     const std::lock_guard<std::mutex> lock(pictures);
@@ -137,6 +147,11 @@ bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8
     const bool bFailed = order.render(pictureScene, uThreads, pPixels, bStop);
     if (bFailed && !bStop) throw std::bad_alloc();
     return bFailed;
+}
+
+std::vector<std::string> RaycastingScene::geometryNames() {
+    const std::lock_guard<std::mutex> lock(meshes);
+    return vNames;
 }
 
 uint32_t RaycastingScene::geometryCount() {

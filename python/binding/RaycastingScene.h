@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
+#include "binding/LayerArrays.h"
 #include "binding/PictureOrder.h"
 #include "raytracer/Picture.h"
 #include "raytracer/Scene.h"
@@ -34,7 +36,8 @@ class RaycastingScene {
 
     /// Copies a mesh, whose indices are in order. Returns its number. Throws std::bad_alloc, and std::length_error
     /// beyond what 28 bits count.
-    uint32_t add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles);
+    uint32_t add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles,
+                 const std::string& sName);
 
     /// What is there now; built if something was added since. Throws std::bad_alloc.
     std::shared_ptr<const PreparedMeshes> prepared();
@@ -42,10 +45,16 @@ class RaycastingScene {
     /// Renders into the order's pixels. True when it was stopped. Throws std::bad_alloc.
     bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
 
+    /// Fills the order's layers of pictures with these colours, shading, and no lights; false when there is nothing to
+    /// be seen, and then it does not. Throws std::bad_alloc.
+    bool findLayers(const PictureOrder& picture, const LayerOrder& order, unsigned uThreads,
+                    const std::atomic<bool>& bStop);
+
     /// The scene of such pictures as bytes, which are empty when it has no triangle. Throws std::bad_alloc.
     std::vector<uint8_t> pack(const std::vector<float>& vColors, bool bSmooth);
 
     uint32_t geometryCount();
+    std::vector<std::string> geometryNames();
 
     const raytracer::Rays eRays;
 
@@ -58,6 +67,7 @@ class RaycastingScene {
     std::vector<float> vVertices;
     std::vector<uint32_t> vTriangles;
     std::vector<uint32_t> vFirst{0};
+    std::vector<std::string> vNames;
     std::shared_ptr<const PreparedMeshes> pPrepared;
 
     std::mutex pictures;  // taken before the other; guards a second scene, in which lights may change

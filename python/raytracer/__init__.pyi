@@ -1,4 +1,4 @@
-from typing import Any, Dict, Literal, Optional, Sequence, Union, overload
+from typing import Any, Dict, List, Literal, Optional, Sequence, Union, overload
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -36,6 +36,8 @@ class RaycastingScene:
                  rays: Literal["watertight", "tree"] = "watertight") -> None: ...
     @property
     def geometry_count(self) -> int: ...
+    @property
+    def geometry_names(self) -> List[str]: ...
     @overload
     def add_triangles(self, vertices: ArrayLike, triangles: ArrayLike) -> int: ...
     @overload
@@ -69,6 +71,8 @@ class PackedScene:
     @property
     def ground(self) -> int: ...
     @property
+    def parts(self) -> List[Dict[str, Any]]: ...
+    @property
     def triangle_count(self) -> int: ...
 
 __version__: str
@@ -83,6 +87,7 @@ def render(scene: Union[RaycastingScene, PackedScene], camera: Optional[Camera] 
            colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
            background: Optional[ArrayLike] = None, ground: Optional[int] = None,
            bricks: Optional[Dict[str, Any]] = None, samples: int = 0,
-           window: Optional[Sequence[int]] = None, depth: bool = False, normals: bool = False,
-           ids: bool = False, nthreads: int = 0) -> Union[NDArray[np.uint8], Dict[str, NDArray[Any]]]: ...
+           window: Optional[Sequence[int]] = None, depth: bool = False,
+           normals: bool = False, ids: bool = False, layers: Union[str, Sequence[str]] = (),
+           nthreads: int = 0) -> Union[NDArray[np.uint8], Dict[str, NDArray[Any]]]: ...
 def write_png(path: Path, pixels: NDArray[np.uint8]) -> None: ...

@@ -7,6 +7,7 @@ import numpy as np
 from ._raytracer import Look, PackedScene, RaycastingScene, View
 
 # Beside the eye, in distances of what it sees: to the right, up, brightness there (255 is white).
+_NONE = RaycastingScene.INVALID_ID
 _LAMPS = ((-0.45, 0.55, 380.0), (0.6, 0.1, 70.0))
 
 
@@ -89,7 +90,7 @@ def check_light(light, lights, transparent, background, ground, bricks):
 
 def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smooth=False,
            transparent=False, background=None, ground=None, bricks=None, samples=0, window=None,
-           depth=False, normals=False, ids=False, nthreads=0):
+           depth=False, normals=False, ids=False, layers=(), nthreads=0):
     """A picture (height, width, 3) of the scene, uint8, red, green and blue.
 
     light: "lamps", point lights with hard shadows: lights (n, 4), of each x, y, z and flux; flux
@@ -106,7 +107,12 @@ def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smoot
     With depth, normals or ids the result is a dict: picture, and depth (height, width) along the
     camera's z, inf where nothing is; normals (height, width, 3); geometry_ids and primitive_ids
     (height, width). They are those of rays through the pixels' middles, as the picture is.
+    layers: names of what rt-render's layers hold; the result is a dict of picture and them: depth
+    along the view and distance along the pixel's ray (inf where nothing is), normal towards the
+    eye, position and albedo (height, width, 3), mask, all float32; mesh, the number of the geometry
+    or the model's part, material and face, uint32 (2 ** 32 - 1 where nothing is).
     """
+    layers = (layers,) if isinstance(layers, str) else tuple(layers)
     studio = check_light(light, lights, transparent, background, ground, bricks)
     packed = isinstance(scene, PackedScene)
     if packed and (colors is not None or smooth or depth or normals or ids):
@@ -116,17 +122,26 @@ def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smoot
     if lights is None or not len(lights):
         lights = np.empty((0, 4)) if studio or packed else _lamps_beside(scene, camera)
     lights = _table(lights, "lights", 4)
+    middle = 0.5 if studio else 0.5 - 0.5 / max(1, samples)
+    if ground is None:
+        ground = scene.ground if packed and studio else _NONE
     if packed:
-        return scene._render(view, look, lights, nthreads)
+        picture = scene._render(view, look, lights, nthreads)
+        if not layers:
+            return picture
+        found = scene._layers(view, layers, middle, studio, ground, nthreads)
+        return {"picture": picture, **found}
     colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
     hits = {}
     if depth or normals or ids:
         hits = scene.cast_rays(camera.rays(window), nthreads=nthreads)
     picture = scene._render(view, look, lights, colors, smooth, nthreads)
-    if not hits:
+    if not hits and not layers:
         return picture
     result = {"picture": picture}
-    if depth:
+    if layers:
+        result.update(scene._layers(view, layers, middle, ground, colors, smooth, nthreads))
+    if depth and "depth" not in result:
         result["depth"] = hits["t_hit"]
     if normals:
         result["normals"] = hits["primitive_normals"]

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "base/Vectors.h"
+#include "raytracer/Picture.h"
 #include "raytracer/Scene.h"
 #include "render/RayTracer.h"
 #include "render/studio/SurfaceTextures.h"
@@ -33,10 +34,19 @@ inline Velk::NMVector3f vectorOf(const float (&f)[3]) {
     return {f[0], f[1], f[2]};
 }
 
-/// Gives the library access to a public scene's private data.
+/// Gives the library access to a public scene's private data, and what its public functions share.
 class Inside {
  public:
     static const Scene::Data& of(const Scene& scene) { return *scene.pData; }
+
+    /// True, with a report, when there is no such picture of a scene.
+    static bool isRefused(const Scene::Data& data, const View& view);
+
+    /// The frame of all samples.
+    static rt::Frame frameOf(const View& view, const rt::Scene& scene);
+
+    /// What is there of the view's window.
+    static rt::Tile windowOf(const View& view);
 };
 
 }  // namespace raytracer

@@ -39,29 +39,6 @@ View viewThrough(const Camera& camera) {
     return view;
 }
 
-// The frame of all samples.
-Frame frameOf(const View& view, const rt::Scene& scene) {
-    Camera camera;
-    camera.v3Position = vectorOf(view.eye);
-    for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(view.corners[u]);
-    if (!view.bInner) camera.applyDomainFactor(scene.fDomainFactor);
-    Frame frame = rt::frameOf(camera, scene, view.uWidth * view.uSamples, view.uHeight * view.uSamples);
-    frame.bParallel = view.bParallel;
-    if (view.bInner) {
-        frame.v3ImageSpanX = camera.v3Screen[1];
-        frame.v3ImageSpanY = camera.v3Screen[2];
-    }
-    return frame;
-}
-
-// What is there of the view's window.
-Tile windowOf(const View& view) {
-    const Window& window = view.window;
-    if (window.x >= view.uWidth || window.y >= view.uHeight) return {};
-    return {window.x, window.y, std::min(window.uColumns, view.uWidth - window.x),
-            std::min(window.uRows, view.uHeight - window.y)};
-}
-
 // What all worker threads share.
 struct Work {
     std::atomic<uint64_t> uNext{0};
@@ -79,7 +56,7 @@ int goOn() {
 // frame, first pixel, stride).
 void renderTiles(const View& view, uint32_t uEdge, unsigned uChannels, Work& work, uint8_t* pPixels, size_t uStride,
                  const SampleTile::Paint& paint) {
-    const Tile window = windowOf(view);
+    const Tile window = Inside::windowOf(view);
     // Small enough for a thread's memory at any number of samples.
     const TileGrid tiles{window.uColumns, window.uRows, std::min(uEdge, LARGEST_TILE / view.uSamples)};
     SampleTile sampler(paint, view.uSamples, uChannels);
@@ -112,8 +89,9 @@ bool share(unsigned uThreads, const std::atomic<bool>* pStop, const RenderSome& 
     return work.bFailed || work.isStopped();
 }
 
-// True, with a report, when there is no such picture of a scene.
-bool isRefused(const Scene::Data& data, const View& view) {
+}  // namespace
+
+bool Inside::isRefused(const Scene::Data& data, const View& view) {
     const bool bPrepared = data.bPrepared && data.bPictures;
     const bool bSamples = view.uSamples && view.uSamples <= MOST_SAMPLES &&
                           uint64_t{std::max(view.uWidth, view.uHeight)} * view.uSamples <= INT32_MAX;
@@ -123,7 +101,26 @@ bool isRefused(const Scene::Data& data, const View& view) {
     return true;
 }
 
-}  // namespace
+Frame Inside::frameOf(const View& view, const rt::Scene& scene) {
+    Camera camera;
+    camera.v3Position = vectorOf(view.eye);
+    for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(view.corners[u]);
+    if (!view.bInner) camera.applyDomainFactor(scene.fDomainFactor);
+    Frame frame = rt::frameOf(camera, scene, view.uWidth * view.uSamples, view.uHeight * view.uSamples);
+    frame.bParallel = view.bParallel;
+    if (view.bInner) {
+        frame.v3ImageSpanX = camera.v3Screen[1];
+        frame.v3ImageSpanY = camera.v3Screen[2];
+    }
+    return frame;
+}
+
+Tile Inside::windowOf(const View& view) {
+    const Window& window = view.window;
+    if (window.x >= view.uWidth || window.y >= view.uHeight) return {};
+    return {window.x, window.y, std::min(window.uColumns, view.uWidth - window.x),
+            std::min(window.uRows, view.uHeight - window.y)};
+}
 
 View lookAt(const Looking& looking, uint32_t uWidth, uint32_t uHeight) {
     const NMVector3f v3From = vectorOf(looking.from);
@@ -153,7 +150,7 @@ uint32_t groundOf(const Scene& scene) {
 bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads, uint8_t* pPixels,
             size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
-    if (isRefused(data, view)) return true;
+    if (Inside::isRefused(data, view)) return true;
     RaytracerParameters settings;
     settings.uTexturedAttribute = bricks.uMaterial;
     settings.fBrickWidth = bricks.fWidth;
@@ -161,7 +158,7 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
     settings.fMortarWidth = bricks.fMortar;
     settings.fAngleCoeff = bricks.fAngle;
     settings.bDirt = bricks.bDirt;
-    const Frame frame = frameOf(view, data.scene.scene);
+    const Frame frame = Inside::frameOf(view, data.scene.scene);
     return share(uThreads, pStop, [&](Work& work) {
         const auto pRenderer = std::make_unique<TileRenderer>(data.scene, settings);
         renderTiles(view, TILE_EDGE, 3, work, pPixels, uStride, [&](const Tile& tile, uint8_t* pFirst, size_t uRow) {
@@ -173,14 +170,14 @@ bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned
 bool renderStudio(const Scene& scene, const View& view, const Studio& studio, unsigned uThreads, uint8_t* pPixels,
                   size_t uStride, const std::atomic<bool>* pStop) {
     const Scene::Data& data = Inside::of(scene);
-    if (isRefused(data, view)) return true;
+    if (Inside::isRefused(data, view)) return true;
     StudioSettings settings;
     settings.v3Top = vectorOf(studio.top);
     settings.v3Bottom = vectorOf(studio.bottom);
     settings.bTransparent = studio.bTransparent;
     settings.bSmoothEdges = studio.bSmoothEdges;
     settings.uGround = studio.uGround;
-    const Frame frame = frameOf(view, data.scene.scene);
+    const Frame frame = Inside::frameOf(view, data.scene.scene);
     return share(uThreads, pStop, [&](Work& work) {
         const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, data.textures(), frame, settings);
         renderTiles(view, STUDIO_EDGE, studio.bTransparent ? 4 : 3, work, pPixels, uStride,

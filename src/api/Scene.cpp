@@ -156,10 +156,28 @@ bool Scene::setMesh(const Mesh& mesh) {
     pData->bPrepared = false;
     pData->uGround = NO_INDEX;
     pData->scene.colours = SurfaceColours();
+    pData->scene.parts = SceneParts();
     pData->scene.queries.release();
     pData->scene.scene.releaseScene();
     return pData->scene.scene.setMesh(
         {mesh.pPositions, mesh.uVertices, mesh.pTriangles, mesh.uTriangles, mesh.pMaterials});
+}
+
+bool Scene::addPart(uint32_t uFirst, const char* szName) {
+    SceneParts& parts = pData->scene.parts;
+    if (uFirst < (parts.vRuns.empty() ? 0 : parts.vRuns.back().uFirst) || uFirst > triangleCount() ||
+        (parts.vRuns.empty() && uFirst)) {
+        Velk::inputError("mesh", 0, nullptr, "no part begins with triangle %u", uFirst);
+        return true;
+    }
+    try {
+        parts.startRun(uFirst, static_cast<uint32_t>(parts.vParts.size()));
+        parts.vParts.push_back(ScenePart::below("", szName));
+        return false;
+    } catch (const std::bad_alloc&) {
+        Velk::memoryError(sizeof(ScenePart), "a part");
+        return true;
+    }
 }
 
 bool Scene::addMaterial(const Material& material) {
@@ -216,6 +234,33 @@ bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {
 
 uint32_t Scene::triangleCount() const {
     return pData->scene.scene.vFaces.uCount;
+}
+
+uint32_t Scene::vertexCount() const {
+    return pData->scene.scene.uVertexCount;
+}
+
+std::vector<Part> Scene::parts() const {
+    const SceneParts& parts = pData->scene.parts;
+    const std::vector<uint32_t> vCounts = parts.counts(triangleCount());
+    std::vector<Part> vParts;
+    for (const ScenePart& part : parts.vParts) vParts.push_back({part.sName, part.sPath, vCounts[vParts.size()]});
+    if (vParts.empty()) vParts.push_back({"", "", vCounts[0]});
+    return vParts;
+}
+
+void Scene::copyMesh(float* pPositions, uint32_t* pTriangles, uint32_t* pParts) const {
+    const PreparedScene& scene = pData->scene;
+    const float fFactor = pData->bPrepared ? scene.scene.fDomainFactor : 1.0f;
+    for (uint32_t u = 0; u < scene.scene.uVertexCount; ++u) {
+        for (unsigned a = 0; a < 3; ++a) *pPositions++ = scene.scene.pVertices[u].v3Position[a] / fFactor;
+    }
+    for (uint32_t u = 0; u < scene.scene.vFaces.uCount; ++u) {
+        const FaceData& face = scene.scene.vFaces[u];
+        for (const SceneVertex* pCorner : {face.pA, face.pB, face.pC})
+            *pTriangles++ = static_cast<uint32_t>(pCorner - scene.scene.pVertices);
+        pParts[u] = scene.parts.partOf(u);
+    }
 }
 
 void Scene::findNearest(const Ray* pRays, size_t uRays, Hit* pHits) const {

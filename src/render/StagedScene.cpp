@@ -24,6 +24,7 @@ using Velk::NMVector3f;
 namespace {
 
 constexpr uint32_t MOST_TEXELS = 1u << 28;  // of a texture
+constexpr size_t MOST_EMPTY = 1u << 16;     // parts without a face
 constexpr size_t LONGEST_NAME = sizeof(AttributeInstance::szName) - 1;
 constexpr char MAGIC[16] = "RayTracer scene";
 
@@ -84,14 +85,14 @@ std::vector<char> textOf(const SceneParts& parts) {
     return v;
 }
 
-// True when the text does not end with a path, or has more parts than there are runs of them.
+// True when the text does not end with a path, or has many more parts than there are runs of them.
 bool readParts(const std::vector<char>& vText, SceneParts& parts) {
     const char* p = vText.data();
     const char* const pEnd = p + vText.size();
     if (p != pEnd && pEnd[-1]) return true;
     parts.vParts.clear();
     while (p != pEnd) {
-        if (parts.vParts.size() == parts.vRuns.size()) return true;
+        if (parts.vParts.size() == parts.vRuns.size() + MOST_EMPTY) return true;
         ScenePart part;
         part.sName = p;
         p += part.sName.size() + 1;

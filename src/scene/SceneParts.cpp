@@ -53,7 +53,7 @@ std::vector<uint32_t> SceneParts::counts(uint32_t uFaces) const {
 
 bool SceneParts::areWrong(uint64_t uFaces) const {
     if (vRuns.empty()) return !vParts.empty();
-    if (vRuns[0].uFirst != 0 || vRuns.back().uFirst >= uFaces) return true;
+    if (vRuns[0].uFirst != 0 || vRuns.back().uFirst > uFaces) return true;
     for (size_t u = 1; u < vRuns.size(); ++u) {
         if (vRuns[u].uFirst <= vRuns[u - 1].uFirst) return true;
     }

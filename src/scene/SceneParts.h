@@ -27,7 +27,7 @@ struct SceneParts {
     static_assert(sizeof(Run) == 8, "runs are sent as bytes");
 
     std::vector<ScenePart> vParts;
-    std::vector<Run> vRuns;  // ascending, from face 0 on; empty when there are no parts
+    std::vector<Run> vRuns;  // ascending, from face 0 on; the last may have no face; empty when there are no parts
 
     /// The faces that come after the first uFaces are of part uPart.
     void startRun(uint32_t uFaces, uint32_t uPart);

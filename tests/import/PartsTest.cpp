@@ -117,7 +117,7 @@ TEST_F(PartsTest, PartsThatDoNotFitTheMeshAreNotReceived) {
     EXPECT_EQ(scene.parts.counts(scene.scene.vFaces.uCount), (std::vector<uint32_t>{1, 1, 2}));
     void (*const LIES[])(SceneParts&) = {
         [](SceneParts& p) { p.vRuns[0].uFirst = 1; }, [](SceneParts& p) { p.vRuns[1].uFirst = 0; },
-        [](SceneParts& p) { p.vRuns[2].uFirst = 4; }, [](SceneParts& p) { p.vRuns[1].uPart = 3; },
+        [](SceneParts& p) { p.vRuns[2].uFirst = 5; }, [](SceneParts& p) { p.vRuns[1].uPart = 3; },
         [](SceneParts& p) { p.vParts.pop_back(); },   [](SceneParts& p) { p.vRuns.clear(); },
     };
     for (const auto& lie : LIES) {

@@ -43,15 +43,17 @@ LayerTracer::LayerTracer(const PreparedScene& prepared, const SurfaceTextures* p
     if (!frame.bParallel) fPixel = fPixel / length(v3Look);
 }
 
-bool LayerTracer::trace(const LayerTargets& wanted, unsigned uThreads, const std::function<bool()>& isStopped) {
+bool LayerTracer::trace(const LayerTargets& wanted, const Tile& part, unsigned uThreads,
+                        const std::function<bool()>& isStopped) {
     to = wanted;
+    window = part;
     std::atomic<uint32_t> uNext{0};
     std::atomic<uint64_t> uAll{0};
     std::atomic<bool> bFailed{false};
-    onThreads(std::min(uThreads, frame.uHeight), [&](unsigned) {
+    onThreads(std::min(uThreads, window.uRows), [&](unsigned) {
         const std::unique_ptr<Scratch> pScratch(new (std::nothrow) Scratch);
         if (!pScratch) bFailed = true;
-        for (uint32_t y; !bFailed && (y = uNext++) < frame.uHeight;) {
+        for (uint32_t y; !bFailed && (y = uNext++) < window.uRows;) {
             if (isStopped()) bFailed = true;
             uAll += traceRow(*pScratch, y);
         }
@@ -60,22 +62,21 @@ bool LayerTracer::trace(const LayerTargets& wanted, unsigned uThreads, const std
     return bFailed;
 }
 
-// The pixels of a row that show the scene.
-uint64_t LayerTracer::traceRow(Scratch& scratch, uint32_t y) const {
+// The pixels of a row of the window that show the scene.
+uint64_t LayerTracer::traceRow(Scratch& scratch, uint32_t uRow) const {
     uint64_t uSeen = 0;
-    const float fDown = static_cast<float>(y) + fInPixel;
-    for (uint32_t uFirst = 0; uFirst < frame.uWidth; uFirst += std::min(RayStream::CAPACITY, frame.uWidth - uFirst)) {
-        const uint32_t uEnd = uFirst + std::min(RayStream::CAPACITY, frame.uWidth - uFirst);
+    const float fDown = static_cast<float>(window.y + uRow) + fInPixel;
+    for (uint32_t uFirst = 0; uFirst < window.uColumns; uFirst += scratch.rays.uCount) {
+        const uint32_t uEnd = uFirst + std::min(RayStream::CAPACITY, window.uColumns - uFirst);
         scratch.rays.uCount = 0;
         for (uint32_t x = uFirst; x < uEnd; ++x) {
-            const Frame::Ray ray = frame.rayThrough(static_cast<float>(x) + fInPixel, fDown);
+            const Frame::Ray ray = frame.rayThrough(static_cast<float>(window.x + x) + fInPixel, fDown);
             scratch.rays.add(ray.v3From, normalize(ray.v3Dir), frame.fMaxDistance);
         }
         findFaces(scratch);
-        for (uint32_t x = uFirst; x < uEnd; ++x) {
-            const uint32_t u = x - uFirst;
+        for (uint32_t u = 0; u < scratch.rays.uCount; ++u) {
             const Frame::Ray ray{scratch.rays.origin(u), scratch.rays.dir(u)};
-            store(size_t{y} * frame.uWidth + x, ray, ray.v3Dir, scratch.uFaces[u], scratch.hits[u]);
+            store(size_t{uRow} * window.uColumns + uFirst + u, ray, ray.v3Dir, scratch.uFaces[u], scratch.hits[u]);
             uSeen += scratch.uFaces[u] != NO_INDEX;
         }
     }

@@ -5,12 +5,13 @@
 
 #include "render/Frame.h"
 #include "render/PreparedScene.h"
+#include "render/Tiles.h"
 #include "render/studio/SurfaceTextures.h"
 
 namespace rt {
 
-/// Where the numbers of all pixels go, row after row; null for what nobody wants. Lengths and places are in the scene's
-/// own units. Where nothing is seen, depths are infinite, indices NO_INDEX and all else is 0.
+/// Where the numbers of a part's pixels go, row after row; null for what nobody wants. Lengths and places are in the
+/// scene's own units. Where nothing is seen, depths are infinite, indices NO_INDEX and all else is 0.
 struct LayerTargets {
     float* pDepth = nullptr;     // from the eye along the view
     float* pDistance = nullptr;  // and along the pixel's ray
@@ -31,11 +32,12 @@ class LayerTracer {
     LayerTracer(const PreparedScene& prepared, const SurfaceTextures* pColours, uint32_t uGround, const Frame& picture,
                 float fMiddle);
 
-    /// Fills them row by row in any number of threads. True when out of memory, or when isStopped, which is asked
-    /// before each row, has been true.
-    [[nodiscard]] bool trace(const LayerTargets& wanted, unsigned uThreads, const std::function<bool()>& isStopped);
+    /// Fills those of a part of the picture, row by row in any number of threads. True when out of memory, or when
+    /// isStopped, which is asked before each row, has been true.
+    [[nodiscard]] bool trace(const LayerTargets& wanted, const Tile& part, unsigned uThreads,
+                             const std::function<bool()>& isStopped);
 
-    /// How many pixels show the scene. Requires trace().
+    /// How many of its pixels show the scene. Requires trace().
     uint64_t countCovered() const { return uCovered; }
 
  private:
@@ -43,7 +45,7 @@ class LayerTracer {
 
     void findFaces(Scratch& scratch) const;
     bool isSeenThrough(uint32_t uFace, const RayTestOutput& hit) const;
-    uint64_t traceRow(Scratch& scratch, uint32_t y) const;
+    uint64_t traceRow(Scratch& scratch, uint32_t uRow) const;
     void store(size_t uPixel, const Frame::Ray& ray, const Velk::NMVector3f& v3Dir, uint32_t uFace,
                const RayTestOutput& hit) const;
     Velk::NMVector3f normalAt(const FaceData& face, const RayTestOutput& hit, const Velk::NMVector3f& v3Dir) const;
@@ -57,6 +59,7 @@ class LayerTracer {
     float fPixel;                // width at distance 1, or everywhere when rays are parallel
     Velk::NMVector3f v3Forward;  // unit, across the image plane
     LayerTargets to;
+    Tile window{};
     uint64_t uCovered = 0;
 };
 
