@@ -54,6 +54,9 @@ constexpr OptionRow<Import> IMPORT_ROWS[] = {
      [](Import& s, Given v) { s.sPack = v[0].sText; }},
     {Option::word("--light", "kind of light", "studio|lamps", "what --pack is for").otherwise("studio"),
      [](Import& s, Given v) { s.bLamps = v[0].u == 1; }},
+    {Option::flag("--own-axes", "the file's own numbers, with --pack")
+         .more("Nothing is turned, mirrored, scaled or moved. This is for rays; pictures of it are mirrored."),
+     [](Import& s, Given) { s.options.bOwnAxes = true; }},
     {Option::file("--scenes", "DIR", "directory of the scenes").otherwise("Scenes"),
      [](Import& s, Given v) { s.sScenes = v[0].sText; }},
 };

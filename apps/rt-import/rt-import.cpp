@@ -32,6 +32,11 @@ bool readSettings(int argc, char** argv, ImportSettings& settings, int& iStatus)
         iStatus = STATUS_USAGE;
         return true;
     }
+    if (settings.options.bOwnAxes && settings.sPack.empty()) {
+        Console::error("rt-import: --own-axes is for --pack");
+        iStatus = STATUS_USAGE;
+        return true;
+    }
     if (settings.sModel.empty() || sScenes.empty()) {
         Console::error("rt-import: %s is missing (--help lists the options)",
                        sScenes.empty() ? "the directory of --scenes" : "the name of a model");

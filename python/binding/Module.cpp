@@ -98,12 +98,17 @@ py::dict meshLayers(RaycastingScene& scene, const raytracer::View& view, const s
     return arrays.named();
 }
 
+// Names of files may be anything.
+py::object textOf(const std::string& sName) {
+    return py::bytes(sName).attr("decode")("utf-8", "replace");
+}
+
 py::list partsOf(const PackedScene& scene) {
     py::list all;
     for (const raytracer::Part& part : scene.parts()) {
         py::dict one;
-        one["name"] = py::bytes(part.sName).attr("decode")("utf-8", "replace");
-        one["path"] = py::bytes(part.sPath).attr("decode")("utf-8", "replace");
+        one["name"] = textOf(part.sName);
+        one["path"] = textOf(part.sPath);
         one["triangles"] = part.uTriangles;
         all.append(one);
     }
@@ -130,6 +135,21 @@ py::bytes packFiles(const std::string& sDescription) {
     lastReport();
     if (scene.load(sDescription.c_str()) || scene.pack(vBytes)) throw std::invalid_argument(lastReport());
     return bytesOf(vBytes);
+}
+
+// Vertices (n, 3), triangles (m, 3), the part of each triangle (m), and the paths of the parts.
+py::tuple readPacked(const py::buffer& data) {
+    const py::buffer_info bytes = data.request();
+    raytracer::Scene scene;
+    lastReport();
+    if (scene.loadPacked(bytes.ptr, static_cast<size_t>(bytes.size * bytes.itemsize)))
+        throw std::invalid_argument(lastReport());
+    py::array_t<float> vertices({scene.vertexCount(), 3u});
+    py::array_t<uint32_t> triangles({scene.triangleCount(), 3u}), parts(scene.triangleCount());
+    scene.copyMesh(vertices.mutable_data(), triangles.mutable_data(), parts.mutable_data());
+    py::list names;
+    for (const raytracer::Part& part : scene.parts()) names.append(textOf(part.sPath));
+    return py::make_tuple(vertices, triangles, parts, names);
 }
 
 std::unique_ptr<PackedScene> loadPacked(const py::buffer& data, const std::string& sRays, int iThreads) {
@@ -165,6 +185,7 @@ PYBIND11_MODULE(_raytracer, module) {
     module.def("load_packed", loadPacked, "data"_a, "rays"_a = "watertight", "nthreads"_a = 0,
                "The scene of bytes that rt-import --pack or pack() made, ready for pictures. ValueError when they are\n"
                "none, or another version's. rays: as for RaycastingScene; nthreads: for building.");
+    module.def("read_packed", readPacked);
     module.def("pack_scene", packFiles, "description"_a,
                "The scene of a description, NAME.txt, as bytes for load_packed(). Paths in it are relative to the\n"
                "working directory.");
@@ -176,6 +197,7 @@ PYBIND11_MODULE(_raytracer, module) {
             "The parts of the model's file, a dict each: name, path, which has the names on the way\n"
             "to it, and triangles, how many.")
         .def_property_readonly("_view", viewOfPacked)
+        .def_readwrite("light", &PackedScene::sLight, "The kind of light that render() takes by default.")
         .def_property_readonly("ground", &PackedScene::ground,
                                "The material of the ground that the importer put under a model, or 2 ** 32 - 1.")
         .def_property_readonly("triangle_count", &PackedScene::triangleCount, "How many triangles there are.");

@@ -26,6 +26,8 @@ class PackedScene {
     bool findLayers(const LayerOrder& order, unsigned uThreads, const std::atomic<bool>& bStop) const;
 
     std::vector<raytracer::Part> parts() const { return scene.parts(); }
+    std::string sLight = "lamps";  // that pictures have by default
+
     raytracer::View view() const { return raytracer::viewOf(scene); }
     uint32_t ground() const { return raytracer::groundOf(scene); }
     uint32_t triangleCount() const { return scene.triangleCount(); }

@@ -42,6 +42,7 @@ class RaycastingScene:
     def add_triangles(self, vertices: ArrayLike, triangles: ArrayLike) -> int: ...
     @overload
     def add_triangles(self, vertex_positions: ArrayLike, triangle_indices: ArrayLike) -> int: ...
+    def add_file(self, path: Path, allow_outside: bool = False) -> List[int]: ...
     def cast_rays(self, rays: ArrayLike, nthreads: int = 0) -> Dict[str, NDArray[Any]]: ...
     def test_occlusions(self, rays: ArrayLike, tnear: float = 0.0, tfar: float = ...,
                         nthreads: int = 0) -> NDArray[np.bool_]: ...
@@ -68,6 +69,7 @@ class RaycastingScene:
 class PackedScene:
     """A scene that came as bytes, for pictures alone."""
 
+    light: Literal["lamps", "studio"]  # that render() takes by default
     @property
     def ground(self) -> int: ...
     @property
@@ -77,13 +79,17 @@ class PackedScene:
 
 __version__: str
 
+def load(path: Path, *, light: Literal["lamps", "studio"] = "studio", ground: bool = False,
+         resolution: Optional[Sequence[int]] = None, up: Optional[Literal["x", "y", "z"]] = None,
+         allow_outside: bool = False, rays: Literal["watertight", "tree"] = "watertight",
+         nthreads: int = 0) -> PackedScene: ...
 def load_packed(data: Any, rays: Literal["watertight", "tree"] = "watertight",
                 nthreads: int = 0) -> PackedScene: ...
 def pack_scene(description: str) -> bytes: ...
 def pack(scene: RaycastingScene, colors: Optional[ArrayLike] = None,
          smooth: bool = False) -> bytes: ...
 def render(scene: Union[RaycastingScene, PackedScene], camera: Optional[Camera] = None, *,
-           light: Literal["lamps", "studio"] = "lamps", lights: Optional[ArrayLike] = None,
+           light: Optional[Literal["lamps", "studio"]] = None, lights: Optional[ArrayLike] = None,
            colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
            background: Optional[ArrayLike] = None, ground: Optional[int] = None,
            bricks: Optional[Dict[str, Any]] = None, samples: int = 0,

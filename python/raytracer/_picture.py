@@ -88,7 +88,7 @@ def check_light(light, lights, transparent, background, ground, bricks):
     return studio
 
 
-def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smooth=False,
+def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=False,
            transparent=False, background=None, ground=None, bricks=None, samples=0, window=None,
            depth=False, normals=False, ids=False, layers=(), nthreads=0):
     """A picture (height, width, 3) of the scene, uint8, red, green and blue.
@@ -99,6 +99,7 @@ def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smoot
     that becomes a wall, and width, height, mortar, angle and dirt. Or "studio": soft light that
     turns with the camera, smooth edges, a light background, or background, one colour or those of
     the first and the last row, 0 to 255; with transparent=True none, but a fourth channel, alpha.
+    None: what a model was loaded for, else "lamps".
     ground: the geometry or material of which nothing is seen but the shadows on it.
     colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean
     normals. samples: rays along each side of a pixel; 0: one, in a studio three where edges are.
@@ -113,8 +114,10 @@ def render(scene, camera=None, *, light="lamps", lights=None, colors=None, smoot
     or the model's part, material and face, uint32 (2 ** 32 - 1 where nothing is).
     """
     layers = (layers,) if isinstance(layers, str) else tuple(layers)
-    studio = check_light(light, lights, transparent, background, ground, bricks)
     packed = isinstance(scene, PackedScene)
+    if light is None:
+        light = scene.light if packed else "lamps"
+    studio = check_light(light, lights, transparent, background, ground, bricks)
     if packed and (colors is not None or smooth or depth or normals or ids):
         raise ValueError("colors, smooth, depth, normals and ids are not for packed scenes")
     view = _view(scene, camera, studio, samples, window)

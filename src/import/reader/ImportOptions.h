@@ -20,9 +20,10 @@ struct ImportOptions {
     std::optional<std::array<double, 3>> vAt;    // what it looks at; the model's centre when only vFrom is given
     std::optional<uint32_t> uWidth, uHeight;     // pixels
     Material eMaterial = KEEP;
-    char cUp = 0;                // 'x', 'y' or 'z'; 0 is the format's own convention
-    bool bStudio = false;        // whoever renders it has a studio: mirrors need no room around them
-    bool bColours = false;       // whoever renders it takes textures and colours of vertices
+    char cUp = 0;           // 'x', 'y' or 'z'; 0 is the format's own convention
+    bool bOwnAxes = false;  // the file's own numbers: nothing is turned, mirrored, scaled or moved; no pictures then
+    bool bStudio = false;   // whoever renders it has a studio: mirrors need no room around them
+    bool bColours = false;  // whoever renders it takes textures and colours of vertices
     bool bAllowOutside = false;  // a model may name files outside its directory
     bool bCameraOfFile = false;  // takes the file's camera whatever it shows
     bool bForce = false;         // replaces a scene of the same name

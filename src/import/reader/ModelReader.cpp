@@ -133,7 +133,7 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
     FileSystem* pFiles = new FileSystem(files);
     importer.SetIOHandler(pFiles);  // the importer deletes both
     importer.SetProgressHandler(new TerminalProgress(options.bProgress));
-    if (options.cUp) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
+    if (options.cUp || options.bOwnAxes) importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_IGNORE_UP_DIRECTION, true);
     importer.SetPropertyBool(AI_CONFIG_IMPORT_COLLADA_USE_COLLADA_NAMES, true);  // for parts, not ids
     const bool bDigest = !prepared.mesh.isEmpty();
     const std::string sRead = bDigest ? sFile.substr(0, sFile.rfind('/') + 1) + DIGEST : sFile;
@@ -152,8 +152,9 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
         vNotices.push_back(files.refused());
     else if (!files.missing().empty())
         vNotices.push_back("its materials are not there: " + files.missing());
-    return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours},
-                        options.cUp ? options.cUp : prepared.text.cUp, files, model, sMessage, vNotices);
+    return convertScene(
+        {sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours, options.bOwnAxes},
+        options.cUp ? options.cUp : prepared.text.cUp, files, model, sMessage, vNotices);
 }
 
 }  // namespace rt

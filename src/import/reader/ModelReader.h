@@ -10,8 +10,8 @@
 namespace rt {
 
 /// Reads the file and those that it names: triangles of all its meshes in their places, materials, the first camera,
-/// the lights. Of the options count cUp, bAllowOutside and bProgress. True on failure (an unreadable file, no triangle
-/// with an area, numbers that are not finite), with one line in sMessage.
+/// the lights. Of the options count cUp, bAllowOutside, bOwnAxes, bColours and bProgress. True on failure (an
+/// unreadable file, no triangle with an area, numbers that are not finite), with one line in sMessage.
 [[nodiscard]] bool readModel(const std::string& sFile, const ImportOptions& options, Model& model,
                              std::string& sMessage, std::vector<std::string>& vNotices);
 

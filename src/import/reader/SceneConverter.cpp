@@ -146,6 +146,7 @@ struct Placement {
     double dScale = 1.0;
     Vector3d v3Offset;
 
+    Placement() = default;
     explicit Placement(const Box3d& box) {
         const double dExtent = box.extent();
         // Exactly a power of ten is one also where a C library's logarithm lacks a last bit.
@@ -208,6 +209,7 @@ ScenePart partOf(const aiNode& node, const ReadFile& read) {
 struct Target {
     VertexJoiner joiner;
     CornerColours corners;
+    bool bMirrored = true;  // the world
     SceneParts parts;
     std::map<std::string, uint32_t> objects;  // parts of OBJ files, whose groups may be begun anew
     const aiNode* pNode = nullptr;            // the last one
@@ -249,9 +251,9 @@ struct MeshCorners {
 // Adds one placed mesh's triangles.
 void addMesh(const aiMesh& mesh, const Map3d& map, uint32_t uMaterial, bool bNormals, const MeshCorners& corners,
              Target& target) {
-    // The world is mirrored, so a map that mirrors no more has been through a mirroring node: its faces are turned
-    // over.
-    const bool bTurned = map.determinant() > 0;
+    // The scene's world is mirrored, so a map that mirrors no more has been through a mirroring node: its faces are
+    // turned over. In the file's own world it is the other way round.
+    const bool bTurned = (map.determinant() > 0) == target.bMirrored;
     const double dSign = bTurned ? -1.0 : 1.0;
     const Map3d normals{
         cross(map.v3Y, map.v3Z) * dSign, cross(map.v3Z, map.v3X) * dSign, cross(map.v3X, map.v3Y) * dSign, {}};
@@ -429,7 +431,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     const aiScene& scene = read.scene;
     const std::string& sFile = read.sFile;
     const std::string sSuffix = modelSuffixOf(sFile);
-    const Map3d turned = worldOf(cUp ? cUp : upOf(scene, sSuffix, vNotices));
+    const Map3d turned = read.bOwnAxes ? Map3d{} : worldOf(cUp ? cUp : upOf(scene, sSuffix, vNotices));
     const std::vector<DigestMesh> vMeshes = read.pObj ? readDigest(*read.pObj, scene) : std::vector<DigestMesh>();
     const Measure found = read.pObj ? measure(*read.pObj, turned) : measure(scene, turned);
     if (found.uTriangles == 0) return sMessage = sFile + " has no triangles", true;
@@ -437,11 +439,12 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
     if (found.uTriangles > 0x40000000) return sMessage = sFile + " has too many triangles", true;
     if (!(found.box.extent() > 0)) return sMessage = sFile + " has no triangle with an area", true;
 
-    const Placement placement(found.box);
+    const Placement placement = read.bOwnAxes ? Placement() : Placement(found.box);
     placement.report(vNotices);
     const Map3d world = placement.map().after(turned);
     MaterialTable materials(scene, sSuffix, read.bColours, files, model, vNotices);
     Target target;
+    target.bMirrored = !read.bOwnAxes;
     VertexJoiner& joiner = target.joiner;
     joiner.reserve(found.uTriangles);
     if (read.pObj)
