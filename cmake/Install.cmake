@@ -110,6 +110,7 @@ if(TARGET rt_python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
       "python3 (>= 3.${RT_PYTHON_MINOR}~), python3 (<< 3.${uNext}), python3-numpy")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "raytracer")  # its rt-import reads model files
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS python3-distributed)
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION "rays, closest points and pictures of triangle meshes (Python 3)
 Casts rays at meshes of numpy arrays, watertight and on all cores: nearest
 hits, all hits, visibility, closest points, signed distances, depth and

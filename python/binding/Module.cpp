@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "binding/Arrays.h"
 #include "binding/Blocks.h"
@@ -163,12 +164,20 @@ std::unique_ptr<PackedScene> loadPacked(const py::buffer& data, const std::strin
 }
 
 // The eye and the corners (4, 3), width and height.
-py::tuple viewOfPacked(const PackedScene& scene) {
-    const raytracer::View view = scene.view();
+py::tuple numbersOf(const raytracer::View& view) {
     py::array_t<float> points({4, 3});
     std::memcpy(points.mutable_data(), view.eye, sizeof(view.eye));
     std::memcpy(points.mutable_data() + 3, view.corners, sizeof(view.corners));
     return py::make_tuple(points, view.uWidth, view.uHeight);
+}
+
+// Of bytes, which are read for it alone.
+py::tuple viewInBytes(const py::bytes& data) {
+    const auto bytes = static_cast<std::string_view>(data);
+    raytracer::Scene scene;
+    lastReport();
+    if (scene.loadPacked(bytes.data(), bytes.size())) throw std::invalid_argument(lastReport());
+    return numbersOf(raytracer::viewOf(scene));
 }
 
 }  // namespace
@@ -189,6 +198,7 @@ PYBIND11_MODULE(_raytracer, module) {
     module.def("pack_scene", packFiles, "description"_a,
                "The scene of a description, NAME.txt, as bytes for load_packed(). Paths in it are relative to the\n"
                "working directory.");
+    module.def("packed_view", viewInBytes);
     py::class_<PackedScene>(module, "PackedScene", "A scene that came as bytes, for pictures alone.")
         .def("_render", renderPacked)
         .def("_layers", packedLayers)
@@ -196,7 +206,7 @@ PYBIND11_MODULE(_raytracer, module) {
             "parts", partsOf,
             "The parts of the model's file, a dict each: name, path, which has the names on the way\n"
             "to it, and triangles, how many.")
-        .def_property_readonly("_view", viewOfPacked)
+        .def_property_readonly("_view", [](const PackedScene& scene) { return numbersOf(scene.view()); })
         .def_readwrite("light", &PackedScene::sLight, "The kind of light that render() takes by default.")
         .def_property_readonly("ground", &PackedScene::ground,
                                "The material of the ground that the importer put under a model, or 2 ** 32 - 1.")

@@ -11,7 +11,7 @@ _NONE = RaycastingScene.INVALID_ID
 _LAMPS = ((-0.45, 0.55, 380.0), (0.6, 0.1, 70.0))
 
 
-def _lamps_beside(scene, camera):
+def lamps_beside(scene, camera):
     """Lamps (2, 4) at the eye, as bright as the distance of what it sees wants."""
     x = (np.arange(16) + 0.5) / 16
     rays = np.empty((16, 16, 6), np.float32)
@@ -25,7 +25,7 @@ def _lamps_beside(scene, camera):
                      for u, v, light in _LAMPS])
 
 
-def _table(values, name, width, rows=None):
+def table(values, name, width, rows=None):
     table = np.asarray(values, np.float32)
     if table.ndim != 2 or table.shape[1] != width or rows not in (None, len(table)):
         wanted = "n" if rows is None else rows
@@ -46,21 +46,20 @@ def _points(camera, move):
     return np.vstack([eye, corners])
 
 
-def _view(scene, camera, studio, samples, window):
+def view_numbers(camera, own_view, studio, samples):
+    """What View() takes before the window; own_view is that of a packed scene."""
     if samples != int(samples) or not 0 <= samples <= 64:
         raise ValueError(f"samples: a whole number from 0 to 64 wanted, got {samples}")
     samples = max(1, int(samples))
     if camera is None:
-        if not isinstance(scene, PackedScene):
-            raise ValueError("camera: only packed scenes have one of their own")
-        return View(*scene._view, samples=samples, window=window)
+        return (*own_view, False, False, samples)
     # With lamps the samples look at their corners, so the picture is moved by half of one.
     move = 0.0 if studio else 0.5 / samples
-    return View(_points(camera, move), camera.width_px, camera.height_px, parallel=camera.parallel,
-                samples=samples, window=window)
+    points = _points(camera, move).astype(np.float32)
+    return points, camera.width_px, camera.height_px, camera.parallel, False, samples
 
 
-def _look(scene, studio, samples, transparent, background, ground, bricks):
+def look_of(scene, studio, samples, transparent, background, ground, bricks):
     if not studio:
         return Look.lamps(**(bricks or {}))
     chosen = {}
@@ -120,11 +119,14 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
     studio = check_light(light, lights, transparent, background, ground, bricks)
     if packed and (colors is not None or smooth or depth or normals or ids):
         raise ValueError("colors, smooth, depth, normals and ids are not for packed scenes")
-    view = _view(scene, camera, studio, samples, window)
-    look = _look(scene, studio, samples, transparent, background, ground, bricks)
+    if camera is None and not packed:
+        raise ValueError("camera: only packed scenes have one of their own")
+    numbers = view_numbers(camera, scene._view if packed else None, studio, samples)
+    view = View(*numbers, window=window)
+    look = look_of(scene, studio, samples, transparent, background, ground, bricks)
     if lights is None or not len(lights):
-        lights = np.empty((0, 4)) if studio or packed else _lamps_beside(scene, camera)
-    lights = _table(lights, "lights", 4)
+        lights = np.empty((0, 4)) if studio or packed else lamps_beside(scene, camera)
+    lights = table(lights, "lights", 4)
     middle = 0.5 if studio else 0.5 - 0.5 / max(1, samples)
     if ground is None:
         ground = scene.ground if packed and studio else _NONE
@@ -134,7 +136,7 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
             return picture
         found = scene._layers(view, layers, middle, studio, ground, nthreads)
         return {"picture": picture, **found}
-    colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
+    colors = np.empty(0) if colors is None else table(colors, "colors", 3, scene.geometry_count)
     hits = {}
     if depth or normals or ids:
         hits = scene.cast_rays(camera.rays(window), nthreads=nthreads)
@@ -156,7 +158,7 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
 def pack(scene: RaycastingScene, colors=None, smooth=False):
     """The scene as bytes for load_packed(), with colors and smooth as render() takes them. Empty
     for a scene without triangles."""
-    colors = np.empty(0) if colors is None else _table(colors, "colors", 3, scene.geometry_count)
+    colors = np.empty(0) if colors is None else table(colors, "colors", 3, scene.geometry_count)
     return scene._pack(colors, smooth)
 
 

@@ -11,7 +11,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build)
 TOOL_PACKAGES=(libassimp-dev libpng-dev libjpeg-dev libxxhash-dev libcpp-httplib-dev nlohmann-json3-dev
     libopenexr-dev)
 # For the Python module and its tests; a build does without.
-PYTHON_PACKAGES=(pybind11-dev python3-dev python3-numpy python3-pytest)
+PYTHON_PACKAGES=(pybind11-dev python3-dev python3-numpy python3-pytest python3-distributed)
 
 # A header that tells whether a library's package is there.
 declare -A HEADERS=([libassimp-dev]=assimp/Importer.hpp [libpng-dev]=png.h [libjpeg-dev]=jpeglib.h

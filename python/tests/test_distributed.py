@@ -1,0 +1,147 @@
+"""Pictures by the workers of a scheduler are those of one machine, whoever dies."""
+import contextlib
+import itertools
+import logging
+import os
+import pathlib
+import signal
+import socket
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+
+import raytracer
+from meshes import ball
+
+pytest.importorskip("distributed")
+from distributed import Client  # noqa: E402
+
+import raytracer.distributed  # noqa: E402
+
+
+def free_port():
+    with socket.socket() as one:
+        one.bind(("127.0.0.1", 0))
+        return one.getsockname()[1]
+
+
+class Cluster(contextlib.ExitStack):
+    """A scheduler and workers, processes of this test."""
+
+    def __init__(self, folder, **workers):
+        super().__init__()
+        self.folder = folder
+        self.address = f"tcp://127.0.0.1:{free_port()}"
+        self.scheduler = self.start("scheduler", "--host", self.address, "--no-dashboard")
+        self.workers = [self.worker(**workers), self.worker(**workers)]
+
+    def start(self, kind, *words, env=None):
+        command = [sys.executable, "-m", f"distributed.cli.dask_{kind}", *words]
+        with open(self.folder / f"{kind}.log", "ab") as log:
+            process = subprocess.Popen(command, stdout=log, stderr=log, cwd=self.folder,
+                                       env={**os.environ, **(env or {})})
+        self.callback(process.wait)
+        self.callback(process.kill)
+        return process
+
+    def worker(self, threads=1, env=None):
+        return self.start("worker", self.address, "--no-nanny", "--no-dashboard", "--nthreads",
+                          str(threads), "--local-directory", str(self.folder), env=env)
+
+    def client(self, workers=2):
+        client = self.enter_context(Client(self.address, timeout=30))
+        client.wait_for_workers(workers, timeout=60)
+        return client
+
+
+@pytest.fixture
+def cluster(tmp_path):
+    with Cluster(tmp_path) as cluster:
+        yield cluster
+
+
+def cameras(count, size=(160, 120)):
+    for angle in np.linspace(0, 6, count):
+        eye = 6 * np.sin(angle), 6 * np.cos(angle), 2
+        yield raytracer.Camera(40, (0, 0, 0), eye, (0, 0, 1), *size)
+
+
+@pytest.fixture(scope="module")
+def scene():
+    scene = raytracer.RaycastingScene()
+    vertices, triangles = ball(64)
+    scene.add_triangles(vertices, triangles)
+    scene.add_triangles(vertices * 0.4 + [1.3, 0, 0.5], triangles)
+    return scene
+
+
+def test_pictures_and_films_have_one_machines_bytes(cluster, scene, caplog):
+    caplog.set_level(logging.INFO, "raytracer.distributed")
+    client = cluster.client()
+    camera = next(cameras(1, (500, 300)))
+    for chosen in ({"light": "studio", "transparent": True, "ground": 1}, {"samples": 2},
+                   {"colors": [[1, 0, 0], [0, 1, 0]], "smooth": True}):
+        np.testing.assert_array_equal(
+            raytracer.distributed.render(client, scene, camera, **chosen),
+            raytracer.render(scene, camera, **chosen))
+    film = raytracer.distributed.render(client, raytracer.pack(scene), cameras(40, (64, 48)),
+                                        light="studio", background=(9, 99, 199))
+    for seen, shown in itertools.zip_longest(cameras(40, (64, 48)), film):
+        np.testing.assert_array_equal(
+            shown, raytracer.render(scene, seen, light="studio", background=(9, 99, 199)))
+    size = len(raytracer.pack(scene))
+    moved = [int(record.getMessage().split()[-4]) for record in caplog.records]
+    assert moved == [2 * size, 0, 2 * size, 0]  # once to each worker; colours make another scene
+    blocks = int(caplog.records[-1].getMessage().split()[0])
+    assert blocks < 40  # several small pictures make one
+    empty = raytracer.RaycastingScene()
+    np.testing.assert_array_equal(raytracer.distributed.render(client, empty, camera),
+                                  raytracer.render(empty, camera))
+    with pytest.raises(ValueError, match="packed scene: is no packed scene"):
+        raytracer.distributed.render(client, b"x" * 500)
+
+
+def test_workers_may_die_freeze_and_join(cluster, scene):
+    client = cluster.client()
+    count, shown = 30, []
+    for picture in raytracer.distributed.render(client, scene, cameras(count, (400, 300)),
+                                                light="studio"):
+        shown.append(picture)
+        if len(shown) == 2:
+            cluster.workers.append(cluster.worker())
+            cluster.workers[0].kill()
+        elif len(shown) == 6:
+            client.wait_for_workers(2, timeout=60)
+            cluster.workers[1].send_signal(signal.SIGSTOP)
+    assert len(shown) == count
+    for seen, picture in zip(cameras(count, (400, 300)), shown):
+        np.testing.assert_array_equal(picture, raytracer.render(scene, seen, light="studio"))
+
+
+def test_workers_of_other_versions_are_refused_by_name(tmp_path, scene):
+    (tmp_path / "raytracer").mkdir()
+    (tmp_path / "raytracer/__init__.py").write_text("__version__ = '0.1.7'\n")
+    with Cluster(tmp_path) as cluster:
+        cluster.worker(env={"PYTHONPATH": f"{tmp_path}:{os.environ['PYTHONPATH']}"})
+        with pytest.raises(ValueError, match=r"^worker tcp://127.0.0.1:\d+ has raytracer of "
+                           rf"version 0.1.7, here is {raytracer.__version__}$"):
+            raytracer.distributed.render(cluster.client(3), scene, next(cameras(1)))
+
+
+def test_what_is_done_is_kept_when_the_scheduler_dies(cluster, scene):
+    camera = next(cameras(1, (3000, 2000)))
+    pictures = raytracer.distributed.render(cluster.client(), scene,
+                                            itertools.chain(cameras(3), [camera] * 9))
+    shown = [next(pictures) for _ in range(3)]
+    cluster.scheduler.kill()
+    with pytest.raises(raytracer.distributed.SchedulerLost,
+                       match="scheduler tcp://.* is lost: .+") as lost:
+        list(pictures)
+    for seen, picture in zip(cameras(3), shown):
+        np.testing.assert_array_equal(picture, raytracer.render(scene, seen))
+    done = lost.value.done
+    assert done.shape == (2000, 3000) and not done.all()
+    whole = raytracer.render(scene, camera)
+    np.testing.assert_array_equal(lost.value.picture[done], whole[done])
