@@ -178,6 +178,8 @@ TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
         {"Kd 1 0.5 0\nPr 1\nmap_Pr dot.png\n", "1 0,-1 1,0 0,-1 -1 0.214"},
         {"Kd 1 0.5 0\nillum 3\nKa 1 1 1\nKs 0.5 0.5 0.5\nNs 250\n", "1 1,-1 0.5,-1 0,-1 -1 0.214"},
         {"Kd 1 0.5 0\nillum 3\nKa 0 0 0\nKs 0.5 0.5 0.5\nNs 250\n", "plain"},
+        {"Kd 0.75 0.6 0.2\nKs 0.6 0.5 0.4\nNs 30\n", "1 1,-1 0.5,-1 0,-1 -1 0.6"},
+        {"Kd 0.75 0.6 0.2\nKs 0.75 0.6 0.2\nNs 30\n", "plain"},  // a copy
         {"Kd 0 0 0\nKe 0 0.5 0\n", "0 0,-1 1,-1 0.214,-1 -1 0"},
         {"Kd 0 0.5 0\nKe 0 0.5 0\n", "plain"},  // a copy
         {"Kd 0 0.5 0\nmap_Ke dot.png\n", "0 0,-1 1,-1 1,0 -1 0.214"},

@@ -53,13 +53,14 @@ class Maps {
         aiTextureMapMode modes[3] = {aiTextureMapMode_Wrap, aiTextureMapMode_Wrap, aiTextureMapMode_Wrap};
         if (material.GetTexture(eType, 0, &path, nullptr, &uSet, nullptr, nullptr, modes) != aiReturn_SUCCESS)
             return nullptr;
-        const TextureTable::Entry& entry = textures.find(path.C_Str(), wrapOf(modes[0]), wrapOf(modes[1]), eUse);
+        const TextureTable::Entry& entry =
+            textures.find(path.C_Str(), textureWrapOf(modes[0]), textureWrapOf(modes[1]), eUse);
         if (entry.szFault) {
             vNotices.push_back("material " + shownName(result.sName) + ": texture " + shownName(path.C_Str()) +
                                " cannot be read: " + entry.szFault);
             return nullptr;
         }
-        const TextureMap map = mapOf(material, eType, uSet, bGltf);
+        const TextureMap map = textureMapOf(material, eType, uSet, bGltf);
         if (!result.rule.hasTextures()) result.map = map;
         if (isSame(map, result.map)) uIndex = entry.uIndex;
         return &entry;
@@ -134,6 +135,29 @@ bool findMirroringMetal(const aiMaterial& material, MaterialKind eKind, ColourRu
     return false;
 }
 
+// A highlight is coloured on metals alone, if it is no weaker copy of the surface's colour, which some programs write.
+// True when this is none.
+bool findColouredMetal(const aiMaterial& material, ColourRule& rule) {
+    constexpr ai_real BRIGHT = 0.25f, COLOURED = 0.15f, ALIKE = 0.05f, METAL = 0.95f, PURE = 0.8f;
+    const aiColor3D gleam = colour(material, "$clr.specular"), base = colour(material, "$clr.diffuse");
+    const auto most = [](const aiColor3D& c) { return std::max({c.r, c.g, c.b}); };
+    const auto least = [](const aiColor3D& c) { return std::min({c.r, c.g, c.b}); };
+    double dShininess = 0;
+    (void)number(material, "$mat.shininess", dShininess);
+    const ai_real fGleam = most(gleam), fBase = most(base);
+    if (!(dShininess >= 1.0 && fBase > 0 && fGleam >= BRIGHT && fGleam - least(gleam) >= COLOURED * fGleam))
+        return true;
+    const aiColor3D apart = gleam * (1 / fGleam) - base * (1 / fBase);
+    if (most(apart) - least(apart) < ALIKE && fGleam < 1.02f * fBase) return true;
+    aiColor3D c(std::max(gleam.r, base.r), std::max(gleam.g, base.g), std::max(gleam.b, base.b));
+    c = (c * (PURE / most(c)) + aiColor3D(1 - PURE)) * METAL;  // such files have their metals dark and gaudy
+    rule.fMetal = 1.0f;
+    rule.fRough = static_cast<float>(sqrt(sqrt(2.0 / (dShininess + 2.0))));
+    rule.v3Factor = {toLight(share(static_cast<double>(c.r))), toLight(share(static_cast<double>(c.g))),
+                     toLight(share(static_cast<double>(c.b)))};
+    return false;
+}
+
 void readMetal(const aiMaterial& material, MaterialKind eKind, Maps& maps, ColourRule& rule) {
     double dMetal = 0, dRough = 1, dGloss = 0;
     const bool bMetal = !number(material, "$mat.metallicFactor", dMetal),
@@ -141,6 +165,8 @@ void readMetal(const aiMaterial& material, MaterialKind eKind, Maps& maps, Colou
     const bool bFbx = eKind == MaterialKind::PLAIN;  // whose readers make a roughness of the highlight
     if (eKind == MaterialKind::METAL_IN_MIRROR || !(bMetal || (bRough && !bFbx))) {
         rule.bPhysical = findMirroringMetal(material, eKind, rule) ? 0 : 1;
+        if (!rule.bPhysical && eKind == MaterialKind::OBJ && rule.uTexture == NO_INDEX)
+            rule.bPhysical = findColouredMetal(material, rule) ? 0 : 1;
         return;
     }
     rule.bPhysical = 1;
@@ -170,13 +196,13 @@ void chainRow(double (&dRow)[3], const double (&dU)[3], const double (&dV)[3]) {
 
 }  // namespace
 
-TextureImage::Wrap wrapOf(int iMode) {
+TextureImage::Wrap textureWrapOf(int iMode) {
     return iMode == aiTextureMapMode_Clamp    ? TextureImage::CLAMP
            : iMode == aiTextureMapMode_Mirror ? TextureImage::MIRROR
                                               : TextureImage::REPEAT;
 }
 
-TextureMap mapOf(const aiMaterial& material, unsigned uType, unsigned uSet, bool bGltf) {
+TextureMap textureMapOf(const aiMaterial& material, unsigned uType, unsigned uSet, bool bGltf) {
     TextureMap map;
     map.uSet = uSet;
     aiUVTransform t;
@@ -204,17 +230,17 @@ void readGleam(const aiMaterial& material, TextureTable& textures, MaterialKind 
                std::vector<std::string>& vNotices) {
     ColourRule& rule = result.rule;
     Maps maps(material, textures, eKind == MaterialKind::GLTF, result, vNotices);
-    readMask(eKind, maps, rule);
-    readMetal(material, eKind, maps, rule);
-    readEmission(material, eKind, maps, rule);
-    if (eKind == MaterialKind::GLTF || rule.uTexture != NO_INDEX || !rule.isNeeded()) return;
-    // The rule holds the colour, too.
+    // A rule that is needed holds the colour, too.
     const aiColor3D c = colour(material, "$clr.diffuse");
     const auto light = [eKind](ai_real f) {
         const double d = share(static_cast<double>(f));
         return isLinear(eKind) ? static_cast<float>(d) : toLight(d);
     };
-    rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
+    if (eKind != MaterialKind::GLTF && rule.uTexture == NO_INDEX) rule.v3Factor = {light(c.r), light(c.g), light(c.b)};
+    readMask(eKind, maps, rule);
+    readMetal(material, eKind, maps, rule);
+    readEmission(material, eKind, maps, rule);
+    if (!rule.isNeeded()) rule = ColourRule();
 }
 
 }  // namespace rt

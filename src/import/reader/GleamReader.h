@@ -26,7 +26,7 @@ void readGleam(const aiMaterial& material, TextureTable& textures, MaterialKind 
                std::vector<std::string>& vNotices);
 
 /// What assimp tells of how a texture repeats, and where it lies.
-TextureImage::Wrap wrapOf(int iMode);
-TextureMap mapOf(const aiMaterial& material, unsigned uType, unsigned uSet, bool bGltf);
+TextureImage::Wrap textureWrapOf(int iMode);
+TextureMap textureMapOf(const aiMaterial& material, unsigned uType, unsigned uSet, bool bGltf);
 
 }  // namespace rt

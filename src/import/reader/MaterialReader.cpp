@@ -57,7 +57,7 @@ void takeTexture(const aiMaterial& material, TextureTable& textures, bool bGltf,
         if (material.GetTexture(eType, 0, &path, nullptr, &uSet, nullptr, nullptr, modes) != aiReturn_SUCCESS) continue;
         const std::string sText = "material " + shownName(result.sName) + ": texture " + shownName(path.C_Str());
         const TextureTable::Entry& entry =
-            textures.find(path.C_Str(), wrapOf(modes[0]), wrapOf(modes[1]), TextureTable::Use::COLOUR);
+            textures.find(path.C_Str(), textureWrapOf(modes[0]), textureWrapOf(modes[1]), TextureTable::Use::COLOUR);
         if (entry.szFault) {
             vNotices.push_back(sText + " cannot be read, its colour is the material's: " + entry.szFault);
             return;
@@ -69,7 +69,7 @@ void takeTexture(const aiMaterial& material, TextureTable& textures, bool bGltf,
             screenColour(entry.mean[0] * factor(c.r), entry.mean[1] * factor(c.g), entry.mean[2] * factor(c.b), false);
         result.rule.uTexture = entry.uIndex;
         result.rule.fCutoff = cutoffOf(material, bGltf, entry.bHoles);
-        result.map = mapOf(material, eType, uSet, bGltf);
+        result.map = textureMapOf(material, eType, uSet, bGltf);
         if (entry.bLeftOut)
             vNotices.push_back(sText + " becomes its mean colour, since all textures take too much memory");
         else if (entry.uIndex == NO_INDEX)

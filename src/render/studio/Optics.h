@@ -8,6 +8,10 @@
 
 namespace rt {
 
+inline float positive(float f) {
+    return f > 0.0f ? f : 0.0f;
+}
+
 inline float power(float fBase, uint32_t uExponent) {
     float f = 1.0f;
     for (; uExponent; uExponent >>= 1) {

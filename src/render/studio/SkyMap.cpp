@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "render/studio/Directions.h"
+#include "render/studio/Optics.h"
 
 namespace rt {
 
@@ -27,10 +28,6 @@ constexpr float ROUGH[] = {0.15f, 0.3f, 0.55f, 1.0f};  // of the levels
 
 float luminance(const NMVector3f& v3) {
     return 0.2126f * v3.x + 0.7152f * v3.y + 0.0722f * v3.z;
-}
-
-float positive(float f) {
-    return f > 0.0f ? f : 0.0f;
 }
 
 // The first waves of a function of directions (Ramamoorthi 2001).

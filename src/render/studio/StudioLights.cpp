@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "render/studio/Directions.h"
+#include "render/studio/Optics.h"
 
 namespace rt {
 
@@ -19,10 +20,6 @@ constexpr float SKY_UP = 0.45f;                         // how much more comes f
 // What mirrors see of the lamps.
 constexpr NMVector3f BOX{2.6f, 2.55f, 2.45f}, STRIP{1.6f, 1.65f, 1.75f}, BEHIND_LAMPS{0.6f, 0.6f, 0.6f};
 constexpr float BOX_EDGE = 0.93f, STRIP_EDGE = 0.95f;
-
-float positive(float f) {
-    return f > 0.0f ? f : 0.0f;
-}
 
 // How much of a disc a rough mirror sees that looks at this cosine from its middle. fEdge is the cosine at its rim,
 // which roughness blurs; all that the disc sends out stays the same.
