@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t MOST_BYTES = size_t{1} << 30;  // of a file
 constexpr size_t LONGEST_LINE = 1000;           // of its head
-const char* const SHORT = "its data are shorter than its head says";
+const char* const CUT_OFF = "its data are shorter than its head says";
 
 // Reads one byte after the other.
 class Bytes {
@@ -119,7 +119,7 @@ bool decodeHdr(const uint8_t* pBytes, size_t uBytes, LightPicture& picture, std:
     if (readHead(bytes, picture, sReason)) return true;
     std::vector<uint8_t> vRow(size_t{4} * picture.uWidth);
     for (uint32_t y = 0; y < picture.uHeight; ++y) {  // grows with what is there, whatever the head says
-        if (readRow(bytes, vRow.data(), picture.uWidth)) return sReason = SHORT, true;
+        if (readRow(bytes, vRow.data(), picture.uWidth)) return sReason = CUT_OFF, true;
         for (const uint8_t* p = vRow.data(); p != vRow.data() + vRow.size(); p += 4) {
             const float fUnit = ldexpf(1.0f, p[3] - 136);
             for (unsigned c = 0; c < 3; ++c) {

@@ -62,6 +62,28 @@ TEST_F(StudioTest, TheBytesAreTheSameEverywhereAndInTilesOfAnySize) {
     }
 }
 
+// The same for metals in the light of a sky with a sun.
+TEST_F(StudioTest, TheBytesInASkyAreTheSameEverywhereAndInTilesOfAnySize) {
+    std::vector<float> vLight;
+    for (unsigned u = 0; u < 3 * 32 * 16; ++u)
+        vLight.push_back(u == 450 ? 900.0f : 0.1f + 0.01f * static_cast<float>(u % 97));
+    const SkyMap sky(vLight.data(), 32, 16, 25.0f);
+    StudioSettings settings;
+    settings.pSky = &sky;
+    settings.bSkyBehind = true;
+    const float ROUGH[] = {0.0f, 0.25f, 0.6f};
+    for (unsigned u = 0; u < 3; ++u) {
+        colours.vRules.emplace_back();
+        colours.vRules.back().bPhysical = 1;
+        colours.vRules.back().fMetal = 1.0f - 0.5f * static_cast<float>(u);
+        colours.vRules.back().fRough = ROUGH[u];
+        colours.vRules.back().v3Factor = {0.9f, 0.6f, 0.3f};
+    }
+    const std::string sWhole = render(makeShowcase(), settings);
+    EXPECT_EQ(hashOf(sWhole), 2450552353562931144u);
+    EXPECT_TRUE(sWhole == render(makeShowcase(), settings, 37));
+}
+
 TEST_F(StudioTest, NoSideIsBlackAndWhitePaperIsNotBurntOut) {
     const std::string sBall = render(ball(4, 0), {});
     const auto [least, most] = std::minmax_element(

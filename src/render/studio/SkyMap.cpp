@@ -252,7 +252,8 @@ SkyMap::Grid SkyMap::blurred(const Grid& sky, uint32_t uWidth, uint32_t uHeight,
             v3Sum = v3Sum + sky.vLight[u] * fWeight;
             fSum += fWeight;
         }
-        grid.vLight.push_back(v3Sum / fSum);
+        const NMVector2f v2 = placeOf(v3Dir);
+        grid.vLight.push_back(fSum > 0.0f ? v3Sum / fSum : sky.at(v2.x, v2.y));  // a few pixels leave gaps
     }
     return grid;
 }
