@@ -22,7 +22,7 @@ class SkyMap {
         Velk::NMVector3f v3To{0, 1, 0};          // its middle, unit
         Velk::NMVector3f v3Irradiance{0, 0, 0};  // of a surface that faces it; black when there is no such lamp
         float fEdge = 0.99f;                     // cosine of half the angle that it fills
-        Velk::NMVector3f v3Directions[LAMP_DIRECTIONS];
+        Velk::NMVector3f v3Directions[LAMP_DIRECTIONS] = {};
     };
 
     struct Direction {
