@@ -12,6 +12,12 @@ inline float positive(float f) {
     return f > 0.0f ? f : 0.0f;
 }
 
+/// From 0 to 1 while f goes from one number to the other.
+inline float smoothStep(float fFrom, float fTo, float f) {
+    const float t = std::clamp((f - fFrom) / (fTo - fFrom), 0.0f, 1.0f);
+    return t * t * (3.0f - 2.0f * t);
+}
+
 inline float power(float fBase, uint32_t uExponent) {
     float f = 1.0f;
     for (; uExponent; uExponent >>= 1) {

@@ -17,11 +17,6 @@ constexpr float SHARPEST = 0.12f,
 constexpr float SHARP_SKY = 0.1f;           // roughness of mirrors that show all of a sky's picture
 constexpr float FEW = 0.06f, MANY = 0.25f;  // of the light, that makes a mirror worth tracing
 
-float smoothStep(float fFrom, float fTo, float f) {
-    const float t = std::clamp((f - fFrom) / (fTo - fFrom), 0.0f, 1.0f);
-    return t * t * (3.0f - 2.0f * t);
-}
-
 // What a rough mirror sends to the eye of even light all around: a share that its colour has, and one that is white
 // (Karis 2014, with a polynomial for his power of two).
 struct Mirror {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "render/studio/Optics.h"
 #include "render/studio/Tone.h"
 
 namespace rt {
@@ -20,6 +21,7 @@ constexpr float SHARING = 0.8f;           // cosine between normals of samples t
 constexpr float FULL_DIFFUSE = 1.25f;     // the importer's usual 0.8 is all of a colour
 constexpr unsigned MOST_HOLES = 32;       // one behind the other
 constexpr float LEAST_ROUGHNESS = 0.02f;  // smoother mirrors look like this one
+constexpr float MATTE_FROM = 0.7f;        // roughness
 constexpr float SKY_REACH = 3500.0f;      // what is further away takes no light of the sky
 constexpr float KEY_REACH = 40000.0f;
 
@@ -205,8 +207,9 @@ void StudioRenderer::complete(Sample& sample, uint32_t uFace, const RayTestOutpu
             textures.isPhysical(face.uAttribute) && !(scene.attributes.vAttributes[face.uAttribute].fKf > 0.0f);
         sample.v3Albedo = sample.bPhysical ? colour.v3Albedo : colour.v3Albedo * fDiffuse;
         sample.v3Emission = colour.v3Emission;
-        sample.fMetal = colour.fMetal;
         sample.fRough = std::max(LEAST_ROUGHNESS, colour.fRough);
+        // A metal that is all rough is matte; files that say nothing have such.
+        sample.fMetal = colour.fMetal * (1.0f - smoothStep(MATTE_FROM, 1.0f, sample.fRough));
     } else {
         sample.v3Emission = {0, 0, 0};
         sample.bPhysical = false;
