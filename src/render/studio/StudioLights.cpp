@@ -18,7 +18,7 @@ constexpr NMVector3f SKY_COLOUR{0.25f, 0.265f, 0.29f};  // on a level surface's 
 constexpr float SKY_UP = 0.45f;                         // how much more comes from above, and less from below
 
 // What mirrors see of the lamps.
-constexpr NMVector3f BOX{2.6f, 2.55f, 2.45f}, STRIP{1.6f, 1.65f, 1.75f}, BEHIND_LAMPS{0.6f, 0.6f, 0.6f};
+constexpr NMVector3f BOX{2.6f, 2.55f, 2.45f}, STRIP{1.6f, 1.65f, 1.75f}, BEHIND_LAMPS{0.4f, 0.4f, 0.4f};
 constexpr float BOX_EDGE = 0.93f, STRIP_EDGE = 0.95f;
 
 // How much of a disc a rough mirror sees that looks at this cosine from its middle. fEdge is the cosine at its rim,
@@ -100,12 +100,12 @@ NMVector3f StudioLights::gleam(Kind eKind, const NMVector3f& v3Dir, float fRough
     }
     if (eKind == KEY) return (BOX - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Key), BOX_EDGE, fBlur);
     if (eKind == RIM) return (STRIP - BEHIND_LAMPS) * blurredDisc(dot(v3Dir, v3Rim), STRIP_EDGE, fBlur);
-    // As radiance() has it, with its horizon blurred and a brighter floor: that of the background.
-    constexpr float BELOW = 0.3f;
+    // As radiance() has it, with its horizon blurred and less light around the lamps: colours of metals look deep.
+    constexpr float BELOW = 0.2f;
     const float y = v3Dir.y, fHorizon = 1.0f - fabsf(y), fAt = (y + fBlur) / (2.0f * fBlur);
     const float fUp = fAt > 0.0f ? (fAt < 1.0f ? fAt * fAt * (3.0f - 2.0f * fAt) : 1.0f) : 0.0f;
-    const float fAbove = 0.45f + 0.35f * positive(y), fBright = fHorizon * fHorizon * fHorizon;
-    const float f = BELOW + (fAbove - BELOW) * fUp + 0.4f * (fBright * (1.0f - fRough) + 0.25f * fRough);
+    const float fAbove = 0.32f + 0.4f * positive(y), fBright = fHorizon * fHorizon * fHorizon;
+    const float f = BELOW + (fAbove - BELOW) * fUp + 0.35f * (fBright * (1.0f - fRough) + 0.25f * fRough);
     return {f, f * 1.01f, f * 1.03f};
 }
 
