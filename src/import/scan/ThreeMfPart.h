@@ -43,7 +43,7 @@ struct PartObject {
     std::vector<PartInstance> vComponents;
     uint32_t uGroup = NO_PAINT, uPaint = NO_PAINT;  // of triangles that have none
     std::string sName;
-    bool bOpen = false;                             // it is being placed: no component of its own may hold it
+    bool bOpen = false;  // it is being placed: no component of its own may hold it
 };
 
 struct ThreeMfPart {
