@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -116,9 +117,9 @@ class Scene {
     /// has no mesh, or without memory.
     [[nodiscard]] bool pack(std::vector<uint8_t>& vBytes) const;
 
-    /// Copies a mesh in place of what there was. True when there is no vertex, an index or coordinate is no good, or
-    /// without memory.
-    [[nodiscard]] bool setMesh(const Mesh& mesh);
+    /// Copies a mesh in place of what there was. True when there is no vertex, an index or coordinate is no good, when
+    /// *pStop became true, or without memory.
+    [[nodiscard]] bool setMesh(const Mesh& mesh, const std::atomic<bool>* pStop = nullptr);
 
     /// Begins a part of the mesh with triangle uFirst, in the order of the triangles: the first begins with 0. Parts
     /// are numbered from 0; a mesh without any is one. setMesh() forgets them. True when out of order, or without
@@ -137,8 +138,10 @@ class Scene {
     std::vector<Light> lights() const;
 
     /// Builds what rays need with uThreads threads, once after everything was added. No answer
-    /// depends on their number. True when a triangle's material is not there, there is no mesh, or without memory.
-    [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1);
+    /// depends on their number. True when a triangle's material is not there, there is no mesh, without memory, or when
+    /// *pStop became true before the end; the scene is of no use then.
+    [[nodiscard]] bool prepare(Use use, Rays rays = Rays::WATERTIGHT, unsigned uThreads = 1,
+                               const std::atomic<bool>* pStop = nullptr);
 
     uint32_t triangleCount() const;
     uint32_t vertexCount() const;

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "binding/Blocks.h"
+
 namespace python {
 
 namespace {
@@ -35,8 +37,9 @@ py::dict HitArrays::named(bool bNormals) const {
 }
 
 std::shared_ptr<const PreparedMeshes> preparedOf(RaycastingScene& scene) {
-    const py::gil_scoped_release unlock;
-    return scene.prepared();
+    std::shared_ptr<const PreparedMeshes> pMeshes = scene.ready();
+    if (!pMeshes) runApart([&](const std::atomic<bool>& bStop) { pMeshes = scene.prepared(bStop); });
+    return pMeshes;
 }
 
 std::shared_ptr<const PreparedMeshes> watertightOf(RaycastingScene& scene, const char* szQuery) {

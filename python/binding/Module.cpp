@@ -159,8 +159,11 @@ std::unique_ptr<PackedScene> loadPacked(const py::buffer& data, const std::strin
     const py::buffer_info bytes = data.request();
     if (!PyBuffer_IsContiguous(bytes.view(), 'C')) throw py::value_error("data: bytes in one piece wanted");
     const auto uBytes = static_cast<size_t>(bytes.size * bytes.itemsize);
-    const py::gil_scoped_release unlock;
-    return std::make_unique<PackedScene>(bytes.ptr, uBytes, eRays, uThreads);
+    std::unique_ptr<PackedScene> pScene;
+    runApart([&](const std::atomic<bool>& bStop) {
+        pScene = std::make_unique<PackedScene>(bytes.ptr, uBytes, eRays, uThreads, bStop);
+    });
+    return pScene;
 }
 
 // The eye and the corners (4, 3), width and height.

@@ -19,11 +19,13 @@ bool isSame(const std::vector<raytracer::Light>& v, const std::vector<raytracer:
 
 }  // namespace
 
-PackedScene::PackedScene(const void* pBytes, size_t uBytes, raytracer::Rays rays, unsigned uThreads) {
+PackedScene::PackedScene(const void* pBytes, size_t uBytes, raytracer::Rays rays, unsigned uThreads,
+                         const std::atomic<bool>& bStop) {
     lastReport();
     const bool bUnread = scene.loadPacked(pBytes, uBytes);
     vOwn = vLights = scene.lights();
-    if (bUnread || scene.prepare(raytracer::Use::PICTURES, rays, uThreads)) throw std::invalid_argument(lastReport());
+    if ((bUnread || scene.prepare(raytracer::Use::PICTURES, rays, uThreads, &bStop)) && !bStop)
+        throw std::invalid_argument(lastReport());
 }
 
 bool PackedScene::findLayers(const LayerOrder& order, unsigned uThreads, const std::atomic<bool>& bStop) const {

@@ -15,8 +15,10 @@ namespace python {
 /// interpreter's lock.
 class PackedScene {
  public:
-    /// Reads and prepares it. Throws std::invalid_argument for bytes that are none of this version.
-    PackedScene(const void* pBytes, size_t uBytes, raytracer::Rays rays, unsigned uThreads);
+    /// Reads and prepares it. Throws std::invalid_argument for bytes that are none of this version. It is of no use
+    /// when it was stopped.
+    PackedScene(const void* pBytes, size_t uBytes, raytracer::Rays rays, unsigned uThreads,
+                const std::atomic<bool>& bStop);
 
     /// Renders into the order's pixels, with the scene's own lights where the order has none. Other lights than those
     /// of the picture before wait until its threads are done. True when it was stopped. Throws std::bad_alloc.

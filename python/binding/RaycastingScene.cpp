@@ -2,6 +2,7 @@
 #include "binding/RaycastingScene.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <new>
 #include <stdexcept>
@@ -10,8 +11,17 @@ namespace python {
 
 namespace {
 
+constexpr std::chrono::milliseconds BETWEEN_LOOKS{50};  // whether it was stopped
 constexpr size_t MOST_TRIANGLES = (size_t{1} << 28) - 1;
 constexpr uint8_t BACKGROUND[3] = {1, 0, 1};  // the library's
+
+// Waits for a mutex. It is not locked when it was stopped.
+std::unique_lock<std::timed_mutex> lockUnless(const std::atomic<bool>& bStop, std::timed_mutex& mutex) {
+    std::unique_lock<std::timed_mutex> lock(mutex, std::defer_lock);
+    while (!bStop && !lock.try_lock_for(BETWEEN_LOOKS)) {
+    }
+    return lock;
+}
 
 // What a picture of no mesh is.
 void fillBackground(const PictureOrder& order, uint8_t* pPixels) {
@@ -55,7 +65,7 @@ uint32_t PreparedMeshes::geometryOf(uint32_t uTriangle, uint32_t uGuess) const {
 
 uint32_t RaycastingScene::add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles,
                               const std::string& sName) {
-    const std::lock_guard<std::mutex> lock(meshes);
+    const std::lock_guard<std::timed_mutex> lock(meshes);
     const size_t uBase = vVertices.size() / 3;
     if (vFirst.back() + uTriangles > MOST_TRIANGLES || uBase + uVertices > UINT32_MAX / 3)
         throw std::length_error("a scene has at most 268435455 triangles and 1431655765 vertices");
@@ -68,17 +78,27 @@ uint32_t RaycastingScene::add(const float* pVertices, size_t uVertices, const in
     return static_cast<uint32_t>(vFirst.size() - 2);
 }
 
-std::shared_ptr<const PreparedMeshes> RaycastingScene::prepared() {
-    const std::lock_guard<std::mutex> lock(meshes);
-    if (pPrepared) return pPrepared;
+std::shared_ptr<const PreparedMeshes> RaycastingScene::ready() {
+    const std::unique_lock<std::timed_mutex> lock(meshes, std::try_to_lock);
+    return lock ? pPrepared : nullptr;
+}
+
+std::shared_ptr<const PreparedMeshes> RaycastingScene::prepared(const std::atomic<bool>& bStop) {
+    const std::unique_lock<std::timed_mutex> lock = lockUnless(bStop, meshes);
+    if (!lock || pPrepared) return lock ? pPrepared : nullptr;
     const auto pNew = std::make_shared<PreparedMeshes>();
     pNew->vFirst = vFirst;
     pNew->vNormals.resize(vTriangles.size());
-    for (size_t u = 0; u < vTriangles.size(); u += 3) putNormal(vVertices.data(), &vTriangles[u], &pNew->vNormals[u]);
+    for (size_t u = 0; u < vTriangles.size() && !bStop; u += 3)
+        putNormal(vVertices.data(), &vTriangles[u], &pNew->vNormals[u]);
+    if (bStop) return nullptr;
     const raytracer::Mesh mesh{vVertices.data(), static_cast<uint32_t>(vVertices.size() / 3), vTriangles.data(),
                                vFirst.back()};
-    if (vFirst.back() && (pNew->scene.setMesh(mesh) || pNew->scene.prepare(raytracer::Use::RAYS, eRays, uBuilders)))
+    if (vFirst.back() &&
+        (pNew->scene.setMesh(mesh, &bStop) || pNew->scene.prepare(raytracer::Use::RAYS, eRays, uBuilders, &bStop))) {
+        if (bStop) return nullptr;
         throw std::bad_alloc();
+    }
     pPrepared = pNew;
     return pPrepared;
 }
@@ -100,10 +120,10 @@ void RaycastingScene::fill(raytracer::Scene& scene, const std::vector<float>& vC
     if (bFailed) throw std::bad_alloc();
 }
 
-// False when there is nothing to be seen.
-bool RaycastingScene::makePictures(const PictureOrder& order) {
-    const std::lock_guard<std::mutex> lock(meshes);
-    if (!vFirst.back()) return false;
+// False when there is nothing to be seen, or when it was stopped.
+bool RaycastingScene::makePictures(const PictureOrder& order, const std::atomic<bool>& bStop) {
+    const std::unique_lock<std::timed_mutex> lock = lockUnless(bStop, meshes);
+    if (!lock || !vFirst.back()) return false;
     if (uPictureMeshes == vFirst.size() && vPictureColors == order.vColors && bPictureSmooth == order.bSmooth)
         return true;
     uPictureMeshes = 0;
@@ -111,13 +131,16 @@ bool RaycastingScene::makePictures(const PictureOrder& order) {
     bPictureSmooth = order.bSmooth;
     pictureScene = raytracer::Scene();
     fill(pictureScene, order.vColors, order.bSmooth);
-    if (pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders)) throw std::bad_alloc();
+    if (pictureScene.prepare(raytracer::Use::PICTURES, eRays, uBuilders, &bStop)) {
+        if (bStop) return false;
+        throw std::bad_alloc();
+    }
     uPictureMeshes = vFirst.size();
     return true;
 }
 
 std::vector<uint8_t> RaycastingScene::pack(const std::vector<float>& vColors, bool bSmooth) {
-    const std::lock_guard<std::mutex> lock(meshes);
+    const std::lock_guard<std::timed_mutex> lock(meshes);
     std::vector<uint8_t> vBytes;
     if (!vFirst.back()) return vBytes;
     raytracer::Scene scene;
@@ -128,8 +151,8 @@ std::vector<uint8_t> RaycastingScene::pack(const std::vector<float>& vColors, bo
 
 bool RaycastingScene::findLayers(const PictureOrder& picture, const LayerOrder& order, unsigned uThreads,
                                  const std::atomic<bool>& bStop) {
-    const std::lock_guard<std::mutex> lock(pictures);
-    if (!makePictures(picture)) return false;
+    const std::unique_lock<std::timed_mutex> lock = lockUnless(bStop, pictures);
+    if (!lock || !makePictures(picture, bStop)) return bStop;
     if (raytracer::renderLayers(pictureScene, order.view, order.layers, uThreads, &bStop) && !bStop)
         throw std::bad_alloc();
     return true;
@@ -137,10 +160,10 @@ bool RaycastingScene::findLayers(const PictureOrder& picture, const LayerOrder& 
 
 bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                              const std::atomic<bool>& bStop) {
-    const std::lock_guard<std::mutex> lock(pictures);
-    if (!makePictures(order)) {
+    const std::unique_lock<std::timed_mutex> lock = lockUnless(bStop, pictures);
+    if (!lock || !makePictures(order, bStop)) {
         fillBackground(order, pPixels);
-        return false;
+        return bStop;
     }
     if (pictureScene.setLights(order.vLights.data(), static_cast<uint32_t>(order.vLights.size())))
         throw std::bad_alloc();
@@ -150,12 +173,12 @@ bool RaycastingScene::render(const PictureOrder& order, unsigned uThreads, uint8
 }
 
 std::vector<std::string> RaycastingScene::geometryNames() {
-    const std::lock_guard<std::mutex> lock(meshes);
+    const std::lock_guard<std::timed_mutex> lock(meshes);
     return vNames;
 }
 
 uint32_t RaycastingScene::geometryCount() {
-    const std::lock_guard<std::mutex> lock(meshes);
+    const std::lock_guard<std::timed_mutex> lock(meshes);
     return static_cast<uint32_t>(vFirst.size() - 1);
 }
 

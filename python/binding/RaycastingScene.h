@@ -39,8 +39,11 @@ class RaycastingScene {
     uint32_t add(const float* pVertices, size_t uVertices, const int64_t* pTriangles, size_t uTriangles,
                  const std::string& sName);
 
-    /// What is there now; built if something was added since. Throws std::bad_alloc.
-    std::shared_ptr<const PreparedMeshes> prepared();
+    /// What is there now; built if something was added since. Null when it was stopped. Throws std::bad_alloc.
+    std::shared_ptr<const PreparedMeshes> prepared(const std::atomic<bool>& bStop);
+
+    /// The same if it is built already and nobody builds; null otherwise. Does not wait.
+    std::shared_ptr<const PreparedMeshes> ready();
 
     /// Renders into the order's pixels. True when it was stopped. Throws std::bad_alloc.
     bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
@@ -60,9 +63,9 @@ class RaycastingScene {
 
  private:
     void fill(raytracer::Scene& scene, const std::vector<float>& vColors, bool bSmooth) const;
-    bool makePictures(const PictureOrder& order);
+    bool makePictures(const PictureOrder& order, const std::atomic<bool>& bStop);
 
-    std::mutex meshes;  // guards what follows
+    std::timed_mutex meshes;  // guards what follows
     const unsigned uBuilders;
     std::vector<float> vVertices;
     std::vector<uint32_t> vTriangles;
@@ -70,7 +73,7 @@ class RaycastingScene {
     std::vector<std::string> vNames;
     std::shared_ptr<const PreparedMeshes> pPrepared;
 
-    std::mutex pictures;  // taken before the other; guards a second scene, in which lights may change
+    std::timed_mutex pictures;  // taken before the other; guards a second scene, in which lights may change
     raytracer::Scene pictureScene;
     size_t uPictureMeshes = 0;  // for how many it was prepared; 0: not yet
     std::vector<float> vPictureColors;

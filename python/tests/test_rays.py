@@ -148,6 +148,27 @@ def test_a_signal_ends_a_long_call_and_other_threads_run_meanwhile():
         helper.join()
 
 
+@pytest.mark.parametrize("kind", ["watertight", "tree"])
+def test_a_signal_ends_the_building_of_a_scene(kind):
+    vertices, triangles = ball(500)
+    scene = scene_of((vertices, triangles), rays=kind)
+    begins = threading.Event()
+
+    class Rays:  # that tell when they are read, which is before the scene is built
+        def __array__(self, dtype=None):
+            begins.set()
+            return np.float32([[0, 0, 0, 1, 2, 3]])
+
+    helper = threading.Thread(
+        target=lambda: begins.wait() and os.kill(os.getpid(), signal.SIGINT))
+    helper.start()
+    with pytest.raises(KeyboardInterrupt):
+        scene.cast_rays(Rays())
+        helper.join()  # a quick machine is interrupted here
+    helper.join()
+    assert scene.cast_rays([0, 0, 0, 1, 2, 3])["geometry_ids"] == 0
+
+
 def test_pinhole_rays():
     create = RaycastingScene.create_rays_pinhole
     rays = create(fov_deg=90, center=[0, 0, 0], eye=[0, 0, -5],

@@ -152,7 +152,7 @@ bool Scene::pack(std::vector<uint8_t>& vBytes) const {
     }
 }
 
-bool Scene::setMesh(const Mesh& mesh) {
+bool Scene::setMesh(const Mesh& mesh, const std::atomic<bool>* pStop) {
     pData->bPrepared = false;
     pData->uGround = NO_INDEX;
     pData->scene.colours = SurfaceColours();
@@ -160,7 +160,7 @@ bool Scene::setMesh(const Mesh& mesh) {
     pData->scene.queries.release();
     pData->scene.scene.releaseScene();
     return pData->scene.scene.setMesh(
-        {mesh.pPositions, mesh.uVertices, mesh.pTriangles, mesh.uTriangles, mesh.pMaterials});
+        {mesh.pPositions, mesh.uVertices, mesh.pTriangles, mesh.uTriangles, mesh.pMaterials}, pStop);
 }
 
 bool Scene::addPart(uint32_t uFirst, const char* szName) {
@@ -208,7 +208,7 @@ std::vector<Light> Scene::lights() const {
     return vLights;
 }
 
-bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {
+bool Scene::prepare(Use use, Rays rays, unsigned uThreads, const std::atomic<bool>* pStop) {
     PreparedScene& scene = pData->scene;
     if (pData->bPrepared || !scene.scene.bLoaded) {
         Velk::inputError("scene", 0, nullptr, pData->bPrepared ? "is prepared already" : "has no mesh");
@@ -225,9 +225,12 @@ bool Scene::prepare(Use use, Rays rays, unsigned uThreads) {
     scene.queries.kdTree.sCacheFile.clear();
     scene.queries.eKind = rays == Rays::TREE ? RayKind::TREE : RayKind::WATERTIGHT;
     scene.queries.uThreads = uThreads;
+    scene.queries.pStop = pStop;
     pData->bPictures = use == Use::PICTURES;
     const Scaling scaling = pData->bPictures ? Scaling::DOMAIN : Scaling::NONE;
-    if (scene.prepare(pData->camera.v3Position, false, scaling)) return true;
+    const bool bFailed = scene.prepare(pData->camera.v3Position, false, scaling);
+    scene.queries.pStop = scene.queries.kdTree.pStop = nullptr;  // the caller's
+    if (bFailed) return true;
     pData->bPrepared = true;
     return false;
 }

@@ -36,7 +36,8 @@ bool PreparedScene::checkAttributes(const SceneDesc& desc) const {
 }
 
 bool PreparedScene::prepare(const Velk::NMVector3f& v3Eye, bool bResetCache, Scaling scaling) {
-    scene.preprocessScene(scaling, queries.uThreads);
+    scene.preprocessScene(scaling, queries.uThreads, queries.pStop);
+    if (isStopped(queries.pStop)) return true;
     if (queries.eKind == RayKind::WATERTIGHT) scene.completeNormals();
     lights.applyDomainFactor(scene.fDomainFactor);
     const Velk::NMVector3f v3From = v3Eye * scene.fDomainFactor;

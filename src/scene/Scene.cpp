@@ -262,11 +262,11 @@ void Scene::releaseScene() {
     bLoaded = false;
 }
 
-void Scene::preprocessScene(Scaling scaling, unsigned uThreads) {
+void Scene::preprocessScene(Scaling scaling, unsigned uThreads, StopFlag pStop) {
     findMinMax();
     fDomainFactor = 1.0f;
     if (scaling == Scaling::DOMAIN) fixDomain();
-    precalculateFaces(uThreads);
+    precalculateFaces(uThreads, pStop);
 }
 
 void Scene::findMinMax() {

@@ -5,6 +5,7 @@
 #include "base/NArrays.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -48,13 +49,13 @@ class Scene {
 
     /// Copies a mesh into an empty scene. True when there is no vertex, when an index or coordinate is invalid, or when
     /// out of memory, which is logged; the scene is empty then.
-    [[nodiscard]] bool setMesh(const MeshArrays& mesh);
+    [[nodiscard]] bool setMesh(const MeshArrays& mesh, StopFlag pStop = nullptr);
 
     void releaseScene();
 
     /// Measures the bounds, scales the mesh and completes the face records with uThreads threads, whose number changes
-    /// no byte. Once for each loaded scene.
-    void preprocessScene(Scaling scaling = Scaling::DOMAIN, unsigned uThreads = 1);
+    /// no byte. Once for each loaded scene. What is left when it was stopped is of no use.
+    void preprocessScene(Scaling scaling = Scaling::DOMAIN, unsigned uThreads = 1, StopFlag pStop = nullptr);
 
     /// Fills boxScene, v3Center and fDiagonal. Requires at least one vertex.
     void findMinMax();
@@ -63,7 +64,7 @@ class Scene {
     void fixDomain();
 
     /// Completes every face record and the vertex normals. Requires vertex normals that are zero.
-    void precalculateFaces(unsigned uThreads = 1);
+    void precalculateFaces(unsigned uThreads = 1, StopFlag pStop = nullptr);
 
     /// Gives the faces without area, which are unsound, a unit normal, for rays that meet those, too. Their other
     /// values stay.

@@ -19,6 +19,8 @@ using Velk::NMVector3f;
 
 namespace {
 
+constexpr uint32_t FACE_BLOCK = 1024;  // faces that a thread takes at a time
+
 Float4 four(float a, float b, float c, float d) {
     return Float4(Float4::Vector{a, b, c, d});
 }
@@ -122,17 +124,16 @@ void addNormals(Scene& scene, uint32_t u, const AngleNormals& normals) {
 }
 
 // Completes all faces with several threads. Sums depend on their order, so all of them keep that of the faces.
-void completeFaces(Scene& scene, unsigned uThreads) {
-    constexpr uint32_t BLOCK = 1024;
-    const uint32_t uFaces = scene.vFaces.uCount, uBlocks = uFaces / BLOCK + 1;
+void completeFaces(Scene& scene, unsigned uThreads, StopFlag pStop) {
+    const uint32_t uFaces = scene.vFaces.uCount, uBlocks = uFaces / FACE_BLOCK + 1;
     std::atomic<uint32_t> uNext{0};
     std::mutex mutex;
     std::condition_variable changed;
     uint32_t uAdded = 0;  // blocks
     onThreads(std::min(uThreads, uBlocks), [&](unsigned) {
-        AngleNormals normals[BLOCK];
-        for (uint32_t uBlock; (uBlock = uNext++) < uBlocks;) {
-            const uint32_t uBegin = uBlock * BLOCK, uEnd = std::min(uBegin + BLOCK, uFaces);
+        AngleNormals normals[FACE_BLOCK];
+        for (uint32_t uBlock; !isStopped(pStop) && (uBlock = uNext++) < uBlocks;) {
+            const uint32_t uBegin = uBlock * FACE_BLOCK, uEnd = std::min(uBegin + FACE_BLOCK, uFaces);
             for (uint32_t u = uBegin; u < uEnd; ++u) completeFace(scene, u, normals[u - uBegin]);
             std::unique_lock<std::mutex> lock(mutex);
             changed.wait(lock, [&] { return uAdded == uBlock; });
@@ -147,11 +148,12 @@ void completeFaces(Scene& scene, unsigned uThreads) {
 
 }  // namespace
 
-void Scene::precalculateFaces(unsigned uThreads) {
+void Scene::precalculateFaces(unsigned uThreads, StopFlag pStop) {
     if (uThreads > 1) {
-        completeFaces(*this, uThreads);
+        completeFaces(*this, uThreads, pStop);
     } else {
         for (uint32_t u = 0; u < vFaces.uCount; ++u) {
+            if (u % FACE_BLOCK == 0 && isStopped(pStop)) return;
             AngleNormals normals;
             completeFace(*this, u, normals);
             addNormals(*this, u, normals);

@@ -8,7 +8,13 @@
 
 namespace rt {
 
-bool Scene::setMesh(const MeshArrays& mesh) {
+namespace {
+
+constexpr uint32_t COPY_BLOCK = 4096;  // after so many it is asked whether to stop
+
+}  // namespace
+
+bool Scene::setMesh(const MeshArrays& mesh, StopFlag pStop) {
     const auto refuse = [this](const char* szWhat, uint32_t u) {
         Velk::inputError("mesh", 0, nullptr, szWhat, u);
         releaseScene();
@@ -25,11 +31,13 @@ bool Scene::setMesh(const MeshArrays& mesh) {
     uVertexCount = mesh.uVertices;
     Velk::preferLargePages(pVertices, size_t{uVertexCount} * sizeof(SceneVertex));
     for (uint32_t u = 0; u < uVertexCount; ++u) {
+        if (u % COPY_BLOCK == 0 && isStopped(pStop)) return releaseScene(), true;
         const float* p = mesh.pPositions + size_t{u} * 3;
         pVertices[u] = {{p[0], p[1], p[2]}, {}};
         if (!Velk::isFinite(pVertices[u].v3Position)) return refuse("vertex %u is not finite", u);
     }
     for (uint32_t u = 0; u < mesh.uTriangles; ++u) {
+        if (u % COPY_BLOCK == 0 && isStopped(pStop)) return releaseScene(), true;
         const uint32_t* p = mesh.pTriangles + size_t{u} * 3;
         if (std::max({p[0], p[1], p[2]}) >= uVertexCount)
             return refuse("triangle %u has a vertex that is not there", u);

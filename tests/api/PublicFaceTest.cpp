@@ -4,8 +4,10 @@
 #include <raytracer/Scene.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <thread>
 
 #include "support/FileTest.h"
 #include "support/Scenes.h"
@@ -214,6 +216,43 @@ TEST_F(PublicFaceTest, PackedScenesAndPartsOfPicturesHaveTheSameBytes) {
     view.uSamples = 65;
     EXPECT_TRUE(raytracer::render(packed, view, {}, 1, vBytes.data(), 0));
     EXPECT_TRUE(contains(sReports, "has no samples or too many pixels")) << sReports;
+}
+
+// At any moment: the scene is ready then, or of no use, and nothing is said.
+TEST_F(PublicFaceTest, BuildsMayBeStopped) {
+    const uint32_t uSide = 160;
+    std::vector<float> vPositions;
+    std::vector<uint32_t> vTriangles;
+    for (uint32_t u = 0; u < uSide * uSide; ++u) {
+        const float x = static_cast<float>(u % uSide), y = static_cast<float>(u / uSide);
+        vPositions.insert(vPositions.end(), {x, y, 9 * std::sin(x * y)});
+        if (u % uSide + 1 == uSide || u / uSide + 1 == uSide) continue;
+        vTriangles.insert(vTriangles.end(), {u, u + 1, u + uSide, u + 1, u + uSide + 1, u + uSide});
+    }
+    const raytracer::Mesh mesh{vPositions.data(), uSide * uSide, vTriangles.data(),
+                               static_cast<uint32_t>(vTriangles.size() / 3)};
+    const raytracer::Ray ray{{40.25f, 40.25f, 99}, {0, 0, -1}};
+    unsigned uStopped = 0;
+    for (unsigned u = 0; u < 48; ++u) {
+        const raytracer::Rays kind = u & 1 ? raytracer::Rays::TREE : raytracer::Rays::WATERTIGHT;
+        std::atomic<bool> bStop{u < 8};
+        raytracer::Scene scene;
+        EXPECT_EQ(scene.setMesh(mesh, &bStop), u < 8);
+        if (u < 8 && scene.setMesh(mesh)) FAIL();
+        std::thread stopper([&bStop, u] {
+            std::this_thread::sleep_for(std::chrono::microseconds(40 * u * u));
+            bStop = true;
+        });
+        const bool bFailed = scene.prepare(raytracer::Use::RAYS, kind, u & 2 ? 3 : 1, &bStop);
+        stopper.join();
+        EXPECT_TRUE(bFailed || u >= 8);
+        raytracer::Hit hit;
+        scene.findNearest(&ray, 1, &hit);
+        EXPECT_EQ(hit.uTriangle == raytracer::NO_TRIANGLE, bFailed);
+        uStopped += bFailed;
+    }
+    EXPECT_GE(uStopped, 8u);
+    EXPECT_EQ(sReports, "");
 }
 
 TEST_F(PublicFaceTest, BytesThatAreNoPackedSceneOfThisVersionAreRefused) {

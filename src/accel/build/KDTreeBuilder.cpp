@@ -13,7 +13,8 @@ uint64_t KDTreeBuilder::bytesToBegin(uint32_t uFaces) {
     return KDTreeSplitSearch::bytesFor(uFaces) + GrowingTree::bytesFor(uFaces);
 }
 
-bool KDTreeBuilder::build(unsigned uThreads) {
+bool KDTreeBuilder::build(unsigned uThreads, StopFlag pStop) {
+    search.pStop = pStop;
     const uint32_t uFaces = scene.vFaces.uCount;
     if (!uFaces) return tree.create(nullptr, 0);
     if (search.create(scene)) return true;

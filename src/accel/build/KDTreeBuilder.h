@@ -16,8 +16,8 @@ class KDTreeBuilder {
         : scene(source), tree{lists, nodes} {}
 
     /// Fills the nodes (index form) and the face lists with uThreads threads, whose number changes no byte. True when
-    /// there is not enough memory.
-    [[nodiscard]] bool build(unsigned uThreads = 1);
+    /// there is not enough memory, or when stopped.
+    [[nodiscard]] bool build(unsigned uThreads = 1, StopFlag pStop = nullptr);
 
     /// The least memory that a build takes, in bytes.
     static uint64_t bytesToBegin(uint32_t uFaces);

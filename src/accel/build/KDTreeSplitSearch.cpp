@@ -80,10 +80,12 @@ bool KDTreeSplitSearch::reserve(uint32_t uFaces) {
 
 bool KDTreeSplitSearch::find(const SplitFrame& frame, uint32_t uCount, bool bOverlapKnown, Split& split) {
     assert(uCount > 0 && vPositions.uSize <= vPositions.uCapacity);
+    if (isStopped(pStop)) return true;
     node = frame.forKernels();
     node.bOverlapKnown = bOverlapKnown;
     node.bInRange = bInRange;
     kernel.measure(node, &pCorners[0].v3Corner[0].x, thresholds.pFace, uCount, thresholds);
+    if (isStopped(pStop)) return true;
     bBounded = bInRange && SplitFrame::halfArea(frame.box) > SMALLEST_AREA;
     if (!findAmongFew(frame, uCount, split) && findByBins(frame, uCount, split)) return true;
     if (split.fPos == 0.0f) split.fPos = firstZero(frame, uCount);
@@ -108,7 +110,7 @@ bool KDTreeSplitSearch::findByBins(const SplitFrame& frame, uint32_t uCount, Spl
     bins.fill(frame, thresholds, uCount, bBounded);
     split = {0.0f, std::numeric_limits<float>::infinity()};
     if (!bins.choose(frame, uCount)) return false;
-    if (collectCandidates()) return true;
+    if (isStopped(pStop) || collectCandidates() || isStopped(pStop)) return true;
     count(frame, uCount);
     split = cheapest(frame);
     return false;

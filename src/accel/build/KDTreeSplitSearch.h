@@ -8,6 +8,7 @@
 #include "accel/build/SplitBins.h"
 #include "accel/build/SplitFrame.h"
 #include "base/NArrays.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -31,6 +32,7 @@ class KDTreeSplitSearch {
     void share(const KDTreeSplitSearch& other) {
         pCorners = other.pCorners;
         bInRange = other.bInRange;
+        pStop = other.pStop;
     }
 
     /// Makes room for nodes of up to uFaces faces, if there is not; what faces() led to is lost then. True when out of
@@ -39,6 +41,8 @@ class KDTreeSplitSearch {
 
     /// Where the caller puts the face numbers of the next node, in list order.
     uint32_t* faces() { return thresholds.pFace; }
+
+    StopFlag pStop = nullptr;  // of find()
 
     /// Finds the split of a node with uCount > 0 faces. bOverlapKnown: each was found to overlap the enlarged box. True
     /// when there is not enough memory.

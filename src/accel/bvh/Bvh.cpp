@@ -68,7 +68,7 @@ void prefetch(const Scene& scene, const BoxItem* pItem, const BoxItem* pEnd) {
 
 }  // namespace
 
-bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) {
+bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf, StopFlag pStop) {
     const FaceBounds bounds(scene, fFarthestOrigin);
     fOriginLimit = bounds.originLimit();
     fReach = bounds.reach();
@@ -80,7 +80,8 @@ bool Bvh::build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf) 
     bNeedles = counts.uNeedles > 0;
     // A node has four children or only leaves. So there are at most a third as many nodes as faces, plus the root.
     if (vNodes.allocate(uTotal / 3 + 1, ALIGNMENT)) return true;
-    vNodes.uCount = buildBvh(vNodes.pData, pItems, counts.uOrdinary, uTotal);
+    vNodes.uCount = buildBvh(vNodes.pData, pItems, counts.uOrdinary, uTotal, pStop);
+    if (isStopped(pStop)) return true;
     for (uint32_t u = 0; u < uFaces; ++u) pRecordOf[u] = NO_INDEX;
     for (uint32_t u = 0; u < uTotal; ++u) {
         prefetch(scene, pItems + u, pItems + uTotal);

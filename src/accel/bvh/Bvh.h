@@ -4,6 +4,7 @@
 
 #include "accel/bvh/FaceRecord.h"
 #include "base/NArrays.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -38,7 +39,7 @@ class Bvh {
 
     /// Builds the BVH over a preprocessed scene. fFarthestOrigin as for FaceBounds. pRecordOf receives the index of
     /// each face's record, NO_INDEX for an unsound face. True when out of memory.
-    [[nodiscard]] bool build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf);
+    [[nodiscard]] bool build(const Scene& scene, float fFarthestOrigin, uint32_t* pRecordOf, StopFlag pStop = nullptr);
 
     void release();
 };

@@ -7,7 +7,7 @@ namespace {
 
 class Builder {
  public:
-    Builder(BvhNode* pNodes, BoxItem* pSource) : pTarget(pNodes), pItems(pSource) {}
+    Builder(BvhNode* pNodes, BoxItem* pSource, StopFlag pItsStop) : pTarget(pNodes), pItems(pSource), pStop(pItsStop) {}
 
     BoxRange rangeOf(uint32_t uBegin, uint32_t uEnd) const {
         BoxRange range{uBegin, uEnd, {}, {}};
@@ -17,6 +17,7 @@ class Builder {
 
     // Makes the node over one to four parts, which it first divides until there are four.
     uint32_t makeNode(BoxRange* pParts, unsigned uParts, unsigned uDepth) {
+        if (isStopped(pStop)) return 0;
         uParts = splitLargest(pItems, pParts, uParts, 4, Bvh::MAX_LEAF, uDepth);
         const uint32_t uNode = uNodes++;
         BvhNode& node = pTarget[uNode];
@@ -44,13 +45,14 @@ class Builder {
  private:
     BvhNode* pTarget;
     BoxItem* pItems;
+    StopFlag pStop;
     uint32_t uNodes = 0;
 };
 
 }  // namespace
 
-uint32_t buildBvh(BvhNode* pNodes, BoxItem* pItems, uint32_t uOrdinary, uint32_t uTotal) {
-    Builder builder(pNodes, pItems);
+uint32_t buildBvh(BvhNode* pNodes, BoxItem* pItems, uint32_t uOrdinary, uint32_t uTotal, StopFlag pStop) {
+    Builder builder(pNodes, pItems, pStop);
     BoxRange parts[4];
     unsigned uParts = 0;
     if (uOrdinary) parts[uParts++] = builder.rangeOf(0, uOrdinary);

@@ -21,8 +21,9 @@ bool KDTree::buildTree(const Scene* pNewScene, bool bResetCache, unsigned uThrea
     Velk::NDataVector<KDTreeNode> nodes;
     const bool bFailed = makeNodes(bResetCache, uThreads, nodes) || link(nodes);
     if (bFailed) {
-        Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
-                          pScene->vFaces.uCount);
+        if (!isStopped(pStop))
+            Velk::memoryError(KDTreeBuilder::bytesToBegin(pScene->vFaces.uCount), "the kdtree of %u faces, at least",
+                              pScene->vFaces.uCount);
         release();
         return true;
     }
@@ -50,7 +51,7 @@ bool KDTree::makeNodes(bool bResetCache, unsigned uThreads, Velk::NDataVector<KD
     if (bCached) Velk::printProgress("%s\nBuilding kdtree...\n", bResetCache ? " RESET" : " FAILED");
     // On the heap: half a megabyte may be too much for the stack.
     std::unique_ptr<KDTreeBuilder> pBuilder(new (std::nothrow) KDTreeBuilder(*pScene, *this, nodes));
-    if (!pBuilder || pBuilder->build(uThreads)) return true;
+    if (!pBuilder || pBuilder->build(uThreads, pStop)) return true;
     pBuilder.reset();
     bUnsaved = bCached && bSaveLater;
     if (bCached && !bSaveLater) saveTree(sCacheFile.c_str(), nodes);

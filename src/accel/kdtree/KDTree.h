@@ -7,6 +7,7 @@
 #include "base/NArrays.h"
 #include "base/Vectors.h"
 #include "scene/FaceData.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -31,6 +32,7 @@ class KDTree : public FaceLists {
     const KDTreeNode* pRoot = nullptr;  // null while there is no tree
     Velk::NAlignedArray<KDTreeNode> vNodes;
     std::string sCacheFile = "kdtree.tmp";  // buildTree reads and writes it; empty: no cache
+    StopFlag pStop = nullptr;               // ends buildTree
     bool bSaveLater = false;                // buildTree leaves the writing to saveCache()
     std::string sCacheName;    // what the cache file says it belongs to; empty: the path of the scene's file
     bool bExactCache = false;  // writes planes that read back to the bit, where the file's format is the owner's

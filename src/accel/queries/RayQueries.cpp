@@ -57,6 +57,7 @@ bool planesNest(const KDTree& tree, const KDTreeNode& node, Velk::BoxAABB& cell)
 bool RayQueries::build(const Scene& scene, bool bResetCache, float fFarthestOrigin) {
     release();
     if (eKind == RayKind::WATERTIGHT) return prepareWatertight(scene);
+    kdTree.pStop = pStop;
     if (kdTree.buildTree(&scene, bResetCache, uThreads)) return true;
     if (!prepare(fFarthestOrigin)) return false;
     release();
@@ -88,9 +89,10 @@ bool RayQueries::prepareWatertight(const Scene& scene) {
                 *pIndex++ = static_cast<uint32_t>(p - scene.pVertices);
             }
         }
-        bFailed = watertight.build(vPositions.pData, scene.uVertexCount, vIndices.pData, scene.vFaces.uCount, uThreads);
+        bFailed = watertight.build(vPositions.pData, scene.uVertexCount, vIndices.pData, scene.vFaces.uCount, uThreads,
+                                   pStop);
     }
-    if (bFailed) {
+    if (bFailed && !isStopped(pStop)) {
         const uint32_t uFaces = scene.vFaces.uCount;
         Velk::memoryError(uint64_t{uFaces} * sizeof(WatertightFace), "the boxes of %u faces, at least", uFaces);
     }
@@ -106,11 +108,11 @@ bool RayQueries::prepare(float fFarthestOrigin) {
     const uint64_t uRoom = uint64_t{kdTree.vFacesList.uSize} + kdTree.vNodes.uCount / 2 + 1 + LIST_PADDING;
     bool bFailed = uRoom >= NO_INDEX || vLists.allocate(static_cast<uint32_t>(uRoom), LIST_ALIGNMENT) ||
                    vRecordOf.allocate(scene.vFaces.uCount, LIST_ALIGNMENT);
-    bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData);
+    bFailed = bFailed || bvh.build(scene, fFarthestOrigin, vRecordOf.pData, pStop);
     if (bFailed) {
         const uint32_t uFaces = scene.vFaces.uCount;
-        Velk::memoryError((uRoom + uFaces) * sizeof(uint32_t) + uint64_t{uFaces} * sizeof(FaceRecord),
-                          "the boxes of %u faces, at least", uFaces);
+        const uint64_t uBytes = (uRoom + uFaces) * sizeof(uint32_t) + uint64_t{uFaces} * sizeof(FaceRecord);
+        if (!isStopped(pStop)) Velk::memoryError(uBytes, "the boxes of %u faces, at least", uFaces);
         return true;
     }
     Velk::BoxAABB cell{{-HUGE_VALF, -HUGE_VALF, -HUGE_VALF}, {HUGE_VALF, HUGE_VALF, HUGE_VALF}};

@@ -9,6 +9,7 @@
 #include "accel/watertight/WatertightQueries.h"
 #include "base/NArrays.h"
 #include "scene/FaceData.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -25,6 +26,7 @@ class RayQueries {
  public:
     RayKind eKind = RayKind::TREE;             // set it before build()
     unsigned uThreads = 1;                     // that build; PreparedScene reads with them, too
+    StopFlag pStop = nullptr;                  // ends build(), which then fails
     KDTree kdTree;                             // empty for watertight rays
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries of the tree
 

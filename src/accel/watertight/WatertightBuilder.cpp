@@ -63,6 +63,7 @@ uint32_t WatertightBuilder::takeNode(Block& block) {
 }
 
 uint32_t WatertightBuilder::makeNode(const BoxRange& range, unsigned uDepth, Block& block) {
+    if (isStopped(pStop)) return 0;
     BoxRange parts[WatertightNode::WIDTH];
     // Only the first node is made while other threads have nothing to do.
     const unsigned uParts = divide(range, uDepth, WatertightNode::WIDTH, uDepth ? 1 : uThreads, parts);

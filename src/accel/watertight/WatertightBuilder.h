@@ -16,13 +16,14 @@ namespace rt {
 class WatertightBuilder {
  public:
     /// The target's nodes need room for nodesFor() of the items.
-    WatertightBuilder(WatertightBvh& target, BoxItem* pSource, unsigned uItsThreads)
-        : bvh(target), pItems(pSource), uThreads(uItsThreads) {}
+    WatertightBuilder(WatertightBvh& target, BoxItem* pSource, unsigned uItsThreads, StopFlag pItsStop)
+        : bvh(target), pItems(pSource), uThreads(uItsThreads), pStop(pItsStop) {}
 
     /// The most nodes that items may need: each node holds five items or more.
     static uint32_t nodesFor(uint32_t uItems, unsigned uThreads) { return uItems / 4 + 1 + uThreads * BLOCK; }
 
-    /// Puts the items in the order of the leaves and fills the target's nodes. Returns the number of nodes.
+    /// Puts the items in the order of the leaves and fills the target's nodes. Returns the number of nodes, which
+    /// are of no use when it was stopped.
     uint32_t build(const BoxRange& range);
 
  private:
@@ -50,6 +51,7 @@ class WatertightBuilder {
     WatertightBvh& bvh;
     BoxItem* pItems;
     unsigned uThreads;
+    StopFlag pStop;
     std::atomic<uint32_t> uNodes{0};
 
     std::mutex mutex;

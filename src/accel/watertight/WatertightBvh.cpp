@@ -63,7 +63,7 @@ bool makeItems(const Mesh& mesh, uint32_t uBegin, uint32_t uEnd, BoxItem* pItems
 }  // namespace
 
 bool WatertightBvh::build(const float* pPositions, uint32_t uVertices, const uint32_t* pIndices, uint32_t uFaces,
-                          unsigned uThreads) {
+                          unsigned uThreads, StopFlag pStop) {
     release();
     const Mesh mesh{pPositions, uVertices, pIndices};
     Velk::NAlignedArray<BoxItem> vItems;
@@ -88,7 +88,10 @@ bool WatertightBvh::build(const float* pPositions, uint32_t uVertices, const uin
     bFailed = bFailed || vNodes.allocate(WatertightBuilder::nodesFor(uItems, uThreads), ALIGNMENT) ||
               vFaces.allocate(uItems + 1, ALIGNMENT);
     if (!bFailed) {
-        vNodes.uCount = WatertightBuilder(*this, vItems.pData, uThreads).build(whole);
+        vNodes.uCount = WatertightBuilder(*this, vItems.pData, uThreads, pStop).build(whole);
+        bFailed = isStopped(pStop);
+    }
+    if (!bFailed) {
         inParts(uItems, uParts, [&](unsigned, uint32_t uBegin, uint32_t uEnd) {
             for (uint32_t u = uBegin; u < uEnd; ++u) {
                 WatertightFace& face = vFaces[u];

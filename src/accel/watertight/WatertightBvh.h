@@ -4,6 +4,7 @@
 
 #include "accel/watertight/FaceTest.h"
 #include "base/NArrays.h"
+#include "scene/StopFlag.h"
 
 namespace rt {
 
@@ -41,9 +42,10 @@ class WatertightBvh {
 
     /// Builds the hierarchy over uFaces triangles with uThreads threads. pPositions holds three floats a vertex,
     /// pIndices three vertices a face. Faces with a coordinate that is not within FARTHEST_CORNER are left out. True
-    /// without memory, with too many faces or with an index that is not below uVertices; all is empty then.
+    /// when stopped, without memory, with too many faces or with an index that is not below uVertices; all is empty
+    /// then.
     [[nodiscard]] bool build(const float* pPositions, uint32_t uVertices, const uint32_t* pIndices, uint32_t uFaces,
-                             unsigned uThreads);
+                             unsigned uThreads, StopFlag pStop = nullptr);
 
     void release();
 };

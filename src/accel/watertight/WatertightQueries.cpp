@@ -50,8 +50,8 @@ constexpr WatertightHit MISS{0, 0, 0, WatertightHit::NO_FACE, 0};
 }  // namespace
 
 bool WatertightQueries::build(const float* pPositions, uint32_t uVertices, const uint32_t* pIndices, uint32_t uFaces,
-                              unsigned uThreads) {
-    return bvh.build(pPositions, uVertices, pIndices, uFaces, uThreads);
+                              unsigned uThreads, StopFlag pStop) {
+    return bvh.build(pPositions, uVertices, pIndices, uFaces, uThreads, pStop);
 }
 
 void WatertightQueries::nearestOf(const RayStream& stream, WatertightHit* pHits) const {

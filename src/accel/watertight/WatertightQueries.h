@@ -24,10 +24,10 @@ class WatertightQueries {
 
     /// Builds from uVertices positions of three floats and uFaces triangles of three indices, with uThreads threads;
     /// the arrays are copied. A face with a coordinate beyond 2^60, which is more than 1e18, or none that is a number,
-    /// is met by no ray. True when an index is not below uVertices, with more than 2^28 - 1 faces, or without memory;
-    /// every query misses then.
+    /// is met by no ray. True when an index is not below uVertices, with more than 2^28 - 1 faces, when stopped, or
+    /// without memory; every query misses then.
     [[nodiscard]] bool build(const float* pPositions, uint32_t uVertices, const uint32_t* pIndices, uint32_t uFaces,
-                             unsigned uThreads = 1);
+                             unsigned uThreads = 1, StopFlag pStop = nullptr);
 
     /// Frees everything; every query misses then.
     void release() { bvh.release(); }
