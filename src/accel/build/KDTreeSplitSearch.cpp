@@ -17,8 +17,10 @@ using Velk::NMVector3f;
 
 namespace {
 
-constexpr float SMALLEST_AREA = 1e-25f;  // of a box for which costs can be bounded
-constexpr int32_t FEW_CANDIDATES = 8;    // up to this number, linear search and branchless sorting
+constexpr float SMALLEST_AREA = 1e-25f;   // of a box for which costs can be bounded
+constexpr int32_t FEW_CANDIDATES = 8;     // up to this number, linear search and branchless sorting
+constexpr uint32_t SMALL_ROOM = 1 << 15;  // faces for which it costs more to give room back than to keep it
+constexpr uint64_t LARGEST_ROOM = 2;      // times the faces that it is for
 
 // Sorts the candidates of a bin. Usually these are few, so no branches are used.
 void sortBin(float* pBegin, float* pEnd) {
@@ -62,8 +64,11 @@ bool KDTreeSplitSearch::create(const Scene& scene) {
 }
 
 bool KDTreeSplitSearch::reserve(uint32_t uFaces) {
-    if (uFaces <= uMostFaces) return false;
+    if (uFaces <= uMostFaces && uMostFaces <= std::max<uint64_t>(SMALL_ROOM, LARGEST_ROOM * uFaces)) return false;
     uMostFaces = 0;
+    pNumbers.reset();  // first, so that there are never two of them
+    pValues.reset();
+    pBins.reset();
     const size_t uRoom = (size_t{uFaces} + NodeFrame::UNIT - 1) / NodeFrame::UNIT * NodeFrame::UNIT;
     pNumbers.reset(Velk::newArray<uint32_t>(2 * uRoom));
     pValues.reset(Velk::newArray<float>(OverlapThresholds::ARRAYS * uRoom));
