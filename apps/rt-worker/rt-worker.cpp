@@ -1,4 +1,6 @@
 // rt-worker: all cores of this machine for a render farm's server.
+#include <malloc.h>
+
 #include <algorithm>
 #include <thread>
 
@@ -12,6 +14,15 @@ using namespace rt;
 
 namespace {
 
+// What is built for a while goes back to the system when it is freed. Otherwise each thread that helped to build keeps
+// its share for others that do not come.
+void returnMemory() {
+#ifdef __GLIBC__
+    constexpr int LARGE = 128 * 1024;  // bytes of a block that the system gives and takes
+    mallopt(M_MMAP_THRESHOLD, LARGE);
+#endif
+}
+
 int run(int argc, char** argv) {
     WorkerSettings settings;
     std::vector<GivenOption> vGiven;
@@ -24,6 +35,7 @@ int run(int argc, char** argv) {
     }
     if (!settings.uJobs) settings.uJobs = std::max(1u, std::thread::hardware_concurrency());
     Console::init(settings.bQuiet, settings.bVerbose);
+    returnMemory();
     return Worker(settings).run();
 }
 
