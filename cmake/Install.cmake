@@ -1,4 +1,4 @@
-# What cmake --install puts where, and the Debian packages that cpack makes of it.
+# What cmake --install puts where, and what cpack makes of it: Debian packages, or an archive of static programs.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/raytracer)
@@ -7,7 +7,7 @@ set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/raytracer)
 install(TARGETS RayTracer ${RT_TOOL_PROGRAMS} RUNTIME)
 install(FILES ${PROJECT_BINARY_DIR}/RayTracer TYPE BIN)  # the link to RayTracer.exe
 install(PROGRAMS ${PROJECT_BINARY_DIR}/rt-bundle TYPE BIN)
-if(TARGET rt-render)  # file managers show models by it
+if(TARGET rt_import)  # file managers show models by it
   install(FILES packaging/raytracer.thumbnailer DESTINATION ${CMAKE_INSTALL_DATADIR}/thumbnailers)
   install(FILES packaging/raytracer-models.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages)
 endif()
@@ -16,15 +16,17 @@ install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL
 install(DIRECTORY docs examples deploy DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The library, for find_package(RayTracer): its public headers and nothing of its inside.
-install(TARGETS rt_core EXPORT RayTracerTargets ARCHIVE)
-install(DIRECTORY include/raytracer ${PROJECT_BINARY_DIR}/include/raytracer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h")
-set(szPackage ${CMAKE_INSTALL_LIBDIR}/cmake/RayTracer)
-install(EXPORT RayTracerTargets NAMESPACE RayTracer:: DESTINATION ${szPackage})
-configure_package_config_file(cmake/RayTracerConfig.cmake.in RayTracerConfig.cmake INSTALL_DESTINATION ${szPackage})
-write_basic_package_version_file(RayTracerConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_BINARY_DIR}/RayTracerConfig.cmake ${PROJECT_BINARY_DIR}/RayTracerConfigVersion.cmake
-        DESTINATION ${szPackage})
+if(NOT RT_STATIC)
+  install(TARGETS rt_core EXPORT RayTracerTargets ARCHIVE)
+  install(DIRECTORY include/raytracer ${PROJECT_BINARY_DIR}/include/raytracer DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+          FILES_MATCHING PATTERN "*.h")
+  set(szPackage ${CMAKE_INSTALL_LIBDIR}/cmake/RayTracer)
+  install(EXPORT RayTracerTargets NAMESPACE RayTracer:: DESTINATION ${szPackage})
+  configure_package_config_file(cmake/RayTracerConfig.cmake.in RayTracerConfig.cmake INSTALL_DESTINATION ${szPackage})
+  write_basic_package_version_file(RayTracerConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+  install(FILES ${PROJECT_BINARY_DIR}/RayTracerConfig.cmake ${PROJECT_BINARY_DIR}/RayTracerConfigVersion.cmake
+          DESTINATION ${szPackage})
+endif()
 
 # Manual pages and completions are made of templates and the programs' tables of options.
 set(vPages)
@@ -78,6 +80,10 @@ endforeach()
 add_custom_target(pages ALL DEPENDS ${vPages})
 
 set(CPACK_GENERATOR DEB)
+if(RT_STATIC)
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_PACKAGE_FILE_NAME raytracer-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROCESSOR})
+endif()
 set(CPACK_PACKAGE_NAME raytracer)
 set(CPACK_PACKAGE_CONTACT "The RayTracer developers <raytracer@packages.debian.org>")
 # The first line is the summary; a summary of its own would be that of all packages.

@@ -22,7 +22,7 @@ bool SceneSource::importInput(const RenderOptions& options) {
 }
 
 // Makes a scene of a model file, in memory.
-bool SceneSource::importFrom(const RenderOptions& options, const std::string& sModel) {
+bool SceneSource::importFrom(const RenderOptions& options, [[maybe_unused]] const std::string& sModel) {
 #ifdef RT_IMPORT
     std::string sMessage;
     std::vector<std::string> vNotices;
