@@ -27,7 +27,7 @@ class SlabTest {
                 const F d = rays.dir(a, g);
                 const F r = select(abs(d) < MIN_COMPONENT, NOT_A_NUMBER, rays.reciprocal(a, g));
                 r.store(reciprocal[a] + g * W);
-                (rays.origin(a, g) * r).store(offset[a] + g * W);
+                (-(rays.origin(a, g) * r)).store(offset[a] + g * W);
                 uDown |= Rays::lanesOf(bits(d < 0.0f), g);
             }
             bDown[a] = (uDown & uMask) != 0;
@@ -59,9 +59,9 @@ class SlabTest {
             F enter = 0.0f, leave = F::load(pBounds + g * W);
             for (unsigned a = 0; a < 3; ++a) {
                 const F r = F::load(reciprocal[a] + g * W), o = F::load(offset[a] + g * W);
-                const F t0 = looseMulSub(first[a], r, o), t1 = looseMulSub(second[a], r, o);
-                enter = max(COHERENT ? t0 : min(t0, t1), enter);
-                leave = min(COHERENT ? t1 : max(t0, t1), leave);
+                const F t0 = looseMulAdd(first[a], r, o), t1 = looseMulAdd(second[a], r, o);
+                enter = looseMax(COHERENT ? t0 : looseMin(t0, t1), enter);
+                leave = looseMin(COHERENT ? t1 : looseMax(t0, t1), leave);
             }
             uMet |= Rays::lanesOf(bits(enter <= leave), g);
         });
@@ -69,7 +69,7 @@ class SlabTest {
     }
 
     alignas(64) float reciprocal[3][LANES];
-    float offset[3][LANES];  // origin times reciprocal
+    float offset[3][LANES];  // what is added: the origin times the reciprocal, negated
     bool bDown[3];           // a lane travels downwards
     bool bCoherent;
 };

@@ -124,8 +124,8 @@ class PacketSlabs {
                 const F margin = marginOf(abs(o), F(pReach[a]), shear, along);
                 const F r = 1.0f / flipSign(max(abs(d), F(SLOWEST)), d);
                 r.store(reciprocal[a] + g * W);
-                ((o + margin) * r).store(offset[0][a] + g * W);
-                ((o - margin) * r).store(offset[1][a] + g * W);
+                ((o + margin) * -r).store(offset[0][a] + g * W);
+                ((o - margin) * -r).store(offset[1][a] + g * W);
                 const unsigned uBits = Lanes::groupBits(uMask, g);
                 largestMargin = max(select(F::mask(uBits), margin, 0.0f), largestMargin);
                 uDown |= Lanes::lanesOf(bits(r < 0.0f), g);
@@ -159,10 +159,10 @@ class PacketSlabs {
             F enter = 0.0f, leave = lanes.bounds(g);
             for (unsigned a = 0; a < 3; ++a) {
                 const F r = F::load(reciprocal[a] + g * W);
-                const F t0 = looseMulSub(first[a], r, F::load(pFirst[a] + g * W));
-                const F t1 = looseMulSub(second[a], r, F::load(pSecond[a] + g * W));
-                enter = max(ALIKE ? t0 : min(t0, t1), enter);
-                leave = min(ALIKE ? t1 : max(t0, t1), leave);
+                const F t0 = looseMulAdd(first[a], r, F::load(pFirst[a] + g * W));
+                const F t1 = looseMulAdd(second[a], r, F::load(pSecond[a] + g * W));
+                enter = looseMax(ALIKE ? t0 : looseMin(t0, t1), enter);
+                leave = looseMin(ALIKE ? t1 : looseMax(t0, t1), leave);
             }
             uMet |= Lanes::lanesOf(bits(enter <= leave), g);
         });
@@ -170,8 +170,9 @@ class PacketSlabs {
     }
 
     alignas(64) float reciprocal[3][Lanes::LANES];
-    float offset[2][3][Lanes::LANES];  // of the lower side and the upper one: origin and margin times reciprocal
-    bool bDown[3];                     // a lane travels downwards
+    float offset[2][3]
+                [Lanes::LANES];  // of the lower side and the upper one: origin and margin times reciprocal, negated
+    bool bDown[3];               // a lane travels downwards
     bool bAlike;
 };
 

@@ -61,8 +61,8 @@ class RayBatch {
             const auto down = r < 0.0f;
             shear.store(fShear[a]);
             r.store(fReciprocal[a]);
-            (select(down, o - margin, o + margin) * r).store(fOffset[0][a]);
-            (select(down, o + margin, o - margin) * r).store(fOffset[1][a]);
+            (select(down, o - margin, o + margin) * -r).store(fOffset[0][a]);
+            (select(down, o + margin, o - margin) * -r).store(fOffset[1][a]);
             for (unsigned i = 0; i < SIZE; ++i) {
                 uRow[a][i] = WatertightNode::WIDTH * (__builtin_signbit(fReciprocal[a][i]) ? a + 3 : a);
             }
@@ -83,7 +83,7 @@ class RayBatch {
     }
 
     alignas(64) float fReciprocal[3][SIZE];  // of the direction
-    float fOffset[2][3][SIZE];  // of the side of a box that is met first, and of the other: origin and margin times it
+    float fOffset[2][3][SIZE];  // of the side of a box met first, and of the other: origin, margin times it, negated
     uint32_t uRow[3][SIZE];     // of the side that is met first, in a node
 
  private:
@@ -188,11 +188,11 @@ class SingleWalk {
                 B first[3], second[3];
                 for (unsigned a = 0; a < 3; ++a) {
                     const float* pSecond = pRows + WatertightNode::WIDTH * (3 + 2 * a) - uRow[a];
-                    first[a] = looseMulSub(B::load(pRows + uRow[a] + i), reciprocal[a], firstOffset[a]);
-                    second[a] = looseMulSub(B::load(pSecond + i), reciprocal[a], secondOffset[a]);
+                    first[a] = looseMulAdd(B::load(pRows + uRow[a] + i), reciprocal[a], firstOffset[a]);
+                    second[a] = looseMulAdd(B::load(pSecond + i), reciprocal[a], secondOffset[a]);
                 }
-                const B from = max(max(first[0], first[1]), max(first[2], nearest));
-                const B to = min(min(second[0], second[1]), min(second[2], B(fLimit)));
+                const B from = looseMax(looseMax(first[0], first[1]), looseMax(first[2], nearest));
+                const B to = looseMin(looseMin(second[0], second[1]), looseMin(second[2], B(fLimit)));
                 from.store(pDepth + i);
                 uMet |= bits(from <= to) << i;
             }

@@ -36,7 +36,9 @@ struct AnySet {
     static Vector select(Ints m, Vector a, Vector b) { return m ? a : b; }
     static Vector min(Vector a, Vector b) { return a < b ? a : b; }
     static Vector max(Vector a, Vector b) { return a > b ? a : b; }
-    static Vector looseMulSub(Vector a, Vector b, Vector c) { return a * b - c; }
+    static Vector looseMin(Vector a, Vector b) { return a < b ? a : b; }
+    static Vector looseMax(Vector a, Vector b) { return a > b ? a : b; }
+    static Vector looseMulAdd(Vector a, Vector b, Vector c) { return a * b + c; }
     static unsigned bits(Ints m) {
         unsigned uBits = 0;
         for (unsigned i = 0; i < N; ++i) uBits |= static_cast<unsigned>(m[i] & 1) << i;
@@ -130,8 +132,11 @@ struct Floats {
     friend Mask operator==(Floats a, Floats b) { return {Set::equal(a.v, b.v)}; }
     friend Mask operator!=(Floats a, Floats b) { return ~(a == b); }
 
-    /// a * b - c, fused where that is faster. Only for values that may differ between machines.
-    friend Floats looseMulSub(Floats a, Floats b, Floats c) { return Floats(Set::looseMulSub(a.v, b.v, c.v)); }
+    /// For values that may differ between machines, whichever is faster: a * b + c, fused or not; the minimum and the
+    /// maximum, where of a NaN and a number either may be taken, and of two zeros, too.
+    friend Floats looseMulAdd(Floats a, Floats b, Floats c) { return Floats(Set::looseMulAdd(a.v, b.v, c.v)); }
+    friend Floats looseMin(Floats a, Floats b) { return Floats(Set::looseMin(a.v, b.v)); }
+    friend Floats looseMax(Floats a, Floats b) { return Floats(Set::looseMax(a.v, b.v)); }
 
     /// a in the lanes of the mask, b in the others.
     friend Floats select(Mask where, Floats a, Floats b) { return Floats(Set::select(where.m, a.v, b.v)); }

@@ -10,8 +10,8 @@ namespace {
 
 struct Avx2Set : AnySet<8> {
 #ifdef __FMA__
-    static Vector looseMulSub(Vector a, Vector b, Vector c) {
-        return _mm256_fmsub_ps(a, b, c);
+    static Vector looseMulAdd(Vector a, Vector b, Vector c) {
+        return _mm256_fmadd_ps(a, b, c);
     }
 #endif
     static Vector select(Ints m, Vector a, Vector b) {

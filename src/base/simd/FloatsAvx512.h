@@ -18,7 +18,9 @@ struct Avx512Set : AnySet<16> {
     // Masked forms, because GCC 12 warns of an uninitialised value in the others.
     static Vector min(Vector a, Vector b) { return _mm512_maskz_min_ps(0xFFFF, a, b); }
     static Vector max(Vector a, Vector b) { return _mm512_maskz_max_ps(0xFFFF, a, b); }
-    static Vector looseMulSub(Vector a, Vector b, Vector c) { return _mm512_fmsub_ps(a, b, c); }
+    static Vector looseMin(Vector a, Vector b) { return min(a, b); }
+    static Vector looseMax(Vector a, Vector b) { return max(a, b); }
+    static Vector looseMulAdd(Vector a, Vector b, Vector c) { return _mm512_fmadd_ps(a, b, c); }
     static unsigned bits(Lanes m) { return m; }
     static Lanes mask(unsigned uBits) { return static_cast<Lanes>(uBits); }
     template <typename Operation>
