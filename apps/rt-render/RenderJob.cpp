@@ -103,14 +103,9 @@ int RenderJob::run() {
 }
 
 int RenderJob::renderAll() {
-    std::optional<StudioSettings> studio;
-    if (isStudio()) {
-        studio = options.studio;
-        studio->bSmoothEdges = !options.uSamples;
-        studio->uGround = ground();
-    }
-    RenderCrew crew(rayTracer, rayTracer.parameters, studio, options.uJobs, uSamples);
+    RenderCrew crew(rayTracer, rayTracer.parameters, studioSettings(), options.uJobs, uSamples);
     pCache->finish(rayTracer);
+    if (pRemote && pRemote->connect()) return StopSignals::which() ? reportStop(StopSignals::which()) : STATUS_FAILED;
     if (sink.prepare(shots, channels(), freeMemory())) return STATUS_FAILED;
     if (options.layers.has(LayerWishes::MESH) && writeParts(options.sPicture, rayTracer, source.name()))
         return STATUS_FAILED;
@@ -124,6 +119,15 @@ int RenderJob::renderAll() {
 bool RenderJob::isStudio() const {
     const bool bBricks = options.parameters.uTexturedAttribute != NO_INDEX;  // which a studio does not know
     return options.bStudio.value_or(source.isModel() && !bBricks);
+}
+
+// Nothing where lamps shine.
+std::optional<StudioSettings> RenderJob::studioSettings() const {
+    if (!isStudio()) return std::nullopt;
+    StudioSettings studio = options.studio;
+    studio.bSmoothEdges = !options.uSamples;
+    studio.uGround = ground();
+    return studio;
 }
 
 unsigned RenderJob::channels() const {
@@ -193,6 +197,11 @@ bool RenderJob::prepare() {
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
+    if (!options.sScheduler.empty() && options.layers.bPicture) {
+        pRemote = std::make_unique<RemoteCrew>();
+        if (pRemote->start(options.sScheduler, rayTracer, studioSettings(), options.uSamples, options.bVerbose))
+            return true;
+    }
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);
     pCache = std::make_unique<TreeCache>(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);
@@ -310,8 +319,10 @@ int RenderJob::renderShot(RenderCrew& crew, size_t uShot) {
     const std::string sShown = (shots.count() > 1 ? sPlace : "") + sFile;
     watch.lap();
     const RenderPage::Shown shown(page, pool, options.sScene, sFile, uShot + 1, shots.count());
-    const RenderCrew::Result result = crew.render(frame, pool, sShown.c_str(), [this] { page.look(); });
-    if (result != RenderCrew::Result::DONE) return keepPart(part, sKey, StopSignals::which());
+    const auto look = [this] { page.look(); };
+    const bool bUndone = pRemote ? pRemote->render(shots, uShot, uTileEdge, pool, sShown.c_str(), look)
+                                 : crew.render(frame, pool, sShown.c_str(), look) != RenderCrew::Result::DONE;
+    if (bUndone) return keepPart(part, sKey, StopSignals::which());
     times.dRendering += watch.lap();
     if (finishShot(uShot)) return STATUS_FAILED;
     if (sink.keepsParts()) part.remove();

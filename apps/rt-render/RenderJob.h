@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "render/RayTracer.h"
@@ -16,6 +17,7 @@
 #include "rt-render/output/PictureReport.h"
 #include "rt-render/output/PictureSink.h"
 #include "rt-render/output/Reference.h"
+#include "rt-render/remote/RemoteCrew.h"
 #include "shared/parts/PartFile.h"
 
 namespace rt {
@@ -31,6 +33,7 @@ class RenderJob {
 
  private:
     bool isStudio() const;
+    std::optional<StudioSettings> studioSettings() const;
     unsigned channels() const;
     double pixelShift() const;
     uint32_t ground() const;
@@ -63,7 +66,8 @@ class RenderJob {
     Reference reference;
     TilePool pool;
     std::string sSceneKey;
-    std::unique_ptr<TreeCache> pCache;  // writes the tree while pictures are made
+    std::unique_ptr<TreeCache> pCache;    // writes the tree while pictures are made
+    std::unique_ptr<RemoteCrew> pRemote;  // other machines; null: this one renders
 };
 
 }  // namespace rt

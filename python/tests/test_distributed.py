@@ -4,6 +4,7 @@ import itertools
 import logging
 import os
 import pathlib
+import re
 import signal
 import socket
 import subprocess
@@ -19,6 +20,11 @@ pytest.importorskip("distributed")
 from distributed import Client  # noqa: E402
 
 import raytracer.distributed  # noqa: E402
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+PROGRAMS = pathlib.Path(raytracer.__file__).parents[2]  # of this build
+MODEL = ROOT / "tests/data/letter.gltf"
+needs_rt_render = pytest.mark.skipif(not (PROGRAMS / "rt-render").exists(), reason="not built")
 
 
 def free_port():
@@ -145,3 +151,52 @@ def test_what_is_done_is_kept_when_the_scheduler_dies(cluster, scene):
     assert done.shape == (2000, 3000) and not done.all()
     whole = raytracer.render(scene, camera)
     np.testing.assert_array_equal(lost.value.picture[done], whole[done])
+
+
+def rt_render(*words, **kwargs):
+    return subprocess.run([PROGRAMS / "rt-render", *map(str, words)], stderr=subprocess.PIPE,
+                          text=True, timeout=300, **kwargs)
+
+
+@needs_rt_render
+@pytest.mark.parametrize("options", [
+    ["--ground", "--views", "iso,top", "--ortho", "--samples", "2"],
+    ["--orbit", "9", "--background", "transparent"],
+    ["--hemisphere", "3", "--intrinsics", "90", "95", "60", "50", "--light", "lamps"]])
+def test_rt_render_writes_the_same_files_on_a_scheduler(cluster, options, tmp_path):
+    cluster.client()
+    for folder, place in (("here", []), ("there", ["--on", cluster.address])):
+        (tmp_path / folder).mkdir()
+        ran = rt_render(MODEL, "--resolution", "160", "120", *options, *place, "-o",
+                        tmp_path / folder / "a.png")
+        assert ran.returncode == 0 and ran.stderr == "", ran.stderr
+    here, there = ({path.name: path.read_bytes() for path in (tmp_path / folder).iterdir()}
+                   for folder in ("here", "there"))
+    assert here == there and len(here) > 1
+
+
+@needs_rt_render
+def test_rt_render_keeps_what_is_done(cluster, tmp_path):
+    """The scheduler dies, another one goes on, a disk is full."""
+    cluster.client().close()
+    picture = tmp_path / "a.ppm"
+    order = [PROGRAMS / "rt-render", "room_vn", "--resolution", "1600", "1200", "-o", picture]
+    with subprocess.Popen([*order, "--on", cluster.address, "--verbose"], cwd=ROOT, text=True,
+                          stderr=subprocess.PIPE) as started:
+        for line in started.stderr:
+            if "connected" in line:
+                break
+        cluster.scheduler.kill()
+        said = started.stderr.read()
+    assert started.returncode == 1
+    assert re.search(r"rt-render: --on: the scheduler tcp://\S+ is lost: .*\n.*given up; \d+ of "
+                     r"\d+ tiles are in .*, --resume goes on from there\n$", said), said
+    with Cluster(tmp_path) as other:
+        other.client()
+        ran = rt_render(*order[1:], "--resume", "--on", other.address, cwd=ROOT)
+        assert ran.returncode == 0, ran.stderr
+        (tmp_path / "full.ppm").symlink_to("/dev/full")
+        full = rt_render(MODEL, "--on", other.address, "-o", tmp_path / "full.ppm")
+        assert full.returncode == 1 and "full.ppm: cannot be written: No space" in full.stderr
+    assert rt_render(*order[1:-1], tmp_path / "b.ppm", cwd=ROOT).returncode == 0
+    assert picture.read_bytes() == (tmp_path / "b.ppm").read_bytes()

@@ -61,6 +61,22 @@ bool checkInput(const RenderOptions& options) {
     return true;
 }
 
+// True when it is no address, which is reported. A bare HOST:PORT is a TCP one.
+bool checkScheduler(std::string& sScheduler) {
+    if (sScheduler.empty()) return false;
+    const size_t uSlashes = sScheduler.find("://");
+    if (uSlashes == std::string::npos) sScheduler.insert(0, "tcp://");
+    const std::string sKind = sScheduler.substr(0, sScheduler.find("://"));
+    const size_t uColon = sScheduler.rfind(':');
+    const std::string sPort = sScheduler.substr(uColon + 1);
+    const bool bPort = uColon > sKind.size() + 3 && !sPort.empty() && sPort.size() <= 5 &&
+                       sPort.find_first_not_of("0123456789") == std::string::npos;
+    if (bPort && (sKind == "tcp" || sKind == "tls")) return false;
+    Console::error("rt-render: --on: \"%s\" is no address such as tcp://HOST:8786 or tls://HOST:8786",
+                   sScheduler.c_str());
+    return true;
+}
+
 }  // namespace
 
 bool completeOptions(RenderOptions& options) {
@@ -122,7 +138,7 @@ bool parseOptions(int argc, char** argv, RenderOptions& options, int& iStatus) {
         Console::error("rt-render: the name of a scene or a model is missing (--help lists the options)");
         return true;
     }
-    return checkInput(options) || checkCameras(options) || checkLayers(options);
+    return checkInput(options) || checkCameras(options) || checkLayers(options) || checkScheduler(options.sScheduler);
 }
 
 }  // namespace rt

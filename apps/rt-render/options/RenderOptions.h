@@ -48,6 +48,7 @@ struct RenderOptions {
     Output eOutput = FILES;
     std::string sFormat;       // suffix of a model from standard input, without its dot
     std::string sModelOption;  // one that was given and is for models only, empty if none was
+    std::string sScheduler;    // whose workers render, as tcp://HOST:PORT; empty: this machine
     bool bStandardInput = false;
     bool bJson = false;
     std::string sReference;   // the picture to compare with; empty: none

@@ -123,6 +123,12 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
     // How it is made.
     {Option::count("--jobs", "N", "number of worker threads").within(1, 1024).otherwise("one a core"),
      [](Settings& s, Values v) { s.uJobs = v[0].u; }},
+    {Option::text("--on", "ADDRESS", "renders by the workers of a Dask scheduler, tcp://HOST:8786")
+         .more(
+             "tls://HOST:8786 uses the certificates that Dask's configuration names. Needs Debian's "
+             "python3-raytracer and python3-distributed, here and on the workers' machines. The bytes of pictures are "
+             "the same; layers are made here."),
+     [](Settings& s, Values v) { s.sScheduler = v[0].sText; }},
     {Option::count("--packsize", "PIXELS", "edge of a tile").within(1, 4096).otherwise("32"),
      [](Settings& s, Values v) { s.parameters.uPackSize = v[0].u; }},
     {Option::word("--rays", "kind of rays", "tree|watertight", "who says what a ray meets: a tree, or each face alone")
