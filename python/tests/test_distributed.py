@@ -130,7 +130,7 @@ def test_workers_of_other_versions_are_refused_by_name(tmp_path, scene):
     (tmp_path / "raytracer").mkdir()
     (tmp_path / "raytracer/__init__.py").write_text("__version__ = '0.1.7'\n")
     with Cluster(tmp_path) as cluster:
-        cluster.worker(env={"PYTHONPATH": f"{tmp_path}:{os.environ['PYTHONPATH']}"})
+        cluster.worker(env={"PYTHONPATH": f"{tmp_path}:{os.environ.get('PYTHONPATH', '')}"})
         with pytest.raises(ValueError, match=r"^worker tcp://127.0.0.1:\d+ has raytracer of "
                            rf"version 0.1.7, here is {raytracer.__version__}$"):
             raytracer.distributed.render(cluster.client(3), scene, next(cameras(1)))

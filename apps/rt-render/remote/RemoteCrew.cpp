@@ -168,7 +168,7 @@ bool RemoteCrew::store(const Message& message, TilePool& pool) {
 }
 
 bool RemoteCrew::render(const Shots& shots, size_t uShot, uint32_t uEdge, TilePool& pool, const char* szName,
-                        const std::function<void()>& whileWorking) {
+                        const std::function<void()>& pfnLook) {
     ProgressLine progress(szName, pool, uRays);
     static_cast<void>(announce(shots, uShot, uEdge, pool));  // why nobody listens is heard below
     bool bAstray = false;
@@ -188,7 +188,7 @@ bool RemoteCrew::render(const Shots& shots, size_t uShot, uint32_t uEdge, TilePo
             vWaiting[uOf].push_back(std::move(message));
         }
         progress.update();
-        whileWorking();
+        pfnLook();
     }
     if (bAstray) Console::error("rt-render: --on: %s went astray", helper.interpreter().c_str());
     return bAstray;

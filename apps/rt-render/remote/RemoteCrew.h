@@ -31,9 +31,9 @@ class RemoteCrew {
 
     /// Completes the pool's picture, which is of a shot. Workers meanwhile begin those after it, in tiles of the same
     /// edge. True on failure, which is reported, and soon after a signal that StopSignals keeps. What is done stays in
-    /// the pool. whileWorking is called a few times a second.
+    /// the pool. pfnLook is called now and then.
     [[nodiscard]] bool render(const Shots& shots, size_t uShot, uint32_t uEdge, TilePool& pool, const char* szName,
-                              const std::function<void()>& whileWorking);
+                              const std::function<void()>& pfnLook);
 
  private:
     using Message = std::vector<uint8_t>;
