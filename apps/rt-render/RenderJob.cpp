@@ -91,8 +91,12 @@ RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput, RenderPage& ren
 int RenderJob::run() {
     Leftovers::removeOnSignals();
     StopWatch watch;
-    if (checkView() || reference.load(options.sReference) || shots.plan(options) || source.find(options))
-        return STATUS_FAILED;
+    if (checkView() || reference.load(options.sReference) || shots.plan(options)) return STATUS_FAILED;
+    if (!options.sScheduler.empty() && options.layers.bPicture) {
+        pRemote = std::make_unique<RemoteCrew>();
+        if (pRemote->start(options.sScheduler, options.bVerbose)) return STATUS_FAILED;
+    }
+    if (source.find(options)) return STATUS_FAILED;
     times.dReading = watch.lap();
     // In a studio small tiles would see many of each other's pixels. No picture depends on the tiles.
     if (isStudio()) uTileEdge = std::max(uTileEdge, SMALLEST_STUDIO_TILE);
@@ -197,11 +201,7 @@ bool RenderJob::prepare() {
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
-    if (!options.sScheduler.empty() && options.layers.bPicture) {
-        pRemote = std::make_unique<RemoteCrew>();
-        if (pRemote->start(options.sScheduler, rayTracer, studioSettings(), options.uSamples, options.bVerbose))
-            return true;
-    }
+    if (pRemote) pRemote->begin(rayTracer, studioSettings(), options.uSamples);
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);
     pCache = std::make_unique<TreeCache>(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);

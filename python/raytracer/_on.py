@@ -119,6 +119,8 @@ def _picture(data, samples):
 
 def _serve(driver, address):
     from ._crew import Crew
+    client = _connect(address)
+    driver.write(b"redy")
     kind, start = driver.read()
     scene = driver.read()[1]
     if kind != b"strt" or not scene:
@@ -128,8 +130,6 @@ def _serve(driver, address):
     if version != __version__:
         raise _Failure(f"the module of {sys.executable} is of version {__version__}, this is "
                        f"{version}")
-    client = _connect(address)
-    driver.write(b"redy")
     look = _look(numbers)
     crew = Crew(client, scene, "watertight" if rays else "tree", look, driver.say)
     threading.Thread(target=driver.follow, args=(crew.wake,), daemon=True).start()

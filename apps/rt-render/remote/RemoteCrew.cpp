@@ -51,24 +51,27 @@ TileRecord headOf(const std::vector<uint8_t>& message) {
 
 }  // namespace
 
-bool RemoteCrew::start(const std::string& sScheduler, const RayTracer& rayTracer,
-                       const std::optional<StudioSettings>& studio, unsigned uSamples, bool bVerbose) {
+bool RemoteCrew::start(const std::string& sScheduler, bool bVerbose) {
     sAddress = sScheduler;
-    uRays = std::max(1u, uSamples);
-    if (helper.start("raytracer._on", sAddress, bVerbose)) return true;
-    // A helper that has ended meanwhile has said why, which is heard later.
-    static_cast<void>(sendStart(rayTracer, studio, uSamples) ||
-                      sendScene(rayTracer, studio ? studio->uGround : NO_INDEX));
-    return false;
+    return helper.start("raytracer._on", sAddress, bVerbose);
 }
 
-bool RemoteCrew::sendStart(const RayTracer& rayTracer, const std::optional<StudioSettings>& studio, unsigned uSamples) {
-    const RaytracerParameters& parameters = rayTracer.parameters;
+void RemoteCrew::begin(const RayTracer& rayTracer, const std::optional<StudioSettings>& studio,
+                       unsigned uSamplesGiven) {
+    uRays = std::max(1u, uSamplesGiven);
     const StudioSettings settings = studio.value_or(StudioSettings());
+    // A helper that has ended meanwhile has said why, which is heard later.
+    static_cast<void>(sendStart(rayTracer, settings, studio.has_value(), uSamplesGiven) ||
+                      sendScene(rayTracer, settings.uGround));
+}
+
+bool RemoteCrew::sendStart(const RayTracer& rayTracer, const StudioSettings& settings, bool bStudio,
+                           unsigned uSamples) {
+    const RaytracerParameters& parameters = rayTracer.parameters;
     StartRecord record{};
     memcpy(record.szVersion, Velk::VERSION, sizeof(Velk::VERSION));
     record.uWatertight = rayTracer.queries.eKind == RayKind::WATERTIGHT;
-    record.uStudio = studio.has_value();
+    record.uStudio = bStudio;
     record.uTransparent = settings.bTransparent;
     record.uSamples = uSamples;
     record.uGround = settings.uGround;

@@ -21,10 +21,12 @@ namespace rt {
 /// them and brings them back.
 class RemoteCrew {
  public:
-    /// Starts it and hands it the loaded scene, which is not prepared yet. studio: as for a RenderCrew; uSamples: as
-    /// the user gave them, 0 if not. True on failure, which is reported.
-    [[nodiscard]] bool start(const std::string& sScheduler, const RayTracer& rayTracer,
-                             const std::optional<StudioSettings>& studio, unsigned uSamples, bool bVerbose);
+    /// Starts it; it connects while this program goes on. True on failure, which is reported.
+    [[nodiscard]] bool start(const std::string& sScheduler, bool bVerbose);
+
+    /// Hands it the loaded scene, which is not prepared yet. studio: as for a RenderCrew; uSamplesGiven: 0 when the
+    /// user gave none.
+    void begin(const RayTracer& rayTracer, const std::optional<StudioSettings>& studio, unsigned uSamplesGiven);
 
     /// Waits until the scheduler has answered. True when there is none, which is reported, or when a signal came.
     [[nodiscard]] bool connect();
@@ -38,7 +40,7 @@ class RemoteCrew {
  private:
     using Message = std::vector<uint8_t>;
 
-    bool sendStart(const RayTracer& rayTracer, const std::optional<StudioSettings>& studio, unsigned uSamples);
+    bool sendStart(const RayTracer& rayTracer, const StudioSettings& settings, bool bStudio, unsigned uSamples);
     bool sendScene(const RayTracer& rayTracer, uint32_t uGround);
     bool announce(const Shots& shots, size_t uShot, uint32_t uEdge, const TilePool& pool);
     bool sendShot(const Shots& shots, size_t uShot, uint32_t uEdge, const TilePool* pPool);
