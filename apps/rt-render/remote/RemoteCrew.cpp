@@ -103,6 +103,7 @@ bool RemoteCrew::connect() {
         if (hear(REFRESH_MILLISECONDS, sKind, message)) return true;
     } while (sKind != "redy");
     Console::clearStatus();
+    bConnected = true;
     Console::detail("%s: connected", sAddress.c_str());
     return false;
 }
@@ -116,7 +117,9 @@ bool RemoteCrew::hear(int iMilliseconds, std::string& sKind, Message& message) {
     const bool bEnd = heard == HelperProcess::Heard::END;
     const std::string sText(bEnd ? message.end() : message.begin(), message.end());
     if (bEnd) {
-        Console::error("rt-render: --on: %s does not run the module raytracer: is Debian's python3-raytracer there?",
+        Console::error(bConnected ? "rt-render: --on: %s has ended"
+                                  : "rt-render: --on: %s does not run the module raytracer: is Debian's "
+                                    "python3-raytracer there?",
                        helper.interpreter().c_str());
     } else if (sKind == "fail") {
         Console::error("rt-render: --on: %s", sText.c_str());

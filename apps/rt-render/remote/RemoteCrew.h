@@ -49,8 +49,9 @@ class RemoteCrew {
 
     HelperProcess helper;
     std::string sAddress;
-    unsigned uRays = 1;                               // along each side of a pixel
-    size_t uAnnounced = 0;                            // shots
+    unsigned uRays = 1;     // along each side of a pixel
+    size_t uAnnounced = 0;  // shots
+    bool bConnected = false;
     bool bLast = false;                               // all are
     std::map<size_t, std::vector<Message>> vWaiting;  // tiles of shots whose turn has not come
 };
