@@ -14,6 +14,7 @@
 #include "picture/PictureFile.h"
 #include "rt-render/RenderJob.h"
 #include "rt-render/SceneSource.h"
+#include "rt-render/SkyFile.h"
 #include "rt-render/output/PictureReport.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -116,8 +117,11 @@ int renderBatch(const RenderOptions& options, FILE* pOutput, RenderPage& page) {
     std::vector<RenderOptions> vJobs;
     int iResult = STATUS_DONE;
     if (listJobs(options, vJobs, iResult)) return iResult;
+    std::unique_ptr<SkyMap> pSky;
+    if (readSky(options, pSky)) return STATUS_FAILED;
     iResult = STATUS_DONE;
-    for (const RenderOptions& job : vJobs) {
+    for (RenderOptions& job : vJobs) {
+        job.studio.pSky = pSky.get();
         Console::Said said;
         Console::keepIn(&said);
         const int iStatus = std::make_unique<RenderJob>(job, pOutput, page)->run();

@@ -8,7 +8,7 @@
 
 namespace rt {
 
-bool readSky(RenderOptions& options, std::unique_ptr<SkyMap>& pSky) {
+bool readSky(const RenderOptions& options, std::unique_ptr<SkyMap>& pSky) {
     if (options.sSky.empty()) return false;
     LightPicture picture;
     std::string sReason;
@@ -25,7 +25,6 @@ bool readSky(RenderOptions& options, std::unique_ptr<SkyMap>& pSky) {
         Console::warning("%s: %u x %u pixels; a picture all around is twice as wide as high", options.sSky.c_str(),
                          picture.uWidth, picture.uHeight);
     }
-    options.studio.pSky = pSky.get();
     return false;
 }
 

@@ -7,8 +7,7 @@
 
 namespace rt {
 
-/// Reads the file of light that the options name, if they do, and puts it into them; the map must outlive them. True on
-/// failure, which is reported.
-[[nodiscard]] bool readSky(RenderOptions& options, std::unique_ptr<SkyMap>& pSky);
+/// Reads the file of light that the options name, if they do. True on failure, which is reported.
+[[nodiscard]] bool readSky(const RenderOptions& options, std::unique_ptr<SkyMap>& pSky);
 
 }  // namespace rt

@@ -3,10 +3,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <memory>
 
 #include "rt-render/Batch.h"
-#include "rt-render/SkyFile.h"
 #include "rt-render/options/RenderOptions.h"
 #include "shared/Console.h"
 #include "shared/ExitStatus.h"
@@ -36,8 +34,6 @@ int run(int argc, char** argv) {
         Console::error("rt-render: --out: standard output is a terminal, which shows no pictures");
         return STATUS_USAGE;
     }
-    std::unique_ptr<SkyMap> pSky;
-    if (readSky(options, pSky)) return STATUS_FAILED;
     RenderPage page;
     if (page.start(options.uPage)) return STATUS_FAILED;
     iStatus = renderBatch(options, pOutput, page);

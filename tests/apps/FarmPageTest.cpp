@@ -35,9 +35,13 @@ class FarmPageTest : public RenderTest {
         return pFarm;
     }
 
-    // Waits until the farm has said something, and before that its port.
+    // Waits until the farm has said something after its port.
     void readPort(Process& farm, const std::string& sLast) {
-        EXPECT_TRUE(waitUntil([&] { return farm.hasEnded() || contains(readFile("said"), sLast); }));
+        EXPECT_TRUE(waitUntil([&] {
+            const std::string sSaid = readFile("said");
+            const size_t uAt = sSaid.find("wait on port ");
+            return farm.hasEnded() || (uAt != std::string::npos && sSaid.find(sLast, uAt) != std::string::npos);
+        }));
         const std::string sSaid = readFile("said"), sPhrase = "wait on port ";
         const size_t uAt = sSaid.find(sPhrase);
         EXPECT_NE(uAt, std::string::npos) << sSaid;
