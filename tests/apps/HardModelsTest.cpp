@@ -275,6 +275,14 @@ TEST_F(ImportTest, PartsLieOnTheirFlatSide) {
     writeFile("prism.stl", sSolid + "endsolid a\n");
     ASSERT_EQ(import("prism.stl"), 0) << sErrors;
     EXPECT_TRUE(contains(sErrors, "y is taken as up, since it rests best so (--up decides)")) << sErrors;
+    // A tent on four feet without a flat side, which would fall over if y were up.
+    writeFile("tent.ply",
+              "ply\nformat ascii 1.0\nelement vertex 6\nproperty float x\nproperty float y\nproperty float z\n"
+              "element face 8\nproperty list uchar int vertex_indices\nend_header\n"
+              "1 1 1\n3 1 1\n3 3 1\n1 3 1\n2 2 1.2\n2 2 4\n"
+              "3 0 1 5\n3 1 2 5\n3 2 3 5\n3 3 0 5\n3 1 0 4\n3 2 1 4\n3 3 2 4\n3 0 3 4\n");
+    ASSERT_EQ(import("tent.ply"), 0) << sErrors;
+    EXPECT_TRUE(contains(sErrors, "z is taken as up")) << sErrors;
 }
 
 }  // namespace

@@ -14,6 +14,8 @@
 #include "import/reader/AssimpTypes.h"
 #include "import/reader/CameraReader.h"
 #include "import/reader/MaterialTable.h"
+#include "import/reader/MeshWalk.h"
+#include "import/reader/UpAxis.h"
 #include "import/reader/VertexJoiner.h"
 
 namespace rt {
@@ -25,11 +27,6 @@ namespace {
 
 constexpr double LEAST_EXTENT = 1.0, MOST_EXTENT = 1e5;  // of a scene: the renderer gives every box a margin of 0.1
 constexpr double FAR_AWAY = 4.0;                         // extents from the origin where floats get too coarse
-constexpr double STANDS = 1e-4, FLOATS = 0.05;           // distance of a model from the floor, as a share of its extent
-
-constexpr double RESTS = 1e-3;              // thickness of a side to rest on, as a share of the extent
-constexpr double FLAT = 0.2, ROUND = 0.05;  // share of the box's side that lies in that plane
-constexpr double THIN = 0.3;                // thickness of a plate, as a share of its shorter side
 
 // Files are right-handed: each of these maps mirrors one axis besides turning the file's up to y.
 Map3d worldOf(char cUp) {
@@ -40,45 +37,6 @@ Map3d worldOf(char cUp) {
 
 NMVector3f single(const Vector3d& v) {
     return {static_cast<float>(v.x), static_cast<float>(v.y), static_cast<float>(v.z)};
-}
-
-using Visit = std::function<void(const aiMesh&, unsigned uMesh, const Map3d&, const aiNode&)>;
-
-void visitMeshes(const aiScene& scene, const aiNode& node, const Map3d& map, const Visit& visit) {
-    const Map3d here = map.after(toMap(node.mTransformation));
-    for (unsigned u = 0; u < node.mNumMeshes; ++u) {
-        if (node.mMeshes[u] < scene.mNumMeshes) visit(*scene.mMeshes[node.mMeshes[u]], node.mMeshes[u], here, node);
-    }
-    for (unsigned u = 0; u < node.mNumChildren; ++u) visitMeshes(scene, *node.mChildren[u], here, visit);
-}
-
-bool isTriangle(const aiMesh& mesh, const aiFace& face) {
-    return face.mNumIndices == 3 &&
-           std::max({face.mIndices[0], face.mIndices[1], face.mIndices[2]}) < mesh.mNumVertices;
-}
-
-// Bounds and number of the triangles that the nodes place.
-struct Measure {
-    Box3d box;
-    size_t uTriangles = 0;
-    bool bFinite = true;
-};
-
-Measure measure(const aiScene& scene, const Map3d& world) {
-    Measure result;
-    visitMeshes(scene, *scene.mRootNode, world, [&](const aiMesh& mesh, unsigned, const Map3d& map, const aiNode&) {
-        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
-            const aiFace& face = mesh.mFaces[u];
-            if (!isTriangle(mesh, face)) continue;
-            ++result.uTriangles;
-            for (unsigned i = 0; i < 3; ++i) {
-                const Vector3d p = map.point(toDouble(mesh.mVertices[face.mIndices[i]]));
-                result.bFinite = result.bFinite && isFinite(p);
-                result.box.add(p);
-            }
-        }
-    });
-    return result;
 }
 
 Measure measure(const ObjMesh& obj, const Map3d& world) {
@@ -93,52 +51,6 @@ Measure measure(const ObjMesh& obj, const Map3d& world) {
         result.box.add(p);
     }
     return result;
-}
-
-// Area of the triangles that lie in the lowest plane across an axis, 1 for y and 2 for z.
-double restingArea(const aiScene& scene, const Box3d& box, unsigned uAxis) {
-    const auto height = [uAxis](const Vector3d& p) { return uAxis == 1 ? p.y : p.z; };
-    const double dHighest = height(box.v3Min) + RESTS * box.extent();
-    double dArea = 0;
-    visitMeshes(scene, *scene.mRootNode, Map3d{}, [&](const aiMesh& mesh, unsigned, const Map3d& map, const aiNode&) {
-        for (unsigned u = 0; u < mesh.mNumFaces; ++u) {
-            const aiFace& face = mesh.mFaces[u];
-            if (!isTriangle(mesh, face)) continue;
-            Vector3d p[3];
-            for (unsigned i = 0; i < 3; ++i) p[i] = map.point(toDouble(mesh.mVertices[face.mIndices[i]]));
-            if (std::max({height(p[0]), height(p[1]), height(p[2])}) > dHighest) continue;
-            dArea += 0.5 * length(cross(p[1] - p[0], p[2] - p[0]));
-        }
-    });
-    return dArea;
-}
-
-// Whether the file stands on the floor of the unusual axis and floats over that of the usual one, or has a flat side to
-// rest on across the unusual axis alone, or is a plate across it. Printers' files may be plates that stand.
-bool isOtherUp(const aiScene& scene, bool bStl) {
-    const Box3d box = measure(scene, Map3d{}).box;
-    const double dFloorY = fabs(box.v3Min.y) / box.extent(), dFloorZ = fabs(box.v3Min.z) / box.extent();
-    const double dUsual = bStl ? dFloorZ : dFloorY, dOther = bStl ? dFloorY : dFloorZ;
-    if (dOther < STANDS && dUsual > FLOATS) return true;
-    if (dUsual < STANDS && dOther > FLOATS) return false;
-    const Vector3d v3Size = box.size();
-    const double dAcross = bStl ? v3Size.y : v3Size.z, dAside = std::min(v3Size.x, bStl ? v3Size.z : v3Size.y);
-    const double dShareY = restingArea(scene, box, 1) / (v3Size.x * v3Size.z);
-    const double dShareZ = restingArea(scene, box, 2) / (v3Size.x * v3Size.y);
-    if (!((bStl ? dShareY : dShareZ) > FLAT)) return false;
-    return (bStl ? dShareZ : dShareY) < ROUND || (!bStl && dAcross < THIN * dAside);
-}
-
-// STL and PLY do not say which way is up. Printers' files have z up and scans mostly y.
-char upOf(const aiScene& scene, const std::string& sSuffix, std::vector<std::string>& vNotices) {
-    int32_t iAxis = 1;
-    if (scene.mMetaData && scene.mMetaData->Get("UpAxis", iAxis)) return iAxis == 0 ? 'x' : iAxis == 2 ? 'z' : 'y';
-    if (sSuffix == "3mf" || sSuffix == "amf" || sSuffix == "dxf") return 'z';
-    const bool bStl = sSuffix == "stl";
-    if (!bStl && sSuffix != "ply") return 'y';
-    if (!isOtherUp(scene, bStl)) return bStl ? 'z' : 'y';
-    vNotices.push_back(std::string(bStl ? "y" : "z") + " is taken as up, since it rests best so (--up decides)");
-    return bStl ? 'y' : 'z';
 }
 
 // Brings a box of an odd size or place to one that single precision and the renderer's units like.
