@@ -289,19 +289,23 @@ float StudioRenderer::reachOf(const Sample& sample, const StudioLights::Directio
 // asked.
 uint64_t StudioRenderer::share(const Sample& sample, int iColumn, int iRow, Light& light) const {
     if (sample.uFace == NO_INDEX) return ALL_PHASES;
+    // Lamps repeat in each 4 x 4 pixels. Between the four pixels that ask the same of them it changes evenly, or the
+    // edge of each direction's shadow would be a stair.
+    static constexpr float NEAR[BEFORE + BEHIND + 1] = {0.0f, 0.25f, 0.5f, 0.75f, 1.0f, 0.75f, 0.5f, 0.25f};
     uint64_t uShared = 0;
     for (int y = iRow - BEFORE; y <= iRow + BEHIND; ++y) {
         for (int x = iColumn - BEFORE; x <= iColumn + BEHIND; ++x) {
             const size_t u = static_cast<size_t>(y) * uColumns + static_cast<size_t>(x);
             const Sample& other = vGrid[u];
             if (other.uFace == NO_INDEX || !isAlike(sample, other, SHARING)) continue;
-            // Lamps repeat in each 4 x 4 pixels, and shadows of theirs may be sharp.
-            const bool bNear = x >= iColumn - BEFORE / 2 && x < iColumn + BEFORE / 2 && y >= iRow - BEFORE / 2 &&
-                               y < iRow + BEFORE / 2;
-            for (unsigned k = bNear ? 0 : StudioLights::SKY; k < StudioLights::KINDS; ++k) {
-                light.fOpen[k] += vGridLights[u].fOpen[k];
-                light.fAll[k] += vGridLights[u].fAll[k];
+            const Light& found = vGridLights[u];
+            const float fNear = NEAR[y - iRow + BEFORE] * NEAR[x - iColumn + BEFORE];
+            for (unsigned k = 0; k < StudioLights::SKY; ++k) {
+                light.fOpen[k] += found.fOpen[k] * fNear;
+                light.fAll[k] += found.fAll[k] * fNear;
             }
+            light.fOpen[StudioLights::SKY] += found.fOpen[StudioLights::SKY];
+            light.fAll[StudioLights::SKY] += found.fAll[StudioLights::SKY];
             uShared |= uint64_t{1} << phaseOf(iFirstX + x, iFirstY + y);
         }
     }
