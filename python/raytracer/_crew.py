@@ -13,11 +13,14 @@ from . import __version__, _blocks
 
 SECONDS = 1.0          # that a block is to take
 LEAST_SECONDS = 0.25   # and at least, when few are left
+FIRST_PIXELS = 4e4     # that a block has at most before anything was measured
 MOST_PER_SECOND = 200  # blocks, which is what a scheduler handles with ease
+REACH = 2.0            # seconds to connect with a worker
 LOOK = 1.0             # seconds between two looks at who is there
 PATIENCE = 5.0         # seconds without a connection, until the scheduler counts as lost
 SILENCE = 30.0         # the same with one that is silent
 MOST_COPIES = 4        # of a block
+VERY_LATE = 8          # times as late as a block that is copied when others idle
 MOST_LOSSES = 5        # times that the engine gives a block up, each after some workers died of it
 
 logger = logging.getLogger("raytracer.distributed")
@@ -80,7 +83,10 @@ class Crew:
         self._rate = None                  # pixels a second and thread
         self._latency = 1.0
         self._ended = False
-        self._heard = self._looked = self._connected = self._said = time.monotonic()
+        self._direct = True
+        self._looking = False              # whether the scheduler was asked and is to answer
+        self._silent = self._unconnected = 0.0  # seconds that run() waited for the scheduler
+        self._watched = self._looked = self._said = time.monotonic()
         self.scene_bytes = self.blocks = self.copies = 0  # moved; sent
 
     def wake(self):
@@ -91,7 +97,6 @@ class Crew:
         """Yields (picture, index of the tile, pixels) in any order. take() returns the next
         picture, None when there is none yet, END. At most ahead() pictures are begun before
         the oldest one is complete."""
-        self._start(self._look)
         try:
             self._await_checks()
             while True:
@@ -128,7 +133,7 @@ class Crew:
             threads = {address: worker["nthreads"] for address, worker in info["workers"].items()}
             self._events.put(("workers", threads, holders))
         except (OSError, ValueError):  # not connected
-            pass
+            self._events.put(("looked",))
 
     async def _check(self, address):
         """Asks a worker for its version, and whether it has the scene."""
@@ -149,7 +154,17 @@ class Crew:
             self._events.put(("refused", _blocks.refusal(f"worker {address}", answer[0],
                                                          __version__)))
         else:
+            await self._reach(address)
             self._events.put(("checked", address, answer[1]))
+
+    async def _reach(self, address):
+        """Pixels come from the workers themselves, unless one of them cannot be reached."""
+        from distributed.comm import connect
+        try:
+            comm = await connect(address, timeout=REACH, **self._client.connection_args)
+            await comm.close()
+        except (OSError, asyncio.TimeoutError):
+            self._direct = False
 
     async def _deliver(self, addresses):
         try:
@@ -166,7 +181,7 @@ class Crew:
 
     async def _fetch(self, number, copy):
         try:
-            result = await copy
+            result, = await self._client.gather([copy], direct=self._direct)
         except BaseException as error:  # also CancelledError, which is none of Exception's
             result = error
         self._events.put(("done", number, copy, result))
@@ -181,9 +196,9 @@ class Crew:
         """Until the workers that are there have told their versions: milliseconds, as a rule."""
         end = time.monotonic() + 3.0
         while time.monotonic() < end and not (self._threads and self._checked >= self._asked):
+            self._watch()
             for _ in self._land():
                 pass
-            self._watch()
 
     def _cores(self):
         return sum(self._threads.get(address, 0) for address in self._checked)
@@ -209,7 +224,7 @@ class Crew:
             if not self._open:
                 break
             self._send(self._cut(cores))
-        if cores and self._flying and not self._open and not self._waiting:
+        if cores and self._flying:
             self._copy_late(cores)
 
     def _cut(self, cores):
@@ -219,7 +234,7 @@ class Crew:
             left = self._pending / self._rate / (3 * cores)
             pixels = self._rate * max(least, min(left, max(SECONDS, least)))
         else:
-            pixels = self._pending / (16 * cores)
+            pixels = min(FIRST_PIXELS, self._pending / (16 * cores))
         parts, cut = [], 0
         while self._open and (cut < pixels or not parts):
             picture = self._open[0]
@@ -251,16 +266,18 @@ class Crew:
         self._start(self._fetch, block.number, copy)
 
     def _copy_late(self, cores):
-        """Sends blocks that take long once more, to others, when these have nothing else to do."""
-        now = time.monotonic()
+        """Sends blocks that take long once more, to others: when these have nothing else to do, and
+        those that take very long in any case."""
+        now, usual = time.monotonic(), 0.5 + 2.0 * self._latency
         late = [block for block in self._flying.values()
-                if now - block.since > (0.5 + 2.0 * self._latency) * len(block.copies) and
+                if now - block.since > usual * len(block.copies) and
                 len(block.copies) < MOST_COPIES]
-        idle = cores - sum(now - block.since <= 0.5 + 2.0 * self._latency
-                           for block in self._flying.values())
-        if not late or idle <= 0:
-            return
-        for block in sorted(late, key=lambda block: block.first)[:idle]:
+        if self._open or self._waiting:
+            late = [block for block in late if now - block.since > VERY_LATE * usual]
+            idle = len(late)
+        else:
+            idle = cores - sum(now - block.since <= usual for block in self._flying.values())
+        for block in sorted(late, key=lambda block: block.first)[:max(0, idle)]:
             held = set().union(*(self._holders.get(copy.key, ()) for copy in block.copies))
             others = [address for address in self._checked
                       if address in self._threads and address not in held]
@@ -286,8 +303,10 @@ class Crew:
         kind, *rest = event
         if kind == "done":
             return self._take_result(*rest)
+        if kind in ("workers", "looked"):
+            self._looking = False
         if kind == "workers":
-            self._heard = time.monotonic()
+            self._silent = 0.0
             self._threads, self._holders = rest
             for address in self._threads:
                 if address not in self._asked:
@@ -350,6 +369,7 @@ class Crew:
             raise error
         if not block.copies:
             del self._flying[block.number]
+            block.first = 0.0
             self._waiting.append(block)
 
     def _cancel(self, copies):
@@ -358,15 +378,17 @@ class Crew:
 
     def _watch(self):
         now = time.monotonic()
-        if now - self._looked > LOOK:
-            self._looked = now
-            self._start(self._look)
-        if self._is_connected():
-            self._connected = now
-        elif now - self._connected > PATIENCE or self._client.status == "closed":
+        # Whoever takes the pictures may take any time, in which nothing is listened to.
+        waited, self._watched = min(now - self._watched, LOOK), now
+        self._silent += waited if self._looking else 0.0
+        self._unconnected = 0.0 if self._is_connected() else self._unconnected + waited
+        if self._unconnected > PATIENCE or self._client.status == "closed":
             self._lose("the connection is closed")
-        if now - self._heard > SILENCE:
+        if self._silent > SILENCE:
             self._lose(f"it is silent for {SILENCE:.0f} seconds")
+        if not self._looking and (now - self._looked > LOOK or not self._asked):
+            self._looking, self._looked = True, now
+            self._start(self._look)
         if not self._cores() and now - self._said > 10.0:
             self._said = now
             self._say("waits for workers: none is connected")

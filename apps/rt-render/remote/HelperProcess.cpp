@@ -24,6 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t HEAD_BYTES = 12;
+constexpr int PIPE_BYTES = 1 << 20;
 constexpr uint64_t LONGEST = uint64_t{1} << 31;  // a tile is much smaller
 
 // Beside the program lies the module of the same build, or of the same installation.
@@ -65,6 +66,7 @@ bool HelperProcess::start(const char* szModule, const std::string& sArgument, bo
         return true;
     }
     iFrom = iOutput[0];
+    fcntl(iFrom, F_SETPIPE_SZ, PIPE_BYTES);  // if the system grants it
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, iInput[0], STDIN_FILENO);

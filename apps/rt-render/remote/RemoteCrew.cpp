@@ -166,7 +166,8 @@ bool RemoteCrew::store(const Message& message, TilePool& pool) {
     for (uint32_t y = 0; y < tile.uRows; ++y) {
         uint8_t* pTo = pool.pixelsOf(tile) + y * pool.stride();
         for (uint32_t x = 0; x < tile.uColumns; ++x, pFrom += uChannels, pTo += uChannels) {
-            for (unsigned c = 0; c < uChannels; ++c) pTo[c] = pFrom[c < 3 ? 2 - c : c];  // from RGB to BGR
+            pTo[0] = pFrom[2], pTo[1] = pFrom[1], pTo[2] = pFrom[0];  // from RGB to BGR
+            if (uChannels == 4) pTo[3] = pFrom[3];
         }
     }
     pool.finish(uTile);
