@@ -101,7 +101,7 @@ TEST_F(FarmPageTest, StatusAndPictureTellTheSameAndAStoppedFarmGoesOn) {
     EXPECT_TRUE(contains(readFile("said"), "interrupted; 1 of 42 tiles are in farm.part.png")) << readFile("said");
     pFarm = start("--resume");
     EXPECT_TRUE(contains(readFile("said"), "goes on at 1 of 42 tiles")) << readFile("said");
-    EXPECT_EQ(work(), 0) << sOutput;
+    ASSERT_EQ(work(), 0) << sOutput;
     EXPECT_EQ(pFarm->wait(), 0);
     EXPECT_FALSE(contains(readFile("said"), "task 0 result received"));
     EXPECT_EQ(render("test -o wanted.png"), 0);
@@ -146,7 +146,7 @@ TEST_F(FarmPageTest, ADescriptionIsTakenByItsPathAndWorkersNeedItsDirectory) {
     fs::create_directory("elsewhere");
     Process farm("cd elsewhere && exec " RT_FARM
                  " ../Scenes/scene_descs/test.txt --port 0 --page 0 --verbose >../said 2>&1");
-    readPort(farm, ".lgt: ");
+    readPort(farm, "    Scenes/test/test.lgt: ");
     EXPECT_TRUE(contains(readFile("said"), "where the same files lie, as in " + fs::current_path().string() + ":"));
     const std::string sHere = fs::current_path(), sFile = "Scene file Scenes/scene_descs/test.txt: ";
     fs::current_path("elsewhere");
@@ -154,7 +154,7 @@ TEST_F(FarmPageTest, ADescriptionIsTakenByItsPathAndWorkersNeedItsDirectory) {
     EXPECT_TRUE(contains(sOutput, sFile + "No such file")) << sOutput;
     fs::current_path(sHere);
     EXPECT_TRUE(waitUntil([&] { return contains(readFile("said"), "are its scene files these?\nwarning: " + sFile); }));
-    EXPECT_EQ(work(), 0) << sOutput;
+    ASSERT_EQ(work(), 0) << sOutput;
     EXPECT_EQ(farm.wait(), 0) << readFile("said");
     EXPECT_EQ(render("test -o wanted.png"), 0);
     EXPECT_EQ(firstDifference(readFile("elsewhere/test.png"), readFile("wanted.png")), "");
@@ -188,7 +188,7 @@ TEST_F(FarmPageTest, BrowsersThatHangFloodOrProbeDoNotTouchTheFarm) {
     }
     EXPECT_TRUE(waitUntil([&] { return openFiles(pFarm->id()) > iFiles + 8; })) << "the page is held by them";
     EXPECT_LT(openFiles(pFarm->id()), iFiles + 64);
-    EXPECT_EQ(work(), 0) << sOutput;
+    ASSERT_EQ(work(), 0) << sOutput;
     EXPECT_EQ(pFarm->wait(), 0) << readFile("said");
     EXPECT_EQ(render("test -o wanted.png"), 0);
     EXPECT_EQ(firstDifference(readFile("farm.png"), readFile("wanted.png")), "");
@@ -257,7 +257,7 @@ TEST_F(FarmPageTest, RequestsWithoutEndCostNeitherMemoryNorAThread) {
         return openFiles(pFarm->id()) == iFiles;
     }));
     EXPECT_LT(peakKilobytes(pFarm->id()) - iPeak, 64 * 1024);
-    EXPECT_EQ(work(), 0) << sOutput;
+    ASSERT_EQ(work(), 0) << sOutput;
     EXPECT_EQ(pFarm->wait(), 0) << readFile("said");
 }
 
