@@ -63,7 +63,7 @@ void ClientSlots::taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration re
 
 void ClientSlots::taskRefused(const ClientSlot& slot) {
     const Lock lock(mutex);
-    if (slot.bDelivered) return;
+    if (slot.bDelivered && !slot.exchange.bTaskSent) return;  // it only leaves
     ++uRefusals;
     sRefuser = addressText(slot.client.sAddress);
 }

@@ -84,7 +84,8 @@ class ClientSlots {
     void taskTaken(ClientSlot& slot, const Task& task);
     void taskDelivered(ClientSlot& slot, ClientSlot::Clock::duration rendering);
 
-    /// Records that the slot's client gave its task back. One that had not delivered any has no such scene, or another.
+    /// Records that the slot's client gave its task back: it has no such scene, or another. One that leaves after a
+    /// tile, before it got the next, does not count.
     void taskRefused(const ClientSlot& slot);
 
     /// Closes the slot's connection and frees the slot.
@@ -100,7 +101,7 @@ class ClientSlots {
     /// The clients that are served now.
     std::vector<ClientStatus> clients() const;
 
-    /// How many clients gave back their first task, and where the last of them is.
+    /// How many clients gave a task back, and where the last of them is.
     uint32_t refusals(std::string& sAddress) const;
 
     /// The longest time between a tile's sending and its delivery so far.

@@ -35,6 +35,7 @@ bool RSIServer::run(Task& task) {
     uState = PACKET_CLIENT_READY;
     uMessages = 0;
     uProgressTypes = 0;
+    bTaskSent = false;
     tTaskSent = Clock::now();
     while (!task.bDone) {
         if (getResponse()) return true;
@@ -99,6 +100,7 @@ void RSIServer::clientTask(const Task& task) {
     packet.uRows = task.uRows;
     packet.uPackSize = pParameters->uPackSize;
     pClient->send({packet});
+    bTaskSent = true;
     tTaskSent = Clock::now();
     bClientWorks = true;
 }

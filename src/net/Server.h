@@ -20,7 +20,8 @@ class RSIServer {
     uint32_t uState = 0;            // PacketType of the last valid header; 5 after done(), 6 after a failed read
     uint32_t uMessages = 0;         // since run() began
     bool bClientWorks = false;      // the client loads a scene or renders, so it may be silent for long
-    bool bRefused = false;          // the client gave a task back
+    bool bTaskSent = false;         // the client has the current task
+    bool bRefused = false;          // the client gave a task back, or left
     Clock::time_point tTaskSent{};  // when the current task was sent last
 
     // Any thread may read these.

@@ -19,6 +19,11 @@ bool areSame(const RaytracerParameters& a, const RaytracerParameters& b) {
            !memcmp(restOf(a), restOf(b), sizeof(a) - uRest);
 }
 
+// Before any tile is rendered: those in the first rows may fit all the same.
+bool isOfOtherSize(const RaytracerParameters& wanted, const RaytracerParameters& own) {
+    return wanted.uWidth && wanted.uHeight && (wanted.uWidth != own.uWidth || wanted.uHeight != own.uHeight);
+}
+
 }  // namespace
 
 bool loadNamedScene(RayTracer& rayTracer, std::vector<std::string>& vFiles) {
@@ -35,6 +40,10 @@ bool SharedScene::take(const RaytracerParameters& settings) {
         rayTracer.parameters = settings;
         ++uPreparations;
         eState = pfnLoad(rayTracer, vFiles) ? State::BROKEN : State::READY;
+        if (eState == State::READY && isOfOtherSize(settings, rayTracer.parameters)) {
+            fail("the server's picture has another size: its scene files are not those here");
+            eState = State::BROKEN;
+        }
         if (eState == State::BROKEN) {
             fail(std::string("no scene to render: ") + Velk::Printable(settings.szDescFile).text());
         }

@@ -152,6 +152,9 @@ TEST_F(FarmPageTest, ADescriptionIsTakenByItsPathAndWorkersNeedItsDirectory) {
     fs::current_path("elsewhere");
     EXPECT_EQ(work(), 1);
     EXPECT_TRUE(contains(sOutput, sFile + "No such file")) << sOutput;
+    makeScene(makeShowcase(), 56, 40).write("test");  // all tiles but those of the last row would fit
+    EXPECT_EQ(work(), 1);
+    EXPECT_TRUE(contains(sOutput, "the server's picture has another size")) << sOutput;
     fs::current_path(sHere);
     EXPECT_TRUE(waitUntil([&] { return contains(readFile("said"), "are its scene files these?\nwarning: " + sFile); }));
     ASSERT_EQ(work(), 0) << sOutput;

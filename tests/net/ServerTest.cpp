@@ -169,6 +169,25 @@ TEST_F(ServerTest, MisbehavingClientsLoseNoTile) {
     EXPECT_TRUE(server.isComplete());
 }
 
+TEST_F(ServerTest, WhoGivesATileBackIsCountedAndWhoLeavesIsNot) {
+    TestServer server(32, 16, 4, 1);
+    std::string sWho;
+    for (const bool bLeaves : {true, false}) {
+        const Peer peer(server.connectWhenFree());
+        if (bLeaves) {
+            peer.send(words({0, 8, 2, 8}));
+            EXPECT_EQ(peer.receive(616).size(), 616u);
+            peer.send(words({4, 16, 0, 48}) + std::string(48, 'x') + words({6, 8}));
+        } else {
+            EXPECT_EQ(server.deliver(peer, 1), 1u);  // the next tile is sent by now
+            peer.send(words({6, 8}));
+        }
+        EXPECT_FALSE(peer.receive(100).empty());
+        EXPECT_TRUE(waitUntil([&] { return server.slots.connectedClients() == 0; }));
+        EXPECT_EQ(server.slots.refusals(sWho), bLeaves ? 0u : 1u);
+    }
+}
+
 TEST_F(LoopTest, AHundredBadClientsAtATimeBesideTwoHonestOnes) {
     constexpr uint32_t SLOTS = 8, TILES = 1024;
     prepare(TILES, SLOTS);

@@ -90,7 +90,7 @@ function showFarm(s) {
     if (s.untaken) waits.push(s.untaken + " tiles that nobody renders yet");
     if (s.parked) waits.push(s.parked + " connections, for a tile");
     for (const c of s.clients) if (c.heldSeconds > LONG) waits.push("tile " + c.task + ", held by " + c.address + " for " + time(c.heldSeconds));
-    if (s.refusals) waits.push(s.refusals + " clients gave their first tile back: are their scene files the same?");
+    if (s.refusals) waits.push(s.refusals + " clients gave a tile back: are their scene files the same?");
     if (!s.clients.length && s.untaken) waits.push("No client is connected: start rt-worker.");
     $("waits").replaceChildren(...lines(waits.length ? waits : ["Nothing."]));
 }

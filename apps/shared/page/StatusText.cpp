@@ -64,7 +64,7 @@ std::string statusMetrics(const PictureStatus& status) {
         add("tiles_untaken", "gauge", "Tiles that nobody renders yet.", farm.uUntaken);
         add("clients", "gauge", "Connections that are served.", static_cast<double>(farm.vClients.size()));
         add("connections_parked", "gauge", "Connections that wait for a tile.", farm.uParked);
-        add("refusals_total", "counter", "Clients that gave back their first tile.", farm.uRefusals);
+        add("refusals_total", "counter", "Clients that gave a tile back.", farm.uRefusals);
     }
     add("pictures", "gauge", "Pictures of this run.", static_cast<double>(status.uOf));
     add("picture_number", "gauge", "The picture that is being made, counted from 1.",
