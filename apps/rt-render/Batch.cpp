@@ -117,14 +117,15 @@ int renderBatch(const RenderOptions& options, FILE* pOutput, RenderPage& page) {
     std::vector<RenderOptions> vJobs;
     int iResult = STATUS_DONE;
     if (listJobs(options, vJobs, iResult)) return iResult;
+    SkyPicture sky;
     std::unique_ptr<SkyMap> pSky;
-    if (readSky(options, pSky)) return STATUS_FAILED;
+    if (readSky(options, sky, pSky)) return STATUS_FAILED;
     iResult = STATUS_DONE;
     for (RenderOptions& job : vJobs) {
         job.studio.pSky = pSky.get();
         Console::Said said;
         Console::keepIn(&said);
-        const int iStatus = std::make_unique<RenderJob>(job, pOutput, page)->run();
+        const int iStatus = std::make_unique<RenderJob>(job, sky, pOutput, page)->run();
         if (iStatus == STATUS_FAILED && job.bJson) {
             writeFailure(pOutput, job.sScene, said.vErrors.empty() ? "" : said.vErrors.back());
         }

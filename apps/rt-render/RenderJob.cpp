@@ -80,8 +80,9 @@ bool reportOnePoint() {
 }  // namespace
 
 // Small enough for a worker's memory at any number of samples.
-RenderJob::RenderJob(const RenderOptions& wanted, FILE* pOutput, RenderPage& renderPage)
+RenderJob::RenderJob(const RenderOptions& wanted, const SkyPicture& skyPicture, FILE* pOutput, RenderPage& renderPage)
     : options(wanted),
+      sky(skyPicture),
       uSamples(std::max(1u, wanted.uSamples)),
       uTileEdge(wanted.parameters.uPackSize),
       sink(options, pOutput),
@@ -201,6 +202,7 @@ bool RenderJob::prepare() {
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
+    if (pRemote) rayTracer.sky = sky;
     if (pRemote) pRemote->begin(rayTracer, studioSettings(), options.uSamples);
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);

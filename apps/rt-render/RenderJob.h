@@ -26,7 +26,7 @@ namespace rt {
 class RenderJob {
  public:
     /// pOutput: standard output, for those who asked for something there.
-    RenderJob(const RenderOptions& wanted, FILE* pOutput, RenderPage& renderPage);
+    RenderJob(const RenderOptions& wanted, const SkyPicture& skyPicture, FILE* pOutput, RenderPage& renderPage);
 
     /// Exit status of the program.
     int run();
@@ -53,6 +53,7 @@ class RenderJob {
     int keepPart(const PartFile& part, const std::string& sKey, int iSignal);
 
     const RenderOptions options;
+    const SkyPicture& sky;    // of which the options have a map
     const unsigned uSamples;  // rays along each side of a pixel
     uint32_t uTileEdge;
     RayTracer rayTracer;

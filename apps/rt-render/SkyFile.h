@@ -4,10 +4,11 @@
 
 #include "render/studio/SkyMap.h"
 #include "rt-render/options/RenderOptions.h"
+#include "scene/SkyPicture.h"
 
 namespace rt {
 
 /// Reads the file of light that the options name, if they do. True on failure, which is reported.
-[[nodiscard]] bool readSky(const RenderOptions& options, std::unique_ptr<SkyMap>& pSky);
+[[nodiscard]] bool readSky(const RenderOptions& options, SkyPicture& sky, std::unique_ptr<SkyMap>& pMap);
 
 }  // namespace rt

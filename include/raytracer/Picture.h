@@ -75,6 +75,7 @@ struct Studio {
     float bottom[3] = {192, 197, 205};  // of the last row
     bool bTransparent = false;          // nothing: pixels have 4 bytes, the last one is alpha
     bool bSmoothEdges = true;           // nine rays for pixels in which an edge is seen
+    bool bSkyBehind = false;            // the scene's sky, if it has one
     uint32_t uGround = NO_MATERIAL;     // a material of which nothing is seen but the shadows on it
 };
 

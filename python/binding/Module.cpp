@@ -58,6 +58,22 @@ py::array renderPicture(RaycastingScene& scene, const raytracer::View& view, con
     return std::move(pixels);
 }
 
+// Light of (height, width, 3).
+template <typename SomeScene>
+void setSky(SomeScene& scene, const Floats& light, float fTurn) {
+    if (light.ndim() != 3 || light.shape(2) != 3 || std::max(light.shape(0), light.shape(1)) > INT32_MAX)
+        throw py::value_error("light: shape (height, width, 3) wanted, got " +
+                              py::str(light.attr("shape")).cast<std::string>());
+    const auto uHeight = static_cast<uint32_t>(light.shape(0)), uWidth = static_cast<uint32_t>(light.shape(1));
+    const float* pLight = light.data();
+    const py::gil_scoped_release unlock;
+    scene.setSky(pLight, uWidth, uHeight, fTurn);
+}
+
+constexpr const char* ABOUT_SKY =
+    "Lights studios by a picture all around in place of their own light: light (height, width, 3), not\n"
+    "negative, the first row above, the middle column along z, turned to the right by turn degrees.";
+
 py::array renderPacked(PackedScene& scene, const raytracer::View& view, const Look& look, const Floats& lights,
                        int iThreads) {
     const unsigned uThreads = threadsOf(iThreads);
@@ -204,6 +220,7 @@ PYBIND11_MODULE(_raytracer, module) {
     module.def("packed_view", viewInBytes);
     py::class_<PackedScene>(module, "PackedScene", "A scene that came as bytes, for pictures alone.")
         .def("_render", renderPacked)
+        .def("set_sky", setSky<PackedScene>, "light"_a, "turn"_a = 0.0f, ABOUT_SKY)
         .def("_layers", packedLayers)
         .def_property_readonly(
             "parts", partsOf,
@@ -222,6 +239,7 @@ PYBIND11_MODULE(_raytracer, module) {
              "Adds a mesh: vertices (n, 3), triangles (m, 3). Returns its geometry id; the first is 0.")
         .def("add_triangles", addTriangles, "vertex_positions"_a, "triangle_indices"_a)
         .def("_render", renderPicture)
+        .def("set_sky", setSky<RaycastingScene>, "light"_a, "turn"_a = 0.0f, ABOUT_SKY)
         .def("_layers", meshLayers)
         .def("_add_named", addNamed)
         .def("_pack", packMeshes)

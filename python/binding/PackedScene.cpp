@@ -34,6 +34,12 @@ bool PackedScene::findLayers(const LayerOrder& order, unsigned uThreads, const s
     return bFailed;
 }
 
+void PackedScene::setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn) {
+    const std::unique_lock<std::shared_mutex> lock(lamps);
+    lastReport();
+    if (scene.setSky(pLight, uWidth, uHeight, fTurn)) throw std::invalid_argument(lastReport());
+}
+
 bool PackedScene::render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels,
                          const std::atomic<bool>& bStop) {
     const std::vector<raytracer::Light>& vWanted = order.vLights.empty() ? vOwn : order.vLights;

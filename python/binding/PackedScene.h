@@ -24,6 +24,10 @@ class PackedScene {
     /// of the picture before wait until its threads are done. True when it was stopped. Throws std::bad_alloc.
     bool render(const PictureOrder& order, unsigned uThreads, uint8_t* pPixels, const std::atomic<bool>& bStop);
 
+    /// Sets the light of its studios, three numbers a pixel, once no thread renders. Throws std::invalid_argument for
+    /// what is none.
+    void setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn);
+
     /// Fills layers, which no light changes. True when it was stopped. Throws std::bad_alloc.
     bool findLayers(const LayerOrder& order, unsigned uThreads, const std::atomic<bool>& bStop) const;
 
@@ -36,7 +40,7 @@ class PackedScene {
 
  private:
     raytracer::Scene scene;
-    std::shared_mutex lamps;  // of what follows; shared while pictures are made
+    std::shared_mutex lamps;  // of what follows and the sky; shared while pictures are made
     std::vector<raytracer::Light> vOwn;
     std::vector<raytracer::Light> vLights;  // that shine now
 };

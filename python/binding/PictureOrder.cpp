@@ -41,7 +41,8 @@ raytracer::View viewOf(const Floats& points, uint32_t uWidth, uint32_t uHeight, 
     return view;
 }
 
-Look studioLook(const Three& top, const Three& bottom, bool bTransparent, bool bSmoothEdges, uint32_t uGround) {
+Look studioLook(const Three& top, const Three& bottom, bool bTransparent, bool bSmoothEdges, uint32_t uGround,
+                bool bSkyBehind) {
     Look look;
     look.bStudio = true;
     std::copy(top.begin(), top.end(), look.studio.top);
@@ -49,6 +50,7 @@ Look studioLook(const Three& top, const Three& bottom, bool bTransparent, bool b
     look.studio.bTransparent = bTransparent;
     look.studio.bSmoothEdges = bSmoothEdges;
     look.studio.uGround = uGround;
+    look.studio.bSkyBehind = bSkyBehind;
     return look;
 }
 
@@ -81,7 +83,7 @@ void addPictureTypes(py::module_& module) {
              "samples"_a = 1, "window"_a = py::none());
     py::class_<Look>(module, "Look", "The light of a picture.")
         .def_static("studio", &studioLook, "top"_a = top, "bottom"_a = bottom, "transparent"_a = false,
-                    "smooth_edges"_a = true, "ground"_a = NONE)
+                    "smooth_edges"_a = true, "ground"_a = NONE, "sky_behind"_a = false)
         .def_static("lamps", &lampLook, "material"_a = NONE, "width"_a = bricks.fWidth, "height"_a = bricks.fHeight,
                     "mortar"_a = bricks.fMortar, "angle"_a = bricks.fAngle, "dirt"_a = false);
 }

@@ -117,7 +117,17 @@ void RaycastingScene::fill(raytracer::Scene& scene, const std::vector<float>& vC
         if (!vColors.empty()) std::copy_n(&vColors[3 * u], 3, material.color);
         bFailed = bFailed || scene.addMaterial(material);
     }
-    if (bFailed) throw std::bad_alloc();
+    if (bFailed || scene.setSky(vSky.data(), uSkyWidth, uSkyHeight, fSkyTurn)) throw std::bad_alloc();
+}
+
+void RaycastingScene::setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn) {
+    raytracer::Scene trial;
+    lastReport();
+    if (trial.setSky(pLight, uWidth, uHeight, fTurn)) throw std::invalid_argument(lastReport());
+    const std::lock_guard<std::timed_mutex> lock(meshes);
+    vSky.assign(pLight, pLight + size_t{3} * uWidth * uHeight);
+    uSkyWidth = uWidth, uSkyHeight = uHeight, fSkyTurn = fTurn;
+    uPictureMeshes = 0;
 }
 
 // False when there is nothing to be seen, or when it was stopped.

@@ -56,6 +56,9 @@ class RaycastingScene {
     /// The scene of such pictures as bytes, which are empty when it has no triangle. Throws std::bad_alloc.
     std::vector<uint8_t> pack(const std::vector<float>& vColors, bool bSmooth);
 
+    /// The light of its studios. Throws std::invalid_argument for what is none.
+    void setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn);
+
     uint32_t geometryCount();
     std::vector<std::string> geometryNames();
 
@@ -71,6 +74,9 @@ class RaycastingScene {
     std::vector<uint32_t> vTriangles;
     std::vector<uint32_t> vFirst{0};
     std::vector<std::string> vNames;
+    std::vector<float> vSky;  // three numbers a pixel
+    uint32_t uSkyWidth = 0, uSkyHeight = 0;
+    float fSkyTurn = 0.0f;
     std::shared_ptr<const PreparedMeshes> pPrepared;
 
     std::timed_mutex pictures;  // taken before the other; guards a second scene, in which lights may change

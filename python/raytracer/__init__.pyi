@@ -42,6 +42,7 @@ class RaycastingScene:
     def add_triangles(self, vertices: ArrayLike, triangles: ArrayLike) -> int: ...
     @overload
     def add_triangles(self, vertex_positions: ArrayLike, triangle_indices: ArrayLike) -> int: ...
+    def set_sky(self, light: ArrayLike, turn: float = 0.0) -> None: ...
     def add_file(self, path: Path, allow_outside: bool = False) -> List[int]: ...
     def cast_rays(self, rays: ArrayLike, nthreads: int = 0) -> Dict[str, NDArray[Any]]: ...
     def test_occlusions(self, rays: ArrayLike, tnear: float = 0.0, tfar: float = ...,
@@ -70,6 +71,7 @@ class PackedScene:
     """A scene that came as bytes, for pictures alone."""
 
     light: Literal["lamps", "studio"]  # that render() takes by default
+    def set_sky(self, light: ArrayLike, turn: float = 0.0) -> None: ...
     @property
     def ground(self) -> int: ...
     @property
@@ -91,7 +93,7 @@ def pack(scene: RaycastingScene, colors: Optional[ArrayLike] = None,
 def render(scene: Union[RaycastingScene, PackedScene], camera: Optional[Camera] = None, *,
            light: Optional[Literal["lamps", "studio"]] = None, lights: Optional[ArrayLike] = None,
            colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
-           background: Optional[ArrayLike] = None, ground: Optional[int] = None,
+           background: Union[ArrayLike, Literal["sky"], None] = None, ground: Optional[int] = None,
            bricks: Optional[Dict[str, Any]] = None, samples: int = 0,
            window: Optional[Sequence[int]] = None, depth: bool = False,
            normals: bool = False, ids: bool = False, layers: Union[str, Sequence[str]] = (),

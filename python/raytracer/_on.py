@@ -16,7 +16,7 @@ import numpy as np
 from . import __version__
 
 HEAD = struct.Struct("<4sQ")
-START = struct.Struct("<16s5I6fI4fI")  # version, rays, studio, transparent, samples, ground, ...
+START = struct.Struct("<16s6I6fI4fI")  # version, rays, studio, transparent, samples, ground, ...
 SHOT = struct.Struct("<5I12f")         # number, width, height, parallel, edge of tiles, view
 TILE = struct.Struct("<2I")            # number of the shot, and of the tile
 
@@ -89,13 +89,13 @@ class _Driver:
 
 
 def _look(numbers):
-    studio, transparent, samples, ground = numbers[:4]
+    studio, transparent, samples, ground, sky = numbers[:5]
     if studio:
         return {"studio": True, "samples": samples, "transparent": bool(transparent),
-                "background": (numbers[4:7], numbers[7:10]), "bricks": None,
+                "background": "sky" if sky else (numbers[5:8], numbers[8:11]), "bricks": None,
                 "ground": ground}
     names = "material", "width", "height", "mortar", "angle", "dirt"
-    bricks = dict(zip(names, numbers[10:]), dirt=bool(numbers[15]))
+    bricks = dict(zip(names, numbers[11:]), dirt=bool(numbers[16]))
     return {"studio": False, "samples": samples, "transparent": False, "background": None,
             "ground": None, "bricks": bricks}
 

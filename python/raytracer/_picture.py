@@ -63,7 +63,11 @@ def look_of(scene, studio, samples, transparent, background, ground, bricks):
     if not studio:
         return Look.lamps(**(bricks or {}))
     chosen = {}
-    if background is not None:
+    if isinstance(background, str):
+        if background != "sky":
+            raise ValueError(f"background: 'sky' or colours wanted, got {background!r}")
+        chosen["sky_behind"] = True
+    elif background is not None:
         colors = np.asarray(background, np.float32)
         if colors.shape not in ((3,), (2, 3)):
             raise ValueError(f"background: shape (3,) or (2, 3) wanted, got {colors.shape}")
@@ -96,8 +100,8 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
     255 at distance 1 shows a white surface white. Without any, two are put beside the camera, and
     a packed scene has its own. bricks: a dict of material, the number of the geometry or material
     that becomes a wall, and width, height, mortar, angle and dirt. Or "studio": soft light that
-    turns with the camera, smooth edges, a light background, or background, one colour or those of
-    the first and the last row, 0 to 255; with transparent=True none, but a fourth channel, alpha.
+    turns with the camera, or the scene's sky, smooth edges, a light background, or background, one
+    colour, those of the first and the last row, 0 to 255, or "sky"; with transparent=True none, but a fourth channel, alpha.
     None: what a model was loaded for, else "lamps".
     ground: the geometry or material of which nothing is seen but the shadows on it.
     colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean

@@ -16,13 +16,13 @@ class SchedulerLost(ConnectionError):
 def render(client: Any, scene: Scene, cameras: Optional[Camera] = None, *,
            light: Literal["lamps", "studio"] = "lamps", lights: Optional[ArrayLike] = None,
            colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
-           background: Optional[ArrayLike] = None, ground: Optional[int] = None,
+           background: Union[ArrayLike, Literal["sky"], None] = None, ground: Optional[int] = None,
            bricks: Optional[Dict[str, Any]] = None, samples: int = 0,
            rays: Literal["watertight", "tree"] = "watertight") -> Pixels: ...
 @overload
 def render(client: Any, scene: Scene, cameras: Iterable[Optional[Camera]], *,
            light: Literal["lamps", "studio"] = "lamps", lights: Optional[ArrayLike] = None,
            colors: Optional[ArrayLike] = None, smooth: bool = False, transparent: bool = False,
-           background: Optional[ArrayLike] = None, ground: Optional[int] = None,
+           background: Union[ArrayLike, Literal["sky"], None] = None, ground: Optional[int] = None,
            bricks: Optional[Dict[str, Any]] = None, samples: int = 0,
            rays: Literal["watertight", "tree"] = "watertight") -> Iterator[Pixels]: ...

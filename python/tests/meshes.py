@@ -44,3 +44,13 @@ def random_rays(count, seed=1):
     rays[:, :3] *= 2
     rays[:, 3:] -= rays[:, :3]
     return rays
+
+
+def write_sky(path):
+    """A sky of 16 x 8 pixels with a sun, as a Radiance file and as numbers."""
+    pixels = np.full((8, 16, 4), 128, np.uint8)
+    pixels[..., 2] += np.arange(16, dtype=np.uint8)
+    pixels[1, 3] = 200, 180, 160, 137
+    path.write_bytes(b"#?RADIANCE\nFORMAT=32-bit_rle_rgbe\n\n-Y 8 +X 16\n" +
+                     pixels.tobytes())
+    return pixels[..., :3] * np.exp2(pixels[..., 3:].astype(np.float32) - 136)

@@ -14,7 +14,7 @@ import numpy as np
 import pytest
 
 import raytracer
-from meshes import ball
+from meshes import ball, write_sky
 
 pytest.importorskip("distributed")
 from distributed import Client  # noqa: E402
@@ -162,9 +162,12 @@ def rt_render(*words, **kwargs):
 @pytest.mark.parametrize("options", [
     ["--ground", "--views", "iso,top", "--ortho", "--samples", "2"],
     ["--orbit", "9", "--background", "transparent"],
+    ["--views", "front,top", "--sky", "sky.hdr", "--background", "sky"],
     ["--hemisphere", "3", "--intrinsics", "90", "95", "60", "50", "--light", "lamps"]])
 def test_rt_render_writes_the_same_files_on_a_scheduler(cluster, options, tmp_path):
     cluster.client()
+    write_sky(tmp_path / "sky.hdr")
+    options = [tmp_path / word if word == "sky.hdr" else word for word in options]
     for folder, place in (("here", []), ("there", ["--on", cluster.address])):
         (tmp_path / folder).mkdir()
         ran = rt_render(MODEL, "--resolution", "160", "120", *options, *place, "-o",

@@ -6,7 +6,7 @@ import numpy as np
 import pytest
 
 import raytracer
-from meshes import ball
+from meshes import ball, write_sky
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAMS = pathlib.Path(raytracer.__file__).parents[2]  # of this build
@@ -38,6 +38,36 @@ def test_models_are_shown_as_rt_render_shows_them(light, options, tmp_path):
     np.testing.assert_array_equal(raytracer.render(scene, **chosen), wanted)
     part = raytracer.render(scene, window=(37, 20, 111, 99), **chosen)
     np.testing.assert_array_equal(part, wanted[20:119, 37:148])
+
+
+@needs_programs
+def test_skies_light_studios(tmp_path):
+    light = write_sky(tmp_path / "sky.hdr")
+    model = [ROOT / "tests/data/letter.gltf", "--resolution", "120", "90"]
+    run("rt-render", *model, "--sky", tmp_path / "sky.hdr", "--sky-turn", "30", "--background",
+        "sky", "-o", tmp_path / "a.ppm")
+    scene = raytracer.load_packed(run("rt-import", *model, "--pack", "-"))
+    scene.set_sky(light, turn=30)
+    picture = raytracer.render(scene, light="studio", background="sky")
+    np.testing.assert_array_equal(picture, pixels(tmp_path / "a.ppm"))
+
+    meshes = raytracer.RaycastingScene()
+    meshes.add_triangles(*ball(8))
+    camera = raytracer.Camera(40, (0, 0, 0), (1, 6, 3), (0, 0, 1), 80, 60)
+    plain = raytracer.render(meshes, camera, light="studio")
+    meshes.set_sky(light)
+    lit = raytracer.render(meshes, camera, light="studio")
+    assert (lit != plain).any()
+    packed = raytracer.load_packed(raytracer.pack(meshes))
+    np.testing.assert_array_equal(raytracer.render(packed, camera, light="studio"), lit)
+    for wrong, said in ((light[..., :2], r"shape \(height, width, 3\) wanted, got \(8, 16, 2\)"),
+                        (-light, "sky: is dark, or has numbers that are no light"),
+                        (0 * light, "sky: is dark")):
+        for thing in (meshes, packed):
+            with pytest.raises(ValueError, match=said):
+                thing.set_sky(wrong)
+    meshes.set_sky(np.empty((0, 0, 3)))
+    np.testing.assert_array_equal(raytracer.render(meshes, camera, light="studio"), plain)
 
 
 @needs_programs

@@ -7,6 +7,7 @@
 #include "raytracer/Picture.h"
 #include "raytracer/Scene.h"
 #include "render/RayTracer.h"
+#include "render/studio/SkyMap.h"
 #include "render/studio/SurfaceTextures.h"
 #include "scene/Camera.h"
 
@@ -17,9 +18,13 @@ struct raytracer::Scene::Data {
     bool bPrepared = false;
     bool bPictures = false;
     uint32_t uGround = rt::NO_INDEX;
+    std::unique_ptr<const rt::SkyMap> pSky;  // of the scene's sky
 
     /// Of the prepared scene; made for the first picture that shows them. Throws std::bad_alloc.
     const rt::SurfaceTextures& textures() const;
+
+    /// Takes the scene's sky. True, with a report, when there is no such sky. Throws std::bad_alloc.
+    bool makeSky();
 
     const rt::WatertightQueries* watertightFor(const char* szWhat) const;
 

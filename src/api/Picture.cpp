@@ -177,6 +177,8 @@ bool renderStudio(const Scene& scene, const View& view, const Studio& studio, un
     settings.bTransparent = studio.bTransparent;
     settings.bSmoothEdges = studio.bSmoothEdges;
     settings.uGround = studio.uGround;
+    settings.pSky = data.pSky.get();
+    settings.bSkyBehind = studio.bSkyBehind && data.pSky;
     const Frame frame = Inside::frameOf(view, data.scene.scene);
     return share(uThreads, pStop, [&](Work& work) {
         const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, data.textures(), frame, settings);

@@ -95,6 +95,18 @@ const WatertightQueries* Scene::Data::watertightFor(const char* szWhat) const {
     return p;
 }
 
+bool Scene::Data::makeSky() {
+    const SkyPicture& sky = scene.sky;
+    pSky.reset();
+    if (sky.vLight.empty()) return false;
+    if (!sky.isWrong()) pSky = std::make_unique<const SkyMap>(sky.vLight.data(), sky.uWidth, sky.uHeight, sky.fTurn);
+    if (pSky && !pSky->isDark()) return false;
+    pSky.reset();
+    scene.sky = {};
+    Velk::inputError("sky", 0, nullptr, "is dark, or has numbers that are no light");
+    return true;
+}
+
 const SurfaceTextures& Scene::Data::textures() const {
     std::call_once(texturesMade,
                    [this] { pTextures = std::make_unique<const SurfaceTextures>(scene.scene, scene.colours); });
@@ -124,7 +136,7 @@ bool Scene::loadPacked(const void* pBytes, size_t uBytes) {
         }
         pData->camera = staged.camera;
         pData->uGround = staged.uGround;
-        return staged.handOver(pData->scene);
+        return staged.handOver(pData->scene) || pData->makeSky();
     } catch (const std::bad_alloc&) {
         Velk::memoryError(uBytes, "a packed scene");
         return true;
@@ -195,6 +207,20 @@ bool Scene::setLights(const Light* pLights, uint32_t uLights) {
     if (std::any_of(pLights, pLights + uLights, [this](const Light& light) { return addLight(light); })) return true;
     if (pData->bPrepared) pData->scene.lights.applyDomainFactor(pData->scene.scene.fDomainFactor);
     return false;
+}
+
+bool Scene::setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn) {
+    const uint64_t uPixels = uint64_t{uWidth} * uHeight;
+    try {
+        if (uPixels > PTRDIFF_MAX / (3 * sizeof(float))) throw std::bad_alloc();
+        pData->scene.sky = {uWidth, uHeight, fTurn, {pLight, pLight + 3 * uPixels}};
+        return pData->makeSky();
+    } catch (const std::bad_alloc&) {
+        pData->scene.sky = {};
+        pData->pSky.reset();
+        Velk::memoryError(static_cast<size_t>(uPixels) * 3 * sizeof(float), "a sky");
+        return true;
+    }
 }
 
 std::vector<Light> Scene::lights() const {

@@ -51,6 +51,7 @@ void PreparedScene::release() {
     lights.releaseLights();
     colours = {};
     parts = {};
+    sky = {};
 }
 
 }  // namespace rt

@@ -6,6 +6,7 @@
 #include "scene/Lights.h"
 #include "scene/Scene.h"
 #include "scene/SceneParts.h"
+#include "scene/SkyPicture.h"
 #include "scene/SurfaceColours.h"
 
 namespace rt {
@@ -23,6 +24,7 @@ class PreparedScene {
     RayQueries queries;
     SurfaceColours colours;  // of the mesh's places; only studios show them
     SceneParts parts;
+    SkyPicture sky;
 
     /// Reads mesh, materials and lights from a scene's files, in place of what was there. True on failure, which is
     /// logged.

@@ -33,12 +33,13 @@ struct Head {
     char szMagic[16];
     char szVersion[16];
     uint64_t uVertices, uIndices, uMaterials, uAttributes, uLights;
-    uint64_t uPlaces, uCorners, uRules, uRuns, uPartBytes, uTextures;
+    uint64_t uPlaces, uCorners, uRules, uRuns, uPartBytes, uTextures, uSkyNumbers;
     char szCamera[sizeof(Camera::szName)];
     float fEye[3], fScreen[3][3];
-    uint32_t uWidth, uHeight, uGround, uReserved;
+    uint32_t uWidth, uHeight, uGround, uSkyWidth, uSkyHeight;
+    float fSkyTurn;
 };
-static_assert(sizeof(Head) == 216, "the same on all machines");
+static_assert(sizeof(Head) == 232, "the same on all machines");
 static_assert(sizeof(Velk::VERSION) <= sizeof(Head::szVersion));
 
 // What each texture's texels begin with.
@@ -160,6 +161,8 @@ Head headOf(const StagedScene& scene) {
     memcpy(head.fScreen, scene.camera.v3Screen, sizeof(head.fScreen));
     head.uWidth = scene.camera.uWidth, head.uHeight = scene.camera.uHeight;
     head.uGround = scene.uGround;
+    head.uSkyNumbers = scene.sky.vLight.size();
+    head.uSkyWidth = scene.sky.uWidth, head.uSkyHeight = scene.sky.uHeight, head.fSkyTurn = scene.sky.fTurn;
     return head;
 }
 
@@ -173,6 +176,7 @@ void takeHead(Head& head, StagedScene& scene) {
     for (unsigned u = 0; u < 3; ++u) camera.v3Screen[u] = vectorOf(head.fScreen[u]);
     camera.uWidth = head.uWidth, camera.uHeight = head.uHeight;
     scene.uGround = head.uGround;
+    scene.sky.uWidth = head.uSkyWidth, scene.sky.uHeight = head.uSkyHeight, scene.sky.fTurn = head.fSkyTurn;
 }
 
 }  // namespace
@@ -187,7 +191,7 @@ bool StagedScene::pack(const Write& write) const {
     head.uPartBytes = vParts.size();
     if (write(&head, sizeof(head)) || writeArray(vVertices) || writeArray(vTriangles) || writeArray(vMaterials) ||
         writeArray(vAttributes) || writeArray(vLights) || writeArray(colours.vPlaces) || writeArray(colours.vCorners) ||
-        writeArray(colours.vRules) || writeArray(parts.vRuns) || writeArray(vParts)) {
+        writeArray(colours.vRules) || writeArray(parts.vRuns) || writeArray(vParts) || writeArray(sky.vLight)) {
         return true;
     }
     return std::any_of(colours.vTextures.begin(), colours.vTextures.end(), [&](const TextureImage& image) {
@@ -214,7 +218,8 @@ bool StagedScene::unpack(const void* p, size_t uBytes, std::string& sReason) {
         reader.takeArray(vMaterials, head.uMaterials) || reader.takeArray(vAttributes, head.uAttributes) ||
         reader.takeArray(vLights, head.uLights) || reader.takeArray(colours.vPlaces, head.uPlaces) ||
         reader.takeArray(colours.vCorners, head.uCorners) || reader.takeArray(colours.vRules, head.uRules) ||
-        reader.takeArray(parts.vRuns, head.uRuns) || reader.takeArray(vParts, head.uPartBytes)) {
+        reader.takeArray(parts.vRuns, head.uRuns) || reader.takeArray(vParts, head.uPartBytes) ||
+        reader.takeArray(sky.vLight, head.uSkyNumbers)) {
         return true;
     }
     colours.vTextures.clear();
@@ -227,7 +232,7 @@ bool StagedScene::unpack(const void* p, size_t uBytes, std::string& sReason) {
     const uint64_t uFaces = vMaterials.size();
     return vTriangles.size() != 3 * uFaces || uFaces > UINT32_MAX || vVertices.size() > UINT32_MAX ||
            (uGround != NO_INDEX && uGround >= vAttributes.size()) || readParts(vParts, parts) ||
-           parts.areWrong(uFaces) || areColoursWrong(colours, vMaterials.size(), vAttributes.size());
+           parts.areWrong(uFaces) || sky.isWrong() || areColoursWrong(colours, vMaterials.size(), vAttributes.size());
 }
 
 bool StagedScene::send(int iFile) const {
@@ -270,6 +275,7 @@ void StagedScene::takeFrom(const PreparedScene& scene, const Camera& view) {
     vLights.assign(scene.lights.pLights, scene.lights.pLights + scene.lights.uCount);
     colours = scene.colours;
     parts = scene.parts;
+    sky = scene.sky;
     camera = view;
 }
 
@@ -292,6 +298,7 @@ bool StagedScene::handOver(PreparedScene& scene) const {
     if (bFailed) Velk::memoryError(vAttributes.size() * sizeof(AttributeInstance), "the materials of a model");
     scene.colours = colours;
     scene.parts = parts;
+    scene.sky = sky;
     scene.attributes.bLoaded = scene.lights.bLoaded = !bFailed;
     return bFailed;
 }

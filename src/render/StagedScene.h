@@ -12,6 +12,7 @@
 #include "scene/FaceData.h"
 #include "scene/Lights.h"
 #include "scene/SceneParts.h"
+#include "scene/SkyPicture.h"
 #include "scene/SurfaceColours.h"
 
 namespace rt {
@@ -28,6 +29,7 @@ struct StagedScene {
     std::vector<Light> vLights;
     SurfaceColours colours;
     SceneParts parts;
+    SkyPicture sky;
     Camera camera;
     uint32_t uGround = NO_INDEX;  // the material of a ground that was put under a model
 
@@ -38,7 +40,7 @@ struct StagedScene {
     [[nodiscard]] bool pack(const Write& write) const;
 
     /// Reads such bytes, which may be anything: lengths are checked against uBytes. True when they are no scene of this
-    /// version, or colours or parts do not fit the mesh; sReason then says so.
+    /// version, colours or parts do not fit the mesh, or there is no such sky; sReason then says so.
     [[nodiscard]] bool unpack(const void* p, size_t uBytes, std::string& sReason);
 
     /// The same by way of a file in memory. True on failure, with errno set by send().
@@ -48,7 +50,7 @@ struct StagedScene {
     /// Copies a scene that was filled and not prepared yet, with its camera.
     void takeFrom(const PreparedScene& scene, const Camera& view);
 
-    /// Puts mesh, materials, colours, parts and lights into a scene in place of what was there. Checks all indices and
+    /// Puts mesh, materials, colours, parts, sky and lights into a scene in place of what was there. Checks all indices and
     /// numbers. True when something is wrong or without memory, which is logged.
     [[nodiscard]] bool handOver(PreparedScene& scene) const;
 };

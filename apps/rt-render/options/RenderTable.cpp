@@ -124,7 +124,6 @@ constexpr OptionRow<Settings> RENDER_ROWS[] = {
     {Option::count("--jobs", "N", "number of worker threads").within(1, 1024).otherwise("one a core"),
      [](Settings& s, Values v) { s.uJobs = v[0].u; }},
     {Option::text("--on", "ADDRESS", "renders by the workers of a Dask scheduler, tcp://HOST:8786")
-         .notWith("--sky")
          .more(
              "tls://HOST:8786 uses the certificates that Dask's configuration names. Needs Debian's "
              "python3-raytracer and python3-distributed, here and on the workers' machines. The bytes of pictures are "

@@ -21,13 +21,13 @@ constexpr uint64_t LEAST_AHEAD = 2, MOST_AHEAD = 256;
 // What all pictures have in common. Both records are those of python/raytracer/_on.py.
 struct StartRecord {
     char szVersion[16];
-    uint32_t uWatertight, uStudio, uTransparent, uSamples, uGround;
+    uint32_t uWatertight, uStudio, uTransparent, uSamples, uGround, uSkyBehind;
     float fTop[3], fBottom[3];
     uint32_t uMaterial;
     float fBrick[4];
     uint32_t uDirt;
 };
-static_assert(sizeof(StartRecord) == 16 + 16 * 4 + 4, "without gaps");
+static_assert(sizeof(StartRecord) == 16 + 17 * 4 + 4, "without gaps");
 
 struct ShotRecord {
     uint32_t uNumber, uWidth, uHeight, uParallel, uEdge;
@@ -75,6 +75,7 @@ bool RemoteCrew::sendStart(const RayTracer& rayTracer, const StudioSettings& set
     record.uTransparent = settings.bTransparent;
     record.uSamples = uSamples;
     record.uGround = settings.uGround;
+    record.uSkyBehind = settings.bSkyBehind;
     put(settings.v3Top, record.fTop);
     put(settings.v3Bottom, record.fBottom);
     record.uMaterial = parameters.uTexturedAttribute;
