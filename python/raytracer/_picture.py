@@ -101,7 +101,8 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
     a packed scene has its own. bricks: a dict of material, the number of the geometry or material
     that becomes a wall, and width, height, mortar, angle and dirt. Or "studio": soft light that
     turns with the camera, or the scene's sky, smooth edges, a light background, or background, one
-    colour, those of the first and the last row, 0 to 255, or "sky"; with transparent=True none, but a fourth channel, alpha.
+    colour, those of the first and the last row, 0 to 255, or "sky"; with transparent=True none, but
+    a fourth channel, alpha.
     None: what a model was loaded for, else "lamps".
     ground: the geometry or material of which nothing is seen but the shadows on it.
     colors: (number of geometries, 3), shares from 0 to 1. smooth: shade by the vertices' mean

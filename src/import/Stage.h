@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "import/ModelImport.h"
-#include "import/reader/Model.h"
+#include "import/model/Model.h"
 
 namespace rt {
 

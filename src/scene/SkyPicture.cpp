@@ -1,3 +1,4 @@
+// Checks the light of a sky.
 #include "scene/SkyPicture.h"
 
 #include <algorithm>

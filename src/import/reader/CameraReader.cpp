@@ -10,7 +10,7 @@
 
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
 
 namespace rt {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "import/reader/Model.h"
+#include "import/model/Model.h"
 
 struct aiScene;
 

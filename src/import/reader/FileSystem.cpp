@@ -9,7 +9,7 @@
 #include <string>
 
 #include "base/InputFile.h"
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
 
 namespace rt {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "import/reader/Model.h"
+#include "import/model/Model.h"
 #include "import/reader/TextureTable.h"
 
 struct aiMaterial;

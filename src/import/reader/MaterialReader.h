@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "import/model/Model.h"
 #include "import/reader/GleamReader.h"
-#include "import/reader/Model.h"
 #include "import/reader/TextureTable.h"
 
 struct aiMaterial;

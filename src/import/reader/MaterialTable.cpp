@@ -7,7 +7,7 @@
 
 #include <cstring>
 
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
 #include "import/reader/MaterialReader.h"
 
 namespace rt {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "import/model/Model.h"
 #include "import/reader/GleamReader.h"
-#include "import/reader/Model.h"
 #include "import/reader/TextureTable.h"
 
 struct aiMesh;

@@ -14,7 +14,7 @@
 #include "base/InputFile.h"
 #include "base/NRaiiFile.h"
 #include "import/files/ModelFiles.h"
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
 #include "import/reader/FileSystem.h"
 #include "import/reader/SceneConverter.h"
 #include "import/scan/Gltf.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "import/model/Model.h"
 #include "import/reader/ImportOptions.h"
-#include "import/reader/Model.h"
 
 namespace rt {
 

@@ -11,10 +11,10 @@
 #include <map>
 #include <utility>
 
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
+#include "import/model/MeshWalk.h"
 #include "import/reader/CameraReader.h"
 #include "import/reader/MaterialTable.h"
-#include "import/reader/MeshWalk.h"
 #include "import/reader/UpAxis.h"
 #include "import/reader/VertexJoiner.h"
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "import/files/ModelFiles.h"
-#include "import/reader/Model.h"
+#include "import/model/Model.h"
 #include "import/scan/ObjScanner.h"
 
 struct aiScene;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "import/reader/MeshWalk.h"
+#include "import/model/MeshWalk.h"
 
 namespace rt {
 

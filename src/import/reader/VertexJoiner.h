@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "import/reader/Model.h"
+#include "import/model/Model.h"
 
 namespace rt {
 

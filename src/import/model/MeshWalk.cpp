@@ -1,8 +1,9 @@
-#include "import/reader/MeshWalk.h"
+// Walks over the meshes that a reader's scene places.
+#include "import/model/MeshWalk.h"
 
 #include <algorithm>
 
-#include "import/reader/AssimpTypes.h"
+#include "import/model/AssimpTypes.h"
 
 namespace rt {
 

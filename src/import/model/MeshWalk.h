@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <functional>
 
-#include "import/reader/Vector3d.h"
+#include "import/model/Vector3d.h"
 
 namespace rt {
 

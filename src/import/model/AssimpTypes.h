@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "import/reader/Vector3d.h"
+#include "import/model/Vector3d.h"
 
 namespace rt {
 

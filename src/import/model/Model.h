@@ -9,7 +9,7 @@
 
 #include "base/Vectors.h"
 #include "import/colours/CornerColours.h"
-#include "import/reader/Vector3d.h"
+#include "import/model/Vector3d.h"
 #include "scene/SceneParts.h"
 
 namespace rt {
