@@ -189,6 +189,28 @@ TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
     for (const auto& row : ROWS) EXPECT_EQ(describeGleam(obj(row.szMaterial)), row.szWanted) << row.szMaterial;
 }
 
+// A corner of three walls, of which the file says that it is round.
+TEST_F(ColoursTest, PlyOfBlenderHasZUpAndFlatFaces) {
+    const auto plyBy = [](const std::string& sComment) {
+        std::string s = "ply\nformat ascii 1.0\n" + sComment + "element vertex 4\n";
+        for (const char* sz : {"x", "y", "z", "nx", "ny", "nz"}) s += std::string("property float ") + sz + "\n";
+        return s +
+               "element face 3\nproperty list uchar int vertex_indices\nend_header\n0 0 0 0 0 1\n1 0 0 0 0 1\n0 1 0 0 "
+               "0 1\n"
+               "0 0 3 0 0 1\n3 0 1 2\n3 0 2 3\n3 0 3 1\n";
+    };
+    const StagedScene round = stage("round.ply", plyBy("")),
+                      flat = stage("flat.ply", plyBy("comment Created by Blender 3.4.1\n"));
+    EXPECT_EQ(round.vVertices.size(), 4u + 4);  // of the ground
+    EXPECT_EQ(flat.vVertices.size(), 9u + 4);
+    const auto highest = [](const StagedScene& scene) {
+        float f = 0;
+        for (const Velk::NMVector3f& v3 : scene.vVertices) f = std::max(f, v3.y);
+        return f;
+    };
+    EXPECT_EQ(highest(flat), 3.0f);
+}
+
 // The reader's process may have gone astray.
 TEST_F(ColoursTest, ColoursThatDoNotFitTheMeshAreNotReceived) {
     const StagedScene good = stage("good.gltf", gltf("", "", ""));

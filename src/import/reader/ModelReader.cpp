@@ -152,9 +152,9 @@ bool readModel(const std::string& sFile, const ImportOptions& options, Model& mo
         vNotices.push_back(files.refused());
     else if (!files.missing().empty())
         vNotices.push_back("its materials are not there: " + files.missing());
-    return convertScene(
-        {sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours, options.bOwnAxes},
-        options.cUp ? options.cUp : prepared.text.cUp, files, model, sMessage, vNotices);
+    return convertScene({sFile, *pScene, bDigest ? &prepared.mesh : nullptr, prepared.text.uFaces, options.bColours,
+                         options.bOwnAxes, prepared.text.bMeanNormals},
+                        options.cUp ? options.cUp : prepared.text.cUp, files, model, sMessage, vNotices);
 }
 
 }  // namespace rt

@@ -321,8 +321,8 @@ size_t trianglesOf(const aiScene& scene) {
 }
 
 // STL's are of faces. Of Blender's own files the reader gives those of vertices, also where faces are flat.
-bool hasNormals(const std::string& sSuffix) {
-    return sSuffix != "stl" && sSuffix != "blend";
+bool hasNormals(const ReadFile& read, const std::string& sSuffix) {
+    return sSuffix != "stl" && sSuffix != "blend" && !read.bMeanNormals;
 }
 
 // A tenth is more than what is thrown away on purpose.
@@ -372,7 +372,7 @@ bool convertScene(const ReadFile& read, char cUp, ModelFiles& files, Model& mode
                             uSets |= (mesh.mTextureCoords[u] ? 1u : 0u) << u;
                         const uint32_t uMaterial = materials.indexOf(mesh, uMesh, bMean ? &vMean : nullptr, uSets);
                         const MeshCorners corners(mesh, materials.at(uMaterial), isGltf(sSuffix));
-                        addMesh(mesh, map, uMaterial, hasNormals(sSuffix), corners, target);
+                        addMesh(mesh, map, uMaterial, hasNormals(read, sSuffix), corners, target);
                     });
     if (joiner.triangles() == 0) return sMessage = sFile + " has no triangle with an area", true;
     reportLosses(read.uDeclared, std::max(found.uTriangles, read.pObj ? 0 : trianglesOf(scene)), found.uTriangles,

@@ -17,10 +17,11 @@ namespace rt {
 struct ReadFile {
     std::string sFile;
     const aiScene& scene;
-    ObjMesh* pObj = nullptr;  // its positions are used up
-    uint64_t uDeclared = 0;   // faces that the file says it has; 0 when it does not
-    bool bColours = false;    // textures and colours of vertices are wanted
-    bool bOwnAxes = false;    // the file's own numbers are
+    ObjMesh* pObj = nullptr;    // its positions are used up
+    uint64_t uDeclared = 0;     // faces that the file says it has; 0 when it does not
+    bool bColours = false;      // textures and colours of vertices are wanted
+    bool bOwnAxes = false;      // the file's own numbers are
+    bool bMeanNormals = false;  // its normals do not know flat faces
 };
 
 /// Fills the model: triangles in their places, materials, camera, lights. cUp is the file's upright axis, 0 for the

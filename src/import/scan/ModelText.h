@@ -10,9 +10,10 @@ namespace rt {
 struct ModelText {
     std::string sText;  // the file's new bytes, when bReplaced
     bool bReplaced = false;
-    std::string sHint;    // why its reader fails, if it does; empty when that is not known
-    uint64_t uFaces = 0;  // that the file declares; 0 when it does not say
-    char cUp = 0;         // the upright axis of the program that wrote it; 0 when that is not known
+    std::string sHint;          // why its reader fails, if it does; empty when that is not known
+    uint64_t uFaces = 0;        // that the file declares; 0 when it does not say
+    char cUp = 0;               // the upright axis of the program that wrote it; 0 when that is not known
+    bool bMeanNormals = false;  // the program wrote those of vertices, also where faces are flat
 
     /// The bytes as a stream, of the file itself or of sText, which must stay as it is as long as the stream is open.
     /// The caller closes it. Null with errno when there is none.

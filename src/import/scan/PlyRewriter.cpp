@@ -245,7 +245,8 @@ bool rewritePly(const std::string& sFile, ModelText& text, std::string& sReason)
     sText.resize(file.get() ? fread(&sText[0], 1, sText.size(), file.get()) : 0);
     Header header;
     if (!readHeader(sText, header)) return false;
-    if (sText.substr(0, header.uElements).find("\ncomment Created by Blender") != std::string::npos) text.cUp = 'z';
+    text.bMeanNormals = sText.substr(0, header.uElements).find("\ncomment Created by Blender") != std::string::npos;
+    if (text.bMeanNormals) text.cUp = 'z';
     for (const Element& element : header.vElements) text.uFaces += element.sName == "face" ? element.uCount : 0;
     const auto needsNoChange = [](const Element& element) { return isKnown(element) || element.uCount == 0; };
     const bool bBlank = !header.bText && header.uData < sText.size() && isBlankByte(sText[header.uData]);
