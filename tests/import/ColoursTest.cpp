@@ -69,7 +69,7 @@ std::string describe(const StagedScene& scene, size_t uTriangles) {
 
 // A triangle at 0 0, 2 0 and 0 2, whose places and colours are .25 .5 red, 1 0 green, .5 1 grey.
 std::string gltf(const std::string& sNode, const std::string& sMaterial, const std::string& sTexture) {
-    return R"({"asset":{"version":"2.0"},"extensionsUsed":["KHR_texture_transform"],"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0)" +
+    return R"({"asset":{"version":"2.0"},"extensionsUsed":["KHR_texture_transform","KHR_materials_pbrSpecularGlossiness"],"scenes":[{"nodes":[0]}],"nodes":[{"mesh":0)" +
            sNode +
            R"(}],"meshes":[{"primitives":[{"attributes":{"POSITION":0,"TEXCOORD_0":1,"COLOR_0":2},"material":0}]}],)"
            R"("materials":[{"pbrMetallicRoughness":{"baseColorFactor":[0.5,0.25,1,1],"baseColorTexture":{"index":0)" +
@@ -171,6 +171,12 @@ TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
     EXPECT_EQ(describeGleam(stage("m.gltf", gltf("", ",\"emissiveFactor\":[0,0.5,0],\"emissiveTexture\":{\"index\":0}",
                                                  "}" + sTexture + ",\"x\":{\"y\":0"))),
               "1 0.5,1 1,1 0.5,0 -1 0.25");
+    const std::string sOld =
+        ",\"extensions\":{\"KHR_materials_pbrSpecularGlossiness\":{\"diffuseFactor\":[0,0.125,0,1],\"specularFactor\":[";
+    EXPECT_EQ(describeGleam(stage("metal.gltf", gltf("", sOld + "1,0.5,0.25],\"glossinessFactor\":0.75}}", ""))),
+              "1 1,-1 0.25,-1 0,-1 -1 0.5");
+    EXPECT_EQ(describeGleam(stage("oldest.gltf", gltf("", sOld + "0,0,0],\"glossinessFactor\":0.75}}", ""))),
+              "1 0,-1 0.25,-1 0,-1 -1 0.125");
     const struct {
         const char *szMaterial, *szWanted;
     } ROWS[] = {
@@ -182,6 +188,7 @@ TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
         {"Kd 0.75 0.6 0.2\nKs 0.75 0.6 0.2\nNs 30\n", "plain"},  // a copy
         {"Kd 0 0 0\nKe 0 0.5 0\n", "0 0,-1 1,-1 0.214,-1 -1 0"},
         {"Kd 0 0.5 0\nKe 0 0.5 0\n", "plain"},  // a copy
+        {"Kd 0 0 0\nmap_Ke dot.png\n", "0 0,-1 1,-1 1,0 -1 0"},
         {"Kd 0 0.5 0\nmap_Ke dot.png\n", "0 0,-1 1,-1 1,0 -1 0.214"},
         {"Kd 0 0.5 0\nmap_d dot.png\n", "0 0,-1 1,-1 0,-1 0 0.214"},
         {"map_Kd dot.png\nmap_d dot.png\n", "0 0,-1 1,-1 0,-1 -1 1"},

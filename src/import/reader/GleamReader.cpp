@@ -158,6 +158,19 @@ bool findColouredMetal(const aiMaterial& material, ColourRule& rule) {
     return false;
 }
 
+// The old way of glTF: a metal is what mirrors much. Textures of it, colour and gloss in one, are not read.
+void readGloss(const aiMaterial& material, double dGloss, const Maps& maps, ColourRule& rule) {
+    constexpr double USUAL_GLOSS = 0.4, LEAST_METAL = 0.2, METAL = 0.5;
+    const bool bTexture = !maps.pathOf(aiTextureType_SPECULAR).empty();
+    const aiColor3D c = colour(material, "$clr.specular");
+    const double dMost = static_cast<double>(std::max({c.r, c.g, c.b}));
+    const float fMetal = bTexture ? 0.0f : static_cast<float>(share((dMost - LEAST_METAL) / (METAL - LEAST_METAL)));
+    const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };
+    rule.fMetal = fMetal;
+    rule.fRough = static_cast<float>(1.0 - share(bTexture ? USUAL_GLOSS : dGloss));
+    rule.v3Factor = rule.v3Factor * (1.0f - fMetal) + NMVector3f{light(c.r), light(c.g), light(c.b)} * fMetal;
+}
+
 void readMetal(const aiMaterial& material, MaterialKind eKind, Maps& maps, ColourRule& rule) {
     double dMetal = 0, dRough = 1, dGloss = 0;
     const bool bMetal = !number(material, "$mat.metallicFactor", dMetal),
@@ -172,11 +185,7 @@ void readMetal(const aiMaterial& material, MaterialKind eKind, Maps& maps, Colou
     rule.bPhysical = 1;
     rule.fMetal = static_cast<float>(share(dMetal));
     rule.fRough = static_cast<float>(share(dRough));
-    if (!number(material, "$mat.glossinessFactor", dGloss)) {  // the old way of glTF; the others are not there
-        rule.fMetal = 0.0f;
-        rule.fRough = static_cast<float>(1.0 - share(dGloss));
-        return;
-    }
+    if (!number(material, "$mat.glossinessFactor", dGloss)) return readGloss(material, dGloss, maps, rule);
     const auto mean = [](const TextureTable::Entry& entry, unsigned u) { return static_cast<float>(entry.mean[u]); };
     if (const auto* p = maps.find(aiTextureType_METALNESS, TextureTable::Use::NUMBERS, rule.uMetal)) {
         if (!bMetal) rule.fMetal = 1.0f;

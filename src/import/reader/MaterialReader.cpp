@@ -154,7 +154,10 @@ ModelMaterial readMaterial(const aiMaterial& material, TextureTable& textures, M
         return result;
     }
     aiColor3D c(0.8f, 0.8f, 0.8f), emitted(0, 0, 0);
-    if (!(bGltf && colour(material, AI_MATKEY_BASE_COLOR, c))) (void)colour(material, AI_MATKEY_COLOR_DIFFUSE, c);
+    ai_real fGloss = 0;  // the old way of glTF, beside which base colour is white
+    const bool bOld = bGltf && material.Get(AI_MATKEY_GLOSSINESS_FACTOR, fGloss) == aiReturn_SUCCESS;
+    if (!(bGltf && !bOld && colour(material, AI_MATKEY_BASE_COLOR, c)))
+        (void)colour(material, AI_MATKEY_COLOR_DIFFUSE, c);
     (void)colour(material, AI_MATKEY_COLOR_EMISSIVE, emitted);
     if (bGltf && luminance(c) + luminance(emitted) > 0) {  // black stands beside textures of version 1
         const auto light = [](ai_real f) { return static_cast<float>(share(static_cast<double>(f))); };

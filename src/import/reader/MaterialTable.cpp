@@ -16,11 +16,13 @@ namespace {
 
 constexpr uint32_t NOT_READ = 0xFFFFFFFFu;
 
-// Black shows no shape. Mirrors and glass live on what is around them.
+// Black shows no shape. Mirrors, metals and glass live on what is around them.
 void lighten(ModelMaterial& material, std::vector<std::string>& vNotices) {
     const auto& c = material.vColour;
     if (c[0] || c[1] || c[2] || material.dReflection > 0 || material.dTransmission > 0) return;
-    if (material.rule.uTexture != NO_INDEX) return;
+    const ColourRule& rule = material.rule;
+    const bool bMetal = rule.fMetal > 0 && (rule.v3Factor.x > 0 || rule.v3Factor.y > 0 || rule.v3Factor.z > 0);
+    if (rule.uTexture != NO_INDEX || rule.shines() || bMetal) return;
     material.vColour = {204, 204, 204};
     material.rule = ColourRule();
     vNotices.push_back("material " + shownName(material.sName) + " is black: light grey is taken");
