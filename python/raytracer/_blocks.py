@@ -17,7 +17,7 @@ class _Scenes:
     def __init__(self):
         self._changed = threading.Condition()
         self._packed, self._ready = {}, collections.OrderedDict()
-        self._built = set()
+        self._built, self._dropped = set(), set()
 
     def _has(self, name, building):
         return name in self._ready or name in self._packed or (name in self._built) != building
@@ -29,6 +29,7 @@ class _Scenes:
     def put(self, name, data):
         """Takes the bytes of a scene, which the first who asks for it prepares."""
         with self._changed:
+            self._dropped.discard(name)
             if name not in self._ready and name not in self._built:
                 self._packed[name] = data
                 while len(self._packed) > SCENES_KEPT:  # whoever sent them has left
@@ -42,6 +43,8 @@ class _Scenes:
                 if name in self._ready:
                     self._ready.move_to_end(name)
                     return self._ready[name]
+                if name in self._dropped:
+                    return None
                 building = name in self._built
                 if not self._changed.wait_for(lambda: self._has(name, building),
                                               None if building else PATIENCE):
@@ -57,7 +60,7 @@ class _Scenes:
                 if scene is not None:
                     self._ready[name] = scene
                 while len(self._ready) > SCENES_KEPT:
-                    self._ready.popitem(last=False)
+                    self._dropped.add(self._ready.popitem(last=False)[0])
                 self._changed.notify_all()
         return scene
 

@@ -9,6 +9,7 @@ import signal
 import socket
 import subprocess
 import sys
+import threading
 
 import numpy as np
 import pytest
@@ -20,6 +21,7 @@ pytest.importorskip("distributed")
 from distributed import Client  # noqa: E402
 
 import raytracer.distributed  # noqa: E402
+from raytracer import _blocks as blocks  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAMS = pathlib.Path(raytracer.__file__).parents[2]  # of this build
@@ -203,3 +205,27 @@ def test_rt_render_keeps_what_is_done(cluster, tmp_path):
         assert full.returncode == 1 and "full.ppm: cannot be written: No space" in full.stderr
     assert rt_render(*order[1:-1], tmp_path / "b.ppm", cwd=ROOT).returncode == 0
     assert picture.read_bytes() == (tmp_path / "b.ppm").read_bytes()
+
+
+def test_workers_build_a_scene_once_and_keep_the_last_ones(scene):
+    data = raytracer.pack(scene)
+    names = [(f"scene {number}", "watertight") for number in range(blocks.SCENES_KEPT + 1)]
+    scenes, found = blocks._Scenes(), []
+    asking = [threading.Thread(target=lambda: found.append(scenes.get(names[0], 1)))
+              for _ in range(8)]
+    for thread in asking:
+        thread.start()
+    scenes.put(names[0], data)
+    for thread in asking:
+        thread.join()
+    assert len(found) == 8 and len(set(map(id, found))) == 1 and found[0].triangle_count > 0
+    for name in names[1:]:
+        scenes.put(name, data)
+        assert scenes.get(name, 1) is not found[0]
+    assert scenes.get(names[0], 1) is None and not scenes.has(names[0])  # at once
+    scenes.put(names[0], data)
+    assert scenes.get(names[0], 1) is not None
+    scenes.put(names[1], b"rubbish")
+    with pytest.raises(ValueError, match="is no packed scene"):
+        scenes.get(names[1], 1)
+    assert not scenes.has(names[1])
