@@ -35,8 +35,8 @@ class KDTreeSplitSearch {
         pStop = other.pStop;
     }
 
-    /// Makes room for nodes of up to uFaces faces, if there is not, and gives back what is far more: of several threads,
-    /// each has a large node once. What faces() led to is lost then. True when out of memory.
+    /// Makes room for nodes of up to uFaces faces, if there is not, and gives back what is far more: of several
+    /// threads, each has a large node once. What faces() led to is lost then. True when out of memory.
     [[nodiscard]] bool reserve(uint32_t uFaces);
 
     /// Where the caller puts the face numbers of the next node, in list order.
