@@ -251,6 +251,7 @@ bool Scene::prepare(Use use, Rays rays, unsigned uThreads, const std::atomic<boo
     scene.queries.kdTree.sCacheFile.clear();
     scene.queries.eKind = rays == Rays::TREE ? RayKind::TREE : RayKind::WATERTIGHT;
     scene.queries.uThreads = uThreads;
+    scene.queries.bScattered = use == Use::RAYS;  // those of pictures are neighbours
     scene.queries.pStop = pStop;
     pData->bPictures = use == Use::PICTURES;
     const Scaling scaling = pData->bPictures ? Scaling::DOMAIN : Scaling::NONE;

@@ -159,7 +159,7 @@ uint32_t RayQueries::findNearestFaces(const RayStream& stream, uint32_t* pFaces,
     uint32_t uOpen = 0;
     if (eKind == RayKind::WATERTIGHT) {
         WatertightHit met[RayStream::CAPACITY];
-        watertight.nearestOf(stream, met);
+        watertight.nearestOf(stream, met, bScattered);
         for (uint32_t u = 0; u < stream.uCount; ++u) {
             pFaces[u] = met[u].uFace;
             // The normal of a face points to where its corners run clockwise.
@@ -196,7 +196,7 @@ uint32_t RayQueries::findObstacles(const RayStream& stream, bool* pBlocked) cons
     assert(stream.uCount <= RayStream::CAPACITY);
     uint32_t uOpen = 0;
     if (eKind == RayKind::WATERTIGHT) {
-        watertight.anyOf(stream, pBlocked);
+        watertight.anyOf(stream, pBlocked, bScattered);
         return uOpen;
     }
     std::fill_n(pBlocked, stream.uCount, false);

@@ -24,10 +24,11 @@ enum class RayKind { TREE, WATERTIGHT };
 /// build() all const operations are thread-safe.
 class RayQueries {
  public:
-    RayKind eKind = RayKind::TREE;             // set it before build()
-    unsigned uThreads = 1;                     // that build; PreparedScene reads with them, too
-    StopFlag pStop = nullptr;                  // ends build(), which then fails
-    KDTree kdTree;                             // empty for watertight rays
+    RayKind eKind = RayKind::TREE;  // set it before build()
+    unsigned uThreads = 1;          // that build; PreparedScene reads with them, too
+    bool bScattered = false;        // streams may hold rays that have nothing in common; set it before asking
+    StopFlag pStop = nullptr;       // ends build(), which then fails
+    KDTree kdTree;                  // empty for watertight rays
     const RayKernel* pKernel = &bestKernel();  // answers the stream queries of the tree
 
     RayQueries() = default;

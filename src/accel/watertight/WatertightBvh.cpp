@@ -104,6 +104,8 @@ bool WatertightBvh::build(const float* pPositions, uint32_t uVertices, const uin
         vFaces.uCount = uItems;
         for (unsigned a = 0; a < 3; ++a) {
             fReach[a] = uItems ? std::max(-whole.box.low[a], whole.box.high[a]) : 0.0f;
+            fCentre[a] = uItems ? 0.5f * (whole.box.low[a] + whole.box.high[a]) : 0.0f;
+            fHalf[a] = uItems ? 0.5f * (whole.box.high[a] - whole.box.low[a]) : 0.0f;
         }
     }
     vItems.Release();

@@ -34,6 +34,7 @@ class WatertightBvh {
     Velk::NAlignedArray<WatertightNode> vNodes;  // the root first
     Velk::NAlignedArray<WatertightFace> vFaces;  // in the order of the leaves; one more is readable
     float fReach[3] = {};                        // largest coordinate on each axis
+    float fCentre[3] = {}, fHalf[3] = {};        // of the box around all faces
 
     WatertightBvh() = default;
     ~WatertightBvh() { release(); }

@@ -33,11 +33,12 @@ class WatertightQueries {
     void release() { bvh.release(); }
 
     /// The nearest hit of each ray of a stream, from its origin on; of two at the same t the lower face. For rays that
-    /// are close to each other. Requires room for stream.uCount hits, as anyOf() does.
-    void nearestOf(const RayStream& stream, WatertightHit* pHits) const;
+    /// are close to each other. Requires room for stream.uCount hits, as anyOf() does. bScattered: some may also
+    /// have nothing in common.
+    void nearestOf(const RayStream& stream, WatertightHit* pHits, bool bScattered = false) const;
 
     /// Whether each ray of a stream meets anything.
-    void anyOf(const RayStream& stream, bool* pMeets) const;
+    void anyOf(const RayStream& stream, bool* pMeets, bool bScattered = false) const;
 
     /// The same for rays of any kind.
     void nearest(const WatertightRay* pRays, size_t uRays, WatertightHit* pHits) const;
