@@ -134,10 +134,10 @@ class Scene {
     /// memory.
     [[nodiscard]] bool setLights(const Light* pLights, uint32_t uLights);
 
-    /// The light of studios, in place of their own: red, green and blue of uWidth x uHeight pixels all around, row after
-    /// row from above, the middle column along z, the right one of it along x, turned to the right by fTurn degrees; 0 x
-    /// 0 pixels for none. Also after prepare(), as long as nobody renders. True when all is dark, a number is negative or
-    /// not finite, or without memory.
+    /// The light of studios, in place of their own: red, green and blue of uWidth x uHeight pixels all around, row
+    /// after row from above, the middle column along z, the right one of it along x, turned to the right by fTurn
+    /// degrees; 0 x 0 pixels for none. Also after prepare(), as long as nobody renders. True when all is dark, a number
+    /// is negative or not finite, or without memory.
     [[nodiscard]] bool setSky(const float* pLight, uint32_t uWidth, uint32_t uHeight, float fTurn = 0.0f);
 
     /// The lights that there are; to the last bit before prepare().

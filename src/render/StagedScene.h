@@ -50,8 +50,8 @@ struct StagedScene {
     /// Copies a scene that was filled and not prepared yet, with its camera.
     void takeFrom(const PreparedScene& scene, const Camera& view);
 
-    /// Puts mesh, materials, colours, parts, sky and lights into a scene in place of what was there. Checks all indices and
-    /// numbers. True when something is wrong or without memory, which is logged.
+    /// Puts mesh, materials, colours, parts, sky and lights into a scene in place of what was there. Checks all indices
+    /// and numbers. True when something is wrong or without memory, which is logged.
     [[nodiscard]] bool handOver(PreparedScene& scene) const;
 };
 

@@ -129,7 +129,6 @@ TEST_F(RenderTest, RefusedCommandLinesEndWithTwoAndOneLine) {
         {"x.obj --material gold", "unknown material \"gold\", there are matte, mirror, glass ("},
         {"x.obj --light lamps --background white", "--background is for --light studio"},
         {"test --sky x.hdr", "--sky is for --light studio, test has lamps"},
-        {"x.obj --sky x.hdr --on tcp://a:1", "--on excludes --sky"},
         {"x.obj --background sky", "--background sky is for --sky FILE"},
         {"x.obj --light studio --texattr 0", "--texattr is for --light lamps"},
         {"x.obj --background white,pink", "\"white,pink\" is neither"},

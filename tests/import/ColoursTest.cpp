@@ -172,7 +172,8 @@ TEST_F(ColoursTest, HowMaterialsGleamReachesTheScene) {
                                                  "}" + sTexture + ",\"x\":{\"y\":0"))),
               "1 0.5,1 1,1 0.5,0 -1 0.25");
     const std::string sOld =
-        ",\"extensions\":{\"KHR_materials_pbrSpecularGlossiness\":{\"diffuseFactor\":[0,0.125,0,1],\"specularFactor\":[";
+        ",\"extensions\":{\"KHR_materials_pbrSpecularGlossiness\":{\"diffuseFactor\":[0,0.125,0,1],\"specularFactor\":"
+        "[";
     EXPECT_EQ(describeGleam(stage("metal.gltf", gltf("", sOld + "1,0.5,0.25],\"glossinessFactor\":0.75}}", ""))),
               "1 1,-1 0.25,-1 0,-1 -1 0.5");
     EXPECT_EQ(describeGleam(stage("oldest.gltf", gltf("", sOld + "0,0,0],\"glossinessFactor\":0.75}}", ""))),
