@@ -11,7 +11,7 @@
 
 namespace rt {
 
-/// Renders tiles of pictures of a prepared scene. Holds the scratch memory of one thread, about a megabyte, so it
+/// Renders tiles of pictures of a prepared scene. Holds the scratch memory of one thread, about 800 kB, so it
 /// belongs on the heap; each thread that renders has its own.
 class TileRenderer {
  public:

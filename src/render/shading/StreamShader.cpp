@@ -20,12 +20,12 @@ const NMVector3f g_v3Background{1.0f, 0.0f, 1.0f};  // seen where a ray leaves t
 
 const NMVector3f* StreamShader::trace(unsigned uDepth) {
     Level& level = levels[uDepth];
-    context.queries.findNearestFaces(level.rays, level.uFaces, level.hits);
+    context.queries.findNearestFaces(level.rays, uFaces, hits);
     makeSurfaces(level);
     sumLights(level);
     for (uint32_t u = 0; u < level.uSurfaces; ++u) {
         // Adding black turns -0 into 0, as the sum of a single ray's contributions does.
-        level.v3Colours[level.uSurfaceRays[u]] = NMVector3f{} + level.surfaces[u].S * brightness(level.fSums[u]);
+        level.v3Colours[level.uSurfaceRays[u]] = NMVector3f{} + level.surfaces[u].S * brightness(fSums[u]);
     }
     if (uDepth < MAX_RECURSION) {
         reflect(uDepth);
@@ -35,16 +35,16 @@ const NMVector3f* StreamShader::trace(unsigned uDepth) {
 }
 
 // Splits the rays into those that hit a surface and those that see the background.
-void StreamShader::makeSurfaces(Level& level) const {
+void StreamShader::makeSurfaces(Level& level) {
     level.uSurfaces = 0;
     for (uint32_t u = 0; u < level.rays.uCount; ++u) {
-        if (level.uFaces[u] == NO_INDEX) {
+        if (uFaces[u] == NO_INDEX) {
             level.v3Colours[u] = g_v3Background;
             continue;
         }
-        makeSurface(context, context.scene.vFaces[level.uFaces[u]], level.hits[u], &level.surfaces[level.uSurfaces]);
+        makeSurface(context, context.scene.vFaces[uFaces[u]], hits[u], &level.surfaces[level.uSurfaces]);
         level.uSurfaceRays[level.uSurfaces] = u;
-        level.fSums[level.uSurfaces++] = 0.0f;
+        fSums[level.uSurfaces++] = 0.0f;
     }
 }
 
@@ -74,9 +74,8 @@ void StreamShader::sumLights(Level& level) {
         for (uint32_t uRay = 0; uRay < shadows.uCount; ++uRay) {
             if (bBlocked[uRay]) continue;
             const uint32_t u = uShaded[uRay];
-            level.fSums[u] =
-                level.fSums[u] +
-                incidence.fIrradiance[u] * level.surfaces[u].reflected(incidence.fCosine[u], incidence.fHalfway[u]);
+            fSums[u] = fSums[u] + incidence.fIrradiance[u] *
+                                      level.surfaces[u].reflected(incidence.fCosine[u], incidence.fHalfway[u]);
         }
     }
 }

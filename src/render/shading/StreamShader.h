@@ -15,7 +15,7 @@ struct Light;
 
 /// Finds the colours that streams of rays see: traces all rays of one depth together, then all shadow rays to one
 /// light, then all reflected and all refracted rays. The operations on each ray, and their order, are those of shading
-/// it alone, so the colours are the same to the bit. Holds the scratch memory of all depths, about a megabyte; serves
+/// it alone, so the colours are the same to the bit. Holds the scratch memory of all depths, about 800 kB; serves
 /// one stream at a time.
 class StreamShader {
  public:
@@ -41,14 +41,11 @@ class StreamShader {
     struct Level {
         RayStream rays;
         float fMedium[RayStream::ROOM];
-        uint32_t uFaces[RayStream::ROOM];
-        RayTestOutput hits[RayStream::ROOM];
         Velk::NMVector3f v3Colours[RayStream::ROOM];
         uint32_t uParents[RayStream::ROOM];  // the surfaces of the depth above that the rays start from
         uint32_t uSurfaces;
         Surface surfaces[RayStream::ROOM];       // one for each ray that hit a face
         uint32_t uSurfaceRays[RayStream::ROOM];  // that ray
-        float fSums[RayStream::ROOM];            // the sum of the lights that reach the surface
     };
 
     /// The surfaces and the incidence of one light on each, as a structure of arrays that the compiler can vectorise.
@@ -58,7 +55,7 @@ class StreamShader {
         float fCosine[RayStream::ROOM], fHalfway[RayStream::ROOM];
     };
 
-    void makeSurfaces(Level& level) const;
+    void makeSurfaces(Level& level);
     void sumLights(Level& level);
     void findIncidence(const Light& light, uint32_t uSurfaces);
     void reflect(unsigned uDepth);
@@ -68,6 +65,10 @@ class StreamShader {
 
     const ShadingContext context;
     Level levels[MAX_RECURSION + 1];
+    // These serve one depth after the other: none outlives the lights of its depth.
+    uint32_t uFaces[RayStream::ROOM];
+    RayTestOutput hits[RayStream::ROOM];
+    float fSums[RayStream::ROOM];  // the sum of the lights that reach a surface
     RayStream shadows;
     Incidence incidence;
     uint32_t uShaded[RayStream::ROOM];  // the surface that each shadow ray starts from
