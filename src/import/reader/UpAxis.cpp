@@ -58,7 +58,7 @@ bool isBalanced(const aiScene& scene, const Box3d& box, char cUp) {
     if (vAngles.empty()) return false;
     double dWidest = vAngles.front() + 360.0 * DEGREE - vAngles.back();
     for (size_t u = 1; u < vAngles.size(); ++u) dWidest = std::max(dWidest, vAngles[u] - vAngles[u - 1]);
-    return dWidest < 180.0 * DEGREE;
+    return dWidest < 180.0 * DEGREE - 1e-9;  // half a turn is one also where a C library's atan2 lacks a last bit
 }
 
 // Whether the file stands on the floor of the unusual axis and floats over that of the usual one, or has a flat side to

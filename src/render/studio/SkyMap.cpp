@@ -101,11 +101,11 @@ NMVector2f SkyMap::placeOf(const NMVector3f& v3Dir) const {
     return {static_cast<float>(dRound + 0.5) - fTurned, static_cast<float>(acos(y) / NM_PI)};
 }
 
-// The solid angle of a pixel of each row.
+// The solid angle of a pixel of each row. A difference of cosines would make much of their last bits.
 std::vector<float> SkyMap::anglesOf(const Grid& grid) const {
     std::vector<float> vAngles;
     for (uint32_t y = 0; y < grid.uHeight; ++y) {
-        const double dBetween = cos(NM_PI * y / grid.uHeight) - cos(NM_PI * (y + 1) / grid.uHeight);
+        const double dHalf = 0.5 * NM_PI / grid.uHeight, dBetween = 2.0 * sin((2.0 * y + 1.0) * dHalf) * sin(dHalf);
         vAngles.push_back(static_cast<float>(2.0 * NM_PI / grid.uWidth * dBetween));
     }
     return vAngles;
