@@ -29,7 +29,11 @@ raytracer::Rays raysOf(const std::string& sRays) {
     return sRays == "tree" ? raytracer::Rays::TREE : raytracer::Rays::WATERTIGHT;
 }
 
-std::unique_ptr<RaycastingScene> makeScene(int iThreads, const std::string& sRays) {
+// device: for code that names one; there is the processor alone.
+std::unique_ptr<RaycastingScene> makeScene(int iThreads, const std::string& sRays, const py::object& device) {
+    const std::string sDevice = device.is_none() ? "CPU" : py::str(device).cast<std::string>();
+    if (sDevice.rfind("CPU", 0) != 0 && sDevice.rfind("cpu", 0) != 0)
+        throw py::value_error("device: the processor, 'CPU:0', is the only one, got '" + sDevice + "'");
     return std::make_unique<RaycastingScene>(raysOf(sRays), threadsOf(iThreads));
 }
 
@@ -82,6 +86,15 @@ py::array renderPacked(PackedScene& scene, const raytracer::View& view, const Lo
     uint8_t* pPixels = pixels.mutable_data();
     runApart([&](const std::atomic<bool>& bStop) { scene.render(order, uThreads, pPixels, bStop); });
     return std::move(pixels);
+}
+
+// A mesh object of one of the usual kinds.
+uint32_t addMesh(RaycastingScene& scene, py::handle mesh) {
+    for (const char* szCorners : {"faces", "triangles"}) {
+        if (!py::hasattr(mesh, "vertices") || !py::hasattr(mesh, szCorners)) continue;
+        return addTriangles(scene, mesh.attr("vertices"), mesh.attr(szCorners));
+    }
+    throw py::type_error("mesh: an object with vertices and faces, or two arrays, wanted");
 }
 
 // dMiddle: where in a pixel its ray goes through.
@@ -234,10 +247,12 @@ PYBIND11_MODULE(_raytracer, module) {
     py::class_<RaycastingScene> scene(module, "RaycastingScene", "Meshes of triangles that rays and points ask about.");
     scene.attr("INVALID_ID") = INVALID_ID;
     constexpr float ENDLESS = std::numeric_limits<float>::infinity();
-    scene.def(py::init(&makeScene), "nthreads"_a = 0, "rays"_a = "watertight")
+    scene.def(py::init(&makeScene), "nthreads"_a = 0, "rays"_a = "watertight", "device"_a = py::none())
         .def("add_triangles", addTriangles, "vertices"_a, "triangles"_a,
              "Adds a mesh: vertices (n, 3), triangles (m, 3). Returns its geometry id; the first is 0.")
         .def("add_triangles", addTriangles, "vertex_positions"_a, "triangle_indices"_a)
+        .def("add_triangles", addMesh, "mesh"_a,
+             "The same for an object with vertices and faces, or vertices and triangles.")
         .def("_render", renderPicture)
         .def("set_sky", setSky<RaycastingScene>, "light"_a, "turn"_a = 0.0f, ABOUT_SKY)
         .def("_layers", meshLayers)

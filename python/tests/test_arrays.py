@@ -1,4 +1,6 @@
 """Arrays of every kind, and what is said about those that do not fit."""
+import types
+
 import numpy as np
 import pytest
 
@@ -76,6 +78,15 @@ def test_answers_have_the_shape_of_the_rays(shape):
     assert scene.compute_distance(np.ones(shape[:-1] + (3,))).shape == shape[:-1]
 
 
+def test_mesh_objects_and_devices_of_other_classes_are_understood():
+    scene = RaycastingScene(device="CPU:0")
+    names = "faces", "triangles"
+    ids = [scene.add_triangles(types.SimpleNamespace(vertices=VERTICES, **{name: TRIANGLES}))
+           for name in names]
+    assert ids == [0, 1] and scene.geometry_names == ["", ""]
+    np.testing.assert_array_equal(scene.count_intersections([0, 0, 0, 1, 2, 3]), 2)
+
+
 @pytest.mark.parametrize("error, text, call", [
     (ValueError, r"rays: shape \(..., 6\) wanted, got \(4, 5\)",
      lambda s: s.cast_rays(np.ones((4, 5)))),
@@ -93,6 +104,8 @@ def test_answers_have_the_shape_of_the_rays(shape):
      lambda s: s.add_triangles(VERTICES, [[0., 1., 2.]])),
     (ValueError, "vertices: vertex 1 is not finite",
      lambda s: s.add_triangles([[0, 0, 0], [0, np.nan, 0]], [[0, 1, 1]])),
+    (TypeError, "mesh: an object with vertices and faces", lambda s: s.add_triangles(VERTICES)),
+    (ValueError, "device: the processor", lambda s: RaycastingScene(device="CUDA:0")),
     (IndexError, "triangle 1 has vertex 62, there are 62",
      lambda s: s.add_triangles(VERTICES, [[0, 1, 2], [0, 1, 62]])),
     (IndexError, "triangle 0 has vertex -1, there are 62",
