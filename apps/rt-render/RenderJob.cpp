@@ -131,7 +131,7 @@ std::optional<StudioSettings> RenderJob::studioSettings() const {
     if (!isStudio()) return std::nullopt;
     StudioSettings studio = options.studio;
     studio.bSmoothEdges = !options.uSamples;
-    studio.uGround = ground();
+    studio.uGround = source.ground();
     return studio;
 }
 
@@ -142,11 +142,6 @@ unsigned RenderJob::channels() const {
 // How many pixels before its middle a pixel's rays have their mean: TileRenderer samples corners.
 double RenderJob::pixelShift() const {
     return isStudio() ? 0.0 : 0.5 / uSamples;
-}
-
-// The material of a ground that the importer made.
-uint32_t RenderJob::ground() const {
-    return source.hasGround() ? rayTracer.attributes.vAttributes.uSize - 1 : NO_INDEX;
 }
 
 // True when the view is none whatever the scene is, which is reported.
@@ -213,7 +208,7 @@ bool RenderJob::prepare() {
         return true;
     }
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
-    if (shots.aim(rayTracer, options, source.isModel(), ground(), pixelShift())) return true;
+    if (shots.aim(rayTracer, options, source.isModel(), source.ground(), pixelShift())) return true;
     for (size_t u = 0; u < shots.count(); ++u) {
         if (checkSize(shots.frame(u))) return true;
     }
@@ -284,7 +279,7 @@ size_t RenderJob::firstShot() const {
 // Finds and writes what pixels show. True on failure, which is reported, or when a signal came.
 bool RenderJob::traceLayers(const RenderCrew& crew, size_t uShot) {
     const Frame& frame = shots.frame(uShot);
-    const uint32_t uUnseen = isStudio() ? ground() : NO_INDEX;
+    const uint32_t uUnseen = isStudio() ? source.ground() : NO_INDEX;
     LayerTracer tracer(rayTracer, crew.surfaceTextures(), uUnseen, frame, 0.5f - static_cast<float>(pixelShift()));
     LayerFiles files;
     const bool bFailed = files.create(options.layers, frame.uWidth, frame.uHeight) ||
@@ -374,7 +369,7 @@ void RenderJob::report(size_t uShot, bool bBlank) const {
     line.uWidth = frame.uWidth;
     line.uHeight = frame.uHeight;
     line.uFaces = rayTracer.scene.vFaces.uCount;
-    line.box = boundsOf(rayTracer.scene, ground());
+    line.box = boundsOf(rayTracer.scene, source.ground());
     line.dCovered = static_cast<double>(uCovered) / dPixels;
     line.bBlank = bBlank;
     line.times = times;

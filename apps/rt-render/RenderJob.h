@@ -36,7 +36,6 @@ class RenderJob {
     std::optional<StudioSettings> studioSettings() const;
     unsigned channels() const;
     double pixelShift() const;
-    uint32_t ground() const;
     bool checkView() const;
     bool checkPicture() const;
     bool checkFile(const std::string& sFile) const;

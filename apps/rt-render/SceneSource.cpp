@@ -30,7 +30,6 @@ bool SceneSource::importFrom(const RenderOptions& options, [[maybe_unused]] cons
     wanted.bProgress = Console::showsStatus();
     wanted.bStudio = options.bStudio.value_or(true);
     wanted.bColours = wanted.bStudio;  // lamps show materials alone
-    bGround = wanted.bGround;
     const auto triple = [](const Velk::NMVector3f& v) { return std::array<double, 3>{v.x, v.y, v.z}; };
     if (options.view.v3From) wanted.vFrom = triple(*options.view.v3From);
     if (options.view.v3At) wanted.vAt = triple(*options.view.v3At);
@@ -52,6 +51,7 @@ bool SceneSource::importFrom(const RenderOptions& options, [[maybe_unused]] cons
         Console::error("%s", sMessage.c_str());
         return true;
     }
+    uGround = staged.uGround;
     Console::detail("%s", sMessage.c_str());
     return false;
 #else

@@ -27,8 +27,8 @@ class SceneSource {
     /// True when it was made of a model. Its camera then has the view that the user wants.
     bool isModel() const { return bInput || place.isModel(); }
 
-    /// True for a model that stands on a ground, which has the last material.
-    bool hasGround() const { return bGround; }
+    /// The material of the ground that was put under a model, NO_INDEX when there is none.
+    uint32_t ground() const { return uGround; }
 
     /// What pictures of it are called by default.
     std::string name() const { return bInput ? "stdin" : place.name(); }
@@ -39,7 +39,7 @@ class SceneSource {
 
     ScenePlace place;
     bool bInput = false;  // a model from standard input, which has no place
-    bool bGround = false;
+    uint32_t uGround = NO_INDEX;
 #ifdef RT_IMPORT
     StagedScene staged;
 #endif
