@@ -1,10 +1,12 @@
 // Light of pictures all around.
 #include "render/studio/SkyMap.h"
 
-#include <cmath>
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "render/studio/StudioLights.h"
 
 using namespace rt;
 using Velk::NMVector3f;
@@ -53,6 +55,16 @@ TEST(SkyMapTest, EvenLightIsEvenAndWithoutLamps) {
     }
     const std::vector<float> vDark(3 * WIDTH * HEIGHT, 0.0f);
     EXPECT_TRUE(SkyMap(vDark.data(), WIDTH, HEIGHT, 0).isDark());
+}
+
+TEST(SkyMapTest, LampsOfOneColourAreAskedFor) {
+    for (unsigned c = 0; c < 3; ++c) {
+        std::vector<float> vLight(3 * WIDTH * HEIGHT, 0.1f);
+        for (unsigned i = 0; i < 3; ++i) vLight[3 * (8 * WIDTH + 20) + i] = i == c ? 1e5f : 0.0f;
+        const SkyMap sky(vLight.data(), WIDTH, HEIGHT, 0);
+        ASSERT_GT(sky.lamp(0).v3Irradiance[c], 0.5f) << c;
+        EXPECT_GT(StudioLights(Frame(), &sky).direction(0, 0).fShare, 0.0f) << c;
+    }
 }
 
 // What the directions say of the light on a surface agrees with the whole picture's.

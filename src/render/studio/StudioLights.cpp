@@ -54,7 +54,7 @@ StudioLights::StudioLights(const Frame& frame, const SkyMap* pSkyMap) : pSky(pSk
             return {eKind == KEY ? inDisc(v3Key, KEY_RADIUS, u, uCount) : inDisc(v3Rim, RIM_RADIUS, u, uCount), eKind};
         const SkyMap::Lamp& lamp = pSky->lamp(eKind == KEY ? 0 : 1);
         return {lamp.v3Directions[u * (SkyMap::LAMP_DIRECTIONS / uCount)], eKind,
-                lamp.v3Irradiance.y > 0.0f ? 1.0f : 0.0f};
+                strongest(lamp.v3Irradiance) > 0.0f ? 1.0f : 0.0f};
     };
     const auto ofSky = [this](unsigned u, unsigned uCount) -> Direction {
         if (!pSky) return {inSphere(u, uCount), SKY};
