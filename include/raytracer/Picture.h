@@ -64,8 +64,8 @@ struct Bricks {
 
 /// Renders the view's window into memory of the caller, the top row first, each row uStride bytes after the one before,
 /// 3 bytes a pixel: red, green, blue. The bytes do not depend on the number of threads. True when the scene was not
-/// prepared for pictures, without memory, or when *pStop became true before the end; it is looked
-/// at every 32 x 32 pixels.
+/// prepared for pictures, without memory, or when *pStop became true before the end; it is looked at every 32 x 32
+/// pixels.
 [[nodiscard]] bool render(const Scene& scene, const View& view, const Bricks& bricks, unsigned uThreads,
                           uint8_t* pPixels, size_t uStride, const std::atomic<bool>* pStop = nullptr);
 
@@ -80,7 +80,7 @@ struct Studio {
 };
 
 /// The same in the soft light of a studio that turns with the view and leaves no side black, in place of the scene's
-/// lights. There are no bricks, but textures. It is looked at every 96 x 96 pixels.
+/// lights. There are no bricks, but textures. *pStop is looked at every 96 x 96 pixels.
 [[nodiscard]] bool renderStudio(const Scene& scene, const View& view, const Studio& studio, unsigned uThreads,
                                 uint8_t* pPixels, size_t uStride, const std::atomic<bool>* pStop = nullptr);
 

@@ -1,10 +1,10 @@
 // OpenEXR files.
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <system_error>
 
 #include <OpenEXR/ImfChannelList.h>

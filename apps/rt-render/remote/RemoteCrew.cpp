@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "base/Version.h"
 #include "render/StagedScene.h"

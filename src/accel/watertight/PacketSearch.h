@@ -170,9 +170,9 @@ class PacketSlabs {
     }
 
     alignas(64) float reciprocal[3][Lanes::LANES];
-    float offset[2][3]
-                [Lanes::LANES];  // of the lower side and the upper one: origin and margin times reciprocal, negated
-    bool bDown[3];               // a lane travels downwards
+    // Of the lower side and the upper one: origin and margin times reciprocal, negated.
+    float offset[2][3][Lanes::LANES];
+    bool bDown[3];  // a lane travels downwards
     bool bAlike;
 };
 

@@ -1,6 +1,5 @@
 // Surfaces that metal and roughness describe.
 #include <algorithm>
-#include <cmath>
 
 #include "render/studio/Optics.h"
 #include "render/studio/StudioRenderer.h"
