@@ -183,8 +183,9 @@ bool Scene::addPart(uint32_t uFirst, const char* szName) {
         return true;
     }
     try {
-        parts.startRun(uFirst, static_cast<uint32_t>(parts.vParts.size()));
+        // First, so that no run is of a part for which there was no memory.
         parts.vParts.push_back(ScenePart::below("", szName));
+        parts.startRun(uFirst, static_cast<uint32_t>(parts.vParts.size() - 1));
         return false;
     } catch (const std::bad_alloc&) {
         Velk::memoryError(sizeof(ScenePart), "a part");
