@@ -15,6 +15,7 @@
 #include <list>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -35,7 +36,10 @@ constexpr std::chrono::seconds ANSWER_TIME{30};  // the same, the answer include
 class LimitedPool : public httplib::TaskQueue {
  public:
     LimitedPool() {
-        for (unsigned u = 0; u < THREADS; ++u) vThreads.emplace_back([this] { work(); });
+        try {
+            for (unsigned u = 0; u < THREADS; ++u) vThreads.emplace_back([this] { work(); });
+        } catch (const std::system_error&) {  // fewer threads serve, too, and without any the page waits
+        }
     }
     LimitedPool(const LimitedPool&) = delete;
     LimitedPool& operator=(const LimitedPool&) = delete;

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "shared/Console.h"
@@ -85,7 +86,12 @@ bool StatusPage::start(const char* szProgram, uint32_t uPort, bool bAsked) {
         (bAsked ? Console::error : Console::warning)("%s: --page %u: the port is taken: no page", szProgram, uPort);
         return true;
     }
-    pInside->thread = std::thread([&server] { server.listen_after_bind(); });
+    try {
+        pInside->thread = std::thread([&server] { server.listen_after_bind(); });
+    } catch (const std::system_error& error) {
+        (bAsked ? Console::error : Console::warning)("%s: --page %u: %s: no page", szProgram, uPort, error.what());
+        return true;
+    }
     Console::note("%s: http://127.0.0.1:%u/ shows how far it is", szProgram, uPort);
     return false;
 }
