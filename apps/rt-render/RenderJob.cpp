@@ -208,6 +208,7 @@ bool RenderJob::prepare() {
         return true;
     }
     sSceneKey = sceneKey(rayTracer, sGeometryKey);
+    if (!options.sSky.empty()) sSkyKey = hashOfFile(options.sSky);
     if (shots.aim(rayTracer, options, source.isModel(), source.ground(), pixelShift())) return true;
     for (size_t u = 0; u < shots.count(); ++u) {
         if (checkSize(shots.frame(u))) return true;
@@ -254,7 +255,7 @@ std::string RenderJob::settingsKey(size_t uShot) const {
     hash.add(sSceneKey);
     hash.addValue(static_cast<uint32_t>(rayTracer.queries.eKind));
     hash.add(options.sBackground);
-    hash.add(options.sSky.empty() ? "" : hashOfFile(options.sSky));
+    hash.add(sSkyKey);
     hash.addValue(options.fSkyTurn);
     for (const Velk::NMVector3f& v : {frame.v3Eye, frame.v3ImageOrigin, frame.v3ImageSpanX, frame.v3ImageSpanY}) {
         hash.add(&v, sizeof(v));

@@ -66,6 +66,7 @@ class RenderJob {
     Reference reference;
     TilePool pool;
     std::string sSceneKey;
+    std::string sSkyKey;                  // empty without a sky
     std::unique_ptr<TreeCache> pCache;    // writes the tree while pictures are made
     std::unique_ptr<RemoteCrew> pRemote;  // other machines; null: this one renders
 };
