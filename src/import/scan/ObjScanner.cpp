@@ -133,7 +133,7 @@ class ObjScanner {
     void takeName(const char* pLine, const char* pEnd) {
         const char* p = skipBlanks(pLine + 1);
         while (pEnd > p && isBlank(pEnd[-1])) --pEnd;
-        std::string sName(p, static_cast<size_t>(std::max<ptrdiff_t>(pEnd - p, 0)));
+        std::string sName(p, static_cast<size_t>(std::clamp<ptrdiff_t>(pEnd - p, 0, ScenePart::LONGEST)));
         if (*pLine == 'o') {
             sObject = std::move(sName);
             sGroup.clear();
