@@ -164,6 +164,7 @@ bool RemoteCrew::store(const Message& message, TilePool& pool) {
     const Tile tile = pool.tile(uTile);
     const unsigned uChannels = pool.channels();
     if (message.size() - sizeof(TileRecord) != size_t{tile.uColumns} * tile.uRows * uChannels) return true;
+    if (pool.isDone(uTile)) return false;  // from an earlier run, which was taken up after this shot was announced
     const uint8_t* pFrom = message.data() + sizeof(TileRecord);
     for (uint32_t y = 0; y < tile.uRows; ++y) {
         uint8_t* pTo = pool.pixelsOf(tile) + y * pool.stride();
