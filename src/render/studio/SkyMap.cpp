@@ -96,6 +96,7 @@ NMVector3f SkyMap::directionOf(const Grid& grid, uint32_t x, uint32_t y) const {
 }
 
 NMVector2f SkyMap::placeOf(const NMVector3f& v3Dir) const {
+    if (!isFinite(v3Dir)) return {0, 0};  // as cameras may have that are no number
     const double y = std::clamp(static_cast<double>(v3Dir.y), -1.0, 1.0);
     const double dRound = atan2(static_cast<double>(v3Dir.x), static_cast<double>(v3Dir.z)) / (2.0 * NM_PI);
     return {static_cast<float>(dRound + 0.5) - fTurned, static_cast<float>(acos(y) / NM_PI)};
