@@ -1,6 +1,9 @@
 // Files of light.
 #include "picture/LightFile.h"
 
+#include <cmath>
+
+#include "picture/LayerFile.h"
 #include "support/FileTest.h"
 
 #ifdef RT_IMPORT
@@ -57,10 +60,25 @@ TEST_F(LightFileTest, RowsOfAllKindsAreReadAndBrokenOnesRefused) {
         {"", "it is neither a Radiance (.hdr) nor an OpenEXR (.exr) file"},
     };
     for (const auto& row : ROWS) EXPECT_EQ(read(row.sBytes), row.sWanted);
-#ifdef RT_EXR
-    EXPECT_EQ(read(std::string("\x76\x2f\x31\x01\x02\0\0\0channels", 16)), "its data are broken");
-#endif
 }
+
+#ifdef RT_EXR
+// Also of grey alone. What is no light is dark, and too much of it is less.
+TEST_F(LightFileTest, OpenExrFilesAreReadAndBrokenOnesRefused) {
+    const auto readBack = [this](const std::vector<std::string>& vChannels, const std::vector<float>& vFloats) {
+        EXPECT_FALSE(writeExr("y.exr", 1, 2, {{"", vChannels, false, vFloats, {}}}));
+        return read(readFile("y.exr"));
+    };
+    EXPECT_EQ(readBack({"R", "G", "B"}, {1, 2, 3, -1, NAN, 1e9f}), "1x2: 1 0");
+    EXPECT_EQ(picture.vPixels, (std::vector<float>{1, 2, 3, 0, 0, 1e7f}));
+    EXPECT_EQ(readBack({"Y"}, {4, 5}), "1x2: 4 5");
+    EXPECT_EQ(picture.vPixels, (std::vector<float>{4, 4, 4, 5, 5, 5}));
+    const std::string sBytes = readFile("y.exr");
+    EXPECT_EQ(read(sBytes.substr(0, sBytes.size() - 1)), "its data are broken");
+    EXPECT_EQ(readBack({"R", "G", "Z"}, {1, 2, 3, 4, 5, 6}), "it has no channels R, G and B");
+    EXPECT_EQ(read(std::string("\x76\x2f\x31\x01\x02\0\0\0channels", 16)), "its data are broken");
+}
+#endif
 
 }  // namespace
 #endif
