@@ -223,9 +223,6 @@ PYBIND11_MODULE(_raytracer, module) {
     module.attr("VERSION") = std::to_string(raytracer::VERSION_MAJOR) + "." + std::to_string(raytracer::VERSION_MINOR) +
                              "." + std::to_string(raytracer::VERSION_PATCH);
     addPictureTypes(module);
-    module.def("load_packed", loadPacked, "data"_a, "rays"_a = "watertight", "nthreads"_a = 0,
-               "The scene of bytes that rt-import --pack or pack() made, ready for pictures. ValueError when they are\n"
-               "none, or another version's. rays: as for RaycastingScene; nthreads: for building.");
     module.def("read_packed", readPacked);
     module.def("pack_scene", packFiles, "description"_a,
                "The scene of a description, NAME.txt, as bytes for load_packed(). Paths in it are relative to the\n"
@@ -244,7 +241,14 @@ PYBIND11_MODULE(_raytracer, module) {
         .def_property_readonly("ground", &PackedScene::ground,
                                "The material of the ground that the importer put under a model, or 2 ** 32 - 1.")
         .def_property_readonly("triangle_count", &PackedScene::triangleCount, "How many triangles there are.");
-    py::class_<RaycastingScene> scene(module, "RaycastingScene", "Meshes of triangles that rays and points ask about.");
+    module.def("load_packed", loadPacked, "data"_a, "rays"_a = "watertight", "nthreads"_a = 0,
+               "The scene of bytes that rt-import --pack or pack() made, ready for pictures. ValueError when they are\n"
+               "none, or another version's. rays: as for RaycastingScene; nthreads: for building.");
+    py::class_<RaycastingScene> scene(
+        module, "RaycastingScene",
+        "Meshes of triangles that rays and points ask about.\n\n"
+        "rays: \"watertight\", or \"tree\" for what the RayTracer program answers, which knows the nearest hit and\n"
+        "occlusion only. nthreads: 0 is all cores; here for building. No answer depends on it.");
     scene.attr("INVALID_ID") = INVALID_ID;
     constexpr float ENDLESS = std::numeric_limits<float>::infinity();
     scene.def(py::init(&makeScene), "nthreads"_a = 0, "rays"_a = "watertight", "device"_a = py::none())
