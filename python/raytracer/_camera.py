@@ -22,7 +22,9 @@ class Camera:
     angle in degrees from the left edge to the right one. The picture's first row is the one that
     up points to.
 
-    parallel: whether rays are parallel, as in a technical drawing.
+    Its attributes are intrinsic_matrix (3, 3), from the camera's space (x to the right, y down, z
+    into the picture) to pixels, extrinsic_matrix (4, 4), from the world to that space, width_px,
+    height_px, eye, and parallel: whether rays are parallel, as in a technical drawing.
     """
 
     parallel = False
@@ -79,7 +81,7 @@ class Camera:
     def rays(self, window=None):
         """Rays (height_px, width_px, 6) through the pixels' middles, float32. A hit's t is its
         depth. window: x, y, width and height of a part, whose rays they are then."""
-        x, y, width, height = window or (0, 0, self.width_px, self.height_px)
+        x, y, width, height = (0, 0, self.width_px, self.height_px) if window is None else window
         rays = np.empty((height, width, 6), np.float32)
         rays[..., :3], rays[..., 3:] = self._through(np.arange(x, x + width) + 0.5,
                                                      np.arange(y, y + height)[:, None] + 0.5)

@@ -48,15 +48,30 @@ def _points(camera, move):
 
 def view_numbers(camera, own_view, studio, samples):
     """What View() takes before the window; own_view is that of a packed scene."""
-    if samples != int(samples) or not 0 <= samples <= 64:
+    if not 0 <= samples <= 64 or samples != int(samples):
         raise ValueError(f"samples: a whole number from 0 to 64 wanted, got {samples}")
     samples = max(1, int(samples))
     if camera is None:
+        if not own_view[1]:
+            raise ValueError("camera: the packed scene has none of its own")
         return (*own_view, False, False, samples)
     # With lamps the samples look at their corners, so the picture is moved by half of one.
     move = 0.0 if studio else 0.5 / samples
     points = _points(camera, move).astype(np.float32)
     return points, camera.width_px, camera.height_px, camera.parallel, False, samples
+
+
+def check_window(window, width, height):
+    """The window as whole numbers, or None; ValueError when it is not one of the picture."""
+    if window is None:
+        return None
+    given = np.asarray(window)
+    if given.shape == (4,) and given.dtype.kind in "iu":
+        x, y, across, down = found = given.tolist()
+        if min(x, y) >= 0 and 0 < across <= width - x and 0 < down <= height - y:
+            return found
+    raise ValueError(f"window: x, y, width and height inside of {width} x {height} pixels wanted, "
+                     f"got {window!r}")
 
 
 def look_of(scene, studio, samples, transparent, background, ground, bricks):
@@ -127,7 +142,7 @@ def render(scene, camera=None, *, light=None, lights=None, colors=None, smooth=F
     if camera is None and not packed:
         raise ValueError("camera: only packed scenes have one of their own")
     numbers = view_numbers(camera, scene._view if packed else None, studio, samples)
-    view = View(*numbers, window=window)
+    view = View(*numbers, window=check_window(window, *numbers[1:3]))
     look = look_of(scene, studio, samples, transparent, background, ground, bricks)
     if lights is None or not len(lights):
         lights = np.empty((0, 4)) if studio or packed else lamps_beside(scene, camera)
@@ -168,10 +183,12 @@ def pack(scene: RaycastingScene, colors=None, smooth=False):
 
 
 def write_png(path, pixels):
-    """Writes pixels, (height, width) for grey or (height, width, 3), uint8, to a PNG file."""
+    """Writes pixels, uint8, to a PNG file: (height, width) for grey, (height, width, 3), or
+    (height, width, 4) with alpha."""
     pixels = np.ascontiguousarray(pixels)
-    if pixels.dtype != np.uint8 or pixels.ndim not in (2, 3) or pixels.shape[2:] not in ((), (3,)):
-        raise ValueError("pixels: shape (height, width) or (height, width, 3) of uint8 wanted, "
+    kinds = {(): 0, (3,): 2, (4,): 6}
+    if pixels.dtype != np.uint8 or pixels.ndim not in (2, 3) or pixels.shape[2:] not in kinds:
+        raise ValueError("pixels: shape (height, width), (height, width, 3 or 4) of uint8 wanted, "
                          f"got {pixels.shape} of {pixels.dtype}")
     height, width = pixels.shape[:2]
     if not height or not width:
@@ -181,7 +198,7 @@ def write_png(path, pixels):
         checked = kind + content
         return struct.pack(">I", len(content)) + checked + struct.pack(">I", zlib.crc32(checked))
 
-    header = struct.pack(">IIBBBBB", width, height, 8, 0 if pixels.ndim == 2 else 2, 0, 0, 0)
+    header = struct.pack(">IIBBBBB", width, height, 8, kinds[pixels.shape[2:]], 0, 0, 0)
     rows = np.zeros((height, 1 + pixels.size // height), np.uint8)  # each with its filter: none
     rows[:, 1:] = pixels.reshape(height, -1)
     with open(path, "wb") as file:

@@ -7,7 +7,7 @@
     for picture in raytracer.distributed.render(client, scene, cameras):
         ...
 
-The workers need this module, too, and Debian's python3-distributed. See docs/farm.md.
+The workers need this module, too, and Debian's python3-distributed. See docs/dask.md.
 """
 import numpy as np
 
@@ -39,7 +39,11 @@ class _Order:
         elif colors is not None or smooth:
             raise ValueError("colors and smooth are not for packed scenes")
         else:
-            self.data = bytes(scene)
+            try:
+                self.data = bytes(memoryview(scene))
+            except TypeError:
+                raise TypeError("scene: a RaycastingScene, or the bytes of a packed scene wanted, "
+                                f"got {type(scene).__name__}") from None
         self.own_view = packed_view(self.data) if self.data else None
         self.look = {"studio": self.studio, "samples": samples, "transparent": transparent,
                      "background": background, "ground": ground, "bricks": bricks}

@@ -102,9 +102,11 @@ def test_meshes_are_packed_and_lamps_may_change():
     with pytest.raises(ValueError, match="packed scene: is of version 7.*, this is " +
                        raytracer.__version__):
         raytracer.load_packed(data[:16] + b"7" + data[17:])
-    for window in ((0, 0, 161, 100), (160, 0, 1, 1), (0, 0, 0, 1)):
+    for window in ((0, 0, 161, 100), (160, 0, 1, 1), (0, 0, 0, 1), (-1, 0, 2, 2), (0, 0, 9)):
         with pytest.raises(ValueError, match="window: .* inside of 160 x 100 pixels wanted"):
             raytracer.render(packed, camera, window=window)
+    with pytest.raises(ValueError, match="camera: the packed scene has none of its own"):
+        raytracer.render(packed)
 
 
 def test_parallel_cameras_see_the_same_size_at_any_distance():

@@ -77,6 +77,8 @@ def test_png_files_hold_the_pixels(tmp_path):
     assert zlib.decompress(written[start:-16]) == b"".join(b"\0" + row.tobytes() for row in pixels)
     with pytest.raises(ValueError, match=r"pixels: .* wanted, got \(2, 5, 3\) of float64"):
         raytracer.write_png(tmp_path / "b.png", pixels * 0.5)
+    raytracer.write_png(tmp_path / "c.png", np.dstack([pixels, pixels[..., 0]]))
+    assert (tmp_path / "c.png").read_bytes()[24:26] == b"\x08\x06"  # 8 bits, with alpha
 
 
 def test_the_page_runs(tmp_path, monkeypatch):
