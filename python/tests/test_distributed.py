@@ -169,11 +169,12 @@ def rt_render(*words, **kwargs):
 def test_rt_render_writes_the_same_files_on_a_scheduler(cluster, options, tmp_path):
     cluster.client()
     write_sky(tmp_path / "sky.hdr")
+    (tmp_path / "queue.py").write_text("raise ImportError")  # a user's, which is not looked at
     options = [tmp_path / word if word == "sky.hdr" else word for word in options]
     for folder, place in (("here", []), ("there", ["--on", cluster.address])):
         (tmp_path / folder).mkdir()
         ran = rt_render(MODEL, "--resolution", "160", "120", *options, *place, "-o",
-                        tmp_path / folder / "a.png")
+                        tmp_path / folder / "a.png", cwd=tmp_path)
         assert ran.returncode == 0 and ran.stderr == "", ran.stderr
     here, there = ({path.name: path.read_bytes() for path in (tmp_path / folder).iterdir()}
                    for folder in ("here", "there"))

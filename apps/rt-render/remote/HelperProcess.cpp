@@ -26,16 +26,19 @@ constexpr size_t HEAD_BYTES = 12;
 constexpr int PIPE_BYTES = 1 << 20;
 constexpr uint64_t LONGEST = uint64_t{1} << 31;  // a tile is much smaller
 
-// Beside the program lies the module of the same build, or of the same installation.
+// Beside the program lies the module of the same build, or of the same installation. The working directory is not
+// looked into: modules there may have any name.
 void showModule() {
+    setenv("PYTHONSAFEPATH", "1", 1);
     std::error_code error;
     const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
     std::string sPath;
     for (const fs::path& path : {folder / "python", folder.parent_path() / "lib/python3/dist-packages"}) {
-        if (fs::exists(path / "raytracer" / "__init__.py", error)) sPath += path.string() + ":";
+        if (fs::exists(path / "raytracer" / "__init__.py", error)) sPath += (sPath.empty() ? "" : ":") + path.string();
     }
     const char* szPath = getenv("PYTHONPATH");
-    if (!sPath.empty()) setenv("PYTHONPATH", (sPath + (szPath ? szPath : "")).c_str(), 1);
+    if (szPath && *szPath) sPath += (sPath.empty() ? "" : ":") + std::string(szPath);
+    if (!sPath.empty()) setenv("PYTHONPATH", sPath.c_str(), 1);
 }
 
 }  // namespace
