@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""bench/python.py BUILD: a million rays in one call from Python, beside the same call in C++ and
-Embree's robust single rays (both by rt_bench_cast), and on two threads. Prints the table of
+"""bench/python.py BUILD [RUNS]: a million rays in one call from Python, beside the same call in
+C++ and Embree's robust single rays (both by rt_bench_cast), and on two threads. Prints the table of
 docs/performance.md: the best of runs that take turns, in milliseconds of the processor, which a
 busy machine changes little; how much sooner two threads are done is told by the clock on the wall.
 Python's times have the conversion of arrays in them, Embree's have nothing but its calls."""
