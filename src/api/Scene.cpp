@@ -98,7 +98,7 @@ const WatertightQueries* Scene::Data::watertightFor(const char* szWhat) const {
 bool Scene::Data::makeSky() {
     const SkyPicture& sky = scene.sky;
     pSky.reset();
-    if (sky.vLight.empty()) return false;
+    if (sky.vLight.empty()) return scene.sky = {}, false;
     if (!sky.isWrong()) pSky = std::make_unique<const SkyMap>(sky.vLight.data(), sky.uWidth, sky.uHeight, sky.fTurn);
     if (pSky && !pSky->isDark()) return false;
     pSky.reset();

@@ -39,6 +39,10 @@ inline Velk::NMVector3f reflected(const Velk::NMVector3f& v3Dir, const Velk::NMV
     return normalize(v3Dir - v3Normal * (2.0f * dot(v3Dir, v3Normal)));
 }
 
+inline float luminance(const Velk::NMVector3f& v3) {
+    return 0.2126f * v3.x + 0.7152f * v3.y + 0.0722f * v3.z;
+}
+
 inline float strongest(const Velk::NMVector3f& v3) {
     return std::max({v3.x, v3.y, v3.z});
 }

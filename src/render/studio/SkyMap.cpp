@@ -26,10 +26,6 @@ constexpr float SOFTNESS = 0.05f;                      // sine of half the angle
 constexpr float LEAST_SHARE = 0.02f;                   // of a direction of the sky
 constexpr float ROUGH[] = {0.15f, 0.3f, 0.55f, 1.0f};  // of the levels
 
-float luminance(const NMVector3f& v3) {
-    return 0.2126f * v3.x + 0.7152f * v3.y + 0.0722f * v3.z;
-}
-
 // The first waves of a function of directions (Ramamoorthi 2001).
 void wavesOf(const NMVector3f& v, float (&fWaves)[9]) {
     const float f[9] = {0.282095f,

@@ -38,7 +38,7 @@ bool StudioRenderer::isGround(const Sample& sample) const {
 float StudioRenderer::shadowOn(const Sample& sample, const Light& light) const {
     float fWeights[StudioLights::KINDS] = {0.45f, 0.0f, 0.55f};
     for (unsigned k = 0; settings.pSky && k < StudioLights::KINDS; ++k) {
-        fWeights[k] = lights.irradiance(static_cast<StudioLights::Kind>(k), sample.v3Normal).y;
+        fWeights[k] = luminance(lights.irradiance(static_cast<StudioLights::Kind>(k), sample.v3Normal));
     }
     float fShare = 0.0f, fWhole = 0.0f;
     for (unsigned k = 0; k < StudioLights::KINDS; ++k) {
