@@ -7,7 +7,7 @@
 Lengths are those of the meshes. See docs/python.md.
 """
 from ._camera import Camera, create_rays_pinhole
-from ._files import add_file, load
+from ._files import add_file, load, pack_model
 from ._picture import pack, render, write_png
 from ._raytracer import VERSION as __version__
 from ._raytracer import PackedScene, RaycastingScene, load_packed, pack_scene
@@ -16,4 +16,4 @@ RaycastingScene.add_file = add_file
 RaycastingScene.create_rays_pinhole = staticmethod(create_rays_pinhole)
 
 __all__ = ["Camera", "PackedScene", "RaycastingScene", "__version__", "load", "load_packed", "pack",
-           "pack_scene", "render", "write_png"]
+           "pack_model", "pack_scene", "render", "write_png"]

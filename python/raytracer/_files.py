@@ -47,6 +47,19 @@ def _packed(path, options):
     return result.stdout
 
 
+def _options(light, ground, resolution, up, allow_outside):
+    if light not in ("lamps", "studio"):
+        raise ValueError(f"light: 'lamps' or 'studio' wanted, got {light!r}")
+    if up not in (None, "x", "y", "z"):
+        raise ValueError(f"up: 'x', 'y' or 'z' wanted, got {up!r}")
+    options = ["--light", light] + ["--ground"] * bool(ground)
+    options += ["--allow-outside"] * bool(allow_outside) + (["--up", up] if up else [])
+    if resolution is not None:
+        width, height = resolution
+        options += ["--resolution", str(int(width)), str(int(height))]
+    return options
+
+
 def load(path, *, light="studio", ground=False, resolution=None, up=None, allow_outside=False,
          rays="watertight", nthreads=0) -> PackedScene:
     """A model file, of any kind that rt-import reads, for render(): with its materials, textures,
@@ -58,18 +71,16 @@ def load(path, *, light="studio", ground=False, resolution=None, up=None, allow_
     rays and nthreads: as for RaycastingScene. FileNotFoundError without the file or rt-import,
     ValueError with what rt-import says of a model that cannot be read, a warning for what it lacks.
     """
-    if light not in ("lamps", "studio"):
-        raise ValueError(f"light: 'lamps' or 'studio' wanted, got {light!r}")
-    if up not in (None, "x", "y", "z"):
-        raise ValueError(f"up: 'x', 'y' or 'z' wanted, got {up!r}")
-    options = ["--light", light] + ["--ground"] * bool(ground)
-    options += ["--allow-outside"] * bool(allow_outside) + (["--up", up] if up else [])
-    if resolution is not None:
-        width, height = resolution
-        options += ["--resolution", str(int(width)), str(int(height))]
-    scene = load_packed(_packed(path, options), rays, nthreads)
+    data = _packed(path, _options(light, ground, resolution, up, allow_outside))
+    scene = load_packed(data, rays, nthreads)
     scene.light = light
     return scene
+
+
+def pack_model(path, *, light="studio", ground=False, resolution=None, up=None,
+               allow_outside=False) -> bytes:
+    """The same as bytes, for load_packed() and raytracer.distributed.render()."""
+    return _packed(path, _options(light, ground, resolution, up, allow_outside))
 
 
 def add_file(scene, path, allow_outside=False):

@@ -56,6 +56,10 @@ def test_loaded_models_are_shown_as_rt_render_shows_them(tmp_path):
         "-o", tmp_path / "b.ppm")
     scene = raytracer.load(str(model), light="lamps", ground=True, resolution=(64, 48), up="z")
     np.testing.assert_array_equal(raytracer.render(scene), pixels(tmp_path / "b.ppm"))
+    same = raytracer.load_packed(raytracer.pack_model(model, resolution=(64, 48)))
+    np.testing.assert_array_equal(
+        raytracer.render(same, light="studio"),
+        raytracer.render(raytracer.load(model, resolution=(64, 48))))
 
 
 @needs_programs
