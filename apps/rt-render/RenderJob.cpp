@@ -197,8 +197,10 @@ bool RenderJob::prepare() {
 
     rayTracer.queries.eKind = options.rays.value_or(source.isModel() ? RayKind::WATERTIGHT : RayKind::TREE);
     const bool bTree = rayTracer.queries.eKind == RayKind::TREE;
-    if (pRemote) rayTracer.sky = sky;
-    if (pRemote) pRemote->begin(rayTracer, studioSettings(), options.uSamples);
+    if (pRemote) {
+        rayTracer.sky = sky;
+        pRemote->begin(rayTracer, studioSettings(), options.uSamples);
+    }
     Console::status("%s: building the %s", source.name().c_str(), bTree ? "tree" : "boxes");
     const std::string sGeometryKey = geometryKey(rayTracer.scene);
     pCache = std::make_unique<TreeCache>(bTree ? uint64_t{options.uCacheLimit} << 20 : 0);

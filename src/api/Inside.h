@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
 #include "base/Vectors.h"
 #include "raytracer/Picture.h"
@@ -18,19 +17,13 @@ struct raytracer::Scene::Data {
     bool bPrepared = false;
     bool bPictures = false;
     uint32_t uGround = rt::NO_INDEX;
-    std::unique_ptr<const rt::SkyMap> pSky;  // of the scene's sky
-
-    /// Of the prepared scene; made for the first picture that shows them. Throws std::bad_alloc.
-    const rt::SurfaceTextures& textures() const;
+    std::unique_ptr<const rt::SkyMap> pSky;                // of the scene's sky
+    std::unique_ptr<const rt::SurfaceTextures> pTextures;  // of a scene that is prepared for pictures
 
     /// Takes the scene's sky. True, with a report, when there is no such sky. Throws std::bad_alloc.
     bool makeSky();
 
     const rt::WatertightQueries* watertightFor(const char* szWhat) const;
-
- private:
-    mutable std::once_flag texturesMade;
-    mutable std::unique_ptr<const rt::SurfaceTextures> pTextures;
 };
 
 namespace raytracer {

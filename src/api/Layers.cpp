@@ -20,7 +20,7 @@ bool renderLayers(const Scene& scene, const View& view, const Layers& layers, un
                                    layers.pMask,  layers.pMesh,     layers.pMaterial, layers.pFace};
     bool bFailed = true;
     try {
-        rt::LayerTracer tracer(data.scene, layers.bTextures ? &data.textures() : nullptr, layers.uUnseen,
+        rt::LayerTracer tracer(data.scene, layers.bTextures ? data.pTextures.get() : nullptr, layers.uUnseen,
                                Inside::frameOf(single, data.scene.scene), layers.fInPixel);
         bFailed = tracer.trace(targets, Inside::windowOf(view), uThreads, isStopped);
     } catch (const std::bad_alloc&) {

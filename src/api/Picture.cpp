@@ -181,7 +181,7 @@ bool renderStudio(const Scene& scene, const View& view, const Studio& studio, un
     settings.bSkyBehind = studio.bSkyBehind && data.pSky;
     const Frame frame = Inside::frameOf(view, data.scene.scene);
     return share(uThreads, pStop, [&](Work& work) {
-        const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, data.textures(), frame, settings);
+        const auto pRenderer = std::make_unique<StudioRenderer>(data.scene, *data.pTextures, frame, settings);
         renderTiles(view, STUDIO_EDGE, studio.bTransparent ? 4 : 3, work, pPixels, uStride,
                     [&](const Tile& tile, uint8_t* pFirst, size_t uRow) { pRenderer->render(tile, pFirst, uRow); });
     });

@@ -107,12 +107,6 @@ bool Scene::Data::makeSky() {
     return true;
 }
 
-const SurfaceTextures& Scene::Data::textures() const {
-    std::call_once(texturesMade,
-                   [this] { pTextures = std::make_unique<const SurfaceTextures>(scene.scene, scene.colours); });
-    return *pTextures;
-}
-
 Scene::Scene() : pData(std::make_unique<Data>()) {}
 Scene::~Scene() = default;
 Scene::Scene(Scene&& other) noexcept = default;
@@ -259,6 +253,13 @@ bool Scene::prepare(Use use, Rays rays, unsigned uThreads, const std::atomic<boo
     const bool bFailed = scene.prepare(pData->camera.v3Position, false, scaling);
     scene.queries.pStop = scene.queries.kdTree.pStop = nullptr;  // the caller's
     if (bFailed) return true;
+    try {
+        pData->pTextures.reset();
+        if (pData->bPictures) pData->pTextures = std::make_unique<const SurfaceTextures>(scene.scene, scene.colours);
+    } catch (const std::bad_alloc&) {
+        Velk::memoryError(sizeof(SurfaceTextures), "textures");
+        return true;
+    }
     pData->bPrepared = true;
     return false;
 }
